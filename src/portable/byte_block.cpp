@@ -1,0 +1,22 @@
+#include "portable/byte_block.h"
+
+#include <new>
+#include <sys/mman.h>
+
+namespace uni {
+
+namespace {
+
+constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
+
+}  // namespace
+
+byte_block::byte_block(std::size_t size) : m_size(size) {
+    const bool large = size >= large_page && size % large_page == 0;
+    void* const memory = large ? std::aligned_alloc(large_page, size) : std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    if (large) ::madvise(memory, size, MADV_HUGEPAGE);  // a wish: the system may not have any
+    m_bytes.reset(static_cast<std::uint8_t*>(memory));
+}
+
+}  // namespace uni

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <span>
+
+namespace uni {
+
+// An owned run of bytes that stays where it is when its owner moves. Its contents begin unsettled, since something
+// is about to be read into it.
+class byte_block {
+public:
+    byte_block() = default;
+    // Throws std::bad_alloc. A block of some megabytes asks the system for large pages, which are much cheaper to
+    // come by than many small ones.
+    explicit byte_block(std::size_t size);
+
+    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_size}; }
+    bool empty() const { return m_size == 0; }
+
+private:
+    struct release {
+        void operator()(std::uint8_t* bytes) const { std::free(bytes); }
+    };
+    std::unique_ptr<std::uint8_t[], release> m_bytes;
+    std::size_t m_size = 0;
+};
+
+}  // namespace uni

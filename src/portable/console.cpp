@@ -1,0 +1,83 @@
+#include "portable/console.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <mutex>
+#include <unistd.h>
+
+#include "portable/descriptor.h"
+
+namespace uni {
+
+namespace {
+
+constexpr std::size_t widest_line = 70;
+constexpr std::size_t most_held = 65'536;  // bytes
+constexpr std::chrono::milliseconds longest_hold{50};
+
+std::mutex console_mutex;  // guards what follows, and the order of the writes
+std::string held;          // said, and not written yet
+std::chrono::steady_clock::time_point last_write;
+
+void write_held() {
+    if (held.empty()) return;
+    // There is nobody left to tell of a failure.
+    static_cast<void>(write_all(STDERR_FILENO, held));
+    held.clear();
+}
+
+// Kept: the cut counts line feeds too, so a text with some comes out shorter than `width`.
+void hold_line(std::size_t width, std::string_view text) {
+    held += clear_line;
+    std::ranges::remove_copy(text.substr(0, std::min(width, widest_line)), std::back_inserter(held), '\n');
+    held += '\r';
+}
+
+}  // namespace
+
+void console_write(std::string_view text) {
+    const std::lock_guard lock(console_mutex);
+    held += text;
+    write_held();
+}
+
+void status_line(std::size_t width, std::string_view text) {
+    if (text.empty()) return;
+    const std::lock_guard lock(console_mutex);
+    hold_line(width, text);
+    write_held();
+}
+
+void progress_line(std::size_t width, std::string_view text) {
+    if (text.empty()) return;
+    const std::lock_guard lock(console_mutex);
+    hold_line(width, text);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - last_write < longest_hold && held.size() < most_held) return;
+    write_held();
+    last_write = now;
+}
+
+void flush_console() {
+    const std::lock_guard lock(console_mutex);
+    write_held();
+}
+
+void clear_status() {
+    console_write(clear_line);
+}
+
+void percent_meter::step(std::uint64_t position, std::uint64_t total) {
+    if (total == 0) return;
+    if (m_next_report == 0) {
+        m_report_step = static_cast<std::uint64_t>(m_step_percent / 100.0 * static_cast<double>(total));
+        m_next_report = m_report_step;
+    }
+    if (position < m_next_report) return;
+    m_next_report += m_report_step;
+    const double share = static_cast<double>(position) / static_cast<double>(total);
+    status_line(m_width, "percent done: " + std::to_string(static_cast<std::uint64_t>(share * 100.0)));
+}
+
+}  // namespace uni

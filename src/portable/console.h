@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// What is said to the operator, on the standard error stream. What cannot be written is dropped. Usable from any
+// thread.
+namespace uni {
+
+inline constexpr std::string_view clear_line = "\x1b[2K\r    \r";
+inline constexpr std::size_t status_width = 40;  // bytes; the width of every status line
+
+// Writes `text` as it stands, at once.
+void console_write(std::string_view text);
+
+// Writes one status line of at most `width` bytes (and never more than 70) that the next one overwrites. Line
+// feeds are taken out behind the cut. An empty text writes nothing.
+void status_line(std::size_t width, std::string_view text);
+
+// The same for a fast run of lines: it may be held back for up to a twentieth of a second, so that the run costs
+// few writes. Whatever is said next, or `flush_console`, sends it first.
+void progress_line(std::size_t width, std::string_view text);
+void flush_console();
+
+// Erases the status line.
+void clear_status();
+
+// Reports how far one long job has come, each time another `step_percent` of it is done.
+class percent_meter {
+public:
+    percent_meter(std::size_t width, double step_percent) : m_width(width), m_step_percent(step_percent) {}
+    void step(std::uint64_t position, std::uint64_t total);
+
+private:
+    std::size_t m_width;
+    double m_step_percent;
+    std::uint64_t m_next_report = 0;
+    std::uint64_t m_report_step = 0;
+};
+
+}  // namespace uni

@@ -1,0 +1,164 @@
+#include "portable/file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "portable/descriptor.h"
+
+namespace uni {
+
+namespace {
+
+// One read stays well inside what the system call takes at once.
+constexpr std::size_t read_chunk = 268'435'456;
+
+// Kept: a file whose path begins so and which tells no size has this one, so that those that the system makes up while
+// they are read can be read too.
+constexpr std::string_view process_files = "/proc";
+constexpr std::uint64_t process_file_size = 262'144;
+
+// Kept: a results file is for its owner and for others, but not for the group. Scripts that collect reports run as
+// neither owner nor group.
+constexpr mode_t created_mode = 0606;
+
+int flags_of(open_mode mode) {
+    switch (mode) {
+        case open_mode::read:
+            return O_RDONLY;
+        case open_mode::update:
+            return O_RDWR;
+        case open_mode::create_truncate:
+            return O_RDWR | O_CREAT | O_TRUNC;
+    }
+    return O_RDONLY;
+}
+
+// Leaves the numbers of the standard streams alone: where one of them is closed, what is said on it must not end up
+// in a file of the run.
+int off_standard_numbers(int descriptor) {
+    if (descriptor == -1 || descriptor > STDERR_FILENO) return descriptor;
+    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    ::close(descriptor);
+    return moved;
+}
+
+bool has_offsets(int descriptor) {
+    struct stat about {};
+    if (::fstat(descriptor, &about) != 0) return false;
+    return !S_ISFIFO(about.st_mode) && !S_ISSOCK(about.st_mode) && !S_ISDIR(about.st_mode);
+}
+
+}  // namespace
+
+std::string_view trimmed_path(std::string_view path) {
+    return path.substr(0, path.find_last_not_of("/\\") + 1);  // none such: npos + 1 is 0
+}
+
+bool identify(const std::string& path, file_identity& out) {
+    struct stat about {};
+    if (::stat(path.c_str(), &about) != 0) return false;
+    out = {about.st_dev, about.st_ino};
+    return true;
+}
+
+file::~file() {
+    close();
+}
+
+bool file::open(std::string_view path, open_mode mode) {
+    if (path.empty()) return false;
+    close();
+    const std::string name(trimmed_path(path));
+    // Opening must not wait for a FIFO's other end.
+    m_fd = off_standard_numbers(::open(name.c_str(), flags_of(mode) | O_NONBLOCK | O_CLOEXEC, created_mode));
+    if (m_fd == -1) return false;
+    if (!has_offsets(m_fd)) {
+        close();
+        return false;
+    }
+    m_of_process = name.starts_with(process_files);
+    measure_size();
+    return true;
+}
+
+void file::attach(int descriptor) {
+    close();
+    m_fd = descriptor;
+    m_attached = true;
+}
+
+bool file::close() {
+    // An interrupted close has closed all the same.
+    const bool closed = m_fd == -1 || m_attached || ::close(m_fd) == 0 || errno == EINTR;
+    m_fd = -1;
+    m_size = 0;
+    m_attached = false;
+    m_of_process = false;
+    return closed;
+}
+
+std::uint64_t file::measure_size() {
+    errno = 0;
+    const off_t end = ::lseek(m_fd, 0, SEEK_END);
+    if (end > 0) {
+        m_size = static_cast<std::uint64_t>(end);
+    } else {
+        m_size = m_of_process && errno == EINVAL ? process_file_size : 0;
+    }
+    return m_size;
+}
+
+std::int64_t file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) {
+    if (!is_open() || offset >= m_size) return -1;
+    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset));
+    std::size_t done = 0;
+    while (done < wanted) {
+        const ssize_t arrived =
+            ::pread(m_fd, buffer.data() + done, std::min(read_chunk, wanted - done), static_cast<off_t>(offset + done));
+        if (arrived < 0 && errno == EINTR) continue;
+        if (arrived <= 0) break;
+        done += static_cast<std::size_t>(arrived);
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+std::uint64_t file::next_data(std::uint64_t offset) {
+    if (offset >= m_size) return m_size;
+    const off_t data = ::lseek(m_fd, static_cast<off_t>(offset), SEEK_DATA);
+    if (data >= 0) return std::min(static_cast<std::uint64_t>(data), m_size);
+    return errno == ENXIO ? m_size : offset;
+}
+
+bool file::append(std::string_view bytes) {
+    if (!is_open()) return false;
+    if (m_attached) return write_all(m_fd, bytes);
+    if (::lseek(m_fd, 0, SEEK_END) == -1 && errno != ESPIPE) return false;  // a terminal has no end to go to
+    const bool whole = write_all(m_fd, bytes);
+    measure_size();
+    return whole;
+}
+
+fileio_output::fileio_output(file& target) : m_target(target) {
+    m_pending.reserve(put_area);
+}
+
+void fileio_output::write(std::string_view text) {
+    if (text.size() > put_area - m_pending.size()) flush();
+    if (!m_good) return;
+    if (text.size() < put_area) {
+        m_pending += text;
+    } else {
+        m_good = m_target.append(text);
+    }
+}
+
+bool fileio_output::flush() {
+    if (m_good && !m_pending.empty()) m_good = m_target.append(m_pending);
+    m_pending.clear();
+    return m_good;
+}
+
+}  // namespace uni

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace uni {
+
+// A hash table from nonzero 64-bit keys to small values. Its hash is seeded anew in every process, so that no
+// input can be prepared to make its look-ups slow; it has no order to betray the seed.
+template <class value>
+class seeded_map {
+public:
+    void clear() {
+        m_slots.clear();
+        m_used = 0;
+    }
+    bool empty() const { return m_used == 0; }
+
+    // The value of `key`, or null. Valid until the next addition.
+    value* find(std::uint64_t key) {
+        if (m_slots.empty()) return nullptr;
+        slot& s = slot_of(key);
+        return s.key == key ? &s.held : nullptr;
+    }
+
+    // The value of `key`, which is new if there was none; `key` is not 0.
+    value& operator[](std::uint64_t key) {
+        if (4 * (m_used + 1) > 3 * m_slots.size()) grow();
+        slot& s = slot_of(key);
+        if (s.key != key) {
+            s.key = key;
+            ++m_used;
+        }
+        return s.held;
+    }
+
+private:
+    struct slot {
+        std::uint64_t key = 0;  // 0: free
+        value held{};
+    };
+
+    // The slot that holds `key`, or the free one where it would go. One slot in four is free, so this ends.
+    slot& slot_of(std::uint64_t key) {
+        const std::size_t mask = m_slots.size() - 1;
+        std::size_t at = static_cast<std::size_t>(mixed(key)) & mask;
+        while (m_slots[at].key != 0 && m_slots[at].key != key)
+            at = (at + 1) & mask;
+        return m_slots[at];
+    }
+
+    void grow() {
+        std::vector<slot> old(m_slots.empty() ? 64 : 2 * m_slots.size());
+        old.swap(m_slots);
+        for (const slot& s : old) {
+            if (s.key != 0) slot_of(s.key) = s;
+        }
+    }
+
+    // Two rounds of multiply and fold around the seed.
+    static std::uint64_t mixed(std::uint64_t key) {
+        static const std::uint64_t seed =
+            static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        key = (key ^ seed) * 0x9E37'79B9'7F4A'7C15;
+        key = (key ^ (key >> 32) ^ seed) * 0xD6E8'FEB8'6659'FD93;
+        return key ^ (key >> 32);
+    }
+
+    std::vector<slot> m_slots;
+    std::size_t m_used = 0;
+};
+
+}  // namespace uni

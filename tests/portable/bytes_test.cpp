@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "portable/byte_view.h"
+#include "portable/ordered_index.h"
+#include "portable/seeded_map.h"
+#include "portable/utf16.h"
+
+namespace {
+
+TEST(byte_view, reads_nothing_that_is_not_wholly_inside) {
+    const std::vector<std::uint8_t> bytes{0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99};
+    const uni::byte_view view{std::span(bytes)};
+    EXPECT_EQ(view.u32(5), 0x99887766u);
+    EXPECT_EQ(view.u64(1), 0x9988776655443322u);
+    EXPECT_EQ(view.get(uni::field<std::int16_t>{7}), -26232);
+    for (const std::uint64_t outside : {2ull, 9ull, 1ull << 63, ~0ull, ~0ull - 6})
+        EXPECT_EQ(view.u64(outside), 0u) << outside;
+    EXPECT_FALSE(view.has(4, ~0ull - 3));  // the sum would wrap to 0
+    EXPECT_EQ(view.slice(7, ~0ull).size(), 2u);
+    EXPECT_EQ(view.slice(2, 3).u16(2), 0);  // a slice ends where it ends
+}
+
+TEST(utf16_text, becomes_utf8) {
+    const std::pair<std::u16string, std::string> rows[] = {
+        {u"\u007f\u0080\u07ff\u0800\uffff", "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
+        {u"\U00010000\U0010ffff", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {{u'a', 0, u'b'}, "a"},
+        {{0xdc00, 0xd800, 0xd801, 0xdc00, 0xd800}, "\xef\xbf\xbd\xef\xbf\xbd\xf0\x90\x90\x80\xef\xbf\xbd"},
+    };
+    for (const auto& [units, text] : rows) {
+        std::vector<std::uint8_t> bytes;
+        for (const char16_t unit : units)
+            bytes.insert(bytes.end(), {static_cast<std::uint8_t>(unit & 0xff), static_cast<std::uint8_t>(unit >> 8)});
+        bytes.push_back('x');  // half a unit is none
+        EXPECT_EQ(uni::utf16_text(uni::byte_view{std::span(bytes)}), text);
+    }
+}
+
+// Held against trees, over keys that mostly ascend, as record numbers do, with some far back and some twice.
+TEST(indexes, keep_order_and_the_first_arrival) {
+    std::mt19937_64 random(1);
+    uni::sealed_index sealed;
+    uni::ordered_index ordered, unique;
+    uni::seeded_map<std::uint32_t> counts;
+    std::multimap<std::uint64_t, std::uint32_t> all;
+    std::map<std::uint64_t, std::uint32_t> first;
+    for (std::uint32_t position = 0; position < 2000; ++position) {
+        const std::uint64_t key = 1 + (position % 7 == 3 ? random() % 900 : position / 2 + random() % 3);
+        sealed.add(key, position);
+        ordered.add(key, position);
+        all.emplace(key, position);
+        EXPECT_EQ(unique.add_unique(key, position), first.emplace(key, position).second);
+        ++counts[key];
+    }
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> visited;
+    ordered.for_each([&](std::uint64_t key, std::uint32_t position) { visited.emplace_back(key, position); });
+    EXPECT_TRUE(std::equal(visited.begin(), visited.end(), all.begin(), all.end(),
+                           [](const auto& a, const auto& b) { return a.first == b.first && a.second == b.second; }));
+
+    sealed.seal();
+    std::size_t near = 0;
+    for (std::uint64_t at = 0; at < 3000; ++at) {
+        const std::uint64_t key = 1 + (at < 1100 ? at : random() % 1100);
+        const uni::index_entry* found = sealed.find_near(key, near);
+        ASSERT_EQ(near, sealed.lower_bound(key));
+        ASSERT_EQ(found != nullptr, first.contains(key));
+        ASSERT_EQ(unique.find(key) != nullptr, found != nullptr);
+        ASSERT_EQ(counts.find(key) != nullptr, found != nullptr);
+        if (found == nullptr) continue;
+        ASSERT_EQ(found->position, first[key]);
+        ASSERT_EQ(*ordered.find(key), first[key]);
+        ASSERT_EQ(*unique.find(key), first[key]);
+        ASSERT_EQ(*counts.find(key), all.count(key));
+    }
+    sealed.seal_unique();
+    EXPECT_EQ(sealed.size(), first.size());
+    EXPECT_EQ(sealed.find(500), first[500]);
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include "portable/file.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+
+#include "support/scratch_folder.h"
+
+namespace {
+
+using kest::disk::contents_of;
+using uni::open_mode;
+
+struct file : ::testing::Test {
+    kest::disk::scratch_folder folder;
+    uni::file opened;
+    std::array<std::uint8_t, 4> buffer{};
+};
+using fileio_output = file;
+
+TEST_F(file, refuses_what_has_no_offsets) {
+    ASSERT_EQ(::mkfifo(folder.at("fifo").c_str(), 0600), 0);
+    folder.put("plain", "four");
+    for (const open_mode mode : {open_mode::read, open_mode::update, open_mode::create_truncate}) {
+        for (const std::string& path : {std::string(), std::string("//"), folder.at(""), folder.at("fifo")})
+            EXPECT_FALSE(opened.open(path, mode)) << path;
+        EXPECT_FALSE(opened.is_open());
+        EXPECT_TRUE(opened.open(folder.at("plain/\\/"), mode));
+        EXPECT_EQ(opened.size(), mode == open_mode::create_truncate ? 0u : 4u);
+    }
+    EXPECT_FALSE(opened.open(folder.at("missing"), open_mode::update));
+}
+
+TEST_F(file, reads_at_offsets_up_to_the_measured_end) {
+    ASSERT_TRUE(opened.open(folder.put("ten", "0123456789"), open_mode::read));
+    const auto read = [&](std::uint64_t offset) { return opened.read_at(buffer, offset); };
+    EXPECT_EQ(read(8), 2);
+    EXPECT_EQ(read(3), 4);
+    EXPECT_EQ(buffer, (std::array<std::uint8_t, 4>{'3', '4', '5', '6'}));
+    EXPECT_EQ(read(10), -1);
+    EXPECT_EQ(read(~0ull), -1);
+    std::filesystem::resize_file(folder.at("ten"), 2);  // while it is read
+    EXPECT_EQ(read(0), 2);
+    EXPECT_EQ(read(4), 0);
+}
+
+TEST_F(file, kept_process_files_have_a_size) {
+    if (!opened.open("/proc/self/status", open_mode::read)) GTEST_SKIP();
+    EXPECT_EQ(opened.size(), 262144u);
+    EXPECT_EQ(opened.read_at(buffer, 0), 4);
+}
+
+TEST_F(file, kept_results_are_not_for_the_group) {
+    const mode_t mask = ::umask(0);
+    EXPECT_TRUE(opened.open(folder.at("new"), open_mode::create_truncate));
+    ::umask(mask);
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder.at("new")).permissions()), 0606u);
+}
+
+TEST_F(file, steps_over_holes) {
+    constexpr std::uint64_t data = 1 << 20, size = 4 << 20;
+    ASSERT_TRUE(opened.open(folder.put("sparse"), open_mode::update));
+    std::filesystem::resize_file(folder.at("sparse"), data);
+    ASSERT_TRUE(opened.append("x"));
+    std::filesystem::resize_file(folder.at("sparse"), size);
+    EXPECT_EQ(opened.measure_size(), size);
+    EXPECT_EQ(opened.next_data(data), data);
+    if (opened.next_data(0) == 0) GTEST_SKIP() << "holes are not told here";
+    EXPECT_EQ(opened.next_data(0), data);
+    EXPECT_EQ(opened.next_data(2 * data), size);
+}
+
+TEST_F(file, appends_at_the_end) {
+    ASSERT_TRUE(opened.open(folder.put("out", "old;"), open_mode::update));
+    EXPECT_TRUE(opened.append("one;"));
+    EXPECT_EQ(opened.read_at(buffer, 0), 4);
+    EXPECT_TRUE(opened.append("two"));
+    EXPECT_EQ(contents_of(folder.at("out")), "old;one;two");
+    EXPECT_TRUE(opened.close());
+    EXPECT_FALSE(opened.append("x"));
+}
+
+TEST_F(file, never_takes_the_place_of_a_closed_standard_stream) {
+    const kest::disk::redirected closed(STDIN_FILENO, -1);
+    ASSERT_TRUE(opened.open(folder.put("other"), open_mode::update));
+    uni::file standard;
+    standard.attach(STDIN_FILENO);
+    EXPECT_FALSE(standard.append("x"));
+}
+
+TEST_F(fileio_output, keeps_every_byte_in_order) {
+    ASSERT_TRUE(opened.open(folder.at("out"), open_mode::create_truncate));
+    std::string expected;
+    {
+        uni::fileio_output out(opened);
+        for (const std::size_t length : {1, 262143, 1, 262144, 7, 600000, 262145, 0, 5}) {
+            expected.append(length, static_cast<char>('a' + expected.size() % 26));
+            out.write(std::string_view(expected).substr(expected.size() - length));
+        }
+        EXPECT_EQ(opened.size(), expected.size() - 5);  // the rest comes when the stream goes
+    }
+    EXPECT_TRUE(contents_of(folder.at("out")) == expected);
+}
+
+TEST_F(fileio_output, tells_of_what_was_lost_and_leaves_no_gap) {
+    if (!opened.open("/dev/full", open_mode::update)) GTEST_SKIP();
+    uni::fileio_output out(opened);
+    out.write("lost");
+    EXPECT_FALSE(out.flush());
+    ASSERT_TRUE(opened.open(folder.at("out"), open_mode::create_truncate));
+    out.write("behind the gap");
+    EXPECT_FALSE(out.flush());
+    EXPECT_EQ(contents_of(folder.at("out")), "");
+}
+
+TEST_F(fileio_output, waits_for_a_pipe_that_is_full) {
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+    std::size_t arrived = 0;
+    std::thread reader([&] {
+        for (ssize_t got = -1; got != 0; got = ::read(ends[0], buffer.data(), buffer.size()))
+            arrived += got > 0 ? static_cast<std::size_t>(got) : 0;
+    });
+    opened.attach(ends[1]);
+    EXPECT_TRUE(opened.append(std::string(300'000, 'x')));
+    opened.close();
+    EXPECT_EQ(::close(ends[1]), 0);  // an attached one was left open
+    reader.join();
+    ::close(ends[0]);
+    EXPECT_EQ(arrived, 300'000u);
+}
+
+}  // namespace
