@@ -1,0 +1,30 @@
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <string>
+
+#include "portable/byte_view.h"
+
+namespace kest {
+
+// A number as the report writes it. With `hex`: "0x" and upper-case digits, filled with "0" to two, four,
+// six or eight digits, whichever step the value reaches. Without: plain decimal.
+void append_number(std::string& out, std::uint64_t value, bool hex);
+std::string format_number(std::uint64_t value, bool hex);
+
+// Decimal, whatever the report's base.
+template <class integer>
+void append_decimal(std::string& out, integer value) {
+    char digits[20];
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    out.append(digits, end);
+}
+
+// Hexadecimal digits of `value` without prefix, lower or upper case, filled with "0" to `width` digits.
+void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool upper_case);
+
+// Two upper-case hexadecimal digits a byte, "-" between two bytes and none behind the last.
+void append_dump(std::string& out, uni::byte_view bytes);
+
+}  // namespace kest

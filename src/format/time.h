@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cv {
+
+// A tick is 100 nanoseconds; a tick value counts from 1601-01-01 00:00:00 UTC (the FILETIME encoding). 0 means
+// that there is no time. Everything here is UTC: the host's zone never shows in a text.
+inline constexpr std::uint64_t ticks_per_second = 10'000'000;
+inline constexpr std::uint64_t unix_epoch_ticks = 116'444'736'000'000'000;
+
+// Calendar fields of a tick value. `fraction` is what is left of the second, in ticks.
+struct _windows_systemtime {
+    std::uint16_t year = 0;
+    std::uint16_t month = 0;  // 1 to 12
+    std::uint16_t day = 0;
+    std::uint16_t hour = 0;
+    std::uint16_t minute = 0;
+    std::uint16_t second = 0;
+    std::uint32_t fraction = 0;
+};
+
+// The current time, at microsecond grain.
+std::uint64_t now();
+
+double elapsed_seconds(std::uint64_t from, std::uint64_t to);
+
+// False, with `out` left alone, for a value without a calendar form: 0, one with the top bit set, one before
+// 1970 or in its first second, one from the year 3001 on.
+[[nodiscard]] bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out);
+
+// The inverse. The fields must be a real date and time from 1601 on.
+std::uint64_t systemtime_to_ticks(const _windows_systemtime& time);
+
+// Reads a date, three whole numbers in the order year, month, day with `separator` between them, and a time
+// "hh:mm:ss", where an empty one is midnight. Nothing unless it is a real date from 1601 on.
+std::optional<_windows_systemtime> parse_date_time(std::string_view date, std::string_view time, char separator);
+
+// A date and time format, compiled to four bytes. All zero: not compiled.
+struct format_flags {
+    std::uint8_t separator = 0;  // between the parts of a date; 0 writes a zero byte
+    std::uint8_t date = 0;       // date_bits
+    std::uint8_t time = 0;       // bit 0: date and time paired; bits 1 to 4: digits of fraction
+    std::uint8_t reserved = 0;
+
+    bool compiled() const { return separator != 0 || date != 0 || time != 0 || reserved != 0; }
+    unsigned fraction_digits() const { return (time >> 1) & 15U; }
+    bool operator==(const format_flags&) const = default;
+};
+
+namespace date_bits {
+inline constexpr std::uint8_t month_name = 1;
+inline constexpr std::uint8_t month_number = 2;
+inline constexpr std::uint8_t long_year = 4;
+inline constexpr std::uint8_t short_year = 8;
+inline constexpr std::uint8_t comma = 16;
+inline constexpr std::uint8_t day_month_year = 32;
+inline constexpr std::uint8_t month_day_year = 64;
+inline constexpr std::uint8_t year_month_day = 128;
+}  // namespace date_bits
+
+format_flags compile_format(std::string_view date_format, std::string_view time_format, bool pair);
+
+// Date, one blank, time, as `flags` say; the defaults if they are not compiled. Appends nothing for a value
+// without a calendar form.
+void append_time(std::string& out, std::uint64_t ticks, format_flags flags);
+std::string time_text(std::uint64_t ticks, format_flags flags);
+
+// The same in two strings, both empty for a value without a calendar form.
+void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t ticks, format_flags flags);
+
+}  // namespace cv
