@@ -1,0 +1,137 @@
+#include "journal/usn_record.h"
+
+#include "format/flag_words.h"
+#include "portable/utf16.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint32_t longest_record = 4096;  // bytes
+constexpr std::uint16_t first_version = 2;
+
+// clang-format off
+constexpr usn_layout layouts[] = {
+    // floor parent usn time reason source security attributes name length, offset, name
+    /* 2 */ {61,  16,  24,  32,  40,   44,    48,      52,        56,          58,   60},
+    /* 3 */ {77,  24,  40,  48,  56,   60,    64,      68,        72,          74,   76},
+    /* 4 */ {63,  24,  40,   0,  48,   52,     0,       0,         0,           0,    0},
+};
+// clang-format on
+
+constexpr std::uint32_t reason_deleted = 1U << 9;
+constexpr std::uint32_t reason_closed = 1U << 31;
+constexpr std::uint32_t attribute_system = 1U << 2;
+constexpr std::uint32_t attribute_directory = 1U << 4;
+
+constexpr std::string_view no_reason = "unk";
+constexpr std::string_view no_attribute = "unk";
+constexpr std::string_view no_source = "-";
+
+constexpr flag_word reason_words[] = {
+    {1U << 0, "data_overwritten"},
+    {1U << 1, "data_appended"},
+    {1U << 2, "data_truncated"},
+    {1U << 4, "ads_data_overwritten"},
+    {1U << 5, "ads_data_appended"},
+    {1U << 6, "ads_data_truncated"},
+    {1U << 8, "file_created"},
+    {reason_deleted, "file_deleted"},
+    {1U << 10, "extended_attrib_changed"},
+    {1U << 11, "access_changed"},
+    {1U << 12, "file_old_name"},
+    {1U << 13, "file_new_name"},
+    {1U << 14, "context_indexed_changed"},
+    {1U << 15, "basic_info_changed"},
+    {1U << 16, "hardlink_changed"},
+    {1U << 17, "compression_changed"},
+    {1U << 18, "encryption_changed"},
+    {1U << 19, "objid_changed"},
+    {1U << 20, "reparse_changed"},
+    {1U << 21, "ads_added_or_deleted"},
+    {reason_closed, "file_closed"},
+};
+
+// Of the attributes as a journal record has them. File records have a vocabulary of their own.
+constexpr flag_word attribute_words[] = {
+    {1U << 0, "readonly"},     {1U << 1, "hidden"},     {attribute_system, "system"}, {attribute_directory, "dir"},
+    {1U << 5, "archive"},      {1U << 6, "device"},     {1U << 7, "normal"},          {1U << 8, "temp"},
+    {1U << 9, "sparse"},       {1U << 10, "symlink"},   {1U << 11, "compressed"},     {1U << 12, "offline"},
+    {1U << 13, "not_indexed"}, {1U << 14, "encrypted"}, {1U << 16, "virtual"},
+};
+
+constexpr flag_word source_words[] = {
+    {1U << 0, "os_file_change"},
+    {1U << 1, "priv_data_stream_added"},
+    {1U << 2, "update_replicated_file"},
+};
+
+// The fields that version 4 lacks. False where the bytes end before one of them begins.
+bool parse_details(inode_record& record, uni::byte_view bytes, const usn_layout& layout) {
+    if (bytes.size() <= layout.time) return false;
+    record.si_times.modified = bytes.u64(layout.time);
+    if (bytes.size() <= layout.file_attributes) return false;
+    const std::uint32_t attributes = bytes.u32(layout.file_attributes);
+    if ((attributes & attribute_directory) != 0) {
+        record.is_directory = true;
+        record.flags |= inode_flags::directory;
+    }
+    if ((attributes & attribute_system) != 0) record.flags |= inode_flags::system;
+    if ((bytes.u32(layout.reason) & reason_deleted) == 0) record.flags |= inode_flags::in_use;
+    if (bytes.size() <= layout.name) return false;
+    record.name = uni::utf16_text(bytes.slice(layout.name, bytes.u16(layout.name_length)));
+    return true;
+}
+
+}  // namespace
+
+const usn_layout* usn_record_layout(uni::byte_view bytes) {
+    const std::uint32_t version = bytes.get(usn_common::major_version);
+    if (version < first_version || version >= first_version + std::size(layouts)) return nullptr;
+    if (bytes.get(usn_common::minor_version) != 0) return nullptr;
+    const usn_layout& layout = layouts[version - first_version];
+    const std::uint32_t length = bytes.get(usn_common::record_length);
+    return length > layout.floor && length <= longest_record ? &layout : nullptr;
+}
+
+bool parse_usn_record(inode_record& record, uni::byte_view bytes) {
+    const usn_layout* const layout = usn_record_layout(bytes);
+    if (layout == nullptr || bytes.size() <= usn_common::file_reference.offset) return false;
+    const inode_ref ref(bytes.get(usn_common::file_reference));
+    record.inode = ref.number();
+    record.sequence = ref.sequence();
+    if (bytes.size() <= layout->parent) return false;
+    record.parents.insert(inode_ref(bytes.u64(layout->parent)));
+    if (bytes.size() <= layout->usn) return false;
+    record.usn = bytes.u64(layout->usn);
+    const bool has_details = layout->name != 0;
+    if (has_details ? !parse_details(record, bytes, *layout) : bytes.size() <= layout->reason) return false;
+    // Kept: also for a file whose deletion the record tells; `flags` alone says that.
+    record.in_use = true;
+    return true;
+}
+
+void append_reason_text(std::string& out, std::uint32_t reason, bool with_close) {
+    const std::uint32_t shown = with_close ? reason : reason & ~reason_closed;
+    if (!append_flag_words(out, shown, reason_words, "; ") && with_close) out += no_reason;
+}
+
+std::string reason_text(std::uint32_t reason, bool with_close) {
+    std::string text;
+    append_reason_text(text, reason, with_close);
+    return text;
+}
+
+std::string attribute_text(std::uint32_t attributes) {
+    std::string text;
+    if (!append_flag_words(text, attributes, attribute_words, "; ")) text = no_attribute;
+    return text;
+}
+
+std::string source_text(std::uint32_t source_info) {
+    std::string text;
+    if (!append_flag_words(text, source_info, source_words, ", ")) text = no_source;
+    return text;
+}
+
+}  // namespace kest
