@@ -1,0 +1,88 @@
+#include "logfile/log_entry.h"
+
+#include <algorithm>
+
+namespace kest {
+
+namespace {
+
+using namespace record_layout;
+
+// Operations whose target is an index buffer and never a file record.
+constexpr bool targets_index_buffer(std::uint16_t operation) {
+    return operation == 14 || operation == 15 || operation == 20;
+}
+
+// The volume's geometry is not known from the log alone.
+constexpr std::uint64_t cluster_size = 4096;  // bytes
+constexpr std::uint64_t sector_size = 512;    // bytes
+
+// Kept: only whole file records of 1024 bytes are told apart; any other place in the cluster counts as its first.
+constexpr std::uint64_t file_record_in_cluster(std::uint16_t sectors) {
+    return sectors == 2 || sectors == 4 || sectors == 6 ? sectors / 2U : 0U;
+}
+
+bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t length, uni::byte_view payload) {
+    return operation != 0 && offset >= client_header_size && length != 0 && !payload.empty();
+}
+
+}  // namespace
+
+std::uint32_t payload_length(uni::byte_view record) {
+    const std::uint32_t data_length = record.get(client_data_length);
+    return data_length > client_header_size ? data_length - client_header_size : 0;
+}
+
+std::uint32_t total_length(uni::byte_view record) {
+    return record.get(client_data_length) + client_begin;
+}
+
+log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
+    return {.bytes = bytes.slice(0, std::uint64_t{payload_begin} + payload_length(bytes)),
+            .file_offset = file_offset,
+            .this_lsn = bytes.get(this_lsn),
+            .client_previous_lsn = bytes.get(client_previous_lsn),
+            .redo_op = bytes.get(redo_op),
+            .undo_op = bytes.get(undo_op),
+            .spanned = spanned};
+}
+
+bool redo_data(const log_entry& entry, data_window& out) {
+    out = {};
+    const std::uint16_t offset = entry.get(redo_offset);
+    const std::uint16_t length = entry.get(redo_length);
+    if (!has_data(entry.redo_op, offset, length, entry.payload())) return false;
+    const std::uint32_t begin = offset - client_header_size;
+    std::uint32_t end = begin + length;
+    const std::uint16_t undo_begin = entry.get(undo_offset);
+    if (offset < undo_begin) end = std::max(end, undo_begin - client_header_size);
+    out = {.begin = begin, .length = length, .extent = end - begin};
+    return true;
+}
+
+bool undo_data(const log_entry& entry, data_window& out) {
+    out = {};
+    const std::uint16_t offset = entry.get(undo_offset);
+    const std::uint16_t length = entry.get(undo_length);
+    const uni::byte_view payload = entry.payload();
+    if (!has_data(entry.undo_op, offset, length, payload)) return false;
+    const std::uint32_t begin = offset - client_header_size;
+    out = {.begin = begin, .length = length, .extent = static_cast<std::uint32_t>(payload.from(begin).size())};
+    return true;
+}
+
+bool record_has_inode(const log_entry& entry) {
+    const std::uint16_t block = entry.get(target_block_size);
+    return (block == 2 || block == 8) && !targets_index_buffer(entry.redo_op);
+}
+
+// Kept: reckons with clusters of 4096 bytes, whatever the volume has, and cannot tell the file records of the
+// first cluster apart from record 0.
+std::uint64_t record_inode(const log_entry& entry) {
+    const std::uint64_t vcn = entry.get(target_vcn);
+    if (vcn == 0 || !record_has_inode(entry)) return 0;
+    const std::uint64_t per_cluster = cluster_size / (entry.get(target_block_size) * sector_size);
+    return file_record_in_cluster(entry.get(cluster_block_offset)) + per_cluster * vcn;
+}
+
+}  // namespace kest

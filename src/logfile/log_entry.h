@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+
+#include "logfile/record_layout.h"
+#include "portable/byte_view.h"
+
+namespace kest {
+
+// One parsed log record: its first 88 bytes, then its payload. The bytes belong to the `log_store` that the entry
+// stands in. What every walk over the store asks for is copied out of them.
+struct log_entry {
+    uni::byte_view bytes;
+    std::uint64_t file_offset = 0;          // bytes; where its first piece began
+    std::uint64_t this_lsn = 0;             // log sequence number
+    std::uint64_t client_previous_lsn = 0;  // 0: head of a chain
+    std::uint16_t redo_op = 0;
+    std::uint16_t undo_op = 0;
+    bool spanned = false;  // it crossed a page end
+
+    template <class integer>
+    integer get(uni::field<integer> f) const {
+        return bytes.get(f);
+    }
+
+    // The client data behind its 40-byte header; empty if there is none.
+    uni::byte_view payload() const { return bytes.from(record_layout::payload_begin); }
+};
+
+// An entry over the record at the start of `bytes`, of which the first 88 are there.
+log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned);
+
+// Where a record's redo or undo bytes lie within its payload. All zero: it has none.
+struct data_window {
+    std::uint32_t begin = 0;   // bytes from the payload's start
+    std::uint32_t length = 0;  // stated length
+    std::uint32_t extent = 0;  // bytes to the end of the window; not bounded by the payload
+};
+
+// The redo bytes, widened to the start of the undo bytes where those lie behind them. False, all zero, for
+// operation 0, for an offset within the client header, for no length, for an empty payload.
+bool redo_data(const log_entry& entry, data_window& out);
+
+// The undo bytes, to the payload's end. Likewise false.
+bool undo_data(const log_entry& entry, data_window& out);
+
+// Says whether the record's target is a file record: a block of 1024 or 4096 bytes, and no index buffer operation.
+bool record_has_inode(const log_entry& entry);
+
+// Record number of the file record that the record touches, from its target cluster; 0 if it cannot be told.
+std::uint64_t record_inode(const log_entry& entry);
+
+// Bytes behind the first 88 that a record states, and bytes in all.
+std::uint32_t payload_length(uni::byte_view record);
+std::uint32_t total_length(uni::byte_view record);
+
+}  // namespace kest

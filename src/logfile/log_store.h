@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "logfile/carry_buffer.h"
+#include "logfile/log_entry.h"
+#include "logfile/page.h"
+#include "mft/inode_record.h"
+#include "portable/byte_block.h"
+#include "portable/ordered_index.h"
+
+namespace kest {
+
+// The head of a client chain, and where its members stand in `log_store::chain_members`.
+struct chain_head {
+    std::uint64_t lsn = 0;
+    std::uint32_t entry = 0;  // position in `entries`
+    std::uint32_t first_member = 0;
+    std::uint32_t member_count = 0;
+};
+
+// A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
+// 32-bit indexes into `entries`.
+struct log_store {
+    std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the last one seen elsewhere
+    std::vector<tail_name_image> tail_names_first;      // name table of the page at 8192
+    std::vector<tail_name_image> tail_names_second;     // name table of the other tail page
+    std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
+    std::vector<log_entry> entries;
+
+    // Filled by `link_chains`.
+    std::vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
+    std::vector<std::uint32_t> chain_members;  // positions, chain after chain
+
+    // Journal records found in log records, the first of each file reference, and where it stands.
+    std::vector<inode_record> log_inode_records;
+    uni::ordered_index usn_seen;  // key: inode_ref::by_number()
+
+    // The walk's state between pages.
+    std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
+    carry_buffer carry;
+
+    // The bytes that the entries show.
+    std::vector<uni::byte_block> blocks;
+
+    std::span<const std::uint32_t> members(const chain_head& head) const {
+        return std::span(chain_members).subspan(head.first_member, head.member_count);
+    }
+};
+
+// Strings each chain together from the backward links of its records. False if the store has no records, no heads
+// or no links. Run once a scan.
+bool link_chains(log_store& store);
+
+// Empties the store for the next log. Kept: a record pending at the end of one log meets the first page of the
+// next.
+void log_store_reset(log_store& store);
+
+}  // namespace kest

@@ -1,0 +1,91 @@
+#include "logfile/page.h"
+
+#include <algorithm>
+
+#include "logfile/record_layout.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint32_t restart_signature = 0x52545352;  // "RSTR"
+constexpr std::uint32_t record_signature = 0x44524352;   // "RCRD"
+
+constexpr std::uint32_t sector_size = 512;  // bytes that one update sequence word guards
+constexpr std::uint32_t sectors_fixed = 8;  // whatever the page says of its array's size
+
+// Offsets in a restart page.
+constexpr uni::field<std::uint16_t> restart_usa_offset{4};
+constexpr uni::field<std::uint16_t> restart_update_sequence{30};
+
+constexpr std::uint16_t highest_flags = 10;
+constexpr std::uint16_t highest_operation = 37;
+constexpr std::uint32_t highest_data_length = 0xFF000;  // bytes
+constexpr std::uint64_t widest_lsn_step = 0x1000'0000;  // between a record and its predecessor
+
+// Kept: the bounds are tested by one subtraction in 16 bits, so that a value below the lower bound fails too.
+constexpr bool within(std::uint16_t value, std::uint16_t lowest, std::uint16_t span) {
+    return static_cast<std::uint16_t>(value - lowest) <= span;
+}
+
+// An operation that is 0 needs no bytes.
+bool data_fits(std::uint16_t operation, std::uint16_t offset, std::uint16_t length, std::uint32_t client_data_length) {
+    return operation == 0 || std::uint32_t{offset} + length <= client_data_length;
+}
+
+bool links_plausibly(std::uint64_t lsn, std::uint64_t previous, std::uint64_t lsn_limit) {
+    if (previous == 0 || previous == any_lsn) return true;  // no link: then the limit is not asked either
+    return lsn >= previous && lsn <= lsn_limit && lsn <= previous + widest_lsn_step;
+}
+
+}  // namespace
+
+bool has_restart_signature(uni::byte_view page) {
+    return page.get(page_layout::signature) == restart_signature;
+}
+
+bool is_restart_page(uni::byte_view page) {
+    return has_restart_signature(page) && within(page.get(restart_usa_offset), 30, 2) &&
+           page.get(restart_update_sequence) != 0;
+}
+
+bool is_record_page(uni::byte_view header) {
+    return header.get(page_layout::signature) == record_signature &&
+           within(header.get(page_layout::usa_offset), 40, 8) && within(header.get(page_layout::usa_count), 3, 9);
+}
+
+bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {
+    if (page.size() < sector_size) return false;
+    const uni::byte_view view = page;
+    const std::uint16_t update_sequence = view.u16(array_offset);
+    bool sound = true;
+    for (std::uint32_t sector = 0; sector < sectors_fixed && (sector + 1) * sector_size <= page.size(); ++sector) {
+        const std::uint32_t place = sector * sector_size + sector_size - 2;
+        if (view.u16(place) != update_sequence) sound = false;
+        const std::uint16_t word = view.u16(array_offset + 2 + 2 * sector);
+        page[place] = static_cast<std::uint8_t>(word & 0xFF);
+        page[place + 1] = static_cast<std::uint8_t>(word >> 8);
+    }
+    return sound;
+}
+
+bool record_plausible(uni::byte_view record, std::uint64_t lsn_limit) {
+    using namespace record_layout;
+    const auto shows = [&](auto f) { return record.size() >= f.end(); };
+    if (!shows(this_lsn) || record.get(this_lsn) == 0) return false;
+    if (shows(flags) && record.get(flags) > highest_flags) return false;
+    if (!shows(client_previous_lsn)) return true;
+    if (shows(record_type) && record.get(record_type) - 1 > 1) return false;
+    if (!links_plausibly(record.get(this_lsn), record.get(client_previous_lsn), lsn_limit)) return false;
+    const std::uint32_t data_length = record.get(client_data_length);
+    if (data_length > highest_data_length) return false;  // reads 0 where it does not show
+    if (!shows(undo_op)) return true;
+    if (shows(undo_length) && data_length > client_header_size &&
+        (!data_fits(record.get(redo_op), record.get(redo_offset), record.get(redo_length), data_length) ||
+         !data_fits(record.get(undo_op), record.get(undo_offset), record.get(undo_length), data_length))) {
+        return false;
+    }
+    return record.get(redo_op) <= highest_operation && record.get(undo_op) <= highest_operation;
+}
+
+}  // namespace kest

@@ -1,0 +1,208 @@
+#include "logfile/scanner.h"
+
+#include <algorithm>
+#include <new>
+
+#include "journal/usn_record.h"
+#include "logfile/tail_names.h"
+#include "portable/file.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint32_t restart_usa_begin = 30;  // bytes; where the update sequence stands, whatever the page says
+constexpr std::uint32_t record_usa_begin = 40;
+constexpr std::uint32_t least_search_steps = 20;
+constexpr std::uint32_t search_step = 8;        // bytes
+constexpr std::size_t least_record_bytes = 16;  // what must be left in a page to look for a record
+constexpr std::uint16_t update_nonresident_value = 8;
+constexpr std::size_t block_size = 4 << 20;       // bytes read at once
+constexpr std::size_t typical_record_size = 192;  // bytes, to guess how many there will be
+constexpr std::size_t most_reserved = 1 << 20;    // entries
+
+// Kept: the journal record is looked for at the payload's start, wherever the redo bytes begin.
+void keep_journal_record(log_store& store, const log_entry& entry) {
+    const uni::byte_view payload = entry.payload();
+    if (payload.empty() || entry.redo_op != update_nonresident_value || !is_usn_record(payload)) return;
+    const inode_ref ref(payload.get(usn_common::file_reference));
+    if (store.usn_seen.find(ref.by_number()) != nullptr) return;
+    inode_record record;
+    if (!parse_usn_record(record, payload)) return;
+    store.usn_seen.add_unique(ref.by_number(), static_cast<std::uint32_t>(store.log_inode_records.size()));
+    store.log_inode_records.push_back(std::move(record));
+}
+
+// The final gate of every record. `bytes` must live as long as the store. A failed allocation costs this record.
+bool store_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
+    if (!record_plausible(bytes.slice(0, record_layout::payload_begin), any_lsn)) return false;
+    try {
+        const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
+        keep_journal_record(store, entry);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+bool store_carried_record(log_store& store) {
+    const uni::byte_view carried = store.carry.bytes();
+    try {
+        const uni::byte_block& block = store.blocks.emplace_back(carried.size());
+        std::copy_n(carried.bytes().begin(), carried.size(), block.bytes().begin());
+        return store_record(store, block.bytes(), store.carry.file_offset(), true);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// Adds to the pending record up to `wanted` bytes in all from the start of `record`; says how many it took.
+std::uint32_t carry_up_to(log_store& store, uni::byte_view record, std::uint32_t wanted) {
+    const std::uint32_t need = wanted - static_cast<std::uint32_t>(store.carry.size());
+    const uni::byte_view piece = record.slice(0, need);
+    store.carry.append(piece);
+    return static_cast<std::uint32_t>(piece.size());
+}
+
+// Goes on with the pending record; stores it if it becomes whole. Returns the bytes taken.
+// Kept: a record that states fewer than 88 bytes in all is never whole here, because the count of bytes that are
+// missing wraps; the page walk abandons it.
+std::uint32_t continue_record(log_store& store, uni::byte_view record) {
+    std::uint32_t taken = 0;
+    if (store.carry.size() < record_layout::payload_begin) {
+        taken = carry_up_to(store, record, record_layout::payload_begin);
+        if (store.carry.size() < record_layout::payload_begin) return taken;
+        record = record.from(taken);
+    }
+    if (!record_plausible(store.carry.bytes().slice(0, record_layout::payload_begin), any_lsn)) {
+        store.carry.drop();
+        return taken;
+    }
+    const std::uint32_t total = total_length(store.carry.bytes());
+    const std::uint32_t missing = total - static_cast<std::uint32_t>(store.carry.size());
+    taken += carry_up_to(store, record, total);
+    if (record.size() < missing) return taken;
+    store_carried_record(store);
+    store.carry.drop();
+    return taken;
+}
+
+// Stores the record at the start of `record`, which reaches to the page's end, or begins to carry it. Returns the
+// bytes taken.
+std::uint32_t scan_record(log_store& store, uni::byte_view record, std::uint64_t file_offset) {
+    if (store.carry.pending()) return continue_record(store, record);
+    const std::uint32_t total = total_length(record);
+    if (record.size() >= record_layout::payload_begin && record.size() >= total) {
+        store_record(store, record, file_offset, false);
+        return total;
+    }
+    store.carry.begin(file_offset);
+    store.carry.append(record);
+    return static_cast<std::uint32_t>(record.size());
+}
+
+// Searches for the first record from `position` on, every eighth byte; 0 if there is none within the bound.
+std::size_t find_record(uni::byte_view page, std::size_t position, std::uint64_t last_lsn) {
+    if (record_plausible(page.from(position), last_lsn)) return position;
+    const std::uint32_t next = page.get(page_layout::next_record_offset);
+    const std::uint32_t steps =
+        next > page_layout::records_begin ? (next - page_layout::records_begin) / search_step + 1 : least_search_steps;
+    const std::size_t end = position + std::size_t{search_step} * steps;
+    for (position += search_step; position != end && position <= page.size(); position += search_step) {
+        if (record_plausible(page.from(position), last_lsn)) return position;
+    }
+    return 0;
+}
+
+void walk_records(log_store& store, uni::byte_view page, std::size_t position, std::uint64_t page_offset) {
+    const std::uint64_t last_lsn = page.get(page_layout::last_lsn);
+    const bool ends_clean = last_lsn == page.get(page_layout::last_end_lsn);
+    for (;;) {
+        const std::uint32_t taken = scan_record(store, page.from(position), page_offset + position);
+        if (taken == 0) return;
+        if (ends_clean) store.carry.drop();  // nothing goes on behind this page
+        position += taken;
+        if (position + least_record_bytes > page.size()) return;
+        if (!record_plausible(page.from(position), last_lsn)) return;
+    }
+}
+
+bool scan_record_page(log_store& store, uni::byte_view page, std::uint64_t page_offset) {
+    const std::uint64_t last_lsn = page.get(page_layout::last_lsn);
+    std::size_t position = page_layout::records_begin;
+    if (is_tail_page(page_offset)) position = keep_tail_names(store, page, page_offset, last_lsn);
+
+    const std::uint64_t previous = std::exchange(store.previous_last_lsn, last_lsn);
+    if (last_lsn == previous) {  // a further copy of the page before, or a continuation of it
+        scan_record(store, page.from(position), page_offset + position);
+        return true;
+    }
+    if (last_lsn > previous && store.carry.pending()) {
+        position += scan_record(store, page.from(position), page_offset + position);
+    }
+    store.carry.drop();  // the log has wrapped, or the record is still not whole
+    position = find_record(page, position, last_lsn);
+    if (position == 0) return false;
+    walk_records(store, page, position, page_offset);
+    return true;
+}
+
+void keep_restart_page(log_store& store, uni::byte_view page, std::uint64_t page_offset) {
+    restart_page_image& image = store.restart_pages[page_offset == 0 ? 0 : 1];
+    std::copy_n(page.bytes().begin(), image.size(), image.begin());
+}
+
+void keep_page_header(log_store& store, uni::byte_view page, std::uint64_t page_offset) {
+    auto& [offset, header] = store.page_headers.emplace_back();
+    offset = page_offset;
+    std::copy_n(page.bytes().begin(), header.size(), header.begin());
+}
+
+void scan_pages(log_store& store, std::span<std::uint8_t> block, std::uint64_t block_offset) {
+    for (std::size_t at = 0; at + log_page_size <= block.size(); at += log_page_size) {
+        scan_page(store, block.subspan(at, log_page_size), block_offset + at);
+    }
+}
+
+}  // namespace
+
+bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
+    if (page.size() < log_page_size) return false;
+    if (has_restart_signature(page)) {
+        apply_fixups(page, restart_usa_begin);
+        keep_restart_page(store, page, page_offset);
+        return true;
+    }
+    if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
+    apply_fixups(page, record_usa_begin);
+    keep_page_header(store, page, page_offset);
+    return scan_record_page(store, page, page_offset);
+}
+
+bool scan_logfile(log_store& store, const std::string& path) {
+    uni::file file;
+    if (!file.open(path, uni::open_mode::read)) return false;
+    store.entries.reserve(std::min<std::uint64_t>(file.size() / typical_record_size, most_reserved));
+    uni::byte_block block;
+    for (std::uint64_t offset = 0; offset < file.size(); offset += block_size) {
+        if (block.empty()) block = uni::byte_block(block_size);
+        const std::int64_t arrived = file.read_at(block.bytes(), offset);
+        if (arrived <= 0) break;
+        const std::size_t known = store.entries.size();
+        scan_pages(store, block.bytes().first(static_cast<std::size_t>(arrived)), offset);
+        if (store.entries.size() != known) store.blocks.push_back(std::exchange(block, {}));  // else it serves again
+    }
+    link_chains(store);
+    return true;
+}
+
+bool scan_buffer(log_store& store, uni::byte_view bytes) {
+    if (bytes.size() < log_page_size) return false;
+    const uni::byte_block& block = store.blocks.emplace_back(bytes.size());
+    std::copy_n(bytes.bytes().begin(), bytes.size(), block.bytes().begin());
+    scan_pages(store, block.bytes(), 0);
+    link_chains(store);
+    return true;
+}
+
+}  // namespace kest

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "logfile/log_store.h"
+
+namespace kest {
+
+// Reads every page of a log into `store`, in file order, and links the chains. False only if the file cannot be
+// opened: bad pages and records are passed over.
+[[nodiscard]] bool scan_logfile(log_store& store, const std::string& path);
+
+// The same over a log in memory, which is copied. False for fewer than 4096 bytes.
+bool scan_buffer(log_store& store, uni::byte_view bytes);
+
+// Walks one whole page, 4096 bytes at file offset `page_offset`, and repairs its sector ends in place. The entries
+// it adds show the page's own bytes, so those must live as long as the store. The result says only whether the
+// walk ended well.
+bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset);
+
+}  // namespace kest

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "mft/inode_ref.h"
+#include "portable/seeded_map.h"
+
+namespace kest {
+
+// The highest sequence number seen of each file record, in report order.
+class sequence_table {
+public:
+    // Learns from a reference that carries a sequence number, and lends the highest one seen to a reference that
+    // carries none. A reference to record 0 is left alone.
+    void note(inode_ref& ref) {
+        if (ref.number() == 0) return;
+        if (ref.sequence() != 0) {
+            std::uint16_t& highest = m_highest[ref.number()];
+            if (highest < ref.sequence()) highest = ref.sequence();
+        } else if (const std::uint16_t* highest = m_highest.find(ref.number())) {
+            ref.set_sequence(*highest);
+        }
+    }
+    void clear() { m_highest.clear(); }
+
+private:
+    uni::seeded_map<std::uint16_t> m_highest;  // key: record number
+};
+
+}  // namespace kest
