@@ -1,0 +1,26 @@
+#include "operations/entry_info.h"
+
+namespace kest {
+
+void reset_decoded(entry_info& info) {
+    info.std_times = {};
+    info.name_times = {};
+    info.name_alloc_size = 0;
+    info.std_flags = 0;
+    info.name_flags = 0;
+    info.inode = {};
+    info.parent = {};
+    info.usn_time = 0;
+    info.usn_reason = 0;
+    info.name.clear();
+    info.details.clear();
+}
+
+void reset_entry_info(entry_info& info) {
+    reset_decoded(info);
+    info.path.clear();
+    info.owner_path.clear();
+    info.guessed = false;
+}
+
+}  // namespace kest

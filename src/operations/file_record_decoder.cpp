@@ -1,0 +1,89 @@
+#include "operations/attribute_decoder.h"
+#include "operations/attribute_layout.h"
+#include "operations/decoders.h"
+
+namespace kest {
+
+namespace {
+
+// Layout of a file record. Its signature is not asked for, since the operation says what it is, and its sectors
+// carry no fix-up in the log.
+namespace file_record_layout {
+constexpr uni::field<std::uint64_t> lsn{8};
+constexpr uni::field<std::uint16_t> sequence{16};
+constexpr uni::field<std::uint16_t> hard_links{18};
+constexpr uni::field<std::uint16_t> first_attribute{20};
+constexpr uni::field<std::uint16_t> flags{22};
+constexpr uni::field<std::uint32_t> own_number{44};
+}  // namespace file_record_layout
+
+constexpr std::size_t smallest_record = 8;
+
+// Kept: attributes are looked for from 43 bytes on, before the record's own number is all there.
+constexpr std::size_t smallest_with_attributes = 43;
+
+namespace record_flags {
+constexpr std::uint16_t in_use = 1;
+constexpr std::uint16_t directory = 2;
+constexpr std::uint16_t extended_record = 4;
+constexpr std::uint16_t view_index = 8;
+}  // namespace record_flags
+
+void append_record_flags(std::string& out, std::uint16_t flags) {
+    out += (flags & record_flags::in_use) != 0 ? "in_use" : "not_in_use";
+    if ((flags & record_flags::directory) != 0) {
+        out += " ;directory";
+    } else if ((flags & record_flags::extended_record) != 0) {
+        out += " ;extended_record";
+    } else {
+        out += " ;plain_file";
+    }
+    if ((flags & record_flags::view_index) != 0) out += " ;view_index";
+}
+
+// Ends at the first field of which not even the first byte is there.
+void write_header(entry_info& info, uni::byte_view record, const text_style& style) {
+    using namespace file_record_layout;
+    details_writer& details = info.details;
+    if (record.size() <= lsn.offset) return;
+    details.number("lsn", record.get(lsn), style);
+    if (record.size() <= sequence.offset) return;
+    if (record.size() >= own_number.end()) {
+        info.inode.set_number(record.get(own_number));
+        details.number("inode", info.inode.number(), style);
+    }
+    info.inode.set_sequence(record.get(sequence));
+    details.number("seq", info.inode.sequence(), style);
+    if (record.size() <= hard_links.offset) return;
+    details.number("hard_links", record.get(hard_links), style);
+    if (record.size() <= flags.offset) return;
+    append_record_flags(details.begin_field("flags"), record.get(flags));
+    details.end_field();
+}
+
+// Neither the end marker nor a type ends the walk: what is no attribute is stepped over by its length. A length of
+// 0, or the last 7 bytes, which hold none, end it.
+void walk_attributes(entry_info& info, uni::byte_view attributes, const text_style& style) {
+    while (!attributes.empty()) {
+        const std::uint32_t length = attributes.get(attribute_layout::record_length);
+        if (length == 0) return;
+        const bool shown = decode_attribute(info, attributes, length > attributes.size(), style);
+        // An attribute shorter than its header may show more than it holds; so there is one at most.
+        if (shown && length < attribute_layout::resident_header_size) return;
+        attributes = attributes.from(length);
+    }
+}
+
+}  // namespace
+
+void decode_file_record(entry_info& info, const redo_payload& payload) {
+    const uni::byte_view record = payload.data;
+    if (record.size() < smallest_record) return;
+    info.details.open_group("file_record");
+    write_header(info, record, payload.style);
+    info.details.close_group();
+    if (record.size() < smallest_with_attributes) return;
+    walk_attributes(info, record.from(record.get(file_record_layout::first_attribute)), payload.style);
+}
+
+}  // namespace kest

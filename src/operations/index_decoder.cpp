@@ -1,0 +1,108 @@
+#include "operations/decoders.h"
+#include "operations/value_decoders.h"
+
+namespace kest {
+
+namespace {
+
+// Layout of an index entry.
+namespace index_entry_layout {
+constexpr uni::field<std::uint64_t> file_reference{0};
+constexpr uni::field<std::uint16_t> entry_length{8};  // bytes, header included
+constexpr uni::field<std::uint16_t> key_length{10};   // bytes
+constexpr std::uint32_t key = 16;
+}  // namespace index_entry_layout
+
+// Layout of an $INDEX_ROOT value. Kept: the entries are taken to begin at 32, whatever the node header tells.
+namespace index_root_layout {
+constexpr uni::field<std::uint32_t> entries_size{20};  // bytes, the node header of 16 included
+constexpr std::uint32_t node_header_size = 16;
+constexpr std::uint32_t first_entry = 32;
+constexpr std::uint32_t smallest = 48;
+}  // namespace index_root_layout
+
+// Kept: a key of this length is a file name, whichever index it stands in.
+constexpr std::uint16_t smallest_file_name_key = 67;
+
+// Least room that key and data of another index take behind the entry's header.
+constexpr int smallest_data = 32;
+
+// Kept: "-" stands behind a byte unless its number, shifted left by the length of the dump, leaves no bit in 32; so
+// mostly behind the last one too. `stated_length` is the dump's length before it is cut to the bytes at hand.
+void append_entry_dump(std::string& out, uni::byte_view bytes, std::uint32_t stated_length) {
+    std::uint32_t number = 0;
+    for (const std::uint8_t byte : bytes.bytes()) {
+        append_hex(out, byte, 2, true);
+        if ((++number << (stated_length % 32)) != 0) out += '-';
+    }
+}
+
+// The security indexes repeat their key in the data behind it: the hash index its hash and id, the id index its id.
+// A copy counts if a nonzero offset follows it.
+std::string_view entry_group(uni::byte_view entry) {
+    const bool first_word = entry.u32(16) == entry.u32(24);
+    if (first_word && entry.u32(20) == entry.u32(28) && entry.u64(32) != 0) return "$SDH";
+    if (first_word && entry.u64(28) != 0) return "$SII";
+    return "index_data";
+}
+
+void write_data_entry(entry_info& info, uni::byte_view entry) {
+    using namespace index_entry_layout;
+    const int length = entry.get(entry_length);
+    if (length - entry.get(key_length) < smallest_data) return;
+    const std::uint32_t dumped = entry.get(entry_length) - key;
+    info.details.open_group(entry_group(entry));
+    append_entry_dump(info.details.begin_field("data"), entry.slice(key, dumped), dumped);
+    info.details.end_field();
+    info.details.close_group();
+}
+
+void take_file_reference(entry_info& info, uni::byte_view entry, const text_style& style) {
+    info.inode = inode_ref(entry.get(index_entry_layout::file_reference));
+    info.details.open_group("$I30");
+    info.details.number("inode", info.inode.number(), style);
+    info.details.number("seq", info.inode.sequence(), style);
+    info.details.close_group();
+}
+
+// One entry, at the start of the bytes that are left of the list.
+void decode_index_entry(entry_info& info, uni::byte_view entry, bool partial, const text_style& style) {
+    using namespace index_entry_layout;
+    const std::uint16_t length = entry.get(entry_length);
+    const std::uint16_t name_length = entry.get(key_length);
+    const bool names_file = name_length >= smallest_file_name_key;
+    if (names_file) take_file_reference(info, entry, style);
+    if (partial && (entry.size() <= key || length > entry.size())) return;
+    if (length == name_length) return;
+    if (names_file) return decode_file_name_key(info, entry.from(key), name_length, style);
+    write_data_entry(info, entry);
+}
+
+// Goes from entry to entry by their lengths. An entry length below that of its header ends the list behind it.
+void walk_entries(entry_info& info, uni::byte_view entries, bool partial, const text_style& style) {
+    using namespace index_entry_layout;
+    while (entries.size() >= key) {
+        decode_index_entry(info, entries, partial, style);
+        const std::uint16_t length = entries.get(entry_length);
+        if (length < key) return;
+        entries = entries.from(length);
+    }
+}
+
+}  // namespace
+
+void decode_index_entries(entry_info& info, const redo_payload& payload) {
+    walk_entries(info, payload.data, true, payload.style);
+}
+
+void decode_index_root(entry_info& info, uni::byte_view value, bool partial, const text_style& style) {
+    using namespace index_root_layout;
+    if (!partial && value.size() < smallest) return;
+    if (partial && value.size() <= 2 * first_entry) return;
+    const std::uint32_t stated = value.get(entries_size);
+    if (stated <= node_header_size) return;
+    const uni::byte_view entries = value.slice(first_entry, stated - node_header_size);
+    walk_entries(info, entries, partial || entries.size() < stated - node_header_size, style);
+}
+
+}  // namespace kest

@@ -1,0 +1,104 @@
+#include "operations/operation_table.h"
+
+#include <iterator>
+
+#include "operations/decoders.h"
+
+namespace kest {
+
+namespace {
+
+// What is done with the redo bytes of one operation code.
+struct operation_row {
+    std::string_view name;
+    decoder decode = nullptr;       // null: no decoder
+    std::string_view dump_label{};  // empty: no dump
+    bool location = false;          // tells behind the data where it was done
+    std::string_view word{};        // a plain word ahead of the dump
+};
+
+// Kept: of the operations that go in pairs, only the deleting one tells its location.
+constexpr operation_row operations[] = {
+    /*  0 */ {.name = "Noop", .dump_label = "noop_data"},
+    /*  1 */ {.name = "CompensationLogRecord", .dump_label = "compensation_data"},
+    /*  2 */ {.name = "InitializeFileRecordSegment", .decode = decode_file_record},
+    /*  3 */ {.name = "DeallocateFileRecordSegment", .decode = decode_file_record, .location = true},
+    /*  4 */ {.name = "WriteEndOfFileRecordSegment", .dump_label = "end_of_record_data"},
+    /*  5 */ {.name = "CreateAttribute", .decode = decode_attribute_record},
+    /*  6 */ {.name = "DeleteAttribute", .decode = decode_attribute_record, .location = true},
+    /*  7 */ {.name = "UpdateResidentValue", .decode = decode_resident_update},
+    /*  8 */ {.name = "UpdateNonresidentValue", .decode = decode_journal_record},
+    /*  9 */ {.name = "UpdateMappingPairs", .decode = decode_mapping_pairs},
+    /* 10 */ {.name = "DeleteDirtyClusters", .dump_label = "dirty_clusters_data", .location = true},
+    /* 11 */ {.name = "SetNewAttributeSizes", .decode = decode_attribute_sizes},
+    /* 12 */ {.name = "AddIndexEntryRoot", .decode = decode_index_entries},
+    /* 13 */ {.name = "DeleteIndexEntryRoot", .dump_label = "deleted_entry_data", .location = true},
+    /* 14 */ {.name = "AddIndexEntryAllocation", .decode = decode_index_entries},
+    /* 15 */ {.name = "DeleteIndexEntryAllocation", .dump_label = "deleted_entry_data", .location = true},
+    /* 16 */ {.name = "WriteEndOfIndexBuffer", .decode = decode_index_entries},
+    /* 17 */ {.name = "SetIndexEntryVcnRoot", .decode = decode_index_vcn},
+    /* 18 */ {.name = "SetIndexEntryVcnAllocation", .decode = decode_index_vcn},
+    /* 19 */ {.name = "UpdateFileNameRoot", .decode = decode_duplicated_information},
+    /* 20 */ {.name = "UpdateFileNameAllocation", .decode = decode_duplicated_information},
+    /* 21 */ {.name = "SetBitsInNonresidentBitMap", .dump_label = "set_bits_data"},
+    /* 22 */ {.name = "ClearBitsInNonresidentBitMap", .dump_label = "clear_bits_data"},
+    /* 23 */ {.name = "HotFix", .dump_label = "hot_fix_data"},
+    /* 24 */ {.name = "EndTopLevelAction", .dump_label = "end_action_data"},
+    /* 25 */ {.name = "PrepareTransaction", .dump_label = "prepare_data"},
+    /* 26 */ {.name = "CommitTransaction", .dump_label = "commit_data", .word = "commit"},
+    /* 27 */ {.name = "ForgetTransaction", .word = "forget"},
+    /* 28 */ {.name = "OpenNonresidentAttribute", .decode = decode_open_attribute},
+    /* 29 */ {.name = "OpenAttributeTableDump"},
+    /* 30 */ {.name = "AttributeNamesDump"},
+    /* 31 */ {.name = "DirtyPageTableDump"},
+    /* 32 */ {.name = "TransactionTableDump"},
+    /* 33 */ {.name = "UpdateRecordDataRoot", .dump_label = "record_data", .location = true},
+    /* 34 */ {.name = "UpdateRecordDataAllocation", .dump_label = "record_data", .location = true},
+    /* 35 */ {.name = "UpdateRelativeDataInIndex", .dump_label = "record_data", .location = true},
+    /* 36 */ {.name = "UpdateRelativeDataInIndex2", .dump_label = "record_data", .location = true},
+    /* 37 */ {.name = "ZeroEndOfFileRecord", .dump_label = "zero_end_data"},
+    /* 38 */ {.name = "Op38"},
+};
+static_assert(std::size(operations) == highest_operation + 2);
+
+// Kept: the target attribute is decimal in either base, as it is a number of the attribute table and no offset.
+void write_location(details_writer& details, const log_entry& entry, const text_style& style) {
+    details.open_group("location");
+    details.decimal("target_attribute", entry.get(record_layout::target_attribute));
+    details.number("record_offset", entry.get(record_layout::record_offset), style);
+    details.number("attribute_offset", entry.get(record_layout::attribute_offset), style);
+    details.close_group();
+}
+
+void write_no_payload(details_writer& details, std::uint16_t expected, std::uint32_t actual, const text_style& style) {
+    details.open_group("no_payload");
+    details.number("expected_size", expected, style);
+    details.decimal("actual_size", actual);
+    details.close_group();
+}
+
+void decode_by_row(const operation_row& row, entry_info& info, const redo_payload& payload) {
+    if (row.decode != nullptr) row.decode(info, payload);
+    info.details.word(row.word);
+    if (!row.dump_label.empty()) info.details.dump_group(row.dump_label, payload.data);
+    if (row.location) write_location(info.details, payload.entry, payload.style);
+}
+
+}  // namespace
+
+std::string_view operation_name(std::uint16_t code) {
+    return code < std::size(operations) ? operations[code].name : "Unk";
+}
+
+void decode_operation(const log_entry& entry, entry_info& info, const text_style& style) {
+    reset_decoded(info);
+    data_window window;
+    const bool has_window = redo_data(entry, window);
+    const uni::byte_view data = has_window ? entry.payload().slice(window.begin, window.extent) : uni::byte_view{};
+    if (entry.redo_op < std::size(operations)) decode_by_row(operations[entry.redo_op], info, {data, entry, style});
+    // Judged by the window as the header tells it, not by what the payload holds of it.
+    const std::uint16_t expected = entry.get(record_layout::redo_length);
+    if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent, style);
+}
+
+}  // namespace kest
