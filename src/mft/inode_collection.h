@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "mft/inode_record.h"
+#include "portable/file.h"
+#include "portable/ordered_index.h"
+
+namespace kest {
+
+// The inode store: every file record that the program has learned of, and the indexes that find it. Records are
+// held by value and named by their position in `records`.
+class _inode_collection {
+public:
+    static constexpr std::uint64_t name_conflict = 0x8000'0000'0000'0000;  // top bit of a merge result
+    static constexpr std::uint64_t not_merged = ~std::uint64_t{0};
+
+    std::vector<inode_record> records;
+    uni::ordered_index inodes_by_number;  // key: record number; directories only, one a number
+    uni::ordered_index inodes_all;        // key: record number; every record, equal keys in order of arrival
+    uni::ordered_index inodes_by_ref;     // key: inode_ref::by_number(); the first stays
+
+    std::uint64_t total_size = 0;      // bytes of the MFT file
+    std::uint64_t base_offset = 0;     // bytes; where the MFT begins in its file
+    std::uint32_t record_size = 1024;  // bytes
+    bool all_records = false;          // store files too, not only directories
+    std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
+    uni::file mft_file;
+
+    const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
+    const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }
+    const inode_record* find_exact(inode_ref ref) const { return at(inodes_by_ref.find(ref.by_number())); }
+
+private:
+    const inode_record* at(const std::uint32_t* position) const {
+        return position != nullptr ? &records[*position] : nullptr;
+    }
+};
+
+// Enters the record in the store unless its file reference is there already. `known` tells which. The result is
+// the record's position.
+std::uint64_t add_inode_record(_inode_collection& collection, const inode_record& record, bool& known);
+
+// Brings what `record` knows into the store: a new file, a second name, a further parent. Unless `force`, only a
+// record whose flags say in use is taken. The result is the record's position, with `name_conflict` set where it
+// brings a third name; `not_merged` where it was not taken. `known` tells that the store learned nothing.
+std::uint64_t merge_inode_record(_inode_collection& collection, const inode_record& record, bool& known, bool force);
+
+// Enters `position` under `number` in the index of directories: a record in use replaces another, one not in use
+// does not.
+void index_directory(_inode_collection& collection, std::uint64_t number, std::uint32_t position);
+
+// Gives every directory without a path its path, from the parent links. Can be run again after additions.
+void build_paths(_inode_collection& collection);
+
+}  // namespace kest

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "mft/inode_collection.h"
+
+namespace kest {
+
+namespace parse_bits {
+inline constexpr std::uint32_t index_allocation = 1;  // keep the runs of $INDEX_ALLOCATION
+}
+
+// Opens an MFT and checks its first record; on success the file stays open in `collection` and `record_size` and
+// `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
+// does not begin with a file record.
+[[nodiscard]] bool load_mft(_inode_collection& collection, const std::string& path);
+
+// Called for each stored record, before it is indexed: record, position in the store, record number.
+using mft_record_callback = std::function<void(inode_record&, std::uint32_t, std::uint64_t)>;
+
+// Called as the walk advances: bytes done, bytes in all.
+using mft_progress = std::function<void(std::uint64_t, std::uint64_t)>;
+
+// Reads every file record of the open MFT into the store and builds the paths. False if no file is open or no
+// directory was found; records may be stored all the same.
+bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback, const mft_progress& progress);
+
+}  // namespace kest

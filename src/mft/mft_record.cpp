@@ -1,0 +1,240 @@
+#include "mft/mft_record.h"
+
+#include <algorithm>
+
+#include "mft/mft_reader.h"
+#include "mft/record_layout.h"
+#include "mft/run_list.h"
+#include "portable/utf16.h"
+
+namespace kest {
+
+namespace {
+
+using namespace mft_layout;
+
+constexpr std::uint32_t file_signature = 0x454C4946;  // "FILE"
+constexpr std::uint16_t most_usa_words = 9;
+constexpr std::uint16_t first_attribute_bound = 73;
+constexpr std::uint32_t sector_size = 512;    // bytes
+constexpr std::uint32_t cluster_size = 4096;  // bytes; the volume's own is not known
+
+namespace attribute_types {
+constexpr std::uint32_t standard_information = 0x10;
+constexpr std::uint32_t attribute_list = 0x20;
+constexpr std::uint32_t file_name = 0x30;
+constexpr std::uint32_t index_allocation = 0xA0;
+}  // namespace attribute_types
+
+// Bounds on attribute lists. A file has fewer extension records, and no list is longer on disk.
+constexpr unsigned most_extensions = 1024;  // read for one record, failed reads among them
+constexpr unsigned deepest_list = 32;
+constexpr std::size_t longest_list = 262'144;  // bytes
+constexpr std::uint32_t least_entry = 24;      // bytes; a shorter entry ends its list
+constexpr std::uint32_t least_sound_entry = 32;
+
+// The words that the sector ends held. Kept: what is replaced is not compared with the update sequence number, so a
+// record with a torn sector is taken as it is.
+void repair_sectors(std::span<std::uint8_t> bytes) {
+    const uni::byte_view view = bytes;
+    const std::uint32_t words = view.get(usa_count);
+    for (std::uint32_t word = 1; word < words; ++word) {
+        const std::size_t place = std::size_t{sector_size} * word - 2;
+        if (!view.has(place, 2)) return;
+        const std::uint16_t held = view.u16(usa_begin + 2 * word);
+        bytes[place] = static_cast<std::uint8_t>(held & 0xFF);
+        bytes[place + 1] = static_cast<std::uint8_t>(held >> 8);
+    }
+}
+
+bool first_entry_plausible(uni::byte_view list) {
+    const std::uint32_t type = list.get(entry_type);
+    const std::uint32_t length = list.get(entry_length);
+    return type % 16 == 0 && type <= 256 && length >= least_sound_entry && list.size() >= length &&
+           std::uint32_t{list.get(entry_name_length)} + list.get(entry_name_offset) <= length;
+}
+
+// Reads one file record with all that its attribute lists name.
+class record_parser {
+public:
+    record_parser(inode_record& record, mft_source& source) : m_record(record), m_source(source) {}
+
+    bool parse(std::span<std::uint8_t> bytes) {
+        if (!enter(bytes)) return false;
+        const uni::byte_view view = bytes;
+        take_header(view);
+        m_own_number = view.get(record_number);
+        walk_attributes(view, m_own_number);
+        return !m_record.parents.empty() || !m_record.base_records.empty();
+    }
+
+private:
+    bool enter(std::span<std::uint8_t> bytes) const {
+        if (bytes.size() < m_source.record_size || !is_file_record(bytes)) return false;
+        repair_sectors(bytes);
+        return true;
+    }
+
+    void take_header(uni::byte_view view) {
+        m_record.sequence = view.get(sequence);
+        m_record.lsn = view.get(lsn);
+        m_record.inode = view.get(record_number);
+        m_record.flags = view.get(flags);
+        m_record.is_directory = (m_record.flags & inode_flags::directory) != 0;
+        m_record.in_use = (m_record.flags & inode_flags::in_use) != 0;
+        const std::uint64_t base = view.get(base_record);
+        m_record.is_base = base == 0;
+        if (base != 0) m_record.base_records.insert(inode_ref(base).number());
+    }
+
+    void parse_extension(std::span<std::uint8_t> bytes) {
+        if (!enter(bytes)) return;
+        const uni::byte_view view = bytes;
+        const std::uint32_t number = view.get(record_number);
+        if (view.get(base_record) != 0 && !m_record.base_records.insert(number).second) return;
+        walk_attributes(view, number);
+    }
+
+    // Kept: the first attribute's length does not count towards the sum that ends the walk.
+    void walk_attributes(uni::byte_view view, std::uint64_t number) {
+        std::uint64_t position = view.get(first_attribute);
+        std::uint64_t walked = 0;
+        while (position < view.size()) {
+            const uni::byte_view rest = view.from(position);
+            const std::uint32_t length = rest.get(attribute_length);
+            const std::uint32_t type = rest.get(attribute_type);
+            if (type == end_of_attributes || length > rest.size()) return;
+            take_attribute(type, rest.slice(0, length), number);
+            const uni::byte_view next = rest.from(length);
+            const std::uint32_t next_length = next.get(attribute_length);
+            walked += next_length;
+            if (walked > m_source.record_size || next_length == 0) return;  // so the walk moves on from here
+            position += length;
+        }
+    }
+
+    void take_attribute(std::uint32_t type, uni::byte_view attribute, std::uint64_t number) {
+        const std::uint32_t value_length = attribute.get(attribute_value_length);
+        const std::uint16_t value_offset = attribute.get(attribute_value_offset);
+        const bool has_value = value_length != 0 && value_offset != 0;
+        const uni::byte_view value = attribute.slice(value_offset, value_length);
+        switch (type) {
+            case attribute_types::standard_information:
+                if (has_value) take_standard_information(value, value_length);
+                break;
+            case attribute_types::attribute_list:
+                if (attribute.get(attribute_nonresident) != 0) {
+                    follow_nonresident_list(attribute, number);
+                } else if (has_value) {
+                    follow_list(value, number);
+                }
+                break;
+            case attribute_types::file_name:
+                if (has_value) take_file_name(value);
+                break;
+            case attribute_types::index_allocation:
+                if ((m_record.parse_mask & parse_bits::index_allocation) != 0) {
+                    decode_runs(attribute, m_record.index_runs);
+                }
+                break;
+            default:
+                break;
+        }
+    }
+
+    void take_standard_information(uni::byte_view value, std::uint32_t stated_length) {
+        m_record.si_times = {.modified = value.get(si_modified),
+                             .accessed = value.get(si_accessed),
+                             .mft_changed = value.get(si_mft_changed),
+                             .created = value.get(si_created)};
+        m_record.file_attributes = value.get(si_file_attributes);
+        if (stated_length >= si_usn.end()) m_record.usn = value.get(si_usn);
+    }
+
+    // Every name gives a parent; a DOS name gives no more. The last of the others decides name and times, the first
+    // nonzero ones the sizes.
+    void take_file_name(uni::byte_view value) {
+        m_record.parents.insert(inode_ref(value.get(fn_parent)));
+        if (value.get(fn_namespace) == dos_namespace) return;
+        m_record.fn_times = {.modified = value.get(fn_modified),
+                             .accessed = value.get(fn_accessed),
+                             .mft_changed = value.get(fn_mft_changed),
+                             .created = value.get(fn_created)};
+        if (m_record.allocated_size == 0) m_record.allocated_size = value.get(fn_allocated_size);
+        if (m_record.real_size == 0) m_record.real_size = value.get(fn_real_size);
+        m_record.name.clear();
+        uni::append_utf16_text(m_record.name, value.slice(fn_name, std::uint64_t{2} * value.get(fn_name_length)));
+    }
+
+    // Recursion comes back here at most `deepest_list` times.
+    void follow_list(uni::byte_view list, std::uint64_t number) {
+        if (m_depth == deepest_list || list.get(entry_length) > list.size()) return;
+        ++m_depth;
+        while (!list.empty() && list.get(entry_type) != end_of_attributes) {
+            const std::uint64_t named = inode_ref(list.get(entry_reference)).number();
+            if (named != 0 && named != number) read_extension(named);
+            const std::uint32_t length = list.get(entry_length);
+            if (length < least_entry) break;
+            list = list.from(length);
+        }
+        --m_depth;
+    }
+
+    void read_extension(std::uint64_t number) {
+        if (m_reads == most_extensions || m_source.extension_reads == 0) return;
+        if (number == m_own_number || !m_read.insert(number).second) return;
+        ++m_reads;
+        --m_source.extension_reads;
+        std::vector<std::uint8_t> bytes(m_source.record_size);
+        const std::uint64_t offset = number * m_source.record_size + m_source.base_offset;
+        if (m_source.file.read_at(bytes, offset) == static_cast<std::int64_t>(bytes.size())) parse_extension(bytes);
+    }
+
+    // Kept: clusters are counted from the start of the MFT's own file.
+    void follow_nonresident_list(uni::byte_view attribute, std::uint64_t number) {
+        std::vector<run_record> runs;
+        if (attribute.get(attribute_initialized_size) == 0 || !decode_runs(attribute, runs)) return;
+        std::vector<std::uint8_t> list;
+        for (const run_record& run : runs) {
+            read_run(list, run);
+        }
+        const uni::byte_view view = std::span<const std::uint8_t>(list);
+        if (first_entry_plausible(view)) follow_list(view, number);
+    }
+
+    void read_run(std::vector<std::uint8_t>& list, const run_record& run) {
+        for (std::uint64_t cluster = 0; cluster < run.clusters && list.size() < longest_list; ++cluster) {
+            const std::size_t begin = list.size();
+            list.resize(begin + std::min<std::size_t>(cluster_size, longest_list - begin));
+            const std::int64_t arrived =
+                m_source.file.read_at(std::span(list).subspan(begin), (run.lcn + cluster) * cluster_size);
+            list.resize(begin + static_cast<std::size_t>(std::max<std::int64_t>(arrived, 0)));
+            if (arrived <= 0) return;
+        }
+    }
+
+    inode_record& m_record;
+    mft_source& m_source;
+    std::uint64_t m_own_number = 0;
+    std::set<std::uint64_t> m_read;  // numbers of the extension records
+    unsigned m_reads = 0;
+    unsigned m_depth = 0;
+};
+
+}  // namespace
+
+bool is_file_record(uni::byte_view bytes) {
+    return bytes.get(signature) == file_signature && bytes.get(usa_offset) == usa_begin &&
+           bytes.get(usa_count) <= most_usa_words && bytes.get(first_attribute) < first_attribute_bound;
+}
+
+std::uint32_t file_record_size(uni::byte_view bytes) {
+    const std::uint32_t words = bytes.get(usa_count);
+    return is_file_record(bytes) && words > 0 ? (words - 1) * sector_size : 0;
+}
+
+bool parse_mft_record(inode_record& record, std::span<std::uint8_t> bytes, mft_source& source) {
+    return record_parser(record, source).parse(bytes);
+}
+
+}  // namespace kest

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <span>
+
+#include "mft/inode_record.h"
+#include "portable/byte_view.h"
+#include "portable/file.h"
+
+namespace kest {
+
+// Where file records are read from.
+struct mft_source {
+    uni::file& file;
+    std::uint64_t base_offset = 0;      // bytes; where the MFT begins in its file
+    std::uint32_t record_size = 0;      // bytes
+    std::uint64_t extension_reads = 0;  // that the walk may still make
+};
+
+// The signature "FILE", the update sequence array at 48 and of at most 9 words, the first attribute below 73.
+[[nodiscard]] bool is_file_record(uni::byte_view bytes);
+
+// Bytes of a file record, from its update sequence array; 0 if it is none.
+std::uint32_t file_record_size(uni::byte_view bytes);
+
+// Fills `record` from the file record in `bytes`, and from the extension records that its attribute lists name. The
+// sector ends are repaired in place. False if the bytes are no file record, or one that leads nowhere: without a name
+// and without a base record.
+bool parse_mft_record(inode_record& record, std::span<std::uint8_t> bytes, mft_source& source);
+
+}  // namespace kest
