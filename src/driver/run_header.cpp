@@ -1,0 +1,58 @@
+#include "driver/run_header.h"
+
+#include <array>
+#include <unistd.h>
+
+#include "driver/usage.h"
+#include "format/time.h"
+
+namespace kest {
+
+namespace {
+
+// Kept: the stamp's date has a default of its own, and not that of the report's times.
+constexpr std::string_view stamp_date_format = "mm/dd/yyyy";
+
+void append_stamp(std::string& out, const argument_list& args) {
+    std::string format;
+    peek_value("-dateformat", format, args, 1);
+    const cv::format_flags flags = cv::compile_format(format.empty() ? stamp_date_format : format, {}, true);
+    out += "run time: ";
+    cv::append_time(out, cv::now(), flags);
+    out += " UTC";
+}
+
+void append_host(std::string& out) {
+    std::array<char, 256> name{};
+    const bool known = ::gethostname(name.data(), name.size() - 1) == 0;
+    out.append("host: ").append(known ? name.data() : "<unk>");
+}
+
+// Between double quotes; an argument with a blank stands in single ones.
+void append_command_line(std::string& out, const argument_list& args) {
+    out += "\"cmdline: ";
+    if (peek_flag("-pipe", args, 1)) out += "<filelist> ... | ";
+    std::string_view joint;
+    for (const std::string& argument : args) {
+        const std::string_view quote = argument.find(' ') == argument.npos ? "" : "'";
+        out.append(joint).append(quote).append(argument).append(quote);
+        joint = " ";
+    }
+    out += '"';
+}
+
+}  // namespace
+
+std::string run_header(const argument_list& args) {
+    std::string header(banner);
+    header += '\n';
+    append_stamp(header, args);
+    header += "; ";
+    append_host(header);
+    header += '\n';
+    append_command_line(header, args);
+    header += '\n';
+    return header;
+}
+
+}  // namespace kest
