@@ -4,7 +4,7 @@
 
 namespace kest {
 
-// One run of the program, from its arguments to its exit status: 0, or 255 for a run that failed.
+// One run of the program, from its arguments to its exit status: 0, or -1 for a run that failed.
 int run(argument_list args);
 
 }  // namespace kest

@@ -1,6 +1,8 @@
 #include "driver/option_parser.h"
 
 #include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
 
 #include "support/scratch_folder.h"
 
@@ -59,87 +61,24 @@ TEST(parse_options, shapes_exclude_each_other_in_a_fixed_order) {
     }
 }
 
+argument_list words(const std::string& line) {
+    std::istringstream in(line);
+    return {std::istream_iterator<std::string>(in), {}};
+}
+
 TEST(parse_options, options_of_no_effect_are_taken_with_their_values) {
-    const parsed p({"-l2",
-                    "-gzip",
-                    "-zlib",
-                    "-threads",
-                    "-quiet",
-                    "-zlibex",
-                    "1",
-                    "-signal",
-                    "s",
-                    "-v",
-                    "-hostname",
-                    "h",
-                    "-username",
-                    "u",
-                    "-cpu",
-                    "1",
-                    "-cpuinst",
-                    "2",
-                    "-outdir",
-                    "d",
-                    "-split_pathfile",
-                    "-fragment_files",
-                    "3",
-                    "-verbose",
-                    "-separate_files",
-                    "-alias",
-                    "a|b",
-                    "-aliaspath",
-                    "a|b|c|d",
-                    "-sqlite",
-                    "-log",
-                    "x"});
-    EXPECT_FALSE(p.accepted);  // "-sqlite" has taken "-log" for its value
-    EXPECT_EQ(p.left, (argument_list{"-l2",
-                                     "-signal",
-                                     "s",
-                                     "-v",
-                                     "-hostname",
-                                     "h",
-                                     "-username",
-                                     "u",
-                                     "-cpu",
-                                     "1",
-                                     "-cpuinst",
-                                     "2",
-                                     "-outdir",
-                                     "d",
-                                     "-split_pathfile",
-                                     "-fragment_files",
-                                     "3",
-                                     "-verbose",
-                                     "-separate_files",
-                                     "x"}));
-    const parsed q({"-signal",
-                    "s",
-                    "-hostname",
-                    "h",
-                    "-username",
-                    "u",
-                    "-cpu",
-                    "1",
-                    "-cpuinst",
-                    "2",
-                    "-outdir",
-                    "d",
-                    "-split_pathfile",
-                    "-fragment_files",
-                    "3",
-                    "-v",
-                    "-verbose",
-                    "-separate_files",
-                    "-log",
-                    "x",
-                    "-filter_path",
-                    "-quiet",
-                    "-showall_inodes",
-                    "-sqlite"});
-    EXPECT_TRUE(q.accepted);
-    EXPECT_EQ(q.left, (argument_list{"-filter_path", "-showall_inodes", "-sqlite"}));
-    EXPECT_FALSE(q.options.show_progress);  // no value of the filter option: there is no filter
+    const std::string behind =
+        "-signal s -hostname h -split_pathfile -username u -cpuinst 1 -cpu 2 -fragment_files 3 "
+        "-separate_files -outdir d -verbose -v ";
+    const parsed p(words(behind + "-gzip -zlib -threads -quiet -zlibex 1 -alias a|b -aliaspath a|b -log x "
+                                  "-filter_path -quiet -showall_inodes -l2 -sqlite"));
+    EXPECT_TRUE(p.accepted);
+    EXPECT_EQ(p.left, words("-filter_path -showall_inodes -l2 -sqlite"));
+    EXPECT_FALSE(p.options.show_progress);  // the second "-quiet" is no value: there is no filter
+
+    const parsed refused(words(behind + "-gzip -sqlite -log x"));
+    EXPECT_FALSE(refused.accepted);
+    EXPECT_EQ(refused.left, words(behind + "x"));  // nothing behind the refusal is looked for
 }
 
 TEST(parse_options, names_the_inputs) {

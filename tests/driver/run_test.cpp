@@ -58,18 +58,17 @@ TEST(run, without_a_log_says_what_is_missing) {
 }
 
 TEST(run, help_is_found_anywhere) {
-    for (const std::vector<std::string>& args :
-         std::vector<std::vector<std::string>>{{}, {"-out", "x", "/?"}, {"--HELP"}}) {
+    for (const argument_list& args : std::vector<argument_list>{{}, {"-out", "x", "/?"}, {"--HELP"}}) {
         const captured_run help = run_captured(args);
         EXPECT_EQ(help.status, 0);
         EXPECT_EQ(help.out, "");
         EXPECT_TRUE(help.err.starts_with("kest - limited ver: 0.23 - NTFS $LogFile analyser\n\nUsage\n"));
     }
-    EXPECT_EQ(run(0, nullptr), -1);
+    EXPECT_EQ(run({}), -1);
 }
 
 TEST(run, kept_the_stamp_has_a_date_format_of_its_own) {
-    const auto stamped = [](const std::vector<std::string>& args, const char* date) {
+    const auto stamped = [](const argument_list& args, const char* date) {
         const std::regex stamp("\nrun time: " + std::string(date) + " \\d\\d:\\d\\d:\\d\\d UTC; host: .+\n");
         return std::regex_search(run_captured(args).out, stamp);
     };
@@ -185,16 +184,17 @@ TEST(run, a_report_that_is_not_whole_is_told_of) {
     EXPECT_EQ(full.status, -1);
     EXPECT_EQ(full.err, "prob writing results file: /dev/full\n");
 
-    const disk::redirected closed(STDOUT_FILENO, -1);
     const std::string err = folder.put("err");
     const int err_file = ::open(err.c_str(), O_WRONLY);
-    const char* const argv[] = {"kest", "-log", log.c_str(), "-profile", "-quiet"};
+    int status = 0;
     {
+        const disk::redirected closed(STDOUT_FILENO, -1);
         const disk::redirected err_stream(STDERR_FILENO, err_file);
-        EXPECT_EQ(run(5, argv), -1);
+        status = run({"kest", "-log", log, "-profile", "-quiet"});
     }
     ::close(err_file);
-    EXPECT_TRUE(contents_of(err).starts_with("prob writing results file: standard output\n->"));
+    EXPECT_EQ(status, -1);
+    EXPECT_TRUE(contents_of(err).starts_with("prob writing results file: standard output\n->")) << contents_of(err);
 }
 
 TEST(run, the_results_file_takes_all_of_the_report) {

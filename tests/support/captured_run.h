@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vector>
+#include <utility>
 
 #include "driver/run.h"
 #include "support/scratch_folder.h"
@@ -15,14 +15,11 @@ struct captured_run {
 };
 
 // `args` come behind the program's name. The standard input is the file `input`.
-inline captured_run run_captured(const std::vector<std::string>& args, const std::string& input = "/dev/null") {
+inline captured_run run_captured(argument_list args, const std::string& input = "/dev/null") {
+    args.insert(args.begin(), "kest");
     const scratch_folder folder;
     const std::string out = folder.put("out");
     const std::string err = folder.put("err");
-    std::vector<const char*> argv{"kest"};
-    for (const std::string& argument : args)
-        argv.push_back(argument.c_str());
-
     const int streams[] = {::open(input.c_str(), O_RDONLY), ::open(out.c_str(), O_WRONLY),
                            ::open(err.c_str(), O_WRONLY)};
     captured_run result{};
@@ -30,7 +27,7 @@ inline captured_run run_captured(const std::vector<std::string>& args, const std
         const redirected in_stream(STDIN_FILENO, streams[0]);
         const redirected out_stream(STDOUT_FILENO, streams[1]);
         const redirected err_stream(STDERR_FILENO, streams[2]);
-        result.status = run(static_cast<int>(argv.size()), argv.data());
+        result.status = run(std::move(args));
     }
     for (const int stream : streams)
         ::close(stream);

@@ -12,8 +12,9 @@ namespace kest::disk {
 // A file in memory, reached by a path as a run wants it.
 class memory_file {
 public:
-    explicit memory_file(std::span<const std::uint8_t> bytes) : m_fd(memfd_create("input", MFD_CLOEXEC)) {
-        if (m_fd == -1 || write(m_fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
+    explicit memory_file(std::span<const std::uint8_t> contents) : m_fd(memfd_create("input", MFD_CLOEXEC)) {
+        if (m_fd == -1 || write(m_fd, contents.data(), contents.size()) != static_cast<ssize_t>(contents.size()))
+            std::abort();
     }
     ~memory_file() { close(m_fd); }
     memory_file(const memory_file&) = delete;
