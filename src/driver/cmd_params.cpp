@@ -20,7 +20,6 @@ namespace {
 struct option_parse {
     cmd_params& options;
     argument_list& args;
-    const output_guard guard;
     const std::string cmdline;
     bool pair_datetime = false;
     std::string date_format = "yyyy-mm-dd";
@@ -49,7 +48,7 @@ void refuse(option_parse& parse, std::string_view words) {
 void open_diagnostics(option_parse& parse, const std::string& path) {
     cmd_params& options = parse.options;
     auto file = std::make_unique<uni::file>();
-    if (!parse.guard.open(*file, path, uni::open_mode::create_truncate)) return;
+    if (!open_output(*file, path, uni::open_mode::create_truncate, parse.args)) return;
     options.diags_file = std::move(file);
     options.diags_path = path;
     diag_trace(options, parse.cmdline);
@@ -140,8 +139,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
     std::ranges::replace(path, '\\', '/');
     uni::file probe;
     const bool opened =
-        (peek_flag("-append", parse.args, 1) && parse.guard.open(probe, path, uni::open_mode::update)) ||
-        parse.guard.open(probe, path, uni::open_mode::create_truncate);
+        (peek_flag("-append", parse.args, 1) && open_output(probe, path, uni::open_mode::update, parse.args)) ||
+        open_output(probe, path, uni::open_mode::create_truncate, parse.args);
     if (!opened) {
         refuse(parse, "prob opening file " + path + " for output, aborting\n");
         return;
@@ -277,7 +276,7 @@ bool writes_one_line_a_row(output_shape shape) {
 }  // namespace
 
 bool parse_common_options(cmd_params& options, argument_list& args) {
-    option_parse parse{.options = options, .args = args, .guard = output_guard(args), .cmdline = join_quoted(args)};
+    option_parse parse{.options = options, .args = args, .cmdline = join_quoted(args)};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);
         if (parse.refused) return false;

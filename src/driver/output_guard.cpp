@@ -19,18 +19,21 @@ bool identify_trimmed(std::string_view path, uni::file_identity& out) {
     return uni::identify(std::string(uni::trimmed_path(path)), out);
 }
 
-}  // namespace
-
-output_guard::output_guard(const argument_list& args) {
-    for (std::size_t at = 1; at < args.size(); ++at) {
+// Options are taken out of the list, so that what stands farther behind an input option can become its value:
+// every entry there counts.
+bool may_be_input(const uni::file_identity& file, const argument_list& left) {
+    const auto option = std::ranges::find_if(left, names_input);
+    return std::any_of(option, left.end(), [&file](const std::string& argument) {
         uni::file_identity identity;
-        if (names_input(args[at - 1]) && identify_trimmed(args[at], identity)) m_inputs.push_back(identity);
-    }
+        return identify_trimmed(argument, identity) && identity == file;
+    });
 }
 
-bool output_guard::open(uni::file& file, std::string_view path, uni::open_mode mode) const {
+}  // namespace
+
+bool open_output(uni::file& file, std::string_view path, uni::open_mode mode, const argument_list& left) {
     uni::file_identity identity;
-    if (identify_trimmed(path, identity) && std::ranges::find(m_inputs, identity) != m_inputs.end()) return false;
+    if (identify_trimmed(path, identity) && may_be_input(identity, left)) return false;
     return file.open(path, mode);
 }
 

@@ -178,6 +178,7 @@ TEST(parse_options, time_bounds) {
         {"2026-03-16", nullptr, true, true, true, march_16, UINT64_MAX},
         {"2026/3/16 01:00:00", "2026-03-16 02:00:00", true, true, true, march_16 + hour, march_16 + 2 * hour},
         {nullptr, "2026-03-16", true, false, true, 0, march_16 + 24 * hour - 10'000'000},
+        {"2026-03-16", "2026-03-16 00:00:00", true, true, true, march_16, march_16},
         {"2026-03-16 02:00:00", "2026-03-16 01:59:59", true, true, false, march_16 + 2 * hour, 0},
         {"2026-02-29", "2026-03-16 24:00:00", true, false, false, 0, 0},
         {"2026/03-16", nullptr, true, false, false, 0, 0},  // "/" goes first
@@ -220,6 +221,23 @@ TEST(parse_options, evidence_is_not_opened_for_writing) {
     }
     EXPECT_EQ(disk::contents_of(log), "evidence");
     EXPECT_TRUE(std::filesystem::exists(folder.at("link")));
+}
+
+// An option that is taken lets what stands behind it move up to the input option.
+TEST(parse_options, evidence_is_known_behind_other_options) {
+    const disk::scratch_folder folder;
+    const std::string log = folder.put("log", "evidence");
+    const argument_list rows[] = {
+        {"-log", "-csv", log, "-out", log},
+        {"-log", "-out", log, log},
+        {"-mftfile", "-diags", log, log},
+        {"-jrnlfile", "-hostname", "-out", log, "-out", log},
+    };
+    for (const argument_list& args : rows) {
+        SCOPED_TRACE(::testing::PrintToString(args));
+        static_cast<void>(parsed(args));
+        EXPECT_EQ(disk::contents_of(log), "evidence");
+    }
 }
 
 TEST(parse_options, kept_the_results_file_is_deleted_by_its_proof) {

@@ -38,7 +38,7 @@ TEST(path_wanted, one_filter_is_enough) {
         {{"-filter", "no", "-filter_path", "case"}, false},
         {{"-filter_sig", "52535452,4"}, true},
         {{"-filter_sig", "52535452|0x5"}, false},
-        {{"-filter_sig", "2e2e|y|z"}, true},  // an offset only as the last of two
+        {{"-filter_sig", "2e2e|4|z"}, true},  // an offset only as the last of two
         {{"-filter_sig", "2e", "-filter", "no"}, true},
         {{"-filter_sig", "5253545200|4"}, false},  // reaches behind the end
         {{"-filter_sig", "bad"}, true},
