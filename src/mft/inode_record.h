@@ -36,7 +36,6 @@ struct inode_record {
     bool is_base = false;     // read as a complete base record
     std::uint32_t flags = 0;  // inode_flags, and whatever else the file record header says
     std::uint32_t file_attributes = 0;
-    std::uint32_t parse_mask = 0;
     std::set<inode_ref> parents = {};  // one for each name; the first is the lowest by the whole value
     std::string name = {};             // UTF-8
     std::string alt_name = {};         // a second name seen for the same file reference

@@ -8,7 +8,7 @@ namespace kest {
 namespace {
 
 auto place(const owned_run& run) {
-    return std::tuple(run.run.lcn, run.run.clusters);
+    return std::tuple(run.lcn, run.clusters);
 }
 
 }  // namespace
@@ -23,7 +23,7 @@ void mft_index::seal() {
 void index_mft_record(mft_index& index, inode_record& record, std::uint32_t position, std::uint64_t inode) {
     if (record.lsn != 0) index.inodes_by_lsn.add(record.lsn, position);
     for (const run_record& run : record.index_runs) {
-        index.run_map.push_back({run, inode});
+        index.run_map.push_back({run.lcn, run.clusters, static_cast<std::uint32_t>(inode)});
     }
     record.index_runs = {};
 }
@@ -34,9 +34,9 @@ std::uint64_t owner_by_cluster(const mft_index& index, std::uint64_t cluster) {
     const auto& runs = index.run_map;
     const auto above = std::ranges::upper_bound(runs, std::tuple(cluster, std::uint32_t{0}), {}, place);
     if (above == runs.begin()) return 0;
-    if (above != runs.end() && above->run.lcn == cluster) return above->owner;
+    if (above != runs.end() && above->lcn == cluster) return above->owner;
     const owned_run& before = *std::prev(above);
-    return cluster - before.run.lcn <= before.run.clusters ? before.owner : 0;
+    return cluster - before.lcn <= before.clusters ? before.owner : 0;
 }
 
 }  // namespace kest

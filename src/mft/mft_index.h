@@ -8,10 +8,11 @@
 
 namespace kest {
 
-// A run of an index allocation, and the file record whose it is.
+// Clusters of an index allocation, and the file record whose they are.
 struct owned_run {
-    run_record run;
-    std::uint64_t owner = 0;  // record number
+    std::uint64_t lcn = 0;       // first cluster
+    std::uint32_t clusters = 0;  // length
+    std::uint32_t owner = 0;     // record number
 };
 
 // What the report looks up in an MFT beside the inode store itself. Filled during the walk, sealed after it.

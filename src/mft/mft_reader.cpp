@@ -18,12 +18,25 @@ constexpr std::size_t probe_size = 4096;        // bytes; a shorter file is no M
 constexpr std::size_t records_in_chunk = 16;    // what one failure costs at most
 constexpr std::size_t chunks_in_block = 64;     // read at once
 constexpr std::size_t most_reserved = 1 << 20;  // records
-constexpr std::uint64_t spare_extension_reads = 1024;
 
-// In a sound MFT each extension record belongs to one base record, so that a walk reads each at most once more. Stale
-// lists of deleted files get as many again; what lies beyond was made to keep the program busy.
-std::uint64_t extension_reads(const _inode_collection& collection) {
-    return 2 * (collection.total_size / collection.record_size) + spare_extension_reads;
+// What a walk may spend beyond reading the file once. In a sound MFT each extension record belongs to one base record,
+// so that a walk reads it at most once more, and an index has few runs; stale lists of deleted files get as much again.
+// What lies beyond was made to keep the program busy. The claim of a sparse file buys little in advance: the rest is
+// earned by the places for records that are really read.
+constexpr std::uint64_t reads_for_a_start = 1024;
+constexpr std::uint64_t most_reads_in_advance = 65'536;
+constexpr std::uint64_t reads_earned = 2;  // by each place
+constexpr std::uint64_t runs_earned = 64;  // by each place: together no larger than the file
+constexpr std::uint64_t runs_for_a_start = 65'536;
+
+mft_source source_of(_inode_collection& collection) {
+    const std::uint64_t claimed = collection.total_size / collection.record_size;
+    return {.file = collection.mft_file,
+            .base_offset = collection.base_offset,
+            .record_size = collection.record_size,
+            .parse_mask = collection.parse_mask,
+            .reads_left = reads_for_a_start + std::min(claimed, most_reads_in_advance),
+            .runs_left = runs_for_a_start};
 }
 
 class mft_walk {
@@ -32,40 +45,50 @@ public:
         : m_store(collection),
           m_callback(callback),
           m_progress(progress),
-          m_source{collection.mft_file, collection.base_offset, collection.record_size, extension_reads(collection)} {}
+          m_source(source_of(collection)),
+          m_chunk(records_in_chunk * collection.record_size) {}
 
     void run() {
-        const std::size_t chunk = records_in_chunk * m_source.record_size;
-        const uni::byte_block block(chunk * chunks_in_block);
+        const uni::byte_block block(m_chunk * chunks_in_block);
         bool fruitful = true;
-        for (std::uint64_t offset = 0; offset < m_store.total_size; offset += block.bytes().size()) {
-            if (!fruitful) offset = behind_hole(offset, chunk);
+        for (std::uint64_t offset = 0; offset < m_store.total_size;) {
+            if (!fruitful) offset = behind_hole(offset);
             const std::int64_t arrived = m_source.file.read_at(block.bytes(), m_source.base_offset + offset);
             if (arrived < 0) return;
             const std::size_t known = m_store.records.size();
-            read_block(block.bytes().first(static_cast<std::size_t>(arrived)), offset, chunk);
+            offset = read_block(block.bytes(), static_cast<std::size_t>(arrived), offset);
             fruitful = m_store.records.size() != known;
         }
     }
 
 private:
     // A hole of a sparse file holds no records.
-    std::uint64_t behind_hole(std::uint64_t offset, std::size_t chunk) {
+    std::uint64_t behind_hole(std::uint64_t offset) {
         const std::uint64_t data = m_source.file.next_data(m_source.base_offset + offset) - m_source.base_offset;
-        return offset + (data - offset) / chunk * chunk;
+        return offset + (data - offset) / m_chunk * m_chunk;
     }
 
-    void read_block(std::span<std::uint8_t> block, std::uint64_t offset, std::size_t chunk) {
-        for (std::size_t at = 0; at < block.size(); at += chunk) {
-            m_progress(m_source.base_offset + offset + at, m_store.total_size);
-            read_chunk(block.subspan(at, std::min(chunk, block.size() - at)), offset + at);
+    // Reads the records of what arrived at `offset` and says where to go on.
+    // Kept: where a chunk arrives short, as at a bad sector, no later chunk brings more records than it did.
+    std::uint64_t read_block(std::span<std::uint8_t> block, std::size_t arrived, std::uint64_t offset) {
+        const std::size_t whole = arrived - arrived % m_chunk;
+        for (std::size_t at = 0; at < whole; at += m_chunk) {
+            read_chunk(block.subspan(at, m_chunk), offset + at);
         }
+        if (whole == block.size() || offset + whole >= m_store.total_size) return offset + whole;
+        m_records_wanted = (arrived - whole) / m_source.record_size;
+        read_chunk(block.subspan(whole, arrived - whole), offset + whole);
+        return offset + whole + m_chunk;
     }
 
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
+        m_progress(m_source.base_offset + offset, m_store.total_size);
+        m_source.reads_left += reads_earned * m_records_wanted;
+        m_source.runs_left += runs_earned * m_records_wanted;
         std::uint64_t inode = 0;
         try {
-            for (std::size_t at = 0; at + m_source.record_size <= chunk.size(); at += m_source.record_size) {
+            for (std::size_t k = 0; k < m_records_wanted; ++k) {
+                const std::size_t at = k * m_source.record_size;
                 read_record(chunk.subspan(at, m_source.record_size), m_source.base_offset + offset + at, inode);
             }
         } catch (const std::bad_alloc&) {
@@ -78,11 +101,10 @@ private:
     void read_record(std::span<std::uint8_t> bytes, std::uint64_t disk_offset, std::uint64_t& inode) {
         using namespace mft_layout;
         const uni::byte_view view = bytes;
-        if (!is_file_record(view) || view.get(first_attribute) > m_source.record_size) return;
+        if (!is_file_record(view)) return;
         if (!m_store.all_records && (view.get(flags) & inode_flags::directory) == 0) return;
         inode = view.get(record_number);
         inode_record& record = m_store.records.emplace_back();
-        record.parse_mask = m_store.parse_mask;
         if (!parse_mft_record(record, bytes, m_source)) {
             m_store.records.pop_back();
             return;
@@ -103,6 +125,8 @@ private:
     const mft_record_callback& m_callback;
     const mft_progress& m_progress;
     mft_source m_source;
+    const std::size_t m_chunk;                        // bytes
+    std::size_t m_records_wanted = records_in_chunk;  // of each chunk
 };
 
 }  // namespace

@@ -1,7 +1,11 @@
 #include "mft/mft_record.h"
 
 #include <algorithm>
+#include <optional>
+#include <set>
+#include <vector>
 
+#include "mft/attribute_list.h"
 #include "mft/mft_reader.h"
 #include "mft/record_layout.h"
 #include "mft/run_list.h"
@@ -16,8 +20,7 @@ using namespace mft_layout;
 constexpr std::uint32_t file_signature = 0x454C4946;  // "FILE"
 constexpr std::uint16_t most_usa_words = 9;
 constexpr std::uint16_t first_attribute_bound = 73;
-constexpr std::uint32_t sector_size = 512;    // bytes
-constexpr std::uint32_t cluster_size = 4096;  // bytes; the volume's own is not known
+constexpr std::uint32_t sector_size = 512;  // bytes
 
 namespace attribute_types {
 constexpr std::uint32_t standard_information = 0x10;
@@ -26,12 +29,9 @@ constexpr std::uint32_t file_name = 0x30;
 constexpr std::uint32_t index_allocation = 0xA0;
 }  // namespace attribute_types
 
-// Bounds on attribute lists. A file has fewer extension records, and no list is longer on disk.
+// Bounds on what attribute lists lead to. A file has fewer extension records than this.
 constexpr unsigned most_extensions = 1024;  // read for one record, failed reads among them
 constexpr unsigned deepest_list = 32;
-constexpr std::size_t longest_list = 262'144;  // bytes
-constexpr std::uint32_t least_entry = 24;      // bytes; a shorter entry ends its list
-constexpr std::uint32_t least_sound_entry = 32;
 
 // The words that the sector ends held. Kept: what is replaced is not compared with the update sequence number, so a
 // record with a torn sector is taken as it is.
@@ -45,13 +45,6 @@ void repair_sectors(std::span<std::uint8_t> bytes) {
         bytes[place] = static_cast<std::uint8_t>(held & 0xFF);
         bytes[place + 1] = static_cast<std::uint8_t>(held >> 8);
     }
-}
-
-bool first_entry_plausible(uni::byte_view list) {
-    const std::uint32_t type = list.get(entry_type);
-    const std::uint32_t length = list.get(entry_length);
-    return type % 16 == 0 && type <= 256 && length >= least_sound_entry && list.size() >= length &&
-           std::uint32_t{list.get(entry_name_length)} + list.get(entry_name_offset) <= length;
 }
 
 // Reads one file record with all that its attribute lists name.
@@ -124,7 +117,8 @@ private:
                 break;
             case attribute_types::attribute_list:
                 if (attribute.get(attribute_nonresident) != 0) {
-                    follow_nonresident_list(attribute, number);
+                    const std::vector<std::uint8_t> list = read_nonresident_list(attribute, m_source);
+                    follow_list(std::span<const std::uint8_t>(list), number);
                 } else if (has_value) {
                     follow_list(value, number);
                 }
@@ -133,9 +127,7 @@ private:
                 if (has_value) take_file_name(value);
                 break;
             case attribute_types::index_allocation:
-                if ((m_record.parse_mask & parse_bits::index_allocation) != 0) {
-                    decode_runs(attribute, m_record.index_runs);
-                }
+                take_index_runs(attribute);
                 break;
             default:
                 break;
@@ -166,51 +158,31 @@ private:
         uni::append_utf16_text(m_record.name, value.slice(fn_name, std::uint64_t{2} * value.get(fn_name_length)));
     }
 
+    void take_index_runs(uni::byte_view attribute) {
+        if ((m_source.parse_mask & parse_bits::index_allocation) == 0 || m_source.runs_left == 0) return;
+        const std::size_t before = m_record.index_runs.size();
+        decode_runs(attribute, m_record.index_runs);
+        m_source.runs_left -= std::min<std::uint64_t>(m_source.runs_left, m_record.index_runs.size() - before);
+    }
+
     // Recursion comes back here at most `deepest_list` times.
     void follow_list(uni::byte_view list, std::uint64_t number) {
         if (m_depth == deepest_list || list.get(entry_length) > list.size()) return;
         ++m_depth;
-        while (!list.empty() && list.get(entry_type) != end_of_attributes) {
-            const std::uint64_t named = inode_ref(list.get(entry_reference)).number();
-            if (named != 0 && named != number) read_extension(named);
-            const std::uint32_t length = list.get(entry_length);
-            if (length < least_entry) break;
-            list = list.from(length);
+        while (const std::optional<std::uint64_t> named = next_listed_record(list)) {
+            if (*named != 0 && *named != number) read_extension(*named);
         }
         --m_depth;
     }
 
     void read_extension(std::uint64_t number) {
-        if (m_reads == most_extensions || m_source.extension_reads == 0) return;
+        if (m_reads == most_extensions || m_source.reads_left == 0) return;
         if (number == m_own_number || !m_read.insert(number).second) return;
         ++m_reads;
-        --m_source.extension_reads;
+        --m_source.reads_left;
         std::vector<std::uint8_t> bytes(m_source.record_size);
         const std::uint64_t offset = number * m_source.record_size + m_source.base_offset;
         if (m_source.file.read_at(bytes, offset) == static_cast<std::int64_t>(bytes.size())) parse_extension(bytes);
-    }
-
-    // Kept: clusters are counted from the start of the MFT's own file.
-    void follow_nonresident_list(uni::byte_view attribute, std::uint64_t number) {
-        std::vector<run_record> runs;
-        if (attribute.get(attribute_initialized_size) == 0 || !decode_runs(attribute, runs)) return;
-        std::vector<std::uint8_t> list;
-        for (const run_record& run : runs) {
-            read_run(list, run);
-        }
-        const uni::byte_view view = std::span<const std::uint8_t>(list);
-        if (first_entry_plausible(view)) follow_list(view, number);
-    }
-
-    void read_run(std::vector<std::uint8_t>& list, const run_record& run) {
-        for (std::uint64_t cluster = 0; cluster < run.clusters && list.size() < longest_list; ++cluster) {
-            const std::size_t begin = list.size();
-            list.resize(begin + std::min<std::size_t>(cluster_size, longest_list - begin));
-            const std::int64_t arrived =
-                m_source.file.read_at(std::span(list).subspan(begin), (run.lcn + cluster) * cluster_size);
-            list.resize(begin + static_cast<std::size_t>(std::max<std::int64_t>(arrived, 0)));
-            if (arrived <= 0) return;
-        }
     }
 
     inode_record& m_record;

@@ -1,22 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <set>
 #include <span>
 
 #include "mft/inode_record.h"
+#include "mft/mft_source.h"
 #include "portable/byte_view.h"
-#include "portable/file.h"
 
 namespace kest {
-
-// Where file records are read from.
-struct mft_source {
-    uni::file& file;
-    std::uint64_t base_offset = 0;      // bytes; where the MFT begins in its file
-    std::uint32_t record_size = 0;      // bytes
-    std::uint64_t extension_reads = 0;  // that the walk may still make
-};
 
 // The signature "FILE", the update sequence array at 48 and of at most 9 words, the first attribute below 73.
 [[nodiscard]] bool is_file_record(uni::byte_view bytes);

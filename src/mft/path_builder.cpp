@@ -13,8 +13,8 @@ constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of t
 
 // Directories that claim to lie inside one another a hundred thousand deep would take their paths' length squared.
 // A sound volume stays far below this: its paths are shorter than the file records that they come from.
-constexpr std::uint64_t free_path_bytes = std::uint64_t{256} << 20;
-constexpr std::uint64_t path_bytes_per_input_byte = 2;
+constexpr std::uint64_t free_path_bytes = std::uint64_t{64} << 20;
+constexpr std::uint64_t path_bytes_per_record = 2048;
 
 struct path_component {
     std::string_view text;  // of a record or of the root: the store's own
@@ -36,7 +36,7 @@ public:
     explicit path_builder(_inode_collection& collection)
         : m_store(collection),
           m_marks(collection.records.size()),
-          m_room(free_path_bytes + path_bytes_per_input_byte * collection.total_size) {}
+          m_room(free_path_bytes + path_bytes_per_record * collection.records.size()) {}
 
     void build(std::uint64_t number, std::uint32_t position) {
         inode_record& record = m_store.records[position];
