@@ -16,8 +16,8 @@ auto place(const owned_run& run) {
 void mft_index::seal() {
     inodes_by_lsn.seal_unique();
     std::ranges::stable_sort(run_map, {}, place);
-    const auto repeated = std::ranges::unique(run_map, {}, place);
-    run_map.erase(repeated.begin(), repeated.end());
+    const auto same = [](const owned_run& a, const owned_run& b) { return place(a) == place(b); };
+    run_map.erase(std::unique(run_map.begin(), run_map.end(), same), run_map.end());
 }
 
 void index_mft_record(mft_index& index, inode_record& record, std::uint32_t position, std::uint64_t inode) {

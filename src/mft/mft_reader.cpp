@@ -26,7 +26,7 @@ constexpr std::size_t most_reserved = 1 << 20;  // records
 constexpr std::uint64_t reads_for_a_start = 1024;
 constexpr std::uint64_t most_reads_in_advance = 65'536;
 constexpr std::uint64_t reads_earned = 2;  // by each place
-constexpr std::uint64_t runs_earned = 64;  // by each place: together no larger than the file
+constexpr std::uint64_t runs_earned = 16;  // by each place: together a quarter of the file
 constexpr std::uint64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {

@@ -14,7 +14,7 @@ constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of t
 // Directories that claim to lie inside one another a hundred thousand deep would take their paths' length squared.
 // A sound volume stays far below this: its paths are shorter than the file records that they come from.
 constexpr std::uint64_t free_path_bytes = std::uint64_t{64} << 20;
-constexpr std::uint64_t path_bytes_per_record = 2048;
+constexpr std::uint64_t path_bytes_per_record = 1024;
 
 struct path_component {
     std::string_view text;  // of a record or of the root: the store's own

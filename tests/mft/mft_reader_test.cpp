@@ -137,6 +137,5 @@ TEST(walk_mft_records, kept_lets_a_short_chunk_bound_the_later_ones) {
     ::munmap(memory, page * pages);
 }
 
-// What a sound MFT holds is read; lists that all name the same records are cut short.
 }  // namespace
 }  // namespace kest

@@ -69,7 +69,7 @@ TEST(build_paths, bounds_the_paths_of_a_deep_chain) {
             total += r.path.size();
             final += r.path_final;
         }
-        EXPECT_LE(total, (64u << 20) + 3000 * 2048 + 100'000);
+        EXPECT_LE(total, (64u << 20) + 3000 * 1024 + 100'000);
         EXPECT_EQ(final, 129u);  // 129 names of 766 bytes are the first to pass the bound
     }
 }
