@@ -30,17 +30,25 @@ constexpr std::size_t number_width(std::uint64_t value) {
     return 8;
 }
 
+constexpr std::size_t most_digits = 16;
+
+// Writes hexadecimal digits, filled with "0" to `width`, which is at most `most_digits`; says how many.
+std::size_t put_hex(char* out, std::uint64_t value, std::size_t width, const char* table) {
+    const std::size_t size = std::max(width, (static_cast<std::size_t>(std::bit_width(value | 1)) + 3) / 4);
+    for (std::size_t at = size; at-- > 0; value >>= 4) {
+        out[at] = table[value & 15];
+    }
+    return size;
+}
+
 }  // namespace
 
 void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool upper_case) {
     const char* const table = upper_case ? upper_digits : lower_digits;
-    const std::size_t needed = value == 0 ? 1 : (static_cast<std::size_t>(std::bit_width(value)) + 3) / 4;
-    if (width > needed) out.append(width - needed, '0');
-    char digits[16];
-    for (std::size_t at = needed; at-- > 0; value >>= 4) {
-        digits[at] = table[value & 15];
-    }
-    out.append(digits, needed);
+    char digits[most_digits];
+    const std::size_t size = put_hex(digits, value, std::min(width, most_digits), table);
+    if (width > size) out.append(width - size, '0');
+    out.append(digits, size);
 }
 
 void append_number(std::string& out, std::uint64_t value, bool hex) {
@@ -48,8 +56,8 @@ void append_number(std::string& out, std::uint64_t value, bool hex) {
         append_decimal(out, value);
         return;
     }
-    out += "0x";
-    append_hex(out, value, number_width(value), true);
+    char text[2 + most_digits] = {'0', 'x'};
+    out.append(text, 2 + put_hex(text + 2, value, number_width(value), upper_digits));
 }
 
 std::string format_number(std::uint64_t value, bool hex) {

@@ -83,18 +83,34 @@ bool read_three(std::string_view text, char separator, std::array<std::uint16_t,
     return at == end;
 }
 
-void append_two(std::string& out, unsigned value) {
+// A date and time being put together: at most "dd-mmm-yyyy hh:mm:ss.nnnnnnnnn". Copied to its string in one go.
+class short_text {
+public:
+    void operator+=(char c) { m_bytes[m_size++] = c; }
+    void operator+=(std::string_view text) { append(text.data(), text.size()); }
+    void append(const char* text, std::size_t size) {
+        std::copy_n(text, size, m_bytes.begin() + static_cast<std::ptrdiff_t>(m_size));
+        m_size += size;
+    }
+    std::string_view view() const { return {m_bytes.data(), m_size}; }
+
+private:
+    std::array<char, 40> m_bytes;
+    std::size_t m_size = 0;
+};
+
+void append_two(short_text& out, unsigned value) {
     const char digits[] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
     out.append(digits, sizeof digits);
 }
 
-void append_year(std::string& out, unsigned year) {
+void append_year(short_text& out, unsigned year) {
     append_two(out, year / 100);
     append_two(out, year % 100);
 }
 
 // Kept: the month by name has no form with the year first, so such a date is empty.
-void append_date(std::string& out, const _windows_systemtime& time, format_flags flags) {
+void append_date(short_text& out, const _windows_systemtime& time, format_flags flags) {
     const bool number = (flags.date & date_bits::month_number) != 0;
     const char separator = static_cast<char>(flags.separator);
     const auto append_month = [&] {
@@ -125,7 +141,7 @@ void append_date(std::string& out, const _windows_systemtime& time, format_flags
     }
 }
 
-void append_fraction(std::string& out, std::uint32_t ticks, unsigned digits) {
+void append_fraction(short_text& out, std::uint32_t ticks, unsigned digits) {
     char text[] = ".000000000";  // a tick is the seventh digit: the last two are always 0
     for (std::size_t at = 7; at > 0; --at, ticks /= 10) {
         text[at] = static_cast<char>('0' + ticks % 10);
@@ -133,7 +149,7 @@ void append_fraction(std::string& out, std::uint32_t ticks, unsigned digits) {
     out.append(text, 1 + std::min<std::size_t>(digits, 9));
 }
 
-void append_clock(std::string& out, const _windows_systemtime& time, format_flags flags) {
+void append_clock(short_text& out, const _windows_systemtime& time, format_flags flags) {
     append_two(out, time.hour);
     out += ':';
     append_two(out, time.minute);
@@ -238,9 +254,11 @@ void append_time(std::string& out, std::uint64_t ticks, format_flags flags) {
     _windows_systemtime time;
     if (!ticks_to_systemtime(ticks, time)) return;
     if (!flags.compiled()) flags = default_format;
-    append_date(out, time, flags);
-    out += ' ';
-    append_clock(out, time, flags);
+    short_text text;
+    append_date(text, time, flags);
+    text += ' ';
+    append_clock(text, time, flags);
+    out += text.view();
 }
 
 std::string time_text(std::uint64_t ticks, format_flags flags) {
@@ -255,8 +273,12 @@ void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t
     _windows_systemtime time;
     if (!ticks_to_systemtime(ticks, time)) return;
     if (!flags.compiled()) flags = default_format;
-    append_date(date_out, time, flags);
-    append_clock(time_out, time, flags);
+    short_text date;
+    append_date(date, time, flags);
+    date_out = date.view();
+    short_text clock;
+    append_clock(clock, time, flags);
+    time_out = clock.view();
 }
 
 }  // namespace cv

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,7 +17,7 @@ class details_writer {
 public:
     void clear() {  // keeps the capacity
         m_text.clear();
-        m_separator = {};
+        m_separated = false;
     }
 
     void field(std::string_view key, std::string_view value) {
@@ -52,21 +53,21 @@ public:
 
     // For a value built in place: append it to what `begin_field` returns, then `end_field`.
     std::string& begin_field(std::string_view key) {
-        m_text.append(m_separator).append(1, '"').append(key).append("\":\"");
+        append_pieces(m_separated ? ";\"" : "\"", key, "\":\"");
         return m_text;
     }
     void end_field() {
         m_text += '"';
-        m_separator = ";";
+        m_separated = true;
     }
 
     void open_group(std::string_view key) {
-        m_text.append(m_separator).append(key).append("=[");
-        m_separator = {};
+        append_pieces(m_separated ? ";" : "", key, "=[");
+        m_separated = false;
     }
     void close_group() {
         m_text += ']';
-        m_separator = ";";
+        m_separated = true;
     }
     // A group that holds nothing but a dump; none for no bytes.
     void dump_group(std::string_view label, uni::byte_view bytes) {
@@ -84,8 +85,18 @@ public:
     std::string_view text() const { return m_text; }
 
 private:
+    // One growth of the text for the three: keys are short, and there are many.
+    void append_pieces(std::string_view before, std::string_view key, std::string_view behind) {
+        const std::size_t begin = m_text.size();
+        m_text.append(before.size() + key.size() + behind.size(), '\0');
+        char* at = m_text.data() + begin;
+        for (const std::string_view piece : {before, key, behind}) {
+            at = std::copy_n(piece.data(), piece.size(), at);
+        }
+    }
+
     std::string m_text;
-    std::string_view m_separator;  // what the next item is preceded by
+    bool m_separated = false;  // a ";" goes ahead of the next item
 };
 
 }  // namespace kest
