@@ -88,21 +88,14 @@ private:
         walk_attributes(view, number);
     }
 
-    // Kept: the first attribute's length does not count towards the sum that ends the walk.
     void walk_attributes(uni::byte_view view, std::uint64_t number) {
-        std::uint64_t position = view.get(first_attribute);
-        std::uint64_t walked = 0;
-        while (position < view.size()) {
-            const uni::byte_view rest = view.from(position);
-            const std::uint32_t length = rest.get(attribute_length);
+        uni::byte_view rest = view.from(view.get(first_attribute));
+        while (!rest.empty()) {
             const std::uint32_t type = rest.get(attribute_type);
-            if (type == end_of_attributes || length > rest.size()) return;
+            const std::uint32_t length = rest.get(attribute_length);
+            if (type == end_of_attributes || length == 0 || length > rest.size()) return;
             take_attribute(type, rest.slice(0, length), number);
-            const uni::byte_view next = rest.from(length);
-            const std::uint32_t next_length = next.get(attribute_length);
-            walked += next_length;
-            if (walked > m_source.record_size || next_length == 0) return;  // so the walk moves on from here
-            position += length;
+            rest = rest.from(length);
         }
     }
 

@@ -45,6 +45,7 @@ TEST(merge_inode_record, tells_what_the_store_learned) {
     EXPECT_EQ(store.find_first(40)->sequence, 2u);
     EXPECT_EQ(store.find_exact(inode_ref(40, 3))->name, "new owner");
     EXPECT_EQ(store.find_exact(inode_ref(41, 0)), nullptr);
+    EXPECT_TRUE(store.inodes_by_number.empty());
 }
 
 TEST(add_inode_record, prefers_directories_in_use) {

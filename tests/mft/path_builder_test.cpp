@@ -34,6 +34,7 @@ TEST(build_paths, joins_names_up_to_the_root) {
          {51, 52, "orphan", "[unk_inode_0x00000000]\\grand\\orphan\\", false},
          {52, 0, "grand", "[unk_inode_0x00000000]\\grand\\", false}},
         {{60, 60, "own parent", "own parent\\", false}, {61, 60, "child", "own parent\\child\\", false}},
+        {{64, 65, "child", "own parent\\own parent\\child\\", false}, {65, 65, "own parent", "own parent\\", false}},
         {{70, 71, "a", "b\\a\\", false}, {71, 70, "b", "b\\", false}},
         {{80, 81, "leaf", "c\\b\\leaf\\", false}, {81, 82, "b", "c\\b\\", false}, {82, 81, "c", "c\\", false}},
     };

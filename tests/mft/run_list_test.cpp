@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
+#include "support/damage.h"
 #include "support/mft_image.h"
 
 namespace kest {
@@ -39,7 +40,7 @@ TEST(decode_runs, adds_up_the_steps) {
         EXPECT_TRUE(decode_runs(std::span<const std::uint8_t>(attribute), runs));
         EXPECT_TRUE(std::ranges::equal(runs, t.runs, {}, fields, fields));
         for (std::size_t length = 1; length < attribute.size(); ++length) {
-            const bytes prefix(attribute.begin(), attribute.begin() + static_cast<std::ptrdiff_t>(length));
+            const bytes prefix = disk::cut(attribute, length);
             runs.clear();
             EXPECT_EQ(decode_runs(std::span(prefix), runs), length < 34 || length >= 64);  // 34: where the offset ends
         }
