@@ -70,7 +70,7 @@ void set_separator(cmd_params& options, std::string_view separator) {
         options.sep_char = ',';
         options.sep_subst = ' ';
     } else if (equal_folded(separator, "tab") || equal_folded(separator, "\\t")) {
-        options.separator = "\t";
+        options.separator.assign(1, '\t');
     }
 }
 

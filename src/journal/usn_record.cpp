@@ -124,13 +124,13 @@ std::string reason_text(std::uint32_t reason, bool with_close) {
 
 std::string attribute_text(std::uint32_t attributes) {
     std::string text;
-    if (!append_flag_words(text, attributes, attribute_words, "; ")) text = no_attribute;
+    if (!append_flag_words(text, attributes, attribute_words, "; ")) text.append(no_attribute);
     return text;
 }
 
 std::string source_text(std::uint32_t source_info) {
     std::string text;
-    if (!append_flag_words(text, source_info, source_words, ", ")) text = no_source;
+    if (!append_flag_words(text, source_info, source_words, ", ")) text.append(no_source);
     return text;
 }
 

@@ -26,8 +26,8 @@ constexpr std::size_t most_reserved = 1 << 20;  // records
 constexpr std::uint64_t reads_for_a_start = 1024;
 constexpr std::uint64_t most_reads_in_advance = 65'536;
 constexpr std::uint64_t reads_earned = 2;  // by each place
-constexpr std::uint64_t runs_earned = 16;  // by each place: together a quarter of the file
-constexpr std::uint64_t runs_for_a_start = 65'536;
+constexpr std::int64_t runs_earned = 16;   // by each place: together a quarter of the file
+constexpr std::int64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {
     const std::uint64_t claimed = collection.total_size / collection.record_size;
@@ -84,7 +84,7 @@ private:
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
         m_progress(m_source.base_offset + offset, m_store.total_size);
         m_source.reads_left += reads_earned * m_records_wanted;
-        m_source.runs_left += runs_earned * m_records_wanted;
+        m_source.runs_left += runs_earned * static_cast<std::int64_t>(m_records_wanted);
         std::uint64_t inode = 0;
         try {
             for (std::size_t k = 0; k < m_records_wanted; ++k) {

@@ -152,10 +152,10 @@ private:
     }
 
     void take_index_runs(uni::byte_view attribute) {
-        if ((m_source.parse_mask & parse_bits::index_allocation) == 0 || m_source.runs_left == 0) return;
+        if ((m_source.parse_mask & parse_bits::index_allocation) == 0 || m_source.runs_left <= 0) return;
         const std::size_t before = m_record.index_runs.size();
         decode_runs(attribute, m_record.index_runs);
-        m_source.runs_left -= std::min<std::uint64_t>(m_source.runs_left, m_record.index_runs.size() - before);
+        m_source.runs_left -= static_cast<std::int64_t>(m_record.index_runs.size() - before);
     }
 
     // Recursion comes back here at most `deepest_list` times.

@@ -13,7 +13,7 @@ struct mft_source {
     std::uint32_t record_size = 0;  // bytes
     std::uint32_t parse_mask = 0;   // parse_bits of the MFT reader
     std::uint64_t reads_left = 0;   // of extension records and of clusters of attribute lists
-    std::uint64_t runs_left = 0;    // of index allocations that are kept
+    std::int64_t runs_left = 0;     // of index allocations that are kept; below 0 what one attribute took too many
 };
 
 }  // namespace kest

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-#include "support/damage.h"
 #include "support/mft_image.h"
 
 namespace kest {
@@ -34,15 +33,15 @@ TEST(decode_runs, adds_up_the_steps) {
     };
     for (const row& t : rows) {
         SCOPED_TRACE(t.what);
-        bytes attribute = disk::nonresident(0xA0, {}, 9);
-        disk::lay(attribute, 64, t.list);
+        const bytes padded = disk::nonresident(0xA0, t.list, 9);
+        const uni::byte_view attribute = uni::byte_view(std::span(padded)).slice(0, 64 + t.list.size());
         std::vector<run_record> runs;
-        EXPECT_TRUE(decode_runs(std::span<const std::uint8_t>(attribute), runs));
+        EXPECT_TRUE(decode_runs(attribute, runs));
         EXPECT_TRUE(std::ranges::equal(runs, t.runs, {}, fields, fields));
         for (std::size_t length = 1; length < attribute.size(); ++length) {
-            const bytes prefix = disk::cut(attribute, length);
             runs.clear();
-            EXPECT_EQ(decode_runs(std::span(prefix), runs), length < 34 || length >= 64);  // 34: where the offset ends
+            EXPECT_EQ(decode_runs(attribute.slice(0, length), runs),
+                      length < 34 || length >= 64);  // 34: where the offset ends
         }
     }
 }

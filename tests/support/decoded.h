@@ -52,8 +52,8 @@ inline std::string first_shown(u16 operation, const bytes& redo, std::size_t hea
         std::string rest = text(decode(operation, beginning, false, shape));
         for (std::size_t end; (end = rest.find("\":\"")) != std::string::npos; rest.erase(0, end + 3)) {
             const std::size_t begin = rest.rfind('"', end - 1) + 1;
-            const std::string key = " " + rest.substr(begin, end - begin) + " ";
-            if (shown.find("," + key) == std::string::npos) shown += key + std::to_string(size - head) + ",";
+            const std::string key = ", " + rest.substr(begin, end - begin) + " ";
+            if (shown.find(key) == std::string::npos) shown += key.substr(1) + std::to_string(size - head) + ",";
         }
     }
     return shown.substr(1, shown.size() - std::min<std::size_t>(2, shown.size()));

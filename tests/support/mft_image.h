@@ -18,8 +18,15 @@ inline bytes resident(u32 type, const bytes& value) {
 
 // An attribute with its run list at 64.
 inline bytes nonresident(u32 type, const bytes& runs, u64 first_vcn = 0, u64 initialized_size = 4096) {
-    const auto length = static_cast<u32>(padded(64 + runs.size()));
-    return pack(type, length, u64{1}, first_vcn, at{32}, u16{64}, at{56}, initialized_size, runs, at{length});
+    bytes out(padded(64 + runs.size()));
+    put<u32>(out, 0, type);
+    put<u32>(out, 4, static_cast<u32>(out.size()));
+    out[8] = 1;
+    put<u64>(out, 16, first_vcn);
+    put<u16>(out, 32, 64);
+    put<u64>(out, 56, initialized_size);
+    lay(out, 64, runs);
+    return out;
 }
 
 struct name_image {
