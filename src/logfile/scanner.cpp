@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "journal/usn_record.h"
 #include "logfile/tail_names.h"
@@ -18,6 +19,7 @@ constexpr std::uint32_t search_step = 8;        // bytes
 constexpr std::size_t least_record_bytes = 16;  // what must be left in a page to look for a record
 constexpr std::uint16_t update_nonresident_value = 8;
 constexpr std::size_t block_size = 4 << 20;       // bytes read at once
+constexpr std::size_t least_released = 64 << 10;  // bytes
 constexpr std::size_t typical_record_size = 192;  // bytes, to guess how many there will be
 constexpr std::size_t most_reserved = 1 << 20;    // entries
 
@@ -158,10 +160,22 @@ void keep_page_header(log_store& store, uni::byte_view page, std::uint64_t page_
     std::copy_n(page.bytes().begin(), header.size(), header.begin());
 }
 
-void scan_pages(log_store& store, std::span<std::uint8_t> block, std::uint64_t block_offset) {
-    for (std::size_t at = 0; at + log_page_size <= block.size(); at += log_page_size) {
-        scan_page(store, block.subspan(at, log_page_size), block_offset + at);
+// Scans the whole pages among the first `filled` bytes of a block. Long runs without a record give their memory back:
+// a sparse file may claim far more than it holds.
+void scan_block(log_store& store, const uni::byte_block& block, std::size_t filled, std::uint64_t block_offset) {
+    std::size_t idle_begin = 0;
+    const auto release_idle = [&](std::size_t end) {
+        if (end - idle_begin >= least_released) block.release(idle_begin, end - idle_begin);
+    };
+    std::size_t at = 0;
+    for (; at + log_page_size <= filled; at += log_page_size) {
+        const std::size_t known = store.entries.size();
+        scan_page(store, block.bytes().subspan(at, log_page_size), block_offset + at);
+        if (store.entries.size() == known) continue;
+        release_idle(at);
+        idle_begin = at + log_page_size;
     }
+    release_idle(at);
 }
 
 }  // namespace
@@ -184,13 +198,18 @@ bool scan_logfile(log_store& store, const std::string& path) {
     if (!file.open(path, uni::open_mode::read)) return false;
     store.entries.reserve(std::min<std::uint64_t>(file.size() / typical_record_size, most_reserved));
     uni::byte_block block;
-    for (std::uint64_t offset = 0; offset < file.size(); offset += block_size) {
+    for (std::uint64_t offset = 0; offset < file.size();) {
         if (block.empty()) block = uni::byte_block(block_size);
         const std::int64_t arrived = file.read_at(block.bytes(), offset);
         if (arrived <= 0) break;
         const std::size_t known = store.entries.size();
-        scan_pages(store, block.bytes().first(static_cast<std::size_t>(arrived)), offset);
-        if (store.entries.size() != known) store.blocks.push_back(std::exchange(block, {}));  // else it serves again
+        scan_block(store, block, static_cast<std::size_t>(arrived), offset);
+        offset += block_size;
+        if (store.entries.size() != known) {
+            store.blocks.push_back(std::exchange(block, {}));
+        } else {  // perhaps within a hole, which holds no pages
+            offset = std::max(offset, file.next_data(offset) / block_size * block_size);
+        }
     }
     link_chains(store);
     return true;
@@ -198,9 +217,10 @@ bool scan_logfile(log_store& store, const std::string& path) {
 
 bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
-    const uni::byte_block& block = store.blocks.emplace_back(bytes.size());
+    uni::byte_block block(bytes.size());
     std::copy_n(bytes.bytes().begin(), bytes.size(), block.bytes().begin());
-    scan_pages(store, block.bytes(), 0);
+    scan_block(store, block, bytes.size(), 0);
+    store.blocks.push_back(std::move(block));
     link_chains(store);
     return true;
 }

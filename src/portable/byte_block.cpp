@@ -2,6 +2,7 @@
 
 #include <new>
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace uni {
 
@@ -17,6 +18,13 @@ byte_block::byte_block(std::size_t size) : m_size(size) {
     if (memory == nullptr) throw std::bad_alloc();
     if (large) ::madvise(memory, size, MADV_HUGEPAGE);  // a wish: the system may not have any
     m_bytes.reset(static_cast<std::uint8_t*>(memory));
+}
+
+void byte_block::release(std::size_t begin, std::size_t count) const {
+    static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* first = m_bytes.get() + begin;
+    std::size_t room = count;
+    if (std::align(page, page, first, room) != nullptr) ::madvise(first, room - room % page, MADV_DONTNEED);
 }
 
 }  // namespace uni

@@ -20,11 +20,14 @@ public:
     std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_size}; }
     bool empty() const { return m_size == 0; }
 
+    // Gives the memory of whole pages behind these bytes back to the system. What the bytes hold is unsettled then.
+    void release(std::size_t begin, std::size_t count) const;
+
 private:
-    struct release {
+    struct deleter {
         void operator()(std::uint8_t* bytes) const { std::free(bytes); }
     };
-    std::unique_ptr<std::uint8_t[], release> m_bytes;
+    std::unique_ptr<std::uint8_t[], deleter> m_bytes;
     std::size_t m_size = 0;
 };
 

@@ -13,8 +13,11 @@ namespace kest::disk {
 class memory_file {
 public:
     explicit memory_file(std::span<const std::uint8_t> contents) : m_fd(memfd_create("input", MFD_CLOEXEC)) {
-        if (m_fd == -1 || write(m_fd, contents.data(), contents.size()) != static_cast<ssize_t>(contents.size()))
-            std::abort();
+        put(contents, 0);
+    }
+    // The contents stand at the beginning and once more at the end; between them lies a hole.
+    memory_file(std::span<const std::uint8_t> contents, std::uint64_t size) : memory_file(contents) {
+        put(contents, static_cast<off_t>(size - contents.size()));
     }
     ~memory_file() { close(m_fd); }
     memory_file(const memory_file&) = delete;
@@ -23,6 +26,11 @@ public:
     std::string path() const { return "/proc/self/fd/" + std::to_string(m_fd); }
 
 private:
+    void put(std::span<const std::uint8_t> contents, off_t offset) const {
+        const ssize_t written = pwrite(m_fd, contents.data(), contents.size(), offset);
+        if (written != static_cast<ssize_t>(contents.size())) std::abort();
+    }
+
     int m_fd;
 };
 
