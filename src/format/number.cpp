@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 
 namespace kest {
 
@@ -33,7 +34,7 @@ constexpr std::size_t number_width(std::uint64_t value) {
 constexpr std::size_t most_digits = 16;
 
 // Writes hexadecimal digits, filled with "0" to `width`, which is at most `most_digits`; says how many.
-std::size_t put_hex(char* out, std::uint64_t value, std::size_t width, const char* table) {
+std::size_t put_digits(char* out, std::uint64_t value, std::size_t width, const char* table) {
     const std::size_t size = std::max(width, (static_cast<std::size_t>(std::bit_width(value | 1)) + 3) / 4);
     for (std::size_t at = size; at-- > 0; value >>= 4) {
         out[at] = table[value & 15];
@@ -46,18 +47,27 @@ std::size_t put_hex(char* out, std::uint64_t value, std::size_t width, const cha
 void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool upper_case) {
     const char* const table = upper_case ? upper_digits : lower_digits;
     char digits[most_digits];
-    const std::size_t size = put_hex(digits, value, std::min(width, most_digits), table);
+    const std::size_t size = put_digits(digits, value, std::min(width, most_digits), table);
     if (width > size) out.append(width - size, '0');
     out.append(digits, size);
 }
 
+char* put_hex(char* at, std::uint64_t value, std::size_t width) {
+    for (; width > most_digits; --width)
+        *at++ = '0';
+    return at + put_digits(at, value, width, lower_digits);
+}
+
+std::size_t put_number(char* at, std::uint64_t value, bool hex) {
+    if (!hex) return static_cast<std::size_t>(std::to_chars(at, at + most_number_bytes, value).ptr - at);
+    at[0] = '0';
+    at[1] = 'x';
+    return 2 + put_digits(at + 2, value, number_width(value), upper_digits);
+}
+
 void append_number(std::string& out, std::uint64_t value, bool hex) {
-    if (!hex) {
-        append_decimal(out, value);
-        return;
-    }
-    char text[2 + most_digits] = {'0', 'x'};
-    out.append(text, 2 + put_hex(text + 2, value, number_width(value), upper_digits));
+    char text[most_number_bytes];
+    out.append(text, put_number(text, value, hex));
 }
 
 std::string format_number(std::uint64_t value, bool hex) {

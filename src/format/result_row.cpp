@@ -1,5 +1,8 @@
 #include "format/result_row.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "format/number.h"
 
 namespace kest {
@@ -16,12 +19,6 @@ constexpr std::size_t width_left(std::size_t width, std::size_t used) {
 
 void append_padding(std::string& out, std::size_t written, std::size_t width) {
     if (written < width) out.append(width - written, ' ');
-}
-
-void replace_from(std::string& text, std::size_t begin, char from, char to) {
-    for (std::size_t at = text.find(from, begin); at != std::string::npos; at = text.find(from, at + 1)) {
-        text[at] = to;
-    }
 }
 
 // Appends `text` with its line ends as words, in one pass: a carriage return is used for one line feed only.
@@ -43,33 +40,59 @@ void append_marked_line_ends(std::string& out, std::string_view text) {
     }
 }
 
-void mark_line_ends_from(std::string& text, std::size_t begin) {
-    if (text.find('\n', begin) == std::string::npos && text.find('\r', begin) == std::string::npos) return;
-    const std::string unmarked = text.substr(begin);
-    text.resize(begin);
-    append_marked_line_ends(text, unmarked);
+constexpr std::size_t long_text = 16;  // bytes; from here on a library search is cheaper than a look at each byte
+
+bool holds_any(std::string_view text, char separator, bool line_ends) {
+    const auto ends_line = [](char c) { return c == '\n' || c == '\r'; };
+    if (text.size() < long_text) {
+        return std::any_of(text.begin(), text.end(), [&](char c) {
+            return (c == separator && separator != '\0') || (line_ends && ends_line(c));
+        });
+    }
+    const auto holds = [text](char c) { return text.find(c) != std::string_view::npos; };
+    return (separator != '\0' && holds(separator)) || (line_ends && (holds('\n') || holds('\r')));
 }
 
-void append_text_cell(std::string& line, const result_cell& cell, std::size_t width, const row_style& style) {
-    const std::size_t begin = line.size();
-    line += cell.text;
-    if (style.sep_char != '\0') replace_from(line, begin, style.sep_char, style.sep_subst);
-    if (style.marks_line_ends) mark_line_ends_from(line, begin);
-    if (!style.no_whitespace) append_padding(line, line.size() - begin, width);
+// Replaces what would be taken for the end of the field or of the line.
+void clean_text(result_cell& cell, const row_style& style) {
+    if (!holds_any(cell.value(), style.sep_char, style.marks_line_ends)) return;
+    std::string text(cell.value());
+    if (style.sep_char != '\0') std::replace(text.begin(), text.end(), style.sep_char, style.sep_subst);
+    cell.type = result_cell::kind::own_text;
+    cell.text.clear();
+    if (style.marks_line_ends) {
+        append_marked_line_ends(cell.text, text);
+    } else {
+        cell.text = std::move(text);
+    }
+}
+
+char* put(char* at, std::string_view text) {
+    return std::copy_n(text.data(), text.size(), at);
+}
+
+char* put_padding(char* at, std::size_t written, std::size_t width) {
+    return written < width ? std::fill_n(at, width - written, ' ') : at;
 }
 
 // Kept: a decimal number, too, is padded as if "0x" stood in front of it.
-void append_number_cell(std::string& line, const result_cell& cell, std::size_t width, const row_style& style,
-                        bool base16) {
+char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const row_style& style, bool base16) {
     const std::size_t digits = width_left(width, hex_prefix.size());
-    if (base16) {
-        line += hex_prefix;
-        append_hex(line, cell.number, style.no_whitespace ? hex_digits : digits, false);
-        return;
+    if (base16) return put_hex(put(at, hex_prefix), number, style.no_whitespace ? hex_digits : digits);
+    char text[most_number_bytes];
+    const std::size_t size = put_number(text, number, false);
+    if (!style.no_whitespace) at = put_padding(at, size, digits);
+    return put(at, {text, size});
+}
+
+// Bytes that the line has at most.
+std::size_t most_bytes(const result_row& row, const row_style& style) {
+    std::size_t most = 1;
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        const std::size_t value = std::max(row.cells()[at].value().size(), hex_prefix.size() + most_number_bytes);
+        most += style.separator.size() + 1 + value + style.columns[at].width;
     }
-    const std::string text = format_number(cell.number, false);
-    if (!style.no_whitespace) append_padding(line, text.size(), digits);
-    line += text;
+    return most;
 }
 
 }  // namespace
@@ -77,9 +100,10 @@ void append_number_cell(std::string& line, const result_cell& cell, std::size_t 
 result_cell* result_row::reset_cell(int id) {
     if (id < 0 || static_cast<std::size_t>(id) >= m_cells.size()) return nullptr;
     result_cell& cell = m_cells[static_cast<std::size_t>(id)];
-    cell.type = result_cell::kind::text;
+    cell.type = result_cell::kind::own_text;
     cell.led_by_blank = false;
     cell.text.clear();
+    cell.shown = {};
     return &cell;
 }
 
@@ -94,10 +118,15 @@ std::string& result_row::text(int id) {
     return m_dropped;
 }
 
-void result_row::set_time(int id, std::string_view text, bool led_by_blank) {
+void result_row::show_text(int id, std::string_view text) {
+    show_time(id, text, false);
+}
+
+void result_row::show_time(int id, std::string_view text, bool led_by_blank) {
     result_cell* const cell = reset_cell(id);
     if (cell == nullptr) return;
-    cell->text = text;
+    cell->type = result_cell::kind::shown_text;
+    cell->shown = text;
     cell->led_by_blank = led_by_blank;
 }
 
@@ -124,22 +153,27 @@ void write_header_line(uni::fileio_output& report_sink, row_style& style) {
 void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16) {
     if (!row.valid()) return;
     if (style.header_line) write_header_line(report_sink, style);
-    std::string& line = row.line();
+    for (result_cell& cell : row.cells()) {
+        if (cell.type != result_cell::kind::number) clean_text(cell, style);
+    }
+    char* const begin = report_sink.room(most_bytes(row, style));
+    char* end = begin;
     std::string_view separator;
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         const result_cell& cell = row.cells()[at];
-        line += separator;
+        end = put(end, separator);
         separator = style.separator;
-        if (cell.led_by_blank) line += ' ';
+        if (cell.led_by_blank) *end++ = ' ';
         const std::size_t width = width_left(style.columns[at].width, cell.led_by_blank ? 1 : 0);
-        if (cell.type == result_cell::kind::text) {
-            append_text_cell(line, cell, width, style);
+        if (cell.type == result_cell::kind::number) {
+            end = put_number_cell(end, cell.number, width, style, base16);
         } else {
-            append_number_cell(line, cell, width, style, base16);
+            end = put(end, cell.value());
+            if (!style.no_whitespace) end = put_padding(end, cell.value().size(), width);
         }
     }
-    line += '\n';
-    report_sink.write(line);
+    *end++ = '\n';
+    report_sink.advance(static_cast<std::size_t>(end - begin));
 }
 
 }  // namespace kest

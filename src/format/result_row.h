@@ -28,12 +28,15 @@ struct row_style {
 
 // One field of a line.
 struct result_cell {
-    enum class kind : std::uint8_t { text, number };
+    enum class kind : std::uint8_t { own_text, shown_text, number };
 
-    kind type = kind::text;
+    kind type = kind::own_text;
     bool led_by_blank = false;  // one blank before the value, which is part of the field's width
     std::string text;
+    std::string_view shown;
     std::uint64_t number = 0;
+
+    std::string_view value() const { return type == kind::own_text ? std::string_view(text) : shown; }
 };
 
 // A report line as cells. What is written under an identifier without a cell is dropped.
@@ -43,27 +46,22 @@ public:
 
     bool valid() const { return !m_cells.empty(); }
     std::span<const result_cell> cells() const { return m_cells; }
+    std::span<result_cell> cells() { return m_cells; }
 
     void clear();  // every cell an empty text; strings keep their capacity
 
     // The cell's text, emptied, to append to; a scratch string where there is no such cell.
     std::string& text(int id);
-    void set_text(int id, std::string_view text) { this->text(id) = text; }
-    void set_time(int id, std::string_view text, bool led_by_blank);
+    // Texts that are not copied: they stand until the row has been emitted.
+    void show_text(int id, std::string_view text);
+    void show_time(int id, std::string_view text, bool led_by_blank);
     void set_number(int id, std::uint64_t value);
-
-    // Emptied, for the line that the cells become; the row keeps it for its capacity.
-    std::string& line() {
-        m_line.clear();
-        return m_line;
-    }
 
 private:
     // The cell as an empty text, or null for an identifier without a cell.
     result_cell* reset_cell(int id);
 
     std::vector<result_cell> m_cells;
-    std::string m_line;
     std::string m_dropped;
 };
 
@@ -71,7 +69,7 @@ private:
 void write_header_line(uni::fileio_output& report_sink, row_style& style);
 
 // Writes one line, and the header line ahead of it if that is still due. Nothing for a row without columns; a row
-// that has some has those of `style`.
+// that has some has those of `style`. Afterwards the row may be cleared only.
 void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16);
 
 }  // namespace kest

@@ -20,7 +20,7 @@ constexpr std::size_t least_record_bytes = 16;  // what must be left in a page t
 constexpr std::uint16_t update_nonresident_value = 8;
 constexpr std::size_t block_size = 4 << 20;       // bytes read at once
 constexpr std::size_t least_released = 64 << 10;  // bytes
-constexpr std::size_t typical_record_size = 192;  // bytes, to guess how many there will be
+constexpr std::size_t smallest_record_size = 88;  // bytes, to reckon how many there will be at most
 constexpr std::size_t most_reserved = 1 << 20;    // entries
 
 // Kept: the journal record is looked for at the payload's start, wherever the redo bytes begin.
@@ -196,7 +196,7 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
 bool scan_logfile(log_store& store, const std::string& path) {
     uni::file file;
     if (!file.open(path, uni::open_mode::read)) return false;
-    store.entries.reserve(std::min<std::uint64_t>(file.size() / typical_record_size, most_reserved));
+    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::byte_block block;
     for (std::uint64_t offset = 0; offset < file.size();) {
         if (block.empty()) block = uni::byte_block(block_size);

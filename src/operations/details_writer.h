@@ -18,26 +18,33 @@ public:
     void clear() {  // keeps the capacity
         m_text.clear();
         m_separated = false;
+        m_last_time = {};
     }
 
     void field(std::string_view key, std::string_view value) {
-        begin_field(key);
-        m_text += value;
-        end_field();
+        char* at = begin_field(key, value.size() + 1);
+        at = std::copy_n(value.data(), value.size(), at);
+        *at = '"';
+        m_separated = true;
     }
     void number(std::string_view key, std::uint64_t value, const text_style& style) {
-        begin_field(key);
-        append_number(m_text, value, style.base16);
-        end_field();
+        char text[most_number_bytes];
+        field(key, {text, put_number(text, value, style.base16)});
     }
     void decimal(std::string_view key, std::uint64_t value) {
-        begin_field(key);
-        append_decimal(m_text, value);
-        end_field();
+        char text[most_number_bytes];
+        field(key, {text, put_number(text, value, false)});
     }
+    // Many a record holds one time several times: it is converted once.
     void time(std::string_view key, std::uint64_t ticks, const text_style& style) {
         begin_field(key);
-        cv::append_time(m_text, ticks, style.time_format);
+        const std::size_t begin = m_text.size();
+        if (ticks == m_last_time.ticks && m_last_time.size != 0) {
+            m_text.append(m_text, m_last_time.begin, m_last_time.size);
+        } else {
+            cv::append_time(m_text, ticks, style.time_format);
+        }
+        m_last_time = {ticks, begin, m_text.size() - begin};
         end_field();
     }
     // One byte as it stands, whatever character it makes.
@@ -53,7 +60,7 @@ public:
 
     // For a value built in place: append it to what `begin_field` returns, then `end_field`.
     std::string& begin_field(std::string_view key) {
-        append_pieces(m_separated ? ";\"" : "\"", key, "\":\"");
+        begin_field(key, 0);
         return m_text;
     }
     void end_field() {
@@ -62,7 +69,10 @@ public:
     }
 
     void open_group(std::string_view key) {
-        append_pieces(m_separated ? ";" : "", key, "=[");
+        char* at = grow(1 + key.size() + 2);
+        at = std::copy_n(key.data(), key.size(), at);
+        *at++ = '=';
+        *at = '[';
         m_separated = false;
     }
     void close_group() {
@@ -85,18 +95,35 @@ public:
     std::string_view text() const { return m_text; }
 
 private:
-    // One growth of the text for the three: keys are short, and there are many.
-    void append_pieces(std::string_view before, std::string_view key, std::string_view behind) {
+    // A time as it stands in the text, which has one style.
+    struct written_time {
+        std::uint64_t ticks = 0;
+        std::size_t begin = 0;  // bytes
+        std::size_t size = 0;   // bytes; 0: none
+    };
+
+    // Writes a field as far as its value, in one growth of the text that leaves room for `behind` bytes more. Says
+    // where they go.
+    char* begin_field(std::string_view key, std::size_t behind) {
+        char* at = grow(2 + key.size() + 3 + behind);
+        *at++ = '"';
+        at = std::copy_n(key.data(), key.size(), at);
+        return std::copy_n("\":\"", 3, at);
+    }
+
+    // Room for at most `size` bytes, of which the first is the separator if one is due.
+    char* grow(std::size_t size) {
         const std::size_t begin = m_text.size();
-        m_text.append(before.size() + key.size() + behind.size(), '\0');
-        char* at = m_text.data() + begin;
-        for (const std::string_view piece : {before, key, behind}) {
-            at = std::copy_n(piece.data(), piece.size(), at);
-        }
+        m_text.append(size - (m_separated ? 0 : 1), '\0');
+        char* const at = m_text.data() + begin;
+        if (!m_separated) return at;
+        *at = ';';
+        return at + 1;
     }
 
     std::string m_text;
     bool m_separated = false;  // a ";" goes ahead of the next item
+    written_time m_last_time;
 };
 
 }  // namespace kest

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <iterator>
 #include <mutex>
 #include <unistd.h>
 
@@ -30,7 +29,11 @@ void write_held() {
 // Kept: the cut counts line feeds too, so a text with some comes out shorter than `width`.
 void hold_line(std::size_t width, std::string_view text) {
     held += clear_line;
-    std::ranges::remove_copy(text.substr(0, std::min(width, widest_line)), std::back_inserter(held), '\n');
+    const std::size_t begin = held.size();
+    held += text.substr(0, std::min(width, widest_line));
+    if (held.find('\n', begin) != std::string::npos) {
+        held.erase(std::remove(held.begin() + static_cast<std::ptrdiff_t>(begin), held.end(), '\n'), held.end());
+    }
     held += '\r';
 }
 

@@ -141,23 +141,28 @@ bool file::append(std::string_view bytes) {
     return whole;
 }
 
-fileio_output::fileio_output(file& target) : m_target(target) {
-    m_pending.reserve(put_area);
-}
+fileio_output::fileio_output(file& target)
+    : m_target(target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 void fileio_output::write(std::string_view text) {
-    if (text.size() > put_area - m_pending.size()) flush();
-    if (!m_good) return;
     if (text.size() < put_area) {
-        m_pending += text;
-    } else {
+        std::copy_n(text.data(), text.size(), room(text.size()));
+        advance(text.size());
+    } else if (flush()) {
         m_good = m_target.append(text);
     }
 }
 
+void fileio_output::make_room(std::size_t most) {
+    flush();
+    if (most <= m_size) return;
+    m_pending = std::make_unique_for_overwrite<char[]>(most);
+    m_size = most;
+}
+
 bool fileio_output::flush() {
-    if (m_good && !m_pending.empty()) m_good = m_target.append(m_pending);
-    m_pending.clear();
+    if (m_good && m_used != 0) m_good = m_target.append({m_pending.get(), m_used});
+    m_used = 0;
     return m_good;
 }
 

@@ -81,13 +81,25 @@ public:
     fileio_output& operator=(const fileio_output&) = delete;
 
     void write(std::string_view text);
+
+    // Room for text of at most `most` bytes, to be put there in place; `advance` then says how many it became.
+    char* room(std::size_t most) {
+        if (most > m_size - m_used) make_room(most);
+        return m_pending.get() + m_used;
+    }
+    void advance(std::size_t written) { m_used += written; }
+
     // False if this or an earlier write failed: then the text is not whole. Nothing more is written after that.
     bool flush();
     bool good() const { return m_good; }
 
 private:
+    void make_room(std::size_t most);
+
     file& m_target;
-    std::string m_pending;
+    std::unique_ptr<char[]> m_pending;
+    std::size_t m_size = put_area;  // bytes of `m_pending`
+    std::size_t m_used = 0;
     bool m_good = true;
 };
 

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
+
+#include "portable/seeded_map.h"
 
 namespace uni {
 
@@ -15,6 +16,29 @@ struct index_entry {
     std::uint64_t key;
     std::uint32_t position;
 };
+
+constexpr bool key_before(const index_entry& a, const index_entry& b) {
+    return a.key < b.key;
+}
+
+// Place of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
+// when one key asked for lies close to the next.
+inline std::size_t lower_bound_near(const std::vector<index_entry>& entries, std::uint64_t key, std::size_t near) {
+    std::size_t low = std::min(near, entries.size());
+    std::size_t high = low;
+    for (std::size_t step = 1; low > 0 && entries[low - 1].key >= key; step *= 2) {
+        high = low;
+        low -= std::min(low, step);
+    }
+    for (std::size_t step = 1; high < entries.size() && entries[high].key < key; step *= 2) {
+        low = high;
+        high = std::min(entries.size(), high + step);
+    }
+    const auto begin = entries.begin();
+    const auto found = std::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
+                                        begin + static_cast<std::ptrdiff_t>(high), index_entry{key, 0}, key_before);
+    return static_cast<std::size_t>(found - begin);
+}
 
 // An index that is filled first and asked later: additions are appended, and `seal` puts them in ascending key
 // order, equal keys in order of arrival. Whoever asks must have sealed it.
@@ -27,8 +51,8 @@ public:
     std::size_t size() const { return m_entries.size(); }
 
     void seal() {
-        if (!std::is_sorted(m_entries.begin(), m_entries.end(), before)) {
-            std::stable_sort(m_entries.begin(), m_entries.end(), before);
+        if (!std::is_sorted(m_entries.begin(), m_entries.end(), key_before)) {
+            std::stable_sort(m_entries.begin(), m_entries.end(), key_before);
         }
     }
     // Also drops all but the first arrival of each key.
@@ -42,7 +66,7 @@ public:
 
     // Place of the first element whose key is not below `key`.
     std::size_t lower_bound(std::uint64_t key) const {
-        const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), index_entry{key, 0}, before);
+        const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), index_entry{key, 0}, key_before);
         return static_cast<std::size_t>(found - m_entries.begin());
     }
     std::optional<std::uint32_t> find(std::uint64_t key) const {
@@ -51,50 +75,34 @@ public:
         return m_entries[at].position;
     }
 
-    // The element of `key`, or null. Searches outwards from `near`, which is left where the search ended: cheap
-    // when one key asked for lies close to the next.
+    // The element of `key`, or null. `near` is where the search begins, and is left where it ended.
     const index_entry* find_near(std::uint64_t key, std::size_t& near) const {
-        near = std::min(near, m_entries.size());
-        std::size_t low = near;
-        std::size_t high = near;
-        for (std::size_t step = 1; low > 0 && m_entries[low - 1].key >= key; step *= 2) {
-            high = low;
-            low -= std::min(low, step);
-        }
-        for (std::size_t step = 1; high < m_entries.size() && m_entries[high].key < key; step *= 2) {
-            low = high;
-            high = std::min(m_entries.size(), high + step);
-        }
-        const auto begin = m_entries.begin();
-        const auto found = std::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
-                                            begin + static_cast<std::ptrdiff_t>(high), index_entry{key, 0}, before);
-        near = static_cast<std::size_t>(found - begin);
-        return near < m_entries.size() && found->key == key ? &*found : nullptr;
+        near = lower_bound_near(m_entries, key, near);
+        return near < m_entries.size() && m_entries[near].key == key ? &m_entries[near] : nullptr;
     }
 
 private:
-    static bool before(const index_entry& a, const index_entry& b) { return a.key < b.key; }
-
     std::vector<index_entry> m_entries;
 };
 
-// An index that can be asked at any time. Keys that arrive in ascending order, as record numbers do, cost no
-// more than a vector; the others go to a tree. Equal keys are kept in order of arrival.
+// An index that can be asked at any time, by one thread. Keys that arrive in ascending order, as record numbers do,
+// cost no more than a vector; the others, strays, are found by a hash. Equal keys are kept in order of arrival.
 class ordered_index {
 public:
     void clear() {
         m_run.clear();
         m_strays.clear();
+        m_first_strays.clear();
     }
     bool empty() const { return m_run.empty(); }  // the first key always joins the run
     std::size_t size() const { return m_run.size() + m_strays.size(); }
 
     // The element that arrived first for `key`, or null. Valid until the next addition.
     const std::uint32_t* find(std::uint64_t key) const {
-        const auto found = std::lower_bound(m_run.begin(), m_run.end(), key, before);
-        if (found != m_run.end() && found->key == key) return &found->position;
-        const auto stray = m_strays.lower_bound(key);
-        return stray != m_strays.end() && stray->first == key ? &stray->second : nullptr;
+        m_near = lower_bound_near(m_run, key, m_near);
+        if (m_near < m_run.size() && m_run[m_near].key == key) return &m_run[m_near].position;
+        const std::uint32_t* const stray = m_first_strays.find(key);
+        return stray != nullptr ? &m_strays[*stray].position : nullptr;
     }
     std::uint32_t* find(std::uint64_t key) {
         return const_cast<std::uint32_t*>(static_cast<const ordered_index&>(*this).find(key));
@@ -104,9 +112,11 @@ public:
     void add(std::uint64_t key, std::uint32_t position) {
         if (m_run.empty() || m_run.back().key <= key) {
             m_run.push_back({key, position});
-        } else {
-            m_strays.emplace(key, position);
+            return;
         }
+        const auto place = static_cast<std::uint32_t>(m_strays.size());
+        m_strays.push_back({key, position});
+        if (m_first_strays.find(key) == nullptr) m_first_strays[key] = place;
     }
     // Adds unless the key is there already; says whether it added.
     bool add_unique(std::uint64_t key, std::uint32_t position) {
@@ -119,21 +129,23 @@ public:
     // Calls `visit(key, position)` in ascending key order.
     template <class visitor>
     void for_each(visitor&& visit) const {
-        auto stray = m_strays.begin();
+        std::vector<index_entry> strays = m_strays;
+        std::stable_sort(strays.begin(), strays.end(), key_before);
+        auto stray = strays.cbegin();
         for (const index_entry& entry : m_run) {
-            for (; stray != m_strays.end() && stray->first < entry.key; ++stray)
-                visit(stray->first, stray->second);
+            for (; stray != strays.cend() && stray->key < entry.key; ++stray)
+                visit(stray->key, stray->position);
             visit(entry.key, entry.position);
         }
-        for (; stray != m_strays.end(); ++stray)
-            visit(stray->first, stray->second);
+        for (; stray != strays.cend(); ++stray)
+            visit(stray->key, stray->position);
     }
 
 private:
-    static bool before(const index_entry& entry, std::uint64_t key) { return entry.key < key; }
-
     std::vector<index_entry> m_run;
-    std::multimap<std::uint64_t, std::uint32_t> m_strays;
+    std::vector<index_entry> m_strays;         // as they arrived
+    seeded_map<std::uint32_t> m_first_strays;  // of each key, its place in `m_strays`
+    mutable std::size_t m_near = 0;  // where the last search in `m_run` ended: the rows of a chain ask for one file
 };
 
 }  // namespace uni

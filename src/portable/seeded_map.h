@@ -7,7 +7,7 @@
 
 namespace uni {
 
-// A hash table from nonzero 64-bit keys to small values. Its hash is seeded anew in every process, so that no
+// A hash table from 64-bit keys to small values. Its hash is seeded anew in every process, so that no
 // input can be prepared to make its look-ups slow; it has no order to betray the seed.
 template <class value>
 class seeded_map {
@@ -19,18 +19,19 @@ public:
     bool empty() const { return m_used == 0; }
 
     // The value of `key`, or null. Valid until the next addition.
-    value* find(std::uint64_t key) {
+    const value* find(std::uint64_t key) const {
         if (m_slots.empty()) return nullptr;
-        slot& s = slot_of(key);
-        return s.key == key ? &s.held : nullptr;
+        const slot& s = m_slots[place_of(key)];
+        return s.used ? &s.held : nullptr;
     }
 
-    // The value of `key`, which is new if there was none; `key` is not 0.
+    // The value of `key`, which is new if there was none.
     value& operator[](std::uint64_t key) {
         if (4 * (m_used + 1) > 3 * m_slots.size()) grow();
-        slot& s = slot_of(key);
-        if (s.key != key) {
+        slot& s = m_slots[place_of(key)];
+        if (!s.used) {
             s.key = key;
+            s.used = true;
             ++m_used;
         }
         return s.held;
@@ -38,24 +39,25 @@ public:
 
 private:
     struct slot {
-        std::uint64_t key = 0;  // 0: free
+        std::uint64_t key = 0;
         value held{};
+        bool used = false;
     };
 
     // The slot that holds `key`, or the free one where it would go. One slot in four is free, so this ends.
-    slot& slot_of(std::uint64_t key) {
+    std::size_t place_of(std::uint64_t key) const {
         const std::size_t mask = m_slots.size() - 1;
         std::size_t at = static_cast<std::size_t>(mixed(key)) & mask;
-        while (m_slots[at].key != 0 && m_slots[at].key != key)
+        while (m_slots[at].used && m_slots[at].key != key)
             at = (at + 1) & mask;
-        return m_slots[at];
+        return at;
     }
 
     void grow() {
         std::vector<slot> old(m_slots.empty() ? 64 : 2 * m_slots.size());
         old.swap(m_slots);
         for (const slot& s : old) {
-            if (s.key != 0) slot_of(s.key) = s;
+            if (s.used) m_slots[place_of(s.key)] = s;
         }
     }
 

@@ -62,7 +62,7 @@ void report_mft_row(logfile_options& options, uni::fileio_output& report_sink, r
                     std::uint32_t position, std::uint64_t& last_time) {
     const inode_record& record = options.records[position];
     row.clear();
-    row.set_text(column_ids::level, row_tag);
+    row.show_text(column_ids::level, row_tag);
     row.set_number(column_ids::lsn, record.lsn);
     append_number(row.text(column_ids::inode), record.inode, options.base16);
     append_number(row.text(column_ids::seq), record.sequence, options.base16);
@@ -76,7 +76,7 @@ void report_mft_row(logfile_options& options, uni::fileio_output& report_sink, r
     } else {
         write_extension_details(details, options, record);
     }
-    row.set_text(column_ids::details, details.text());
+    row.show_text(column_ids::details, details.text());
 
     journal_fact fact;
     if (lookup_journal(options.journal, record.usn, fact)) {
@@ -87,7 +87,7 @@ void report_mft_row(logfile_options& options, uni::fileio_output& report_sink, r
         last_time = 0;
         time_from_inode(record, last_time);
     }
-    row.set_time(column_ids::time, times.text(last_time), !options.no_whitespace);
+    row.show_time(column_ids::time, times.text(last_time), !options.no_whitespace);
     emit_row(report_sink, row, options, options.base16);
 }
 

@@ -120,7 +120,7 @@ private:
         m_row.clear();
         associate(m_head);
         // What the head's members add below does not change these two any more.
-        m_row.set_text(column_ids::details, m_head.info.details.text());
+        m_row.show_text(column_ids::details, m_head.info.details.text());
         write_path(m_head.info);
         const std::span<chain_member> members = decode_members(head, fact);
         time_from_info(m_head.info, m_last_time);
@@ -218,7 +218,7 @@ private:
         time_from_info(info, m_last_time);
         m_row.clear();
         write_common(member, member_level, fact);
-        if (fact.reason != 0 && fact.source == &member) m_row.set_text(column_ids::ref, journal_mark);
+        if (fact.reason != 0 && fact.source == &member) m_row.show_text(column_ids::ref, journal_mark);
         std::string& pattern = m_row.text(column_ids::op_pattern);
         pattern += "-- 0x";
         append_operation(pattern, member.entry->redo_op);
@@ -226,7 +226,7 @@ private:
         m_options.sequence_by_inode.note(info.inode);
         associate(member);
         write_references(info);
-        m_row.set_text(column_ids::details, info.details.text());
+        m_row.show_text(column_ids::details, info.details.text());
         write_path(info);
         emit_row(m_sink, m_row, m_options, m_options.base16);
     }
@@ -243,15 +243,15 @@ private:
 
     void write_common(const chain_member& record, std::string_view level, const chain_fact& fact) {
         const log_entry& entry = *record.entry;
-        m_row.set_time(column_ids::time, m_times.text(m_last_time), !m_options.no_whitespace);
+        m_row.show_time(column_ids::time, m_times.text(m_last_time), !m_options.no_whitespace);
         if (fact.reason != 0) {
             append_reason_text(m_row.text(column_ids::action), fact.reason, false);
         } else {
-            m_row.set_text(column_ids::action, event_word(entry.redo_op));
+            m_row.show_text(column_ids::action, event_word(entry.redo_op));
         }
-        m_row.set_text(column_ids::level, level);
+        m_row.show_text(column_ids::level, level);
         m_row.set_number(column_ids::lsn, entry.this_lsn);
-        m_row.set_text(column_ids::op_name, operation_name(entry.redo_op));
+        m_row.show_text(column_ids::op_name, operation_name(entry.redo_op));
         if (entry.get(record_layout::lcns_to_follow) != 0) {
             append_number(m_row.text(column_ids::lcn), entry.get(record_layout::first_lcn), m_options.base16);
         }

@@ -83,7 +83,7 @@ void write_csv_row(const operation_counts& counts, logfile_options& options, uni
         append_right(row.text(static_cast<int>(code)), counts.of[code], options.no_whitespace ? 0 : count_width);
     }
     append_decimal(row.text(static_cast<int>(code_count)), counts.total);
-    row.set_text(static_cast<int>(code_count) + 1, options.current_file);
+    row.show_text(static_cast<int>(code_count) + 1, options.current_file);
     emit_row(report_sink, row, options, options.base16);
 }
 

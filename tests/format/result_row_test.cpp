@@ -26,12 +26,12 @@ std::string report(row_style style, filler&& fill, bool base16 = true) {
 
 TEST(result_row, is_padded_and_joined_behind_one_header) {
     const auto fill = [](result_row& row) {
-        row.set_time(0, "left over", true);
+        row.show_time(0, "left over", true);
         row.clear();
         row.set_number(0, 0x2ABC);
-        row.set_time(1, "12", true);
-        row.set_text(2, "a|longer|value");
-        row.set_text(3, "dropped");
+        row.show_time(1, "12", true);
+        row.show_text(2, "a|longer|value");
+        row.show_text(3, "dropped");
         row.set_number(-1, 1);
     };
     row_style style{.columns = {{"lsn", 10}, {"time", 6}, {"a|b", 5}}};
@@ -65,7 +65,7 @@ TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
         {"~\n~", "-[LF]-"},
     };
     for (const row& t : rows) {
-        const auto fill = [&t](result_row& row) { row.set_text(0, t.text); };
+        const auto fill = [&t](result_row& row) { row.show_text(0, t.text); };
         row_style style{.sep_char = '~', .sep_subst = '-', .header_line = false, .columns = {{"text", 30}}};
         style.marks_line_ends = true;
         const std::string marked = t.marked;
