@@ -1,7 +1,7 @@
 #include "format/result_row.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstring>
 
 #include "format/number.h"
 
@@ -40,35 +40,32 @@ void append_marked_line_ends(std::string& out, std::string_view text) {
     }
 }
 
-constexpr std::size_t long_text = 16;  // bytes; from here on a library search is cheaper than a look at each byte
-
-bool holds_any(std::string_view text, char separator, bool line_ends) {
-    const auto ends_line = [](char c) { return c == '\n' || c == '\r'; };
-    if (text.size() < long_text) {
-        return std::any_of(text.begin(), text.end(), [&](char c) {
-            return (c == separator && separator != '\0') || (line_ends && ends_line(c));
-        });
-    }
-    const auto holds = [text](char c) { return text.find(c) != std::string_view::npos; };
-    return (separator != '\0' && holds(separator)) || (line_ends && (holds('\n') || holds('\r')));
+bool holds_line_end(std::string_view text) {
+    return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
 }
 
-// Replaces what would be taken for the end of the field or of the line.
-void clean_text(result_cell& cell, const row_style& style) {
-    if (!holds_any(cell.value(), style.sep_char, style.marks_line_ends)) return;
+// Replaces the line ends of a value by words, and before that the bytes that look like a separator.
+void mark_line_ends(result_cell& cell, const row_style& style) {
     std::string text(cell.value());
     if (style.sep_char != '\0') std::replace(text.begin(), text.end(), style.sep_char, style.sep_subst);
     cell.type = result_cell::kind::own_text;
     cell.text.clear();
-    if (style.marks_line_ends) {
-        append_marked_line_ends(cell.text, text);
-    } else {
-        cell.text = std::move(text);
-    }
+    append_marked_line_ends(cell.text, text);
 }
 
+// Most separators have one byte, and many fields none.
 char* put(char* at, std::string_view text) {
-    return std::copy_n(text.data(), text.size(), at);
+    if (text.size() > 1) return std::copy_n(text.data(), text.size(), at);
+    if (!text.empty()) *at++ = text.front();
+    return at;
+}
+
+void replace_bytes(char* begin, char* end, char from, char to) {
+    const auto find = [end, from](char* at) {
+        return static_cast<char*>(std::memchr(at, from, static_cast<std::size_t>(end - at)));
+    };
+    for (char* at = find(begin); at != nullptr; at = find(at + 1))
+        *at = to;
 }
 
 char* put_padding(char* at, std::size_t written, std::size_t width) {
@@ -93,6 +90,28 @@ std::size_t most_bytes(const result_row& row, const row_style& style) {
         most += style.separator.size() + 1 + value + style.columns[at].width;
     }
     return most;
+}
+
+// The line up to its end; says where that is.
+char* put_cells(char* at, const result_row& row, const row_style& style, bool base16, bool marked) {
+    std::string_view separator;
+    for (std::size_t column = 0; column < row.cells().size(); ++column) {
+        const result_cell& cell = row.cells()[column];
+        at = put(at, separator);
+        separator = style.separator;
+        if (cell.led_by_blank) *at++ = ' ';
+        const std::size_t width = width_left(style.columns[column].width, cell.led_by_blank ? 1 : 0);
+        if (cell.type == result_cell::kind::number) {
+            at = put_number_cell(at, cell.number, width, style, base16);
+            continue;
+        }
+        const std::string_view text = cell.value();
+        char* const begin = at;
+        at = put(at, text);
+        if (style.sep_char != '\0' && !marked) replace_bytes(begin, at, style.sep_char, style.sep_subst);
+        if (!style.no_whitespace) at = put_padding(at, text.size(), width);
+    }
+    return at;
 }
 
 }  // namespace
@@ -153,24 +172,14 @@ void write_header_line(uni::fileio_output& report_sink, row_style& style) {
 void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16) {
     if (!row.valid()) return;
     if (style.header_line) write_header_line(report_sink, style);
-    for (result_cell& cell : row.cells()) {
-        if (cell.type != result_cell::kind::number) clean_text(cell, style);
-    }
-    char* const begin = report_sink.room(most_bytes(row, style));
-    char* end = begin;
-    std::string_view separator;
-    for (std::size_t at = 0; at < row.cells().size(); ++at) {
-        const result_cell& cell = row.cells()[at];
-        end = put(end, separator);
-        separator = style.separator;
-        if (cell.led_by_blank) *end++ = ' ';
-        const std::size_t width = width_left(style.columns[at].width, cell.led_by_blank ? 1 : 0);
-        if (cell.type == result_cell::kind::number) {
-            end = put_number_cell(end, cell.number, width, style, base16);
-        } else {
-            end = put(end, cell.value());
-            if (!style.no_whitespace) end = put_padding(end, cell.value().size(), width);
+    char* begin = report_sink.room(most_bytes(row, style));
+    char* end = put_cells(begin, row, style, base16, false);
+    if (style.marks_line_ends && holds_line_end({begin, end})) {
+        for (result_cell& cell : row.cells()) {
+            if (cell.type != result_cell::kind::number) mark_line_ends(cell, style);
         }
+        begin = report_sink.room(most_bytes(row, style));
+        end = put_cells(begin, row, style, base16, true);
     }
     *end++ = '\n';
     report_sink.advance(static_cast<std::size_t>(end - begin));
