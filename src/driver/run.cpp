@@ -74,7 +74,8 @@ bool run_with_output(logfile_options& options, const std::string& header) {
 }  // namespace
 
 int run(argument_list args) {
-    std::signal(SIGPIPE, SIG_IGN);  // a report that nobody reads to its end is a failed write like any other
+    // A report that nobody reads to its end is a failed write like any other.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     if (args.empty()) return failed;
     if (asks_for_help(args)) {
         write_usage();

@@ -13,9 +13,9 @@ constexpr bool targets_index_buffer(std::uint16_t operation) {
     return operation == 14 || operation == 15 || operation == 20;
 }
 
-// The volume's geometry is not known from the log alone.
-constexpr std::uint64_t cluster_size = 4096;  // bytes
-constexpr std::uint64_t sector_size = 512;    // bytes
+// Sizes of a file record in sectors of 512 bytes.
+constexpr std::uint16_t small_record = 2;
+constexpr std::uint16_t large_record = 8;
 
 // Kept: only whole file records of 1024 bytes are told apart; any other place in the cluster counts as its first.
 constexpr std::uint64_t file_record_in_cluster(std::uint16_t sectors) {
@@ -73,7 +73,7 @@ bool undo_data(const log_entry& entry, data_window& out) {
 
 bool record_has_inode(const log_entry& entry) {
     const std::uint16_t block = entry.get(target_block_size);
-    return (block == 2 || block == 8) && !targets_index_buffer(entry.redo_op);
+    return (block == small_record || block == large_record) && !targets_index_buffer(entry.redo_op);
 }
 
 // Kept: reckons with clusters of 4096 bytes, whatever the volume has, and cannot tell the file records of the
@@ -81,7 +81,7 @@ bool record_has_inode(const log_entry& entry) {
 std::uint64_t record_inode(const log_entry& entry) {
     const std::uint64_t vcn = entry.get(target_vcn);
     if (vcn == 0 || !record_has_inode(entry)) return 0;
-    const std::uint64_t per_cluster = cluster_size / (entry.get(target_block_size) * sector_size);
+    const std::uint64_t per_cluster = entry.get(target_block_size) == small_record ? large_record / small_record : 1;
     return file_record_in_cluster(entry.get(cluster_block_offset)) + per_cluster * vcn;
 }
 

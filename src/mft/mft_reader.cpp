@@ -63,7 +63,7 @@ public:
 
 private:
     // A hole of a sparse file holds no records.
-    std::uint64_t behind_hole(std::uint64_t offset) {
+    std::uint64_t behind_hole(std::uint64_t offset) const {
         const std::uint64_t data = m_source.file.next_data(m_source.base_offset + offset) - m_source.base_offset;
         return offset + (data - offset) / m_chunk * m_chunk;
     }

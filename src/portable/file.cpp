@@ -111,7 +111,7 @@ std::uint64_t file::measure_size() {
     return m_size;
 }
 
-std::int64_t file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) {
+std::int64_t file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
     if (!is_open() || offset >= m_size) return -1;
     const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset));
     std::size_t done = 0;
@@ -125,7 +125,7 @@ std::int64_t file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset)
     return static_cast<std::int64_t>(done);
 }
 
-std::uint64_t file::next_data(std::uint64_t offset) {
+std::uint64_t file::next_data(std::uint64_t offset) const {
     if (offset >= m_size) return m_size;
     const off_t data = ::lseek(m_fd, static_cast<off_t>(offset), SEEK_DATA);
     if (data >= 0) return std::min(static_cast<std::uint64_t>(data), m_size);

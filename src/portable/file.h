@@ -48,11 +48,11 @@ public:
 
     // Reads at most `buffer.size()` bytes; fewer only at the file's end or a failure on the way. The result is the
     // bytes read, or -1 where nothing could be read: not open, or `offset` not below the size.
-    std::int64_t read_at(std::span<std::uint8_t> buffer, std::uint64_t offset);
+    std::int64_t read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const;
 
     // The first offset from `offset` on at which the file holds data and not a hole; the file's size if none.
     // `offset` itself where the file system does not tell.
-    std::uint64_t next_data(std::uint64_t offset);
+    std::uint64_t next_data(std::uint64_t offset) const;
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
     [[nodiscard]] bool append(std::string_view bytes);
