@@ -27,6 +27,8 @@ constexpr std::string_view usage =
 
 }  // namespace
 
+const std::string_view banner = "kest - limited ver: " KEST_VERSION " - NTFS $LogFile analyser";
+
 void write_usage() {
     std::string text(banner);
     text.append("\n\n").append(usage);

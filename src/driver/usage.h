@@ -4,7 +4,7 @@
 
 namespace kest {
 
-inline constexpr std::string_view banner = "kest - limited ver: 0.23 - NTFS $LogFile analyser";
+extern const std::string_view banner;  // the program, its version, what it is for
 
 // Writes banner and usage to the standard error stream.
 void write_usage();

@@ -1,0 +1,32 @@
+# bash completion for kest
+
+_kest() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local options='-alias -aliaspath -append -base10 -base16 -bodyfile -cmd_start_time -cmd_stop_time -cpu -cpuinst -csv
+        -csv_separator -csvgen -csvl2t -dateformat -diags -enumdir -filter -filter_path -filter_sig -fragment_files -gzip
+        -h -help --help -hostname -jrnlfile -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs
+        -offset -out -outdir -outfile -pair_datetime -pipe -profile -quiet -separate_files -showall_inodes -signal
+        -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat -username -v -verbose -xml -zlib -zlibex'
+    local words=
+    case ${previous,,} in
+    -log | -mftfile | -jrnlfile | -out | -outfile | -diags | -filter_path)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    -enumdir)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
+        return
+        ;;
+    -dateformat) words='yyyy-mm-dd mm/dd/yyyy dd/mm/yyyy dd-mmm-yyyy' ;;
+    -timeformat) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
+    -csv_separator) words='tab' ;;
+    -num_subdirs) words='0 1 2 3 5 10' ;;
+    *) words=$options ;;
+    esac
+    # The word at the cursor begins behind the last ":" for readline.
+    [[ $COMP_WORDBREAKS != *:* || $current != *:* ]] || words=
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+complete -F _kest kest
