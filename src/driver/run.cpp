@@ -74,8 +74,9 @@ bool run_with_output(logfile_options& options, const std::string& header) {
 }  // namespace
 
 int run(argument_list args) {
-    // A report that nobody reads to its end is a failed write like any other.
+    // A report that nobody reads to its end, or that grows beyond a limit, is a failed write like any other.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     if (args.empty()) return failed;
     if (asks_for_help(args)) {
         write_usage();

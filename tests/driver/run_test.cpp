@@ -177,26 +177,6 @@ TEST(run, a_list_succeeds_if_one_file_does) {
     EXPECT_EQ(run_captured({"-pipe", "-filter", "empty", "-quiet"}, list).status, -1);
 }
 
-TEST(run, a_report_that_is_not_whole_is_told_of) {
-    const disk::scratch_folder folder;
-    const std::string log = folder.put("log", small_log());
-    const captured_run full = run_captured({"-log", log, "-out", "/dev/full", "-quiet"});
-    EXPECT_EQ(full.status, -1);
-    EXPECT_EQ(full.err, "prob writing results file: /dev/full\n");
-
-    const std::string err = folder.put("err");
-    const int err_file = ::open(err.c_str(), O_WRONLY);
-    int status = 0;
-    {
-        const disk::redirected closed(STDOUT_FILENO, -1);
-        const disk::redirected err_stream(STDERR_FILENO, err_file);
-        status = run({"kest", "-log", log, "-profile", "-quiet"});
-    }
-    ::close(err_file);
-    EXPECT_EQ(status, -1);
-    EXPECT_TRUE(contents_of(err).starts_with("prob writing results file: standard output\n->")) << contents_of(err);
-}
-
 TEST(run, the_results_file_takes_all_of_the_report) {
     const disk::scratch_folder folder;
     const std::string log = folder.put("log", small_log());
