@@ -6,7 +6,7 @@
 #include <random>
 
 #include "driver/run.h"
-#include "support/log_image.h"
+#include "support/damage.h"
 #include "support/memory_file.h"
 #include "support/scratch_folder.h"
 
@@ -25,62 +25,28 @@ public:
     std::size_t below(std::size_t bound) { return std::uniform_int_distribution<std::size_t>(0, bound - 1)(m_random); }
 
     void damage(bytes& image) {
-        for (std::size_t times = 1 + below(8); times > 0 && image.size() > 4096; --times)
-            damage_once(image);
-    }
-
-private:
-    void damage_once(bytes& image) {
-        const std::size_t at = below(image.size() - 8);
-        switch (below(7)) {
-            case 0:
-                image[at] ^= static_cast<std::uint8_t>(1U << below(8));
-                break;
-            case 1:
-                image.resize(at);
-                break;
-            case 2:
-                swap_pages(image, 4096);
-                break;
-            case 3:
-                copy_page(image);
-                break;
-            case 4:
-                disk::put<std::uint32_t>(image, at & ~std::size_t{1}, extremes[below(std::size(extremes))]);
-                break;
-            case 5:
-                disk::put<std::uint16_t>(image, at & ~std::size_t{1},
-                                         static_cast<std::uint16_t>(extremes[below(std::size(extremes))]));
-                break;
-            default:
-                repeat_reference(image);
-                break;
+        for (std::size_t times = 1 + below(8); times > 0 && image.size() > 4096; --times) {
+            const std::size_t at = below(image.size() - 8), pages = image.size() / 4096, kind = below(7);
+            const std::uint32_t extreme = extremes[below(std::size(extremes))];
+            if (kind == 0) image = disk::flip(image, 8 * at + below(8));
+            if (kind == 1) image.resize(at);
+            if (kind == 2) swap_pages(image, below(pages), below(pages));
+            if (kind == 3) repeat(image, 1024);
+            if (kind == 4) disk::put(image, at & ~std::size_t{1}, extreme);
+            if (kind == 5) disk::put(image, at & ~std::size_t{1}, static_cast<std::uint16_t>(extreme));
+            if (kind == 6) repeat(image, 8);
         }
     }
 
-    void swap_pages(bytes& image, std::size_t size) {
-        const auto first = image.begin() + static_cast<std::ptrdiff_t>(below(image.size() / size) * size);
-        const auto second = image.begin() + static_cast<std::ptrdiff_t>(below(image.size() / size) * size);
-        if (first != second) std::swap_ranges(first, first + static_cast<std::ptrdiff_t>(size), second);
+private:
+    static void swap_pages(bytes& image, std::size_t a, std::size_t b) {
+        if (a != b) std::swap_ranges(&image[4096 * a], &image[4096 * a] + 4096, &image[4096 * b]);
     }
 
-    void copy_page(bytes& image) {
-        const std::size_t from = below(image.size() / 1024) * 1024;
-        const std::size_t to = below(image.size() / 1024) * 1024;
-        std::copy_n(bytes(image.begin() + static_cast<std::ptrdiff_t>(from),
-                          image.begin() + static_cast<std::ptrdiff_t>(from + 1024))
-                        .begin(),
-                    1024, image.begin() + static_cast<std::ptrdiff_t>(to));
-    }
-
-    // Whatever stands at one 8-byte place, an LSN or a reference as often as not, comes to stand at another.
-    void repeat_reference(bytes& image) {
-        const std::size_t from = below(image.size() / 8) * 8;
-        const std::size_t to = below(image.size() / 8) * 8;
-        std::copy_n(bytes(image.begin() + static_cast<std::ptrdiff_t>(from),
-                          image.begin() + static_cast<std::ptrdiff_t>(from + 8))
-                        .begin(),
-                    8, image.begin() + static_cast<std::ptrdiff_t>(to));
+    // What stands at one place, a file record, an LSN or a reference as often as not, comes to stand at another.
+    void repeat(bytes& image, std::size_t size) {
+        const std::size_t from = below(image.size() / size) * size, to = below(image.size() / size) * size;
+        std::memmove(&image[to], &image[from], size);
     }
 
     static constexpr std::uint32_t extremes[] = {0,      1,      7,      0x7F,    0x80,       0xFFF,      0x1000,

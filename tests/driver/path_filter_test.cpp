@@ -20,11 +20,7 @@ TEST(path_wanted, one_filter_is_enough) {
     const disk::scratch_folder folder;
     const std::string log = folder.put("Case/LogFile.1", "....RSTR");
     const std::string root = folder.at("");
-    struct row {
-        argument_list args;
-        bool wanted;
-    };
-    const row rows[] = {
+    const std::pair<argument_list, bool> rows[] = {
         {{}, true},
         {{"-filter", "logfile.?"}, true},
         {{"-filter", "*file"}, false},
@@ -41,12 +37,11 @@ TEST(path_wanted, one_filter_is_enough) {
         {{"-filter_sig", "2e2e|4|z"}, true},  // an offset only as the last of two
         {{"-filter_sig", "2e", "-filter", "no"}, true},
         {{"-filter_sig", "5253545200|4"}, false},  // reaches behind the end
-        {{"-filter_sig", "bad"}, true},
+        {{"-filter_sig", "bad"}, true},            // half a byte, so no filter
+        {{"-filter_sig", "2ezz"}, true},           // likewise
     };
-    for (const row& t : rows) {
-        SCOPED_TRACE(::testing::PrintToString(t.args));
-        EXPECT_EQ(path_wanted(with(t.args), log), t.wanted);
-    }
+    for (const auto& [args, wanted] : rows)
+        EXPECT_EQ(path_wanted(with(args), log), wanted) << ::testing::PrintToString(args);
     EXPECT_FALSE(path_wanted({}, ""));
     EXPECT_FALSE(path_wanted(with({"-filter_sig", "2e"}), folder.at("missing")));
 }
@@ -63,20 +58,15 @@ TEST(path_wanted, times_reach_into_the_window) {
     const std::string log = folder.put("log");
     const timespec times[] = {{951'782'400, 0}, {946'684'800, 0}};  // 2000-02-29 and 2000-01-01; the change is now
     ASSERT_EQ(::utimensat(AT_FDCWD, log.c_str(), times, 0), 0);
-    struct row {
-        argument_list args;
-        bool wanted;
-    };
-    const row rows[] = {
+    const std::pair<argument_list, bool> rows[] = {
         {{"-cmd_stop_time", "1999-12-31"}, false},
         {{"-cmd_stop_time", "2000-01-01 00:00:00"}, true},
         {{"-cmd_start_time", "2001-01-01", "-cmd_stop_time", "2002-01-01"}, true},  // between its times
         {{"-cmd_start_time", "2999-01-01"}, false},
     };
-    for (const row& t : rows) {
-        SCOPED_TRACE(::testing::PrintToString(t.args));
-        EXPECT_EQ(path_wanted(with(t.args), log), t.wanted);
-        EXPECT_FALSE(path_wanted(with(t.args), folder.at("missing")));
+    for (const auto& [args, wanted] : rows) {
+        EXPECT_EQ(path_wanted(with(args), log), wanted) << ::testing::PrintToString(args);
+        EXPECT_FALSE(path_wanted(with(args), folder.at("missing")));
     }
 }
 

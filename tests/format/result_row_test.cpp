@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "format/number.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -24,28 +25,6 @@ std::string report(row_style style, filler&& fill, bool base16 = true) {
     return kest::disk::contents_of(folder.at("report"));
 }
 
-TEST(result_row, is_padded_and_joined_behind_one_header) {
-    const auto fill = [](result_row& row) {
-        row.show_time(0, "left over", true);
-        row.clear();
-        row.set_number(0, 0x2ABC);
-        row.show_time(1, "12", true);
-        row.show_text(2, "a|longer|value");
-        row.show_text(3, "dropped");
-        row.set_number(-1, 1);
-    };
-    row_style style{.columns = {{"lsn", 10}, {"time", 6}, {"a|b", 5}}};
-    EXPECT_EQ(report(style, fill),
-              "lsn        | time   | a|b  \n"
-              "0x00002abc |  12    | a;longer;value\n");
-    style.sep_char = '\0';
-    style.no_whitespace = true;
-    EXPECT_EQ(report(style, fill),
-              "lsn | time | a|b\n"
-              "0x00002abc |  12 | a|longer|value\n");
-    EXPECT_EQ(report({}, fill), "");  // no columns, no report
-}
-
 TEST(result_row, kept_decimal_number_is_padded_to_two_less) {
     const auto fill = [](result_row& row) { row.set_number(0, 0x2ABC); };
     EXPECT_EQ(report({.header_line = false, .columns = {{"lsn", 10}}}, fill, false), "   10940\n");
@@ -53,10 +32,7 @@ TEST(result_row, kept_decimal_number_is_padded_to_two_less) {
 }
 
 TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
-    struct row {
-        const char *text, *marked;
-    };
-    const row rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"a\r\nb\n\rc\nd", "a[CRLF]b[LFCR]c[LF]d"},
         {"\n\r\n", "[LFCR][LF]"},
         {"\r\n\r", "[CRLF]\r"},
@@ -64,14 +40,31 @@ TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
         {"a\rb\r", "a[CR]b[CR]"},
         {"~\n~", "-[LF]-"},
     };
-    for (const row& t : rows) {
-        const auto fill = [&t](result_row& row) { row.show_text(0, t.text); };
+    for (const auto& [text, marked] : rows) {
+        const auto fill = [shown = text](result_row& row) { row.show_text(0, shown); };
         row_style style{.sep_char = '~', .sep_subst = '-', .header_line = false, .columns = {{"text", 30}}};
         style.marks_line_ends = true;
-        const std::string marked = t.marked;
         EXPECT_EQ(report(style, fill), marked + std::string(30 - marked.size(), ' ') + '\n');
         style.marks_line_ends = false;
         EXPECT_EQ(report(style, fill).find('['), std::string::npos);
+    }
+}
+
+TEST(number, kept_width_steps_lie_at_ff) {
+    const std::pair<std::uint64_t, const char*> rows[] = {
+        {0, "0x00"},
+        {0xFE, "0xFE"},
+        {0xFF, "0x00FF"},
+        {0xFFFE, "0xFFFE"},
+        {0xFFFF, "0x00FFFF"},
+        {0xFFFFFE, "0xFFFFFE"},
+        {0xFFFFFF, "0x00FFFFFF"},
+        {0x1234ABCDE, "0x1234ABCDE"},
+        {~std::uint64_t{0}, "0xFFFFFFFFFFFFFFFF"},
+    };
+    for (const auto& [value, text] : rows) {
+        EXPECT_EQ(kest::format_number(value, true), text);
+        EXPECT_EQ(kest::format_number(value, false), std::to_string(value));
     }
 }
 

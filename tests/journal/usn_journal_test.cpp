@@ -3,20 +3,20 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+#include "journal/usn_record.h"
 #include "support/scratch_folder.h"
 #include "support/usn_image.h"
 
 namespace {
 
-using kest::usn_entry;
-using kest::disk::journal_image;
-using kest::disk::usn_image;
+using namespace kest;
+using namespace kest::disk;
 
-constexpr std::uint64_t block_offset = 0x30000;
+constexpr u64 block_offset = 0x30000;
 
-struct scanned_block : kest::usn_journal {
+struct scanned_block : usn_journal {
     explicit scanned_block(const journal_image& block) {
-        kest::scan_journal_block(*this, uni::byte_view{block.image}, block_offset);
+        scan_journal_block(*this, uni::byte_view{block.image}, block_offset);
         journal_by_usn.seal_unique();
         journal_by_inode.seal_unique();
     }
@@ -26,86 +26,66 @@ usn_entry entry_of(const usn_image& record) {
     return scanned_block(journal_image{}.record(record)).entries.at(0);
 }
 
-TEST(usn_entry, holds_the_fields_of_its_version) {
-    for (const std::uint16_t version : std::initializer_list<std::uint16_t>{2, 3, 4}) {
-        SCOPED_TRACE(version);
-        const usn_entry entry = entry_of({.version = version, .name_offset = 60});
-        EXPECT_TRUE(entry.valid);
-        EXPECT_EQ(entry.file_reference, 0x0003'0000'0000'0028u);
-        EXPECT_EQ(entry.parent_reference, 0x0005'0000'0000'0005u);
-        EXPECT_EQ(entry.usn, 0x140000u);
-        EXPECT_EQ(entry.reason, 0x100u);
-        EXPECT_EQ(entry.source_info, 2u);
-        EXPECT_EQ(entry.time, version == 4 ? 0 : 130'000'000'000'000'000u);
-        EXPECT_EQ(entry.security_id, version == 4 ? 0 : 0x107u);
-        EXPECT_EQ(entry.file_attributes, version == 4 ? 0 : 0x20u);
-        EXPECT_EQ(entry.name_length, version == 4 ? 0 : 10);
-        EXPECT_EQ(entry.name_offset, version == 4 ? 0 : version == 3 ? 76 : 60);
+TEST(usn_entry, kept_sound_record_of_version_3_is_invalid) {
+    for (const u16 version : std::initializer_list<u16>{2, 3, 4}) {
+        const usn_entry e = entry_of({.version = version, .name_offset = 60});
+        EXPECT_TRUE(e.valid);
+        EXPECT_EQ(entry_of({.version = version}).valid, version != 3);
+        EXPECT_EQ(std::tuple(e.file_reference, e.parent_reference, e.usn, e.reason, e.source_info),
+                  std::tuple(0x0003'0000'0000'0028u, 0x0005'0000'0000'0005u, 0x140000u, 0x100u, 2u));
+        using less = std::tuple<u64, u32, u32, int, int>;
+        const less not_in_4(130'000'000'000'000'000, 0x107, 0x20, 10, version == 3 ? 76 : 60);
+        EXPECT_EQ(less(e.time, e.security_id, e.file_attributes, e.name_length, e.name_offset),
+                  version == 4 ? less() : not_in_4)
+            << version;
     }
 }
 
 TEST(usn_entry, stays_cleared_unless_all_tests_hold) {
-    struct row {
-        const char* what;
-        usn_image record;
-        bool valid, valid_as_4;
-    };
-    const row rows[] = {
+    constexpr u64 highest = 0xF000'0000'FFFF'FFFE, inode_above = 0x0001'0000'FFFF'FFFF;
+    // as version 2; whether valid, and whether as version 4
+    const std::tuple<const char*, usn_image, bool, bool> rows[] = {
         {"all at their highest",
-         {.file = 0xF000'0000'FFFF'FFFE, .parent = 0xF000'0000'FFFF'FFFE, .attributes = 0x500000, .name_length = 12},
+         {.file = highest, .parent = highest, .attributes = 0x500000, .name_length = 12},
          true,
          true},
         {"no time", {.time = 0}, false, true},
         {"no number", {.usn = 0}, false, false},
-        {"parent inode above", {.parent = 0x0001'0000'FFFF'FFFF}, false, true},
+        {"parent inode above", {.parent = inode_above}, false, true},
         {"parent sequence above", {.parent = 0xF001'0000'0000'0005}, false, false},
-        {"file inode above", {.file = 0x0001'0000'FFFF'FFFF}, false, false},
+        {"file inode above", {.file = inode_above}, false, false},
         {"file sequence above", {.file = 0xF001'0000'0000'0028}, false, false},
         {"no file sequence", {.file = 0x28}, false, false},
         {"attributes above", {.attributes = 0x500001}, false, true},
         {"name leaves the record", {.name_length = 13}, false, true},
     };
-    for (row t : rows) {
-        SCOPED_TRACE(t.what);
-        const usn_entry entry = entry_of(t.record);
-        EXPECT_EQ(entry.valid, t.valid);
-        EXPECT_EQ(entry.file_offset, t.valid ? block_offset : 0);
-        EXPECT_EQ(entry.reason, t.valid ? 0x100u : 0u);
-        t.record.version = 4;
-        EXPECT_EQ(entry_of(t.record).valid, t.valid_as_4);
+    for (auto [what, record, valid, valid_as_4] : rows) {
+        const usn_entry e = entry_of(record);
+        EXPECT_EQ(std::tuple(e.valid, e.file_offset, e.reason),
+                  std::tuple(valid, valid ? block_offset : 0, valid ? 0x100u : 0u))
+            << what;
+        record.version = 4;
+        EXPECT_EQ(entry_of(record).valid, valid_as_4) << what;
     }
 }
 
-TEST(usn_entry, kept_sound_record_of_version_3_is_invalid) {
-    EXPECT_FALSE(entry_of({.version = 3}).valid);
-    EXPECT_TRUE(entry_of({.version = 3, .name_offset = 60}).valid);
-}
-
-TEST(usn_entry, kept_long_name_is_cut_to_ten_characters) {
+TEST(usn_entry, kept_name_lengths) {
     EXPECT_EQ(entry_of({.name = std::u16string(201, u'n'), .name_length = 401}).name_length, 400);
-    EXPECT_EQ(entry_of({.name = std::u16string(201, u'n')}).name_length, 20);
-}
-
-TEST(usn_entry, kept_name_length_near_65536_passes) {
-    const usn_entry entry = entry_of({.name_length = 0xFFD0});
-    EXPECT_TRUE(entry.valid);
-    EXPECT_EQ(entry.name_length, 12);  // no more than is there
-}
-
-TEST(usn_journal, first_record_of_a_key_stays_in_the_indexes) {
-    const scanned_block journal(
-        journal_image{}.record({.usn = 0x300}).record({.usn = 0x200, .time = 0}).record({.usn = 0x200}));
-    EXPECT_EQ(journal.entries.size(), 3u);
-    EXPECT_EQ(journal.journal_by_usn.size(), 2u);
-    EXPECT_EQ(journal.journal_by_usn.find(0x200), 1u);  // invalid, and a record all the same
-    EXPECT_EQ(journal.journal_by_inode.size(), 1u);
-    EXPECT_EQ(journal.journal_by_inode.find(0x28), 0u);
+    EXPECT_EQ(entry_of({.name = std::u16string(201, u'n')}).name_length, 20);  // a long name: ten characters
+    const usn_entry near_65536 = entry_of({.name_length = 0xFFD0});
+    EXPECT_TRUE(near_65536.valid);
+    EXPECT_EQ(near_65536.name_length, 12);  // no more than is there
 }
 
 TEST(usn_journal, kept_later_versions_stand_under_their_parent) {
-    const scanned_block journal(journal_image{}.record({.version = 4}));
-    EXPECT_FALSE(journal.journal_by_usn.find(0x140000));
-    EXPECT_EQ(journal.journal_by_usn.find(0x0005'0000'0000'0005), 0u);
+    journal_image image;
+    image.record({.usn = 0x300}).record({.usn = 0x200, .time = 0}).record({.usn = 0x200}).record({.version = 4});
+    const scanned_block journal(image);
+    EXPECT_EQ(journal.entries.size(), 4u);
+    EXPECT_EQ(journal.journal_by_usn.size(), 3u);
+    EXPECT_EQ(journal.journal_by_usn.find(0x200), 1u);  // the first, invalid, and a record all the same
+    EXPECT_EQ(journal.journal_by_usn.find(0x0005'0000'0000'0005), 3u);
+    EXPECT_EQ(journal.journal_by_inode.find(0x28), 0u);
 }
 
 TEST(usn_journal, goes_on_behind_what_is_no_record) {
@@ -121,25 +101,95 @@ TEST(usn_journal, goes_on_behind_what_is_no_record) {
 
 // Holes are stepped over. A record across two blocks of 65536 bytes is lost, and the second is read from its start.
 TEST(usn_journal, is_read_in_blocks) {
-    const kest::disk::scratch_folder folder;
+    const scratch_folder folder;
     journal_image image;
     image.zeros_up_to(0x41000).record({.usn = 1}).zeros_up_to(0x4FFC0).record({.usn = 2, .name = {u'a', u'b', 0}});
     image.zeros_up_to(0x51000).record({.usn = 3}).zeros_up_to(0x90000).record({.usn = 4});
     const std::string path = folder.put("J", std::string(image.image.begin(), image.image.end()));
     std::filesystem::resize_file(path, 0x2000000 + 100);
-    kest::usn_journal journal;
-    ASSERT_TRUE(kest::open_journal(journal, path));
-    EXPECT_TRUE(kest::scan_journal(journal));
+    usn_journal journal;
+    ASSERT_TRUE(open_journal(journal, path));
+    EXPECT_TRUE(scan_journal(journal));
     ASSERT_EQ(journal.entries.size(), 3u);
     EXPECT_EQ(journal.entries[0].file_offset, 0x41000u);
     EXPECT_EQ(journal.entries[1].file_offset, 0x51000u);
     EXPECT_EQ(journal.journal_by_usn.find(4), 2u);
 
     std::filesystem::resize_file(path, 4096);
-    ASSERT_TRUE(kest::open_journal(journal, path));
-    EXPECT_FALSE(kest::scan_journal(journal));
+    ASSERT_TRUE(open_journal(journal, path));
+    EXPECT_FALSE(scan_journal(journal));
     std::filesystem::resize_file(path, 4095);
-    EXPECT_FALSE(kest::open_journal(journal, path));
+    EXPECT_FALSE(open_journal(journal, path));
+}
+
+TEST(usn_record, is_known_by_version_and_length) {
+    const std::tuple<u16, u16, u32, bool> rows[] = {
+        {2, 0, 61, false}, {2, 0, 62, true},  {2, 0, 4096, true}, {2, 0, 4097, false}, {2, 1, 62, false},
+        {3, 0, 77, false}, {3, 0, 78, true},  {4, 0, 63, false},  {4, 0, 64, true},    {4, 0, 0xFFFFFFFF, false},
+        {1, 0, 96, false}, {5, 0, 96, false}, {0, 0, 0, false},
+    };
+    for (const auto& [version, minor_version, length, known] : rows) {
+        const bytes image = usn_image{.version = version, .minor_version = minor_version, .length = length}.image();
+        EXPECT_EQ(is_usn_record(uni::byte_view{image}), known) << version << ' ' << length;
+    }
+}
+
+// Every prefix of a record, each in memory of just its size: a field counts from its first byte on, and one that is
+// not wholly there is 0.
+TEST(usn_record, is_parsed_as_far_as_it_goes) {
+    constexpr std::size_t never = 1000;  // a size that no record reaches
+    // version; least sizes that show parent, number, time, attributes, name and all that is looked at
+    using row = std::tuple<u16, std::size_t, std::size_t, std::size_t, std::size_t, std::size_t, std::size_t>;
+    for (const auto& [version, parent, usn, time, attributes, name, whole] :
+         {row{2, 17, 25, 33, 53, 61, 61}, {3, 25, 41, 49, 69, 77, 77}, {4, 25, 41, never, never, never, 49}}) {
+        const bytes image = usn_image{.version = version, .attributes = 0x16, .name = u"\u00fc.txt"}.image();
+        for (std::size_t size = 0; size <= image.size(); ++size) {
+            SCOPED_TRACE(testing::Message() << "version " << version << ", " << size << " bytes");
+            const bytes beginning = part(image, 0, size);
+            const auto shown = [size](std::size_t least, std::size_t width, std::uint64_t value) {
+                return size >= least - 1 + width ? value : 0;
+            };
+            inode_record record;
+            EXPECT_EQ(parse_usn_record(record, uni::byte_view{beginning}), size >= whole);
+            EXPECT_EQ(record.in_use, size >= whole);
+            EXPECT_EQ(record.ref().value(), shown(9, 8, 0x0003'0000'0000'0028));
+            ASSERT_EQ(record.parents.size(), size >= parent ? 1u : 0u);
+            EXPECT_EQ(record.first_parent().value(), shown(parent, 8, 0x0005'0000'0000'0005));
+            EXPECT_EQ(record.usn, shown(usn, 8, 0x140000));
+            EXPECT_EQ(record.si_times.modified, shown(time, 8, 130'000'000'000'000'000));
+            EXPECT_EQ(record.is_directory, shown(attributes, 4, 1) != 0);
+            EXPECT_EQ(record.flags, size < attributes ? 0u : shown(attributes, 4, 6) | 1);
+            const std::size_t units = size < name ? 0 : std::min<std::size_t>((size - name + 1) / 2, 5);
+            EXPECT_EQ(record.name, std::string("\u00fc.txt").substr(0, units == 0 ? 0 : units + 1));
+        }
+    }
+}
+
+TEST(usn_record, kept_deleted_file_counts_as_in_use) {
+    const bytes image = usn_image{.reason = 0x80000200}.image();
+    inode_record record;
+    ASSERT_TRUE(parse_usn_record(record, uni::byte_view{image}));
+    EXPECT_TRUE(record.in_use);
+    EXPECT_EQ(record.flags, 0u);
+}
+
+TEST(usn_record, masks_become_words) {
+    EXPECT_EQ(reason_text(0x80000100, false), "file_created");
+    EXPECT_EQ(reason_text(0x80000100, true), "file_created; file_closed");
+    EXPECT_EQ(reason_text(0x7FC00088, false), "");  // bits without a word
+    EXPECT_EQ(reason_text(0x7FC00088, true), "unk");
+    EXPECT_EQ(reason_text(0x80000000, false), "");
+    EXPECT_EQ(reason_text(0x003FFF77, false),
+              "data_overwritten; data_appended; data_truncated; ads_data_overwritten; ads_data_appended; "
+              "ads_data_truncated; file_created; file_deleted; extended_attrib_changed; access_changed; file_old_name; "
+              "file_new_name; context_indexed_changed; basic_info_changed; hardlink_changed; compression_changed; "
+              "encryption_changed; objid_changed; reparse_changed; ads_added_or_deleted");
+    EXPECT_EQ(attribute_text(0xFFFFFFFF),
+              "readonly; hidden; system; dir; archive; device; normal; temp; sparse; symlink; compressed; offline; "
+              "not_indexed; encrypted; virtual");
+    EXPECT_EQ(attribute_text(0x8), "unk");
+    EXPECT_EQ(source_text(0xF), "os_file_change, priv_data_stream_added, update_replicated_file");
+    EXPECT_EQ(source_text(0), "-");
 }
 
 }  // namespace

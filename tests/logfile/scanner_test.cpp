@@ -3,19 +3,95 @@
 #include <gtest/gtest.h>
 
 #include "logfile/log_queries.h"
+#include "logfile/page.h"
 #include "logfile/sequence_table.h"
 #include "support/log_image.h"
 
 namespace kest {
 namespace {
 
-using disk::bytes;
-using disk::log_image;
-using disk::record;
-using lsns = std::vector<std::uint64_t>;
+using namespace disk;
+using lsns = std::vector<u64>;
 
-void scan(log_store& store, const bytes& image) {
-    scan_buffer(store, std::span(image));
+TEST(is_record_page, holds_the_array_to_its_bounds) {
+    const std::tuple<const char*, u16, u16, bool> rows[] = {
+        {"lowest of both", 40, 3, true},  {"highest of both", 48, 12, true}, {"array too early", 39, 9, false},
+        {"array too late", 49, 9, false}, {"array too small", 40, 2, false}, {"array too large", 40, 13, false},
+        {"no array at all", 0, 0, false},
+    };
+    for (const auto& [what, usa_offset, usa_count, accepted] : rows) {
+        bytes page = record_page{.usa_offset = usa_offset, .usa_count = usa_count}.image();
+        EXPECT_EQ(is_record_page(std::span(page)), accepted) << what;
+        page[0] = 'B';
+        EXPECT_FALSE(is_record_page(std::span(page)));
+    }
+}
+
+TEST(is_restart_page, wants_a_sequence_number) {
+    EXPECT_TRUE(is_restart_page(std::span<const u8>(restart_page{}.image())));
+    const bytes unsequenced = restart_page{.sequence_value = 0}.image();
+    EXPECT_FALSE(is_restart_page(std::span(unsequenced)));
+    EXPECT_TRUE(has_restart_signature(std::span(unsequenced)));
+}
+
+TEST(apply_fixups, kept_repairs_a_torn_page_all_the_same) {
+    bytes plain = record_page{.last_lsn = 7, .records = {{.lsn = 7, .redo = bytes(1500, 0xAB)}}}.image();
+    bytes torn = plain;
+    torn[1022] ^= 0x55;
+    EXPECT_TRUE(apply_fixups(std::span(plain), 40));
+    EXPECT_FALSE(apply_fixups(std::span(torn), 40));
+    EXPECT_EQ(plain, torn);
+    EXPECT_EQ(plain[1022], 0xAB);
+    EXPECT_FALSE(apply_fixups(std::span(plain).first(511), 40));
+}
+
+TEST(record_plausible, judges_only_the_fields_it_can_see) {
+    const u64 base = 0x2000;
+    const std::tuple<const char*, record, std::size_t, bool> rows[] = {
+        {"whole header", {.lsn = base}, 88, true},
+        {"no LSN", {.lsn = 0}, 88, false},
+        {"seven bytes hold no LSN", {.lsn = base}, 7, false},
+        {"flags at their bound", {.lsn = base, .flags = 10}, 88, true},
+        {"flags above it", {.lsn = base, .flags = 11}, 42, false},
+        {"flags not shown", {.lsn = base, .flags = 11}, 41, true},
+        {"type 3", {.lsn = base, .type = 3}, 36, false},
+        {"type 0", {.lsn = base, .type = 0}, 36, false},
+        {"type not shown", {.lsn = base, .type = 3}, 35, true},
+        {"older than its predecessor", {.lsn = base, .previous = base + 1}, 16, false},
+        {"predecessor not shown", {.lsn = base, .previous = base + 1}, 15, true},
+        {"its own predecessor", {.lsn = base, .previous = base}, 88, true},
+        {"widest step", {.lsn = 0x10002000, .previous = base}, 88, true},
+        {"wider step", {.lsn = 0x10002001, .previous = base}, 88, false},
+        {"above the page's limit", {.lsn = 0x20000001, .previous = 0x1FFFFFFF}, 88, false},
+        {"limit not asked of a head", {.lsn = 0x20000001}, 88, true},
+        {"limit not asked without a link", {.lsn = 0x20000001, .previous = ~u64{0}}, 88, true},
+        {"longest data", {.lsn = base, .data_length = 0xFF000}, 88, true},
+        {"longer data", {.lsn = base, .data_length = 0xFF001}, 28, false},
+        {"length not shown", {.lsn = base, .data_length = 0xFF001}, 27, true},
+        {"operation 37", {.lsn = base, .redo_op = 37, .undo_op = 37}, 52, true},
+        {"redo operation 38", {.lsn = base, .redo_op = 38}, 52, false},
+        {"undo operation 38", {.lsn = base, .undo_op = 38}, 52, false},
+        {"operations not shown", {.lsn = base, .redo_op = 38}, 51, true},
+        {"redo data too long", {.lsn = base, .data_length = 48, .redo_op = 2, .redo_length = 9}, 88, false},
+        {"not judged without its length", {.lsn = base, .data_length = 48, .redo_op = 2, .redo_length = 9}, 59, true},
+        {"no operation needs no data", {.lsn = base, .data_length = 48, .redo_length = 9}, 88, true},
+        {"undo data too long", {.lsn = base, .data_length = 48, .undo_op = 2, .undo_length = 9}, 88, false},
+        {"no ranges in short data", {.lsn = base, .data_length = 40, .redo_op = 2, .redo_length = 9}, 88, true},
+    };
+    for (const auto& [what, r, available, plausible] : rows) {
+        const bytes image = r.image();
+        EXPECT_EQ(record_plausible(uni::byte_view{image}.slice(0, available), 0x20000000), plausible) << what;
+    }
+}
+
+log_store scan(const log_image& log) {
+    log_store store;
+    scan_buffer(store, std::span(log.image()));
+    return store;
+}
+
+log_store scan(const std::vector<record>& records) {
+    return scan(log_image{}.page({.last_lsn = 100, .records = records}));
 }
 
 lsns stored(const log_store& store) {
@@ -25,164 +101,116 @@ lsns stored(const log_store& store) {
     return all;
 }
 
-lsns scanned(const bytes& image) {
-    log_store store;
-    scan(store, image);
-    return stored(store);
-}
-
 lsns scanned(const log_image& log) {
-    return scanned(log.image());
+    return stored(scan(log));
 }
 
-record big(std::uint64_t lsn, std::size_t payload) {
+record big(u64 lsn, std::size_t payload) {
     return {.lsn = lsn, .redo_op = 2, .redo = bytes(payload, 0x5A)};
 }
 
-// A record of `total` bytes that begins so near the page end that `shown` bytes of it fit.
-disk::record_page page_ending_in(const record& last, std::size_t shown, std::uint64_t lsn) {
+// A record that begins so near the page end that `shown` bytes of it fit.
+record_page page_ending_in(const record& last, std::size_t shown, u64 lsn) {
     const record filler = big(lsn, 4096 - 64 - 88 - shown);
     return {.last_lsn = last.lsn, .last_end_lsn = lsn, .records = {filler, last}};
 }
 
-bytes rest_of(const record& r, std::size_t shown) {
-    const bytes image = r.image();
-    return {image.begin() + static_cast<std::ptrdiff_t>(shown), image.end()};
-}
-
 TEST(scan_buffer, takes_each_page_on_its_own_merit) {
-    const bytes foreign(4096, 0);
-    struct row {
-        const char* what;
-        log_image log;
-        lsns expected;
-    };
-    const row rows[] = {
-        {"two records", log_image{}.page({.last_lsn = 9, .records = {{.lsn = 8}, {.lsn = 9}}}), {8, 9}},
-        {"foreign page between",
-         log_image{}
-             .page({.last_lsn = 8, .records = {{.lsn = 8}}})
-             .raw(foreign)
-             .page({.last_lsn = 9, .records = {{.lsn = 9}}}),
-         {8, 9}},
+    const record_page eight{.last_lsn = 8, .records = {{.lsn = 8}}}, nine{.last_lsn = 9, .records = {{.lsn = 9}}};
+    const record_page both{.last_lsn = 9, .records = {{.lsn = 8}, {.lsn = 9}}};
+    const record_page unaligned{.last_lsn = 9, .records = {{.lsn = 8, .data_length = 40}, {.lsn = 9}}};
+    const record_page unnumbered{.last_lsn = 0, .records = {{.lsn = 8}, {.lsn = 9}}};
+    const std::tuple<const char*, log_image, lsns> rows[] = {
+        {"two records", log_image{}.page(both), {8, 9}},
+        {"foreign page between", log_image{}.page(eight).raw(bytes(4096)).page(nine), {8, 9}},
         {"restart pages hold no records", log_image{}.restart().restart(), {}},
-        {"first page with LSN 0 gives one record",
-         log_image{}.page({.last_lsn = 0, .records = {{.lsn = 8}, {.lsn = 9}}}),
-         {8}},
-        {"a copy of a page gives one record",
-         log_image{}
-             .page({.last_lsn = 9, .records = {{.lsn = 8}, {.lsn = 9}}})
-             .page({.last_lsn = 9, .records = {{.lsn = 8}, {.lsn = 9}}}),
-         {8, 9, 8}},
-        {"unaligned end is walked on from",
-         log_image{}.page({.last_lsn = 9, .records = {{.lsn = 8, .data_length = 40}, {.lsn = 9}}}),
-         {8, 9}},
+        {"first page with LSN 0 gives one record", log_image{}.page(unnumbered), {8}},
+        {"a copy of a page gives one record", log_image{}.page(both).page(both), {8, 9, 8}},
+        {"unaligned end is walked on from", log_image{}.page(unaligned), {8, 9}},
+        {"part of a page", log_image{}.raw(bytes(4095)), {}},
     };
-    for (const row& t : rows) {
-        SCOPED_TRACE(t.what);
-        EXPECT_EQ(scanned(t.log), t.expected);
-    }
-    EXPECT_TRUE(scanned(bytes(4095)).empty());
+    for (const auto& [what, log, expected] : rows)
+        EXPECT_EQ(scanned(log), expected) << what;
 }
 
 TEST(scan_buffer, finds_the_first_record_within_its_bound) {
-    const auto page_with_gap = [](std::size_t gap, std::uint16_t next) {
-        return log_image{}.page(
-            {.last_lsn = 9, .next_record_offset = next, .continuation = bytes(gap, 0), .records = {{.lsn = 9}}});
+    // The gap ahead of the record in places of 8 bytes, where the next record would go in the same; 0: not told.
+    const std::tuple<u16, u16, lsns> rows[] = {
+        {19, 0, {9}},
+        {20, 0, {}},  // twenty places are tried, the last one is not
+        {20, 20, {9}},
+        {21, 20, {}},
     };
-    EXPECT_EQ(scanned(page_with_gap(8 * 19, 0)), lsns{9});
-    EXPECT_EQ(scanned(page_with_gap(8 * 20, 0)), lsns{});  // twenty places are tried, the last one is not
-    EXPECT_EQ(scanned(page_with_gap(8 * 20, 64 + 8 * 20)), lsns{9});
-    EXPECT_EQ(scanned(page_with_gap(8 * 21, 64 + 8 * 20)), lsns{});
-}
-
-// A log whose next page lies behind the two tail pages, which may hold names.
-log_image behind_tail_pages() {
-    return log_image{}.restart().restart().raw(bytes(4096)).raw(bytes(4096));
+    for (const auto& [gap, next, expected] : rows) {
+        const auto next_offset = static_cast<u16>(next == 0 ? 0 : 64 + 8 * next);
+        const record_page page{
+            .last_lsn = 9, .next_record_offset = next_offset, .continuation = bytes(8 * gap), .records = {{.lsn = 9}}};
+        EXPECT_EQ(scanned(log_image{}.page(page)), expected) << gap << ' ' << next;
+    }
 }
 
 TEST(scan_buffer, puts_spanning_records_together) {
     const record last = big(20, 6000);
     for (const std::size_t shown : {16U, 40U, 80U, 88U, 96U}) {
         SCOPED_TRACE(shown);
-        const bytes rest = rest_of(last, shown);
-        const bytes middle(rest.begin(), rest.begin() + 4032);
-        const bytes tail(rest.begin() + 4032, rest.end());
-        log_store store;
-        scan(store, behind_tail_pages()
-                        .page(page_ending_in(last, shown, 10))
-                        .page({.last_lsn = 20, .last_end_lsn = 10, .continuation = middle})
-                        .page({.last_lsn = 20, .continuation = tail, .records = {{.lsn = 21}}})
-                        .page({.last_lsn = 22, .records = {{.lsn = 22}}})
-                        .image());
+        const bytes middle = part(last.image(), shown, shown + 4032), tail = part(last.image(), shown + 4032);
+        log_image log = log_image{}.restart().restart().raw(bytes(4096)).raw(bytes(4096));  // both tail pages
+        log.page(page_ending_in(last, shown, 10)).page({.last_lsn = 20, .last_end_lsn = 10, .continuation = middle});
+        log.page({.last_lsn = 20, .continuation = tail, .records = {{.lsn = 21}}});
+        const log_store store = scan(log.page({.last_lsn = 22, .records = {{.lsn = 22}}}));
         // Both middle pages carry the last LSN of the page before, so each is a single continuation.
         ASSERT_EQ(stored(store), (lsns{10, 20, 22}));
         EXPECT_TRUE(store.entries[1].spanned);
         EXPECT_EQ(store.entries[1].file_offset, 5 * 4096 - shown);
-        const bytes image = last.image();
-        const auto kept = store.entries[1].bytes.bytes();
-        EXPECT_EQ(bytes(kept.begin(), kept.end()), image);
+        EXPECT_TRUE(std::ranges::equal(store.entries[1].bytes.bytes(), last.image()));
     }
 }
 
 TEST(scan_buffer, drops_a_pending_record) {
     const record last = big(20, 400);
-    const bytes rest = rest_of(last, 96);
-    const auto next = [&](std::uint64_t last_lsn, const bytes& continuation) {
-        return disk::record_page{.last_lsn = last_lsn, .continuation = continuation, .records = {{.lsn = last_lsn}}};
+    const bytes rest = part(last.image(), 96);
+    const record_page pending = page_ending_in(last, 96, 10);
+    const std::tuple<const char*, record_page, std::optional<u64>, u64, bytes, lsns> rows[] = {
+        {"completed", pending, 10, 30, rest, {10, 20, 30}},
+        {"the log wrapped", pending, 10, 15, {}, {10, 15}},
+        {"nothing goes on", pending, 20, 30, {}, {10, 30}},
+        {"too little left to look at", page_ending_in(last, 12, 10), 10, 30, {}, {10, 30}},
     };
-    disk::record_page clean = page_ending_in(last, 96, 10);
-    clean.last_end_lsn = 20;
-    EXPECT_EQ(scanned(log_image{}.page(page_ending_in(last, 96, 10)).page(next(30, rest))), (lsns{10, 20, 30}));
-    EXPECT_EQ(scanned(log_image{}.page(page_ending_in(last, 96, 10)).page(next(15, {}))), (lsns{10, 15}))
-        << "the log wrapped";
-    EXPECT_EQ(scanned(log_image{}.page(clean).page(next(30, {}))), (lsns{10, 30})) << "nothing goes on";
-    EXPECT_EQ(scanned(log_image{}.page(page_ending_in(last, 12, 10)).page(next(30, {}))), (lsns{10, 30}))
-        << "too little left to look at";
+    for (auto [what, page, last_end_lsn, next, continuation, expected] : rows) {
+        page.last_end_lsn = last_end_lsn;
+        const record_page behind{.last_lsn = next, .continuation = continuation, .records = {{.lsn = next}}};
+        EXPECT_EQ(scanned(log_image{}.page(page).page(behind)), expected) << what;
+    }
 }
 
 TEST(scan_buffer, kept_steps_over_tail_names_unevenly) {
-    const bytes names = [] {
-        bytes all = disk::tail_name(5, "$A");
-        disk::lay(all, all.size(), disk::tail_name(6, "$Bitmap"));
-        disk::lay(all, all.size(), bytes(4));
-        return all;
-    }();
-    const auto with_names = [&](const bytes& table) {
-        return log_image{}.restart().restart().page(
-            {.last_lsn = 9, .names = table, .records = {{.lsn = 8}, {.lsn = 9}}});
+    const bytes names = pack(tail_name(5, "$A"), tail_name(6, "$Bitmap"), u32{0});
+    const auto with_names = [](const bytes& table) {
+        return scan(
+            log_image{}.restart().restart().page({.last_lsn = 9, .names = table, .records = {{.lsn = 8}, {.lsn = 9}}}));
     };
-    log_store store;
-    scan(store, with_names(names).image());
+    const log_store store = with_names(names);
     EXPECT_EQ(stored(store), (lsns{8, 9}));
     ASSERT_EQ(store.tail_names_first.size(), 2U);
     EXPECT_EQ(store.tail_names_first[1][6], 'B');
-
-    bytes shifted(2);  // found two bytes on, the table is read one byte out of step behind its first name
-    disk::lay(shifted, 2, names);
-    log_store late;
-    scan(late, with_names(shifted).image());
+    // Found two bytes on, the table is read one byte out of step behind its first name.
+    const log_store late = with_names(pack(u16{0}, names));
     EXPECT_EQ(late.tail_names_first.size(), 1U);
     EXPECT_EQ(stored(late), (lsns{8, 9}));
 }
 
 TEST(log_store_reset, kept_leaves_a_pending_record_for_the_next_log) {
     const record last = big(20, 400);
-    log_store store;
-    scan(store, log_image{}.page(page_ending_in(last, 96, 10)).image());
+    log_store store = scan(log_image{}.page(page_ending_in(last, 96, 10)));
     log_store_reset(store);
     EXPECT_TRUE(store.entries.empty());
-    scan(store, log_image{}.page({.last_lsn = 30, .continuation = rest_of(last, 96)}).image());
+    const log_image next = log_image{}.page({.last_lsn = 30, .continuation = part(last.image(), 96)});
+    scan_buffer(store, std::span(next.image()));
     EXPECT_EQ(stored(store), lsns{20});
 }
 
 TEST(link_chains, strings_records_together_once) {
-    struct row {
-        const char* what;
-        std::vector<record> records;
-        std::vector<lsns> chains;
-    };
-    const row rows[] = {
+    const std::tuple<const char*, std::vector<record>, std::vector<lsns>> rows[] = {
         {"two chains",
          {{.lsn = 10}, {.lsn = 11}, {.lsn = 12, .previous = 10}, {.lsn = 13, .previous = 12}},
          {{10, 12, 13}, {11}}},
@@ -196,30 +224,25 @@ TEST(link_chains, strings_records_together_once) {
          {{.lsn = 10}, {.lsn = 20}, {.lsn = 20, .previous = 10}, {.lsn = 21, .previous = 20}},
          {{10, 20, 21}, {20}}},
     };
-    for (const row& t : rows) {
-        SCOPED_TRACE(t.what);
-        log_store store;
-        scan(store, log_image{}.page({.last_lsn = 100, .records = t.records}).image());
+    for (const auto& [what, records, expected] : rows) {
+        const log_store store = scan(records);
         std::vector<lsns> chains;
         for (const chain_head& head : store.chain_heads) {
             chains.push_back({head.lsn});
-            for (const std::uint32_t member : store.members(head))
+            for (const u32 member : store.members(head))
                 chains.back().push_back(store.entries[member].this_lsn);
         }
-        EXPECT_EQ(chains, t.chains);
+        EXPECT_EQ(chains, expected) << what;
     }
 }
 
 TEST(log_queries, answer_by_operation_chain_and_page) {
-    using found = std::vector<std::uint32_t>;
-    log_store store;
-    scan(store, log_image{}
-                    .page({.last_lsn = 12,
-                           .records = {{.lsn = 10, .redo_op = 2, .undo_op = 3},
-                                       {.lsn = 11, .previous = 10, .redo_op = 3, .undo_op = 3},
-                                       {.lsn = 12, .previous = 12, .redo_op = 9}}})
-                    .page({.last_lsn = 13, .records = {{.lsn = 13, .previous = 11}}})
-                    .image());
+    using found = std::vector<u32>;
+    const std::vector<record> records = {{.lsn = 10, .redo_op = 2, .undo_op = 3},
+                                         {.lsn = 11, .previous = 10, .redo_op = 3, .undo_op = 3},
+                                         {.lsn = 12, .previous = 12, .redo_op = 9}};
+    const log_image log = log_image{}.page({.last_lsn = 12, .records = records});
+    const log_store store = scan(log_image(log).page({.last_lsn = 13, .records = {{.lsn = 13, .previous = 11}}}));
     log_queries queries(store);
     EXPECT_EQ(queries.entries_for_opcode(3), (found{0, 1}));
     EXPECT_EQ(queries.entries_for_opcode(37), found{});
@@ -230,61 +253,27 @@ TEST(log_queries, answer_by_operation_chain_and_page) {
     EXPECT_EQ(queries.entries_for_page(0), found{});
 }
 
-TEST(redo_data, widens_to_the_undo_bytes) {
-    struct row {
-        const char* what;
-        record r;
-        bool any;
-        data_window window;
-    };
-    const bytes eight(8);
-    const row rows[] = {
-        {"undo behind a gap", {.redo_op = 2, .undo_offset = 72, .redo = bytes(32)}, true, {0, 32, 32}},
-        {"gap included", {.redo_op = 2, .redo_length = 8, .undo_offset = 72, .redo = bytes(32)}, true, {0, 8, 32}},
-        {"undo ahead", {.redo_op = 2, .redo_offset = 48, .undo_offset = 40, .redo = eight}, true, {8, 8, 8}},
-        {"within the client header", {.redo_op = 2, .redo_offset = 39, .redo = eight}, false, {}},
-        {"no operation", {.redo_op = 0, .redo = eight}, false, {}},
-        {"no length", {.redo_op = 2, .redo_length = 0, .redo = eight}, false, {}},
-        {"no payload", {.redo_op = 2, .redo_length = 8}, false, {}},
-    };
-    for (const row& t : rows) {
-        SCOPED_TRACE(t.what);
-        const bytes image = t.r.image();
-        data_window window;
-        EXPECT_EQ(redo_data(make_log_entry(std::span(image), 0, false), window), t.any);
-        EXPECT_EQ(window.begin, t.window.begin);
-        EXPECT_EQ(window.length, t.window.length);
-        EXPECT_EQ(window.extent, t.window.extent);
-    }
-}
-
 TEST(record_inode, reckons_in_fixed_clusters) {
-    struct row {
-        std::uint16_t block, place, redo_op;
-        std::uint64_t vcn, inode;
-    };
-    const row rows[] = {{2, 4, 2, 5, 22}, {2, 3, 2, 5, 20}, {8, 0, 2, 5, 5},  {4, 0, 2, 5, 0},
-                        {2, 6, 2, 0, 0},  {2, 0, 14, 5, 0}, {2, 0, 15, 5, 0}, {2, 0, 20, 5, 0}};
-    for (const row& t : rows) {
-        const bytes image =
-            record{.redo_op = t.redo_op, .cluster_block = t.place, .block_size = t.block, .vcn = t.vcn}.image();
-        EXPECT_EQ(record_inode(make_log_entry(std::span(image), 0, false)), t.inode) << t.block << ' ' << t.place;
+    // sectors of a block, the block's place, redo operation, cluster, inode
+    const std::tuple<u16, u16, u16, u64, u64> rows[] = {{2, 4, 2, 5, 22}, {2, 3, 2, 5, 20}, {8, 0, 2, 5, 5},
+                                                        {4, 0, 2, 5, 0},  {2, 6, 2, 0, 0},  {2, 0, 14, 5, 0},
+                                                        {2, 0, 15, 5, 0}, {2, 0, 20, 5, 0}};
+    for (const auto& [block, place, redo_op, vcn, inode] : rows) {
+        const bytes image = record{.redo_op = redo_op, .cluster_block = place, .block_size = block, .vcn = vcn}.image();
+        EXPECT_EQ(record_inode(make_log_entry(std::span(image), 0, false)), inode) << block << ' ' << place;
     }
 }
 
 TEST(sequence_table, lends_the_highest_number_seen) {
     sequence_table table;
-    const auto noted = [&table](std::uint64_t number, std::uint16_t sequence) {
+    const auto noted = [&table](u64 number, u16 sequence) {
         inode_ref ref(number, sequence);
         table.note(ref);
         return ref.sequence();
     };
-    EXPECT_EQ(noted(40, 0), 0);
-    EXPECT_EQ(noted(40, 3), 3);
-    EXPECT_EQ(noted(40, 2), 2);
-    EXPECT_EQ(noted(40, 0), 3);
-    EXPECT_EQ(noted(0, 7), 7);
-    EXPECT_EQ(noted(0, 0), 0);
+    const std::tuple<u64, u16, u16> rows[] = {{40, 0, 0}, {40, 3, 3}, {40, 2, 2}, {40, 0, 3}, {0, 7, 7}, {0, 0, 0}};
+    for (const auto& [number, sequence, expected] : rows)
+        EXPECT_EQ(noted(number, sequence), expected) << number << ' ' << sequence;
 }
 
 }  // namespace

@@ -2,43 +2,40 @@
 
 #include <gtest/gtest.h>
 
+#include "mft/mft_index.h"
+
 namespace kest {
 namespace {
 
+inode_record file(std::uint64_t number, std::uint16_t sequence, const char* name, std::set<inode_ref> parents) {
+    return {.inode = number, .sequence = sequence, .flags = 1, .parents = std::move(parents), .name = name};
+}
+
 TEST(merge_inode_record, tells_what_the_store_learned) {
     _inode_collection store;
-    const auto file = [](std::uint64_t number, std::uint16_t sequence, const char* name, std::set<inode_ref> parents) {
-        return inode_record{
-            .inode = number, .sequence = sequence, .flags = 1, .parents = std::move(parents), .name = name};
-    };
+    constexpr auto conflict = _inode_collection::name_conflict;
     const inode_ref parent(5, 5), other(9, 1);
     inode_record unused = file(30, 1, "unused", {parent});
     unused.flags = 0;
-    struct row {
-        const char* what;
-        inode_record record;
-        bool force;
-        std::uint64_t result;
-        bool known;
+    bool known = false;
+    EXPECT_EQ(merge_inode_record(store, unused, known, false), _inode_collection::not_merged);
+    EXPECT_EQ(merge_inode_record(store, unused, known, true), 0u);
+    EXPECT_FALSE(known);
+    const std::tuple<const char*, inode_record, std::uint64_t, bool> rows[] = {
+        {"new", file(40, 2, "one", {parent}), 1, false},
+        {"again", file(40, 2, "one", {parent}), 1, true},
+        {"second name", file(40, 2, "two", {parent}), 1, true},
+        {"hard link under the second name", file(40, 2, "two", {other}), 1, false},
+        {"third name", file(40, 2, "three", {inode_ref(77)}), 1 | conflict, true},
+        {"no parent", file(40, 2, "one", {}), 1, true},
+        {"reused record", file(40, 3, "new owner", {parent}), 2, false},
+        {"any of the number", file(40, 0, "x", {other}), 1, true},
+        {"unknown number", file(41, 0, "y", {other}), 3, false},
     };
-    const row rows[] = {
-        {"not in use", unused, false, _inode_collection::not_merged, false},
-        {"forced", unused, true, 0, false},
-        {"new", file(40, 2, "one", {parent}), false, 1, false},
-        {"again", file(40, 2, "one", {parent}), false, 1, true},
-        {"second name", file(40, 2, "two", {parent}), false, 1, true},
-        {"hard link under the second name", file(40, 2, "two", {other}), false, 1, false},
-        {"third name", file(40, 2, "three", {inode_ref(77)}), false, 1 | _inode_collection::name_conflict, true},
-        {"no parent", file(40, 2, "one", {}), false, 1, true},
-        {"reused record", file(40, 3, "new owner", {parent}), false, 2, false},
-        {"any of the number", file(40, 0, "x", {other}), false, 1, true},
-        {"unknown number", file(41, 0, "y", {other}), false, 3, false},
-    };
-    for (const row& t : rows) {
-        SCOPED_TRACE(t.what);
-        bool known = false;
-        EXPECT_EQ(merge_inode_record(store, t.record, known, t.force), t.result);
-        EXPECT_EQ(known, t.known);
+    for (const auto& [what, record, result, was_known] : rows) {
+        known = false;
+        EXPECT_EQ(merge_inode_record(store, record, known, false), result) << what;
+        EXPECT_EQ(known, was_known) << what;
     }
     EXPECT_EQ(store.records[1].alt_name, "two");
     EXPECT_EQ(store.records[1].parents, (std::set{parent, other}));
@@ -59,6 +56,99 @@ TEST(add_inode_record, prefers_directories_in_use) {
     EXPECT_EQ(store.records.size(), 3u);
     EXPECT_EQ(store.find_directory(50)->sequence, 2u);
     EXPECT_EQ(store.find_first(50)->sequence, 1u);
+}
+
+mft_index index_of(const std::vector<std::pair<std::uint64_t, std::vector<run_record>>>& owners) {
+    mft_index index;
+    for (std::uint32_t position = 0; position < owners.size(); ++position) {
+        inode_record record{.lsn = position % 2, .index_runs = owners[position].second};
+        index_mft_record(index, record, position, owners[position].first);
+        EXPECT_TRUE(record.index_runs.empty());
+    }
+    index.seal();
+    return index;
+}
+
+TEST(owner_by_cluster, kept_leaves_the_lowest_run_without_its_first_cluster) {
+    const mft_index index = index_of({{30, {{.lcn = 200, .clusters = 8}}},
+                                      {31, {{.lcn = 100, .clusters = 10}, {.lcn = 300, .clusters = 0}}},
+                                      {32, {{.lcn = 200, .clusters = 8}}}});
+    const std::pair<std::uint64_t, std::uint64_t> rows[] = {
+        {99, 0},   {100, 0}, {101, 31},  {109, 31}, {110, 31},  // just behind the run
+        {111, 0},  {199, 0}, {200, 30},  {208, 30}, {209, 0},   // the first of equal runs stays
+        {300, 31}, {301, 0}, {~0ull, 0},
+    };
+    for (const auto& [cluster, owner] : rows)
+        EXPECT_EQ(owner_by_cluster(index, cluster), owner) << cluster;
+    EXPECT_EQ(owner_by_cluster(mft_index{}, 5), 0u);
+}
+
+TEST(index_mft_record, finds_the_first_record_of_an_lsn) {
+    const mft_index index = index_of({{30, {}}, {31, {}}, {32, {}}, {33, {}}});
+    EXPECT_EQ(index.inodes_by_lsn.find(1), 1u);
+    EXPECT_EQ(index.inodes_by_lsn.find(0), std::nullopt);
+}
+
+struct directory {
+    std::uint64_t number, parent;  // parent 0: none
+    std::string name;
+    std::string path = {};
+    bool final = true;
+};
+
+void fill(_inode_collection& store, const std::vector<directory>& directories) {
+    for (const directory& d : directories) {
+        bool known = false;
+        inode_record record{.inode = d.number, .sequence = 1, .is_directory = true, .in_use = true, .name = d.name};
+        if (d.parent != 0) record.parents = {inode_ref(d.parent, 1)};
+        add_inode_record(store, record, known);
+    }
+}
+
+TEST(build_paths, joins_names_up_to_the_root) {
+    const std::vector<directory> groups[] = {
+        {{5, 5, "."}, {30, 5, "a", "[root]\\a\\"}, {31, 32, "c", "[root]\\a\\b\\c\\"}, {32, 30, "b", "[root]\\a\\b\\"}},
+        {{40, 5, "no record of the root", "[root]\\no record of the root\\"}},
+        {{41, 42, "lost", "[unk_inode_0x0000002a]\\lost\\", false},
+         {43, 41, "in it", "[unk_inode_0x0000002a]\\lost\\in it\\", false}},
+        {{44, 0x1234'5678'9ABC, "far", "[unk_inode_0x123456789abc]\\far\\", false}},
+        {{45, 5, "", "[root]\\[unk_inode_0x0000002d]\\"}, {46, 45, "x", "[root]\\[unk_inode_0x0000002d]\\x\\"}},
+        {{47, 0, "orphan", "orphan\\", false}, {48, 47, "its child", "orphan\\its child\\", false}},
+        {{50, 51, "its child", "[unk_inode_0x00000000]\\grand\\orphan\\its child\\", false},
+         {51, 52, "orphan", "[unk_inode_0x00000000]\\grand\\orphan\\", false},
+         {52, 0, "grand", "[unk_inode_0x00000000]\\grand\\", false}},
+        {{60, 60, "own parent", "own parent\\", false}, {61, 60, "child", "own parent\\child\\", false}},
+        {{64, 65, "child", "own parent\\own parent\\child\\", false}, {65, 65, "own parent", "own parent\\", false}},
+        {{70, 71, "a", "b\\a\\", false}, {71, 70, "b", "b\\", false}},
+        {{80, 81, "leaf", "c\\b\\leaf\\", false}, {81, 82, "b", "c\\b\\", false}, {82, 81, "c", "c\\", false}},
+    };
+    for (const std::vector<directory>& group : groups) {
+        _inode_collection store;
+        fill(store, group);
+        build_paths(store);
+        for (const directory& d : group) {
+            if (d.number == 5) continue;
+            EXPECT_EQ(store.find_directory(d.number)->path, d.path);
+            EXPECT_EQ(store.find_directory(d.number)->path_final, d.final) << d.path;
+        }
+    }
+}
+
+// Deeper than any volume is: each path ends in bounds, from whichever end the chain is walked.
+TEST(build_paths, bounds_the_paths_of_a_deep_chain) {
+    for (const bool deepest_first : {false, true}) {
+        std::vector<directory> chain;
+        for (std::uint64_t n = 100; n < 3100; ++n) {
+            const std::uint64_t above = deepest_first ? n + 1 : n - 1;
+            chain.push_back({n, above == 99 || above == 3100 ? 5 : above, std::string(765, 'n')});
+        }
+        _inode_collection store;
+        fill(store, chain);
+        build_paths(store);
+        for (const inode_record& r : store.records)
+            EXPECT_LE(r.path.size(), 98'301u + 766);
+        EXPECT_EQ(std::ranges::count(store.records, true, &inode_record::path_final), 129);  // of 766 bytes each
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mft/mft_reader.h"
+#include "mft/run_list.h"
 #include "support/damage.h"
 #include "support/memory_file.h"
 #include "support/mft_image.h"
@@ -10,23 +11,20 @@
 namespace kest {
 namespace {
 
-using disk::bytes;
-using disk::file_record;
-using disk::name_image;
-using numbers = std::vector<std::uint64_t>;
+using namespace disk;
+using numbers = std::vector<u64>;
 
+// Parses `image` with `mft` to read extension records from; says whether it is good.
 struct parsed {
-    bool good = false;
     inode_record record = {};
+    bool good = false;
 };
-
-// Parses `image` with `mft` to read extension records from.
-parsed parse(bytes image, const bytes& mft = bytes(4096), std::uint64_t reads = 5000) {
-    const disk::memory_file memory(mft);
+parsed parse(bytes image, const bytes& mft = bytes(4096), u64 reads = 5000) {
+    const memory_file memory(mft);
     uni::file file;
     EXPECT_TRUE(file.open(memory.path(), uni::open_mode::read));
     mft_source source{.file = file,
-                      .record_size = static_cast<std::uint32_t>(image.size()),
+                      .record_size = static_cast<u32>(image.size()),
                       .parse_mask = parse_bits::index_allocation,
                       .reads_left = reads,
                       .runs_left = 100};
@@ -39,32 +37,24 @@ numbers extensions(const inode_record& record) {
     return {record.base_records.begin(), record.base_records.end()};
 }
 
-numbers values(const file_times& t) {
-    return {t.created, t.modified, t.mft_changed, t.accessed};
-}
-
 TEST(parse_mft_record, takes_the_told_fields) {
-    using namespace disk;
     const bytes information = pack(u64{11}, u64{12}, u64{13}, u64{14}, u32{0x20}, at{64}, u64{99});
     const bytes name =
         name_image{.parent = 0x0002'0000'0000'0021, .name = u"\u00e9 \U0001F600", .real_size = 77}.attribute();
     const bytes runs = nonresident(0xA0, {0x11, 3, 100, 0});
     const bytes unnumbered = resident(0x10, cut(information, 71));  // so the update sequence number before it stays
-    const auto [good, r] = parse(disk::file_record{
-        .number = 0x12345,
-        .sequence = 7,
-        .flags = 3,
-        .lsn = 0xABCDEF,
-        .attributes = {resident(0x10, information), unnumbered, name,
-                       runs}}.image());
+    file_record image{.number = 0x12345, .sequence = 7, .flags = 3, .lsn = 0xABCDEF};
+    image.attributes = {resident(0x10, information), unnumbered, name, runs};
+    const auto [r, good] = parse(image.image());
     ASSERT_TRUE(good && r.is_base && r.in_use && r.is_directory);
     EXPECT_EQ(r.ref(), inode_ref(0x12345, 7));
     EXPECT_EQ(r.first_parent(), inode_ref(0x21, 2));
     EXPECT_EQ(r.name, "\u00e9 \U0001F600");
-    EXPECT_EQ(values(r.si_times), (numbers{11, 12, 13, 14}));
-    EXPECT_EQ(values(r.fn_times), (numbers{1, 2, 3, 4}));
-    EXPECT_EQ((numbers{r.lsn, r.usn, r.file_attributes, r.allocated_size, r.real_size}),
-              (numbers{0xABCDEF, 99, 0x20, 4096, 77}));
+    const file_times &si = r.si_times, &fn = r.fn_times;
+    EXPECT_EQ((numbers{si.created, si.modified, si.mft_changed, si.accessed, r.lsn, r.usn, r.file_attributes}),
+              (numbers{11, 12, 13, 14, 0xABCDEF, 99, 0x20}));
+    EXPECT_EQ((numbers{fn.created, fn.modified, fn.mft_changed, fn.accessed, r.allocated_size, r.real_size}),
+              (numbers{1, 2, 3, 4, 4096, 77}));
     ASSERT_EQ(r.index_runs.size(), 1u);
     EXPECT_EQ(r.index_runs[0].lcn, 100u);
 }
@@ -82,89 +72,106 @@ TEST(parse_mft_record, lets_the_last_long_name_win_and_the_first_sizes) {
 
 TEST(parse_mft_record, keeps_what_leads_somewhere) {
     EXPECT_FALSE(parse(file_record{.attributes = {}}.image()).good);
-    const auto [good, extension] = parse(file_record{.base = 0x0003'0000'0000'0021, .attributes = {}}.image());
+    const auto [extension, good] = parse(file_record{.base = 0x0003'0000'0000'0021, .attributes = {}}.image());
     EXPECT_TRUE(good);
     EXPECT_FALSE(extension.is_base);
     EXPECT_EQ(extensions(extension), numbers{0x21});
 }
 
 TEST(parse_mft_record, kept_takes_a_torn_sector_as_it_is) {
-    const bytes filler = disk::resident(0x80, bytes(336 - 24));
+    const bytes filler = resident(0x80, bytes(336 - 24));
     const file_record image{.attributes = {filler, name_image{.name = u"crosses a sector end"}.attribute()}};
     const bytes sound = image.image();
     EXPECT_EQ(parse(sound).record.name, "crosses a sector end");
-    EXPECT_EQ(parse(disk::flip(sound, 510 * 8)).record.name, "crosses a sector end");
-}
-
-TEST(parse_mft_record, takes_an_attribute_that_fills_the_record) {
-    bytes named = name_image{.name = u"last"}.attribute();
-    disk::put<std::uint32_t>(named, 4, 1024 - 72);
-    EXPECT_EQ(parse(file_record{.attributes = {named}}.image()).record.name, "last");
+    EXPECT_EQ(parse(flip(sound, 510 * 8)).record.name, "crosses a sector end");
 }
 
 TEST(parse_mft_record, ends_at_an_attribute_that_cannot_be) {
-    for (const std::uint32_t length : {0u, 1024u - 72 + 1, 0xFFFF'FFFFu}) {
-        bytes filler = disk::resident(0x80, bytes(8));
-        disk::put<std::uint32_t>(filler, 4, length);
-        const file_record image{.attributes = {name_image{}.attribute(), filler, name_image{.name = u"z"}.attribute()}};
-        EXPECT_EQ(parse(image.image()).record.name, "a") << length;
+    for (const u32 length : {0u, 1024u - 72, 1024u - 72 + 1, 0xFFFF'FFFFu}) {
+        bytes first = name_image{.name = u"fills the record"}.attribute();
+        put(first, 4, length);
+        const file_record image{.attributes = {first, name_image{.name = u"z"}.attribute()}};
+        EXPECT_EQ(parse(image.image()).record.name, length == 1024 - 72 ? "fills the record" : "") << length;
     }
 }
 
 // A base record that lists others, among them itself, one twice, one that lists a further one, and one out of reach.
 TEST(parse_mft_record, follows_attribute_lists) {
-    const std::uint64_t base = 0x0001'0000'0000'0028;
-    const bytes mft = disk::mft_image(
-        {
-            {.number = 1, .base = base, .attributes = {name_image{.parent = 71}.attribute()}},
-            {.number = 2,
-             .base = base,
-             .attributes = {name_image{.parent = 72}.attribute(),
-                            disk::resident(0x20, disk::list_value({2, 1, 3, 40}))}},
-            {.number = 3, .base = base, .attributes = {name_image{.parent = 73, .name = u"deepest"}.attribute()}},
-            {.number = 40, .base = base, .attributes = {name_image{.parent = 74}.attribute()}},
-        },
-        41);
-    const bytes list = disk::list_value({40, 1, 1, 2, 900'000, 0});
+    const auto extension = [](u32 number, u64 parent, const bytes& list, const char16_t* name) {
+        const bytes named = name_image{.parent = parent, .name = name}.attribute();
+        return file_record{.number = number, .base = 0x0001'0000'0000'0028, .attributes = {named, list}};
+    };
+    const bytes mft =
+        mft_image({extension(1, 71, {}, u"a"), extension(2, 72, resident(0x20, list_value({2, 1, 3, 40})), u"a"),
+                   extension(3, 73, {}, u"deepest"), extension(40, 74, {}, u"a")},
+                  41);
+    const bytes list = list_value({40, 1, 1, 2, 900'000, 0});
     const auto image = [](const bytes& attribute) { return file_record{.attributes = {attribute}}.image(); };
-    const inode_record r = parse(image(disk::resident(0x20, list)), mft).record;
+    const inode_record r = parse(image(resident(0x20, list)), mft).record;
     EXPECT_EQ(extensions(r), (numbers{1, 2, 3}));
     EXPECT_EQ(r.parents, (std::set{inode_ref(71), inode_ref(72), inode_ref(73)}));
     EXPECT_EQ(r.name, "deepest");
     EXPECT_EQ(r.inode, 40u);
-    EXPECT_EQ(extensions(parse(image(disk::resident(0x20, disk::list_value({1, 2}, 23))), mft).record), numbers{1});
-    EXPECT_EQ(extensions(parse(image(disk::resident(0x20, list)), mft, 1).record), numbers{1}) << "one read left";
+    EXPECT_EQ(extensions(parse(image(resident(0x20, list_value({1, 2}, 23))), mft).record), numbers{1});
+    EXPECT_EQ(extensions(parse(image(resident(0x20, list)), mft, 1).record), numbers{1}) << "one read left";
 }
 
 TEST(parse_mft_record, kept_counts_the_clusters_of_a_list_from_the_mft_file) {
-    bytes mft = disk::mft_image({{.number = 1, .base = 40}, {.number = 2, .base = 40}}, 16);
-    const bytes list = disk::list_value({1, 2});
-    disk::lay(mft, 2 * 4096, list);
+    bytes mft = mft_image({{.number = 1, .base = 40}, {.number = 2, .base = 40}}, 16);
+    const bytes list = list_value({1, 2});
+    lay(mft, 2 * 4096, list);
     const auto found = [&](const bytes& attribute) {
         return extensions(parse(file_record{.attributes = {attribute}}.image(), mft).record);
     };
-    EXPECT_EQ(found(disk::nonresident(0x20, {0x11, 1, 2, 0})), (numbers{1, 2}));
-    EXPECT_EQ(found(disk::nonresident(0x20, {0x11, 1, 99, 0x11, 1, 0x9F, 0})), (numbers{1, 2})) << "99, then 99 - 97";
-    EXPECT_EQ(found(disk::nonresident(0x20, {0x11, 1, 2, 0}, 0, 0)), numbers{}) << "not initialised";
-    EXPECT_EQ(found(disk::nonresident(0x20, {0x11, 1, 3, 0})), numbers{}) << "no list there";
+    EXPECT_EQ(found(nonresident(0x20, {0x11, 1, 2, 0})), (numbers{1, 2}));
+    EXPECT_EQ(found(nonresident(0x20, {0x11, 1, 99, 0x11, 1, 0x9F, 0})), (numbers{1, 2})) << "99, then 99 - 97";
+    EXPECT_EQ(found(nonresident(0x20, {0x11, 1, 2, 0}, 0, 0)), numbers{}) << "not initialised";
+    EXPECT_EQ(found(nonresident(0x20, {0x11, 1, 3, 0})), numbers{}) << "no list there";
 }
 
 // Every list names the record behind it: a chain as deep as lists are followed.
 TEST(parse_mft_record, bounds_depth_and_number_of_extension_records) {
-    std::vector<file_record> chain;
-    std::vector<file_record> fan;
-    for (std::uint32_t number = 0; number < 1100; ++number) {
-        const bytes next = disk::resident(0x20, disk::list_value({number + 1}));
-        chain.push_back({.number = number, .base = 5000, .attributes = {next}});
+    std::vector<file_record> chain, fan;
+    for (u32 number = 0; number < 1100; ++number) {
         numbers children;
-        for (std::uint64_t child = 20 * number + 1; child <= 20 * number + 20; ++child)
+        for (u64 child = 20 * number + 1; child <= 20 * number + 20; ++child)
             children.push_back(child % 1100);
-        const bytes list = disk::resident(0x20, disk::list_value(children));
-        fan.push_back({.number = number, .base = 5000, .attributes = {list}});
+        for (const auto& [records, listed] : {std::pair{&chain, numbers{number + 1}}, {&fan, children}})
+            records->push_back({.number = number, .base = 5000, .attributes = {resident(0x20, list_value(listed))}});
     }
-    const file_record top{.number = 5000, .attributes = {disk::resident(0x20, disk::list_value({1}))}};
-    EXPECT_EQ(parse(top.image(), disk::mft_image(chain, 1100)).record.base_records.size(), 32u);
-    EXPECT_EQ(parse(top.image(), disk::mft_image(fan, 1100)).record.base_records.size(), 1024u);
+    const file_record top{.number = 5000, .attributes = {resident(0x20, list_value({1}))}};
+    EXPECT_EQ(parse(top.image(), mft_image(chain, 1100)).record.base_records.size(), 32u);
+    EXPECT_EQ(parse(top.image(), mft_image(fan, 1100)).record.base_records.size(), 1024u);
+}
+
+constexpr auto fields = [](const run_record& r) { return std::tuple(r.lcn, r.delta, r.clusters, r.vcn, r.negative); };
+
+TEST(decode_runs, adds_up_the_steps) {
+    const std::tuple<const char*, bytes, std::vector<run_record>> rows[] = {
+        {"forward and back",
+         {0x21, 4, 0x34, 2, 0x11, 2, 0xF0, 0},
+         {{0x234, 0x234, 4, 9, false}, {0x224, 16, 2, 13, true}}},
+        {"sparse stays in place", {0x11, 4, 7, 0x01, 9, 0}, {{7, 7, 4, 9, false}, {7, 0, 9, 13, false}}},
+        {"length cut to 32 bits", {0x15, 1, 0, 0, 0, 1, 2, 0}, {{2, 2, 1, 9, false}}},
+        {"no length", {0x10, 5, 0}, {{5, 5, 0, 9, false}}},
+        {"eight bytes of step", {0x81, 1, 0xFE, 255, 255, 255, 255, 255, 255, 255, 0}, {{~0ull - 1, 2, 1, 9, true}}},
+        {"bytes beyond the eighth", {0x91, 1, 3, 0, 0, 0, 0, 0, 0, 0, 0x80, 0}, {{3, 3, 1, 9, false}}},
+        {"cut off", {0x11, 1, 2, 0x44, 1, 2, 3, 4, 5, 6, 7}, {{2, 2, 1, 9, false}}},
+        {"empty", {0}, {}},
+    };
+    for (const auto& [what, list, expected] : rows) {
+        SCOPED_TRACE(what);
+        const bytes padded = nonresident(0xA0, list, 9);
+        const uni::byte_view attribute = uni::byte_view(std::span(padded)).slice(0, 64 + list.size());
+        std::vector<run_record> runs;
+        EXPECT_TRUE(decode_runs(attribute, runs));
+        EXPECT_TRUE(std::ranges::equal(runs, expected, {}, fields, fields));
+        for (std::size_t length = 1; length < attribute.size(); ++length) {
+            runs.clear();
+            EXPECT_EQ(decode_runs(attribute.slice(0, length), runs),
+                      length < 34 || length >= 64);  // 34: where the offset ends
+        }
+    }
 }
 
 }  // namespace

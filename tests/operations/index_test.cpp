@@ -1,9 +1,7 @@
 #include "support/decoded.h"
 
-namespace kest {
+namespace kest::disk {
 namespace {
-
-using namespace disk;
 
 bytes entry(u16 length, u16 key_length, const bytes& behind = {}) {
     return pack(u64{0x0002000000000030}, length, key_length, u32{0}, behind);
@@ -91,4 +89,4 @@ TEST(index_root, kept_entries_begin_at_32) {
 }
 
 }  // namespace
-}  // namespace kest
+}  // namespace kest::disk

@@ -1,9 +1,7 @@
 #include "support/decoded.h"
 
-namespace kest {
+namespace kest::disk {
 namespace {
-
-using namespace disk;
 
 constexpr u64 noon = 132'223'536'000'000'000;  // 2020-01-01
 constexpr u64 file = 0x0003000000000028, parent = 0x0005000000000006;
@@ -24,11 +22,8 @@ TEST(journal_record, kept_name_is_read_at_its_usual_place) {
         EXPECT_EQ(text(info), references + R"("time":"2020-01-01 12:00:00.000";"reason":"file_created; file_closed";)"
                                            R"("source_info":"priv_data_stream_added";"security_id":"261";)"
                                            R"("file_attributes":"archive";"name":"a."])");
-        EXPECT_EQ(info.inode, inode_ref(0x28, 3));
-        EXPECT_EQ(info.parent, inode_ref(6, 5));
-        EXPECT_EQ(info.usn_time, noon);
-        EXPECT_EQ(info.usn_reason, 0x80000100u);
-        EXPECT_EQ(info.name, "a.");
+        EXPECT_EQ(std::tuple(info.inode, info.parent, info.usn_time, info.usn_reason, info.name),
+                  std::tuple(inode_ref(0x28, 3), inode_ref(6, 5), noon, 0x80000100u, "a."));
     }
     const entry_info info = decode(8, version_4, false);
     EXPECT_EQ(text(info), references + R"("reason":"file_created";"source_info":"-";"remaining_extents":"18"])");
@@ -50,4 +45,4 @@ TEST(journal_record, shows_the_fields_that_have_begun) {
 }
 
 }  // namespace
-}  // namespace kest
+}  // namespace kest::disk

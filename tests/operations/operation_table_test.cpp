@@ -1,9 +1,7 @@
 #include "support/decoded.h"
 
-namespace kest {
+namespace kest::disk {
 namespace {
-
-using namespace disk;
 
 TEST(operation_name, knows_codes_up_to_38) {
     EXPECT_EQ(operation_name(28), "OpenNonresidentAttribute");
@@ -51,15 +49,6 @@ TEST(decode_operation, takes_the_redo_window) {
     }
 }
 
-TEST(decode_operation, leaves_nothing_of_the_record_before) {
-    entry_info info = decode(28, pack(at{16}, u64{0x0003000000000021}, at{40}));
-    info.name = "old";
-    const bytes noop = record{}.image();
-    decode_operation(make_log_entry(uni::byte_view(noop), 0, false), info, {});
-    EXPECT_EQ(info.inode, inode_ref());
-    EXPECT_EQ(info.name + text(info), "");
-}
-
 TEST(open_attribute, kept_length_tells_what_is_shown) {
     const bytes old_entry = pack(u32{0xFFFFFFFF}, u32{0x80}, at{12}, u8{'y'}, at{16}, u64{0x21}, u64{0x1234}, u64{9});
     EXPECT_EQ(text(decode(28, old_entry)), R"(open_attribute=["state":"in_use";"attribute_type":"128";"dirty":"y";)"
@@ -74,4 +63,4 @@ TEST(open_attribute, kept_length_tells_what_is_shown) {
 }
 
 }  // namespace
-}  // namespace kest
+}  // namespace kest::disk

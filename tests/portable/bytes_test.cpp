@@ -8,6 +8,7 @@
 #include "portable/ordered_index.h"
 #include "portable/seeded_map.h"
 #include "portable/utf16.h"
+#include "support/byte_builder.h"
 
 namespace {
 
@@ -32,11 +33,8 @@ TEST(utf16_text, becomes_utf8) {
         {{0xdc00, 0xd800, 0xd801, 0xdc00, 0xd800}, "\xef\xbf\xbd\xef\xbf\xbd\xf0\x90\x90\x80\xef\xbf\xbd"},
     };
     for (const auto& [units, text] : rows) {
-        std::vector<std::uint8_t> bytes;
-        for (const char16_t unit : units)
-            bytes.insert(bytes.end(), {static_cast<std::uint8_t>(unit & 0xff), static_cast<std::uint8_t>(unit >> 8)});
-        bytes.push_back('x');  // half a unit is none
-        EXPECT_EQ(uni::utf16_text(uni::byte_view{std::span(bytes)}), text);
+        const std::vector bytes = kest::disk::pack(units, std::uint8_t{'x'});  // half a unit is none
+        EXPECT_EQ(uni::utf16_text(uni::byte_view{bytes}), text);
     }
 }
 
@@ -56,10 +54,11 @@ TEST(indexes, keep_order_and_the_first_arrival) {
         EXPECT_EQ(unique.add_unique(key, position), first.emplace(key, position).second);
         ++counts[key];
     }
-    std::vector<std::pair<std::uint64_t, std::uint32_t>> visited;
-    ordered.for_each([&](std::uint64_t key, std::uint32_t position) { visited.emplace_back(key, position); });
-    EXPECT_TRUE(std::equal(visited.begin(), visited.end(), all.begin(), all.end(),
-                           [](const auto& a, const auto& b) { return a.first == b.first && a.second == b.second; }));
+    auto next = all.begin();
+    ordered.for_each([&](std::uint64_t key, std::uint32_t position) {
+        ASSERT_EQ(*next++, (std::pair<const std::uint64_t, std::uint32_t>(key, position)));
+    });
+    ASSERT_EQ(next, all.end());
 
     sealed.seal();
     std::size_t near = 0;

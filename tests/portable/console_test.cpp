@@ -26,32 +26,6 @@ TEST_F(console, kept_cuts_a_line_before_line_feeds_go) {
     EXPECT_EQ(heard(), erase + "ab\r" + erase + std::string(70, 'x') + '\r');
 }
 
-TEST_F(console, holds_a_fast_run_back_within_bounds) {
-    std::string expected;
-    std::size_t most_held = 0;
-    for (int line = 0; line < 2000; ++line) {
-        uni::progress_line(70, std::string(70, 'x'));
-        expected += erase + std::string(70, 'x') + '\r';
-        if (line % 50 == 0) most_held = std::max(most_held, expected.size() - heard().size());
-    }
-    EXPECT_GT(most_held, 0u);
-    EXPECT_LT(most_held, 65'536u);
-    uni::clear_status();
-    EXPECT_TRUE(heard() == expected + erase);
-    ::usleep(60'000);
-    uni::progress_line(40, "not in a run");
-    EXPECT_TRUE(heard() == expected + erase + erase + "not in a run\r");
-}
-
-TEST_F(console, drops_what_nobody_can_hear) {
-    {
-        const kest::disk::redirected closed(STDERR_FILENO, -1);
-        uni::console_write("lost");
-    }
-    uni::console_write("heard");
-    EXPECT_EQ(heard(), "heard");
-}
-
 TEST_F(console, meters_report_each_step_once) {
     const auto run = [&](double step, std::uint64_t total, std::uint64_t stride) {
         uni::percent_meter meter(40, step);

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <thread>
 
+#include "portable/file.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -24,11 +25,11 @@ void expect_lines(const std::string& input, const list& lines) {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
     std::thread writer([&] {
-        const std::size_t half = input.size() / 2;
-        EXPECT_EQ(::write(ends[1], input.data(), half), static_cast<ssize_t>(half));
+        uni::file out;
+        out.attach(ends[1]);
+        EXPECT_TRUE(out.append(input.substr(0, input.size() / 2)));
         ::usleep(1000);
-        EXPECT_EQ(::write(ends[1], input.data() + half, input.size() - half),
-                  static_cast<ssize_t>(input.size() - half));
+        EXPECT_TRUE(out.append(input.substr(input.size() / 2)));
         ::close(ends[1]);
     });
     const redirected standard_input(STDIN_FILENO, ends[0]);
@@ -63,9 +64,8 @@ TEST(walk, lists_breadth_first_down_to_a_depth) {
     for (const char* name : {"root/a", "root/one/b", "root/one/two/c", "elsewhere/e"})
         folder.put(name);
     const std::string root = folder.at("root");
-    ASSERT_EQ(::symlink("../elsewhere", (root + "/to_folder").c_str()), 0);
-    ASSERT_EQ(::symlink("one/b", (root + "/to_b").c_str()), 0);
-    ASSERT_EQ(::symlink("none", (root + "/to_none").c_str()), 0);
+    for (const auto& [to, name] : {std::pair{"../elsewhere", "/to_folder"}, {"one/b", "/to_b"}, {"none", "/to_none"}})
+        std::filesystem::create_symlink(to, root + name);
     ASSERT_EQ(::mkfifo((root + "/fifo").c_str(), 0600), 0);
 
     cvportdir::stdin_stream_ex stream;
@@ -81,10 +81,8 @@ TEST(walk, lists_breadth_first_down_to_a_depth) {
     EXPECT_EQ(all_of(stream), list{root + "/one/two/c"});
     ASSERT_TRUE(stream.walk(root + "/to_folder", 0, {}));  // the root itself may be a link
     EXPECT_EQ(all_of(stream), list{root + "/to_folder/e"});
-    for (const std::string& no_directory : {std::string(), root + "/none", root + "/a"}) {
-        EXPECT_FALSE(stream.walk(no_directory, 1, {}));
-        EXPECT_EQ(all_of(stream), list{});
-    }
+    for (const std::string& no_directory : {std::string(), root + "/none", root + "/a"})
+        EXPECT_FALSE(stream.walk(no_directory, 1, {}) || !all_of(stream).empty());
 }
 
 }  // namespace

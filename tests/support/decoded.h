@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "operations/operation_table.h"
-#include "support/byte_builder.h"
+#include "support/log_image.h"
 
 namespace kest::disk {
 
@@ -48,8 +48,7 @@ inline void expect_shown(u16 operation, const std::string& ahead, const std::vec
 inline std::string first_shown(u16 operation, const bytes& redo, std::size_t head = 0, record shape = {}) {
     std::string shown = ",";
     for (std::size_t size = head; size <= redo.size(); ++size) {
-        const bytes beginning(redo.begin(), redo.begin() + static_cast<std::ptrdiff_t>(size));
-        std::string rest = text(decode(operation, beginning, false, shape));
+        std::string rest = text(decode(operation, part(redo, 0, size), false, shape));
         for (std::size_t end; (end = rest.find("\":\"")) != std::string::npos; rest.erase(0, end + 3)) {
             const std::size_t begin = rest.rfind('"', end - 1) + 1;
             const std::string key = ", " + rest.substr(begin, end - begin) + " ";

@@ -2,7 +2,7 @@
 // somebody fetches a tool, exports customer data, packs it, hides it as a holiday picture and clears up behind it.
 //   make_sample <folder>
 
-#include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "support/volume.h"
@@ -12,77 +12,62 @@ namespace {
 using namespace kest::disk;
 
 bool write_file(const std::string& path, const bytes& content) {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) return false;
-    const bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
-    return std::fclose(file) == 0 && written;
-}
-
-bytes text(std::string_view words) {
-    return {words.begin(), words.end()};
+    const std::string_view whole(reinterpret_cast<const char*>(content.data()), content.size());
+    return (std::ofstream(path, std::ios::binary) << whole).flush().good();
 }
 
 // A junction: tag, length, both names, which lie one behind the other.
 bytes junction(std::u16string_view target, std::u16string_view shown) {
-    const auto width = [](std::u16string_view name) { return static_cast<std::uint16_t>(2 * name.size()); };
-    bytes out(16);
-    put<std::uint32_t>(out, 0, 0xA0000003);
-    put<std::uint16_t>(out, 10, width(target));
-    put<std::uint16_t>(out, 12, static_cast<std::uint16_t>(width(target) + 2));
-    put<std::uint16_t>(out, 14, width(shown));
-    for (const std::u16string_view name : {target, shown}) {
-        const std::size_t at = out.size();
-        out.resize(at + width(name) + 2);
-        std::memcpy(out.data() + at, name.data(), width(name));
-    }
-    put<std::uint16_t>(out, 4, static_cast<std::uint16_t>(out.size() - 8));
-    return out;
+    const auto width = [](std::u16string_view name) { return static_cast<u16>(2 * name.size()); };
+    const auto behind = static_cast<u16>(width(target) + 2);
+    return pack(u32{0xA0000003}, static_cast<u16>(8 + behind + width(shown) + 2), at{10}, width(target), behind,
+                width(shown), target, u16{0}, shown, u16{0});
 }
 
-constexpr std::uint32_t root = 5;
+constexpr u32 root = 5;
 
 struct folders {
-    std::uint32_t anna, documents, downloads;
+    u32 anna, documents, downloads;
 };
 
 // Before the log came round to its beginning again.
 folders settle_in(volume& v) {
-    const std::uint32_t users = v.create_directory(root, u"Users", true);
-    const std::uint32_t anna = v.create_directory(users, u"anna");
+    const u32 users = v.create_directory(root, u"Users", true);
+    const u32 anna = v.create_directory(users, u"anna");
     const folders at{anna, v.create_directory(anna, u"Documents", true), v.create_directory(anna, u"Downloads")};
     v.wait(40000);
-    const std::uint32_t offer = v.create(at.documents, u"Angebot Müller.docx");
+    const u32 offer = v.create(at.documents, u"Angebot Müller.docx");
     v.resize(offer, 18221);
     v.wait(95000);
     v.resize(offer, 24964);
     v.set_information(offer, v.at(offer).times, attribute_bits::archive | attribute_bits::read_only);
     bytes ids(64);
-    for (std::size_t i = 0; i < 16; ++i) {
-        ids[i] = static_cast<std::uint8_t>(0x31 + 7 * i);
-    }
+    for (std::size_t i = 0; i < 16; ++i)
+        ids[i] = static_cast<u8>(0x31 + 7 * i);
     v.add_attribute(offer, 0x40, ids, reasons::object_id);
     v.secure(offer);
     return at;
 }
 
-std::uint32_t fetch_tool(volume& v, const folders& at) {
-    const std::uint32_t tool = v.create(at.downloads, u"setup_tool.exe.part");
+u32 fetch_tool(volume& v, const folders& at) {
+    const u32 tool = v.create(at.downloads, u"setup_tool.exe.part");
     v.resize(tool, 65536);
     v.wait(1200);
     v.resize(tool, 371200);
     v.wait(300);
     v.rename(tool, at.downloads, u"setup_tool.exe");
-    v.add_stream(tool, u"Zone.Identifier", text("[ZoneTransfer]\r\nZoneId=3\r\n"));
+    const std::string_view zone = "[ZoneTransfer]\r\nZoneId=3\r\n";
+    v.add_stream(tool, u"Zone.Identifier", bytes(zone.begin(), zone.end()));
     v.wait(61000);
     v.move_index_out(at.downloads);
-    const std::uint64_t old = ticks(2019, 7, 1, 12, 0, 0);  // made to look old
+    const u64 old = ticks(2019, 7, 1, 12, 0, 0);  // made to look old
     v.set_information(tool, {old, old, old, old}, attribute_bits::archive | attribute_bits::system);
     return tool;
 }
 
 void carry_off(volume& v, const folders& at) {
-    const std::uint32_t exported = v.create_directory(at.documents, u"export");
-    const std::uint32_t customers = v.create(exported, u"customers.csv");
+    const u32 exported = v.create_directory(at.documents, u"export");
+    const u32 customers = v.create(exported, u"customers.csv");
     v.resize(customers, 412);
     v.wait(2000);
     v.resize(customers, 150000);
@@ -90,7 +75,7 @@ void carry_off(volume& v, const folders& at) {
     v.resize(customers, 480311);
     v.checkpoint();
     v.wait(150000);
-    const std::uint32_t bundle = v.create(at.documents, u"bundle.zip");
+    const u32 bundle = v.create(at.documents, u"bundle.zip");
     v.resize(bundle, 201733);
     v.wait(9000);
     v.rename(bundle, at.anna, u"holiday.jpg");
@@ -115,11 +100,11 @@ int main(int argc, char** argv) {
     const folders at = settle_in(v);
     v.checkpoint();
     v.set_clock(ticks(2026, 3, 16, 9, 2, 11));
-    const std::uint32_t tool = fetch_tool(v, at);
+    const u32 tool = fetch_tool(v, at);
     v.wait(320000);
     carry_off(v, at);
     v.wait(60000);
-    const std::uint32_t notes = v.create(at.documents, u"notes.txt");  // takes a record that was given back
+    const u32 notes = v.create(at.documents, u"notes.txt");  // takes a record that was given back
     v.resize(notes, 96);
     v.overwrite(notes);
     v.spill_link(notes, at.anna, u"notes (linked).txt");
