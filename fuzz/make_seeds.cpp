@@ -124,16 +124,17 @@ void put_journals(corpus& out, const bytes& journal) {
             journal_image{}.record({.length = 64}).record({.name_length = 0xFFFF}).record({.name_offset = 3}).image);
 }
 
-// A log, its MFT and its journal, with the bytes that tell where each begins.
+// A log, its MFT and its journal in 64 KiB, with the bytes that tell at which 256ths the two begin.
 void put_runs(corpus& out, const volume& v, const bytes& log) {
     const bytes mft(v.mft_image());
-    bytes parts = cut(bytes(log.begin() + 16 * 1024, log.end()), 32 * 1024);
-    lay(parts, parts.size(), cut(bytes(mft.begin() + 32 * 1024, mft.end()), 12 * 1024));
-    parts.resize(44 * 1024);
-    lay(parts, parts.size(), v.journal());
-    parts.resize(48 * 1024);
+    bytes parts = cut(log, 40 * 1024);
+    lay(parts, 40 * 1024, cut(mft, 2 * 1024));  // the first record tells the size of all
+    lay(parts, 42 * 1024, cut(bytes(mft.begin() + 34 * 1024, mft.end()), 14 * 1024));
+    parts.resize(56 * 1024);
+    lay(parts, 56 * 1024, v.journal());
+    parts.resize(64 * 1024);
     for (const u8 switches : std::initializer_list<u8>{0x00, 0x13, 0x2C, 0x42, 0x81}) {
-        out.put("run", "switches_" + std::to_string(switches), pack(switches, u8{171}, u8{235}, parts));
+        out.put("run", "switches_" + std::to_string(switches), pack(switches, u8{160}, u8{224}, parts));
     }
 }
 

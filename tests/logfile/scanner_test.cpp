@@ -90,10 +90,6 @@ log_store scan(const log_image& log) {
     return store;
 }
 
-log_store scan(const std::vector<record>& records) {
-    return scan(log_image{}.page({.last_lsn = 100, .records = records}));
-}
-
 lsns stored(const log_store& store) {
     lsns all;
     for (const log_entry& entry : store.entries)
@@ -225,7 +221,7 @@ TEST(link_chains, strings_records_together_once) {
          {{10, 20, 21}, {20}}},
     };
     for (const auto& [what, records, expected] : rows) {
-        const log_store store = scan(records);
+        const log_store store = scan(log_image{}.page({.last_lsn = 100, .records = records}));
         std::vector<lsns> chains;
         for (const chain_head& head : store.chain_heads) {
             chains.push_back({head.lsn});

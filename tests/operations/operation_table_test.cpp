@@ -4,7 +4,6 @@ namespace kest::disk {
 namespace {
 
 TEST(operation_name, knows_codes_up_to_38) {
-    EXPECT_EQ(operation_name(28), "OpenNonresidentAttribute");
     EXPECT_EQ(operation_name(38), "Op38");
     EXPECT_EQ(operation_name(39), "Unk");
 }

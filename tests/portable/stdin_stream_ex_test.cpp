@@ -44,6 +44,9 @@ TEST(read_stdin, cuts_lines) {
     expect_lines("", {});
     expect_lines("a\r\n\nb\n c \r\r\nd\re", {"a", "", "b", " c ", "d\re"});
     expect_lines("a\r\0b\nc\n\0\n"s, {"a", "c", ""});
+    const redirected closed(STDIN_FILENO, -1);
+    cvportdir::stdin_stream_ex stream;
+    EXPECT_EQ(all_of(stream), list{});
 }
 
 TEST(read_stdin, kept_a_long_line_arrives_in_pieces) {
@@ -51,12 +54,6 @@ TEST(read_stdin, kept_a_long_line_arrives_in_pieces) {
     expect_lines(longest + "\nb\n", {longest, "b"});
     expect_lines(longest + "x\nb\n", {longest + "x", "", "b"});
     expect_lines(longest + "xyz", {longest + "x", "yz"});
-}
-
-TEST(read_stdin, takes_a_closed_stream_for_an_empty_list) {
-    const redirected closed(STDIN_FILENO, -1);
-    cvportdir::stdin_stream_ex stream;
-    EXPECT_EQ(all_of(stream), list{});
 }
 
 TEST(walk, lists_breadth_first_down_to_a_depth) {

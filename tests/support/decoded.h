@@ -45,10 +45,10 @@ inline void expect_shown(u16 operation, const std::string& ahead, const std::vec
 
 // Decodes the redo bytes cut at every size, and tells from which size on each key is there: "lsn 9, seq 17". `head`
 // counts as 0. The sanitizers see whatever is read behind the cut.
-inline std::string first_shown(u16 operation, const bytes& redo, std::size_t head = 0, record shape = {}) {
+inline std::string first_shown(u16 operation, const bytes& redo, std::size_t head = 0) {
     std::string shown = ",";
     for (std::size_t size = head; size <= redo.size(); ++size) {
-        std::string rest = text(decode(operation, part(redo, 0, size), false, shape));
+        std::string rest = text(decode(operation, part(redo, 0, size), false));
         for (std::size_t end; (end = rest.find("\":\"")) != std::string::npos; rest.erase(0, end + 3)) {
             const std::size_t begin = rest.rfind('"', end - 1) + 1;
             const std::string key = ", " + rest.substr(begin, end - begin) + " ";

@@ -63,7 +63,6 @@ struct record_page {
     u16 usa_offset = 40;
     u16 usa_count = 9;
     std::optional<u16> next_record_offset = {};  // without it, where the data ends
-    u16 sequence_value = 0x0001;
     bytes names = {};
     bytes continuation = {};
     std::vector<record> records = {};
@@ -77,7 +76,7 @@ struct record_page {
         out.resize(4096);
         put(out, 4, usa_offset);
         put(out, 6, usa_count);
-        protect_sectors(out, 40, sequence_value);
+        protect_sectors(out, 40, 1);
         return out;
     }
 };

@@ -78,17 +78,15 @@ void write_log(std::ofstream& out, u64 mebibytes) {
 
 // Every sixteenth record is a directory; each directory holds some six others.
 u64 parent_of(u32 number) {
-    if (number % 16 != 0) return number / 16 * 16 < 32 ? 5 : number / 16 * 16;
-    const u32 above = number / 16 / 6 * 16;
+    const u32 above = number % 16 != 0 ? number / 16 * 16 : number / 16 / 6 * 16;
     return above < 32 ? 5 : above;
 }
 
 void write_mft(std::ofstream& out, u64 mebibytes) {
     const bytes system = volume({.begin = ticks(2026, 1, 7, 9, 0, 0)}).mft_image();
     write(out, part(system, 0, 32 * 1024));
-    const auto count = static_cast<u32>(mebibytes << 10);
     const u64 begin = ticks(2026, 1, 7, 9, 0, 0);
-    for (u32 number = 32; number < count; ++number) {
+    for (u32 number = 32; number < mebibytes << 10; ++number) {
         const bool directory = number % 16 == 0;
         const u64 time = begin + number * u64{23456789};
         const u64 parent = parent_of(number);
@@ -111,14 +109,12 @@ void write_mft(std::ofstream& out, u64 mebibytes) {
 }
 
 void write_journal(std::ofstream& out, u64 mebibytes, u64 hole) {
-    const u64 end = mebibytes << 20;
     const u64 time = ticks(2026, 2, 1, 6, 0, 0);
     out.seekp(static_cast<std::streamoff>(hole));
     bytes page;
-    for (u64 offset = 0, number = 0; offset < end; offset += 4096) {
+    for (u64 offset = 0, number = 0; offset < mebibytes << 20; offset += 4096) {
         for (page.clear();; ++number) {
             const u64 file = 100 + number * 7 % 200000;
-            const std::u16string name = name_of(file);
             const bytes image = usn_image{.file = file | u64{3} << 48,
                                           .parent = file / 16 * 16 | u64{1} << 48,
                                           .usn = hole + offset + page.size(),
@@ -126,7 +122,7 @@ void write_journal(std::ofstream& out, u64 mebibytes, u64 hole) {
                                           .reason = number % 3 == 0 ? 0x100u : 0x80000102u,
                                           .source = 0,
                                           .security_id = 0,
-                                          .name = name}
+                                          .name = name_of(file)}
                                     .image();
             if (page.size() + image.size() > 4096) break;
             append(page, image);

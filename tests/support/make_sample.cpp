@@ -117,7 +117,6 @@ int main(int argc, char** argv) {
     bytes journal = v.journal();
     journal.resize((journal.size() + 4095) / 4096 * 4096);
     const std::string folder = argv[1];
-    const bool written = write_file(folder + "/LogFile", v.log_image()) && write_file(folder + "/MFT", v.mft_image()) &&
-                         write_file(folder + "/UsnJrnl_J", journal);
-    return written ? 0 : 1;
+    const bool whole = write_file(folder + "/LogFile", v.log_image()) && write_file(folder + "/MFT", v.mft_image());
+    return whole && write_file(folder + "/UsnJrnl_J", journal) ? 0 : 1;
 }

@@ -340,7 +340,7 @@ void volume::secure(u32 file) {
 
 void volume::move_index_out(u32 directory) {
     volume_file& f = at(directory);
-    const bytes entries = pack(entries_of(f), index_end_entry());
+    const bytes entries = pack(entries_of(f), index_end_entry);
     begin();
     log_file(f, {37, 37}, 0, 0, bytes(24), {});
     log_bits(21, true, f.index_lcn(), 1);

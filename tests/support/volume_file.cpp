@@ -51,7 +51,7 @@ bytes index_root_attribute(const volume_file& f, const bytes& entries) {
     const auto size = static_cast<u32>(32 + entries.size());
     return resident_attribute(attribute_type::index_root, 4,
                               pack(attribute_type::file_name, u32{1}, u32{4096}, u32{1}, u32{16}, size, size,
-                                   u32{f.large_index}, entries, index_end_entry()),
+                                   u32{f.large_index}, entries, index_end_entry),
                               u"$I30");
 }
 
@@ -69,10 +69,6 @@ bytes resident_attribute(u32 type, u16 id, const bytes& value, std::u16string_vi
     return pack(type, static_cast<u32>(length), u8{0}, static_cast<u8>(name.size()), u16{24}, u16{0}, id,
                 static_cast<u32>(value.size()), static_cast<u16>(value_begin), at{24}, name, at{value_begin}, value,
                 at{length});
-}
-
-bytes index_end_entry() {
-    return pack(at{8}, u16{16}, at{12}, u32{2});
 }
 
 u16 attribute_place(const bytes& record, u32 type) {

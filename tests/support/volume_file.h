@@ -81,7 +81,7 @@ struct volume_file {
 // An attribute, whole, padded to 8 bytes.
 bytes resident_attribute(u32 type, u16 id, const bytes& value, std::u16string_view name = {});
 // Ends a list of index entries.
-bytes index_end_entry();
+inline const bytes index_end_entry = pack(u64{0}, u32{16}, u32{2});
 // Where the first attribute of a type begins in a file record; its end if there is none.
 u16 attribute_place(const bytes& record, u32 type);
 
