@@ -17,8 +17,13 @@ using disk::bytes;
 using disk::memory_file;
 namespace hostile = disk::hostile;
 
-constexpr rlim_t most_seconds = 40;  // under sanitizers; what is not bounded takes hours or does not end
-constexpr long most_memory = 512;    // MiB; likewise
+// What is not bounded takes hours, or does not end. Sanitizers keep what was freed for a while.
+constexpr rlim_t most_seconds = 40;
+#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+constexpr long most_memory = 2048;  // MiB
+#else
+constexpr long most_memory = 512;  // MiB
+#endif
 
 constexpr std::uint64_t late_lsn = 0x0800'0000;  // later than any file record
 
