@@ -47,4 +47,14 @@ bool take_value(std::string_view name, std::string& value, argument_list& args) 
     return true;
 }
 
+std::string joined(const argument_list& args, char quote) {
+    std::string text;
+    for (const std::string& argument : args) {
+        const std::size_t quotes = argument.find(' ') == argument.npos ? 0 : 1;
+        if (&argument != &args.front()) text += ' ';
+        text.append(quotes, quote).append(argument).append(quotes, quote);
+    }
+    return text;
+}
+
 }  // namespace kest

@@ -24,4 +24,7 @@ bool take_flag(std::string_view name, argument_list& args);
 // out, if there is no such entry or it is the last one.
 bool take_value(std::string_view name, std::string& value, argument_list& args);
 
+// All entries with a blank between them. One that holds a blank itself stands in quotes.
+std::string joined(const argument_list& args, char quote);
+
 }  // namespace kest

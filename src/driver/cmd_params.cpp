@@ -27,19 +27,6 @@ struct option_parse {
     bool refused = false;  // the run cannot go on
 };
 
-// All arguments, those with a blank in double quotes.
-std::string join_quoted(const argument_list& args) {
-    std::string joined;
-    for (const std::string& argument : args) {
-        if (!joined.empty()) joined += ' ';
-        const bool quoted = argument.find(' ') != argument.npos;
-        if (quoted) joined += '"';
-        joined += argument;
-        if (quoted) joined += '"';
-    }
-    return joined;
-}
-
 void refuse(option_parse& parse, std::string_view words) {
     uni::console_write(words);
     parse.refused = true;
@@ -276,7 +263,7 @@ bool writes_one_line_a_row(output_shape shape) {
 }  // namespace
 
 bool parse_common_options(cmd_params& options, argument_list& args) {
-    option_parse parse{.options = options, .args = args, .cmdline = join_quoted(args)};
+    option_parse parse{.options = options, .args = args, .cmdline = joined(args, '"')};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);
         if (parse.refused) return false;

@@ -67,7 +67,7 @@ std::uint64_t ticks_of(const timespec& time) {
 bool in_time_window(const cmd_params& options, const std::string& path) {
     if (!options.start_bound.set && !options.stop_bound.set) return true;
     struct stat about {};
-    if (::stat(path.c_str(), &about) != 0) return false;
+    if (::stat(std::string(uni::trimmed_path(path)).c_str(), &about) != 0) return false;
     const auto [earliest, latest] =
         std::minmax({ticks_of(about.st_mtim), ticks_of(about.st_atim), ticks_of(about.st_ctim)});
     if (options.start_bound.set && latest < options.start_bound.ticks) return false;

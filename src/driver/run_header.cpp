@@ -32,12 +32,7 @@ void append_host(std::string& out) {
 void append_command_line(std::string& out, const argument_list& args) {
     out += "\"cmdline: ";
     if (peek_flag("-pipe", args, 1)) out += "<filelist> ... | ";
-    std::string_view joint;
-    for (const std::string& argument : args) {
-        const std::string_view quote = argument.find(' ') == argument.npos ? "" : "'";
-        out.append(joint).append(quote).append(argument).append(quote);
-        joint = " ";
-    }
+    out += joined(args, '\'');
     out += '"';
 }
 

@@ -66,6 +66,7 @@ TEST(path_wanted, times_reach_into_the_window) {
     };
     for (const auto& [args, wanted] : rows) {
         EXPECT_EQ(path_wanted(with(args), log), wanted) << ::testing::PrintToString(args);
+        EXPECT_EQ(path_wanted(with(args), log + "\\/"), wanted) << "as opening sees it";
         EXPECT_FALSE(path_wanted(with(args), folder.at("missing")));
     }
 }
