@@ -19,7 +19,7 @@ constexpr std::uint32_t count_level = 2;  // of the diagnostics that tell counts
 constexpr double progress_step = 5;       // percent
 
 // The workers share the options without a lock: each writes its own store and reads only what was set before it was
-// started. What was stored stands when memory runs out.
+// started. When memory runs out, what was stored of the MFT and the journal stands, and a log counts as damaged.
 
 void mft_worker(void* argument) {
     auto& options = *static_cast<logfile_options*>(argument);
@@ -44,6 +44,7 @@ void log_worker(void* argument) {
         // A log that cannot be opened leaves an empty store, and that is told of.
         static_cast<void>(scan_logfile(options.log, options.log_path));
     } catch (const std::bad_alloc&) {
+        options.log.entries.clear();  // its chains are not linked
     }
 }
 

@@ -198,12 +198,13 @@ bool scan_logfile(log_store& store, const std::string& path) {
     if (!file.open(path, uni::open_mode::read)) return false;
     store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::byte_block block;
-    for (std::uint64_t offset = 0; offset < file.size();) {
+    bool readable = true;  // a failed read ends the log there
+    for (std::uint64_t offset = 0; readable && offset < file.size();) {
         if (block.empty()) block = uni::byte_block(block_size);
-        const std::int64_t arrived = file.read_at(block.bytes(), offset);
-        if (arrived <= 0) break;
+        const auto arrived = static_cast<std::uint64_t>(std::max<std::int64_t>(file.read_at(block.bytes(), offset), 0));
+        readable = arrived == std::min<std::uint64_t>(block_size, file.size() - offset);
         const std::size_t known = store.entries.size();
-        scan_block(store, block, static_cast<std::size_t>(arrived), offset);
+        scan_block(store, block, arrived, offset);
         offset += block_size;
         if (store.entries.size() != known) {
             store.blocks.push_back(std::exchange(block, {}));
