@@ -94,7 +94,7 @@ void add_signature_filter(std::vector<path_filter>& filters, std::string_view te
 bool path_wanted(const cmd_params& options, const std::string& path) {
     if (path.empty() || !in_time_window(options, path)) return false;
     if (options.filters.empty()) return true;
-    const std::string lower_path = lower_case(path);
+    const std::string lower_path = lower_case(uni::trimmed_path(path));
     return std::ranges::any_of(options.filters,
                                [&](const path_filter& filter) { return matches(path, lower_path, filter); });
 }

@@ -19,7 +19,7 @@ constexpr std::uint32_t count_level = 2;  // of the diagnostics that tell counts
 constexpr double progress_step = 5;       // percent
 
 // The workers share the options without a lock: each writes its own store and reads only what was set before it was
-// started. When memory runs out, what was stored of the MFT and the journal stands, and a log counts as damaged.
+// started. What was stored of an MFT stands when memory runs out.
 
 void mft_worker(void* argument) {
     auto& options = *static_cast<logfile_options*>(argument);
@@ -40,12 +40,8 @@ void mft_worker(void* argument) {
 
 void log_worker(void* argument) {
     auto& options = *static_cast<logfile_options*>(argument);
-    try {
-        // A log that cannot be opened leaves an empty store, and that is told of.
-        static_cast<void>(scan_logfile(options.log, options.log_path));
-    } catch (const std::bad_alloc&) {
-        options.log.entries.clear();  // its chains are not linked
-    }
+    // A log that cannot be read leaves an empty store, and that is told of.
+    static_cast<void>(scan_logfile(options.log, options.log_path));
 }
 
 void jrnl_worker(void* argument) {

@@ -178,6 +178,25 @@ void scan_block(log_store& store, const uni::byte_block& block, std::size_t fill
     release_idle(at);
 }
 
+void scan_blocks(log_store& store, const uni::file& file) {
+    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
+    uni::byte_block block;
+    bool readable = true;  // a failed read ends the log there
+    for (std::uint64_t offset = 0; readable && offset < file.size();) {
+        if (block.empty()) block = uni::byte_block(block_size);
+        const auto arrived = static_cast<std::uint64_t>(std::max<std::int64_t>(file.read_at(block.bytes(), offset), 0));
+        readable = arrived == std::min<std::uint64_t>(block_size, file.size() - offset);
+        const std::size_t known = store.entries.size();
+        scan_block(store, block, arrived, offset);
+        offset += block_size;
+        if (store.entries.size() != known) {
+            store.blocks.push_back(std::exchange(block, {}));
+        } else {  // perhaps within a hole, which holds no pages
+            offset = std::max(offset, file.next_data(offset) / block_size * block_size);
+        }
+    }
+}
+
 }  // namespace
 
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
@@ -196,23 +215,13 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
 bool scan_logfile(log_store& store, const std::string& path) {
     uni::file file;
     if (!file.open(path, uni::open_mode::read)) return false;
-    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
-    uni::byte_block block;
-    bool readable = true;  // a failed read ends the log there
-    for (std::uint64_t offset = 0; readable && offset < file.size();) {
-        if (block.empty()) block = uni::byte_block(block_size);
-        const auto arrived = static_cast<std::uint64_t>(std::max<std::int64_t>(file.read_at(block.bytes(), offset), 0));
-        readable = arrived == std::min<std::uint64_t>(block_size, file.size() - offset);
-        const std::size_t known = store.entries.size();
-        scan_block(store, block, arrived, offset);
-        offset += block_size;
-        if (store.entries.size() != known) {
-            store.blocks.push_back(std::exchange(block, {}));
-        } else {  // perhaps within a hole, which holds no pages
-            offset = std::max(offset, file.next_data(offset) / block_size * block_size);
-        }
+    try {
+        scan_blocks(store, file);
+        link_chains(store);
+    } catch (const std::bad_alloc&) {
+        log_store_reset(store);  // half a log would look like a whole one
+        return false;
     }
-    link_chains(store);
     return true;
 }
 

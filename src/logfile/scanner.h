@@ -8,8 +8,8 @@
 
 namespace kest {
 
-// Reads every page of a log into `store`, in file order, and links the chains. False only if the file cannot be
-// opened: bad pages and records are passed over.
+// Reads every page of a log into `store`, in file order, and links the chains. Bad pages and records are passed over.
+// False, with nothing in the store, only if the file cannot be opened or there is no memory for all of it.
 [[nodiscard]] bool scan_logfile(log_store& store, const std::string& path);
 
 // The same over a log in memory, which is copied. False for fewer than 4096 bytes.
