@@ -44,13 +44,17 @@ bool holds_line_end(std::string_view text) {
     return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
 }
 
-// Replaces the line ends of a value by words, and before that the bytes that look like a separator.
-void mark_line_ends(result_cell& cell, const row_style& style) {
-    std::string text(cell.value());
-    if (style.sep_char != '\0') std::replace(text.begin(), text.end(), style.sep_char, style.sep_subst);
-    cell.type = result_cell::kind::own_text;
-    cell.text.clear();
-    append_marked_line_ends(cell.text, text);
+// Replaces the line ends of the row's values by words.
+void mark_line_ends(result_row& row, const row_style& style) {
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        result_cell& cell = row.cells()[at];
+        if (style.columns[at].words_alone || cell.type == result_cell::kind::number) continue;
+        if (!holds_line_end(cell.value())) continue;
+        const std::string text(cell.value());
+        cell.type = result_cell::kind::own_text;
+        cell.text.clear();
+        append_marked_line_ends(cell.text, text);
+    }
 }
 
 // Most separators have one byte, and many fields none.
@@ -93,7 +97,8 @@ std::size_t most_bytes(const result_row& row, const row_style& style) {
 }
 
 // The line up to its end; says where that is.
-char* put_cells(char* at, const result_row& row, const row_style& style, bool base16, bool marked) {
+char* put_cells(char* at, const result_row& row, const row_style& style, bool base16) {
+    const bool replaces = style.sep_char != '\0';
     std::string_view separator;
     for (std::size_t column = 0; column < row.cells().size(); ++column) {
         const result_cell& cell = row.cells()[column];
@@ -108,7 +113,7 @@ char* put_cells(char* at, const result_row& row, const row_style& style, bool ba
         const std::string_view text = cell.value();
         char* const begin = at;
         at = put(at, text);
-        if (style.sep_char != '\0' && !marked) replace_bytes(begin, at, style.sep_char, style.sep_subst);
+        if (replaces && !style.columns[column].words_alone) replace_bytes(begin, at, style.sep_char, style.sep_subst);
         if (!style.no_whitespace) at = put_padding(at, text.size(), width);
     }
     return at;
@@ -172,15 +177,9 @@ void write_header_line(uni::fileio_output& report_sink, row_style& style) {
 void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16) {
     if (!row.valid()) return;
     if (style.header_line) write_header_line(report_sink, style);
-    char* begin = report_sink.room(most_bytes(row, style));
-    char* end = put_cells(begin, row, style, base16, false);
-    if (style.marks_line_ends && holds_line_end({begin, end})) {
-        for (result_cell& cell : row.cells()) {
-            if (cell.type != result_cell::kind::number) mark_line_ends(cell, style);
-        }
-        begin = report_sink.room(most_bytes(row, style));
-        end = put_cells(begin, row, style, base16, true);
-    }
+    if (style.marks_line_ends) mark_line_ends(row, style);
+    char* const begin = report_sink.room(most_bytes(row, style));
+    char* end = put_cells(begin, row, style, base16);
     *end++ = '\n';
     report_sink.advance(static_cast<std::size_t>(end - begin));
 }

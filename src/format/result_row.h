@@ -13,7 +13,8 @@ namespace kest {
 // What a report line looks like.
 struct row_column {
     std::string title;
-    std::size_t width = 0;  // bytes
+    std::size_t width = 0;     // bytes
+    bool words_alone = false;  // its values are words and numbers of ours, in which no separator stands
 };
 
 struct row_style {

@@ -26,8 +26,10 @@ void report_header(logfile_options& options, uni::fileio_output& report_sink) {
     if (!options.header_line) return;
     if (options.shape == output_shape::csvl2t || options.shape == output_shape::bodyfile) return;
     for (const column_row& row : report_columns) {
-        options.columns.push_back({std::string(row.title), options.no_whitespace ? 0 : row.width});
+        options.columns.push_back({std::string(row.title), options.no_whitespace ? 0 : row.width, true});
     }
+    for (const auto column : {column_ids::path, column_ids::details})
+        options.columns[column].words_alone = false;
     options.columns[column_ids::path].title = options.guesses_allowed ? guessed_path_title : certain_path_title;
     write_header_line(report_sink, options);
 }
