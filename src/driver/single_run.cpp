@@ -1,5 +1,7 @@
 #include "driver/single_run.h"
 
+#include <utility>
+
 #include "driver/run_steps.h"
 #include "logfile/scanner.h"
 #include "portable/console.h"
@@ -11,10 +13,12 @@ namespace {
 // The journal records found in the log are all that is known of the volume's files.
 void store_log_inodes(logfile_options& options) {
     if (options.log.log_inode_records.empty()) return;
-    for (const inode_record& record : options.log.log_inode_records) {
+    options.records.reserve(options.log.log_inode_records.size());
+    for (inode_record& record : options.log.log_inode_records) {
         bool known = false;
-        add_inode_record(options, record, known);
+        add_inode_record(options, std::move(record), known);
     }
+    options.log.log_inode_records = {};
     build_paths(options);
 }
 

@@ -11,6 +11,8 @@ struct chain_links {
 
 chain_links collect_links(const std::vector<log_entry>& entries) {
     chain_links links;
+    links.by_previous.reserve(entries.size());
+    links.heads.reserve(entries.size());
     for (std::uint32_t position = 0; position < entries.size(); ++position) {
         const log_entry& entry = entries[position];
         if (entry.client_previous_lsn != 0) {
@@ -35,6 +37,7 @@ bool link_chains(log_store& store) {
     if (links.heads.empty() || links.by_previous.empty()) return false;
 
     // A record joins the chain of the first head that reaches it: no walk is endless, whatever the links say.
+    store.chain_members.reserve(links.by_previous.size());
     std::vector<bool> in_chain(store.entries.size());
     std::size_t near = 0;
     for (chain_head& head : store.chain_heads) {

@@ -1,13 +1,15 @@
 #include "mft/inode_collection.h"
 
+#include <utility>
+
 namespace kest {
 
 namespace {
 
-// Appends a copy of the record and enters it in the indexes by number.
-std::uint32_t append_record(_inode_collection& collection, const inode_record& record) {
+// Appends the record and enters it in the indexes by number.
+std::uint32_t append_record(_inode_collection& collection, inode_record added) {
     const auto position = static_cast<std::uint32_t>(collection.records.size());
-    collection.records.push_back(record);
+    const inode_record& record = collection.records.emplace_back(std::move(added));
     if (record.is_directory) index_directory(collection, record.inode, position);
     collection.inodes_all.add(record.inode, position);
     return position;
@@ -34,14 +36,14 @@ void index_directory(_inode_collection& collection, std::uint64_t number, std::u
     if (collection.records[position].in_use) *collection.inodes_by_number.find(number) = position;
 }
 
-std::uint64_t add_inode_record(_inode_collection& collection, const inode_record& record, bool& known) {
+std::uint64_t add_inode_record(_inode_collection& collection, inode_record record, bool& known) {
     const std::uint64_t key = record.ref().by_number();
     if (const std::uint32_t* found = collection.inodes_by_ref.find(key)) {
         known = true;
         return *found;
     }
     known = false;
-    const std::uint32_t position = append_record(collection, record);
+    const std::uint32_t position = append_record(collection, std::move(record));
     collection.inodes_by_ref.add(key, position);
     return position;
 }

@@ -40,7 +40,7 @@ private:
 
 // Enters the record in the store unless its file reference is there already. `known` tells which. The result is
 // the record's position.
-std::uint64_t add_inode_record(_inode_collection& collection, const inode_record& record, bool& known);
+std::uint64_t add_inode_record(_inode_collection& collection, inode_record record, bool& known);
 
 // Brings what `record` knows into the store: a new file, a second name, a further parent. Unless `force`, only a
 // record whose flags say in use is taken. The result is the record's position, with `name_conflict` set where it
