@@ -195,7 +195,7 @@ inode_record association::candidate_record() const {
     record.name = m_candidate.name;
     record.is_directory = m_candidate.is_directory;
     record.flags = m_candidate.flags;
-    if (!m_candidate.source && m_candidate.parent) record.parents.insert(*m_candidate.parent);
+    if (m_candidate.parent && *m_candidate.parent != record.first_parent()) record.parents = {*m_candidate.parent};
     return record;
 }
 

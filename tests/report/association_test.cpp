@@ -91,6 +91,22 @@ TEST_F(association_test, learns_a_proved_name_once) {
     EXPECT_EQ(m_options.records.size(), known + 1);
 }
 
+TEST_F(association_test, offers_the_parent_that_the_log_names) {
+    add({.inode = 41, .sequence = 1, .is_directory = true, .in_use = true, .is_base = true, .name = "new"}, root);
+    add({.inode = 42,
+         .sequence = 1,
+         .is_directory = true,
+         .in_use = true,
+         .is_base = true,
+         .flags = 3,
+         .parents = {inode_ref{5, 0}},
+         .name = "d"},
+        {40, 0});
+    associate({42, 1}, {41, 1}, "d");  // from here on another record answers by reference than by number
+    associate({42, 9}, {40, 0}, "");
+    EXPECT_EQ(associate({42, 1}, {}, "").path, "[root]\\docs\\d");
+}
+
 TEST_F(association_test, shows_the_base_of_an_extension_record) {
     add({.inode = 60, .sequence = 1, .base_records = {50}}, folder);
     EXPECT_TRUE(
