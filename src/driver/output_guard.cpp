@@ -1,6 +1,7 @@
 #include "driver/output_guard.h"
 
 #include <algorithm>
+#include <array>
 
 #include "driver/ascii_text.h"
 
@@ -9,6 +10,10 @@ namespace kest {
 namespace {
 
 constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
+
+// Of a log's pages and of file records, sound and broken. No report begins so.
+constexpr std::array<char, 4> evidence_signatures[] = {
+    {'R', 'S', 'T', 'R'}, {'R', 'C', 'R', 'D'}, {'F', 'I', 'L', 'E'}, {'B', 'A', 'A', 'D'}, {'C', 'H', 'K', 'D'}};
 
 bool names_input(std::string_view option) {
     return std::ranges::any_of(input_options, [option](std::string_view name) { return equal_folded(option, name); });
@@ -31,9 +36,18 @@ bool may_be_input(const uni::file_identity& file, const argument_list& left) {
 
 }  // namespace
 
+bool begins_like_evidence(std::string_view path) {
+    uni::file file;
+    std::array<std::uint8_t, 4> bytes{};
+    if (!file.open(path, uni::open_mode::read) || file.read_at(bytes, 0) <= 0) return false;
+    return std::ranges::any_of(evidence_signatures,
+                               [&bytes](const auto& signature) { return std::ranges::equal(bytes, signature); });
+}
+
 bool open_output(uni::file& file, std::string_view path, uni::open_mode mode, const argument_list& left) {
     uni::file_identity identity;
     if (identify_trimmed(path, identity) && may_be_input(identity, left)) return false;
+    if (begins_like_evidence(path)) return false;
     return file.open(path, mode);
 }
 

@@ -8,6 +8,7 @@
 
 #include "driver/multi_run.h"
 #include "driver/option_parser.h"
+#include "driver/output_guard.h"
 #include "driver/run_header.h"
 #include "driver/run_timer.h"
 #include "driver/single_run.h"
@@ -22,6 +23,8 @@ namespace {
 constexpr int succeeded = 0;
 constexpr int failed = -1;
 
+constexpr std::string_view standard_output = "standard output";
+
 constexpr std::string_view help_options[] = {"-h", "-help", "/?", "--help"};
 
 bool asks_for_help(const argument_list& args) {
@@ -30,15 +33,19 @@ bool asks_for_help(const argument_list& args) {
 }
 
 void tell_what_is_needed(const logfile_options& options, const std::string& header) {
-    uni::file standard_output;
-    standard_output.attach(STDOUT_FILENO);
+    uni::file out;
+    out.attach(STDOUT_FILENO);
     // The run has failed already.
-    static_cast<void>(standard_output.append(header + '\n'));
+    static_cast<void>(out.append(header + '\n'));
     if (options.have_log || options.pipe_mode || options.enumdir_mode) {
         write_usage();
     } else {
         uni::console_write("Need to specify a $LogFile in your arguments [-log <file>]\n\n");
     }
+}
+
+void say_writing_failed(std::string_view target) {
+    uni::console_write(std::string("prob writing results file: ").append(target) + '\n');
 }
 
 bool parse_and_report(logfile_options& options, uni::fileio_output& report_sink) {
@@ -66,8 +73,7 @@ bool run_with_output(logfile_options& options, const std::string& header) {
     const bool flushed = report_sink.flush();
     const bool closed = results.close();
     if (flushed && closed) return reported;
-    uni::console_write(
-        "prob writing results file: " + (options.out_path.empty() ? "standard output" : options.out_path) + '\n');
+    say_writing_failed(options.out_path.empty() ? standard_output : options.out_path);
     return false;
 }
 
@@ -81,6 +87,10 @@ int run(argument_list args) {
     if (asks_for_help(args)) {
         write_usage();
         return succeeded;
+    }
+    if (begins_like_evidence("/dev/stdout")) {  // a shell's ">>"
+        say_writing_failed(standard_output);
+        return failed;
     }
     const std::string header = run_header(args);
     std::optional<run_timer> timer;  // ends behind the options

@@ -14,7 +14,7 @@ namespace kest {
 struct row_column {
     std::string title;
     std::size_t width = 0;     // bytes
-    bool words_alone = false;  // its values are words and numbers of ours, in which no separator stands
+    bool words_alone = false;  // our own words and numbers, which hold neither separator nor line end
 };
 
 struct row_style {

@@ -239,6 +239,7 @@ TEST(output_faults, evidence_is_not_written) {
                                   "-mftfile",  folder.put("mft", sample_mft),
                                   "-jrnlfile", folder.put("jrnl", sample_journal)};
     folder.put("x/file");
+    const std::string list = folder.put("list", inputs[1] + '\n');
     std::filesystem::create_directory_symlink(folder.at(""), tree.at("there"));
     ::setenv("KEST_EVIDENCE", folder.at("").c_str(), 1);
     const int watch = ::inotify_init1(IN_NONBLOCK);
@@ -262,8 +263,15 @@ TEST(output_faults, evidence_is_not_written) {
         }
     }
     char event[4096];
+    for (const char* file : {"log", "mft"})  // the arguments do not name them
+        EXPECT_EQ(run_captured({"-pipe", "-out", folder.at(file), "-diags", folder.at(file)}, list).status, -1);
     EXPECT_EQ(::read(watch, event, sizeof event), -1);  // none
     ::close(watch);
+    for (const char* option : {"-quiet", "-sqlite"})  // which is refused, behind a header on the standard output
+        EXPECT_EQ(run_prepared({"-log", inputs[1], option, "x"},
+                               [&] { put_on(STDOUT_FILENO, inputs[1], O_WRONLY | O_APPEND); })
+                      .status,
+                  255);
     EXPECT_EQ(contents_of(inputs[1]), sample_log);
     EXPECT_EQ(contents_of(inputs[3]), sample_mft);
     EXPECT_EQ(contents_of(inputs[5]), sample_journal);
