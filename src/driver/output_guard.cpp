@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <span>
 
 #include "driver/ascii_text.h"
+#include "portable/byte_view.h"
 
 namespace kest {
 
@@ -11,9 +14,10 @@ namespace {
 
 constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
 
-// Of a log's pages and of file records, sound and broken. No report begins so.
-constexpr std::array<char, 4> evidence_signatures[] = {
-    {'R', 'S', 'T', 'R'}, {'R', 'C', 'R', 'D'}, {'F', 'I', 'L', 'E'}, {'B', 'A', 'A', 'D'}, {'C', 'H', 'K', 'D'}};
+// Of a log's pages and of file records, sound and broken: "RSTR", "RCRD", "FILE", "BAAD", "CHKD". The offset of the
+// update sequence that stands behind has a zero byte, so that no text begins like them.
+constexpr std::uint32_t evidence_signatures[] = {0x52545352, 0x44524352, 0x454C4946, 0x44414142, 0x444B4843};
+constexpr std::uint16_t most_usa_offset = 255;
 
 bool names_input(std::string_view option) {
     return std::ranges::any_of(input_options, [option](std::string_view name) { return equal_folded(option, name); });
@@ -38,10 +42,10 @@ bool may_be_input(const uni::file_identity& file, const argument_list& left) {
 
 bool begins_like_evidence(std::string_view path) {
     uni::file file;
-    std::array<std::uint8_t, 4> bytes{};
-    if (!file.open(path, uni::open_mode::read) || file.read_at(bytes, 0) <= 0) return false;
-    return std::ranges::any_of(evidence_signatures,
-                               [&bytes](const auto& signature) { return std::ranges::equal(bytes, signature); });
+    std::array<std::uint8_t, 6> bytes{};
+    if (!file.open(path, uni::open_mode::read) || file.read_at(bytes, 0) != std::ssize(bytes)) return false;
+    const uni::byte_view head{std::span(bytes)};
+    return head.u16(4) <= most_usa_offset && std::ranges::count(evidence_signatures, head.u32(0)) != 0;
 }
 
 bool open_output(uni::file& file, std::string_view path, uni::open_mode mode, const argument_list& left) {

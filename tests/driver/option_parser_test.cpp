@@ -174,7 +174,7 @@ TEST(parse_options, evidence_is_known_behind_other_options) {
 
 TEST(parse_options, kept_the_results_file_is_deleted_by_its_proof) {
     const disk::scratch_folder folder;
-    const std::string old = folder.put("old", "an older report");
+    const std::string old = folder.put("old", "FILE, an older report");
     ::setenv("KEST_OUT", folder.at("").c_str(), 1);
     const parsed p({"-log", "x", "-out", "%KEST_OUT%\\old", "-append"});
     EXPECT_TRUE(p.accepted);
