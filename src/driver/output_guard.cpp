@@ -4,9 +4,11 @@
 #include <array>
 #include <iterator>
 #include <span>
+#include <sys/stat.h>
 
 #include "driver/ascii_text.h"
-#include "portable/byte_view.h"
+#include "logfile/page.h"
+#include "mft/record_layout.h"
 
 namespace kest {
 
@@ -14,9 +16,12 @@ namespace {
 
 constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
 
-// Of a log's pages and of file records, sound and broken: "RSTR", "RCRD", "FILE", "BAAD", "CHKD". The offset of the
-// update sequence that stands behind has a zero byte, so that no text begins like them.
-constexpr std::uint32_t evidence_signatures[] = {0x52545352, 0x44524352, 0x454C4946, 0x44414142, 0x444B4843};
+// What pages of a log and file records begin with, sound or marked as broken. The offset of the update sequence that
+// stands behind has a zero byte, so that no text begins like them.
+constexpr std::uint32_t evidence_signatures[] = {page_layout::restart_signature, page_layout::record_signature,
+                                                 mft_layout::file_signature,
+                                                 0x44414142,   // "BAAD"
+                                                 0x444B4843};  // "CHKD"
 constexpr std::uint16_t most_usa_offset = 255;
 
 bool names_input(std::string_view option) {
@@ -41,6 +46,8 @@ bool may_be_input(const uni::file_identity& file, const argument_list& left) {
 }  // namespace
 
 bool begins_like_evidence(std::string_view path) {
+    struct stat about {};  // no device is opened for this
+    if (::stat(std::string(uni::trimmed_path(path)).c_str(), &about) != 0 || !S_ISREG(about.st_mode)) return false;
     uni::file file;
     std::array<std::uint8_t, 6> bytes{};
     if (!file.open(path, uni::open_mode::read) || file.read_at(bytes, 0) != std::ssize(bytes)) return false;

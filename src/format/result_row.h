@@ -14,7 +14,7 @@ namespace kest {
 struct row_column {
     std::string title;
     std::size_t width = 0;     // bytes
-    bool words_alone = false;  // our own words and numbers, which hold neither separator nor line end
+    bool words_alone = false;  // words of ours and numbers, which hold neither separator nor line end
 };
 
 struct row_style {

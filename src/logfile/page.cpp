@@ -8,9 +8,6 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint32_t restart_signature = 0x52545352;  // "RSTR"
-constexpr std::uint32_t record_signature = 0x44524352;   // "RCRD"
-
 constexpr std::uint32_t sector_size = 512;  // bytes that one update sequence word guards
 constexpr std::uint32_t sectors_fixed = 8;  // whatever the page says of its array's size
 
@@ -41,7 +38,7 @@ bool links_plausibly(std::uint64_t lsn, std::uint64_t previous, std::uint64_t ls
 }  // namespace
 
 bool has_restart_signature(uni::byte_view page) {
-    return page.get(page_layout::signature) == restart_signature;
+    return page.get(page_layout::signature) == page_layout::restart_signature;
 }
 
 bool is_restart_page(uni::byte_view page) {
@@ -50,7 +47,7 @@ bool is_restart_page(uni::byte_view page) {
 }
 
 bool is_record_page(uni::byte_view header) {
-    return header.get(page_layout::signature) == record_signature &&
+    return header.get(page_layout::signature) == page_layout::record_signature &&
            within(header.get(page_layout::usa_offset), 40, 8) && within(header.get(page_layout::usa_count), 3, 9);
 }
 

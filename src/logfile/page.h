@@ -14,12 +14,15 @@ using restart_page_image = std::array<std::uint8_t, 272>;  // the first bytes of
 using record_page_header = std::array<std::uint8_t, 64>;   // the first bytes of a record page
 using tail_name_image = std::array<std::uint8_t, 36>;      // one entry of a name table
 
-// Layout of a record page ("RCRD"). Offsets in bytes from the page's start.
+// Layout of a record page, whose signature stands where that of a restart page does. Offsets in bytes from the page's
+// start.
 namespace page_layout {
 inline constexpr uni::field<std::uint32_t> signature{0};
-inline constexpr uni::field<std::uint16_t> usa_offset{4};  // 40 to 48
-inline constexpr uni::field<std::uint16_t> usa_count{6};   // words, 3 to 12
-inline constexpr uni::field<std::uint64_t> last_lsn{8};    // of the last record that begins in the page
+inline constexpr std::uint32_t restart_signature = 0x52545352;  // "RSTR"
+inline constexpr std::uint32_t record_signature = 0x44524352;   // "RCRD"
+inline constexpr uni::field<std::uint16_t> usa_offset{4};       // 40 to 48
+inline constexpr uni::field<std::uint16_t> usa_count{6};        // words, 3 to 12
+inline constexpr uni::field<std::uint64_t> last_lsn{8};         // of the last record that begins in the page
 inline constexpr uni::field<std::uint16_t> next_record_offset{24};
 inline constexpr uni::field<std::uint64_t> last_end_lsn{32};  // equal to `last_lsn`: nothing goes on behind the page
 inline constexpr std::uint32_t records_begin = 64;

@@ -17,7 +17,6 @@ namespace {
 
 using namespace mft_layout;
 
-constexpr std::uint32_t file_signature = 0x454C4946;  // "FILE"
 constexpr std::uint16_t most_usa_words = 9;
 constexpr std::uint16_t first_attribute_bound = 73;
 constexpr std::uint32_t sector_size = 512;  // bytes

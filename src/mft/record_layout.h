@@ -9,9 +9,10 @@ namespace kest {
 // Layouts of the MFT. Offsets in bytes from the structure's first byte; integers are little-endian.
 namespace mft_layout {
 // File record header.
-inline constexpr uni::field<std::uint32_t> signature{0};   // "FILE"
-inline constexpr uni::field<std::uint16_t> usa_offset{4};  // update sequence array
-inline constexpr uni::field<std::uint16_t> usa_count{6};   // its words, the update sequence number first
+inline constexpr uni::field<std::uint32_t> signature{0};
+inline constexpr std::uint32_t file_signature = 0x454C4946;  // "FILE"
+inline constexpr uni::field<std::uint16_t> usa_offset{4};    // update sequence array
+inline constexpr uni::field<std::uint16_t> usa_count{6};     // its words, the update sequence number first
 inline constexpr uni::field<std::uint64_t> lsn{8};
 inline constexpr uni::field<std::uint16_t> sequence{16};
 inline constexpr uni::field<std::uint16_t> first_attribute{20};

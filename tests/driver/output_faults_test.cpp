@@ -4,6 +4,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <malloc.h>
 #include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
@@ -304,6 +305,31 @@ TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
     for (std::size_t at = text.find(log); at != text.npos; at = text.find(log, at + 1))
         ++rows;
     EXPECT_EQ(rows, 7u);
+}
+
+TEST(output_faults, a_log_that_finds_no_room_fails_alone) {
+#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+    GTEST_SKIP() << "sanitizers take more room than there is";
+#endif
+    const scratch_folder folder;
+    const std::string log = folder.put("log", sample_log), large = folder.put("large", sample_log);
+    std::filesystem::resize_file(large, 256 << 20);  // room is taken for its records ahead
+    const std::string list = folder.put("list", large + '\n' + log + '\n');
+    const ended result = run_prepared({"-pipe", "-stats"}, [&] {
+        put_on(STDIN_FILENO, list);
+        ::malloc_trim(0);  // what other tests have left over
+        std::ifstream status("/proc/self/statm");
+        rlim_t pages[6] = {};  // the last: of data
+        for (rlim_t& count : pages)
+            status >> count;
+        const rlim_t most = pages[5] * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (32 << 20);
+        const rlimit memory{most, most};
+        ::setrlimit(RLIMIT_DATA, &memory);
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.err.starts_with("trying to parse file: " + large + "\nprob parsing file: " + large +
+                                       "\ntrying to parse file: " + log + "\nsuccess: "))
+        << result.err;
 }
 
 // All that it reports comes from before the cut or from what the cut left.
