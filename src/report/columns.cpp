@@ -7,21 +7,22 @@ namespace {
 constexpr std::string_view certain_path_title = "path";
 constexpr std::string_view guessed_path_title = "path (*guess)";
 
+// What a column holds: words and numbers of ours, or names and data out of the evidence.
+constexpr bool words = true;
+constexpr bool evidence = false;
+
 struct column_row {
     std::string_view title;
     std::size_t width;  // bytes
-    bool words_alone = true;
+    bool words_alone;
 };
 
 // In the order of `column_ids`.
 constexpr column_row report_columns[] = {
-    {"time", 30},        {"ref", 30},
-    {"action", 31},      {"lsn", 12},
-    {"level", 8},        {"op_pattern", 30},
-    {"op_name", 28},     {"lcn", 10},
-    {"inode", 12},       {"seq", 12},
-    {"parent", 12},      {"parent_seq", 13},
-    {"path", 25, false}, {"details", 12, false},
+    {"time", 30, words},    {"ref", 30, words},        {"action", 31, words},  {"lsn", 12, words},
+    {"level", 8, words},    {"op_pattern", 30, words}, {"op_name", 28, words}, {"lcn", 10, words},
+    {"inode", 12, words},   {"seq", 12, words},        {"parent", 12, words},  {"parent_seq", 13, words},
+    {"path", 25, evidence}, {"details", 12, evidence},
 };
 static_assert(std::size(report_columns) == column_ids::details + 1);
 
