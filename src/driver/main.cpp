@@ -1,9 +1,12 @@
+#include <new>
+
 #include "driver/run.h"
 
 int main(int argc, char** argv) {
-    kest::argument_list args;
-    for (int at = 0; at < argc; ++at) {
-        args.emplace_back(argv[at] != nullptr ? argv[at] : "");
+    try {
+        return kest::run({argv, argv + argc});
+    } catch (const std::bad_alloc&) {
+        kest::say_out_of_memory();
+        return kest::run_failed;
     }
-    return kest::run(std::move(args));
 }

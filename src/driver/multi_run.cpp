@@ -1,64 +1,64 @@
 #include "driver/multi_run.h"
 
-#include "driver/path_filter.h"
-#include "driver/run_steps.h"
-#include "logfile/scanner.h"
+#include "options/path_filter.h"
 #include "portable/console.h"
+#include "portable/folder_walk.h"
 #include "portable/stdin_stream_ex.h"
 
 namespace kest {
 
 namespace {
 
-bool open_list(const logfile_options& options, cvportdir::stdin_stream_ex& list) {
-    if (!options.pipe_mode) {
-        return list.walk(options.enumdir_path, options.num_subdirs,
-                         [&options](const std::string& path) { return path_wanted(options, path); });
-    }
-    list.read_stdin();
-    return true;
+// Nothing of one volume may reach another's report. A file that the run is writing is no log.
+bool parse_alone(const run_context& run, evidence& stores, const std::string& path) {
+    log_store_reset(stores.log);
+    stores.sequence_by_inode.clear();
+    if (run.outputs.hold(path) || !parse_log(stores.log, path, run.options)) return false;
+    if (stores.log.incomplete) say_reading_failed(run, path);
+    return !stores.log.entries.empty();
 }
 
-// The next file to parse; false at the end.
-bool next_path(const logfile_options& options, cvportdir::stdin_stream_ex& list, std::string& path) {
-    while (list.read_line(path)) {
-        if (!options.pipe_mode || path_wanted(options, path)) return true;  // the walk lists none that is not wanted
-    }
-    return false;
-}
-
-// Nothing of one volume may reach another's report.
-bool parse_alone(logfile_options& options, const std::string& path) {
-    log_store_reset(options.log);
-    options.sequence_by_inode.clear();
-    options.log_path = path;
-    return scan_logfile(options.log, path) && !options.log.entries.empty();
-}
-
-bool parse_and_report(logfile_options& options, const std::string& path, uni::fileio_output& report_sink) {
-    diag_trace(options, path);
-    if (options.show_progress) say_parsing(path);
-    if (!parse_alone(options, path)) {
-        if (options.show_progress) say_parsing_failed(path);
+bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
+    const bool show_progress = run.options.show_progress;
+    run.outputs.diags.trace(path);
+    if (show_progress) say_parsing(path);
+    if (!parse_alone(run, stores, path)) {
+        if (show_progress) say_parsing_failed(path);
         return false;
     }
-    options.current_file = path;
-    write_report(options, report_sink);
-    log_store_reset(options.log);
-    if (options.show_progress) uni::console_write("success: " + path + '\n');
+    run.report.write(stores, path);
+    log_store_reset(stores.log);
+    if (show_progress) uni::console_write("success: " + path + '\n');
     return true;
+}
+
+// `next_path` gives the next file to parse; false at the end.
+template <class path_source>
+bool report_all(const run_context& run, path_source&& next_path) {
+    evidence stores;
+    bool reported = false;
+    for (std::string path; next_path(path);) {
+        if (parse_and_report(run, stores, path)) reported = true;
+    }
+    return reported;
 }
 
 }  // namespace
 
-bool multi_run(logfile_options& options, uni::fileio_output& report_sink) {
-    cvportdir::stdin_stream_ex list;
-    if (!open_list(options, list)) return false;
-    bool reported = false;
-    for (std::string path; next_path(options, list, path);) {
-        if (parse_and_report(options, path, report_sink)) reported = true;
+bool multi_run(const run_context& run) {
+    const auto wanted = [&run](const std::string& path) { return path_wanted(run.options, path); };
+    if (run.options.pipe_mode) {
+        cvportdir::stdin_stream_ex lines;
+        return report_all(run, [&](std::string& path) {
+            while (lines.read_line(path)) {
+                if (wanted(path)) return true;
+            }
+            return false;
+        });
     }
-    return reported;
+    cvportdir::folder_walk files;
+    return files.start(run.options.enumdir_path, run.options.num_subdirs, wanted) &&
+           report_all(run, [&files](std::string& path) { return files.read_line(path); });
 }
 
 }  // namespace kest

@@ -3,25 +3,22 @@
 #include <algorithm>
 #include <csignal>
 #include <new>
-#include <optional>
 #include <unistd.h>
+#include <utility>
 
 #include "driver/multi_run.h"
-#include "driver/option_parser.h"
-#include "driver/output_guard.h"
 #include "driver/run_header.h"
 #include "driver/run_timer.h"
 #include "driver/single_run.h"
 #include "driver/usage.h"
 #include "driver/worker_run.h"
+#include "options/output_guard.h"
 #include "portable/console.h"
+#include "portable/descriptor.h"
 
 namespace kest {
 
 namespace {
-
-constexpr int succeeded = 0;
-constexpr int failed = -1;
 
 constexpr std::string_view standard_output = "standard output";
 
@@ -37,70 +34,101 @@ void tell_what_is_needed(const logfile_options& options, const std::string& head
     out.attach(STDOUT_FILENO);
     // The run has failed already.
     static_cast<void>(out.append(header + '\n'));
-    if (options.have_log || options.pipe_mode || options.enumdir_mode) {
+    if (options.have_log || options.lists_logs()) {
         write_usage();
     } else {
         uni::console_write("Need to specify a $LogFile in your arguments [-log <file>]\n\n");
     }
 }
 
+bool writes_input(const logfile_options& options, const run_outputs& outputs) {
+    return outputs.hold(options.log_path) || outputs.hold(options.mft_path) || outputs.hold(options.jrnl_path);
+}
+
+std::string writing_failed(std::string_view target) {
+    return std::string("prob writing results file: ").append(target) + '\n';
+}
+
 void say_writing_failed(std::string_view target) {
-    uni::console_write(std::string("prob writing results file: ").append(target) + '\n');
+    uni::console_write(writing_failed(target));
 }
 
-bool parse_and_report(logfile_options& options, uni::fileio_output& report_sink) {
-    if (options.pipe_mode || options.enumdir_mode) return multi_run(options, report_sink);
-    if (options.have_mft || options.have_jrnl) return worker_run(options, report_sink);
-    return single_run(options, report_sink);
+bool parse_and_report(const run_context& run) {
+    if (run.options.lists_logs()) return multi_run(run);
+    if (run.options.have_mft || run.options.have_jrnl) return worker_run(run);
+    return single_run(run);
 }
 
-bool run_with_output(logfile_options& options, const std::string& header) {
-    uni::file results;
-    if (options.out_path.empty()) {
-        results.attach(STDOUT_FILENO);
-    } else if (!results.open(options.out_path, uni::open_mode::create_truncate)) {
-        uni::console_write("prob opening results file: " + options.out_path + " for writing\n");
+bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header) {
+    results_file& results = outputs.results;
+    if (!results.open()) {
+        uni::console_write("prob opening results file: " + results.path() + " for writing\n");
         return false;
     }
-    uni::fileio_output report_sink(results);
+    uni::fileio_output report_sink(results.target());
     report_sink.write(header);
     bool reported = false;
     try {
-        reported = parse_and_report(options, report_sink);
+        log_report report(options, outputs.diags, report_sink);
+        bool unreadable = false;
+        reported = parse_and_report({options, outputs, report, unreadable}) && !unreadable;
     } catch (const std::bad_alloc&) {
-        uni::console_write("out of memory\n");
+        say_out_of_memory();
     }
     const bool flushed = report_sink.flush();
-    const bool closed = results.close();
+    const bool closed = results.target().close();
     if (flushed && closed) return reported;
-    say_writing_failed(options.out_path.empty() ? standard_output : options.out_path);
+    say_writing_failed(results.path().empty() ? standard_output : results.path());
     return false;
 }
 
+bool run_guarded(argument_list args) {
+    const bool stdout_is_evidence = is_evidence(STDOUT_FILENO, args);
+    if (is_evidence(STDERR_FILENO, args)) {
+        // Not a word may go there; it is told on the other stream if that is free.
+        if (!stdout_is_evidence) static_cast<void>(uni::write_all(STDOUT_FILENO, writing_failed("standard error")));
+        return false;
+    }
+    if (asks_for_help(args)) {
+        write_usage();
+        return true;
+    }
+    if (stdout_is_evidence) {
+        say_writing_failed(standard_output);
+        return false;
+    }
+    const std::string header = run_header(args);
+    run_outputs outputs;
+    logfile_options options;
+    if (!parse_options(options, outputs, args) || !options.have_log) {
+        tell_what_is_needed(options, header);
+        return false;
+    }
+    if (writes_input(options, outputs)) return false;
+    const run_timer timer;
+    const bool done = run_with_output(options, outputs, header);
+    if (options.show_progress) uni::clear_status();
+    timer.tell(options.profile, outputs.diags);
+    return done;
+}
+
 }  // namespace
+
+void say_out_of_memory() {
+    uni::console_write("out of memory\n");
+}
 
 int run(argument_list args) {
     // A report that nobody reads to its end, or that grows beyond a limit, is a failed write like any other.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-    if (args.empty()) return failed;
-    if (asks_for_help(args)) {
-        write_usage();
-        return succeeded;
+    if (args.empty()) return run_failed;
+    try {
+        return run_guarded(std::move(args)) ? 0 : run_failed;
+    } catch (const std::bad_alloc&) {
+        say_out_of_memory();
+        return run_failed;
     }
-    if (begins_like_evidence("/dev/stdout")) {  // a shell's ">>"
-        say_writing_failed(standard_output);
-        return failed;
-    }
-    const std::string header = run_header(args);
-    std::optional<run_timer> timer;  // ends behind the options
-    logfile_options options;
-    if (!parse_options(options, args) || !options.have_log) {
-        tell_what_is_needed(options, header);
-        return failed;
-    }
-    timer.emplace(options);
-    return run_with_output(options, header) ? succeeded : failed;
 }
 
 }  // namespace kest

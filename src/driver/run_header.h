@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "driver/argument_list.h"
+#include "options/argument_list.h"
 
 namespace kest {
 

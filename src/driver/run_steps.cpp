@@ -1,16 +1,14 @@
 #include "driver/run_steps.h"
 
+#include "logfile/scanner.h"
 #include "portable/console.h"
-#include "report/report.h"
 
 namespace kest {
 
-void write_report(logfile_options& options, uni::fileio_output& report_sink) {
-    if (options.stats_requested) {
-        report_stats(options, report_sink);
-    } else {
-        report_entries(options, report_sink);
-    }
+bool parse_log(log_store& store, const std::string& path, const logfile_options& options) {
+    if (!scan_logfile(store, path)) return false;
+    if (options.show_cut) link_cut_chains(store);
+    return true;
 }
 
 void say_parsing(const std::string& path) {
@@ -19,6 +17,11 @@ void say_parsing(const std::string& path) {
 
 void say_parsing_failed(const std::string& path) {
     uni::console_write("prob parsing file: " + path + '\n');
+}
+
+void say_reading_failed(const run_context& run, const std::string& path) {
+    run.unreadable = true;
+    uni::console_write("prob reading file: " + path + '\n');
 }
 
 }  // namespace kest

@@ -2,16 +2,29 @@
 
 #include <string>
 
-#include "driver/logfile_options.h"
-#include "portable/file.h"
+#include "options/evidence.h"
+#include "options/logfile_options.h"
+#include "options/run_outputs.h"
+#include "report/report.h"
 
 namespace kest {
 
-// Writes the report of the parsed log, or the table of its operations, as the options say.
-void write_report(logfile_options& options, uni::fileio_output& report_sink);
+// What the kinds of runs work with. The results file is open, and the run's header stands in it.
+struct run_context {
+    const logfile_options& options;
+    run_outputs& outputs;
+    log_report& report;
+    bool& unreadable;  // some input could not be read to its end: the run reports on the rest, and fails
+};
+
+// Scans a log and links its transactions, as the options want them. False, with nothing in the store, if it cannot be
+// opened.
+[[nodiscard]] bool parse_log(log_store& store, const std::string& path, const logfile_options& options);
 
 // Tell the operator of a file at hand.
 void say_parsing(const std::string& path);
 void say_parsing_failed(const std::string& path);
+// Tells it whatever the options say, and notes it.
+void say_reading_failed(const run_context& run, const std::string& path);
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #include "driver/run_timer.h"
 
 #include <charconv>
+#include <string>
 
 #include "format/time.h"
 #include "portable/console.h"
@@ -20,20 +21,13 @@ std::string elapsed_text(std::uint64_t start_ticks) {
 
 }  // namespace
 
-run_timer::run_timer(const cmd_params& options)
-    : m_clear_line(options.show_progress), m_profile(options.profile), m_profile_path(options.diags_path) {
-    if (m_profile || !m_profile_path.empty()) m_start_ticks = cv::now();
-}
+run_timer::run_timer() : m_start_ticks(cv::now()) {}
 
-run_timer::~run_timer() {
-    if (m_clear_line) uni::clear_status();
-    if (m_start_ticks == 0) return;
+// Kept: no line end behind the time in the diagnostic file.
+void run_timer::tell(bool profile, diagnostics& diags) const {
     const std::string text = elapsed_text(m_start_ticks);
-    if (m_profile) uni::console_write(text + '\n');
-    if (m_profile_path.empty()) return;
-    uni::file file;
-    // Kept: no line end behind the time in the diagnostic file. Without the file there is nobody to tell.
-    if (file.open(m_profile_path, uni::open_mode::update)) static_cast<void>(file.append(text));
+    if (profile) uni::console_write(text + '\n');
+    diags.write(text);
 }
 
 }  // namespace kest

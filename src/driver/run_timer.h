@@ -1,26 +1,21 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
-#include "driver/cmd_params.h"
+#include "options/diagnostics.h"
 
 namespace kest {
 
-// Closes the display at the end of a run and tells how long it took, if that was asked for. Ends behind the options,
-// and so knows nothing of them by then.
+// Tells how long a run took.
 class run_timer {
 public:
-    explicit run_timer(const cmd_params& options);
-    ~run_timer();
-    run_timer(const run_timer&) = delete;
-    run_timer& operator=(const run_timer&) = delete;
+    run_timer();
+
+    // On the standard error stream with `profile`, and in the diagnostic file.
+    void tell(bool profile, diagnostics& diags) const;
 
 private:
-    bool m_clear_line;
-    bool m_profile;              // the time goes to the standard error stream
-    std::string m_profile_path;  // and to this diagnostic file; empty: none
-    std::uint64_t m_start_ticks = 0;
+    std::uint64_t m_start_ticks;
 };
 
 }  // namespace kest

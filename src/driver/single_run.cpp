@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "driver/run_steps.h"
-#include "logfile/scanner.h"
 #include "portable/console.h"
 
 namespace kest {
@@ -11,30 +9,33 @@ namespace kest {
 namespace {
 
 // The journal records found in the log are all that is known of the volume's files.
-void store_log_inodes(logfile_options& options) {
-    if (options.log.log_inode_records.empty()) return;
-    options.records.reserve(options.log.log_inode_records.size());
-    for (inode_record& record : options.log.log_inode_records) {
+void store_log_inodes(evidence& stores) {
+    if (stores.log.log_inode_records.empty()) return;
+    stores.inodes.records.reserve(stores.log.log_inode_records.size());
+    for (inode_record& record : stores.log.log_inode_records) {
         bool known = false;
-        add_inode_record(options, std::move(record), known);
+        add_inode_record(stores.inodes, std::move(record), known);
     }
-    options.log.log_inode_records = {};
-    build_paths(options);
+    stores.log.log_inode_records = {};
+    build_paths(stores.inodes);
 }
 
 }  // namespace
 
 // Kept: a log without a single record is reported too, as a header and no rows; with an MFT or a journal beside it,
 // or in a list, it counts as damaged.
-bool single_run(logfile_options& options, uni::fileio_output& report_sink) {
-    if (options.show_progress) say_parsing(options.log_path);
-    if (!scan_logfile(options.log, options.log_path)) {
-        say_parsing_failed(options.log_path);
+bool single_run(const run_context& run) {
+    const std::string& path = run.options.log_path;
+    evidence stores;
+    if (run.options.show_progress) say_parsing(path);
+    if (!parse_log(stores.log, path, run.options)) {
+        say_parsing_failed(path);
         return false;
     }
-    store_log_inodes(options);
-    if (options.show_progress) uni::console_write("parsing complete\n");
-    write_report(options, report_sink);
+    if (stores.log.incomplete) say_reading_failed(run, path);
+    store_log_inodes(stores);
+    if (run.options.show_progress) uni::console_write("parsing complete\n");
+    run.report.write(stores, {});
     return true;
 }
 

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "driver/logfile_options.h"
-#include "portable/file.h"
+#include "driver/run_steps.h"
 
 namespace kest {
 
 // Parses a log together with an MFT, a journal or both, each on a thread of its own, brings together what they tell
 // and reports on the log. False, with words for the operator, if one of the files is not what it should be.
-[[nodiscard]] bool worker_run(logfile_options& options, uni::fileio_output& report_sink);
+[[nodiscard]] bool worker_run(const run_context& run);
 
 }  // namespace kest

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "format/number.h"
 
@@ -44,19 +45,6 @@ bool holds_line_end(std::string_view text) {
     return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
 }
 
-// Replaces the line ends of the row's values by words.
-void mark_line_ends(result_row& row, const row_style& style) {
-    for (std::size_t at = 0; at < row.cells().size(); ++at) {
-        result_cell& cell = row.cells()[at];
-        if (style.columns[at].words_alone || cell.type == result_cell::kind::number) continue;
-        if (!holds_line_end(cell.value())) continue;
-        const std::string text(cell.value());
-        cell.type = result_cell::kind::own_text;
-        cell.text.clear();
-        append_marked_line_ends(cell.text, text);
-    }
-}
-
 // Most separators have one byte, and many fields none.
 char* put(char* at, std::string_view text) {
     if (text.size() > 1) return std::copy_n(text.data(), text.size(), at);
@@ -86,102 +74,118 @@ char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const r
     return put(at, {text, size});
 }
 
+}  // namespace
+
+result_cell& result_row::reset_cell(std::size_t column) {
+    result_cell& cell = m_cells[column];
+    cell.type = result_cell::kind::own_text;
+    cell.led_by_blank = false;
+    cell.text.clear();
+    cell.shown = {};
+    return cell;
+}
+
+void result_row::clear() {
+    for (std::size_t column = 0; column < m_cells.size(); ++column)
+        reset_cell(column);
+}
+
+std::string& result_row::text(std::size_t column) {
+    return reset_cell(column).text;
+}
+
+void result_row::show_text(std::size_t column, std::string_view text) {
+    show_time(column, text, false);
+}
+
+void result_row::show_time(std::size_t column, std::string_view text, bool led_by_blank) {
+    result_cell& cell = reset_cell(column);
+    cell.type = result_cell::kind::shown_text;
+    cell.shown = text;
+    cell.led_by_blank = led_by_blank;
+}
+
+void result_row::set_number(std::size_t column, std::uint64_t value) {
+    result_cell& cell = reset_cell(column);
+    cell.type = result_cell::kind::number;
+    cell.number = value;
+}
+
+row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
+                       std::vector<row_column> columns)
+    : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    if (!style.no_whitespace) return;
+    for (row_column& column : m_columns)
+        column.width = 0;
+}
+
+void row_writer::write_header() {
+    if (!m_header_due) return;
+    m_header_due = false;
+    std::string line;
+    std::string_view separator;
+    for (const row_column& column : m_columns) {
+        line.append(separator).append(column.title);
+        append_padding(line, column.title.size(), column.width);
+        separator = m_style.separator;
+    }
+    line += '\n';
+    m_sink.write(line);
+}
+
+void row_writer::emit_row(result_row& row) {
+    write_header();
+    if (m_style.marks_line_ends) mark_line_ends(row);
+    char* const begin = m_sink.room(most_bytes(row));
+    char* end = put_cells(begin, row);
+    *end++ = '\n';
+    m_sink.advance(static_cast<std::size_t>(end - begin));
+}
+
+// Replaces the line ends of the row's values by words.
+void row_writer::mark_line_ends(result_row& row) const {
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        result_cell& cell = row.cells()[at];
+        if (m_columns[at].words_alone || cell.type == result_cell::kind::number) continue;
+        if (!holds_line_end(cell.value())) continue;
+        const std::string text(cell.value());
+        cell.type = result_cell::kind::own_text;
+        cell.text.clear();
+        append_marked_line_ends(cell.text, text);
+    }
+}
+
 // Bytes that the line has at most.
-std::size_t most_bytes(const result_row& row, const row_style& style) {
+std::size_t row_writer::most_bytes(const result_row& row) const {
     std::size_t most = 1;
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         const std::size_t value = std::max(row.cells()[at].value().size(), hex_prefix.size() + most_number_bytes);
-        most += style.separator.size() + 1 + value + style.columns[at].width;
+        most += m_style.separator.size() + 1 + value + m_columns[at].width;
     }
     return most;
 }
 
 // The line up to its end; says where that is.
-char* put_cells(char* at, const result_row& row, const row_style& style, bool base16) {
-    const bool replaces = style.sep_char != '\0';
+char* row_writer::put_cells(char* at, const result_row& row) const {
+    const bool replaces = m_style.sep_char != '\0';
     std::string_view separator;
     for (std::size_t column = 0; column < row.cells().size(); ++column) {
         const result_cell& cell = row.cells()[column];
         at = put(at, separator);
-        separator = style.separator;
+        separator = m_style.separator;
         if (cell.led_by_blank) *at++ = ' ';
-        const std::size_t width = width_left(style.columns[column].width, cell.led_by_blank ? 1 : 0);
+        const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
         if (cell.type == result_cell::kind::number) {
-            at = put_number_cell(at, cell.number, width, style, base16);
+            at = put_number_cell(at, cell.number, width, m_style, m_base16);
             continue;
         }
         const std::string_view text = cell.value();
         char* const begin = at;
         at = put(at, text);
-        if (replaces && !style.columns[column].words_alone) replace_bytes(begin, at, style.sep_char, style.sep_subst);
-        if (!style.no_whitespace) at = put_padding(at, text.size(), width);
+        if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+        at = put_padding(at, text.size(), width);
     }
     return at;
-}
-
-}  // namespace
-
-result_cell* result_row::reset_cell(int id) {
-    if (id < 0 || static_cast<std::size_t>(id) >= m_cells.size()) return nullptr;
-    result_cell& cell = m_cells[static_cast<std::size_t>(id)];
-    cell.type = result_cell::kind::own_text;
-    cell.led_by_blank = false;
-    cell.text.clear();
-    cell.shown = {};
-    return &cell;
-}
-
-void result_row::clear() {
-    for (int id = 0; reset_cell(id) != nullptr; ++id) {
-    }
-}
-
-std::string& result_row::text(int id) {
-    if (result_cell* const cell = reset_cell(id)) return cell->text;
-    m_dropped.clear();
-    return m_dropped;
-}
-
-void result_row::show_text(int id, std::string_view text) {
-    show_time(id, text, false);
-}
-
-void result_row::show_time(int id, std::string_view text, bool led_by_blank) {
-    result_cell* const cell = reset_cell(id);
-    if (cell == nullptr) return;
-    cell->type = result_cell::kind::shown_text;
-    cell->shown = text;
-    cell->led_by_blank = led_by_blank;
-}
-
-void result_row::set_number(int id, std::uint64_t value) {
-    result_cell* const cell = reset_cell(id);
-    if (cell == nullptr) return;
-    cell->type = result_cell::kind::number;
-    cell->number = value;
-}
-
-void write_header_line(uni::fileio_output& report_sink, row_style& style) {
-    style.header_line = false;
-    std::string line;
-    std::string_view separator;
-    for (const row_column& column : style.columns) {
-        line.append(separator).append(column.title);
-        if (!style.no_whitespace) append_padding(line, column.title.size(), column.width);
-        separator = style.separator;
-    }
-    line += '\n';
-    report_sink.write(line);
-}
-
-void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16) {
-    if (!row.valid()) return;
-    if (style.header_line) write_header_line(report_sink, style);
-    if (style.marks_line_ends) mark_line_ends(row, style);
-    char* const begin = report_sink.room(most_bytes(row, style));
-    char* end = put_cells(begin, row, style, base16);
-    *end++ = '\n';
-    report_sink.advance(static_cast<std::size_t>(end - begin));
 }
 
 }  // namespace kest

@@ -10,21 +10,19 @@
 
 namespace kest {
 
-// What a report line looks like.
-struct row_column {
-    std::string title;
-    std::size_t width = 0;     // bytes
-    bool words_alone = false;  // words of ours and numbers, which hold neither separator nor line end
-};
-
+// What a report line looks like, whatever its columns.
 struct row_style {
     std::string separator = " | ";
     char sep_char = '|';  // replaced by `sep_subst` inside values; 0: none
     char sep_subst = ';';
     bool no_whitespace = false;    // no field is padded
     bool marks_line_ends = false;  // line ends inside values are written as words
-    bool header_line = true;       // still to be written
-    std::vector<row_column> columns = {};
+};
+
+struct row_column {
+    std::string title;
+    std::size_t width = 0;     // bytes
+    bool words_alone = false;  // words of ours and numbers, which hold neither separator nor line end
 };
 
 // One field of a line.
@@ -40,37 +38,54 @@ struct result_cell {
     std::string_view value() const { return type == kind::own_text ? std::string_view(text) : shown; }
 };
 
-// A report line as cells. What is written under an identifier without a cell is dropped.
+// A report line as cells, named by their column's place.
 class result_row {
 public:
     explicit result_row(std::size_t columns) : m_cells(columns) {}
 
-    bool valid() const { return !m_cells.empty(); }
     std::span<const result_cell> cells() const { return m_cells; }
     std::span<result_cell> cells() { return m_cells; }
 
     void clear();  // every cell an empty text; strings keep their capacity
 
-    // The cell's text, emptied, to append to; a scratch string where there is no such cell.
-    std::string& text(int id);
+    // The cell's text, emptied, to append to.
+    std::string& text(std::size_t column);
     // Texts that are not copied: they stand until the row has been emitted.
-    void show_text(int id, std::string_view text);
-    void show_time(int id, std::string_view text, bool led_by_blank);
-    void set_number(int id, std::uint64_t value);
+    void show_text(std::size_t column, std::string_view text);
+    void show_time(std::size_t column, std::string_view text, bool led_by_blank);
+    void set_number(std::size_t column, std::uint64_t value);
 
 private:
-    // The cell as an empty text, or null for an identifier without a cell.
-    result_cell* reset_cell(int id);
+    // The cell as an empty text.
+    result_cell& reset_cell(std::size_t column);
 
     std::vector<result_cell> m_cells;
-    std::string m_dropped;
 };
 
-// Writes the titles, once: clears `header_line`.
-void write_header_line(uni::fileio_output& report_sink, row_style& style);
+// Writes rows of one set of columns, with a line of titles ahead of the first.
+class row_writer {
+public:
+    // The style must outlive the writer. With `base16` number cells are hexadecimal.
+    row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16, std::vector<row_column> columns);
 
-// Writes one line, and the header line ahead of it if that is still due. Nothing for a row without columns; a row
-// that has some has those of `style`. Afterwards the row may be cleared only.
-void emit_row(uni::fileio_output& report_sink, result_row& row, row_style& style, bool base16);
+    // A row for these columns, to be filled and emitted as often as one likes.
+    result_row new_row() const { return result_row(m_columns.size()); }
+
+    // Writes the titles, unless they have been written.
+    void write_header();
+    // Writes one line, behind the titles. Afterwards the row may be cleared only.
+    void emit_row(result_row& row);
+
+private:
+    void mark_line_ends(result_row& row) const;
+    std::size_t most_bytes(const result_row& row) const;
+    char* put_cells(char* at, const result_row& row) const;
+
+    uni::fileio_output& m_sink;
+    const row_style& m_style;
+    bool m_base16;
+    bool m_header_due = true;
+    std::vector<row_column> m_columns;
+};
 
 }  // namespace kest

@@ -214,8 +214,12 @@ double elapsed_seconds(std::uint64_t from, std::uint64_t to) {
     return static_cast<double>(static_cast<std::int64_t>(to - from)) / static_cast<double>(ticks_per_second);
 }
 
+bool has_calendar_form(std::uint64_t ticks) {
+    return ticks >= first_ticks && ticks < end_ticks;
+}
+
 bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out) {
-    if (ticks < first_ticks || ticks >= end_ticks) return false;
+    if (!has_calendar_form(ticks)) return false;
     const auto seconds = static_cast<std::uint32_t>(ticks / ticks_per_second % seconds_per_day);
     set_date(out, ticks / ticks_per_day);
     out.hour = static_cast<std::uint16_t>(seconds / 3600);

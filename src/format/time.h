@@ -28,8 +28,11 @@ std::uint64_t now();
 
 double elapsed_seconds(std::uint64_t from, std::uint64_t to);
 
-// False, with `out` left alone, for a value without a calendar form: 0, one with the top bit set, one before
-// 1970 or in its first second, one from the year 3001 on.
+// Some values have no calendar form: 0, one with the top bit set, one before 1970 or in its first second, one from the
+// year 3001 on.
+bool has_calendar_form(std::uint64_t ticks);
+
+// False, with `out` left alone, for a value without a calendar form.
 [[nodiscard]] bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out);
 
 // The inverse. The fields must be a real date and time from 1601 on.

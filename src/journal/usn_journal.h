@@ -10,8 +10,8 @@
 
 namespace kest {
 
-// One record of a journal file. There are millions, so the name is told by its place and not copied: UTF-16,
-// `name_offset` bytes behind `file_offset`.
+// One record of a journal file, of which reports ask for time and reason so far. There are millions, so the name is
+// told by its place and not copied: UTF-16, `name_offset` bytes behind `file_offset`.
 struct usn_entry {
     bool valid = false;             // passed all tests; if not, everything else is 0
     std::uint16_t name_offset = 0;  // bytes; likewise the length
@@ -32,7 +32,8 @@ struct usn_entry {
 struct usn_journal {
     uni::file file;
     std::vector<usn_entry> entries;
-    uni::sealed_index journal_by_usn;    // sealed by the scan
+    bool incomplete = false;           // a read failed ahead of the file's end, or memory ran out: entries are missing
+    uni::sealed_index journal_by_usn;  // sealed by the scan
     uni::sealed_index journal_by_inode;  // key: record number. Left unsealed: a run does not ask it, and sorting it
                                          // would cost more than the scan
 
@@ -46,7 +47,7 @@ struct usn_journal {
 bool scan_journal(usn_journal& journal);
 
 // Keeps the records of one block of the file, which is read from its start; a record that does not end within it
-// ends the block. Says whether there was a record. `file_offset` is that of the block. Seals no index.
-bool scan_journal_block(usn_journal& journal, uni::byte_view block, std::uint64_t file_offset);
+// ends the block. `file_offset` is that of the block. Seals no index.
+void scan_journal_block(usn_journal& journal, uni::byte_view block, std::uint64_t file_offset);
 
 }  // namespace kest

@@ -10,12 +10,15 @@ namespace {
 constexpr std::uint32_t longest_record = 4096;  // bytes
 constexpr std::uint16_t first_version = 2;
 
+constexpr uni::field<std::uint16_t> major_version{4};
+constexpr uni::field<std::uint16_t> minor_version{6};
+
 // clang-format off
 constexpr usn_layout layouts[] = {
-    // floor parent usn time reason source security attributes name length, offset, name
-    /* 2 */ {61,  16,  24,  32,  40,   44,    48,      52,        56,          58,   60},
-    /* 3 */ {77,  24,  40,  48,  56,   60,    64,      68,        72,          74,   76},
-    /* 4 */ {63,  24,  40,   0,  48,   52,     0,       0,         0,           0,    0},
+    // floor file parent usn time reason source security attributes name length, offset, name extents
+    /* 2 */ {61, {8}, {16}, {24}, {32}, {40}, {44}, {48}, {52}, {56}, {58}, {60}, {}},
+    /* 3 */ {77, {8}, {24}, {40}, {48}, {56}, {60}, {64}, {68}, {72}, {74}, {76}, {}},
+    /* 4 */ {63, {8}, {24}, {40}, {},   {48}, {52}, {},   {},   {},   {},   {},   {56}},
 };
 // clang-format on
 
@@ -67,45 +70,44 @@ constexpr flag_word source_words[] = {
 };
 
 // The fields that version 4 lacks. False where the bytes end before one of them begins.
-bool parse_details(inode_record& record, uni::byte_view bytes, const usn_layout& layout) {
-    if (bytes.size() <= layout.time) return false;
-    record.si_times.modified = bytes.u64(layout.time);
-    if (bytes.size() <= layout.file_attributes) return false;
-    const std::uint32_t attributes = bytes.u32(layout.file_attributes);
+bool take_details(inode_record& record, const usn_record& told) {
+    if (!told.reaches(&usn_layout::time)) return false;
+    record.si_times.modified = told.get(&usn_layout::time);
+    if (!told.reaches(&usn_layout::file_attributes)) return false;
+    const std::uint32_t attributes = told.get(&usn_layout::file_attributes);
     if ((attributes & attribute_directory) != 0) {
         record.is_directory = true;
         record.flags |= inode_flags::directory;
     }
     if ((attributes & attribute_system) != 0) record.flags |= inode_flags::system;
-    if ((bytes.u32(layout.reason) & reason_deleted) == 0) record.flags |= inode_flags::in_use;
-    if (bytes.size() <= layout.name) return false;
-    record.name = uni::utf16_text(bytes.slice(layout.name, bytes.u16(layout.name_length)));
+    if ((told.get(&usn_layout::reason) & reason_deleted) == 0) record.flags |= inode_flags::in_use;
+    if (!told.reaches(&usn_layout::name)) return false;
+    record.name = uni::utf16_text(told.name());
     return true;
 }
 
 }  // namespace
 
-const usn_layout* usn_record_layout(uni::byte_view bytes) {
-    const std::uint32_t version = bytes.get(usn_common::major_version);
-    if (version < first_version || version >= first_version + std::size(layouts)) return nullptr;
-    if (bytes.get(usn_common::minor_version) != 0) return nullptr;
+std::optional<usn_record> read_usn_record(uni::byte_view bytes) {
+    const std::uint32_t version = bytes.get(major_version);
+    if (version < first_version || version >= first_version + std::size(layouts)) return std::nullopt;
+    if (bytes.get(minor_version) != 0) return std::nullopt;
     const usn_layout& layout = layouts[version - first_version];
-    const std::uint32_t length = bytes.get(usn_common::record_length);
-    return length > layout.floor && length <= longest_record ? &layout : nullptr;
+    const std::uint32_t length = stated_usn_length(bytes);
+    if (length <= layout.floor || length > longest_record) return std::nullopt;
+    return usn_record(bytes, layout);
 }
 
 bool parse_usn_record(inode_record& record, uni::byte_view bytes) {
-    const usn_layout* const layout = usn_record_layout(bytes);
-    if (layout == nullptr || bytes.size() <= usn_common::file_reference.offset) return false;
-    const inode_ref ref(bytes.get(usn_common::file_reference));
-    record.inode = ref.number();
-    record.sequence = ref.sequence();
-    if (bytes.size() <= layout->parent) return false;
-    record.parents.insert(inode_ref(bytes.u64(layout->parent)));
-    if (bytes.size() <= layout->usn) return false;
-    record.usn = bytes.u64(layout->usn);
-    const bool has_details = layout->name != 0;
-    if (has_details ? !parse_details(record, bytes, *layout) : bytes.size() <= layout->reason) return false;
+    const std::optional<usn_record> told = read_usn_record(bytes);
+    if (!told || !told->reaches(&usn_layout::file)) return false;
+    record.inode = told->file().number();
+    record.sequence = told->file().sequence();
+    if (!told->reaches(&usn_layout::parent)) return false;
+    add_parent(record, told->parent());
+    if (!told->reaches(&usn_layout::usn)) return false;
+    record.usn = told->get(&usn_layout::usn);
+    if (told->has(&usn_layout::name) ? !take_details(record, *told) : !told->reaches(&usn_layout::reason)) return false;
     // Kept: also for a file whose deletion the record tells; `flags` alone says that.
     record.in_use = true;
     return true;

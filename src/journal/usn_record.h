@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "mft/inode_record.h"
@@ -8,36 +9,71 @@
 
 namespace kest {
 
-// Where a change journal record (USN record) of one major version keeps its fields. Offsets in bytes from the
-// record's start, 0 where the version has no such field. Versions 3 and 4 hold 128-bit references, of which the
-// first eight bytes are read.
+// Where a change journal record (USN record) of one major version keeps its fields, in bytes from the record's start;
+// 0 where the version has no such field. Versions 3 and 4 hold 128-bit references, of which the first eight bytes are
+// read.
 struct usn_layout {
-    std::uint32_t floor;            // the record length must be above this
-    std::uint32_t parent;           // 8 bytes: reference of the parent directory
-    std::uint32_t usn;              // 8 bytes: update sequence number
-    std::uint32_t time;             // 8 bytes: FILETIME
-    std::uint32_t reason;           // 4 bytes
-    std::uint32_t source_info;      // 4 bytes
-    std::uint32_t security_id;      // 4 bytes
-    std::uint32_t file_attributes;  // 4 bytes
-    std::uint32_t name_length;      // 2 bytes: length of the name in bytes
-    std::uint32_t name_offset;      // 2 bytes
-    std::uint32_t name;             // UTF-16
+    std::uint32_t floor;  // the record length must be above this
+    uni::field<std::uint64_t> file;
+    uni::field<std::uint64_t> parent;
+    uni::field<std::uint64_t> usn;   // update sequence number
+    uni::field<std::uint64_t> time;  // FILETIME
+    uni::field<std::uint32_t> reason;
+    uni::field<std::uint32_t> source_info;
+    uni::field<std::uint32_t> security_id;
+    uni::field<std::uint32_t> file_attributes;
+    uni::field<std::uint16_t> name_length;  // bytes
+    uni::field<std::uint16_t> name_offset;
+    uni::field<std::uint16_t> name;  // Kept: its usual place; the offset that the record tells is not asked
+    uni::field<std::uint32_t> remaining_extents;
 };
 
-// The fields that all versions keep in one place.
-namespace usn_common {
-inline constexpr uni::field<std::uint32_t> record_length{0};
-inline constexpr uni::field<std::uint16_t> major_version{4};
-inline constexpr uni::field<std::uint16_t> minor_version{6};
-inline constexpr uni::field<std::uint64_t> file_reference{8};
-}  // namespace usn_common
+// The length that the bytes state, whatever they are: all versions keep it in one place.
+inline std::uint32_t stated_usn_length(uni::byte_view bytes) {
+    return bytes.u32(0);
+}
 
-// Null unless the bytes form a journal record: major version 2, 3 or 4, minor version 0, a stated length of at
+// A journal record, as far as its bytes go: they may end within it, or go on behind it.
+class usn_record {
+public:
+    usn_record(uni::byte_view bytes, const usn_layout& layout) : m_bytes(bytes), m_layout(&layout) {}
+
+    // True if the version has the field and at least its first byte is there.
+    template <class integer>
+    bool reaches(uni::field<integer> usn_layout::*f) const {
+        return has(f) && m_bytes.size() > (m_layout->*f).offset;
+    }
+    template <class integer>
+    bool has(uni::field<integer> usn_layout::*f) const {
+        return (m_layout->*f).offset != 0;
+    }
+    // 0 for what is not there.
+    template <class integer>
+    integer get(uni::field<integer> usn_layout::*f) const {
+        return has(f) ? m_bytes.get(m_layout->*f) : integer{0};
+    }
+    inode_ref file() const { return inode_ref(get(&usn_layout::file)); }
+    inode_ref parent() const { return inode_ref(get(&usn_layout::parent)); }
+
+    std::uint32_t length() const { return stated_usn_length(m_bytes); }
+
+    // UTF-16, what is there of the `length` bytes at the name's place.
+    uni::byte_view name(std::size_t length) const {
+        return has(&usn_layout::name) ? m_bytes.slice(m_layout->name.offset, length) : uni::byte_view{};
+    }
+    uni::byte_view name() const { return name(get(&usn_layout::name_length)); }
+    std::uint32_t name_begin() const { return m_layout->name.offset; }  // 0: no name
+
+private:
+    uni::byte_view m_bytes;
+    const usn_layout* m_layout;
+};
+
+// Nothing unless the bytes form a journal record: major version 2, 3 or 4, minor version 0, a stated length of at
 // most 4096 and above the version's floor.
-const usn_layout* usn_record_layout(uni::byte_view bytes);
+std::optional<usn_record> read_usn_record(uni::byte_view bytes);
 inline bool is_usn_record(uni::byte_view bytes) {
-    return usn_record_layout(bytes) != nullptr;
+    return read_usn_record(bytes).has_value();
 }
 
 // Takes what one journal record says of its file. `bytes` may end within the record: false then, with `record`

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "logfile/operation.h"
+
 namespace kest {
 
 namespace {
@@ -10,7 +12,9 @@ using namespace record_layout;
 
 // Operations whose target is an index buffer and never a file record.
 constexpr bool targets_index_buffer(std::uint16_t operation) {
-    return operation == 14 || operation == 15 || operation == 20;
+    return operation == operation_code::add_index_entry_allocation ||
+           operation == operation_code::delete_index_entry_allocation ||
+           operation == operation_code::update_file_name_allocation;
 }
 
 // Sizes of a file record in sectors of 512 bytes.
@@ -23,7 +27,7 @@ constexpr std::uint64_t file_record_in_cluster(std::uint16_t sectors) {
 }
 
 bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t length, uni::byte_view payload) {
-    return operation != 0 && offset >= client_header_size && length != 0 && !payload.empty();
+    return operation != operation_code::noop && offset >= client_header_size && length != 0 && !payload.empty();
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool s
 // Where a record's redo or undo bytes lie within its payload. All zero: it has none.
 struct data_window {
     std::uint32_t begin = 0;   // bytes from the payload's start
-    std::uint32_t length = 0;  // stated length
+    std::uint32_t length = 0;  // stated length; nothing asks for it yet
     std::uint32_t extent = 0;  // bytes to the end of the window; not bounded by the payload
 };
 

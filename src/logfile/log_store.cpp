@@ -1,5 +1,7 @@
 #include "logfile/log_store.h"
 
+#include "portable/reserve.h"
+
 namespace kest {
 
 namespace {
@@ -11,8 +13,8 @@ struct chain_links {
 
 chain_links collect_links(const std::vector<log_entry>& entries) {
     chain_links links;
-    links.by_previous.reserve(entries.size());
-    links.heads.reserve(entries.size());
+    uni::try_reserve(links.by_previous, entries.size());
+    uni::try_reserve(links.heads, entries.size());
     for (std::uint32_t position = 0; position < entries.size(); ++position) {
         const log_entry& entry = entries[position];
         if (entry.client_previous_lsn != 0) {
@@ -30,14 +32,14 @@ chain_links collect_links(const std::vector<log_entry>& entries) {
 
 bool link_chains(log_store& store) {
     const chain_links links = collect_links(store.entries);
-    store.chain_heads.reserve(links.heads.size());
+    uni::try_reserve(store.chain_heads, links.heads.size());
     for (const uni::index_entry& head : links.heads.entries()) {
         store.chain_heads.push_back({.lsn = head.key, .entry = head.position});
     }
     if (links.heads.empty() || links.by_previous.empty()) return false;
 
     // A record joins the chain of the first head that reaches it: no walk is endless, whatever the links say.
-    store.chain_members.reserve(links.by_previous.size());
+    uni::try_reserve(store.chain_members, links.by_previous.size());
     std::vector<bool> in_chain(store.entries.size());
     std::size_t near = 0;
     for (chain_head& head : store.chain_heads) {

@@ -21,16 +21,22 @@ struct chain_head {
     std::uint32_t entry = 0;  // position in `entries`
     std::uint32_t first_member = 0;
     std::uint32_t member_count = 0;
+    bool cut = false;  // what went before is not in the log
 };
 
 // A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
 // 32-bit indexes into `entries`.
 struct log_store {
-    std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the last one seen elsewhere
-    std::vector<tail_name_image> tail_names_first;      // name table of the page at 8192
-    std::vector<tail_name_image> tail_names_second;     // name table of the other tail page
-    std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
     std::vector<log_entry> entries;
+
+    // Nothing asks for these yet; they are kept for whoever wants to know what the pages held.
+    std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the last one seen elsewhere
+    std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
+    std::vector<tail_name_image> tail_names_second;     // name table of the second
+    std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
+
+    // A read failed ahead of the file's end, or memory ran out: something of the log is missing.
+    bool incomplete = false;
 
     // Filled by `link_chains`.
     std::vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
@@ -55,6 +61,10 @@ struct log_store {
 // Strings each chain together from the backward links of its records. False if the store has no records, no heads
 // or no links. Run once a scan.
 bool link_chains(log_store& store);
+
+// Adds the chains whose beginning is lost: of the records that joined no chain, and whose LSN no record in a chain has,
+// the first of each LSN. Every LSN of the log is then in a chain once. Run behind `link_chains`.
+void link_cut_chains(log_store& store);
 
 // Empties the store for the next log. Kept: a record pending at the end of one log meets the first page of the
 // next.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "logfile/operation.h"
 #include "logfile/record_layout.h"
 
 namespace kest {
@@ -16,7 +17,6 @@ constexpr uni::field<std::uint16_t> restart_usa_offset{4};
 constexpr uni::field<std::uint16_t> restart_update_sequence{30};
 
 constexpr std::uint16_t highest_flags = 10;
-constexpr std::uint16_t highest_operation = 37;
 constexpr std::uint32_t highest_data_length = 0xFF000;  // bytes
 constexpr std::uint64_t widest_lsn_step = 0x1000'0000;  // between a record and its predecessor
 
@@ -27,7 +27,7 @@ constexpr bool within(std::uint16_t value, std::uint16_t lowest, std::uint16_t s
 
 // An operation that is 0 needs no bytes.
 bool data_fits(std::uint16_t operation, std::uint16_t offset, std::uint16_t length, std::uint32_t client_data_length) {
-    return operation == 0 || std::uint32_t{offset} + length <= client_data_length;
+    return operation == operation_code::noop || std::uint32_t{offset} + length <= client_data_length;
 }
 
 bool links_plausibly(std::uint64_t lsn, std::uint64_t previous, std::uint64_t lsn_limit) {

@@ -5,8 +5,11 @@
 #include <utility>
 
 #include "journal/usn_record.h"
+#include "logfile/operation.h"
 #include "logfile/tail_names.h"
+#include "portable/block_reader.h"
 #include "portable/file.h"
+#include "portable/reserve.h"
 
 namespace kest {
 
@@ -15,19 +18,21 @@ namespace {
 constexpr std::uint32_t restart_usa_begin = 30;  // bytes; where the update sequence stands, whatever the page says
 constexpr std::uint32_t record_usa_begin = 40;
 constexpr std::uint32_t least_search_steps = 20;
-constexpr std::uint32_t search_step = 8;        // bytes
-constexpr std::size_t least_record_bytes = 16;  // what must be left in a page to look for a record
-constexpr std::uint16_t update_nonresident_value = 8;
-constexpr std::size_t block_size = 4 << 20;       // bytes read at once
-constexpr std::size_t least_released = 64 << 10;  // bytes
-constexpr std::size_t smallest_record_size = 88;  // bytes, to reckon how many there will be at most
-constexpr std::size_t most_reserved = 1 << 20;    // entries
+constexpr std::uint32_t search_step = 8;            // bytes
+constexpr std::size_t least_record_bytes = 16;      // what must be left in a page to look for a record
+constexpr std::size_t block_size = 4 << 20;         // bytes read at once
+constexpr std::size_t least_room = block_size / 2;  // bytes of a block; less is not read into
+constexpr std::size_t least_released = 64 << 10;    // bytes
+constexpr std::size_t smallest_record_size = 88;    // bytes, to reckon how many there will be at most
+constexpr std::size_t most_reserved = 1 << 20;      // entries
 
 // Kept: the journal record is looked for at the payload's start, wherever the redo bytes begin.
 void keep_journal_record(log_store& store, const log_entry& entry) {
     const uni::byte_view payload = entry.payload();
-    if (payload.empty() || entry.redo_op != update_nonresident_value || !is_usn_record(payload)) return;
-    const inode_ref ref(payload.get(usn_common::file_reference));
+    if (payload.empty() || entry.redo_op != operation_code::update_nonresident_value) return;
+    const std::optional<usn_record> found = read_usn_record(payload);
+    if (!found) return;
+    const inode_ref ref = found->file();
     if (store.usn_seen.find(ref.by_number()) != nullptr) return;
     inode_record record;
     if (!parse_usn_record(record, payload)) return;
@@ -42,6 +47,7 @@ bool store_record(log_store& store, uni::byte_view bytes, std::uint64_t file_off
         const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
         keep_journal_record(store, entry);
     } catch (const std::bad_alloc&) {
+        store.incomplete = true;
         return false;
     }
     return true;
@@ -54,6 +60,7 @@ bool store_carried_record(log_store& store) {
         std::copy_n(carried.bytes().begin(), carried.size(), block.bytes().begin());
         return store_record(store, block.bytes(), store.carry.file_offset(), true);
     } catch (const std::bad_alloc&) {
+        store.incomplete = true;
         return false;
     }
 }
@@ -160,41 +167,36 @@ void keep_page_header(log_store& store, uni::byte_view page, std::uint64_t page_
     std::copy_n(page.bytes().begin(), header.size(), header.begin());
 }
 
-// Scans the whole pages among the first `filled` bytes of a block. Long runs without a record give their memory back:
-// a sparse file may claim far more than it holds.
-void scan_block(log_store& store, const uni::byte_block& block, std::size_t filled, std::uint64_t block_offset) {
-    std::size_t idle_begin = 0;
-    const auto release_idle = [&](std::size_t end) {
-        if (end - idle_begin >= least_released) block.release(idle_begin, end - idle_begin);
-    };
-    std::size_t at = 0;
-    for (; at + log_page_size <= filled; at += log_page_size) {
+// Scans the whole pages of a stretch of the log, whose first byte is at `file_offset`, and says how many bytes from its
+// start on the entries may show. Long runs without a record give their memory back: a sparse file may claim far more
+// than it holds.
+std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std::uint64_t file_offset) {
+    std::size_t used = 0;
+    for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();
-        scan_page(store, block.bytes().subspan(at, log_page_size), block_offset + at);
+        scan_page(store, stretch.subspan(at, log_page_size), file_offset + at);
         if (store.entries.size() == known) continue;
-        release_idle(at);
-        idle_begin = at + log_page_size;
+        if (at - used >= least_released) uni::release_pages(stretch.subspan(used, at - used));
+        used = at + log_page_size;
     }
-    release_idle(at);
+    return used;
 }
 
+// What was read without a record is read over. A block is the store's before entries show its bytes, so that they stay
+// even if this ends for want of memory.
 void scan_blocks(log_store& store, const uni::file& file) {
-    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
-    uni::byte_block block;
+    uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
+    uni::block_reader reader(file, 0, file.size(), log_page_size);
+    std::span<std::uint8_t> room;
     bool readable = true;  // a failed read ends the log there
-    for (std::uint64_t offset = 0; readable && offset < file.size();) {
-        if (block.empty()) block = uni::byte_block(block_size);
-        const auto arrived = static_cast<std::uint64_t>(std::max<std::int64_t>(file.read_at(block.bytes(), offset), 0));
-        readable = arrived == std::min<std::uint64_t>(block_size, file.size() - offset);
-        const std::size_t known = store.entries.size();
-        scan_block(store, block, arrived, offset);
-        offset += block_size;
-        if (store.entries.size() != known) {
-            store.blocks.push_back(std::exchange(block, {}));
-        } else {  // perhaps within a hole, which holds no pages
-            offset = std::max(offset, file.next_data(offset) / block_size * block_size);
-        }
+    while (readable && reader.advance()) {
+        if (room.size() < least_room) room = store.blocks.emplace_back(block_size).bytes();
+        const uni::block_reader::block block = reader.read(room);
+        room = room.subspan(scan_stretch(store, room.first(block.bytes), block.offset));
+        readable = !block.failed;
     }
+    if (!readable) store.incomplete = true;
+    uni::release_pages(room);
 }
 
 }  // namespace
@@ -217,20 +219,22 @@ bool scan_logfile(log_store& store, const std::string& path) {
     if (!file.open(path, uni::open_mode::read)) return false;
     try {
         scan_blocks(store, file);
+    } catch (const std::bad_alloc&) {
+        store.incomplete = true;
+    }
+    try {
         link_chains(store);
     } catch (const std::bad_alloc&) {
-        log_store_reset(store);  // half a log would look like a whole one
-        return false;
+        store.incomplete = true;
     }
     return true;
 }
 
 bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
-    uni::byte_block block(bytes.size());
-    std::copy_n(bytes.bytes().begin(), bytes.size(), block.bytes().begin());
-    scan_block(store, block, bytes.size(), 0);
-    store.blocks.push_back(std::move(block));
+    const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
+    std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
+    scan_stretch(store, copy, 0);
     link_chains(store);
     return true;
 }

@@ -9,7 +9,8 @@
 namespace kest {
 
 // Reads every page of a log into `store`, in file order, and links the chains. Bad pages and records are passed over.
-// False, with nothing in the store, only if the file cannot be opened or there is no memory for all of it.
+// False, with nothing in the store, only if the file cannot be opened. Where reading stops early what was read is kept
+// and linked, and `incomplete` is set.
 [[nodiscard]] bool scan_logfile(log_store& store, const std::string& path);
 
 // The same over a log in memory, which is copied. False for fewer than 4096 bytes.

@@ -58,7 +58,7 @@ std::size_t keep_tail_names(log_store& store, uni::byte_view page, std::uint64_t
     // Kept: a table that does not begin at the first place leaves the walk one byte out of step with it, so that
     // it usually ends behind one name. The names themselves have no reader; the place of the records counts.
     std::size_t position = entry == search_begin ? entry : entry + 1;
-    auto& names = page_offset == 8192 ? store.tail_names_first : store.tail_names_second;
+    auto& names = page_offset == first_tail_page ? store.tail_names_first : store.tail_names_second;
     for (; is_tail_name(page, entry); entry = position) {
         names.push_back(image_of(page, entry));
         position += name_length(page, entry) + name_begin + 2;

@@ -7,9 +7,12 @@
 
 namespace kest {
 
-// Says whether a page at this file offset may hold a table of names ahead of its first record: the two tail pages.
+// The two pages that may hold a table of names ahead of their first record, by their file offsets: those behind the
+// restart pages.
+inline constexpr std::uint64_t first_tail_page = std::uint64_t{2} * log_page_size;
+inline constexpr std::uint64_t second_tail_page = std::uint64_t{3} * log_page_size;
 constexpr bool is_tail_page(std::uint64_t page_offset) {
-    return page_offset >= 8129 && page_offset <= 16319;
+    return page_offset == first_tail_page || page_offset == second_tail_page;
 }
 
 // Keeps the name table of a tail page, if it has one, and returns where its first record is to be looked for,

@@ -10,19 +10,19 @@ namespace kest {
 
 namespace {
 
-using namespace mft_layout;
+using namespace list_entry_layout;
 
 constexpr std::uint32_t cluster_size = 4096;   // bytes; the volume's own is not known
 constexpr std::size_t longest_list = 262'144;  // bytes; the format allows no more
-constexpr std::uint32_t least_entry = entry_reference.end();
+constexpr std::uint32_t least_entry = file_reference.end();
 constexpr std::uint32_t least_first_entry = 32;
 constexpr std::uint32_t highest_type = 256;
 
 bool begins_as_list(uni::byte_view list) {
-    const std::uint32_t type = list.get(entry_type);
+    const std::uint32_t first_type = list.get(type);
     const std::uint32_t length = list.get(entry_length);
-    return type % 16 == 0 && type <= highest_type && length >= least_first_entry && length <= list.size() &&
-           std::uint32_t{list.get(entry_name_length)} + list.get(entry_name_offset) <= length;
+    return first_type % 16 == 0 && first_type <= highest_type && length >= least_first_entry && length <= list.size() &&
+           std::uint32_t{list.get(name_length)} + list.get(name_offset) <= length;
 }
 
 // Appends the run's clusters up to the first that cannot be read.
@@ -33,18 +33,19 @@ void append_run(std::vector<std::uint8_t>& list, const run_record& run, mft_sour
         --source.reads_left;
         const std::size_t begin = list.size();
         list.resize(std::min(begin + cluster_size, longest_list));
-        const std::int64_t arrived =
+        const uni::read_result arrived =
             source.file.read_at(std::span(list).subspan(begin), (run.lcn + cluster) * cluster_size);
-        list.resize(begin + static_cast<std::size_t>(std::max<std::int64_t>(arrived, 0)));
-        if (arrived <= 0) return;
+        list.resize(begin + arrived.bytes);
+        if (arrived.failed) source.read_failed = true;
+        if (arrived.bytes == 0) return;
     }
 }
 
 }  // namespace
 
 std::optional<std::uint64_t> next_listed_record(uni::byte_view& list) {
-    if (list.empty() || list.get(entry_type) == end_of_attributes) return std::nullopt;
-    const std::uint64_t number = inode_ref(list.get(entry_reference)).number();
+    if (list.empty() || list.get(type) == attribute_type::end_of_attributes) return std::nullopt;
+    const std::uint64_t number = inode_ref(list.get(file_reference)).number();
     const std::uint32_t length = list.get(entry_length);
     list = length < least_entry ? uni::byte_view{} : list.from(length);
     return number;
@@ -53,7 +54,7 @@ std::optional<std::uint64_t> next_listed_record(uni::byte_view& list) {
 std::vector<std::uint8_t> read_nonresident_list(uni::byte_view attribute, mft_source& source) {
     std::vector<std::uint8_t> list;
     std::vector<run_record> runs;
-    if (attribute.get(attribute_initialized_size) == 0 || !decode_runs(attribute, runs)) return list;
+    if (attribute.get(attribute_layout::initialized_size) == 0 || !decode_runs(attribute, runs)) return list;
     for (const run_record& run : runs) {
         append_run(list, run, source);
     }

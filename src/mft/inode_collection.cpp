@@ -16,7 +16,9 @@ std::uint32_t append_record(_inode_collection& collection, inode_record added) {
 }
 
 // A further record of a file that the store has.
-std::uint64_t merge_into(inode_record& target, std::uint32_t position, const inode_record& record, bool& known) {
+std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, const inode_record& record,
+                         bool& known) {
+    inode_record& target = collection.records[position];
     known = true;
     if (record.name != target.name) {
         if (target.alt_name.empty()) {
@@ -25,7 +27,10 @@ std::uint64_t merge_into(inode_record& target, std::uint32_t position, const ino
             return position | _inode_collection::name_conflict;
         }
     }
-    if (!record.parents.empty()) known = !target.parents.insert(record.first_parent()).second;
+    if (record.parents.empty()) return position;
+    const parent_news news = add_parent(target, record.first_parent());
+    known = news != parent_news::added;
+    if (news == parent_news::no_room) collection.parents_left_out = true;
     return position;
 }
 
@@ -59,7 +64,7 @@ std::uint64_t merge_inode_record(_inode_collection& collection, const inode_reco
     }
     const std::uint64_t key = record.ref().by_number();
     if (const std::uint32_t* found = collection.inodes_by_ref.find(key)) {
-        return merge_into(collection.records[*found], *found, record, known);
+        return merge_into(collection, *found, record, known);
     }
     const std::uint32_t position = append_record(collection, record);
     collection.inodes_by_ref.add(key, position);

@@ -27,6 +27,8 @@ public:
     bool all_records = false;          // store files too, not only directories
     std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
+    bool parents_left_out = false;  // some file had more parents than are kept
+    bool incomplete = false;        // a read failed ahead of the file's end, or memory ran out: records are missing
 
     const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
     const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }

@@ -1,19 +1,19 @@
 #pragma once
 
 #include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "mft/file_times.h"
 #include "mft/inode_ref.h"
+#include "portable/small_set.h"
 
 namespace kest {
 
 // One run of a non-resident attribute.
 struct run_record {
     std::uint64_t lcn = 0;       // first cluster
-    std::uint64_t delta = 0;     // size of the step that led to it, in clusters
+    std::uint64_t delta = 0;     // size of the step that led to it, in clusters; like the last two told but not asked
     std::uint32_t clusters = 0;  // length, cut to 32 bits
     std::uint64_t vcn = 0;       // first virtual cluster
     bool negative = false;       // the step was backward
@@ -30,18 +30,20 @@ struct inode_record {
     std::uint64_t inode = 0;     // record number
     std::uint16_t sequence = 0;  // 0: unknown
     bool is_directory = false;
-    bool path_set = false;    // `path` holds a value; in `log_inode_records`: the record was unique
+    bool path_set = false;    // `path` holds a value
     bool path_final = false;  // the path reached the root
     bool in_use = false;
-    bool is_base = false;     // read as a complete base record
-    std::uint32_t flags = 0;  // inode_flags, and whatever else the file record header says
-    std::uint32_t file_attributes = 0;
-    std::set<inode_ref> parents = {};  // one for each name; the first is the lowest by the whole value
-    std::string name = {};             // UTF-8
-    std::string alt_name = {};         // a second name seen for the same file reference
-    std::string path = {};             // directories only, ends in its separator; set by `build_paths`
+    bool is_base = false;               // read as a complete base record
+    std::uint32_t flags = 0;            // inode_flags, and whatever else the file record header says
+    std::uint32_t file_attributes = 0;  // from $STANDARD_INFORMATION; nothing asks for them yet
+    // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
+    // few.
+    uni::small_set<inode_ref> parents = {};
+    std::string name = {};      // UTF-8
+    std::string alt_name = {};  // a second name seen for the same file reference
+    std::string path = {};      // directories only, ends in its separator; set by `build_paths`
     // On an extension record: its base record. On a base record: the extension records that were read.
-    std::set<std::uint64_t> base_records = {};
+    uni::small_set<std::uint64_t> base_records = {};
     std::uint64_t lsn = 0;             // from the file record header
     std::uint64_t usn = 0;             // update sequence number
     file_times si_times = {};          // from $STANDARD_INFORMATION
@@ -49,13 +51,20 @@ struct inode_record {
     std::uint64_t allocated_size = 0;  // bytes, from $FILE_NAME
     std::uint64_t real_size = 0;       // bytes, from $FILE_NAME
     std::vector<run_record> index_runs = {};
-    std::uint64_t disk_offset = 0;  // bytes, in the MFT file
-    // Where the inode store holds this file, on an element of `log_inode_records` that was merged: a position,
-    // with the top bit set for a name conflict. 0: none.
-    std::uint64_t store_index = 0;
+    std::uint64_t disk_offset = 0;  // bytes, in the MFT file; for whoever looks at the record itself
 
     inode_ref ref() const { return {inode, sequence}; }
     inode_ref first_parent() const { return parents.empty() ? inode_ref{} : *parents.begin(); }
 };
+
+inline constexpr std::size_t most_parents = 1024;  // a file has no more names
+
+enum class parent_news { added, known, no_room };
+
+// Enters a further parent of a file. No room: it has as many as there can be, and this one is not kept.
+inline parent_news add_parent(inode_record& record, inode_ref parent) {
+    if (record.parents.size() >= most_parents && !record.parents.contains(parent)) return parent_news::no_room;
+    return record.parents.insert(parent) ? parent_news::added : parent_news::known;
+}
 
 }  // namespace kest

@@ -7,8 +7,10 @@
 #include "format/number.h"
 #include "mft/mft_record.h"
 #include "mft/record_layout.h"
+#include "portable/block_reader.h"
 #include "portable/byte_block.h"
 #include "portable/console.h"
+#include "portable/reserve.h"
 
 namespace kest {
 
@@ -50,35 +52,27 @@ public:
 
     void run() {
         const uni::byte_block block(m_chunk * chunks_in_block);
-        bool fruitful = true;
-        for (std::uint64_t offset = 0; offset < m_store.total_size;) {
-            if (!fruitful) offset = behind_hole(offset);
-            const std::int64_t arrived = m_source.file.read_at(block.bytes(), m_source.base_offset + offset);
-            if (arrived < 0) return;
-            const std::size_t known = m_store.records.size();
-            offset = read_block(block.bytes(), static_cast<std::size_t>(arrived), offset);
-            fruitful = m_store.records.size() != known;
+        uni::block_reader reader(m_source.file, m_source.base_offset, m_source.base_offset + m_store.total_size,
+                                 m_chunk);
+        while (m_records_wanted != 0 && reader.advance()) {
+            const uni::block_reader::block arrived = reader.read(block.bytes());
+            read_block(block.bytes().first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
         }
+        if (m_source.read_failed) m_store.incomplete = true;
+        if (m_source.parents_left_out) m_store.parents_left_out = true;
     }
 
 private:
-    // A hole of a sparse file holds no records.
-    std::uint64_t behind_hole(std::uint64_t offset) const {
-        const std::uint64_t data = m_source.file.next_data(m_source.base_offset + offset) - m_source.base_offset;
-        return offset + (data - offset) / m_chunk * m_chunk;
-    }
-
-    // Reads the records of what arrived at `offset` and says where to go on.
     // Kept: where a chunk arrives short, as at a bad sector, no later chunk brings more records than it did.
-    std::uint64_t read_block(std::span<std::uint8_t> block, std::size_t arrived, std::uint64_t offset) {
-        const std::size_t whole = arrived - arrived % m_chunk;
+    void read_block(std::span<std::uint8_t> block, std::uint64_t offset, bool failed) {
+        const std::size_t whole = block.size() - block.size() % m_chunk;
         for (std::size_t at = 0; at < whole; at += m_chunk) {
             read_chunk(block.subspan(at, m_chunk), offset + at);
         }
-        if (whole == block.size() || offset + whole >= m_store.total_size) return offset + whole;
-        m_records_wanted = (arrived - whole) / m_source.record_size;
-        read_chunk(block.subspan(whole, arrived - whole), offset + whole);
-        return offset + whole + m_chunk;
+        if (failed) m_source.read_failed = true;
+        if (whole == block.size() && !failed) return;
+        m_records_wanted = (block.size() - whole) / m_source.record_size;
+        read_chunk(block.subspan(whole), offset + whole);
     }
 
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
@@ -92,6 +86,7 @@ private:
                 read_record(chunk.subspan(at, m_source.record_size), m_source.base_offset + offset + at, inode);
             }
         } catch (const std::bad_alloc&) {
+            m_store.incomplete = true;
             std::string text = "exception caught: ";
             append_decimal(text, inode);
             uni::console_write(text += '\n');
@@ -99,11 +94,11 @@ private:
     }
 
     void read_record(std::span<std::uint8_t> bytes, std::uint64_t disk_offset, std::uint64_t& inode) {
-        using namespace mft_layout;
+        using namespace file_record_layout;
         const uni::byte_view view = bytes;
         if (!is_file_record(view)) return;
         if (!m_store.all_records && (view.get(flags) & inode_flags::directory) == 0) return;
-        inode = view.get(record_number);
+        inode = view.get(own_number);
         inode_record& record = m_store.records.emplace_back();
         if (!parse_mft_record(record, bytes, m_source)) {
             m_store.records.pop_back();
@@ -136,8 +131,9 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     file.close();
     if (path.empty() || !file.open(path, uni::open_mode::read)) return false;
     collection.total_size = file.size();
+    collection.incomplete = collection.parents_left_out = false;
     std::array<std::uint8_t, probe_size> first{};
-    const bool read = file.size() >= probe_size && file.read_at(first, 0) == static_cast<std::int64_t>(probe_size);
+    const bool read = file.read_at(first, 0).bytes == probe_size;
     collection.record_size = read ? file_record_size(std::span<const std::uint8_t>(first)) : 0;
     if (collection.record_size == 0) file.close();
     return file.is_open();
@@ -145,15 +141,21 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
 
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,
                       const mft_progress& progress) {
+    const auto as_far_as_memory_goes = [&collection](auto&& step) {
+        try {
+            step();
+        } catch (const std::bad_alloc&) {
+            collection.incomplete = true;  // what was stored stands
+        }
+    };
     if (collection.mft_file.is_open()) {
         collection.inodes_by_number.clear();
-        collection.records.reserve(
-            std::min<std::uint64_t>(collection.total_size / collection.record_size, most_reserved));
-        mft_walk(collection, callback, progress).run();
+        const std::uint64_t claimed = collection.total_size / collection.record_size;
+        uni::try_reserve(collection.records, std::min<std::uint64_t>(claimed, most_reserved));
+        as_far_as_memory_goes([&] { mft_walk(collection, callback, progress).run(); });
     }
-    if (collection.inodes_by_number.empty()) return false;
-    build_paths(collection);
-    return true;
+    as_far_as_memory_goes([&] { build_paths(collection); });
+    return !collection.inodes_by_number.empty();
 }
 
 }  // namespace kest

@@ -24,7 +24,8 @@ using mft_record_callback = std::function<void(inode_record&, std::uint32_t, std
 using mft_progress = std::function<void(std::uint64_t, std::uint64_t)>;
 
 // Reads every file record of the open MFT into the store and builds the paths. False if no file is open or no
-// directory was found; records may be stored all the same.
+// directory was found; records may be stored all the same. Where reading stops early what was read stands, and
+// `incomplete` is set.
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback, const mft_progress& progress);
 
 }  // namespace kest

@@ -15,18 +15,11 @@ namespace kest {
 
 namespace {
 
-using namespace mft_layout;
+using namespace file_record_layout;
 
 constexpr std::uint16_t most_usa_words = 9;
 constexpr std::uint16_t first_attribute_bound = 73;
 constexpr std::uint32_t sector_size = 512;  // bytes
-
-namespace attribute_types {
-constexpr std::uint32_t standard_information = 0x10;
-constexpr std::uint32_t attribute_list = 0x20;
-constexpr std::uint32_t file_name = 0x30;
-constexpr std::uint32_t index_allocation = 0xA0;
-}  // namespace attribute_types
 
 // Bounds on what attribute lists lead to. A file has fewer extension records than this.
 constexpr unsigned most_extensions = 1024;  // read for one record, failed reads among them
@@ -55,7 +48,7 @@ public:
         if (!enter(bytes)) return false;
         const uni::byte_view view = bytes;
         take_header(view);
-        m_own_number = view.get(record_number);
+        m_own_number = view.get(own_number);
         walk_attributes(view, m_own_number);
         return !m_record.parents.empty() || !m_record.base_records.empty();
     }
@@ -70,7 +63,7 @@ private:
     void take_header(uni::byte_view view) {
         m_record.sequence = view.get(sequence);
         m_record.lsn = view.get(lsn);
-        m_record.inode = view.get(record_number);
+        m_record.inode = view.get(own_number);
         m_record.flags = view.get(flags);
         m_record.is_directory = (m_record.flags & inode_flags::directory) != 0;
         m_record.in_use = (m_record.flags & inode_flags::in_use) != 0;
@@ -82,43 +75,43 @@ private:
     void parse_extension(std::span<std::uint8_t> bytes) {
         if (!enter(bytes)) return;
         const uni::byte_view view = bytes;
-        const std::uint32_t number = view.get(record_number);
-        if (view.get(base_record) != 0 && !m_record.base_records.insert(number).second) return;
+        const std::uint32_t number = view.get(own_number);
+        if (view.get(base_record) != 0 && !m_record.base_records.insert(number)) return;
         walk_attributes(view, number);
     }
 
     void walk_attributes(uni::byte_view view, std::uint64_t number) {
         uni::byte_view rest = view.from(view.get(first_attribute));
         while (!rest.empty()) {
-            const std::uint32_t type = rest.get(attribute_type);
-            const std::uint32_t length = rest.get(attribute_length);
-            if (type == end_of_attributes || length == 0 || length > rest.size()) return;
+            const std::uint32_t type = rest.get(attribute_layout::type);
+            const std::uint32_t length = rest.get(attribute_layout::record_length);
+            if (type == attribute_type::end_of_attributes || length == 0 || length > rest.size()) return;
             take_attribute(type, rest.slice(0, length), number);
             rest = rest.from(length);
         }
     }
 
     void take_attribute(std::uint32_t type, uni::byte_view attribute, std::uint64_t number) {
-        const std::uint32_t value_length = attribute.get(attribute_value_length);
-        const std::uint16_t value_offset = attribute.get(attribute_value_offset);
+        const std::uint32_t value_length = attribute.get(attribute_layout::value_length);
+        const std::uint16_t value_offset = attribute.get(attribute_layout::value_offset);
         const bool has_value = value_length != 0 && value_offset != 0;
         const uni::byte_view value = attribute.slice(value_offset, value_length);
         switch (type) {
-            case attribute_types::standard_information:
+            case attribute_type::standard_information:
                 if (has_value) take_standard_information(value, value_length);
                 break;
-            case attribute_types::attribute_list:
-                if (attribute.get(attribute_nonresident) != 0) {
+            case attribute_type::attribute_list:
+                if (attribute.get(attribute_layout::nonresident) != 0) {
                     const std::vector<std::uint8_t> list = read_nonresident_list(attribute, m_source);
                     follow_list(std::span<const std::uint8_t>(list), number);
                 } else if (has_value) {
                     follow_list(value, number);
                 }
                 break;
-            case attribute_types::file_name:
+            case attribute_type::file_name:
                 if (has_value) take_file_name(value);
                 break;
-            case attribute_types::index_allocation:
+            case attribute_type::index_allocation:
                 take_index_runs(attribute);
                 break;
             default:
@@ -127,27 +120,31 @@ private:
     }
 
     void take_standard_information(uni::byte_view value, std::uint32_t stated_length) {
-        m_record.si_times = {.modified = value.get(si_modified),
-                             .accessed = value.get(si_accessed),
-                             .mft_changed = value.get(si_mft_changed),
-                             .created = value.get(si_created)};
-        m_record.file_attributes = value.get(si_file_attributes);
-        if (stated_length >= si_usn.end()) m_record.usn = value.get(si_usn);
+        using namespace standard_information_layout;
+        m_record.si_times = {.modified = value.get(modified),
+                             .accessed = value.get(accessed),
+                             .mft_changed = value.get(mft_changed),
+                             .created = value.get(created)};
+        m_record.file_attributes = value.get(standard_information_layout::flags);
+        if (stated_length >= usn.end()) m_record.usn = value.get(usn);
     }
 
     // Every name gives a parent; a DOS name gives no more. The last of the others decides name and times, the first
     // nonzero ones the sizes.
     void take_file_name(uni::byte_view value) {
-        m_record.parents.insert(inode_ref(value.get(fn_parent)));
-        if (value.get(fn_namespace) == dos_namespace) return;
-        m_record.fn_times = {.modified = value.get(fn_modified),
-                             .accessed = value.get(fn_accessed),
-                             .mft_changed = value.get(fn_mft_changed),
-                             .created = value.get(fn_created)};
-        if (m_record.allocated_size == 0) m_record.allocated_size = value.get(fn_allocated_size);
-        if (m_record.real_size == 0) m_record.real_size = value.get(fn_real_size);
+        using namespace file_name_layout;
+        if (add_parent(m_record, inode_ref(value.get(parent))) == parent_news::no_room) {
+            m_source.parents_left_out = true;
+        }
+        if (value.get(name_space) == dos_name_space) return;
+        m_record.fn_times = {.modified = value.get(modified),
+                             .accessed = value.get(accessed),
+                             .mft_changed = value.get(mft_changed),
+                             .created = value.get(created)};
+        if (m_record.allocated_size == 0) m_record.allocated_size = value.get(allocated_size);
+        if (m_record.real_size == 0) m_record.real_size = value.get(real_size);
         m_record.name.clear();
-        uni::append_utf16_text(m_record.name, value.slice(fn_name, std::uint64_t{2} * value.get(fn_name_length)));
+        uni::append_utf16_text(m_record.name, value.slice(name, std::uint64_t{2} * value.get(name_length)));
     }
 
     void take_index_runs(uni::byte_view attribute) {
@@ -159,7 +156,7 @@ private:
 
     // Recursion comes back here at most `deepest_list` times.
     void follow_list(uni::byte_view list, std::uint64_t number) {
-        if (m_depth == deepest_list || list.get(entry_length) > list.size()) return;
+        if (m_depth == deepest_list || list.get(list_entry_layout::entry_length) > list.size()) return;
         ++m_depth;
         while (const std::optional<std::uint64_t> named = next_listed_record(list)) {
             if (*named != 0 && *named != number) read_extension(*named);
@@ -174,7 +171,9 @@ private:
         --m_source.reads_left;
         std::vector<std::uint8_t> bytes(m_source.record_size);
         const std::uint64_t offset = number * m_source.record_size + m_source.base_offset;
-        if (m_source.file.read_at(bytes, offset) == static_cast<std::int64_t>(bytes.size())) parse_extension(bytes);
+        const uni::read_result arrived = m_source.file.read_at(bytes, offset);
+        if (arrived.failed) m_source.read_failed = true;
+        if (arrived.bytes == bytes.size()) parse_extension(bytes);
     }
 
     inode_record& m_record;

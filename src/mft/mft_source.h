@@ -14,6 +14,10 @@ struct mft_source {
     std::uint32_t parse_mask = 0;   // parse_bits of the MFT reader
     std::uint64_t reads_left = 0;   // of extension records and of clusters of attribute lists
     std::int64_t runs_left = 0;     // of index allocations that are kept; below 0 what one attribute took too many
+
+    // What came of it.
+    bool parents_left_out = false;  // of a file with more than are kept
+    bool read_failed = false;       // ahead of the file's end
 };
 
 }  // namespace kest

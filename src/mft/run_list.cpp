@@ -34,12 +34,12 @@ std::uint64_t negated(const run_field& field) {
 }  // namespace
 
 bool decode_runs(uni::byte_view attribute, std::vector<run_record>& runs) {
-    using namespace mft_layout;
-    const std::uint32_t list_offset = attribute.get(attribute_runs);
+    using namespace attribute_layout;
+    const std::uint32_t list_offset = attribute.get(mapping_pairs_offset);
     if (attribute.empty() || attribute.size() < list_offset) return false;
     uni::byte_view list = attribute.from(list_offset);
     std::uint64_t lcn = 0;
-    std::uint64_t vcn = attribute.get(attribute_first_vcn);
+    std::uint64_t vcn = attribute.get(lowest_vcn);
     while (list.u8(0) != 0) {
         const std::size_t length_width = list.u8(0) & 15;
         const std::size_t step_width = list.u8(0) >> 4;

@@ -1,6 +1,6 @@
 #include "operations/attribute_decoder.h"
 
-#include "operations/attribute_layout.h"
+#include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
 #include "operations/value_decoders.h"
@@ -27,7 +27,7 @@ constexpr value_row value_rows[] = {
     {decode_object_id, attribute_type::object_id},
     {decode_volume_information, attribute_type::volume_information},
     {decode_index_root, attribute_type::index_root, true},
-    {decode_reparse_point, attribute_type::reparse_point},
+    {decode_reparse_point, attribute_type::reparse_point, true},
 };
 
 std::uint64_t stated_value_end(uni::byte_view attribute) {
@@ -56,23 +56,23 @@ void write_resident_name(details_writer& details, uni::byte_view attribute, std:
 }
 
 // False if the header or the value is cut, so that the value is not to be shown.
-bool write_resident_header(details_writer& details, uni::byte_view attribute, bool partial, const text_style& style) {
-    const auto ends_by = [&](std::uint64_t offset) { return partial && attribute.size() <= offset; };
-    if (ends_by(flags.offset)) return false;
+bool write_resident_header(details_writer& details, const fragment& record, const text_style& style) {
+    const uni::byte_view attribute = record.bytes;
+    if (record.stops_before(flags.offset)) return false;
     write_resident_flags(details, attribute.get(flags), style);
-    if (ends_by(id.offset)) return false;
+    if (record.stops_before(id.offset)) return false;
     details.number("id", attribute.get(id), style);
     if (attribute.get(nonresident) != 0) return false;  // neither kind
-    if (ends_by(value_length.offset)) return false;
+    if (record.stops_before(value_length.offset)) return false;
     details.number("value_length", attribute.get(value_length), style);
-    if (ends_by(indexed_flags.offset)) return false;
+    if (record.stops_before(indexed_flags.offset)) return false;
     details.number("indexed_flags", attribute.get(indexed_flags), style);
-    if (partial && attribute.size() < resident_header_size) return false;
+    if (record.cuts(resident_header_size)) return false;
     if (const std::uint32_t name_bytes = attribute.get(name_length) * 2U; name_bytes != 0) {
-        if (partial && attribute.size() < attribute.get(name_offset) + name_bytes) return false;
+        if (record.cuts(attribute.get(name_offset) + name_bytes)) return false;
         write_resident_name(details, attribute, name_bytes);
     }
-    return !partial || stated_value_end(attribute) <= attribute.size();
+    return !record.cuts(stated_value_end(attribute));
 }
 
 void write_value_dump(details_writer& details, std::uint32_t type_code, uni::byte_view value) {
@@ -81,38 +81,41 @@ void write_value_dump(details_writer& details, std::uint32_t type_code, uni::byt
     details.close_group();
 }
 
-void decode_resident_value(entry_info& info, uni::byte_view attribute, bool partial, const text_style& style) {
+void decode_resident_value(entry_info& info, const fragment& record, const text_style& style) {
+    const uni::byte_view attribute = record.bytes;
     const std::uint32_t place = value_place(attribute);
     if (place >= attribute.get(record_length)) return;
     const uni::byte_view value = attribute.from(place);
     const uni::byte_view own = value.slice(0, attribute.get(record_length) - place);
     for (const value_row& row : value_rows) {
-        if (row.type == attribute.get(type)) return row.decode(info, row.own_bytes ? own : value, partial, style);
+        if (row.type != attribute.get(type)) continue;
+        return row.decode(info, beginning_of(row.own_bytes ? own : value, record.partial), style);
     }
     write_value_dump(info.details, attribute.get(type), own.slice(0, attribute.get(value_length)));
 }
 
 }  // namespace
 
-bool decode_attribute(entry_info& info, uni::byte_view attribute, bool partial, const text_style& style) {
-    if (!partial && attribute.size() < resident_header_size) return false;
-    if (attribute.get(type) - 1U >= highest_type) return false;  // 0 wraps round
-    partial = partial || attribute.size() < attribute.get(record_length);
-    if (attribute.get(nonresident) == 1) {
-        info.details.open_group(attribute_name(attribute.get(type)));
-        write_nonresident_header(info, {attribute, partial, 0, attribute.size()}, style);
+bool decode_attribute(entry_info& info, const fragment& attribute, const text_style& style) {
+    const uni::byte_view bytes = attribute.bytes;
+    if (!attribute.partial && bytes.size() < resident_header_size) return false;
+    if (bytes.get(type) - 1U >= highest_type) return false;  // 0 wraps round
+    const fragment record = beginning_of(bytes, attribute.partial || bytes.size() < bytes.get(record_length));
+    if (bytes.get(nonresident) == 1) {
+        info.details.open_group(attribute_name(bytes.get(type)));
+        write_nonresident_header(info, record, style);
         info.details.close_group();
         return true;
     }
     info.details.open_group("resident_header");
-    const bool whole = write_resident_header(info.details, attribute, partial, style);
+    const bool whole = write_resident_header(info.details, record, style);
     info.details.close_group();
-    if (whole) decode_resident_value(info, attribute, partial, style);
+    if (whole) decode_resident_value(info, record, style);
     return true;
 }
 
-void decode_attribute_record(entry_info& info, const redo_payload& payload) {
-    decode_attribute(info, payload.data, false, payload.style);
+void decode_attribute_record(entry_info& info, const operation_data& given) {
+    decode_attribute(info, beginning_of(given.bytes, false), given.style);
 }
 
 }  // namespace kest

@@ -1,4 +1,5 @@
 #include "format/flag_words.h"
+#include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/value_decoders.h"
 #include "portable/utf16.h"
@@ -6,17 +7,6 @@
 namespace kest {
 
 namespace {
-
-// Layout of an entry of $ATTRIBUTE_LIST.
-namespace list_entry_layout {
-constexpr uni::field<std::uint32_t> type{0};
-constexpr uni::field<std::uint16_t> entry_length{4};  // bytes
-constexpr uni::field<std::uint8_t> name_length{6};    // UTF-16 units
-constexpr uni::field<std::uint64_t> lowest_vcn{8};
-constexpr uni::field<std::uint64_t> file_reference{16};
-constexpr uni::field<std::uint16_t> id{24};
-constexpr std::uint32_t name = 26;
-}  // namespace list_entry_layout
 
 // Kept: lists of 1024 bytes and more, counted to the end of the redo bytes, are not shown.
 constexpr std::int64_t shortest_list = 32;
@@ -26,12 +16,12 @@ constexpr std::int64_t longest_list = 1023;
 // is held against bytes of which the entries gone by are already taken off. A list that is cut ends early by that.
 class attribute_list_walk {
 public:
-    attribute_list_walk(entry_info& info, uni::byte_view list, bool partial, const text_style& style)
+    attribute_list_walk(entry_info& info, const fragment& list, const text_style& style)
         : m_info(info),
           m_style(style),
-          m_entry(list),
-          m_left(static_cast<std::int64_t>(list.size())),
-          m_partial(partial) {}
+          m_entry(list.bytes),
+          m_left(static_cast<std::int64_t>(list.bytes.size())),
+          m_partial(list.partial) {}
 
     // Kept: only the last entry's group is closed.
     void run() {
@@ -81,10 +71,11 @@ private:
         m_consumed += name + 2 * units;
     }
 
+    // An entry too short for its own fields ends the list behind it: a list of those would be shown many times over.
     bool step() {
         using namespace list_entry_layout;
         const std::uint16_t length = m_entry.get(entry_length);
-        if (length == 0 || ends_by(0)) return false;
+        if (length < name || ends_by(0)) return false;
         m_left -= length;
         m_entry = m_entry.from(length);
         m_consumed += m_entry.get(entry_length);
@@ -145,14 +136,15 @@ void write_nonempty(details_writer& details, std::string_view key, uni::byte_vie
 
 // Kept: where the substitute name begins with zeros both names are looked for behind them; and that there is a print
 // name in a value that is cut is judged by the substitute name's place, as if the link had no flags.
-void write_reparse_names(details_writer& details, uni::byte_view value, bool partial) {
+void write_reparse_names(details_writer& details, const fragment& reparse) {
+    const uni::byte_view value = reparse.bytes;
     using namespace reparse_layout;
     const std::uint32_t buffer = value.get(tag) == symbolic_link ? link_path_buffer : path_buffer;
     const std::uint64_t substitute = value.get(substitute_offset);
     const std::uint64_t skipped = zero_units(value, buffer + substitute);
     write_nonempty(details, "substitute_name",
                    value.slice(buffer + substitute + skipped, value.get(substitute_length)));
-    if (partial && substitute + path_buffer + skipped >= value.size()) return;
+    if (reparse.stops_before(substitute + path_buffer + skipped)) return;
     write_nonempty(details, "print_name",
                    value.slice(buffer + value.get(print_offset) + skipped, value.get(print_length)));
 }
@@ -170,48 +162,48 @@ constexpr flag_word volume_flag_words[] = {
 };
 
 // Kept: the versions are written as the characters that the bytes are.
-void write_volume_information(details_writer& details, uni::byte_view value) {
+void write_volume_information(details_writer& details, const fragment& value) {
     using namespace volume_layout;
-    if (value.size() <= major_version.offset) return;
-    details.character("major_version", value.get(major_version));
-    if (value.size() <= minor_version.offset) return;
-    details.character("minor_version", value.get(minor_version));
-    if (value.size() <= flags.offset) return;
-    append_flag_words(details.begin_field("flags"), value.get(flags), volume_flag_words, " ;");
+    if (!value.reaches(major_version.offset)) return;
+    details.character("major_version", value.bytes.get(major_version));
+    if (!value.reaches(minor_version.offset)) return;
+    details.character("minor_version", value.bytes.get(minor_version));
+    if (!value.reaches(flags.offset)) return;
+    append_flag_words(details.begin_field("flags"), value.bytes.get(flags), volume_flag_words, " ;");
     details.end_field();
 }
 
 }  // namespace
 
-void decode_attribute_list(entry_info& info, uni::byte_view value, bool partial, const text_style& style) {
-    if (!partial && value.size() < shortest_list) return;
-    attribute_list_walk(info, value, partial, style).run();
+void decode_attribute_list(entry_info& info, const fragment& value, const text_style& style) {
+    if (!value.partial && value.length < shortest_list) return;
+    attribute_list_walk(info, value, style).run();
 }
 
-void decode_object_id(entry_info& info, uni::byte_view value, bool partial, const text_style&) {
-    if (!partial && value.size() < 4 * guid_size) return;
+void decode_object_id(entry_info& info, const fragment& value, const text_style&) {
+    if (!value.partial && value.length < 4 * guid_size) return;
     info.details.open_group("$OBJECT_ID");
-    if (value.size() >= guid_size) write_guid(info.details, "object_id", value);
-    if (value.size() >= 4 * guid_size) {
-        write_guid(info.details, "birth_volume_id", value.from(guid_size));
-        write_guid(info.details, "birth_object_id", value.from(2 * guid_size));
-        write_guid(info.details, "birth_domain_id", value.from(3 * guid_size));
+    if (value.length >= guid_size) write_guid(info.details, "object_id", value.bytes);
+    if (value.length >= 4 * guid_size) {
+        write_guid(info.details, "birth_volume_id", value.bytes.from(guid_size));
+        write_guid(info.details, "birth_object_id", value.bytes.from(2 * guid_size));
+        write_guid(info.details, "birth_domain_id", value.bytes.from(3 * guid_size));
     }
     info.details.close_group();
 }
 
-void decode_reparse_point(entry_info& info, uni::byte_view value, bool partial, const text_style& style) {
+void decode_reparse_point(entry_info& info, const fragment& value, const text_style& style) {
     using namespace reparse_layout;
-    if (!partial && value.size() < path_buffer) return;
+    if (!value.partial && value.length < path_buffer) return;
     info.details.open_group("$REPARSE_POINT");
-    info.details.number("tag", value.get(tag), style);
-    const bool has_names = value.get(data_length) != 0 && (!partial || value.size() > path_buffer);
-    if (has_names) write_reparse_names(info.details, value, partial);
+    info.details.number("tag", value.bytes.get(tag), style);
+    const bool has_names = value.bytes.get(data_length) != 0 && !value.stops_before(path_buffer);
+    if (has_names) write_reparse_names(info.details, value);
     info.details.close_group();
 }
 
-void decode_volume_information(entry_info& info, uni::byte_view value, bool partial, const text_style&) {
-    if (!partial && value.size() < volume_layout::flags.end()) return;
+void decode_volume_information(entry_info& info, const fragment& value, const text_style&) {
+    if (!value.partial && value.length < volume_layout::flags.end()) return;
     info.details.open_group("$VOLUME_INFORMATION");
     write_volume_information(info.details, value);
     info.details.close_group();

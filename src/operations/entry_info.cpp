@@ -2,7 +2,7 @@
 
 namespace kest {
 
-void reset_decoded(entry_info& info) {
+void reset_entry_info(entry_info& info) {
     info.std_times = {};
     info.name_times = {};
     info.name_alloc_size = 0;
@@ -14,13 +14,6 @@ void reset_decoded(entry_info& info) {
     info.usn_reason = 0;
     info.name.clear();
     info.details.clear();
-}
-
-void reset_entry_info(entry_info& info) {
-    reset_decoded(info);
-    info.path.clear();
-    info.owner_path.clear();
-    info.guessed = false;
 }
 
 }  // namespace kest

@@ -9,13 +9,12 @@
 
 namespace kest {
 
-// What decoding one log record yields, and what association and the report add to it. Each field holds the last
-// value written: a record that carries several names or attributes leaves the last one.
+// What decoding one log record yields. Each field holds the last value written: a record that carries several names or
+// attributes leaves the last one.
 struct entry_info {
-    // Written by the decoders.
     file_times std_times;               // of a $STANDARD_INFORMATION value
     file_times name_times;              // of a $FILE_NAME value
-    std::uint64_t name_alloc_size = 0;  // bytes
+    std::uint64_t name_alloc_size = 0;  // bytes; this and the next two have no reader yet
     std::uint32_t std_flags = 0;        // file attribute bits of a $STANDARD_INFORMATION value
     std::uint32_t name_flags = 0;       // file attribute bits of a $FILE_NAME value
     inode_ref inode;                    // number 0: unknown; sequence 0: unknown
@@ -24,16 +23,9 @@ struct entry_info {
     std::uint32_t usn_reason = 0;       // its reason mask
     std::string name;
     details_writer details;  // text of the details column
-
-    // Written by association and the report.
-    std::string path;        // empty until known
-    std::string owner_path;  // path of the inode that owns the record's target cluster
-    bool guessed = false;    // the association is not certain
 };
 
-// Clears what the decoders write; strings keep their capacity.
-void reset_decoded(entry_info& info);
-// Clears everything.
+// Clears everything; strings keep their capacity.
 void reset_entry_info(entry_info& info);
 
 }  // namespace kest

@@ -2,6 +2,7 @@
 #include <array>
 
 #include "format/flag_words.h"
+#include "mft/record_layout.h"
 #include "operations/decoders.h"
 #include "operations/value_decoders.h"
 #include "portable/utf16.h"
@@ -18,35 +19,13 @@ struct time_row {
 };
 
 constexpr time_row time_rows[] = {
-    {0, "created", &file_times::created},
-    {8, "modified", &file_times::modified},
-    {16, "mft_changed", &file_times::mft_changed},
-    {24, "accessed", &file_times::accessed},
+    {standard_information_layout::created.offset, "created", &file_times::created},
+    {standard_information_layout::modified.offset, "modified", &file_times::modified},
+    {standard_information_layout::mft_changed.offset, "mft_changed", &file_times::mft_changed},
+    {standard_information_layout::accessed.offset, "accessed", &file_times::accessed},
 };
-
-// Layout of a $STANDARD_INFORMATION value, behind the times. A value of 48 bytes ends before the owner.
-namespace standard_information_layout {
-constexpr uni::field<std::uint32_t> flags{32};
-constexpr uni::field<std::uint32_t> owner_id{48};
-constexpr uni::field<std::uint32_t> security_id{52};
-constexpr uni::field<std::uint64_t> quota_charged{56};
-constexpr uni::field<std::uint64_t> usn{64};
-constexpr std::uint32_t size = usn.end();
-}  // namespace standard_information_layout
-
-// Layout of a $FILE_NAME value. Sizes in bytes.
-namespace file_name_layout {
-constexpr uni::field<std::uint64_t> parent{0};
-constexpr std::uint32_t times = 8;
-constexpr uni::field<std::uint64_t> allocated_size{40};
-constexpr uni::field<std::uint64_t> real_size{48};
-constexpr uni::field<std::uint32_t> flags{56};
-constexpr uni::field<std::uint32_t> reparse_value{60};
-constexpr uni::field<std::uint8_t> name_length{64};  // UTF-16 units
-constexpr std::uint32_t name = 66;
-constexpr std::uint32_t smallest = name + 2;
-constexpr std::uint32_t longest = name + 2 * 255;
-}  // namespace file_name_layout
+constexpr std::uint32_t name_times = file_name_layout::created.offset;
+static_assert(time_rows[0].offset == 0 && file_name_layout::accessed.offset == name_times + time_rows[3].offset);
 
 // Kept: two bits read "DIRECTORY"; the second is the one that file names use. With both set the word stands twice.
 constexpr flag_word file_flag_words[] = {
@@ -73,46 +52,34 @@ void append_file_flags_text(std::string& out, std::uint32_t flags) {
     out += flags != 0 ? "unk" : "none set";
 }
 
-// The value, or a fragment of it laid into zeros: the bytes from `begin` to before `end` are the fragment.
-struct value_window {
-    uni::byte_view bytes;  // from the value's start
-    bool partial;
-    std::uint64_t begin;
-    std::uint64_t end;
-    std::uint64_t length;  // bytes that the value counts as having
-
-    // True for a field whose first byte is one of the fragment.
-    bool shows(std::uint32_t offset) const { return begin <= offset && end > offset; }
-};
-
-// Kept: what the window's start is held against are the times and the flags alone. The four fields behind them are
+// Kept: what the fragment's start is held against are the times and the flags alone. The four fields behind them are
 // shown as zeros where a fragment lies further on.
-void write_standard_information(entry_info& info, const value_window& value, const text_style& style) {
+void write_standard_information(entry_info& info, const fragment& value, const text_style& style) {
     using namespace standard_information_layout;
     details_writer& details = info.details;
     for (const time_row& row : time_rows) {
-        if (row.offset != 0 && value.length <= row.offset) return;
+        if (row.offset != 0 && !value.reaches(row.offset)) return;
         if (value.begin > row.offset) continue;
         info.std_times.*row.time = value.bytes.u64(row.offset);
         details.time(row.key, info.std_times.*row.time, style);
     }
-    if (value.length <= flags.offset) return;
+    if (!value.reaches(flags.offset)) return;
     info.std_flags = value.bytes.get(flags);
     if (value.begin <= flags.offset) {
         append_file_flags_text(details.begin_field("flags"), info.std_flags);
         details.end_field();
     }
-    if (value.length <= owner_id.offset) return;
+    if (!value.reaches(owner_id.offset)) return;
     details.number("owner_id", value.bytes.get(owner_id), style);
-    if (value.length <= security_id.offset) return;
+    if (!value.reaches(security_id.offset)) return;
     details.number("security_id", value.bytes.get(security_id), style);
-    if (value.length <= quota_charged.offset) return;
+    if (!value.reaches(quota_charged.offset)) return;
     details.number("quota_charged", value.bytes.get(quota_charged), style);
-    if (value.length <= usn.offset) return;
+    if (!value.reaches(usn.offset)) return;
     details.number("usn", value.bytes.get(usn), style);
 }
 
-void show_standard_information(entry_info& info, const value_window& value, const text_style& style) {
+void show_standard_information(entry_info& info, const fragment& value, const text_style& style) {
     info.details.open_group("$STANDARD_INFORMATION");
     write_standard_information(info, value, style);
     info.details.close_group();
@@ -125,10 +92,10 @@ void take_parent(entry_info& info, uni::byte_view value, const text_style& style
 }
 
 // False where the value ends before what is to be shown; so are the next two.
-bool take_name_times(entry_info& info, const value_window& value, const text_style& style) {
+bool take_name_times(entry_info& info, const fragment& value, const text_style& style) {
     for (const time_row& row : time_rows) {
-        const std::uint32_t offset = file_name_layout::times + row.offset;
-        if (value.length <= offset) return false;
+        const std::uint32_t offset = name_times + row.offset;
+        if (!value.reaches(offset)) return false;
         if (!value.shows(offset)) continue;
         info.name_times.*row.time = value.bytes.u64(offset);
         info.details.time(row.key, info.name_times.*row.time, style);
@@ -136,43 +103,43 @@ bool take_name_times(entry_info& info, const value_window& value, const text_sty
     return true;
 }
 
-bool take_sizes(entry_info& info, const value_window& value, const text_style& style) {
+bool take_sizes(entry_info& info, const fragment& value, const text_style& style) {
     using namespace file_name_layout;
-    if (value.length <= allocated_size.offset) return false;
+    if (!value.reaches(allocated_size.offset)) return false;
     if (value.shows(allocated_size.offset)) {
         info.name_alloc_size = value.bytes.get(allocated_size);
         info.details.number("allocated_size", info.name_alloc_size, style);
     }
-    if (value.length <= real_size.offset) return false;
+    if (!value.reaches(real_size.offset)) return false;
     if (value.shows(real_size.offset)) info.details.number("real_size", value.bytes.get(real_size), style);
     return true;
 }
 
 // Kept: the flags are a number here, and words in $STANDARD_INFORMATION. They are stored even where they are not of
 // the fragment, as 0.
-bool take_name_flags(entry_info& info, const value_window& value, const text_style& style) {
+bool take_name_flags(entry_info& info, const fragment& value, const text_style& style) {
     using namespace file_name_layout;
-    if (value.length <= flags.offset) return false;
+    if (!value.reaches(flags.offset)) return false;
     info.name_flags = value.bytes.get(flags);
     if (value.shows(flags.offset)) info.details.number("flags", info.name_flags, style);
-    if (value.length <= reparse_value.offset) return false;
+    if (!value.reaches(reparse_value.offset)) return false;
     if (value.shows(reparse_value.offset)) {
         info.details.number("reparse_value", value.bytes.get(reparse_value), style);
     }
-    return value.length > name;
+    return value.reaches(name);
 }
 
-void take_name(entry_info& info, const value_window& value) {
+void take_name(entry_info& info, const fragment& value) {
     using namespace file_name_layout;
     const std::uint32_t name_bytes = value.bytes.get(name_length) * 2U;
-    if (name_bytes == 0 || (value.partial && name + name_bytes > value.length)) return;
-    if (value.begin > name || value.end <= name) return;
+    if (name_bytes == 0 || value.cuts(name + name_bytes)) return;
+    if (!value.shows(name)) return;
     info.name.clear();
     uni::append_utf16_text(info.name, value.bytes.slice(name, name_bytes));
     info.details.field("name", info.name);
 }
 
-void write_file_name(entry_info& info, const value_window& value, const text_style& style) {
+void write_file_name(entry_info& info, const fragment& value, const text_style& style) {
     if (value.shows(file_name_layout::parent.offset)) take_parent(info, value.bytes, style);
     if (!take_name_times(info, value, style)) return;
     if (!take_sizes(info, value, style)) return;
@@ -180,29 +147,22 @@ void write_file_name(entry_info& info, const value_window& value, const text_sty
     take_name(info, value);
 }
 
-void show_file_name(entry_info& info, const value_window& value, const text_style& style) {
+void show_file_name(entry_info& info, const fragment& value, const text_style& style) {
     info.details.open_group("$FILE_NAME");
     write_file_name(info, value, style);
     info.details.close_group();
 }
 
-// Lays a fragment into an image of zeros; what does not fit is cut.
-template <std::size_t size>
-void lay_fragment(std::array<std::uint8_t, size>& image, std::size_t offset, uni::byte_view fragment) {
-    const auto bytes = fragment.slice(0, size - offset).bytes();
-    std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<std::ptrdiff_t>(offset));
-}
-
 }  // namespace
 
-void decode_standard_information(entry_info& info, uni::byte_view value, bool partial, const text_style& style) {
-    if (!partial && value.size() < standard_information_layout::size) return;
-    show_standard_information(info, {value, partial, 0, value.size(), value.size()}, style);
+void decode_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+    if (!value.partial && value.length < standard_information_layout::size) return;
+    show_standard_information(info, value, style);
 }
 
-void decode_file_name(entry_info& info, uni::byte_view value, bool partial, const text_style& style) {
-    if (!partial && value.size() < file_name_layout::smallest) return;
-    show_file_name(info, {value, partial, 0, value.size(), value.size()}, style);
+void decode_file_name(entry_info& info, const fragment& value, const text_style& style) {
+    if (!value.partial && value.length < file_name_layout::smallest) return;
+    show_file_name(info, value, style);
 }
 
 void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length, const text_style& style) {
@@ -212,28 +172,25 @@ void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t ke
 
 // Kept: a value is taken to be $STANDARD_INFORMATION if it lies where that lies in a file record, in the first
 // attribute, whatever attribute the record targets. Writes further on show nothing.
-void decode_resident_update(entry_info& info, const redo_payload& payload) {
+void decode_resident_update(entry_info& info, const operation_data& given) {
     constexpr std::uint32_t value_place = 80;  // the first attribute at 56, a header of 24 bytes
     constexpr std::uint32_t image_size = standard_information_layout::size;
-    if (payload.data.size() < 8) return;
-    const std::uint32_t offset = payload.entry.get(record_layout::attribute_offset) - value_place +
-                                 payload.entry.get(record_layout::record_offset);  // wraps ahead of the value
+    if (given.bytes.size() < 8) return;
+    const std::uint32_t offset = given.entry.get(record_layout::attribute_offset) - value_place +
+                                 given.entry.get(record_layout::record_offset);  // wraps ahead of the value
     if (offset > image_size) return;
     std::array<std::uint8_t, image_size> image{};
-    lay_fragment(image, offset, payload.data);
-    const std::uint64_t end = offset + std::uint64_t{payload.data.size()};
-    show_standard_information(info, {uni::byte_view(image), true, offset, end, end}, payload.style);
+    show_standard_information(info, lay_fragment(image, offset, given.bytes), given.style);
 }
 
-// The redo bytes are what an index entry repeats of the file, from the times on, and perhaps the name.
-void decode_duplicated_information(entry_info& info, const redo_payload& payload) {
+// The bytes are what an index entry repeats of the file, from the times on, and perhaps the name.
+void decode_duplicated_information(entry_info& info, const operation_data& given) {
     using namespace file_name_layout;
-    if (payload.data.size() < 24) return;
+    if (given.bytes.size() < 24) return;
     std::array<std::uint8_t, longest> image{};
-    lay_fragment(image, times, payload.data);
-    const std::uint64_t end = times + std::uint64_t{payload.data.size()};
-    show_file_name(info, {uni::byte_view(image), true, times, end, std::max<std::uint64_t>(smallest, end)},
-                   payload.style);
+    fragment value = lay_fragment(image, name_times, given.bytes);
+    value.length = std::max<std::uint64_t>(smallest, value.length);
+    show_file_name(info, value, given.style);
 }
 
 }  // namespace kest

@@ -1,22 +1,12 @@
+#include "mft/record_layout.h"
 #include "operations/attribute_decoder.h"
-#include "operations/attribute_layout.h"
 #include "operations/decoders.h"
 
 namespace kest {
 
 namespace {
 
-// Layout of a file record. Its signature is not asked for, since the operation says what it is, and its sectors
-// carry no fix-up in the log.
-namespace file_record_layout {
-constexpr uni::field<std::uint64_t> lsn{8};
-constexpr uni::field<std::uint16_t> sequence{16};
-constexpr uni::field<std::uint16_t> hard_links{18};
-constexpr uni::field<std::uint16_t> first_attribute{20};
-constexpr uni::field<std::uint16_t> flags{22};
-constexpr uni::field<std::uint32_t> own_number{44};
-}  // namespace file_record_layout
-
+// The signature is not asked for, since the operation says what it is, and the sectors carry no fix-up in the log.
 constexpr std::size_t smallest_record = 8;
 
 // Kept: attributes are looked for from 43 bytes on, before the record's own number is all there.
@@ -67,7 +57,7 @@ void walk_attributes(entry_info& info, uni::byte_view attributes, const text_sty
     while (!attributes.empty()) {
         const std::uint32_t length = attributes.get(attribute_layout::record_length);
         if (length == 0) return;
-        const bool shown = decode_attribute(info, attributes, length > attributes.size(), style);
+        const bool shown = decode_attribute(info, beginning_of(attributes, length > attributes.size()), style);
         // An attribute shorter than its header may show more than it holds; so there is one at most.
         if (shown && length < attribute_layout::resident_header_size) return;
         attributes = attributes.from(length);
@@ -76,14 +66,14 @@ void walk_attributes(entry_info& info, uni::byte_view attributes, const text_sty
 
 }  // namespace
 
-void decode_file_record(entry_info& info, const redo_payload& payload) {
-    const uni::byte_view record = payload.data;
+void decode_file_record(entry_info& info, const operation_data& given) {
+    const uni::byte_view record = given.bytes;
     if (record.size() < smallest_record) return;
     info.details.open_group("file_record");
-    write_header(info, record, payload.style);
+    write_header(info, record, given.style);
     info.details.close_group();
     if (record.size() < smallest_with_attributes) return;
-    walk_attributes(info, record.from(record.get(file_record_layout::first_attribute)), payload.style);
+    walk_attributes(info, record.from(record.get(file_record_layout::first_attribute)), given.style);
 }
 
 }  // namespace kest

@@ -58,20 +58,20 @@ void write_new_entry(entry_info& info, uni::byte_view entry, const text_style& s
 
 }  // namespace
 
-void decode_mapping_pairs(entry_info& info, const redo_payload& payload) {
-    info.details.dump_group("mapping_pairs", payload.data);
+void decode_mapping_pairs(entry_info& info, const operation_data& given) {
+    info.details.dump_group("mapping_pairs", given.bytes);
 }
 
-void decode_open_attribute(entry_info& info, const redo_payload& payload) {
-    const uni::byte_view entry = payload.data;
+void decode_open_attribute(entry_info& info, const operation_data& given) {
+    const uni::byte_view entry = given.bytes;
     constexpr std::size_t old_size = old_open_attribute_layout::size;
     if (entry.size() < old_size) return;
     info.details.open_group("open_attribute");
     write_state(info.details, entry.get(open_attribute_layout::allocated_or_next_free));
     if (entry.size() == old_size) {
-        write_old_entry(info, entry, payload.style);
+        write_old_entry(info, entry, given.style);
     } else {
-        write_new_entry(info, entry, payload.style);
+        write_new_entry(info, entry, given.style);
     }
     info.details.close_group();
 }

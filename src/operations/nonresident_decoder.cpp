@@ -1,8 +1,7 @@
-#include <algorithm>
 #include <array>
 
+#include "mft/record_layout.h"
 #include "operations/attribute_decoder.h"
-#include "operations/attribute_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
 #include "portable/utf16.h"
@@ -67,7 +66,7 @@ void write_row(details_writer& details, const header_row& row, uni::byte_view he
 }
 
 // This and the next are false where the bytes stop before what is to be shown.
-bool write_rows(details_writer& details, const nonresident_header& header, bool compressed, const text_style& style) {
+bool write_rows(details_writer& details, const fragment& header, bool compressed, const text_style& style) {
     for (const header_row& row : header_rows) {
         if (row.offset == compressed_size.offset && !compressed) return true;
         if (header.stops_before(row.offset)) return false;
@@ -76,13 +75,13 @@ bool write_rows(details_writer& details, const nonresident_header& header, bool 
     return !header.stops_before(compressed_size.end());
 }
 
-bool take_name(entry_info& info, const nonresident_header& header, bool compressed) {
+bool take_name(entry_info& info, const fragment& header, bool compressed) {
     const uni::byte_view bytes = header.bytes;
     const std::uint32_t units = bytes.get(name_length);
     const std::uint32_t offset = bytes.get(name_offset);
     // Kept: the test counts a unit of the name as one byte.
     if (units == 0 || offset + units >= bytes.get(record_length)) return true;
-    if (header.partial && bytes.size() < offset + 2 * units) return false;
+    if (header.cuts(offset + 2 * units)) return false;
     info.name.clear();
     uni::append_utf16_text(info.name, bytes.slice(offset, 2 * units));
     const std::uint32_t fields_end = compressed ? compressed_size.end() : initialized_size.end();
@@ -100,12 +99,12 @@ bool describes_runs(uni::byte_view header) {
 
 // Kept: as many bytes as the mapping pairs have, but from the field that tells their offset on. So the dump shows the
 // offset and the sizes first.
-void write_run_bytes(details_writer& details, const nonresident_header& header) {
+void write_run_bytes(details_writer& details, const fragment& header) {
     const uni::byte_view bytes = header.bytes;
     const std::uint32_t length = bytes.get(record_length);
     const std::uint32_t pairs = bytes.get(mapping_pairs_offset);
     if (!describes_runs(bytes) || pairs == 0 || !header.shows(mapping_pairs_offset.offset)) return;
-    if (header.partial && length > bytes.size()) return;
+    if (header.cuts(length)) return;
     details.dump("run_bytes", bytes.slice(mapping_pairs_offset.offset, length > pairs ? length - pairs : 0));
 }
 
@@ -121,41 +120,38 @@ header_image make_image(std::uint8_t attribute_type) {
     return image;
 }
 
-void lay_fragment(header_image& image, std::uint32_t offset, uni::byte_view fragment) {
-    const auto bytes = fragment.slice(0, image_size - offset).bytes();
-    std::copy(bytes.begin(), bytes.end(), image.begin() + offset);
-}
-
-nonresident_header fragment_of(const header_image& image, std::uint32_t begin, std::size_t length) {
-    return {uni::byte_view(image), true, begin, begin + std::uint64_t{length}};
+// A piece of a header counts as all that one can have.
+fragment lay_header(header_image& image, std::uint32_t offset, uni::byte_view piece) {
+    fragment header = lay_fragment(image, offset, piece);
+    header.length = image_size;
+    return header;
 }
 
 }  // namespace
 
-void write_nonresident_header(entry_info& info, const nonresident_header& header, const text_style& style) {
+void write_nonresident_header(entry_info& info, const fragment& header, const text_style& style) {
     const bool compressed = header.bytes.get(compression_unit) != 0;
     if (!write_rows(info.details, header, compressed, style)) return;
     if (!take_name(info, header, compressed)) return;
     write_run_bytes(info.details, header);
 }
 
-// The redo bytes are the header from its lowest VCN on.
-void decode_index_vcn(entry_info& info, const redo_payload& payload) {
-    if (payload.data.size() < 8) return;
+// The bytes are the header from its lowest VCN on.
+void decode_index_vcn(entry_info& info, const operation_data& given) {
+    if (given.bytes.size() < 8) return;
     header_image image = make_image(attribute_type::index_allocation);
-    lay_fragment(image, lowest_vcn.offset, payload.data);
-    write_nonresident_header(info, fragment_of(image, lowest_vcn.offset, payload.data.size()), payload.style);
+    write_nonresident_header(info, lay_header(image, lowest_vcn.offset, given.bytes), given.style);
 }
 
-// The redo bytes are the sizes: three, or four for a compressed attribute.
-void decode_attribute_sizes(entry_info& info, const redo_payload& payload) {
+// The bytes are the sizes: three, or four for a compressed attribute.
+void decode_attribute_sizes(entry_info& info, const operation_data& given) {
     constexpr std::size_t three_sizes = 24;
-    if (payload.data.size() < three_sizes) return;
+    if (given.bytes.size() < three_sizes) return;
     header_image image = make_image(attribute_type::data);
-    lay_fragment(image, allocated_size.offset, payload.data);
-    if (payload.data.size() != three_sizes) image[compression_unit.offset] = 1;
+    const fragment header = lay_header(image, allocated_size.offset, given.bytes);
+    if (given.bytes.size() != three_sizes) image[compression_unit.offset] = 1;
     info.details.open_group("new_sizes");
-    write_nonresident_header(info, fragment_of(image, allocated_size.offset, payload.data.size()), payload.style);
+    write_nonresident_header(info, header, given.style);
     info.details.close_group();
 }
 

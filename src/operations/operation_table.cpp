@@ -1,5 +1,6 @@
 #include "operations/operation_table.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "operations/decoders.h"
@@ -8,27 +9,30 @@ namespace kest {
 
 namespace {
 
-// What is done with the redo bytes of one operation code.
+// What is told of one operation code, and what is done with its bytes.
 struct operation_row {
     std::string_view name;
     decoder decode = nullptr;       // null: no decoder
     std::string_view dump_label{};  // empty: no dump
     bool location = false;          // tells behind the data where it was done
     std::string_view word{};        // a plain word ahead of the dump
+    std::string_view event{};
 };
 
-// Kept: of the operations that go in pairs, only the deleting one tells its location.
+// By code. Kept: of the operations that go in pairs, only the deleting one tells its location; and two event words
+// begin with a blank.
 constexpr operation_row operations[] = {
     /*  0 */ {.name = "Noop", .dump_label = "noop_data"},
     /*  1 */ {.name = "CompensationLogRecord", .dump_label = "compensation_data"},
-    /*  2 */ {.name = "InitializeFileRecordSegment", .decode = decode_file_record},
-    /*  3 */ {.name = "DeallocateFileRecordSegment", .decode = decode_file_record, .location = true},
+    /*  2 */ {.name = "InitializeFileRecordSegment", .decode = decode_file_record, .event = " file_created"},
+    /*  3 */
+    {.name = "DeallocateFileRecordSegment", .decode = decode_file_record, .location = true, .event = " file_deleted"},
     /*  4 */ {.name = "WriteEndOfFileRecordSegment", .dump_label = "end_of_record_data"},
     /*  5 */ {.name = "CreateAttribute", .decode = decode_attribute_record},
     /*  6 */ {.name = "DeleteAttribute", .decode = decode_attribute_record, .location = true},
     /*  7 */ {.name = "UpdateResidentValue", .decode = decode_resident_update},
     /*  8 */ {.name = "UpdateNonresidentValue", .decode = decode_journal_record},
-    /*  9 */ {.name = "UpdateMappingPairs", .decode = decode_mapping_pairs},
+    /*  9 */ {.name = "UpdateMappingPairs", .decode = decode_mapping_pairs, .event = "changing_allocated_space"},
     /* 10 */ {.name = "DeleteDirtyClusters", .dump_label = "dirty_clusters_data", .location = true},
     /* 11 */ {.name = "SetNewAttributeSizes", .decode = decode_attribute_sizes},
     /* 12 */ {.name = "AddIndexEntryRoot", .decode = decode_index_entries},
@@ -77,11 +81,15 @@ void write_no_payload(details_writer& details, std::uint16_t expected, std::uint
     details.close_group();
 }
 
-void decode_by_row(const operation_row& row, entry_info& info, const redo_payload& payload) {
-    if (row.decode != nullptr) row.decode(info, payload);
+// What both sides of a record have in common: the bytes of `window`, shown as operation `code` has it.
+void decode_data(std::uint16_t code, const log_entry& entry, const data_window& window, entry_info& info,
+                 const text_style& style) {
+    if (code >= std::size(operations)) return;
+    const operation_row& row = operations[code];
+    const uni::byte_view bytes = entry.payload().slice(window.begin, window.extent);
+    if (row.decode != nullptr) row.decode(info, {bytes, entry, style});
     info.details.word(row.word);
-    if (!row.dump_label.empty()) info.details.dump_group(row.dump_label, payload.data);
-    if (row.location) write_location(info.details, payload.entry, payload.style);
+    if (!row.dump_label.empty()) info.details.dump_group(row.dump_label, bytes);
 }
 
 }  // namespace
@@ -90,15 +98,29 @@ std::string_view operation_name(std::uint16_t code) {
     return code < std::size(operations) ? operations[code].name : "Unk";
 }
 
-void decode_operation(const log_entry& entry, entry_info& info, const text_style& style) {
-    reset_decoded(info);
-    data_window window;
-    const bool has_window = redo_data(entry, window);
-    const uni::byte_view data = has_window ? entry.payload().slice(window.begin, window.extent) : uni::byte_view{};
-    if (entry.redo_op < std::size(operations)) decode_by_row(operations[entry.redo_op], info, {data, entry, style});
+std::string_view event_word(std::uint16_t code) {
+    return code < std::size(operations) ? operations[code].event : std::string_view{};
+}
+
+void decode_redo(const log_entry& entry, entry_info& info, const text_style& style) {
+    reset_entry_info(info);
+    data_window window;  // stays empty without redo bytes
+    static_cast<void>(redo_data(entry, window));
+    decode_data(entry.redo_op, entry, window, info, style);
+    if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
+        write_location(info.details, entry, style);
+    }
     // Judged by the window as the header tells it, not by what the payload holds of it.
     const std::uint16_t expected = entry.get(record_layout::redo_length);
     if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent, style);
+}
+
+void decode_undo(const log_entry& entry, entry_info& info, const text_style& style) {
+    reset_entry_info(info);
+    data_window window;
+    if (!undo_data(entry, window)) return;
+    window.extent = std::min(window.extent, window.length);  // what pads the payload is no data
+    decode_data(entry.undo_op, entry, window, info, style);
 }
 
 }  // namespace kest

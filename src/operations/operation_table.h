@@ -5,16 +5,21 @@
 
 #include "format/text_style.h"
 #include "logfile/log_entry.h"
+#include "logfile/operation.h"
 #include "operations/entry_info.h"
 
 namespace kest {
 
-inline constexpr std::uint16_t highest_operation = 37;  // the highest code that a valid record holds
-
 // "Unk" for a code above 38.
 std::string_view operation_name(std::uint16_t code);
 
+// What happened, where no journal reason tells it; empty for most codes.
+std::string_view event_word(std::uint16_t code);
+
 // Decodes the redo bytes of a record into `info`, which is cleared of an earlier record's facts first.
-void decode_operation(const log_entry& entry, entry_info& info, const text_style& style);
+void decode_redo(const log_entry& entry, entry_info& info, const text_style& style);
+// The same for what the record would put back: nothing where it holds no undo bytes. Where it was done is not told
+// again.
+void decode_undo(const log_entry& entry, entry_info& info, const text_style& style);
 
 }  // namespace kest

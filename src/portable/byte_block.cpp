@@ -20,10 +20,10 @@ byte_block::byte_block(std::size_t size) : m_size(size) {
     m_bytes.reset(static_cast<std::uint8_t*>(memory));
 }
 
-void byte_block::release(std::size_t begin, std::size_t count) const {
+void release_pages(std::span<std::uint8_t> bytes) {
     static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    void* first = m_bytes.get() + begin;
-    std::size_t room = count;
+    void* first = bytes.data();
+    std::size_t room = bytes.size();
     if (std::align(page, page, first, room) != nullptr) ::madvise(first, room - room % page, MADV_DONTNEED);
 }
 

@@ -18,10 +18,6 @@ public:
     explicit byte_block(std::size_t size);
 
     std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_size}; }
-    bool empty() const { return m_size == 0; }
-
-    // Gives the memory of whole pages behind these bytes back to the system. What the bytes hold is unsettled then.
-    void release(std::size_t begin, std::size_t count) const;
 
 private:
     struct deleter {
@@ -30,5 +26,8 @@ private:
     std::unique_ptr<std::uint8_t[], deleter> m_bytes;
     std::size_t m_size = 0;
 };
+
+// Gives the memory of whole pages behind bytes of a block back to the system. What the bytes hold is unsettled then.
+void release_pages(std::span<std::uint8_t> bytes);
 
 }  // namespace uni

@@ -41,8 +41,9 @@ void hold_line(std::size_t width, std::string_view text) {
 
 void console_write(std::string_view text) {
     const std::lock_guard lock(console_mutex);
-    held += text;
     write_held();
+    // Not by way of `held`: it may be that memory has run out that is to be told.
+    static_cast<void>(write_all(STDERR_FILENO, text));
 }
 
 void status_line(std::size_t width, std::string_view text) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,6 +31,10 @@ int flags_of(open_mode mode) {
             return O_RDONLY;
         case open_mode::update:
             return O_RDWR;
+        case open_mode::create:
+            return O_RDWR | O_CREAT;
+        case open_mode::create_new:
+            return O_RDWR | O_CREAT | O_EXCL;
         case open_mode::create_truncate:
             return O_RDWR | O_CREAT | O_TRUNC;
     }
@@ -53,6 +58,11 @@ bool has_offsets(int descriptor) {
 
 }  // namespace
 
+int open_untouched(const char* path, int flags) {
+    const int descriptor = ::open(path, flags | O_NOATIME);
+    return descriptor == -1 && errno == EPERM ? ::open(path, flags) : descriptor;
+}
+
 std::string_view trimmed_path(std::string_view path) {
     return path.substr(0, path.find_last_not_of("/\\") + 1);  // none such: npos + 1 is 0
 }
@@ -64,6 +74,22 @@ bool identify(const std::string& path, file_identity& out) {
     return true;
 }
 
+bool is_regular_file(const std::string& path) {
+    struct stat about {};
+    return ::stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+}
+
+bool names_regular_file(const std::string& path) {
+    struct stat about {};
+    return ::lstat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+}
+
+std::optional<file_identity> stored_file(int descriptor) {
+    struct stat about {};
+    if (::fstat(descriptor, &about) != 0 || !(S_ISREG(about.st_mode) || S_ISBLK(about.st_mode))) return std::nullopt;
+    return file_identity{about.st_dev, about.st_ino};
+}
+
 file::~file() {
     close();
 }
@@ -73,7 +99,9 @@ bool file::open(std::string_view path, open_mode mode) {
     close();
     const std::string name(trimmed_path(path));
     // Opening must not wait for a FIFO's other end.
-    m_fd = off_standard_numbers(::open(name.c_str(), flags_of(mode) | O_NONBLOCK | O_CLOEXEC, created_mode));
+    const int flags = flags_of(mode) | O_NONBLOCK | O_CLOEXEC;
+    m_fd = off_standard_numbers(mode == open_mode::read ? open_untouched(name.c_str(), flags)
+                                                        : ::open(name.c_str(), flags, created_mode));
     if (m_fd == -1) return false;
     if (!has_offsets(m_fd)) {
         close();
@@ -91,13 +119,35 @@ void file::attach(int descriptor) {
 }
 
 bool file::close() {
+    // Some systems tell only when a file is closed that what was written did not arrive. A stream of somebody else's is
+    // asked by way of a copy, and stays open.
+    const int closed_one = m_attached ? ::dup(m_fd) : m_fd;
     // An interrupted close has closed all the same.
-    const bool closed = m_fd == -1 || m_attached || ::close(m_fd) == 0 || errno == EINTR;
+    const bool closed = closed_one == -1 || ::close(closed_one) == 0 || errno == EINTR;
     m_fd = -1;
     m_size = 0;
     m_attached = false;
     m_of_process = false;
     return closed;
+}
+
+file_identity file::identity() const {
+    struct stat about {};
+    if (::fstat(m_fd, &about) != 0) return {};
+    return {about.st_dev, about.st_ino};
+}
+
+bool file::is_regular() const {
+    struct stat about {};
+    return ::fstat(m_fd, &about) == 0 && S_ISREG(about.st_mode);
+}
+
+void file::truncate() {
+    if (::ftruncate(m_fd, 0) == 0) m_size = 0;
+}
+
+bool file::lock() {
+    return !is_regular() || ::flock(m_fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 std::uint64_t file::measure_size() {
@@ -111,18 +161,20 @@ std::uint64_t file::measure_size() {
     return m_size;
 }
 
-std::int64_t file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
-    if (!is_open() || offset >= m_size) return -1;
+read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
+    if (!is_open()) return {.failed = true};
+    read_result result;
+    if (offset >= m_size) return result;
     const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset));
-    std::size_t done = 0;
-    while (done < wanted) {
-        const ssize_t arrived =
-            ::pread(m_fd, buffer.data() + done, std::min(read_chunk, wanted - done), static_cast<off_t>(offset + done));
+    while (result.bytes < wanted) {
+        const ssize_t arrived = ::pread(m_fd, buffer.data() + result.bytes, std::min(read_chunk, wanted - result.bytes),
+                                        static_cast<off_t>(offset + result.bytes));
         if (arrived < 0 && errno == EINTR) continue;
+        result.failed = arrived < 0;
         if (arrived <= 0) break;
-        done += static_cast<std::size_t>(arrived);
+        result.bytes += static_cast<std::size_t>(arrived);
     }
-    return static_cast<std::int64_t>(done);
+    return result;
 }
 
 std::uint64_t file::next_data(std::uint64_t offset) const {
@@ -130,6 +182,12 @@ std::uint64_t file::next_data(std::uint64_t offset) const {
     const off_t data = ::lseek(m_fd, static_cast<off_t>(offset), SEEK_DATA);
     if (data >= 0) return std::min(static_cast<std::uint64_t>(data), m_size);
     return errno == ENXIO ? m_size : offset;
+}
+
+std::uint64_t file::next_hole(std::uint64_t offset) const {
+    if (offset >= m_size) return m_size;
+    const off_t hole = ::lseek(m_fd, static_cast<off_t>(offset), SEEK_HOLE);
+    return hole >= 0 ? std::min(static_cast<std::uint64_t>(hole), m_size) : m_size;
 }
 
 bool file::append(std::string_view bytes) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,10 +20,18 @@ struct file_identity {
     bool operator==(const file_identity&) const = default;
 };
 
+// What arrived of a read. Fewer bytes than were asked for, and nothing failed: the file ends there.
+struct read_result {
+    std::size_t bytes = 0;
+    bool failed = false;  // the system could not read on behind them, or the file is not open
+};
+
 // Directories, FIFOs and sockets are refused in each.
 enum class open_mode {
-    read,
+    read,             // leaves the access time alone where the system allows that
     update,           // must exist; kept as it is
+    create,           // created if there is none; kept as it is
+    create_new,       // must not exist
     create_truncate,  // created, or emptied
 };
 
@@ -36,23 +45,35 @@ public:
 
     // Trailing "/" and "\" are cut from the path. False for an empty path and for what cannot be opened.
     [[nodiscard]] bool open(std::string_view path, open_mode mode);
-    // Takes over an open descriptor, to write to it; it is not closed with the object.
+    // Takes over an open descriptor, to write to it where it stands; it is not closed with the object.
     void attach(int descriptor);
     bool is_open() const { return m_fd != -1; }
     // False if the system tells only now that what was written did not arrive.
     bool close();
 
+    // What is open, whatever its name means now. Nothing for what is not open.
+    file_identity identity() const;
+    bool is_regular() const;
+
+    // Empties the file. One that has no length, such as a terminal, stays as it is.
+    void truncate();
+    // Keeps other runs from a regular file until it is closed. False if another has it; where locks are unknown nobody
+    // has.
+    [[nodiscard]] bool lock();
+
     // Bytes, as last measured.
     std::uint64_t size() const { return m_size; }
     std::uint64_t measure_size();
 
-    // Reads at most `buffer.size()` bytes; fewer only at the file's end or a failure on the way. The result is the
-    // bytes read, or -1 where nothing could be read: not open, or `offset` not below the size.
-    std::int64_t read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const;
+    // Reads at most `buffer.size()` bytes at `offset`; fewer only at the file's end or where reading failed.
+    read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const;
 
     // The first offset from `offset` on at which the file holds data and not a hole; the file's size if none.
     // `offset` itself where the file system does not tell.
     std::uint64_t next_data(std::uint64_t offset) const;
+    // The first offset from `offset` on at which a hole begins; the file's size if none does or the file system does
+    // not tell.
+    std::uint64_t next_hole(std::uint64_t offset) const;
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
     [[nodiscard]] bool append(std::string_view bytes);
@@ -64,11 +85,21 @@ private:
     bool m_of_process = false;  // lies in /proc
 };
 
+// Opens to read without a trace in the access time, which only the owner may ask for; as usual where that is refused.
+// The descriptor, or -1.
+int open_untouched(const char* path, int flags);
+
 // Trailing "/" and "\" cut, as opening does.
 std::string_view trimmed_path(std::string_view path);
 
 // False if there is no such file.
 [[nodiscard]] bool identify(const std::string& path, file_identity& out);
+// Whether the path names a regular file, itself or by way of links.
+bool is_regular_file(const std::string& path);
+// A link to a regular file does not.
+bool names_regular_file(const std::string& path);
+// What is open under a descriptor, if that keeps what is written to it: a regular file or a block device.
+std::optional<file_identity> stored_file(int descriptor);
 
 // Text on its way to a file: collected in a large put area, and handed to the file when that is full.
 class fileio_output {

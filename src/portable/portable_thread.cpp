@@ -23,10 +23,10 @@ void portable_thread::start(entry_function entry, void* argument) {
     // Ahead of the creation: the body may end before the call returns.
     m_started = true;
     m_running = true;
-    if (::pthread_create(&m_handle, nullptr, run, this) != 0) {
-        m_started = false;
-        m_running = false;
-    }
+    if (::pthread_create(&m_handle, nullptr, run, this) == 0) return;
+    m_started = false;
+    m_running = false;
+    entry(argument);
 }
 
 bool portable_thread::check_finished() {

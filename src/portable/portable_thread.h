@@ -15,9 +15,8 @@ public:
     portable_thread(const portable_thread&) = delete;
     portable_thread& operator=(const portable_thread&) = delete;
 
-    // A failed start is silent: `wait` then returns at once.
+    // Where no thread can be had the body runs in the caller, and has ended when this returns.
     void start(entry_function entry, void* argument);
-    bool is_started() const { return m_started; }
 
     // Says whether the body has ended; also true if it was never started. The thread can then be started again.
     bool check_finished();

@@ -4,7 +4,6 @@ namespace kest {
 
 namespace {
 
-constexpr std::string_view certain_path_title = "path";
 constexpr std::string_view guessed_path_title = "path (*guess)";
 
 // What a column holds: words and numbers of ours, or names and data out of the evidence.
@@ -18,24 +17,23 @@ struct column_row {
 };
 
 // In the order of `column_ids`.
-constexpr column_row report_columns[] = {
+constexpr column_row columns[] = {
     {"time", 30, words},    {"ref", 30, words},        {"action", 31, words},  {"lsn", 12, words},
     {"level", 8, words},    {"op_pattern", 30, words}, {"op_name", 28, words}, {"lcn", 10, words},
     {"inode", 12, words},   {"seq", 12, words},        {"parent", 12, words},  {"parent_seq", 13, words},
-    {"path", 25, evidence}, {"details", 12, evidence},
+    {"path", 25, evidence}, {"details", 12, evidence}, {"undo", 12, evidence},
 };
-static_assert(std::size(report_columns) == column_ids::details + 1);
+static_assert(std::size(columns) == column_ids::undo + 1);
 
 }  // namespace
 
-void report_header(logfile_options& options, uni::fileio_output& report_sink) {
-    if (!options.header_line) return;
-    if (options.shape == output_shape::csvl2t || options.shape == output_shape::bodyfile) return;
-    for (const column_row& row : report_columns) {
-        options.columns.push_back({std::string(row.title), options.no_whitespace ? 0 : row.width, row.words_alone});
-    }
-    options.columns[column_ids::path].title = options.guesses_allowed ? guessed_path_title : certain_path_title;
-    write_header_line(report_sink, options);
+std::vector<row_column> report_columns(bool guesses_allowed, bool show_undo) {
+    std::vector<row_column> out;
+    for (const column_row& row : columns)
+        out.push_back({std::string(row.title), row.width, row.words_alone});
+    if (!show_undo) out.pop_back();
+    if (guesses_allowed) out[column_ids::path].title = guessed_path_title;
+    return out;
 }
 
 }  // namespace kest

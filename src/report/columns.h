@@ -1,13 +1,15 @@
 #pragma once
 
-#include "driver/logfile_options.h"
-#include "portable/file.h"
+#include <cstddef>
+#include <vector>
+
+#include "format/result_row.h"
 
 namespace kest {
 
 // The report's columns, in order; a row's cells are named by these.
 struct column_ids {
-    enum id : int {
+    enum id : std::size_t {
         time,
         ref,
         action,
@@ -21,12 +23,12 @@ struct column_ids {
         parent,
         parent_seq,
         path,
-        details
+        details,
+        undo  // only if asked for
     };
 };
 
-// Settles the report's columns and writes the header line, unless an earlier input of the run did, or the output
-// shape has no report rows: then there are no columns, and every row is dropped.
-void report_header(logfile_options& options, uni::fileio_output& report_sink);
+// With `guesses_allowed` the path's title tells that some are guesses.
+std::vector<row_column> report_columns(bool guesses_allowed, bool show_undo);
 
 }  // namespace kest

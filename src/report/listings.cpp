@@ -14,10 +14,9 @@ constexpr std::uint32_t listing_level = 2;
 // A table for the diagnostic file: fields right-aligned and joined by the report's separator, the name last.
 class listing {
 public:
-    listing(const logfile_options& options, std::string_view title, bool with_header)
-        : m_separator(options.separator), m_width(options.no_whitespace ? 0 : number_width) {
+    listing(const row_style& style, std::string_view title)
+        : m_separator(style.separator), m_width(style.no_whitespace ? 0 : number_width) {
         m_text.append(title).append(1, '\n');
-        if (!with_header) return;
         for (const std::string_view column : {"src", "flag", "indx", "inode", "seq#", "parent", "seq#"})
             field(column);
         m_text += "name\n";
@@ -35,10 +34,6 @@ private:
     std::size_t m_width;
     std::string m_text;
 };
-
-bool wanted(const logfile_options& options) {
-    return options.diags_on() && options.diags_level >= listing_level;
-}
 
 // A line for each parent that the store knows of the record. `last_inode` marks a further line of one file.
 class listing_rows {
@@ -73,33 +68,36 @@ private:
 
 }  // namespace
 
-void merge_mft_data(logfile_options& options, bool with_header) {
-    if (!wanted(options)) return;
-    listing table(options, "all_nodes", with_header);
+void merge_mft_data(const _inode_collection& inodes, const row_style& style, diagnostics& diags) {
+    if (!diags.on(listing_level)) return;
+    listing table(style, "all_nodes");
     listing_rows rows(table, "mft");
-    options.inodes_all.for_each([&](std::uint64_t, std::uint32_t position) {
-        const inode_record& record = options.records[position];
+    inodes.inodes_all.for_each([&](std::uint64_t, std::uint32_t position) {
+        const inode_record& record = inodes.records[position];
         rows.write(record, position, record.ref(), record.is_directory ? "-d" : "", "");
     });
-    diag_print(options, listing_level, table.text());
+    diags.print(listing_level, table.text());
 }
 
-void merge_journal_data(logfile_options& options, bool with_header) {
-    if (!wanted(options)) return;
-    listing table(options, "logfile UsnJrnl data", with_header);
+void merge_journal_data(const evidence& stores, std::span<const merged_record> merged, const row_style& style,
+                        diagnostics& diags) {
+    if (!diags.on(listing_level)) return;
+    listing table(style, "logfile UsnJrnl data");
     listing_rows rows(table, "log");
-    if (options.log.log_inode_records.empty()) table.text() += "no logfile UsnJrnl entries to add\n";
-    for (const inode_record& element : options.log.log_inode_records) {
-        if (element.store_index == 0) continue;  // Kept: position 0 is not told from none
-        const bool conflict = (element.store_index & _inode_collection::name_conflict) != 0;
-        const std::uint64_t position = element.store_index & ~_inode_collection::name_conflict;
-        const inode_record& stored = options.records[position];
-        std::string flags = element.path_set ? "-" : "dup";
+    if (stores.log.log_inode_records.empty()) table.text() += "no logfile UsnJrnl entries to add\n";
+    for (std::size_t at = 0; at < merged.size(); ++at) {
+        const inode_record& element = stores.log.log_inode_records[at];
+        const auto [store_index, unique] = merged[at];
+        if (store_index == 0) continue;  // Kept: position 0 is not told from none
+        const bool conflict = (store_index & _inode_collection::name_conflict) != 0;
+        const std::uint64_t position = store_index & ~_inode_collection::name_conflict;
+        const inode_record& stored = stores.inodes.records[position];
+        std::string flags = unique ? "-" : "dup";
         if (conflict) flags += "-M";
         if (stored.is_directory) flags += "-d";
         rows.write(stored, position, element.ref(), flags, conflict ? " [" + element.name + "]" : "");
     }
-    diag_print(options, listing_level, table.text());
+    diags.print(listing_level, table.text());
 }
 
 }  // namespace kest

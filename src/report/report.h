@@ -1,14 +1,32 @@
 #pragma once
 
-#include "driver/logfile_options.h"
+#include <optional>
+#include <string>
+
+#include "format/result_row.h"
+#include "options/diagnostics.h"
+#include "options/evidence.h"
+#include "options/logfile_options.h"
 #include "portable/file.h"
 
 namespace kest {
 
-// Writes the report of the parsed log: a row for each record of each chain.
-void report_entries(logfile_options& options, uni::fileio_output& report_sink);
+// The report of a run on one log after another: a row for each record of each transaction, or a table of how often each
+// operation occurs, as the options say. Titles are written once. All arguments must outlive it.
+class log_report {
+public:
+    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink);
 
-// Writes the table of how often each operation occurs in the parsed log.
-void report_stats(logfile_options& options, uni::fileio_output& report_sink);
+    // Reports on the parsed log. `current_file` names it where a run has several.
+    void write(evidence& stores, std::string_view current_file);
+
+private:
+    void report_entries(evidence& stores);
+
+    const logfile_options& m_options;
+    diagnostics& m_diags;
+    uni::fileio_output& m_sink;
+    std::optional<row_writer> m_rows;  // none in a shape without rows
+};
 
 }  // namespace kest

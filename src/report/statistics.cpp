@@ -1,8 +1,11 @@
-#include <algorithm>
+#include "report/statistics.h"
 
+#include <algorithm>
+#include <array>
+
+#include "format/number.h"
 #include "logfile/log_queries.h"
 #include "operations/operation_table.h"
-#include "report/report.h"
 
 namespace kest {
 
@@ -40,62 +43,47 @@ void append_right(std::string& out, std::uint64_t value, std::size_t width) {
     append_right(out, digits, width);
 }
 
-std::string text_table(const operation_counts& counts, const logfile_options& options) {
-    const std::size_t codes = options.no_whitespace ? 0 : code_width;
-    const std::size_t hits = options.no_whitespace ? 0 : count_width;
+}  // namespace
+
+std::string statistics_table(const log_store& log, std::string_view current_file, const row_style& style) {
+    const operation_counts counts = count_operations(log);
+    const std::size_t codes = style.no_whitespace ? 0 : code_width;
+    const std::size_t hits = style.no_whitespace ? 0 : count_width;
     std::string text = "code";
-    text += options.separator;
+    text += style.separator;
     append_right(text, "#hits", hits);
-    text.append(options.separator).append("opcode meaning\n");
+    text.append(style.separator).append("opcode meaning\n");
     for (std::size_t code = 0; code < code_count; ++code) {
         append_right(text, code, codes);
-        text += options.separator;
+        text += style.separator;
         append_right(text, counts.of[code], hits);
-        text.append(options.separator).append(operation_name(static_cast<std::uint16_t>(code))).append(1, '\n');
+        text.append(style.separator).append(operation_name(static_cast<std::uint16_t>(code))).append(1, '\n');
     }
     append_right(text, "-", codes);
-    text += options.separator;
+    text += style.separator;
     append_right(text, counts.total, hits);
-    text.append(options.separator)
-        .append("total number records found in: [")
-        .append(options.current_file)
-        .append("]\n\n");
+    text.append(style.separator).append("total number records found in: [").append(current_file).append("]\n\n");
     return text;
 }
 
-void define_columns(logfile_options& options) {
-    const auto add = [&options](std::string title, std::size_t width) {
-        options.columns.push_back({std::move(title), options.no_whitespace ? 0 : width});
-    };
+std::vector<row_column> statistics_columns() {
+    std::vector<row_column> columns;
     for (std::size_t code = 0; code < code_count; ++code)
-        add("OP " + format_number(code, false), count_width);
-    add("total", count_width);
-    add("file", file_width);
+        columns.push_back({"OP " + format_number(code, false), count_width});
+    columns.push_back({"total", count_width});
+    columns.push_back({"file", file_width});
+    return columns;
 }
 
-void write_csv_row(const operation_counts& counts, logfile_options& options, uni::fileio_output& report_sink) {
-    if (options.header_line) {
-        define_columns(options);
-        write_header_line(report_sink, options);
-    }
-    result_row row(options.columns.size());
-    for (std::size_t code = 0; code < code_count; ++code) {
-        append_right(row.text(static_cast<int>(code)), counts.of[code], options.no_whitespace ? 0 : count_width);
-    }
-    append_decimal(row.text(static_cast<int>(code_count)), counts.total);
-    row.show_text(static_cast<int>(code_count) + 1, options.current_file);
-    emit_row(report_sink, row, options, options.base16);
-}
-
-}  // namespace
-
-void report_stats(logfile_options& options, uni::fileio_output& report_sink) {
-    const operation_counts counts = count_operations(options.log);
-    if (options.shape == output_shape::csv) {
-        write_csv_row(counts, options, report_sink);
-    } else {
-        report_sink.write(text_table(counts, options));
-    }
+void write_statistics_row(const log_store& log, std::string_view current_file, const row_style& style,
+                          row_writer& rows) {
+    const operation_counts counts = count_operations(log);
+    result_row row = rows.new_row();
+    for (std::size_t code = 0; code < code_count; ++code)
+        append_right(row.text(code), counts.of[code], style.no_whitespace ? 0 : count_width);
+    append_decimal(row.text(code_count), counts.total);
+    row.show_text(code_count + 1, current_file);
+    rows.emit_row(row);
 }
 
 }  // namespace kest

@@ -1,21 +1,13 @@
 // Evidence made to cost more than it weighs. Each run is a process of its own, with bounds on what it may spend.
 
-#include <gtest/gtest.h>
+#include <functional>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include "driver/run.h"
-#include "support/hostile.h"
-#include "support/memory_file.h"
-#include "support/scratch_folder.h"
-#include "support/usn_image.h"
+#include "support/made_run.h"
 
-namespace kest {
+namespace kest::disk {
 namespace {
-
-using disk::bytes;
-using disk::memory_file;
-namespace hostile = disk::hostile;
 
 // What is not bounded takes hours, or does not end. Sanitizers keep what was freed for a while.
 constexpr rlim_t most_seconds = 40;
@@ -25,26 +17,13 @@ constexpr long most_memory = 2048;  // MiB
 constexpr long most_memory = 512;  // MiB
 #endif
 
-constexpr std::uint64_t late_lsn = 0x0800'0000;  // later than any file record
+constexpr u64 late_lsn = 0x0800'0000;  // later than any file record
 
-struct spent {
-    bool ended;             // by itself, with status 0 or 255
-    long memory;            // MiB at most
-    std::size_t lines;      // of the report
-    std::uintmax_t report;  // bytes
-};
-
-std::size_t lines_of(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::size_t lines = 0;
-    for (std::string line; std::getline(file, line);)
-        ++lines;
-    return lines;
-}
-
-spent run_within_bounds(const argument_list& inputs) {
-    const disk::scratch_folder folder;
-    argument_list args = {"kest", "-quiet", "-csv", "-no_whitespace", "-showall_inodes", "-out", folder.at("report")};
+// Besides the rows a report has four lines.
+void expect_bounded(const argument_list& inputs, std::size_t rows, std::uintmax_t most_report) {
+    const scratch_folder folder;
+    const std::string report = folder.at("report");
+    argument_list args = {"kest", "-quiet", "-csv", "-no_whitespace", "-showall_inodes", "-out", report};
     args.insert(args.end(), inputs.begin(), inputs.end());
     const pid_t child = ::fork();
     if (child == 0) {
@@ -55,74 +34,144 @@ spent run_within_bounds(const argument_list& inputs) {
     int status = 0;
     rusage usage{};
     ::wait4(child, &status, 0, &usage);
-    const bool ended = WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 255);
-    return {ended, usage.ru_maxrss / 1024, lines_of(folder.at("report")),
-            std::filesystem::file_size(folder.at("report"))};
+    EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 255));
+    EXPECT_LE(usage.ru_maxrss / 1024, most_memory);
+    EXPECT_LE(std::filesystem::file_size(report), most_report);
+    std::ifstream text(report);
+    std::size_t lines = 0;
+    for (std::string line; std::getline(text, line);)
+        ++lines;
+    EXPECT_EQ(lines, rows + 4);
 }
 
-// Besides the rows a report has four lines.
-void expect_bounded(const spent& cost, std::size_t rows, std::uintmax_t most_report) {
-    EXPECT_TRUE(cost.ended);
-    EXPECT_LE(cost.memory, most_memory);
-    EXPECT_EQ(cost.lines, rows + 4);
-    EXPECT_LE(cost.report, most_report);
+// Heads with a member each; the members have one LSN, from which as many further records go on.
+bytes chains_that_share_a_tail(u64 count) {
+    std::vector<record> records;
+    for (u64 lsn = 1; lsn <= count; ++lsn) {
+        records.push_back({.lsn = lsn});
+        records.push_back({.lsn = count + 1, .previous = lsn});
+    }
+    for (u64 lsn = count + 2; lsn <= 2 * count + 1; ++lsn)
+        records.push_back({.lsn = lsn, .previous = lsn - 1});
+    return log_of_pages(records);
+}
+
+// A head, and records each of which is its own predecessor and that of all the others.
+bytes records_that_name_themselves(std::size_t count) {
+    std::vector<record> records(count, record{.lsn = 8, .previous = 8});
+    records[0].previous = 0;
+    return log_of_pages(records);
+}
+
+// A log of one record that spans pages, with as many of these pieces behind one another as it can hold.
+bytes log_of_one(u16 operation, bytes redo, const bytes& piece) {
+    while (redo.size() < 65'000)
+        append(redo, piece);
+    log_writer log(1 << 18);
+    const u64 head = log.add({.redo_op = operation, .redo = redo});
+    log.add({.previous = head});
+    return log.image();
+}
+
+// A file record as the log holds it, filled with attributes of this type, each of this stated length.
+bytes log_of_attributes(u32 type, u32 length) {
+    const bytes head = pack(u32{0x454C4946}, at{16}, u16{1}, u16{1}, u16{48}, u16{1}, at{44}, u32{40});
+    return log_of_one(2, head, part(pack(type, length, u16{0}, at{16}, u32{8}, at{length}), 0, length));
+}
+
+// Index entries of this stated length that hold no key.
+bytes log_of_entries(u16 length) {
+    return log_of_one(12, {}, pack(u64{0x0001'0000'0000'0028}, length, u16{70}, u32{0}));
 }
 
 TEST(hostile_evidence, logs_cost_what_they_weigh) {
     constexpr std::size_t many = 20'000;
-    const struct {
-        const char* what;
-        bytes log;
-        std::size_t rows;
-        std::uintmax_t text_per_byte;
-    } rows[] = {
-        {"heads that share a tail", hostile::chains_that_share_a_tail(many), 3 * many, 1},
-        {"records that name themselves", hostile::records_that_name_themselves(many), 2, 1},
-        {"attributes of one byte", hostile::log_of_one(2, hostile::record_of_attributes(0, 1)), 2, 1},
-        {"ten thousand attributes", hostile::log_of_one(2, hostile::record_of_attributes(0, 6)), 2, 1},
-        {"attributes of a header alone", hostile::log_of_one(2, hostile::record_of_attributes(0x80, 24)), 2, 2},
-        {"attributes shorter than a header", hostile::log_of_one(2, hostile::record_of_attributes(0x80, 8)), 2, 1},
-        {"lists in one another", hostile::log_of_one(2, hostile::record_of_attributes(0x20, 64)), 2, 2},
-        {"index entries of length 1", hostile::log_of_one(12, hostile::index_entries(1, 70)), 2, 1},
-        {"index entries of a header alone", hostile::log_of_one(12, hostile::index_entries(16, 70)), 2, 4},
+    const std::tuple<const char*, bytes, std::size_t, std::uintmax_t> rows[] = {
+        // rows of the report, and how much text there may be for a byte of the log
+        {"heads that share a tail", chains_that_share_a_tail(many), 3 * many, 1},
+        {"records that name themselves", records_that_name_themselves(many), 2, 1},
+        {"attributes of one byte", log_of_attributes(0, 1), 2, 1},
+        {"ten thousand attributes", log_of_attributes(0, 6), 2, 1},
+        {"attributes of a header alone", log_of_attributes(0x80, 24), 2, 2},
+        {"attributes shorter than a header", log_of_attributes(0x80, 8), 2, 1},
+        {"lists in one another", log_of_attributes(0x20, 64), 2, 2},
+        {"index entries of length 1", log_of_entries(1), 2, 1},
+        {"index entries of a header alone", log_of_entries(16), 2, 4},
     };
-    for (const auto& t : rows) {
-        SCOPED_TRACE(t.what);
-        const memory_file log(t.log);
-        expect_bounded(run_within_bounds({"-log", log.path()}), t.rows, 1000 + t.text_per_byte * t.log.size());
+    for (const auto& [what, image, lines, text_per_byte] : rows) {
+        SCOPED_TRACE(what);
+        const memory_file log(image);
+        expect_bounded({"-log", log.path()}, lines, 1000 + text_per_byte * image.size());
     }
 }
 
+// File records with a name, every eighth a folder's, and one attribute besides.
+bytes mft_of(u32 count, const std::function<bytes(u32)>& attribute_of) {
+    std::vector<file_record> records;
+    for (u32 number = 0; number < count; ++number) {
+        const u16 flags = number % 8 == 5 ? 3 : 1;
+        records.push_back({.number = number, .flags = flags, .lsn = 100 + number});
+        records.back().attributes.push_back(attribute_of(number));
+    }
+    return mft_image(records, count);
+}
+
+// Folders each of which lies in the next, the last in the folder with this number.
+bytes mft_of_folders(u32 count, u32 last_parent, std::size_t name_length) {
+    std::vector<file_record> records;
+    for (u32 number = 0; number < count; ++number) {
+        const u64 parent = number + 1 < count ? number + 1 : last_parent;
+        const name_image name{.parent = u64{1} << 48 | parent, .name = std::u16string(name_length, u'n')};
+        records.push_back({.number = number, .flags = 3, .lsn = 100 + number, .attributes = {name.attribute()}});
+    }
+    return mft_image(records, count);
+}
+
 TEST(hostile_evidence, mfts_cost_what_they_weigh) {
-    constexpr std::uint32_t many = 8192;
-    const memory_file log(hostile::log_of({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}}));
+    constexpr u32 many = 8192;
+    const memory_file log(log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}}));
+    const auto list = [](u32 number) {
+        std::vector<u64> references;
+        for (u32 step = 1; step <= 24; ++step)
+            references.push_back((number * 24 + step * 7) % many);
+        return resident(0x20, list_value(references));
+    };
+    bytes runs;  // of 2^55 clusters each, far more bytes than 64 bits count
+    for (u8 step = 1; step <= 80; ++step)
+        append(runs, {0x17, 0, 0, 0, 0, 0, 0, 0x80, step});
+    const auto claim = [&runs](u32 type) {
+        return [&runs, type](u32) { return nonresident(type, runs, {.initialized_size = ~u64{0}}); };
+    };
+    const auto own_clusters = [](u32 number) {  // of the MFT
+        const bytes run = {0x21, 64, static_cast<u8>(number), static_cast<u8>(number >> 8 & 0x7F), 0};
+        return nonresident(0x20, run, {.initialized_size = 262'144});
+    };
     const std::pair<const char*, bytes> rows[] = {
-        {"folders in a circle", hostile::mft_of_folders(many, 0, 255)},
-        {"folders very deep", hostile::mft_of_folders(many, 5, 255)},
-        {"folders that lead into a circle", hostile::mft_of_folders(many, many / 2, 8)},
-        {"lists that fan out", hostile::mft_of_lists(many)},
-        {"lists of petabytes", hostile::mft_of_claims(many, 0x20)},
-        {"lists all over the MFT", hostile::mft_of_outer_lists(many)},
-        {"indexes of petabytes", hostile::mft_of_claims(many, 0xA0)},
+        {"folders in a circle", mft_of_folders(many, 0, 255)},
+        {"folders very deep", mft_of_folders(many, 5, 255)},
+        {"folders that lead into a circle", mft_of_folders(many, many / 2, 8)},
+        {"lists that fan out", mft_of(many, list)},
+        {"lists of petabytes", mft_of(many, claim(0x20))},
+        {"lists all over the MFT", mft_of(many, own_clusters)},
+        {"indexes of petabytes", mft_of(many, claim(0xA0))},
     };
     for (const auto& [what, image] : rows) {
         SCOPED_TRACE(what);
         const memory_file mft(image);
-        expect_bounded(run_within_bounds({"-log", log.path(), "-mftfile", mft.path()}), many + 2, 160u << 20);
+        expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many + 2, 160u << 20);
     }
 }
 
 // A file system that holds what stands at the beginning and at the end, and claims the rest.
 TEST(hostile_evidence, holes_cost_nothing) {
-    constexpr std::uint64_t claimed = std::uint64_t{1} << 42;
-    const bytes pages = hostile::log_of({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});
+    constexpr u64 claimed = u64{1} << 42;
+    const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});
     const memory_file log(pages), log_with_holes(pages, claimed);
-    const memory_file mft(hostile::mft_of_folders(16, 5, 1), claimed);
-    const memory_file journal(disk::usn_image{}.image(), claimed);
-    expect_bounded(run_within_bounds({"-log", log_with_holes.path()}), 2, 4096);
-    expect_bounded(run_within_bounds({"-log", log.path(), "-mftfile", mft.path()}), 2 + 16, 8192);
-    expect_bounded(run_within_bounds({"-log", log.path(), "-jrnlfile", journal.path()}), 2, 4096);
+    const memory_file mft(mft_of_folders(16, 5, 1), claimed), journal(usn_image{}.image(), claimed);
+    expect_bounded({"-log", log_with_holes.path()}, 2, 4096);
+    expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, 2 + 16, 8192);
+    expect_bounded({"-log", log.path(), "-jrnlfile", journal.path()}, 2, 4096);
 }
 
 }  // namespace
-}  // namespace kest
+}  // namespace kest::disk

@@ -6,6 +6,7 @@
 #include "logfile/page.h"
 #include "logfile/sequence_table.h"
 #include "support/log_image.h"
+#include "support/memory_file.h"
 
 namespace kest {
 namespace {
@@ -193,6 +194,19 @@ TEST(scan_buffer, kept_steps_over_tail_names_unevenly) {
     const log_store late = with_names(pack(u16{0}, names));
     EXPECT_EQ(late.tail_names_first.size(), 1U);
     EXPECT_EQ(stored(late), (lsns{8, 9}));
+}
+
+TEST(scan_logfile, steps_over_holes_and_tells_of_a_failed_read) {
+    log_image log = log_image{}.page(page_ending_in(big(20, 400), 96, 10));
+    log.page({.last_lsn = 30, .continuation = part(big(20, 400).image(), 96), .records = {{.lsn = 30}}});
+    const memory_file memory(log.image(), 3002 * 4096);
+    log_store store;
+    EXPECT_TRUE(scan_logfile(store, memory.path()));
+    EXPECT_EQ(stored(store), (lsns{10, 20, 30, 10, 20, 30}));
+    EXPECT_EQ(store.entries[5].file_offset / 4096, 3001u);
+    EXPECT_FALSE(store.incomplete);
+    EXPECT_TRUE(scan_logfile(store, "/proc/self/mem"));
+    EXPECT_TRUE(store.incomplete);
 }
 
 TEST(log_store_reset, kept_leaves_a_pending_record_for_the_next_log) {

@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "mft/mft_index.h"
-
 namespace kest {
 namespace {
 
-inode_record file(std::uint64_t number, std::uint16_t sequence, const char* name, std::set<inode_ref> parents) {
+inode_record file(std::uint64_t number, std::uint16_t sequence, const char* name, uni::small_set<inode_ref> parents) {
     return {.inode = number, .sequence = sequence, .flags = 1, .parents = std::move(parents), .name = name};
 }
 
@@ -38,11 +36,24 @@ TEST(merge_inode_record, tells_what_the_store_learned) {
         EXPECT_EQ(known, was_known) << what;
     }
     EXPECT_EQ(store.records[1].alt_name, "two");
-    EXPECT_EQ(store.records[1].parents, (std::set{parent, other}));
+    EXPECT_EQ(store.records[1].parents, (uni::small_set<inode_ref>{parent, other}));
     EXPECT_EQ(store.find_first(40)->sequence, 2u);
     EXPECT_EQ(store.find_exact(inode_ref(40, 3))->name, "new owner");
     EXPECT_EQ(store.find_exact(inode_ref(41, 0)), nullptr);
     EXPECT_TRUE(store.inodes_by_number.empty());
+}
+
+TEST(merge_inode_record, keeps_no_more_parents_than_a_file_has_names) {
+    _inode_collection store;
+    bool known = false;
+    for (std::uint64_t parent = 1; parent <= 1025; ++parent) {
+        EXPECT_FALSE(store.parents_left_out);
+        merge_inode_record(store, file(40, 2, "one", {inode_ref(2000 - parent)}), known, false);
+        EXPECT_EQ(known, parent == 1025);
+    }
+    EXPECT_TRUE(store.parents_left_out);
+    EXPECT_EQ(store.records[0].parents.size(), 1024u);
+    EXPECT_EQ(store.records[0].first_parent().number(), 976u);
 }
 
 TEST(add_inode_record, prefers_directories_in_use) {
@@ -56,37 +67,6 @@ TEST(add_inode_record, prefers_directories_in_use) {
     EXPECT_EQ(store.records.size(), 3u);
     EXPECT_EQ(store.find_directory(50)->sequence, 2u);
     EXPECT_EQ(store.find_first(50)->sequence, 1u);
-}
-
-mft_index index_of(const std::vector<std::pair<std::uint64_t, std::vector<run_record>>>& owners) {
-    mft_index index;
-    for (std::uint32_t position = 0; position < owners.size(); ++position) {
-        inode_record record{.lsn = position % 2, .index_runs = owners[position].second};
-        index_mft_record(index, record, position, owners[position].first);
-        EXPECT_TRUE(record.index_runs.empty());
-    }
-    index.seal();
-    return index;
-}
-
-TEST(owner_by_cluster, kept_leaves_the_lowest_run_without_its_first_cluster) {
-    const mft_index index = index_of({{30, {{.lcn = 200, .clusters = 8}}},
-                                      {31, {{.lcn = 100, .clusters = 10}, {.lcn = 300, .clusters = 0}}},
-                                      {32, {{.lcn = 200, .clusters = 8}}}});
-    const std::pair<std::uint64_t, std::uint64_t> rows[] = {
-        {99, 0},   {100, 0}, {101, 31},  {109, 31}, {110, 31},  // just behind the run
-        {111, 0},  {199, 0}, {200, 30},  {208, 30}, {209, 0},   // the first of equal runs stays
-        {300, 31}, {301, 0}, {~0ull, 0},
-    };
-    for (const auto& [cluster, owner] : rows)
-        EXPECT_EQ(owner_by_cluster(index, cluster), owner) << cluster;
-    EXPECT_EQ(owner_by_cluster(mft_index{}, 5), 0u);
-}
-
-TEST(index_mft_record, finds_the_first_record_of_an_lsn) {
-    const mft_index index = index_of({{30, {}}, {31, {}}, {32, {}}, {33, {}}});
-    EXPECT_EQ(index.inodes_by_lsn.find(1), 1u);
-    EXPECT_EQ(index.inodes_by_lsn.find(0), std::nullopt);
 }
 
 struct directory {

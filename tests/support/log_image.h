@@ -120,6 +120,24 @@ private:
     bytes m_image;
 };
 
+// Records laid into pages as they fit, each page with a last LSN of its own above all of theirs.
+inline bytes log_of_pages(const std::vector<record>& records) {
+    bytes log;
+    record_page page{.last_lsn = 0x1000'0000};
+    std::size_t used = 64;
+    for (const record& r : records) {
+        if (used + r.size() > 4096) {
+            append(log, page.image());
+            page = {.last_lsn = page.last_lsn + 1};
+            used = 64;
+        }
+        page.records.push_back(r);
+        used += r.size();
+    }
+    append(log, page.image());
+    return log;
+}
+
 // A log written record by record, as the system fills it: the record pages from 16384 on, each record at an LSN made
 // of the file offset in 8-byte units and, above it, the number of the round. Records run on over page ends; behind the
 // last page the next round overwrites the first.

@@ -9,16 +9,36 @@
 
 namespace kest::disk {
 
-// An attribute with its value at 24, padded to 8 bytes.
-inline bytes resident(u32 type, const bytes& value) {
-    const auto length = static_cast<u32>(padded(24 + value.size()));
-    return pack(type, length, u64{0}, static_cast<u32>(value.size()), u16{24}, u16{0}, value, at{length});
+// What attributes have besides their value. `names` lie at 24 in a resident attribute, at 64 or 72 in another.
+struct attribute_head {
+    std::u16string_view name = {};
+    u16 id = {};
+    u16 flags = {};
+    u8 indexed = {};  // resident
+    u64 first_vcn = {}, last_vcn = {};
+    u64 allocated_size = {}, real_size = {}, initialized_size = 4096;
+    std::optional<u64> compressed_size = {};
+};
+
+// An attribute with its value in the record, padded to 8 bytes.
+inline bytes resident(u32 type, const bytes& value, const attribute_head& head = {}) {
+    const std::size_t begin = padded(24 + 2 * head.name.size());
+    const std::size_t length = padded(begin + value.size());
+    return pack(type, static_cast<u32>(length), u8{0}, static_cast<u8>(head.name.size()), u16{24}, head.flags, head.id,
+                static_cast<u32>(value.size()), static_cast<u16>(begin), head.indexed, at{24}, head.name, at{begin},
+                value, at{length});
 }
 
-// An attribute with its run list at 64.
-inline bytes nonresident(u32 type, const bytes& runs, u64 first_vcn = 0, u64 initialized_size = 4096) {
-    const auto length = static_cast<u32>(padded(64 + runs.size()));
-    return pack(type, length, u8{1}, at{16}, first_vcn, at{32}, u16{64}, at{56}, initialized_size, runs, at{length});
+// An attribute whose value lies in clusters: each run is a byte of widths, its length and the step from the run before.
+inline bytes nonresident(u32 type, const bytes& runs, const attribute_head& head = {}) {
+    const u16 name_begin = head.compressed_size ? 72 : 64;
+    const std::size_t begin = padded(name_begin + 2 * head.name.size());
+    const std::size_t length = padded(begin + runs.size());
+    return pack(type, static_cast<u32>(length), u8{1}, static_cast<u8>(head.name.size()), name_begin, head.flags,
+                head.id, head.first_vcn, head.last_vcn, static_cast<u16>(begin),
+                u16{head.compressed_size ? u8{4} : u8{0}}, at{40}, head.allocated_size, head.real_size,
+                head.initialized_size, head.compressed_size.value_or(0), at{name_begin}, head.name, at{begin}, runs,
+                at{length});
 }
 
 struct name_image {
@@ -26,12 +46,15 @@ struct name_image {
     std::u16string name = u"a";
     u8 space = 1;  // 2: DOS
     u64 real_size = 0;
+    u32 attributes = 0;
+    u32 reparse = 0;
 
     // Created 1, modified 2, changed 3, accessed 4.
-    bytes attribute() const {
-        return resident(0x30, pack(parent, u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0},
-                                   static_cast<u8>(name.size()), space, name));
+    bytes value() const {
+        return pack(parent, u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0}, static_cast<u8>(name.size()),
+                    space, name);
     }
+    bytes attribute() const { return resident(0x30, value()); }
 };
 
 // An attribute list whose entries name these file records.

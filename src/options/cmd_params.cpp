@@ -1,0 +1,257 @@
+#include "options/cmd_params.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "options/ascii_text.h"
+#include "options/environment.h"
+#include "options/output_guard.h"
+#include "options/parse_number.h"
+#include "options/path_filter.h"
+#include "options/time_bounds.h"
+#include "portable/console.h"
+
+namespace kest {
+
+namespace {
+
+struct option_parse {
+    cmd_params& options;
+    run_outputs& outputs;
+    argument_list& args;
+    const std::string cmdline;
+    bool pair_datetime = false;
+    std::string date_format = "yyyy-mm-dd";
+    std::string time_format = "hh:mm:ss.xxx";
+    bool refused = false;  // the run cannot go on
+};
+
+void refuse(option_parse& parse, std::string_view words) {
+    uni::console_write(words);
+    parse.refused = true;
+}
+
+void open_diagnostics(option_parse& parse, const std::string& path) {
+    diagnostics& diags = parse.outputs.diags;
+    auto file = std::make_unique<uni::file>();
+    if (!open_output(*file, path, parse.args)) return;
+    file->truncate();
+    diags.begin(std::move(file));
+    diags.trace(parse.cmdline);
+    if (take_flag("-l2", parse.args)) {
+        diags.set_level(2);
+    } else if (take_flag("-l3", parse.args)) {
+        diags.set_level(3);
+    }
+}
+
+// What separates fields must not stand inside a value.
+void set_separator(cmd_params& options, std::string_view separator) {
+    options.separator = separator;
+    options.sep_char = options.sep_subst = '\0';
+    if (separator.find('|') != separator.npos) {
+        options.sep_char = '|';
+        options.sep_subst = ';';
+    } else if (separator.find(',') != separator.npos) {
+        options.sep_char = ',';
+        options.sep_subst = ' ';
+    } else if (equal_folded(separator, "tab") || equal_folded(separator, "\\t")) {
+        options.separator.assign(1, '\t');
+    }
+}
+
+void set_shape(cmd_params& options, output_shape shape, std::string_view separator) {
+    options.shape = shape;
+    set_separator(options, separator);
+}
+
+void set_csv(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::csv, ",");
+    parse.options.no_whitespace = !parse.pair_datetime;
+}
+
+void set_csvgen(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::csvgen, ",");
+    parse.options.no_whitespace = true;
+}
+
+void set_csvl2t(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::csvl2t, ",");
+}
+
+void set_bodyfile(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::bodyfile, "|");
+}
+
+void set_xml(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::xml, {});
+}
+
+void set_multiline(option_parse& parse, const std::string&) {
+    set_shape(parse.options, output_shape::multiline, {});
+}
+
+// A list of pairs, "a|b|c|d".
+void check_pairs(option_parse& parse, std::string_view list, std::ptrdiff_t pieces_if_empty) {
+    const std::ptrdiff_t pieces = list.empty() ? pieces_if_empty : std::ranges::count(list, '|') + 1;
+    if (pieces % 2 != 0) refuse(parse, "imbalanced alias to true pathfiles, aborting\n");
+}
+
+void check_aliases(option_parse& parse, const std::string& value) {
+    check_pairs(parse, expand_environment(value), 0);
+}
+
+// Kept: an empty value is one path here, and so lacks its other half.
+void check_alias_paths(option_parse& parse, const std::string& value) {
+    check_pairs(parse, expand_environment(value), 1);
+}
+
+void refuse_database(option_parse& parse, const std::string&) {
+    refuse(parse, "This option is not offered in this build\n");
+}
+
+// Kept: "-append" stays in the list and changes nothing, as the file that it would append to has been deleted.
+void set_results_file(option_parse& parse, const std::string& value) {
+    std::string path = expand_environment(value);
+    std::ranges::replace(path, '\\', '/');
+    if (parse.outputs.results.prove(path, parse.args, parse.outputs.diags)) return;
+    refuse(parse, "prob opening file " + path + " for output, aborting\n");
+}
+
+void set_walked_folder(option_parse& parse, const std::string& value) {
+    parse.options.enumdir_path = expand_environment(value);
+    parse.options.enumdir_mode = true;
+}
+
+void set_walk_depth(option_parse& parse, const std::string& value) {
+    if (const auto depth = parse_number(value)) parse.options.num_subdirs = static_cast<std::uint32_t>(*depth);
+}
+
+void set_filter_path(option_parse& parse, const std::string& value) {
+    for (path_filter& filter : parse.options.filters)
+        filter.path = lower_case(value);
+}
+
+void remove_whitespace(option_parse& parse, const std::string&) {
+    parse.options.no_whitespace = true;
+    std::erase(parse.options.separator, ' ');
+}
+
+void set_format(std::string& format, const std::string& value, bool accepted) {
+    if (accepted) {
+        format = lower_case(value);
+    } else {
+        uni::console_write("invalid " + value + ", using default format\n");
+    }
+}
+
+// Kept: a format is judged by its length here, not by its parts.
+void set_date_format(option_parse& parse, const std::string& value) {
+    set_format(parse.date_format, value, value.size() == 8 || value.size() == 10);
+}
+
+void set_time_format(option_parse& parse, const std::string& value) {
+    const bool length_fits = value.size() == 8 || (value.size() >= 12 && value.size() <= 18);
+    set_format(parse.time_format, value, length_fits && value.find(':') != value.npos);
+}
+
+enum class takes {
+    flag,               // no value
+    value,              // one value
+    values,             // one each time that it is given
+    value_for_filters,  // one value, if there are filters by then
+};
+
+struct option_row {
+    std::string_view name;
+    takes kind;
+    void (*apply)(option_parse&, const std::string& value);  // null: taken out of the list, and of no effect
+};
+
+// In the order in which they are looked for.
+constexpr option_row option_rows[] = {
+    {"-pair_datetime", takes::flag, [](option_parse& p, const std::string&) { p.pair_datetime = true; }},
+    {"-diags", takes::value, open_diagnostics},
+    {"-csv", takes::flag, set_csv},
+    {"-csvgen", takes::flag, set_csvgen},
+    {"-csvl2t", takes::flag, set_csvl2t},
+    {"-bodyfile", takes::flag, set_bodyfile},
+    {"-xml", takes::flag, set_xml},
+    {"-multiline", takes::flag, set_multiline},
+    {"-alias", takes::value, check_aliases},
+    {"-aliaspath", takes::value, check_alias_paths},
+    {"-gzip", takes::flag, nullptr},
+    {"-zlib", takes::flag, nullptr},
+    {"-threads", takes::value, nullptr},
+    {"-zlibex", takes::value, nullptr},
+    {"-sqlite_log", takes::value, refuse_database},
+    {"-sqlite", takes::value, refuse_database},
+    {"-signal", takes::value, nullptr},
+    {"-hostname", takes::value, nullptr},
+    {"-split_pathfile", takes::flag, nullptr},
+    {"-username", takes::value, nullptr},
+    {"-cpuinst", takes::value, nullptr},
+    {"-cpu", takes::value, nullptr},
+    {"-fragment_files", takes::value, nullptr},
+    {"-separate_files", takes::flag, nullptr},
+    {"-out", takes::value, set_results_file},
+    {"-outfile", takes::value, set_results_file},
+    {"-outdir", takes::value, nullptr},
+    {"-enumdir", takes::value, set_walked_folder},
+    {"-num_subdirs", takes::value, set_walk_depth},
+    {"-profile", takes::flag, [](option_parse& p, const std::string&) { p.options.profile = true; }},
+    {"-pipe", takes::flag, [](option_parse& p, const std::string&) { p.options.pipe_mode = true; }},
+    {"-filter", takes::values,
+     [](option_parse& p, const std::string& value) { add_pattern_filters(p.options.filters, value); }},
+    {"-filter_path", takes::value_for_filters, set_filter_path},
+    {"-filter_sig", takes::values,
+     [](option_parse& p, const std::string& value) { add_signature_filter(p.options.filters, value); }},
+    {"-cmd_start_time", takes::value,
+     [](option_parse& p, const std::string& value) { p.refused = !set_start_bound(p.options, value); }},
+    {"-cmd_stop_time", takes::value,
+     [](option_parse& p, const std::string& value) { p.refused = !set_stop_bound(p.options, value); }},
+    {"-base10", takes::flag, [](option_parse& p, const std::string&) { p.options.base16 = false; }},
+    {"-base16", takes::flag, [](option_parse& p, const std::string&) { p.options.base16 = true; }},
+    {"-csv_separator", takes::value,
+     [](option_parse& p, const std::string& value) { set_separator(p.options, value); }},
+    {"-no_whitespace", takes::flag, remove_whitespace},
+    {"-dateformat", takes::value, set_date_format},
+    {"-timeformat", takes::value, set_time_format},
+    {"-verbose", takes::flag, nullptr},
+    {"-v", takes::flag, nullptr},
+    {"-quiet", takes::flag, [](option_parse& p, const std::string&) { p.options.show_progress = false; }},
+};
+
+bool take(const option_row& row, const option_parse& parse, std::string& value) {
+    if (row.kind == takes::flag) return take_flag(row.name, parse.args);
+    if (row.kind == takes::value_for_filters && parse.options.filters.empty()) return false;
+    return take_value(row.name, value, parse.args);
+}
+
+void apply_row(const option_row& row, option_parse& parse) {
+    std::string value;
+    while (take(row, parse, value)) {
+        if (row.apply != nullptr) row.apply(parse, value);
+        if (row.kind != takes::values) return;
+    }
+}
+
+bool writes_one_line_a_row(output_shape shape) {
+    return shape == output_shape::csv || shape == output_shape::csvl2t || shape == output_shape::csvgen ||
+           shape == output_shape::bodyfile;
+}
+
+}  // namespace
+
+bool parse_common_options(cmd_params& options, run_outputs& outputs, argument_list& args) {
+    option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
+    for (const option_row& row : option_rows) {
+        apply_row(row, parse);
+        if (parse.refused) return false;
+    }
+    options.marks_line_ends = writes_one_line_a_row(options.shape);
+    options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
+    return true;
+}
+
+}  // namespace kest

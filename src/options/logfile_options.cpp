@@ -1,0 +1,48 @@
+#include "options/logfile_options.h"
+
+namespace kest {
+
+namespace {
+
+void expect_mft(logfile_options& options, argument_list& args) {
+    options.have_mft = true;
+    options.showall_inodes = take_flag("-showall_inodes", args);
+}
+
+// In a multi-file run the input options are flags: they tell what the listed files are.
+void take_list_options(logfile_options& options, argument_list& args) {
+    options.have_log = take_flag("-log", args);
+    if (take_flag("-mftfile", args)) expect_mft(options, args);
+    options.have_jrnl = take_flag("-jrnlfile", args);
+    if (!options.have_mft && !options.have_jrnl) options.have_log = true;
+}
+
+void take_file_options(logfile_options& options, argument_list& args) {
+    options.have_log = take_value("-log", options.log_path, args);
+    // Kept: an offset is taken and has no effect, since a log is read from its start. Command lines made for a family
+    // of tools hold one.
+    std::string offset;
+    take_value("-offset", offset, args);
+    if (take_value("-mftfile", options.mft_path, args)) expect_mft(options, args);
+    options.have_jrnl = take_value("-jrnlfile", options.jrnl_path, args);
+}
+
+}  // namespace
+
+bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
+    const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
+    if (!parse_common_options(options, outputs, args)) return false;
+    if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
+    options.stats_requested = take_flag("-stats", args);
+    options.guesses_allowed = !take_flag("-no_guesses", args);
+    options.show_undo = take_flag("-undo", args);
+    options.show_cut = take_flag("-cut", args);
+    if (options.lists_logs()) {
+        take_list_options(options, args);
+        return true;
+    }
+    take_file_options(options, args);
+    return !options.log_path.empty() || !options.mft_path.empty() || !options.jrnl_path.empty();
+}
+
+}  // namespace kest

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "options/cmd_params.h"
+
+namespace kest {
+
+// What the options say. Constant once the arguments are read.
+struct logfile_options : cmd_params {
+    std::string log_path;
+    std::string mft_path;
+    std::string jrnl_path;
+    bool have_log = false;
+    bool have_mft = false;
+    bool have_jrnl = false;
+    bool guesses_allowed = true;
+    bool showall_inodes = false;
+    bool stats_requested = false;
+    bool show_undo = false;  // a column of its own for what each record would put back
+    bool show_cut = false;   // transactions whose beginning is lost too
+};
+
+// Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.
+[[nodiscard]] bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args);
+
+}  // namespace kest

@@ -1,0 +1,93 @@
+#include "options/output_guard.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <span>
+
+#include "format/number.h"
+#include "logfile/page.h"
+#include "mft/record_layout.h"
+#include "options/ascii_text.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
+constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile"};
+
+// What pages of a log and file records begin with, sound or marked as broken. The offset of the update sequence that
+// stands behind has a zero byte, so that no text begins like them.
+constexpr std::uint32_t evidence_signatures[] = {page_layout::restart_signature, page_layout::record_signature,
+                                                 file_record_layout::file_signature,
+                                                 0x44414142,   // "BAAD"
+                                                 0x444B4843};  // "CHKD"
+constexpr std::uint16_t most_usa_offset = 255;
+
+bool is_one_of(std::string_view argument, std::span<const std::string_view> options) {
+    return std::ranges::any_of(options, [argument](std::string_view name) { return equal_folded(argument, name); });
+}
+
+// The arguments do not name the logs of a list.
+bool begins_like_evidence(const uni::file& file) {
+    std::array<std::uint8_t, 6> bytes{};
+    if (!file.is_regular() || file.read_at(bytes, 0).bytes != bytes.size()) return false;
+    const uni::byte_view head{std::span(bytes)};
+    return head.u16(4) <= most_usa_offset && std::ranges::count(evidence_signatures, head.u32(0)) != 0;
+}
+
+// Opened for reading alone, and anew where it is open already: a stream need not be readable.
+bool begins_like_evidence(const std::string& path) {
+    uni::file file;
+    return file.open(path, uni::open_mode::read) && begins_like_evidence(file);
+}
+
+// As opening sees the path.
+bool identify_trimmed(std::string_view path, uni::file_identity& out) {
+    return uni::identify(std::string(uni::trimmed_path(path)), out);
+}
+
+bool names(const std::string& argument, const uni::file_identity& file) {
+    uni::file_identity identity;
+    return identify_trimmed(argument, identity) && identity == file;
+}
+
+argument_list::const_iterator first_input_option(const argument_list& args) {
+    return std::ranges::find_if(args, [](const std::string& argument) { return is_one_of(argument, input_options); });
+}
+
+// Options are taken out of the list, so that what stands farther behind an input option can become its value: every
+// entry there counts.
+bool may_be_input(const uni::file_identity& file, const argument_list& left) {
+    return std::any_of(first_input_option(left), left.end(),
+                       [&file](const std::string& argument) { return names(argument, file); });
+}
+
+}  // namespace
+
+bool is_evidence(int descriptor, const argument_list& args) {
+    const auto file = uni::stored_file(descriptor);
+    if (!file) return false;
+    // Ahead of the options: what stands behind an output option is most likely its value, and may be this very stream.
+    const auto first = first_input_option(args);
+    for (auto at = first; at != args.end(); ++at) {
+        if (at != first && !is_one_of(*std::prev(at), output_options) && names(*at, *file)) return true;
+    }
+    std::string path = "/dev/fd/";
+    append_decimal(path, descriptor);
+    return begins_like_evidence(path);
+}
+
+bool open_output(uni::file& file, std::string_view path, const argument_list& left) {
+    uni::file_identity identity;
+    if (identify_trimmed(path, identity) && may_be_input(identity, left)) return false;
+    const std::string name(uni::trimmed_path(path));
+    if (uni::is_regular_file(name) && begins_like_evidence(name)) return false;
+    if (!file.open(path, uni::open_mode::create)) return false;
+    // The name may have come to mean another file meanwhile.
+    if (may_be_input(file.identity(), left) || begins_like_evidence(file)) file.close();
+    return file.is_open();
+}
+
+}  // namespace kest

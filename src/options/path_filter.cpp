@@ -1,0 +1,101 @@
+#include "options/path_filter.h"
+
+#include <algorithm>
+#include <sys/stat.h>
+
+#include "format/time.h"
+#include "options/ascii_text.h"
+#include "options/parse_number.h"
+#include "portable/file.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::string_view list_separators = "|,";
+
+// "*" stands for any bytes, "?" for one. A failed match goes back to the last "*" only, which then takes one byte
+// more: no pattern takes longer than its length times that of the text.
+bool matches_pattern(std::string_view text, std::string_view pattern) {
+    std::size_t at = 0;
+    std::size_t in_pattern = 0;
+    std::size_t behind_star = pattern.npos;
+    std::size_t taken_up_to = 0;
+    while (at < text.size()) {
+        if (in_pattern < pattern.size() && pattern[in_pattern] == '*') {
+            behind_star = ++in_pattern;
+            taken_up_to = at;
+        } else if (in_pattern < pattern.size() && (pattern[in_pattern] == '?' || pattern[in_pattern] == text[at])) {
+            ++in_pattern;
+            ++at;
+        } else if (behind_star != pattern.npos) {
+            in_pattern = behind_star;
+            at = ++taken_up_to;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', in_pattern) == pattern.npos;
+}
+
+bool holds_signature(const std::string& path, const path_filter& filter) {
+    uni::file file;
+    if (!file.open(path, uni::open_mode::read)) return false;
+    std::vector<std::uint8_t> bytes(filter.signature.size());
+    return file.read_at(bytes, filter.offset).bytes == bytes.size() &&
+           std::ranges::equal(bytes, filter.signature, {}, {}, [](char c) { return static_cast<std::uint8_t>(c); });
+}
+
+bool matches(const std::string& path, const std::string& lower_path, const path_filter& filter) {
+    if (!filter.path.empty() && lower_path.starts_with(filter.path)) return true;
+    if (!filter.pattern.empty()) {
+        std::string_view subject = lower_path;
+        if (filter.pattern.find('/') == filter.pattern.npos) subject.remove_prefix(subject.rfind('/') + 1);
+        if (matches_pattern(subject, filter.pattern)) return true;
+    }
+    return !filter.signature.empty() && holds_signature(path, filter);
+}
+
+// Modulo 2^64, so that a time before 1970 comes out right too.
+std::uint64_t ticks_of(const timespec& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * cv::ticks_per_second +
+           static_cast<std::uint64_t>(time.tv_nsec) / 100 + cv::unix_epoch_ticks;
+}
+
+// A file is in the window if some time between the earliest and the latest that its volume tells of it is.
+bool in_time_window(const cmd_params& options, const std::string& path) {
+    if (!options.start_bound.set && !options.stop_bound.set) return true;
+    struct stat about {};
+    if (::stat(std::string(uni::trimmed_path(path)).c_str(), &about) != 0) return false;
+    const auto [earliest, latest] =
+        std::minmax({ticks_of(about.st_mtim), ticks_of(about.st_atim), ticks_of(about.st_ctim)});
+    if (options.start_bound.set && latest < options.start_bound.ticks) return false;
+    return !options.stop_bound.set || earliest <= options.stop_bound.ticks;
+}
+
+}  // namespace
+
+void add_pattern_filters(std::vector<path_filter>& filters, std::string_view list) {
+    for (const std::string_view pattern : split(list, list_separators)) {
+        filters.push_back({.pattern = lower_case(pattern), .path = {}, .signature = {}});
+    }
+}
+
+void add_signature_filter(std::vector<path_filter>& filters, std::string_view text) {
+    const std::vector<std::string_view> pieces = split(text, list_separators);
+    if (pieces.empty()) return;
+    path_filter filter{.pattern = {}, .path = {}, .signature = parse_hex_bytes(pieces[0])};
+    if (filter.signature.empty()) return;
+    if (pieces.size() == 2) filter.offset = parse_number(pieces[1]).value_or(0);
+    filters.push_back(std::move(filter));
+}
+
+bool path_wanted(const cmd_params& options, const std::string& path) {
+    if (path.empty() || !in_time_window(options, path)) return false;
+    if (options.filters.empty()) return true;
+    const std::string lower_path = lower_case(uni::trimmed_path(path));
+    return std::ranges::any_of(options.filters,
+                               [&](const path_filter& filter) { return matches(path, lower_path, filter); });
+}
+
+}  // namespace kest

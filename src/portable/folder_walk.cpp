@@ -1,0 +1,90 @@
+#include "portable/folder_walk.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "portable/file.h"
+
+namespace cvportdir {
+
+namespace {
+
+struct directory_closer {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using open_directory = std::unique_ptr<DIR, directory_closer>;
+
+open_directory open_listing(const std::string& path) {
+    const int descriptor = uni::open_untouched(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor == -1) return nullptr;
+    open_directory listing(::fdopendir(descriptor));
+    if (listing == nullptr) ::close(descriptor);
+    return listing;
+}
+
+enum class entry_kind { file, directory, other };
+
+// Of what stands at the path itself, or of what a link leads to.
+entry_kind kind_at(const std::string& path, bool follow) {
+    struct stat about {};
+    if ((follow ? ::stat(path.c_str(), &about) : ::lstat(path.c_str(), &about)) != 0) return entry_kind::other;
+    if (S_ISDIR(about.st_mode)) return entry_kind::directory;
+    if (S_ISREG(about.st_mode)) return entry_kind::file;
+    return S_ISLNK(about.st_mode) && kind_at(path, true) == entry_kind::file ? entry_kind::file : entry_kind::other;
+}
+
+entry_kind kind_of(unsigned char type, const std::string& path) {
+    if (type == DT_DIR) return entry_kind::directory;
+    if (type == DT_REG) return entry_kind::file;
+    return type == DT_LNK || type == DT_UNKNOWN ? kind_at(path, false) : entry_kind::other;
+}
+
+}  // namespace
+
+bool folder_walk::start(const std::string& root, std::uint32_t max_depth, path_test wanted) {
+    m_max_depth = max_depth;
+    m_wanted = std::move(wanted);
+    m_directories.clear();
+    m_files.clear();
+    if (kind_at(root, true) != entry_kind::directory) return false;
+    m_directories.push_back({root, 0});
+    return true;
+}
+
+bool folder_walk::read_line(std::string& out) {
+    while (m_files.empty()) {
+        if (m_directories.empty()) return false;
+        const directory where = std::move(m_directories.front());
+        m_directories.pop_front();
+        list(where);
+    }
+    out = std::move(m_files.front());
+    m_files.pop_front();
+    return true;
+}
+
+// One that cannot be listed is passed over.
+void folder_walk::list(const directory& where) {
+    const open_directory listing = open_listing(where.path);
+    if (listing == nullptr) return;
+    const std::string prefix = where.path.ends_with('/') ? where.path : where.path + '/';
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        std::string path = prefix;
+        path += name;
+        const entry_kind kind = kind_of(entry->d_type, path);
+        if (kind == entry_kind::directory) {
+            if (where.depth < m_max_depth) m_directories.push_back({std::move(path), where.depth + 1});
+        } else if (kind == entry_kind::file && (!m_wanted || m_wanted(path))) {
+            m_files.push_back(std::move(path));
+        }
+    }
+}
+
+}  // namespace cvportdir

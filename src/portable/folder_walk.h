@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+
+namespace cvportdir {
+
+// The list of files of a multi-file run, as the regular files of a directory tree, and links to such files.
+class folder_walk {
+public:
+    folder_walk() = default;
+    folder_walk(const folder_walk&) = delete;
+    folder_walk& operator=(const folder_walk&) = delete;
+
+    // Says whether a file found is wanted.
+    using path_test = std::function<bool(const std::string&)>;
+
+    // Begins at `root`: breadth first, in the order in which the system lists each directory. The root's own files
+    // are always listed; a sub-directory is entered while its depth is at most `max_depth`, the root's children having
+    // depth 1, and links to directories are passed over. False, and an empty list, if `root` is no directory.
+    [[nodiscard]] bool start(const std::string& root, std::uint32_t max_depth, path_test wanted);
+
+    // The next path; false at the end.
+    [[nodiscard]] bool read_line(std::string& out);
+
+private:
+    struct directory {
+        std::string path;
+        std::uint32_t depth;
+    };
+
+    void list(const directory& where);
+
+    std::uint32_t m_max_depth = 0;
+    path_test m_wanted;
+    std::deque<directory> m_directories;
+    std::deque<std::string> m_files;
+};
+
+}  // namespace cvportdir

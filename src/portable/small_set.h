@@ -1,0 +1,49 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
+namespace uni {
+
+// A set of few values in ascending order, side by side. A single one, the usual case, is held without an allocation.
+template <class value>
+class small_set {
+public:
+    small_set() = default;
+    small_set(std::initializer_list<value> values) {
+        for (const value& v : values)
+            insert(v);
+    }
+
+    const value* begin() const { return m_count > 1 ? m_many.data() : &m_single; }
+    const value* end() const { return begin() + m_count; }
+    std::size_t size() const { return m_count; }
+    bool empty() const { return m_count == 0; }
+    bool contains(const value& v) const { return std::binary_search(begin(), end(), v); }
+    bool operator==(const small_set& other) const { return std::ranges::equal(*this, other); }
+
+    // Says whether the value is new. Costs a step for each higher value in the set.
+    bool insert(const value& v) {
+        const value* const place = std::lower_bound(begin(), end(), v);
+        if (place != end() && *place == v) return false;
+        const auto at = place - begin();
+        if (m_count == 0) {
+            m_single = v;
+        } else {
+            if (m_count == 1) m_many.assign(1, m_single);
+            m_many.insert(m_many.begin() + at, v);
+        }
+        ++m_count;
+        return true;
+    }
+
+private:
+    value m_single{};
+    std::size_t m_count = 0;
+    std::vector<value> m_many;  // all of them, if there are several
+};
+
+}  // namespace uni

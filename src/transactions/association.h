@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "logfile/log_entry.h"
+#include "operations/entry_info.h"
+#include "options/diagnostics.h"
+#include "options/evidence.h"
+
+namespace kest {
+
+// What the file of a log record is believed to be.
+struct found_file {
+    inode_ref ref;
+    std::optional<inode_ref> parent;  // the first one
+    std::string name;
+    std::string path;  // empty: not known
+    bool path_set = false;
+    bool is_directory = false;
+    bool is_base = false;
+    std::uint32_t flags = 0;
+    std::optional<std::uint64_t> base_record;  // the first one
+    std::optional<std::uint32_t> source;       // position of the store's record that this is a copy of
+
+    void clear();  // strings keep their capacity
+};
+
+// How what the log says of a file differs from what was found.
+enum class tie_mismatch { none, parent, sequence };
+
+// A log record tied to its file. The first part is what holds of the file from here on: what the record's own data
+// told, completed by what was found.
+struct file_tie {
+    inode_ref file;    // number 0: unknown; sequence 0: unknown
+    inode_ref parent;  // likewise
+    std::string name;
+    std::string path;        // empty: unknown
+    std::string owner_path;  // path of the inode that owns the record's target cluster
+    bool guessed = false;    // the association is not certain
+
+    // What was found: a file or an owner of the target cluster, or nothing.
+    const found_file* found = nullptr;
+    std::optional<std::uint64_t> extension;  // number of the extension record that stood for `found`
+    tie_mismatch mismatch = tie_mismatch::none;
+    bool parent_found = false;                // the record's own data did not tell the parent
+    std::uint64_t owner = 0;                  // record number
+    const inode_record* directory = nullptr;  // of the owner; in the store
+};
+
+// Completes what a log record says of its file from the inode store: inode, sequence number, parent, name and path. The
+// one place that guesses. The store grows by what the log proves, so an answer depends on the records that came before.
+class association {
+public:
+    association(evidence& stores, diagnostics& diags, bool guesses_allowed)
+        : m_stores(stores), m_inodes(stores.inodes), m_diags(diags), m_guesses_allowed(guesses_allowed) {}
+
+    // Ties the record, whose own data told `info`, to its file. The answer stands until the next call.
+    const file_tie& associate_entry(const log_entry& entry, const entry_info& info);
+
+private:
+    void place_by_cluster(const log_entry& entry);
+    bool choose(inode_ref ref);
+    bool take_exact(std::uint32_t position);
+    bool take_new_name(bool is_directory, inode_ref ref);
+    bool take_other(inode_ref ref);
+    bool take_one_lower(inode_ref ref);
+    bool take_from_log(inode_ref ref, inode_ref parent);
+    bool take_directory_of_number(inode_ref ref);
+
+    void copy_record(std::uint32_t position);
+    inode_record candidate_record() const;
+    void offer_to_store();
+    void store_new_name(inode_ref ref);
+    void resolve_path();
+    bool take_directory_path();
+    void settle_tie();
+    void settle_path(bool names_differ);
+
+    evidence& m_stores;
+    _inode_collection& m_inodes;
+    diagnostics& m_diags;
+    const bool m_guesses_allowed;
+    file_tie m_tie;
+    found_file m_candidate;
+    const std::string* m_parent_path = nullptr;  // of the directory that gave the candidate its path; in the store
+};
+
+}  // namespace kest

@@ -1,0 +1,225 @@
+// What is read of MFTs, mostly as whole runs show it in rows of their own.
+
+#include "format/number.h"
+#include "mft/mft_reader.h"
+#include "mft/run_list.h"
+#include "support/made_run.h"
+
+namespace kest::disk {
+namespace {
+
+using texts = std::vector<std::string>;
+using numbers = std::vector<u64>;
+
+// Of each file record, in their order, number and details up to the times. The log has one record, later than all.
+texts shown(const bytes& mft) {
+    texts out;
+    for (const row_cells& row : rows_of(record_page{.last_lsn = 1 << 20, .records = {{.lsn = 1 << 20}}}.image(), mft,
+                                        {}, {"-showall_inodes"})) {
+        if (row[level_cell] != "mft") continue;
+        const std::string details = row[details_cell].substr(5, row[details_cell].find(";\"si_created") - 5);
+        out.push_back(row[inode_cell].substr(2) + ' ' + details);
+    }
+    return out;
+}
+
+// File records with an LSN each, in the order of their numbers, as a log needs it to show them.
+bytes mft_of(std::vector<file_record> records, std::size_t count = 64) {
+    if (records[0].number != 0) records.insert(records.begin(), file_record{.number = 0, .lsn = ~u64{0}});
+    for (file_record& record : records)
+        record.lsn = record.lsn == 0 ? record.number + 1 : record.lsn;
+    return mft_image(records, count);
+}
+
+// What is shown of a record by itself.
+std::string shown_of(file_record record, const std::vector<file_record>& others = {}) {
+    std::vector<file_record> all = others;
+    record.number = 40;
+    record.lsn = 1;
+    all.push_back(std::move(record));
+    for (const std::string& text : shown(mft_of(all))) {
+        if (text.starts_with("28 ")) return text.substr(3);
+    }
+    return "nothing";
+}
+
+file_record with(std::vector<bytes> attributes) {
+    return {.attributes = std::move(attributes)};
+}
+
+bytes name(u64 parent, std::u16string text, u8 space = 1) {
+    return name_image{.parent = parent, .name = std::move(text), .space = space}.attribute();
+}
+
+TEST(mft_file, wants_a_file_record_at_the_beginning) {
+    const auto of = [](file_record first) {
+        first.number = 0;
+        first.lsn = 1;
+        return mft_image({first}, 4);
+    };
+    bytes foreign = of({});
+    foreign[0] ^= 2;
+    const std::tuple<const char*, bytes, std::size_t> rows[] = {
+        {"sound", of({}), 1},
+        {"large records", of({.size = 4096}), 1},
+        {"attributes too late", of({.first_attribute = 73}), 0},
+        {"the older layout", of({.usa_offset = 42}), 0},
+        {"too many words", of({.usa_count = 10}), 0},
+        {"too few words", of({.usa_count = 1}), 0},
+        {"less than a page", part(of({}), 0, 4095), 0},
+        {"another signature", foreign, 0},
+    };
+    for (const auto& [what, image, count] : rows)
+        EXPECT_EQ(shown(image).size(), count) << what;
+}
+
+TEST(mft_file, is_read_to_the_last_whole_record) {
+    for (const u32 count : {16u, 17u, 1024u, 1030u}) {
+        std::vector<file_record> records(count);
+        for (u32 number = 0; number < count; ++number)
+            records[number].number = number;
+        const texts rows = shown(pack(mft_of(records, count), at{count * std::size_t{1024} + 1000}));
+        ASSERT_EQ(rows.size(), count);
+        EXPECT_EQ(rows.back(), format_number(count - 1, true).substr(2) + R"( "name":"a";"parent":"0x05")");
+    }
+    bytes image = mft_of({{.number = 0}, {.number = 1}, {.number = 2}, {.number = 3, .attributes = {}}, {.number = 5}});
+    image[2 * 1024] = 'B';
+    lay(image, 4 * 1024, file_record{.number = 5, .lsn = 5}.image());  // the number and sequence of another
+    const std::string same = R"( "name":"a";"parent":"0x05")";
+    EXPECT_EQ(shown(image), (texts{"00" + same, "01" + same, "05" + same, "05" + same}));
+}
+
+// The process's own memory is a file that cannot be read in places.
+TEST(walk_mft_records, kept_lets_a_short_chunk_bound_the_later_ones) {
+    constexpr std::size_t begin = 0x10000, page = 4096, pages = 32;
+    void* const memory = ::mmap(reinterpret_cast<void*>(begin), page * pages, PROT_READ | PROT_WRITE,
+                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    if (memory == MAP_FAILED) GTEST_SKIP() << "no memory at low addresses";
+    std::vector<file_record> records(128);
+    for (u32 number = 0; number < records.size(); ++number)
+        records[number].number = number;
+    const bytes image = mft_image(records, records.size());
+    std::memcpy(memory, image.data(), image.size());
+    ::munmap(static_cast<char*>(memory) + 6 * page, page);  // records 24 to 27: in the middle of the second chunk
+    _inode_collection store;
+    store.total_size = page * pages;
+    store.base_offset = begin;
+    store.all_records = true;
+    EXPECT_TRUE(store.mft_file.open("/proc/self/mem", uni::open_mode::read));
+    walk_mft_records(
+        store, [](inode_record&, std::uint32_t, std::uint64_t) {}, [](std::uint64_t, std::uint64_t) {});
+    EXPECT_EQ(store.records.size(), 16u + 7 * 8);
+    ::munmap(memory, page * pages);
+}
+
+TEST(file_record, shows_the_last_long_name_and_the_first_sizes) {
+    const bytes information = pack(bytes(32), u32{0x20}, at{64}, u64{99});
+    const bytes unnumbered = resident(0x10, part(information, 0, 71));  // so the update sequence number before it stays
+    bytes torn = name(5, u"crosses a sector end");
+    const std::tuple<const char*, file_record, std::string> rows[] = {
+        {"UTF-16", with({resident(0x10, information), unnumbered, name(0x21, u"\u00e9 \U0001F600")}),
+         "\"name\":\"\u00e9 \U0001F600\";\"parent\":\"0x21\";\"usn\":\"0x63\""},
+        {"names", with({name(9, u"ONE~1", 2), name(8, u"first"), name(7, u"last", 0)}),
+         R"("name":"last";"parent":"0x07";"parent":"0x08";"parent":"0x09")"},
+        {"neither parent nor base", with({}), "nothing"},
+        {"an extension", {.base = 0x0003'0000'0000'0021, .attributes = {}}, "\"extension\":\"inode 0x28 base 0x21\"]"},
+        {"across a sector end", with({resident(0x80, bytes(336 - 24)), torn}),
+         R"("name":"crosses a sector end";"parent":"0x05")"},
+    };
+    for (const auto& [what, record, expected] : rows)
+        EXPECT_EQ(shown_of(record), expected) << what;
+
+    for (const u32 length : {0u, 1024u - 72, 1024u - 72 + 1, 0xFFFF'FFFFu}) {  // of the first attribute
+        const bytes first = pack(name(5, u"fills the record"), at{4}, length);
+        EXPECT_EQ(shown_of(with({first, name(6, u"z")})),
+                  length == 1024 - 72 ? R"("name":"fills the record";"parent":"0x05")" : "nothing");
+    }
+    bytes image = mft_of({{.number = 0, .attributes = {resident(0x80, bytes(336 - 24)), torn}}});
+    image[510] ^= 1;  // kept: a torn sector is taken as it is
+    EXPECT_EQ(shown(image), texts{R"(00 "name":"crosses a sector end";"parent":"0x05")"});
+}
+
+// Whatever they lead to brings a parent of its own.
+file_record extension(u32 number, const bytes& list = {}) {
+    return {.number = number, .base = 0x0001'0000'0000'0028, .attributes = {name(1000 + number, u"e"), list}};
+}
+
+std::size_t parents_of(const std::string& text) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find("\"parent\""); at != text.npos; at = text.find("\"parent\"", at + 1))
+        ++count;
+    return count;
+}
+
+// A base record that lists others, among them itself, one twice, one that lists a further one, and one out of reach.
+TEST(attribute_list, leads_to_other_file_records) {
+    const std::vector<file_record> others = {extension(1), extension(2, resident(0x20, list_value({2, 1, 3, 40}))),
+                                             extension(3)};
+    const bytes list = list_value({40, 1, 1, 2, 900'000, 0});
+    const std::string one = R"("name":"e";"parent":"0x03E9")", two = one + R"(;"parent":"0x03EA")";
+    EXPECT_EQ(shown_of(with({resident(0x20, list)}), others), two + R"(;"parent":"0x03EB")");
+    EXPECT_EQ(shown_of(with({resident(0x20, list_value({1, 2}, 23))}), others), one);
+
+    // Kept: the clusters of a list are counted from the MFT file's own beginning.
+    const std::tuple<const char*, bytes, std::string> rows[] = {
+        {"there", nonresident(0x20, {0x11, 1, 2, 0}), two},
+        {"99, then 99 - 97", nonresident(0x20, {0x11, 1, 99, 0x11, 1, 0x9F, 0}), two},
+        {"not initialised", nonresident(0x20, {0x11, 1, 2, 0}, {.initialized_size = 0}), "nothing"},
+        {"no list there", nonresident(0x20, {0x11, 1, 3, 0}), "nothing"},
+    };
+    for (const auto& [what, attribute, expected] : rows) {
+        bytes mft = mft_of({extension(1),
+                            {.number = 2, .base = 40, .attributes = {name(1002, u"e")}},
+                            {.number = 40, .attributes = {attribute}}});
+        lay(mft, 2 * 4096, list_value({1, 2}));
+        const texts found = shown(mft);
+        const bool there = !found.empty() && found.back().starts_with("28 ");
+        EXPECT_EQ(there ? found.back().substr(3) : "nothing", expected) << what;
+    }
+}
+
+// Every list names the record behind it: a chain as deep as lists are followed.
+TEST(attribute_list, is_followed_within_bounds) {
+    for (const bool deep : {true, false}) {
+        std::vector<file_record> records = {with({resident(0x20, list_value({1}))})};
+        records[0].number = 0;
+        for (u32 number = 1; number < 1500; ++number) {
+            numbers listed = {number + 1};
+            for (u64 child = 20 * number; !deep && child < 20 * number + 20; ++child)
+                listed.push_back(1 + child % 1499);
+            records.push_back(extension(number, resident(0x20, list_value(listed))));
+        }
+        EXPECT_EQ(parents_of(shown(mft_of(records, 1500))[0]), deep ? 32u : 1024u);
+    }
+}
+
+constexpr auto fields = [](const run_record& r) { return std::tuple(r.lcn, r.delta, r.clusters, r.vcn, r.negative); };
+
+TEST(decode_runs, adds_up_the_steps) {
+    const std::tuple<const char*, bytes, std::vector<run_record>> rows[] = {
+        {"forward and back",
+         {0x21, 4, 0x34, 2, 0x11, 2, 0xF0, 0},
+         {{0x234, 0x234, 4, 9, false}, {0x224, 16, 2, 13, true}}},
+        {"sparse stays in place", {0x11, 4, 7, 0x01, 9, 0}, {{7, 7, 4, 9, false}, {7, 0, 9, 13, false}}},
+        {"length cut to 32 bits", {0x15, 1, 0, 0, 0, 1, 2, 0}, {{2, 2, 1, 9, false}}},
+        {"no length", {0x10, 5, 0}, {{5, 5, 0, 9, false}}},
+        {"eight bytes of step", {0x81, 1, 0xFE, 255, 255, 255, 255, 255, 255, 255, 0}, {{~0ull - 1, 2, 1, 9, true}}},
+        {"bytes beyond the eighth", {0x91, 1, 3, 0, 0, 0, 0, 0, 0, 0, 0x80, 0}, {{3, 3, 1, 9, false}}},
+        {"cut off", {0x11, 1, 2, 0x44, 1, 2, 3, 4, 5, 6, 7}, {{2, 2, 1, 9, false}}},
+        {"empty", {0}, {}},
+    };
+    for (const auto& [what, list, expected] : rows) {
+        SCOPED_TRACE(what);
+        const bytes padded = nonresident(0xA0, list, {.first_vcn = 9});
+        const uni::byte_view attribute = uni::byte_view(std::span(padded)).slice(0, 64 + list.size());
+        std::vector<run_record> runs;
+        EXPECT_TRUE(decode_runs(attribute, runs));
+        EXPECT_TRUE(std::ranges::equal(runs, expected, {}, fields, fields));
+        for (std::size_t length = 1; length < attribute.size(); ++length)
+            EXPECT_EQ(decode_runs(attribute.slice(0, length), runs),
+                      length < 34 || length >= 64);  // 34: the offset's end
+    }
+}
+
+}  // namespace
+}  // namespace kest::disk
