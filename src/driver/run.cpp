@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <new>
+#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -27,6 +28,18 @@ constexpr std::string_view help_options[] = {"-h", "-help", "/?", "--help"};
 bool asks_for_help(const argument_list& args) {
     return args.size() == 1 ||
            std::ranges::any_of(help_options, [&args](std::string_view option) { return peek_flag(option, args, 0); });
+}
+
+// Answers a question about the program itself, on the standard output. Nothing if none is asked.
+std::optional<bool> answer(const argument_list& args) {
+    std::string text;
+    if (peek_flag("--help-all", args, 1)) text = all_options();
+    if (peek_flag("--version", args, 1)) text = std::string(version).append(1, '\n');
+    if (text.empty()) return std::nullopt;
+    uni::file out;
+    out.attach(STDOUT_FILENO);
+    const bool written = out.append(text);
+    return out.close() && written;
 }
 
 void tell_what_is_needed(const logfile_options& options, const std::string& header) {
@@ -97,6 +110,7 @@ bool run_guarded(argument_list args) {
         say_writing_failed(standard_output);
         return false;
     }
+    if (const auto answered = answer(args)) return *answered;
     const std::string header = run_header(args);
     run_outputs outputs;
     logfile_options options;
