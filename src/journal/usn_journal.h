@@ -6,6 +6,7 @@
 
 #include "portable/byte_view.h"
 #include "portable/file.h"
+#include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
 namespace kest {
@@ -31,7 +32,7 @@ struct usn_entry {
 // entry of a key stays.
 struct usn_journal {
     uni::file file;
-    std::vector<usn_entry> entries;
+    uni::large_vector<usn_entry> entries;
     bool incomplete = false;           // a read failed ahead of the file's end, or memory ran out: entries are missing
     uni::sealed_index journal_by_usn;  // sealed by the scan
     uni::sealed_index journal_by_inode;  // key: record number. Left unsealed: a run does not ask it, and sorting it

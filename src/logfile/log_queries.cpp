@@ -10,7 +10,7 @@ constexpr std::uint32_t page_shift = 12;                // pages of 4096 bytes
 constexpr std::uint64_t page_place_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages behind 4 GiB are not told
 
 // By a 64-bit field of each entry; the first in file order stays.
-uni::sealed_index index_entries(const std::vector<log_entry>& entries, std::uint64_t log_entry::*key) {
+uni::sealed_index index_entries(std::span<const log_entry> entries, std::uint64_t log_entry::*key) {
     uni::sealed_index index;
     for (std::uint32_t position = 0; position < entries.size(); ++position)
         index.add(entries[position].*key, position);
@@ -18,7 +18,7 @@ uni::sealed_index index_entries(const std::vector<log_entry>& entries, std::uint
     return index;
 }
 
-std::vector<std::vector<std::uint32_t>> index_operations(const std::vector<log_entry>& entries) {
+std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_entry> entries) {
     std::vector<std::vector<std::uint32_t>> index;
     const auto add = [&index](std::uint16_t operation, std::uint32_t position) {
         if (operation >= index.size()) index.resize(operation + 1U);

@@ -11,7 +11,7 @@ struct chain_links {
     uni::sealed_index heads;        // key: LSN; the first head of it
 };
 
-chain_links collect_links(const std::vector<log_entry>& entries) {
+chain_links collect_links(std::span<const log_entry> entries) {
     chain_links links;
     uni::try_reserve(links.by_previous, entries.size());
     uni::try_reserve(links.heads, entries.size());

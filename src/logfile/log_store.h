@@ -11,6 +11,7 @@
 #include "logfile/page.h"
 #include "mft/inode_record.h"
 #include "portable/byte_block.h"
+#include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
 namespace kest {
@@ -27,7 +28,7 @@ struct chain_head {
 // A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
 // 32-bit indexes into `entries`.
 struct log_store {
-    std::vector<log_entry> entries;
+    uni::large_vector<log_entry> entries;
 
     // Nothing asks for these yet; they are kept for whoever wants to know what the pages held.
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the last one seen elsewhere
@@ -39,8 +40,8 @@ struct log_store {
     bool incomplete = false;
 
     // Filled by `link_chains`.
-    std::vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
-    std::vector<std::uint32_t> chain_members;  // positions, chain after chain
+    uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
+    uni::large_vector<std::uint32_t> chain_members;  // positions, chain after chain
 
     // Journal records found in log records, the first of each file reference, and where it stands.
     std::vector<inode_record> log_inode_records;

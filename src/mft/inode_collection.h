@@ -5,6 +5,7 @@
 
 #include "mft/inode_record.h"
 #include "portable/file.h"
+#include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
 namespace kest {
@@ -16,7 +17,7 @@ public:
     static constexpr std::uint64_t name_conflict = 0x8000'0000'0000'0000;  // top bit of a merge result
     static constexpr std::uint64_t not_merged = ~std::uint64_t{0};
 
-    std::vector<inode_record> records;
+    uni::large_vector<inode_record> records;
     uni::ordered_index inodes_by_number;  // key: record number; directories only, one a number
     uni::ordered_index inodes_all;        // key: record number; every record, equal keys in order of arrival
     uni::ordered_index inodes_by_ref;     // key: inode_ref::by_number(); the first stays

@@ -4,20 +4,16 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "portable/large_pages.h"
+
 namespace uni {
 
-namespace {
+byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size))), m_size(size) {
+    if (m_bytes == nullptr) throw std::bad_alloc();
+}
 
-constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
-
-}  // namespace
-
-byte_block::byte_block(std::size_t size) : m_size(size) {
-    const bool large = size >= large_page && size % large_page == 0;
-    void* const memory = large ? std::aligned_alloc(large_page, size) : std::malloc(size);
-    if (memory == nullptr) throw std::bad_alloc();
-    if (large) ::madvise(memory, size, MADV_HUGEPAGE);  // a wish: the system may not have any
-    m_bytes.reset(static_cast<std::uint8_t*>(memory));
+void byte_block::deleter::operator()(std::uint8_t* bytes) const {
+    free_pages(bytes);
 }
 
 void release_pages(std::span<std::uint8_t> bytes) {

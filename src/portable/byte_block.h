@@ -21,7 +21,7 @@ public:
 
 private:
     struct deleter {
-        void operator()(std::uint8_t* bytes) const { std::free(bytes); }
+        void operator()(std::uint8_t* bytes) const;
     };
     std::unique_ptr<std::uint8_t[], deleter> m_bytes;
     std::size_t m_size = 0;

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "portable/large_pages.h"
 #include "portable/seeded_map.h"
 
 namespace uni {
@@ -23,7 +24,7 @@ constexpr bool key_before(const index_entry& a, const index_entry& b) {
 
 // Place of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
 // when one key asked for lies close to the next.
-inline std::size_t lower_bound_near(const std::vector<index_entry>& entries, std::uint64_t key, std::size_t near) {
+inline std::size_t lower_bound_near(const large_vector<index_entry>& entries, std::uint64_t key, std::size_t near) {
     std::size_t low = std::min(near, entries.size());
     std::size_t high = low;
     for (std::size_t step = 1; low > 0 && entries[low - 1].key >= key; step *= 2) {
@@ -41,7 +42,7 @@ inline std::size_t lower_bound_near(const std::vector<index_entry>& entries, std
 }
 
 // An index that is filled first and asked later: additions are appended, and `seal` puts them in ascending key
-// order, equal keys in order of arrival. Whoever asks must have sealed it.
+// order, equal keys by position, which is the order of arrival. Whoever asks must have sealed it.
 class sealed_index {
 public:
     void reserve(std::size_t count) { m_entries.reserve(count); }
@@ -52,7 +53,9 @@ public:
 
     void seal() {
         if (!std::is_sorted(m_entries.begin(), m_entries.end(), key_before)) {
-            std::stable_sort(m_entries.begin(), m_entries.end(), key_before);
+            std::sort(m_entries.begin(), m_entries.end(), [](const index_entry& a, const index_entry& b) {
+                return a.key != b.key ? a.key < b.key : a.position < b.position;
+            });
         }
     }
     // Also drops all but the first arrival of each key.
@@ -62,7 +65,7 @@ public:
         m_entries.erase(std::unique(m_entries.begin(), m_entries.end(), same), m_entries.end());
     }
 
-    const std::vector<index_entry>& entries() const { return m_entries; }
+    const large_vector<index_entry>& entries() const { return m_entries; }
 
     // Place of the first element whose key is not below `key`.
     std::size_t lower_bound(std::uint64_t key) const {
@@ -82,7 +85,7 @@ public:
     }
 
 private:
-    std::vector<index_entry> m_entries;
+    large_vector<index_entry> m_entries;
 };
 
 // An index that can be asked at any time, by one thread. Keys that arrive in ascending order, as record numbers do,
@@ -129,7 +132,7 @@ public:
     // Calls `visit(key, position)` in ascending key order.
     template <class visitor>
     void for_each(visitor&& visit) const {
-        std::vector<index_entry> strays = m_strays;
+        large_vector<index_entry> strays = m_strays;
         std::stable_sort(strays.begin(), strays.end(), key_before);
         auto stray = strays.cbegin();
         for (const index_entry& entry : m_run) {
@@ -142,8 +145,8 @@ public:
     }
 
 private:
-    std::vector<index_entry> m_run;
-    std::vector<index_entry> m_strays;         // as they arrived
+    large_vector<index_entry> m_run;
+    large_vector<index_entry> m_strays;        // as they arrived
     seeded_map<std::uint32_t> m_first_strays;  // of each key, its place in `m_strays`
     mutable std::size_t m_near = 0;  // where the last search in `m_run` ended: the rows of a chain ask for one file
 };

@@ -4,7 +4,6 @@
 #include <array>
 
 #include "format/number.h"
-#include "logfile/log_queries.h"
 #include "operations/operation_table.h"
 
 namespace kest {
@@ -25,10 +24,14 @@ struct operation_counts {
 
 operation_counts count_operations(const log_store& log) {
     operation_counts counts;
-    log_queries queries(log);
-    for (std::size_t code = 0; code < code_count; ++code) {
-        counts.of[code] = queries.entries_for_opcode(static_cast<std::uint32_t>(code)).size();
-        counts.total += counts.of[code];
+    const auto count = [&counts](std::uint16_t code) {
+        if (code >= code_count) return;
+        ++counts.of[code];
+        ++counts.total;
+    };
+    for (const log_entry& entry : log.entries) {
+        count(entry.redo_op);
+        if (entry.undo_op != entry.redo_op) count(entry.undo_op);
     }
     return counts;
 }
