@@ -18,24 +18,15 @@ std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::s
 std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t) {
     static std::minstd_rand random(1);
     if (size < 16) return size;
-    static constexpr std::uint32_t extremes[] = {0,      1,      7,      0x7F,    0x80,       0xFFF,      0x1000,
-                                                 0x7FFF, 0x8000, 0xFFFF, 0xFF000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    static constexpr std::uint32_t extremes[] = {0,      1,      0x7F,    0x80,       0xFFF,      0x1000,    0x7FFF,
+                                                 0x8000, 0xFFFF, 0xFF000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
     const std::size_t at = random() % (size - 8) & ~std::size_t{1}, from = random() % (size - 8) & ~std::size_t{7};
-    switch (random() % 12) {
-        case 0:
-            return at;
-        case 1:
-            std::memmove(data + (at & ~std::size_t{7}), data + from, 8);
-            return size;
-        case 2:
-        case 3:
-        case 4:
-            data[at] = static_cast<std::uint8_t>(data[at] ^ 1u << random() % 8);
-            return size;
-        default:
-            std::memcpy(data + at, &extremes[random() % std::size(extremes)], 1u << random() % 3);
-            return size;
-    }
+    const std::size_t kind = random() % 12;
+    if (kind == 0) return at;
+    if (kind == 1) std::memmove(data + (at & ~std::size_t{7}), data + from, 8);
+    if (kind > 1 && kind < 5) data[at] = static_cast<std::uint8_t>(data[at] ^ 1u << random() % 8);
+    if (kind >= 5) std::memcpy(data + at, &extremes[random() % std::size(extremes)], 1u << random() % 3);
+    return size;
 }
 }
 

@@ -51,19 +51,17 @@ struct run_input {
     }
 
     bytes image() const {
-        bytes out;
-        for (const std::string& option : options) {
-            out.insert(out.end(), option.begin(), option.end());
-            out.push_back('\n');
-        }
-        out.push_back('\n');
+        std::string out;
+        for (const std::string& option : options)
+            out += option + '\n';
+        out += '\n';
         for (const std::size_t which : {0u, 1u}) {
-            for (const int shift : {0, 8, 16, 24})
-                out.push_back(static_cast<std::uint8_t>(parts[which].size() >> shift));
+            const auto size = static_cast<std::uint32_t>(parts[which].size());
+            out.append(reinterpret_cast<const char*>(&size), sizeof size);
         }
         for (const bytes& part : parts)
-            out.insert(out.end(), part.begin(), part.end());
-        return out;
+            out.append(part.begin(), part.end());
+        return {out.begin(), out.end()};
     }
 };
 

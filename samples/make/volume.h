@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "file.h"
+#include "log_writer.h"
 #include "support/usn_image.h"
 
 namespace kest::disk {

@@ -63,25 +63,22 @@ bytes records_that_name_themselves(std::size_t count) {
     return log_of_pages(records);
 }
 
-// A log of one record that spans pages, with as many of these pieces behind one another as it can hold.
-bytes log_of_one(u16 operation, bytes redo, const bytes& piece) {
+// A log of one record, which ends in as many of these pieces as it can hold.
+bytes log_of_pieces(u16 operation, bytes redo, const bytes& piece) {
     while (redo.size() < 65'000)
         append(redo, piece);
-    log_writer log(1 << 18);
-    const u64 head = log.add({.redo_op = operation, .redo = redo});
-    log.add({.previous = head});
-    return log.image();
+    return log_of_one(operation, redo);
 }
 
 // A file record as the log holds it, filled with attributes of this type, each of this stated length.
 bytes log_of_attributes(u32 type, u32 length) {
     const bytes head = pack(u32{0x454C4946}, at{16}, u16{1}, u16{1}, u16{48}, u16{1}, at{44}, u32{40});
-    return log_of_one(2, head, part(pack(type, length, u16{0}, at{16}, u32{8}, at{length}), 0, length));
+    return log_of_pieces(2, head, part(pack(type, length, u16{0}, at{16}, u32{8}, at{length}), 0, length));
 }
 
 // Index entries of this stated length that hold no key.
 bytes log_of_entries(u16 length) {
-    return log_of_one(12, {}, pack(u64{0x0001'0000'0000'0028}, length, u16{70}, u32{0}));
+    return log_of_pieces(12, {}, pack(u64{0x0001'0000'0000'0028}, length, u16{70}, u32{0}));
 }
 
 TEST(hostile_evidence, logs_cost_what_they_weigh) {
@@ -90,13 +87,13 @@ TEST(hostile_evidence, logs_cost_what_they_weigh) {
         // rows of the report, and how much text there may be for a byte of the log
         {"heads that share a tail", chains_that_share_a_tail(many), 3 * many, 1},
         {"records that name themselves", records_that_name_themselves(many), 2, 1},
-        {"attributes of one byte", log_of_attributes(0, 1), 2, 1},
-        {"ten thousand attributes", log_of_attributes(0, 6), 2, 1},
-        {"attributes of a header alone", log_of_attributes(0x80, 24), 2, 2},
-        {"attributes shorter than a header", log_of_attributes(0x80, 8), 2, 1},
-        {"lists in one another", log_of_attributes(0x20, 64), 2, 2},
-        {"index entries of length 1", log_of_entries(1), 2, 1},
-        {"index entries of a header alone", log_of_entries(16), 2, 4},
+        {"attributes of one byte", log_of_attributes(0, 1), 2, 4},
+        {"ten thousand attributes", log_of_attributes(0, 6), 2, 4},
+        {"attributes of a header alone", log_of_attributes(0x80, 24), 2, 8},
+        {"attributes shorter than a header", log_of_attributes(0x80, 8), 2, 4},
+        {"lists in one another", log_of_attributes(0x20, 64), 2, 8},
+        {"index entries of length 1", log_of_entries(1), 2, 4},
+        {"index entries of a header alone", log_of_entries(16), 2, 16},
     };
     for (const auto& [what, image, lines, text_per_byte] : rows) {
         SCOPED_TRACE(what);

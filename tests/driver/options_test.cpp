@@ -2,9 +2,11 @@
 
 #include <regex>
 #include <sys/stat.h>
+#include <thread>
 
-#include "options/environment.h"
-#include "options/parse_number.h"
+#include "driver/environment.h"
+#include "driver/parse_number.h"
+#include "portable/file.h"
 #include "support/made_run.h"
 
 namespace kest {
@@ -114,13 +116,75 @@ TEST(options, kept_an_empty_alias_is_none_but_an_empty_alias_path_is_half_a_pair
     }
 }
 
+// The files that a run over a list, or over a folder, wants to read.
+argument_list tried(const disk::captured_run& done) {
+    static const std::regex said("trying to parse file: ([^\n]*)\n");
+    argument_list files;
+    for (std::sregex_iterator at(done.err.begin(), done.err.end(), said), end; at != end; ++at)
+        files.push_back((*at)[1]);
+    return files;
+}
+
+// The same of an input that arrives in two parts.
+argument_list tried(const std::string& input) {
+    int ends[2];
+    EXPECT_EQ(::pipe(ends), 0);
+    std::thread writer([&] {
+        uni::file out;
+        out.attach(ends[1]);
+        EXPECT_TRUE(out.append(input.substr(0, input.size() / 2)));
+        ::usleep(1000);
+        EXPECT_TRUE(out.append(input.substr(input.size() / 2)));
+        ::close(ends[1]);
+    });
+    const argument_list files = tried(run_captured({"-pipe"}, "/proc/self/fd/" + std::to_string(ends[0])));
+    writer.join();
+    ::close(ends[0]);
+    return files;
+}
+
+TEST(list, kept_a_long_line_arrives_in_pieces) {
+    using namespace std::string_literals;
+    const std::string longest(4094, 'x');  // 4095 with its line feed
+    const std::pair<std::string, argument_list> rows[] = {
+        {"", {}},
+        {"a\r\n\nb\n c \r\r\nd\re", {"a", "b", " c ", "d\re"}},
+        {"a\r\0b\nc\n\0\n"s, {"a", "c"}},
+        {longest + "\nb\n", {longest, "b"}},
+        {longest + "x\nb\n", {longest + "x", "b"}},
+        {longest + "xyz", {longest + "x", "yz"}},
+    };
+    for (const auto& [input, files] : rows)
+        EXPECT_EQ(tried(input), files);
+}
+
+TEST(folder, is_walked_breadth_first_down_to_a_depth) {
+    const disk::scratch_folder folder;
+    for (const char* name : {"root/a", "root/one/b", "root/one/two/c", "elsewhere/e"})
+        folder.put(name);
+    const std::string root = folder.at("root");
+    for (const auto& [to, name] : {std::pair{"../elsewhere", "/to_folder"}, {"one/b", "/to_b"}, {"none", "/to_none"}})
+        std::filesystem::create_symlink(to, root + name);
+    argument_list expected = {root + "/a", root + "/to_b", root + "/to_none"};
+    for (const char depth : {'0', '1', '2'}) {
+        argument_list found =
+            tried(run_captured({"-enumdir", depth == '1' ? root + '/' : root, "-num_subdirs", std::string(1, depth)}));
+        std::sort(found.begin(), found.begin() + std::min<std::ptrdiff_t>(3, std::ssize(found)));
+        EXPECT_EQ(found, expected);
+        expected.push_back(root + (depth == '0' ? "/one/b" : "/one/two/c"));
+    }
+    // The root itself may be a link.
+    EXPECT_EQ(tried(run_captured({"-enumdir", root + "/to_folder"})), argument_list{root + "/to_folder/e"});
+    for (const std::string& no_directory : {std::string(), root + "/none", root + "/a"})
+        EXPECT_EQ(run_captured({"-enumdir", no_directory}).status, -1);
+}
+
 // Whether a run over a list reads a file; nothing, if the options are refused.
 std::optional<bool> wanted(const std::string& file, argument_list options) {
     const disk::scratch_folder folder;
     options.insert(options.begin(), "-pipe");
     const disk::captured_run done = run_captured(options, folder.put("list", file + "\n"));
-    if (done.err.starts_with("kest")) return std::nullopt;
-    return done.err.find("trying to parse file: ") != std::string::npos;
+    return done.err.starts_with("kest") ? std::nullopt : std::optional(!tried(done).empty());
 }
 
 TEST(filters, one_is_enough) {

@@ -29,9 +29,9 @@ constexpr rlim_t put_area = 262'144;  // what is written to a report at once, as
 
 // A log of which the report takes several writes.
 std::string large_log() {
-    std::vector<disk::record> records(1800);
-    for (disk::record& record : records)
-        record.lsn = 1 + static_cast<std::uint64_t>(&record - records.data());
+    std::vector<disk::record> records;
+    while (records.size() < 1800)
+        records.push_back({.lsn = records.size() + 1});
     const disk::bytes image = disk::log_of_pages(records);
     return {image.begin(), image.end()};
 }
@@ -50,6 +50,7 @@ void put_on_pipe(int standard, std::size_t taken) {
     int ends[2];
     if (::pipe(ends) != 0) ::abort();
     if (taken != 0 && ::fork() == 0) {
+        ::close(ends[1]);
         for (char byte; taken != 0 && ::read(ends[0], &byte, 1) == 1;)
             --taken;
         ::_exit(0);
@@ -138,45 +139,31 @@ TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
     }
 }
 
-TEST(output_faults, a_report_that_nobody_takes_is_told_of) {
+TEST(output_faults, a_report_that_nobody_takes_is_told_of_and_nobody_to_tell_is_no_fault) {
     const scratch_folder folder;
-    const std::string log = folder.put("log", large_log());
-    const std::pair<const char*, std::function<void()>> rows[] = {
-        {"full", [] { put_on(STDOUT_FILENO, "/dev/full"); }},
-        {"closed", [] { ::close(STDOUT_FILENO); }},
-        {"for reading only", [] { put_on(STDOUT_FILENO, "/dev/null", O_RDONLY); }},
-        {"no reader", [] { put_on_pipe(STDOUT_FILENO, 0); }},
-        {"a reader of one byte", [] { put_on_pipe(STDOUT_FILENO, 1); }},
-        {"a reader of more than the first write", [] { put_on_pipe(STDOUT_FILENO, put_area + 1); }},
-    };
-    for (const auto& [what, prepare] : rows) {
-        SCOPED_TRACE(what);
-        expect_told(run_prepared({"-log", log, "-quiet"}, prepare), "standard output");
-    }
-    const ended timed = run_prepared({"-log", log, "-quiet", "-profile", "-out", "/dev/full"}, [] {});
-    EXPECT_EQ(timed.status, 255);
-    EXPECT_TRUE(timed.err.starts_with("prob writing results file: /dev/full\n->")) << timed.err;
-}
-
-TEST(output_faults, nobody_to_tell_is_no_fault) {
-    const scratch_folder folder;
-    const std::string report = folder.at("report");
+    const std::string log = folder.put("log", large_log()), report = folder.at("report");
     const argument_list args = {"-log", samples + "/LogFile", "-out", report};
     EXPECT_EQ(run_captured(args).status, 0);
     const std::string whole = behind_the_clock(contents_of(report));
-    const std::pair<const char*, std::function<void()>> rows[] = {
-        {"full", [] { put_on(STDERR_FILENO, "/dev/full"); }},
-        {"closed", [] { ::close(STDERR_FILENO); }},
-        {"no reader", [] { put_on_pipe(STDERR_FILENO, 0); }},
-        {"a reader of one byte", [] { put_on_pipe(STDERR_FILENO, 1); }},
+    const std::pair<const char*, std::function<void(int)>> rows[] = {
+        {"full", [](int standard) { put_on(standard, "/dev/full"); }},
+        {"closed", [](int standard) { ::close(standard); }},
+        {"for reading only", [](int standard) { put_on(standard, "/dev/null", O_RDONLY); }},
+        {"no reader", [](int standard) { put_on_pipe(standard, 0); }},
+        {"a reader of one byte", [](int standard) { put_on_pipe(standard, 1); }},
+        {"a reader of more than the first write", [](int standard) { put_on_pipe(standard, put_area + 1); }},
     };
-    for (const auto& [what, prepare] : rows) {
+    for (const auto& [what, put] : rows) {
         SCOPED_TRACE(what);
-        EXPECT_EQ(run_prepared(args, prepare).status, 0);
+        expect_told(run_prepared({"-log", log, "-quiet"}, [&, on = put] { on(STDOUT_FILENO); }), "standard output");
+        const auto deaf = [&, on = put] { on(STDERR_FILENO); };
+        EXPECT_EQ(run_prepared(args, deaf).status, 0);
         EXPECT_EQ(behind_the_clock(contents_of(report)), whole);
-        EXPECT_EQ(run_prepared({"-log", samples + "/LogFile", "-out", "/dev/full"}, prepare).status, 255);
-        EXPECT_EQ(run_prepared({"-help"}, prepare).status, 0);
+        EXPECT_EQ(run_prepared({"-log", log, "-out", "/dev/full"}, deaf).status, 255);
+        EXPECT_EQ(run_prepared({"-help"}, deaf).status, 0);
     }
+    const ended timed = run_prepared({"-log", log, "-quiet", "-profile", "-out", "/dev/full"}, [] {});
+    EXPECT_TRUE(timed.err.starts_with("prob writing results file: /dev/full\n->")) << timed.err;
     EXPECT_EQ(run_captured(with({"-diags", "/dev/full", "-l3"}, args)).status, 0);
 }
 
@@ -288,10 +275,7 @@ TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
     EXPECT_EQ(result.status, 255);
     EXPECT_TRUE(result.err.starts_with(told)) << result.err;
     const std::string text = contents_of(report);
-    std::size_t rows = 0;
-    for (std::size_t at = text.find(log); at != text.npos; at = text.find(log, at + 1))
-        ++rows;
-    EXPECT_EQ(rows, 7u);
+    EXPECT_EQ(std::ranges::count(text, '\n'), 4 + 7);
 }
 
 TEST(output_faults, room_ahead_that_cannot_be_had_costs_no_log) {

@@ -156,9 +156,7 @@ TEST(usn_record, is_parsed_as_far_as_it_goes) {
 TEST(usn_record, kept_deleted_file_counts_as_in_use) {
     const bytes image = usn_image{.reason = 0x80000200}.image();
     inode_record record;
-    ASSERT_TRUE(parse_usn_record(record, uni::byte_view{image}));
-    EXPECT_TRUE(record.in_use);
-    EXPECT_EQ(record.flags, 0u);
+    EXPECT_TRUE(parse_usn_record(record, uni::byte_view{image}) && record.in_use && record.flags == 0);
 }
 
 TEST(usn_record, masks_become_words) {

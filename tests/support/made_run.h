@@ -18,13 +18,13 @@ struct captured_run {
     std::string err;
 };
 
-// `args` come behind the program's name. The standard input is the file `input`.
+// `args` come behind the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
 inline captured_run run_captured(argument_list args, const std::string& input = "/dev/null") {
     args.insert(args.begin(), "kest");
     const scratch_folder folder;
     const std::string out = folder.put("out");
     const std::string err = folder.put("err");
-    const int streams[] = {::open(input.c_str(), O_RDONLY), ::open(out.c_str(), O_WRONLY),
+    const int streams[] = {::open(input.c_str(), O_RDONLY | O_NONBLOCK), ::open(out.c_str(), O_WRONLY),
                            ::open(err.c_str(), O_WRONLY)};
     captured_run result{};
     {
