@@ -117,77 +117,81 @@ void swap_sector_ends(window image) {
         std::swap_ranges(&image[512 * sector - 2], &image[512 * sector - 2] + 2, &image[array + 2 * sector]);
 }
 
-// One record of a log page or a file record, or a part of it, as it stands when the sectors are whole.
-class mutator {
-public:
-    explicit mutator(unsigned seed) : m_random(seed) {}
-
-    std::size_t below(std::size_t limit) { return m_random() % limit; }
-
-    void options(std::vector<std::string>& all) {
-        const auto place = all.begin() + static_cast<std::ptrdiff_t>(below(all.size() + 1));
-        if (below(2) == 0 || place == all.end()) {
-            const std::size_t begin = words.rfind('\n', below(words.size() - 1)) + 1;  // 0 from `npos`
-            all.insert(place, std::string(words.substr(begin, words.find('\n', begin) - begin)));
-        } else if (below(3) == 0) {
-            mutate(window(reinterpret_cast<std::uint8_t*>(place->data()), place->size()));
-        } else {
-            all.erase(place);
-        }
+void change_options(std::vector<std::string>& all, std::minstd_rand& random) {
+    const auto place = all.begin() + static_cast<std::ptrdiff_t>(random() % (all.size() + 1));
+    if (place == all.end() || random() % 2 == 0) {
+        const std::size_t begin = words.rfind('\n', random() % (words.size() - 1)) + 1;  // 0 from `npos`
+        all.insert(place, std::string(words.substr(begin, words.find('\n', begin) - begin)));
+    } else if (random() % 3 == 0) {
+        mutate(window(reinterpret_cast<std::uint8_t*>(place->data()), place->size()));
+    } else {
+        all.erase(place);
     }
+}
 
-    // The unit that holds some byte: a page of a log, a file record.
-    void unit(bytes& image, std::size_t size, const std::function<void(window)>& change) {
-        if (image.size() < size) return;
-        const window one = window(image).subspan(below(image.size() / size) * size, size);
-        swap_sector_ends(one);
-        change(one);
-        swap_sector_ends(one);
-    }
-
-    // Walks some lengths on, told by the word at `offset` and what comes on top, and changes what is there.
-    void item(window image, std::size_t begin, std::size_t offset, std::size_t above, std::size_t head) {
-        for (std::size_t steps = below(24); steps > 0; --steps) {
-            const std::size_t length = (u32_at(image, begin + offset) + above + 7) & ~std::size_t{7};
-            if (length < 8 || length >= image.size() || begin + length + head >= image.size()) break;
-            begin += length;
-        }
-        if (begin + head >= image.size()) return;
-        const std::size_t length = std::min<std::size_t>(u32_at(image, begin + offset) + above, image.size() - begin);
-        const std::size_t from = below(2) == 0 || length <= head ? 0 : head;
-        mutate(image.subspan(begin + from, std::max<std::size_t>(from == 0 ? head : length - from, 1)));
-    }
-
-private:
-    std::minstd_rand m_random;
+// Items behind one another: where the first begins, where each tells its length, what comes on top of that, and the
+// size of its head.
+struct layout {
+    std::size_t first, length, above, head;
 };
+
+// Walks some items on, and changes the head of one or what it holds.
+void change_item(window image, const layout& items, std::minstd_rand& random) {
+    std::size_t at = items.first, length = 0;
+    for (std::size_t steps = random() % 24;; --steps) {
+        length = (u32_at(image, at + items.length) + items.above + 7) & ~std::size_t{7};
+        if (steps == 0 || length < 8 || length >= image.size() || at + length + items.head >= image.size()) break;
+        at += length;
+    }
+    if (at + items.head >= image.size()) return;
+    const bool inside = random() % 2 == 0 && length > items.head;
+    const window head = image.subspan(at, items.head), held = image.subspan(at + items.head);
+    mutate(inside ? held.first(std::min(held.size(), length - items.head)) : head);
+}
+
+// The same in a page or file record of this size, while its sectors are whole.
+void change_unit(bytes& image, std::size_t size, const std::function<layout(window)>& items, std::minstd_rand& random) {
+    if (image.size() < size) return;
+    const window unit = window(image).subspan(random() % (image.size() / size) * size, size);
+    swap_sector_ends(unit);
+    change_item(unit, items(unit), random);
+    swap_sector_ends(unit);
+}
 
 }  // namespace
 
 // Knows what the parts of an input are: most changes fall into one record and leave what leads to it as it is.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
-    mutator random(seed);
-    if (random.below(6) == 0) return LLVMFuzzerMutate(data, size, max_size);
+    std::minstd_rand random(seed);
+    if (random() % 6 == 0) return LLVMFuzzerMutate(data, size, max_size);
     run_input input({data, size});
     auto& [log, mft, journal] = input.parts;
-    const std::size_t file_record = u32_at(mft, 6, 2) == 9 ? 4096 : 1024;
-    switch (random.below(6)) {
-        case 0:
-            random.options(input.options);
-            break;
-        case 1:
-            random.unit(mft, file_record, [&](window record) { random.item(record, 0, 20, 0, 56); });
-            break;
-        case 2:
-            random.unit(mft, file_record, [&](window r) { random.item(r, u32_at(r, 20, 2), 4, 0, 24); });
-            break;
-        case 3:
-            random.item(journal, 0, 0, 0, 60);
-            break;
-        default:
-            random.unit(log, 4096, [&](window page) { random.item(page, 64, 24, 48, 88); });
-    }
+    const std::size_t record_size = u32_at(mft, 6, 2) == 9 ? 4096 : 1024;
+    const std::size_t kind = random() % 6;
+    if (kind == 0) change_options(input.options, random);
+    if (kind == 1) change_item(journal, {0, 0, 0, 60}, random);
+    if (kind == 2)
+        change_unit(
+            mft, record_size,
+            [](window) {
+                return layout{0, 20, 0, 56};
+            },
+            random);
+    if (kind == 3)
+        change_unit(
+            mft, record_size,
+            [](window r) {
+                return layout{u32_at(r, 20, 2), 4, 0, 24};
+            },
+            random);
+    if (kind >= 4)
+        change_unit(
+            log, 4096,
+            [](window) {
+                return layout{64, 24, 48, 88};
+            },
+            random);
     const bytes image = input.image();
     if (image.size() > max_size) return LLVMFuzzerMutate(data, size, max_size);
     std::ranges::copy(image, data);

@@ -15,15 +15,19 @@ using namespace kest::disk;
 constexpr u64 block_offset = 0x30000;
 
 struct scanned_block : usn_journal {
-    explicit scanned_block(const journal_image& block) {
-        scan_journal_block(*this, uni::byte_view{block.image}, block_offset);
+    explicit scanned_block(const bytes& block) {
+        scan_journal_block(*this, uni::byte_view{block}, block_offset);
         journal_by_usn.seal_unique();
         journal_by_inode.seal_unique();
     }
 };
 
+bytes of(const usn_image& record) {
+    return record.image();
+}
+
 usn_entry entry_of(const usn_image& record) {
-    return scanned_block(journal_image{}.record(record)).entries.at(0);
+    return scanned_block(record.image()).entries.at(0);
 }
 
 TEST(usn_entry, kept_sound_record_of_version_3_is_invalid) {
@@ -73,9 +77,8 @@ TEST(usn_entry, kept_name_lengths) {
 }
 
 TEST(usn_journal, kept_later_versions_stand_under_their_parent) {
-    journal_image image;
-    image.record({.usn = 0x300}).record({.usn = 0x200, .time = 0}).record({.usn = 0x200}).record({.version = 4});
-    const scanned_block journal(image);
+    const scanned_block journal(
+        pack(of({.usn = 0x300}), of({.usn = 0x200, .time = 0}), of({.usn = 0x200}), of({.version = 4})));
     EXPECT_EQ(journal.entries.size(), 4u);
     EXPECT_EQ(journal.journal_by_usn.size(), 3u);
     EXPECT_EQ(journal.journal_by_usn.find(0x200), 1u);  // the first, invalid, and a record all the same
@@ -84,11 +87,10 @@ TEST(usn_journal, kept_later_versions_stand_under_their_parent) {
 }
 
 TEST(usn_journal, goes_on_behind_what_is_no_record) {
-    journal_image image;
-    image.record({.usn = 1}).record({.usn = 2, .length = 4097}).record({.usn = 3});  // 3 is stepped over
-    image.zeros_up_to(3 * 4096).record({.minor_version = 1, .usn = 4}).zeros_up_to(4 * 4096).record({.usn = 5});
-    image.record({.usn = 6, .length = 80}).zeros_up_to(4 * 4096 + 151);  // 6 is a byte too short
-    const scanned_block journal(image);
+    const scanned_block journal(pack(of({.usn = 1}), of({.usn = 2, .length = 4097}),
+                                     of({.usn = 3}),  // 3 is stepped over
+                                     at{3 * 4096}, of({.minor_version = 1, .usn = 4}), at{4 * 4096}, of({.usn = 5}),
+                                     part(of({.usn = 6, .length = 80}), 0, 79)));  // a byte too short
     ASSERT_EQ(journal.entries.size(), 2u);
     EXPECT_EQ(journal.entries[1].usn, 5u);
     EXPECT_EQ(journal.entries[1].file_offset, block_offset + 4 * 4096);
@@ -97,10 +99,9 @@ TEST(usn_journal, goes_on_behind_what_is_no_record) {
 // Holes are stepped over. A record across two blocks of 65536 bytes is lost, and the second is read from its start.
 TEST(usn_journal, is_read_in_blocks) {
     const scratch_folder folder;
-    journal_image image;
-    image.zeros_up_to(0x41000).record({.usn = 1}).zeros_up_to(0x4FFC0).record({.usn = 2, .name = {u'a', u'b', 0}});
-    image.zeros_up_to(0x51000).record({.usn = 3}).zeros_up_to(0x90000).record({.usn = 4});
-    const std::string path = folder.put("J", std::string(image.image.begin(), image.image.end()));
+    const bytes image = pack(at{0x41000}, of({.usn = 1}), at{0x4FFC0}, of({.usn = 2, .name = {u'a', u'b', 0}}),
+                             at{0x51000}, of({.usn = 3}), at{0x90000}, of({.usn = 4}));
+    const std::string path = folder.put("J", std::string(image.begin(), image.end()));
     std::filesystem::resize_file(path, 0x2000000 + 100);
     usn_journal journal;
     ASSERT_TRUE(open_journal(journal, path));

@@ -11,12 +11,18 @@ namespace {
 using texts = std::vector<std::string>;
 using numbers = std::vector<u64>;
 
-// Of each file record, in their order, number and details up to the times. The log has one record, later than all.
+// The rows of file records, in the order of their LSNs. The log has one record, later than all.
+std::vector<row_cells> mft_rows(const bytes& mft) {
+    const bytes log = record_page{.last_lsn = 1 << 20, .records = {{.lsn = 1 << 20}}}.image();
+    std::vector<row_cells> rows = rows_of(log, mft, {}, {"-showall_inodes"});
+    std::erase_if(rows, [](const row_cells& row) { return row[level_cell] != "mft"; });
+    return rows;
+}
+
+// Of each of them the number, and the details up to the times.
 texts shown(const bytes& mft) {
     texts out;
-    for (const row_cells& row : rows_of(record_page{.last_lsn = 1 << 20, .records = {{.lsn = 1 << 20}}}.image(), mft,
-                                        {}, {"-showall_inodes"})) {
-        if (row[level_cell] != "mft") continue;
+    for (const row_cells& row : mft_rows(mft)) {
         const std::string details = row[details_cell].substr(5, row[details_cell].find(";\"si_created") - 5);
         out.push_back(row[inode_cell].substr(2) + ' ' + details);
     }
@@ -134,9 +140,45 @@ TEST(file_record, shows_the_last_long_name_and_the_first_sizes) {
         EXPECT_EQ(shown_of(with({first, name(6, u"z")})),
                   length == 1024 - 72 ? R"("name":"fills the record";"parent":"0x05")" : "nothing");
     }
+    const name_image dos{.space = 2, .real_size = 5}, longer{.real_size = 6}, last{.real_size = 7};
+    const bytes three = mft_of({{.number = 0, .attributes = {dos.attribute(), longer.attribute(), last.attribute()}}});
+    EXPECT_TRUE(mft_rows(three)[0][details_cell].ends_with(R"("real_size":"0x06"])"));
     bytes image = mft_of({{.number = 0, .attributes = {resident(0x80, bytes(336 - 24)), torn}}});
     image[510] ^= 1;  // kept: a torn sector is taken as it is
     EXPECT_EQ(shown(image), texts{R"(00 "name":"crosses a sector end";"parent":"0x05")"});
+}
+
+// The path of each folder by its MFT row: names up to the root, or as far as folders are known.
+TEST(folders, have_paths_up_to_the_root) {
+    struct folder {
+        u32 number;
+        u64 parent;
+        std::u16string name;
+        std::string path;
+    };
+    const std::vector<folder> groups[] = {
+        {{5, 5, u".", "[root]/."}, {31, 32, u"c", "[root]\\b\\c"}, {32, 5, u"b", "[root]/b"}},
+        {{40, 5, u"no record of the root", ""}, {41, 40, u"x", "[root]\\no record of the root\\x"}},
+        {{41, 42, u"lost", ""}, {43, 41, u"x", "[unk_inode_0x0000002a]\\lost\\x"}},
+        {{45, 5, u"", ""}, {46, 45, u"x", "[root]\\[unk_inode_0x0000002d]\\x"}},
+        {{44, 0x1234'5678'9ABC, u"far", ""}, {47, 44, u"x", "[unk_inode_0x123456789abc]\\far\\x"}},
+        {{50, 51, u"x", "lost\\x"}, {51, 0, u"lost", ""}},
+        {{60, 60, u"own", "own\\own"}, {61, 60, u"x", "own\\x"}},
+        {{53, 54, u"x", "own\\x"}, {54, 54, u"own", "own\\own"}},
+        {{50, 51, u"a", "b\\a"}, {51, 50, u"b", "b\\a\\b"}},
+        {{55, 56, u"leaf", "c\\b\\leaf"}, {56, 57, u"b", "c\\b"}, {57, 56, u"c", "c\\b\\c"}},
+    };
+    for (const std::vector<folder>& group : groups) {
+        std::vector<file_record> records;
+        std::vector<std::string> expected, found;
+        for (const folder& f : group) {
+            records.push_back({.number = f.number, .flags = 3, .attributes = {name(f.parent | u64{1} << 48, f.name)}});
+            expected.push_back(f.path);
+        }
+        for (const row_cells& row : mft_rows(mft_of(records)))
+            found.push_back(row[path_cell]);
+        EXPECT_EQ(found, expected);
+    }
 }
 
 // Whatever they lead to brings a parent of its own.

@@ -29,7 +29,6 @@ TEST_F(file, refuses_what_has_no_offsets) {
         EXPECT_TRUE(opened.open(folder.at("plain/\\/"), mode));
         EXPECT_EQ(opened.size(), mode == open_mode::create_truncate ? 0u : 4u);
     }
-    EXPECT_FALSE(opened.open(folder.at("missing"), open_mode::update));
 }
 
 TEST_F(file, kept_process_files_have_a_size_and_others_end_where_they_were_measured) {

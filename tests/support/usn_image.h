@@ -38,18 +38,4 @@ struct usn_image {
     }
 };
 
-// Records and zeros, one behind the other.
-struct journal_image {
-    bytes image = {};
-
-    journal_image& record(const usn_image& r) {
-        append(image, r.image());
-        return *this;
-    }
-    journal_image& zeros_up_to(std::size_t offset) {
-        image.resize(offset);
-        return *this;
-    }
-};
-
 }  // namespace kest::disk

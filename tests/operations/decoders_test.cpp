@@ -1,0 +1,141 @@
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+
+#include "operations/operation_table.h"
+#include "support/log_image.h"
+
+namespace kest::disk {
+namespace {
+
+// What the program makes of a log record.
+entry_info decoded(const bytes& image, bool base16) {
+    static entry_info used;  // over and over, as a report does
+    entry_info fresh;
+    text_style style;
+    style.base16 = base16;
+    const log_entry entry = make_log_entry(uni::byte_view(image), 0, false);
+    decode_redo(entry, fresh, style);
+    decode_redo(entry, used, style);
+    EXPECT_EQ(std::pair(used.details.text(), used.name), std::pair(fresh.details.text(), fresh.name));
+    return fresh;
+}
+
+// The details, and behind an arrow what is remembered of the file: number and sequence, the same of its parent, its
+// name.
+std::string told(const entry_info& info) {
+    std::string text(info.details.text()), known;
+    for (const inode_ref& ref : {info.inode, info.parent})
+        known += ' ' + std::to_string(ref.number()) + '/' + std::to_string(ref.sequence());
+    known += info.name.empty() ? "" : ' ' + info.name;
+    return known == " 0/0 0/0" ? text : text + " ->" + known;
+}
+
+// A case of decoders.table.
+struct decoder_case {
+    std::string name, shape, text, sizes;  // of the last, what is told
+    record r = {};
+    bool base16 = false;
+
+    bool read(std::istream& table) {
+        while (std::getline(table, name) && (name.empty() || name[0] == '#' || name[0] == '=')) {
+        }
+        std::string line, word;
+        if (!std::getline(table, line) || !std::getline(table, text) || !std::getline(table, sizes)) return false;
+        std::istringstream head(line.substr(0, line.find(':'))), notation(line.substr(line.find(':') + 1));
+        unsigned base = 0;
+        char comma = 0;
+        head >> r.redo_op >> base >> r.target_attribute >> comma >> r.record_offset >> comma >> r.attribute_offset;
+        base16 = base == 16;
+        while (notation >> word) {
+            const std::size_t star = word.find('*');
+            const bytes one = {static_cast<u8>(std::stoul(word.substr(0, 2), nullptr, 16))};
+            if (star != word.npos) append(r.redo, bytes(std::stoul(word.substr(star + 1)), one[0]));
+            for (std::size_t at = 0; star == word.npos && at < word.size(); at += 2)
+                append(r.redo, {static_cast<u8>(std::stoul(word.substr(at, 2), nullptr, 16))});
+        }
+        return true;
+    }
+
+    // Of the redo bytes as far as this size, with nothing behind them.
+    entry_info decoded_at(std::size_t size) const {
+        record cut = r;
+        cut.redo.resize(size);
+        cut.undo_offset = 40;
+        return decoded(part(cut.image(), 0, 88 + size), base16);
+    }
+
+    // Decodes the redo bytes cut at every size, and tells from which size on each key is there, the second of a name as
+    // `key'`. The sanitizers see whatever is read behind the cut.
+    std::string first_shown() const {
+        std::string shown = "at";
+        std::map<std::string, std::size_t> seen;
+        for (std::size_t size = 0; size <= r.redo.size(); ++size) {
+            std::map<std::string, std::size_t> keys;
+            const entry_info info = decoded_at(size);
+            const std::string_view told = info.details.text();
+            for (std::size_t end = 0; (end = told.find("\":\"", end)) != told.npos; ++end) {
+                const std::size_t begin = told.rfind('"', end - 1) + 1;
+                std::string key(told.substr(begin, end - begin));
+                const std::size_t count = ++keys[key];
+                if (count <= seen[key]) continue;
+                seen[key] = count;
+                shown += ' ' + key.append(count - 1, '\'') + ' ' + std::to_string(size);
+            }
+        }
+        return shown;
+    }
+};
+
+TEST(decoders, make_of_bytes_what_the_table_says) {
+    std::ifstream table(KEST_DECODERS);
+    std::size_t count = 0;
+    for (decoder_case t; t.read(table); t = {}, ++count) {
+        EXPECT_EQ(told(t.decoded_at(t.r.redo.size())), t.text) << t.name;
+        EXPECT_EQ(t.first_shown(), t.sizes) << t.name;
+    }
+    EXPECT_GT(count, 100u);
+}
+
+// Of eight bytes of payload.
+TEST(data_windows, end_with_the_payload) {
+    using window = std::tuple<bool, u32, u32, u32>;  // whether there is one; where it begins, length, extent
+    const window none{};
+    struct row {
+        const char* what;
+        u16 redo_offset, redo_length, undo_offset, undo_length;
+        std::string shown;  // of the redo bytes
+        window undo;
+    };
+    const row rows[] = {
+        {"widened to the undo bytes", 40, 1, 43, 5, R"(prepare_data=["data":"01-02-03"])", {true, 3, 5, 5}},
+        {"undo bytes ahead", 42, 1, 40, 1, R"(prepare_data=["data":"03"])", {true, 0, 1, 8}},
+        {"cut at the payload's end", 46, 9, 47, 9, R"(prepare_data=["data":"07-08"])", {true, 7, 9, 1}},
+        {"behind the payload", 48, 9, 48, 1, "", {true, 8, 1, 0}},
+        {"within the client header", 39, 9, 39, 9, R"(no_payload=["expected_size":"9";"actual_size":"0"])", none},
+        {"no length", 40, 0, 48, 0, "", none},
+    };
+    for (const row& t : rows) {
+        record r{.redo_op = 25,
+                 .undo_op = 1,
+                 .redo_offset = t.redo_offset,
+                 .redo_length = t.redo_length,
+                 .undo_offset = t.undo_offset,
+                 .undo_length = t.undo_length};
+        r.redo = {1, 2, 3, 4, 5, 6, 7, 8};
+        const auto undo_of = [&r] {
+            data_window found;
+            const bytes image = r.image();
+            const bool there = undo_data(make_log_entry(uni::byte_view(image), 0, false), found);
+            return window(there, found.begin, found.length, found.extent);
+        };
+        EXPECT_EQ(decoded(r.image(), false).details.text(), t.shown) << t.what;
+        EXPECT_EQ(undo_of(), t.undo) << t.what;
+        r.undo_op = 0;
+        EXPECT_EQ(undo_of(), none) << t.what;
+    }
+}
+
+}  // namespace
+}  // namespace kest::disk
