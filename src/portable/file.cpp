@@ -29,14 +29,10 @@ int flags_of(open_mode mode) {
     switch (mode) {
         case open_mode::read:
             return O_RDONLY;
-        case open_mode::update:
-            return O_RDWR;
         case open_mode::create:
             return O_RDWR | O_CREAT;
         case open_mode::create_new:
             return O_RDWR | O_CREAT | O_EXCL;
-        case open_mode::create_truncate:
-            return O_RDWR | O_CREAT | O_TRUNC;
     }
     return O_RDONLY;
 }

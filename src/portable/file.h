@@ -28,11 +28,9 @@ struct read_result {
 
 // Directories, FIFOs and sockets are refused in each.
 enum class open_mode {
-    read,             // leaves the access time alone where the system allows that
-    update,           // must exist; kept as it is
-    create,           // created if there is none; kept as it is
-    create_new,       // must not exist
-    create_truncate,  // created, or emptied
+    read,        // leaves the access time alone where the system allows that
+    create,      // created if there is none; kept as it is
+    create_new,  // must not exist
 };
 
 // A file read at explicit byte offsets and written at its end. Closed when it goes.

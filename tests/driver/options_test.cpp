@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <thread>
 
-#include "driver/environment.h"
-#include "driver/parse_number.h"
+#include "options/environment.h"
+#include "options/parse_number.h"
 #include "portable/file.h"
 #include "support/made_run.h"
 
@@ -165,11 +165,11 @@ TEST(folder, is_walked_breadth_first_down_to_a_depth) {
     const std::string root = folder.at("root");
     for (const auto& [to, name] : {std::pair{"../elsewhere", "/to_folder"}, {"one/b", "/to_b"}, {"none", "/to_none"}})
         std::filesystem::create_symlink(to, root + name);
-    argument_list expected = {root + "/a", root + "/to_b", root + "/to_none"};
+    argument_list expected = {root + "/a", root + "/to_b"};
     for (const char depth : {'0', '1', '2'}) {
         argument_list found =
             tried(run_captured({"-enumdir", depth == '1' ? root + '/' : root, "-num_subdirs", std::string(1, depth)}));
-        std::sort(found.begin(), found.begin() + std::min<std::ptrdiff_t>(3, std::ssize(found)));
+        std::sort(found.begin(), found.begin() + std::min<std::ptrdiff_t>(2, std::ssize(found)));
         EXPECT_EQ(found, expected);
         expected.push_back(root + (depth == '0' ? "/one/b" : "/one/two/c"));
     }
