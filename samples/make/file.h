@@ -31,21 +31,30 @@ struct run {
     u64 lcn, clusters;
 };
 
-// Each run is a byte of widths, its length, and the step from the run before; 0 ends the list.
-inline bytes mapping_pairs(const std::vector<run>& runs) {
-    bytes out;
+inline u64 clusters_of(const std::vector<run>& runs) {
+    u64 sum = 0;
+    for (const run& r : runs)
+        sum += r.clusters;
+    return sum;
+}
+
+// An attribute with these runs.
+inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<run>& runs, u64 size) {
+    bytes pairs;
     u64 before = 0;
     for (const run& r : runs) {
         const u64 step = r.lcn - before;
         const std::size_t length_width = (std::bit_width(r.clusters) + 7) / 8;
         const std::size_t step_width = std::bit_width(r.lcn < before ? ~step : step) / 8 + 1;
-        append(out, {static_cast<u8>(length_width | step_width << 4)});
-        append(out, part(pack(r.clusters), 0, length_width));
-        append(out, part(pack(step), 0, step_width));
+        append(pairs, {static_cast<u8>(length_width | step_width << 4)});
+        append(pairs, pack(part(pack(r.clusters), 0, length_width), part(pack(step), 0, step_width)));
         before = r.lcn;
     }
-    append(out, {0});
-    return out;
+    const u64 clusters = clusters_of(runs);
+    attribute_head head{.name = name, .id = id, .last_vcn = clusters - 1};
+    head.allocated_size = clusters * 4096;
+    head.real_size = head.initialized_size = size;
+    return nonresident(type, pack(pairs, u8{0}), head);
 }
 
 struct file_times {
@@ -96,12 +105,7 @@ struct volume_file {
     u64 reference() const { return number | u64{sequence} << 48; }
     u64 index_lcn() const { return 8000 + number % 4000; }  // of a large index
 
-    u64 clusters() const {
-        u64 sum = 0;
-        for (const run& r : runs)
-            sum += r.clusters;
-        return sum;
-    }
+    u64 clusters() const { return clusters_of(runs); }
 
     bytes standard_information() const {
         const u32 security_id = 0x100 + number % 7;
@@ -122,22 +126,8 @@ struct volume_file {
         return resident(types::file_name, name_value(name), {.id = 2, .indexed = 1});
     }
 
-    bytes clusters_attribute(u32 type, u16 id, std::u16string_view name, const std::vector<run>& where,
-                             u64 bytes_used) const {
-        u64 count = 0;
-        for (const run& r : where)
-            count += r.clusters;
-        return nonresident(type, mapping_pairs(where),
-                           {.name = name,
-                            .id = id,
-                            .last_vcn = count - 1,
-                            .allocated_size = count * 4096,
-                            .real_size = bytes_used,
-                            .initialized_size = bytes_used});
-    }
-
     bytes data_attribute() const {
-        if (!runs.empty()) return clusters_attribute(types::data, 3, {}, runs, size);
+        if (!runs.empty()) return in_clusters(types::data, 3, {}, runs, size);
         bytes content(size);
         for (std::size_t i = 0; i < content.size(); ++i)
             content[i] = static_cast<u8>("The quick brown fox. "[(i + number) % 21]);
@@ -171,7 +161,7 @@ struct volume_file {
                 all[types::index_root] = index_root(entries);
                 if (large_index) {
                     all[types::index_allocation] =
-                        clusters_attribute(types::index_allocation, 5, u"$I30", {{index_lcn(), 1}}, 4096);
+                        in_clusters(types::index_allocation, 5, u"$I30", {{index_lcn(), 1}}, 4096);
                     all[types::bitmap] = resident(types::bitmap, pack(u64{1}), {.name = u"$I30", .id = 6});
                 }
             }
