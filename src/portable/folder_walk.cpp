@@ -1,5 +1,6 @@
 #include "portable/folder_walk.h"
 
+#include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -71,16 +72,25 @@ bool folder_walk::read_line(std::string& out) {
 // One that cannot be listed is passed over.
 void folder_walk::list(const directory& where) {
     const open_directory listing = open_listing(where.path);
-    if (listing == nullptr) return;
     const std::string prefix = where.path.ends_with('/') ? where.path : where.path + '/';
-    while (const dirent* entry = ::readdir(listing.get())) {
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = listing != nullptr ? ::readdir(listing.get()) : nullptr;
+        if (entry == nullptr) {
+            if (listing == nullptr || errno != 0) ++m_unreadable;
+            return;
+        }
         const std::string_view name = entry->d_name;
         if (name == "." || name == "..") continue;
         std::string path = prefix;
         path += name;
         const entry_kind kind = kind_of(entry->d_type, path);
         if (kind == entry_kind::directory) {
-            if (where.depth < m_max_depth) m_directories.push_back({std::move(path), where.depth + 1});
+            if (where.depth < m_max_depth) {
+                m_directories.push_back({std::move(path), where.depth + 1});
+            } else {
+                ++m_too_deep;
+            }
         } else if (kind == entry_kind::file && (!m_wanted || m_wanted(path))) {
             m_files.push_back(std::move(path));
         }
