@@ -144,12 +144,10 @@ void row_writer::write_header() {
 void row_writer::emit_row(result_row& row) {
     write_header();
     if (m_style.marks_line_ends) mark_line_ends(row);
-    const std::size_t most = most_bytes(row);
+    const std::size_t most = most_bytes(row, 0, row.cells().size());
     if (most > most_in_place) return write_wide_row(row);
     char* const begin = m_sink.room(most);
-    char* end = begin;
-    for (std::size_t column = 0; column < row.cells().size(); ++column)
-        end = put_cell(end, row, column);
+    char* end = put_cells(begin, row, 0, row.cells().size());
     *end++ = '\n';
     m_sink.advance(static_cast<std::size_t>(end - begin));
 }
@@ -162,8 +160,8 @@ void row_writer::write_wide_row(const result_row& row) {
             if (column != 0) m_sink.write(m_style.separator);
             write_wide_text(text, m_columns[column].words_alone);
         } else {
-            char* const begin = m_sink.room(most_bytes(row, column));
-            m_sink.advance(static_cast<std::size_t>(put_cell(begin, row, column) - begin));
+            char* const begin = m_sink.room(most_bytes(row, column, column + 1));
+            m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
         }
     }
     m_sink.write("\n");
@@ -200,33 +198,35 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
-// Bytes that the line has at most.
-std::size_t row_writer::most_bytes(const result_row& row) const {
+// Bytes that some cells of the line have at most.
+std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
     std::size_t most = 1;
-    for (std::size_t column = 0; column < row.cells().size(); ++column)
-        most += most_bytes(row, column);
+    for (std::size_t at = first; at < last; ++at) {
+        const std::size_t value = std::max(row.cells()[at].value().size(), hex_prefix.size() + most_number_bytes);
+        most += m_style.separator.size() + 1 + value + m_columns[at].width;
+    }
     return most;
 }
 
-std::size_t row_writer::most_bytes(const result_row& row, std::size_t column) const {
-    const std::size_t value = std::max(row.cells()[column].value().size(), hex_prefix.size() + most_number_bytes);
-    return m_style.separator.size() + 1 + value + m_columns[column].width;
-}
-
-// A cell, and the separator ahead of it; says where it ends.
-char* row_writer::put_cell(char* at, const result_row& row, std::size_t column) const {
-    const result_cell& cell = row.cells()[column];
-    if (column != 0) at = put(at, m_style.separator);
-    if (cell.led_by_blank) *at++ = ' ';
-    const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
-    if (cell.type == result_cell::kind::number) return put_number_cell(at, cell.number, width, m_style, m_base16);
-    const std::string_view text = cell.value();
-    char* const begin = at;
-    at = put(at, text);
-    if (m_style.sep_char != '\0' && !m_columns[column].words_alone) {
-        replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+// The cells with the separators ahead of them; says where they end.
+char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
+    const bool replaces = m_style.sep_char != '\0';
+    for (std::size_t column = first; column < last; ++column) {
+        const result_cell& cell = row.cells()[column];
+        if (column != 0) at = put(at, m_style.separator);
+        if (cell.led_by_blank) *at++ = ' ';
+        const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
+        if (cell.type == result_cell::kind::number) {
+            at = put_number_cell(at, cell.number, width, m_style, m_base16);
+            continue;
+        }
+        const std::string_view text = cell.value();
+        char* const begin = at;
+        at = put(at, text);
+        if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+        at = put_padding(at, text.size(), width);
     }
-    return put_padding(at, text.size(), width);
+    return at;
 }
 
 std::string line_ends_as_words(std::string_view text) {

@@ -81,9 +81,8 @@ public:
 
 private:
     void mark_line_ends(result_row& row) const;
-    std::size_t most_bytes(const result_row& row) const;
-    std::size_t most_bytes(const result_row& row, std::size_t column) const;
-    char* put_cell(char* at, const result_row& row, std::size_t column) const;
+    std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
+    char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
     void write_wide_row(const result_row& row);
     void write_wide_text(std::string_view text, bool words_alone);
 

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,7 +25,11 @@ open_directory open_listing(const std::string& path) {
     const int descriptor = uni::open_untouched(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor == -1) return nullptr;
     open_directory listing(::fdopendir(descriptor));
-    if (listing == nullptr) ::close(descriptor);
+    if (listing == nullptr) {
+        const bool out_of_memory = errno == ENOMEM;
+        ::close(descriptor);
+        if (out_of_memory) throw std::bad_alloc();
+    }
     return listing;
 }
 
