@@ -105,7 +105,15 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 
 namespace {
 
-void mutate(window part) {
+std::span<const bytes> parts_at_hand;
+
+// Often by a number that stands elsewhere: references and sequence numbers are what ties log, MFT and journal together.
+void mutate(window part, std::minstd_rand& random) {
+    const bytes& other = parts_at_hand[random() % parts_at_hand.size()];
+    if (random() % 3 == 0 && part.size() >= 8 && other.size() >= 8) {
+        std::copy_n(&other[random() % (other.size() / 8) * 8], 8, &part[random() % (part.size() / 8) * 8]);
+        return;
+    }
     const std::size_t left = LLVMFuzzerMutate(part.data(), part.size(), part.size());
     std::ranges::fill(part.subspan(left), std::uint8_t{0});
 }
@@ -123,7 +131,7 @@ void change_options(std::vector<std::string>& all, std::minstd_rand& random) {
         const std::size_t begin = words.rfind('\n', random() % (words.size() - 1)) + 1;  // 0 from `npos`
         all.insert(place, std::string(words.substr(begin, words.find('\n', begin) - begin)));
     } else if (random() % 3 == 0) {
-        mutate(window(reinterpret_cast<std::uint8_t*>(place->data()), place->size()));
+        mutate(window(reinterpret_cast<std::uint8_t*>(place->data()), place->size()), random);
     } else {
         all.erase(place);
     }
@@ -146,13 +154,15 @@ void change_item(window image, const layout& items, std::minstd_rand& random) {
     if (at + items.head >= image.size()) return;
     const bool inside = random() % 2 == 0 && length > items.head;
     const window head = image.subspan(at, items.head), held = image.subspan(at + items.head);
-    mutate(inside ? held.first(std::min(held.size(), length - items.head)) : head);
+    mutate(inside ? held.first(std::min(held.size(), length - items.head)) : head, random);
 }
 
 // The same in a page or file record of this size, while its sectors are whole.
 void change_unit(bytes& image, std::size_t size, const std::function<layout(window)>& items, std::minstd_rand& random) {
     if (image.size() < size) return;
-    const window unit = window(image).subspan(random() % (image.size() / size) * size, size);
+    const auto some = [&] { return window(image).subspan(random() % (image.size() / size) * size, size); };
+    const window unit = some();
+    if (random() % 8 == 0) std::ranges::copy(bytes(unit.begin(), unit.end()), some().begin());
     swap_sector_ends(unit);
     change_item(unit, items(unit), random);
     swap_sector_ends(unit);
@@ -167,6 +177,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     if (random() % 6 == 0) return LLVMFuzzerMutate(data, size, max_size);
     run_input input({data, size});
     auto& [log, mft, journal] = input.parts;
+    parts_at_hand = input.parts;
     const std::size_t record_size = u32_at(mft, 6, 2) == 9 ? 4096 : 1024;
     const std::size_t kind = random() % 6;
     if (kind == 0) change_options(input.options, random);

@@ -49,12 +49,14 @@ bool multi_run(const run_context& run) {
     const auto wanted = [&run](const std::string& path) { return path_wanted(run.options, path); };
     if (run.options.pipe_mode) {
         cvportdir::stdin_stream_ex lines;
-        return report_all(run, [&](std::string& path) {
+        const bool reported = report_all(run, [&](std::string& path) {
             while (lines.read_line(path)) {
                 if (wanted(path)) return true;
             }
             return false;
         });
+        if (lines.failed()) say_reading_failed(run, "standard input");
+        return reported;
     }
     cvportdir::folder_walk files;
     return files.start(run.options.enumdir_path, run.options.num_subdirs, wanted) &&

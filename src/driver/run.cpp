@@ -72,7 +72,30 @@ bool parse_and_report(const run_context& run) {
     return single_run(run);
 }
 
-bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header) {
+struct guard_word {
+    bool left_out::*reached;
+    std::string_view word;
+};
+constexpr guard_word guard_words[] = {
+    {&left_out::paths, "paths"},
+    {&left_out::extension_records, "extension records"},
+    {&left_out::index_runs, "index runs"},
+    {&left_out::parents, "parents"},
+    {&left_out::attribute_lists, "attribute lists"},
+    {&left_out::files, "files"},
+};
+
+// The report is not whole, and does not look so: that is told whatever the options say.
+void say_limits(const left_out& omitted) {
+    std::string text;
+    for (const guard_word& guard : guard_words) {
+        if (omitted.*guard.reached) text.append(text.empty() ? "limits reached: " : ", ").append(guard.word);
+    }
+    if (!text.empty()) uni::console_write(text += '\n');
+}
+
+bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
+                     run_findings& findings) {
     results_file& results = outputs.results;
     if (!results.open()) {
         uni::console_write("prob opening results file: " + results.path() + " for writing\n");
@@ -83,8 +106,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        bool unreadable = false;
-        reported = parse_and_report({options, outputs, report, unreadable}) && !unreadable;
+        reported = parse_and_report({options, outputs, report, findings}) && !findings.unreadable;
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
@@ -120,8 +142,10 @@ bool run_guarded(argument_list args) {
     }
     if (writes_input(options, outputs)) return false;
     const run_timer timer;
-    const bool done = run_with_output(options, outputs, header);
+    run_findings findings;
+    const bool done = run_with_output(options, outputs, header, findings);
     if (options.show_progress) uni::clear_status();
+    say_limits(findings.omitted);
     timer.tell(options.profile, outputs.diags);
     return done;
 }

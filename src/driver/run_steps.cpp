@@ -20,7 +20,7 @@ void say_parsing_failed(const std::string& path) {
 }
 
 void say_reading_failed(const run_context& run, const std::string& path) {
-    run.unreadable = true;
+    run.findings.unreadable = true;
     uni::console_write("prob reading file: " + path + '\n');
 }
 

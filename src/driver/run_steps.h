@@ -9,12 +9,18 @@
 
 namespace kest {
 
+// What there is to tell of a run besides its report.
+struct run_findings {
+    bool unreadable = false;  // some input could not be read to its end: the run reports on the rest, and fails
+    left_out omitted;
+};
+
 // What the kinds of runs work with. The results file is open, and the run's header stands in it.
 struct run_context {
     const logfile_options& options;
     run_outputs& outputs;
     log_report& report;
-    bool& unreadable;  // some input could not be read to its end: the run reports on the rest, and fails
+    run_findings& findings;
 };
 
 // Scans a log and links its transactions, as the options want them. False, with nothing in the store, if it cannot be

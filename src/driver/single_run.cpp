@@ -36,6 +36,7 @@ bool single_run(const run_context& run) {
     store_log_inodes(stores);
     if (run.options.show_progress) uni::console_write("parsing complete\n");
     run.report.write(stores, {});
+    run.findings.omitted = stores.inodes.omitted;
     return true;
 }
 

@@ -146,6 +146,7 @@ bool worker_run(const run_context& run) {
     combine(run, stores);
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
+    run.findings.omitted = stores.inodes.omitted;
     return true;
 }
 

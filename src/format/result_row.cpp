@@ -22,23 +22,31 @@ void append_padding(std::string& out, std::size_t written, std::size_t width) {
     if (written < width) out.append(width - written, ' ');
 }
 
-// Appends `text` with its line ends as words, in one pass: a carriage return is used for one line feed only.
-// Kept: a lone carriage return has a word only in a text without a line feed.
-void append_marked_line_ends(std::string& out, std::string_view text) {
-    const bool has_line_feed = text.find('\n') != std::string_view::npos;
-    for (std::size_t at = 0; at < text.size(); ++at) {
+constexpr std::size_t most_in_place = 65'536;  // bytes of a value; a longer one is written piece by piece
+
+// Appends `text` from `at` on with its line ends as words, in one pass: a carriage return is used for one line feed
+// only. Ends behind the text, or once `out` has `most` bytes; says where.
+std::size_t append_marked(std::string& out, std::string_view text, std::size_t at, bool marks_lone_returns,
+                          std::size_t most) {
+    for (; at < text.size() && out.size() < most; ++at) {
         const std::string_view two = text.substr(at, 2);
         if (two == "\r\n" || two == "\n\r") {
             out += two == "\r\n" ? "[CRLF]" : "[LFCR]";
             ++at;
         } else if (text[at] == '\n') {
             out += "[LF]";
-        } else if (text[at] == '\r' && !has_line_feed) {
+        } else if (text[at] == '\r' && marks_lone_returns) {
             out += "[CR]";
         } else {
             out += text[at];
         }
     }
+    return at;
+}
+
+// Kept: a lone carriage return has a word only in a text without a line feed.
+bool marks_lone_returns(std::string_view text) {
+    return text.find('\n') == std::string_view::npos;
 }
 
 bool holds_line_end(std::string_view text) {
@@ -136,10 +144,45 @@ void row_writer::write_header() {
 void row_writer::emit_row(result_row& row) {
     write_header();
     if (m_style.marks_line_ends) mark_line_ends(row);
-    char* const begin = m_sink.room(most_bytes(row));
-    char* end = put_cells(begin, row);
+    const std::size_t most = most_bytes(row, 0, row.cells().size());
+    if (most > most_in_place) return write_wide_row(row);
+    char* const begin = m_sink.room(most);
+    char* end = put_cells(begin, row, 0, row.cells().size());
     *end++ = '\n';
     m_sink.advance(static_cast<std::size_t>(end - begin));
+}
+
+// Takes no memory in proportion to the line.
+void row_writer::write_wide_row(const result_row& row) {
+    for (std::size_t column = 0; column < row.cells().size(); ++column) {
+        const std::string_view text = row.cells()[column].value();
+        if (text.size() > most_in_place) {
+            if (column != 0) m_sink.write(m_style.separator);
+            write_wide_text(text, m_columns[column].words_alone);
+        } else {
+            char* const begin = m_sink.room(most_bytes(row, column, column + 1));
+            m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
+        }
+    }
+    m_sink.write("\n");
+}
+
+void row_writer::write_wide_text(std::string_view text, bool words_alone) {
+    const bool lone_returns = marks_lone_returns(text);
+    std::string piece;
+    for (std::size_t at = 0; at < text.size();) {
+        piece.clear();
+        if (m_style.marks_line_ends && !words_alone) {
+            at = append_marked(piece, text, at, lone_returns, most_in_place);
+        } else {
+            piece = text.substr(at, most_in_place);
+            at += piece.size();
+        }
+        if (m_style.sep_char != '\0' && !words_alone) {
+            replace_bytes(piece.data(), piece.data() + piece.size(), m_style.sep_char, m_style.sep_subst);
+        }
+        m_sink.write(piece);
+    }
 }
 
 // Replaces the line ends of the row's values by words.
@@ -147,32 +190,30 @@ void row_writer::mark_line_ends(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
         if (m_columns[at].words_alone || cell.type == result_cell::kind::number) continue;
-        if (!holds_line_end(cell.value())) continue;
+        if (cell.value().size() > most_in_place || !holds_line_end(cell.value())) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;
         cell.text.clear();
-        append_marked_line_ends(cell.text, text);
+        append_marked(cell.text, text, 0, marks_lone_returns(text), std::string::npos);
     }
 }
 
-// Bytes that the line has at most.
-std::size_t row_writer::most_bytes(const result_row& row) const {
+// Bytes that some cells of the line have at most.
+std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
     std::size_t most = 1;
-    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+    for (std::size_t at = first; at < last; ++at) {
         const std::size_t value = std::max(row.cells()[at].value().size(), hex_prefix.size() + most_number_bytes);
         most += m_style.separator.size() + 1 + value + m_columns[at].width;
     }
     return most;
 }
 
-// The line up to its end; says where that is.
-char* row_writer::put_cells(char* at, const result_row& row) const {
+// The cells with the separators ahead of them; says where they end.
+char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
     const bool replaces = m_style.sep_char != '\0';
-    std::string_view separator;
-    for (std::size_t column = 0; column < row.cells().size(); ++column) {
+    for (std::size_t column = first; column < last; ++column) {
         const result_cell& cell = row.cells()[column];
-        at = put(at, separator);
-        separator = m_style.separator;
+        if (column != 0) at = put(at, m_style.separator);
         if (cell.led_by_blank) *at++ = ' ';
         const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
         if (cell.type == result_cell::kind::number) {
@@ -186,6 +227,12 @@ char* row_writer::put_cells(char* at, const result_row& row) const {
         at = put_padding(at, text.size(), width);
     }
     return at;
+}
+
+std::string line_ends_as_words(std::string_view text) {
+    std::string marked;
+    append_marked(marked, text, 0, true, std::string::npos);
+    return marked;
 }
 
 }  // namespace kest

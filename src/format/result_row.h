@@ -62,6 +62,9 @@ private:
     std::vector<result_cell> m_cells;
 };
 
+// A text in which every line end is a word.
+std::string line_ends_as_words(std::string_view text);
+
 // Writes rows of one set of columns, with a line of titles ahead of the first.
 class row_writer {
 public:
@@ -78,8 +81,10 @@ public:
 
 private:
     void mark_line_ends(result_row& row) const;
-    std::size_t most_bytes(const result_row& row) const;
-    char* put_cells(char* at, const result_row& row) const;
+    std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
+    char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
+    void write_wide_row(const result_row& row);
+    void write_wide_text(std::string_view text, bool words_alone);
 
     uni::fileio_output& m_sink;
     const row_style& m_style;

@@ -25,20 +25,20 @@ bool begins_as_list(uni::byte_view list) {
            std::uint32_t{list.get(name_length)} + list.get(name_offset) <= length;
 }
 
-// Appends the run's clusters up to the first that cannot be read.
+// Appends the run's clusters up to the first that cannot be read. False if a bound has kept it from reading some.
 // Kept: clusters are counted from the start of the MFT's own file.
-void append_run(std::vector<std::uint8_t>& list, const run_record& run, mft_source& source) {
-    for (std::uint64_t cluster = 0; cluster < run.clusters && list.size() < longest_list; ++cluster) {
-        if (source.reads_left == 0) return;
-        --source.reads_left;
+bool append_run(std::vector<std::uint8_t>& list, const run_record& run, mft_source& source) {
+    for (std::uint64_t cluster = 0; cluster < run.clusters; ++cluster) {
+        if (list.size() >= longest_list || !source.reads.spend(1)) return false;
         const std::size_t begin = list.size();
         list.resize(std::min(begin + cluster_size, longest_list));
         const uni::read_result arrived =
             source.file.read_at(std::span(list).subspan(begin), (run.lcn + cluster) * cluster_size);
         list.resize(begin + arrived.bytes);
         if (arrived.failed) source.read_failed = true;
-        if (arrived.bytes == 0) return;
+        if (arrived.bytes == 0) break;
     }
+    return true;
 }
 
 }  // namespace
@@ -55,8 +55,12 @@ std::vector<std::uint8_t> read_nonresident_list(uni::byte_view attribute, mft_so
     std::vector<std::uint8_t> list;
     std::vector<run_record> runs;
     if (attribute.get(attribute_layout::initialized_size) == 0 || !decode_runs(attribute, runs)) return list;
+    bool whole = true;
     for (const run_record& run : runs) {
-        append_run(list, run, source);
+        whole = append_run(list, run, source) && whole;
+    }
+    if (!whole && (list.empty() || begins_as_list(std::span<const std::uint8_t>(list)))) {
+        source.omitted.attribute_lists = true;
     }
     if (!begins_as_list(std::span<const std::uint8_t>(list))) list.clear();
     return list;

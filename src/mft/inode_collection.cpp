@@ -16,21 +16,20 @@ std::uint32_t append_record(_inode_collection& collection, inode_record added) {
 }
 
 // A further record of a file that the store has.
-std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, const inode_record& record,
-                         bool& known) {
+std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, std::string_view name,
+                         std::optional<inode_ref> parent, bool& known) {
     inode_record& target = collection.records[position];
-    known = true;
-    if (record.name != target.name) {
+    if (name != target.name) {
         if (target.alt_name.empty()) {
-            target.alt_name = record.name;
-        } else if (record.name != target.alt_name) {
+            target.alt_name = name;
+        } else if (name != target.alt_name) {
             return position | _inode_collection::name_conflict;
         }
     }
-    if (record.parents.empty()) return position;
-    const parent_news news = add_parent(target, record.first_parent());
+    if (!parent) return position;
+    const parent_news news = add_parent(target, *parent);
     known = news != parent_news::added;
-    if (news == parent_news::no_room) collection.parents_left_out = true;
+    if (news == parent_news::no_room) collection.omitted.parents = true;
     return position;
 }
 
@@ -56,19 +55,21 @@ std::uint64_t add_inode_record(_inode_collection& collection, inode_record recor
 std::uint64_t merge_inode_record(_inode_collection& collection, const inode_record& record, bool& known, bool force) {
     known = false;
     if (!force && (record.flags & inode_flags::in_use) == 0) return _inode_collection::not_merged;
-    if (record.sequence == 0) {  // the file cannot be told from others of its number
-        const std::uint32_t* found = collection.inodes_all.find(record.inode);
-        if (found == nullptr) return append_record(collection, record);
-        known = true;
-        return *found;
-    }
-    const std::uint64_t key = record.ref().by_number();
-    if (const std::uint32_t* found = collection.inodes_by_ref.find(key)) {
-        return merge_into(collection, *found, record, known);
-    }
+    const auto parent = record.parents.empty() ? std::nullopt : std::optional(record.first_parent());
+    if (const auto merged = merge_known_inode(collection, record.ref(), record.name, parent, known)) return *merged;
     const std::uint32_t position = append_record(collection, record);
-    collection.inodes_by_ref.add(key, position);
+    if (record.sequence != 0) collection.inodes_by_ref.add(record.ref().by_number(), position);
     return position;
+}
+
+std::optional<std::uint64_t> merge_known_inode(_inode_collection& collection, inode_ref ref, std::string_view name,
+                                               std::optional<inode_ref> parent, bool& known) {
+    const bool told_apart = ref.sequence() != 0;
+    const std::uint32_t* const found =
+        told_apart ? collection.inodes_by_ref.find(ref.by_number()) : collection.inodes_all.find(ref.number());
+    known = found != nullptr;
+    if (!known) return std::nullopt;
+    return told_apart ? merge_into(collection, *found, name, parent, known) : *found;
 }
 
 }  // namespace kest

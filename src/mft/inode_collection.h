@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "mft/inode_record.h"
+#include "mft/limits.h"
 #include "portable/file.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
@@ -28,8 +31,8 @@ public:
     bool all_records = false;          // store files too, not only directories
     std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
-    bool parents_left_out = false;  // some file had more parents than are kept
-    bool incomplete = false;        // a read failed ahead of the file's end, or memory ran out: records are missing
+    left_out omitted;
+    bool incomplete = false;  // a read failed ahead of the file's end, or memory ran out: records are missing
 
     const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
     const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }
@@ -49,6 +52,11 @@ std::uint64_t add_inode_record(_inode_collection& collection, inode_record recor
 // record whose flags say in use is taken. The result is the record's position, with `name_conflict` set where it
 // brings a third name; `not_merged` where it was not taken. `known` tells that the store learned nothing.
 std::uint64_t merge_inode_record(_inode_collection& collection, const inode_record& record, bool& known, bool force);
+
+// Brings a name and a parent to the store's record of a file, if there is one: its position, as above. A file of
+// sequence number 0 cannot be told from others of its number: the first of them counts, and learns nothing.
+std::optional<std::uint64_t> merge_known_inode(_inode_collection& collection, inode_ref ref, std::string_view name,
+                                               std::optional<inode_ref> parent, bool& known);
 
 // Enters `position` under `number` in the index of directories: a record in use replaces another, one not in use
 // does not.

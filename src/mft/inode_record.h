@@ -6,6 +6,7 @@
 
 #include "mft/file_times.h"
 #include "mft/inode_ref.h"
+#include "portable/shared_text.h"
 #include "portable/small_set.h"
 
 namespace kest {
@@ -39,9 +40,9 @@ struct inode_record {
     // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
     // few.
     uni::small_set<inode_ref> parents = {};
-    std::string name = {};      // UTF-8
-    std::string alt_name = {};  // a second name seen for the same file reference
-    std::string path = {};      // directories only, ends in its separator; set by `build_paths`
+    std::string name = {};       // UTF-8
+    std::string alt_name = {};   // a second name seen for the same file reference
+    uni::shared_text path = {};  // directories only, ends in its separator; set by `build_paths`
     // On an extension record: its base record. On a base record: the extension records that were read.
     uni::small_set<std::uint64_t> base_records = {};
     std::uint64_t lsn = 0;             // from the file record header
@@ -56,6 +57,9 @@ struct inode_record {
     inode_ref ref() const { return {inode, sequence}; }
     inode_ref first_parent() const { return parents.empty() ? inode_ref{} : *parents.begin(); }
 };
+
+// Stands in a path for whatever lies above a folder.
+inline constexpr std::string_view unknown_path = "<unk_path>\\";
 
 inline constexpr std::size_t most_parents = 1024;  // a file has no more names
 

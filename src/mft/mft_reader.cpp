@@ -25,11 +25,13 @@ constexpr std::size_t most_reserved = 1 << 20;  // records
 // so that a walk reads it at most once more, and an index has few runs; stale lists of deleted files get as much again.
 // What lies beyond was made to keep the program busy. The claim of a sparse file buys little in advance: the rest is
 // earned by the places for records that are really read.
+constexpr std::uint64_t reads_of_a_record = 16;  // its own, as are the runs
 constexpr std::uint64_t reads_for_a_start = 1024;
 constexpr std::uint64_t most_reads_in_advance = 65'536;
 constexpr std::uint64_t reads_earned = 2;  // by each place
-constexpr std::int64_t runs_earned = 16;   // by each place: together a quarter of the file
-constexpr std::int64_t runs_for_a_start = 65'536;
+constexpr std::uint64_t runs_of_a_record = 16;
+constexpr std::uint64_t runs_earned = 16;  // by each place: together a quarter of the file
+constexpr std::uint64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {
     const std::uint64_t claimed = collection.total_size / collection.record_size;
@@ -37,8 +39,9 @@ mft_source source_of(_inode_collection& collection) {
             .base_offset = collection.base_offset,
             .record_size = collection.record_size,
             .parse_mask = collection.parse_mask,
-            .reads_left = reads_for_a_start + std::min(claimed, most_reads_in_advance),
-            .runs_left = runs_for_a_start};
+            .reads = {reads_of_a_record, reads_for_a_start + std::min(claimed, most_reads_in_advance)},
+            .runs = {runs_of_a_record, runs_for_a_start},
+            .omitted = collection.omitted};
 }
 
 class mft_walk {
@@ -59,7 +62,6 @@ public:
             read_block(block.bytes().first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
         }
         if (m_source.read_failed) m_store.incomplete = true;
-        if (m_source.parents_left_out) m_store.parents_left_out = true;
     }
 
 private:
@@ -77,8 +79,8 @@ private:
 
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
         m_progress(m_source.base_offset + offset, m_store.total_size);
-        m_source.reads_left += reads_earned * m_records_wanted;
-        m_source.runs_left += runs_earned * static_cast<std::int64_t>(m_records_wanted);
+        m_source.reads.add_common(reads_earned * m_records_wanted);
+        m_source.runs.add_common(runs_earned * m_records_wanted);
         std::uint64_t inode = 0;
         try {
             for (std::size_t k = 0; k < m_records_wanted; ++k) {
@@ -131,7 +133,8 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     file.close();
     if (path.empty() || !file.open(path, uni::open_mode::read)) return false;
     collection.total_size = file.size();
-    collection.incomplete = collection.parents_left_out = false;
+    collection.incomplete = false;
+    collection.omitted = {};
     std::array<std::uint8_t, probe_size> first{};
     const bool read = file.read_at(first, 0).bytes == probe_size;
     collection.record_size = read ? file_record_size(std::span<const std::uint8_t>(first)) : 0;

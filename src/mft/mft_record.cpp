@@ -22,7 +22,7 @@ constexpr std::uint16_t first_attribute_bound = 73;
 constexpr std::uint32_t sector_size = 512;  // bytes
 
 // Bounds on what attribute lists lead to. A file has fewer extension records than this.
-constexpr unsigned most_extensions = 1024;  // read for one record, failed reads among them
+constexpr std::size_t most_extensions = 1024;  // read for one record, failed reads among them
 constexpr unsigned deepest_list = 32;
 
 // The words that the sector ends held. Kept: what is replaced is not compared with the update sequence number, so a
@@ -49,6 +49,8 @@ public:
         const uni::byte_view view = bytes;
         take_header(view);
         m_own_number = view.get(own_number);
+        m_source.reads.begin_record();
+        m_source.runs.begin_record();
         walk_attributes(view, m_own_number);
         return !m_record.parents.empty() || !m_record.base_records.empty();
     }
@@ -134,7 +136,7 @@ private:
     void take_file_name(uni::byte_view value) {
         using namespace file_name_layout;
         if (add_parent(m_record, inode_ref(value.get(parent))) == parent_news::no_room) {
-            m_source.parents_left_out = true;
+            m_source.omitted.parents = true;
         }
         if (value.get(name_space) == dos_name_space) return;
         m_record.fn_times = {.modified = value.get(modified),
@@ -148,15 +150,21 @@ private:
     }
 
     void take_index_runs(uni::byte_view attribute) {
-        if ((m_source.parse_mask & parse_bits::index_allocation) == 0 || m_source.runs_left <= 0) return;
+        if ((m_source.parse_mask & parse_bits::index_allocation) == 0) return;
         const std::size_t before = m_record.index_runs.size();
         decode_runs(attribute, m_record.index_runs);
-        m_source.runs_left -= static_cast<std::int64_t>(m_record.index_runs.size() - before);
+        if (m_source.runs.spend(m_record.index_runs.size() - before)) return;
+        m_record.index_runs.resize(before);
+        m_source.omitted.index_runs = true;
     }
 
     // Recursion comes back here at most `deepest_list` times.
     void follow_list(uni::byte_view list, std::uint64_t number) {
-        if (m_depth == deepest_list || list.get(list_entry_layout::entry_length) > list.size()) return;
+        if (list.get(list_entry_layout::entry_length) > list.size()) return;
+        if (m_depth == deepest_list) {
+            m_source.omitted.attribute_lists = true;
+            return;
+        }
         ++m_depth;
         while (const std::optional<std::uint64_t> named = next_listed_record(list)) {
             if (*named != 0 && *named != number) read_extension(*named);
@@ -165,10 +173,12 @@ private:
     }
 
     void read_extension(std::uint64_t number) {
-        if (m_reads == most_extensions || m_source.reads_left == 0) return;
-        if (number == m_own_number || !m_read.insert(number).second) return;
-        ++m_reads;
-        --m_source.reads_left;
+        if (number == m_own_number || m_read.contains(number)) return;
+        if (m_read.size() == most_extensions || !m_source.reads.spend(1)) {
+            m_source.omitted.extension_records = true;
+            return;
+        }
+        m_read.insert(number);
         std::vector<std::uint8_t> bytes(m_source.record_size);
         const std::uint64_t offset = number * m_source.record_size + m_source.base_offset;
         const uni::read_result arrived = m_source.file.read_at(bytes, offset);
@@ -180,7 +190,6 @@ private:
     mft_source& m_source;
     std::uint64_t m_own_number = 0;
     std::set<std::uint64_t> m_read;  // numbers of the extension records
-    unsigned m_reads = 0;
     unsigned m_depth = 0;
 };
 

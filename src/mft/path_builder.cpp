@@ -12,9 +12,9 @@ constexpr std::string_view root_text = "[root]";
 constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of the longest path that the system allows
 
 // Directories that claim to lie inside one another a hundred thousand deep would take their paths' length squared.
-// A sound volume stays far below this: its paths are shorter than the file records that they come from.
-constexpr std::uint64_t free_path_bytes = std::uint64_t{64} << 20;
-constexpr std::uint64_t path_bytes_per_record = 1024;
+// The paths of a sound volume fit into their own shares, but for few.
+constexpr std::uint64_t path_bytes_of_a_record = 1024;
+constexpr std::uint64_t path_bytes_in_common = std::uint64_t{64} << 20;
 
 struct path_component {
     std::string_view text;  // of a record or of the root: the store's own
@@ -36,12 +36,12 @@ public:
     explicit path_builder(_inode_collection& collection)
         : m_store(collection),
           m_marks(collection.records.size()),
-          m_room(free_path_bytes + path_bytes_per_record * collection.records.size()) {}
+          m_room(path_bytes_of_a_record, path_bytes_in_common) {}
 
     void build(std::uint64_t number, std::uint32_t position) {
         inode_record& record = m_store.records[position];
         if (number == root_number) {
-            record.path.assign(root_text) += '/';
+            record.path = uni::shared_text(std::string(root_text) + '/');
             record.is_directory = record.path_set = record.path_final = true;
             return;
         }
@@ -83,26 +83,35 @@ private:
         }
     }
 
+    // A known path is the first component from the root. It is copied only if what follows finds room behind it.
     void write_paths(bool complete) {
+        std::string_view above;
         m_text.clear();
         for (auto component = m_components.rbegin(); component != m_components.rend(); ++component) {
             if (!component->resolved) complete = false;
-            if (m_text.size() > longest_path || m_room == 0) {
-                complete = false;
-            } else {
-                append(*component);
+            if (component->known) {
+                above = component->text;
+                continue;
             }
-            if (!component->known) settle(component->inode, complete);
+            m_room.begin_record();
+            const std::size_t size = above.size() + m_text.size() + component->text.size() + 2;  // two separators
+            if (size <= longest_path && m_room.covers(size)) {
+                append(above);
+            } else {
+                m_text = unknown_path;
+                m_store.omitted.paths = true;
+                complete = false;
+            }
+            above = {};
+            if (component->text.empty()) append_unknown(m_text, component->inode);
+            append(component->text);
+            settle(component->inode, complete);
         }
     }
 
-    void append(const path_component& component) {
-        if (component.text.empty()) {
-            append_unknown(m_text, component.inode);
-        } else {
-            m_text += component.text;
-        }
-        if (m_text.back() != '\\') m_text += '\\';
+    void append(std::string_view text) {
+        m_text += text;
+        if (!m_text.empty() && m_text.back() != '\\') m_text += '\\';
     }
 
     void settle(std::uint64_t number, bool complete) {
@@ -110,17 +119,17 @@ private:
         if (position == nullptr) return;
         inode_record& record = m_store.records[*position];
         if (record.path_set) return;
-        if (m_room != 0) record.path = m_text;
-        m_room -= std::min<std::uint64_t>(m_room, m_text.size());
+        record.path = uni::shared_text(m_text);
         record.path_final = complete;
         record.path_set = true;
+        static_cast<void>(m_room.spend(m_text.size()));  // a name alone is always kept
     }
 
     _inode_collection& m_store;
     std::vector<path_component> m_components;
     std::vector<std::uint32_t> m_marks;  // by position: the last walk that listed the record
     std::uint32_t m_walk = 0;
-    std::uint64_t m_room;  // bytes of paths that may still be kept
+    allowance m_room;  // bytes of paths
     std::string m_text;
 };
 

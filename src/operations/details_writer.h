@@ -20,6 +20,10 @@ public:
         m_separated = false;
         m_last_time = {};
     }
+    void release() {  // its memory too
+        clear();
+        std::string().swap(m_text);
+    }
 
     void field(std::string_view key, std::string_view value) {
         char* at = begin_field(key, value.size() + 1);
@@ -93,6 +97,7 @@ public:
 
     bool empty() const { return m_text.empty(); }
     std::string_view text() const { return m_text; }
+    std::size_t capacity() const { return m_text.capacity(); }  // bytes
 
 private:
     // A time as it stands in the text, which has one style.

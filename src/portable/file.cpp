@@ -104,8 +104,9 @@ bool file::open(std::string_view path, open_mode mode) {
         return false;
     }
     m_of_process = name.starts_with(process_files);
-    measure_size();
-    return true;
+    errno = 0;
+    if (measure_size() == 0 && errno != 0 && is_regular()) close();  // not known to be empty
+    return is_open();
 }
 
 void file::attach(int descriptor) {

@@ -1,8 +1,10 @@
 #include "portable/folder_walk.h"
 
+#include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,7 +25,11 @@ open_directory open_listing(const std::string& path) {
     const int descriptor = uni::open_untouched(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor == -1) return nullptr;
     open_directory listing(::fdopendir(descriptor));
-    if (listing == nullptr) ::close(descriptor);
+    if (listing == nullptr) {
+        const bool out_of_memory = errno == ENOMEM;
+        ::close(descriptor);
+        if (out_of_memory) throw std::bad_alloc();
+    }
     return listing;
 }
 
@@ -71,16 +77,25 @@ bool folder_walk::read_line(std::string& out) {
 // One that cannot be listed is passed over.
 void folder_walk::list(const directory& where) {
     const open_directory listing = open_listing(where.path);
-    if (listing == nullptr) return;
     const std::string prefix = where.path.ends_with('/') ? where.path : where.path + '/';
-    while (const dirent* entry = ::readdir(listing.get())) {
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = listing != nullptr ? ::readdir(listing.get()) : nullptr;
+        if (entry == nullptr) {
+            if (listing == nullptr || errno != 0) ++m_unreadable;
+            return;
+        }
         const std::string_view name = entry->d_name;
         if (name == "." || name == "..") continue;
         std::string path = prefix;
         path += name;
         const entry_kind kind = kind_of(entry->d_type, path);
         if (kind == entry_kind::directory) {
-            if (where.depth < m_max_depth) m_directories.push_back({std::move(path), where.depth + 1});
+            if (where.depth < m_max_depth) {
+                m_directories.push_back({std::move(path), where.depth + 1});
+            } else {
+                ++m_too_deep;
+            }
         } else if (kind == entry_kind::file && (!m_wanted || m_wanted(path))) {
             m_files.push_back(std::move(path));
         }

@@ -22,6 +22,10 @@ public:
     // depth 1, and links to directories are passed over. False, and an empty list, if `root` is no directory.
     [[nodiscard]] bool start(const std::string& root, std::uint32_t max_depth, path_test wanted);
 
+    // Folders that were not listed, or not to their ends: those that lie too deep, and those that cannot be read.
+    std::uint64_t too_deep() const { return m_too_deep; }
+    std::uint64_t unreadable() const { return m_unreadable; }
+
     // The next path; false at the end.
     [[nodiscard]] bool read_line(std::string& out);
 
@@ -37,6 +41,8 @@ private:
     path_test m_wanted;
     std::deque<directory> m_directories;
     std::deque<std::string> m_files;
+    std::uint64_t m_too_deep = 0;
+    std::uint64_t m_unreadable = 0;
 };
 
 }  // namespace cvportdir

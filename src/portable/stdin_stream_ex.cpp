@@ -1,6 +1,7 @@
 #include "portable/stdin_stream_ex.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <unistd.h>
 
 #include "portable/descriptor.h"
@@ -37,6 +38,7 @@ bool stdin_stream_ex::read_line(std::string& out) {
 bool stdin_stream_ex::read_block() {
     m_block.resize(input_block);
     const std::int64_t arrived = uni::read_some(STDIN_FILENO, m_block);
+    m_failed = arrived < 0 && errno != EBADF;
     if (arrived <= 0) return false;
     m_unread = std::string_view(m_block.data(), static_cast<std::size_t>(arrived));
     return true;

@@ -17,11 +17,15 @@ public:
     // returns and line feeds. One of more than 4095 bytes arrives in pieces.
     [[nodiscard]] bool read_line(std::string& out);
 
+    // Says whether the list ended since it could not be read on. One that was never open has no lines.
+    bool failed() const { return m_failed; }
+
 private:
     bool read_block();
 
     std::vector<char> m_block;
     std::string_view m_unread{};  // what is left of it
+    bool m_failed = false;
 };
 
 }  // namespace cvportdir

@@ -10,16 +10,18 @@ namespace {
 
 constexpr std::size_t number_width = 10;  // bytes
 constexpr std::uint32_t listing_level = 2;
+constexpr std::size_t written_at_once = 65'536;  // bytes, or a line more
 
-// A table for the diagnostic file: fields right-aligned and joined by the report's separator, the name last.
+// A table for the diagnostic file: fields right-aligned and joined by the report's separator, the name last. It is
+// written while it is made.
 class listing {
 public:
-    listing(const row_style& style, std::string_view title)
-        : m_separator(style.separator), m_width(style.no_whitespace ? 0 : number_width) {
-        m_text.append(title).append(1, '\n');
+    listing(const row_style& style, diagnostics& diags, std::string_view title)
+        : m_diags(diags), m_separator(style.separator), m_width(style.no_whitespace ? 0 : number_width) {
+        m_text.append("->").append(title).append(1, '\n');
         for (const std::string_view column : {"src", "flag", "indx", "inode", "seq#", "parent", "seq#"})
             field(column);
-        m_text += "name\n";
+        end_line("name", {});
     }
 
     void field(std::string_view text) {
@@ -27,9 +29,22 @@ public:
     }
     void field(std::uint64_t number) { field(format_number(number, false)); }
 
-    std::string& text() { return m_text; }
+    void end_line(std::string_view name, std::string_view behind) {
+        m_text.append(name).append(behind).append(1, '\n');
+        if (m_text.size() >= written_at_once) write();
+    }
+    void end() {
+        m_text += '\n';
+        write();
+    }
 
 private:
+    void write() {
+        m_diags.write(m_text);
+        m_text.clear();
+    }
+
+    diagnostics& m_diags;
     std::string_view m_separator;
     std::size_t m_width;
     std::string m_text;
@@ -55,7 +70,7 @@ public:
             m_table.field(ref.sequence());
             m_table.field(parent.number());
             m_table.field(parent.sequence());
-            m_table.text().append(stored.name).append(conflicting_name).append(1, '\n');
+            m_table.end_line(stored.name, conflicting_name);
         }
     }
 
@@ -70,21 +85,21 @@ private:
 
 void merge_mft_data(const _inode_collection& inodes, const row_style& style, diagnostics& diags) {
     if (!diags.on(listing_level)) return;
-    listing table(style, "all_nodes");
+    listing table(style, diags, "all_nodes");
     listing_rows rows(table, "mft");
     inodes.inodes_all.for_each([&](std::uint64_t, std::uint32_t position) {
         const inode_record& record = inodes.records[position];
         rows.write(record, position, record.ref(), record.is_directory ? "-d" : "", "");
     });
-    diags.print(listing_level, table.text());
+    table.end();
 }
 
 void merge_journal_data(const evidence& stores, std::span<const merged_record> merged, const row_style& style,
                         diagnostics& diags) {
     if (!diags.on(listing_level)) return;
-    listing table(style, "logfile UsnJrnl data");
+    listing table(style, diags, "logfile UsnJrnl data");
     listing_rows rows(table, "log");
-    if (stores.log.log_inode_records.empty()) table.text() += "no logfile UsnJrnl entries to add\n";
+    if (stores.log.log_inode_records.empty()) table.end_line("no logfile UsnJrnl entries to add", {});
     for (std::size_t at = 0; at < merged.size(); ++at) {
         const inode_record& element = stores.log.log_inode_records[at];
         const auto [store_index, unique] = merged[at];
@@ -97,7 +112,7 @@ void merge_journal_data(const evidence& stores, std::span<const merged_record> m
         if (stored.is_directory) flags += "-d";
         rows.write(stored, position, element.ref(), flags, conflict ? " [" + element.name + "]" : "");
     }
-    diags.print(listing_level, table.text());
+    table.end();
 }
 
 }  // namespace kest

@@ -16,7 +16,6 @@ constexpr std::string_view cut_level = "cut";
 constexpr std::string_view cut_pattern = "..-";  // ahead of the operations that are left
 constexpr std::string_view member_level = "..sub-op";
 constexpr std::string_view journal_mark = "<- usnjrnl";
-constexpr std::string_view unknown_path = "<unk_path>\\";
 
 void append_operation(std::string& out, std::uint16_t redo_op) {
     append_hex(out, redo_op, 2, false);

@@ -65,7 +65,10 @@ std::string statistics_table(const log_store& log, std::string_view current_file
     append_right(text, "-", codes);
     text += style.separator;
     append_right(text, counts.total, hits);
-    text.append(style.separator).append("total number records found in: [").append(current_file).append("]\n\n");
+    text.append(style.separator)
+        .append("total number records found in: [")
+        .append(line_ends_as_words(current_file))
+        .append("]\n\n");
     return text;
 }
 
@@ -85,7 +88,7 @@ void write_statistics_row(const log_store& log, std::string_view current_file, c
     for (std::size_t code = 0; code < code_count; ++code)
         append_right(row.text(code), counts.of[code], style.no_whitespace ? 0 : count_width);
     append_decimal(row.text(code_count), counts.total);
-    row.show_text(code_count + 1, current_file);
+    row.text(code_count + 1) = line_ends_as_words(current_file);
     rows.emit_row(row);
 }
 

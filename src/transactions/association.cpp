@@ -8,7 +8,6 @@ namespace kest {
 
 namespace {
 
-constexpr std::string_view unknown_path = "<unk_path>\\";
 constexpr std::uint32_t guess_level = 2;
 
 bool holds_parent(const inode_record& record, inode_ref parent) {
@@ -194,15 +193,27 @@ void association::copy_record(std::uint32_t position) {
     m_candidate.source = position;
 }
 
-// The candidate as a record of the store.
-inode_record association::candidate_record() const {
-    inode_record record = m_candidate.source ? m_inodes.records[*m_candidate.source] : inode_record{};
+// The candidate as a record of the store: what else the record holds that it is a copy of, but for what would make many
+// copies large.
+inode_record association::candidate_record() {
+    inode_record record;
+    if (m_candidate.source) {
+        record = m_inodes.records[*m_candidate.source];
+        record.base_records = {};
+        if (m_candidate.base_record) record.base_records.insert(*m_candidate.base_record);
+    }
     record.inode = m_candidate.ref.number();
     record.sequence = m_candidate.ref.sequence();
     record.name = m_candidate.name;
     record.is_directory = m_candidate.is_directory;
     record.flags = m_candidate.flags;
-    if (m_candidate.parent && *m_candidate.parent != record.first_parent()) record.parents = {*m_candidate.parent};
+    m_parents_copied.begin_record();
+    if (m_candidate.parent && *m_candidate.parent != record.first_parent()) {
+        record.parents = {*m_candidate.parent};
+    } else if (!m_parents_copied.spend(record.parents.size())) {
+        record.parents = {record.first_parent()};
+        m_inodes.omitted.parents = true;
+    }
     return record;
 }
 
@@ -210,7 +221,14 @@ inode_record association::candidate_record() const {
 void association::offer_to_store() {
     if ((m_candidate.flags & inode_flags::in_use) == 0) return;
     bool known = false;
-    merge_inode_record(m_inodes, candidate_record(), known, false);
+    if (merge_known_inode(m_inodes, m_candidate.ref, m_candidate.name, m_candidate.parent, known)) return;
+    inode_record record = candidate_record();
+    m_names_copied.begin_record();
+    if (m_names_copied.spend(record.name.size() + record.alt_name.size())) {
+        merge_inode_record(m_inodes, record, known, false);
+    } else {
+        m_inodes.omitted.files = true;
+    }
 }
 
 // The log has proved a name that the store did not know.

@@ -70,7 +70,7 @@ private:
     bool take_directory_of_number(inode_ref ref);
 
     void copy_record(std::uint32_t position);
-    inode_record candidate_record() const;
+    inode_record candidate_record();
     void offer_to_store();
     void store_new_name(inode_ref ref);
     void resolve_path();
@@ -84,7 +84,10 @@ private:
     const bool m_guesses_allowed;
     file_tie m_tie;
     found_file m_candidate;
-    const std::string* m_parent_path = nullptr;  // of the directory that gave the candidate its path; in the store
+    // Every row may enter a copy of some record in the store.
+    allowance m_parents_copied{16, 1 << 20};
+    allowance m_names_copied{512, 16 << 20};          // bytes
+    const uni::shared_text* m_parent_path = nullptr;  // of the directory that gave the candidate its path; in the store
 };
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #include "transactions/walk.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "format/number.h"
@@ -12,9 +13,15 @@ namespace kest {
 
 namespace {
 
+// What the texts of a transaction's members may take together. One that finds no room is decoded again when its turn
+// comes.
+constexpr std::size_t most_text = 64 << 20;  // bytes
+
 struct chain_record {
     const log_entry* entry = nullptr;
     entry_info info;
+    std::size_t text_room = 0;  // bytes that its text takes
+    bool text_kept = true;
 };
 
 // What a journal says of the transaction at hand.
@@ -163,6 +170,7 @@ private:
     void decode_member(chain_record& member, chain_fact& fact) {
         entry_info& info = member.info;
         decode_redo(*member.entry, info, m_settings.style);
+        keep_text(member);
         if (info.usn_time != 0) {  // a later member overrides an earlier one
             fact.told = {.time = info.usn_time, .reason = info.usn_reason};
             fact.source = &member;
@@ -177,6 +185,16 @@ private:
             fact.file = info.inode;
             fact.parent = info.parent;
         }
+    }
+
+    // Takes stock of a member's text, and drops it if there is no room.
+    void keep_text(chain_record& member) {
+        details_writer& details = member.info.details;
+        m_text_room -= member.text_room;
+        member.text_kept = details.capacity() <= most_text - m_text_room;
+        if (!member.text_kept) details.release();
+        member.text_room = details.capacity();
+        m_text_room += member.text_room;
     }
 
     void begin(const chain_head& head, std::span<const chain_record> members, const chain_fact& fact) {
@@ -198,6 +216,10 @@ private:
         const std::optional<inode_ref> shown = own_file(member);
         if (shown) info.inode = *shown;
         const file_tie& tie = associate(member.entry, info);
+        if (!member.text_kept) {
+            decode_redo(*member.entry, m_again, m_settings.style);
+            std::swap(info.details, m_again.details);
+        }
         m_teller.tell({.entry = *member.entry,
                        .head = false,
                        .time = m_last_time,
@@ -208,6 +230,8 @@ private:
                        .file = info.inode,
                        .parent = info.parent,
                        .brought_journal = fact.source == &member});
+        if (!member.text_kept) std::swap(info.details, m_again.details);
+        keep_text(member);
     }
 
     static std::optional<inode_ref> named_file(inode_ref file) {
@@ -249,7 +273,9 @@ private:
     chain_record m_head;
     std::vector<chain_record> m_members;  // of the transaction at hand; kept for their strings
     std::vector<std::uint16_t> m_operations;
-    entry_info m_undo;  // of the record at hand
+    std::size_t m_text_room = 0;  // bytes that their texts take
+    entry_info m_again;           // of the member at hand, if its text was dropped
+    entry_info m_undo;            // of the record at hand
     std::string m_status;
 };
 

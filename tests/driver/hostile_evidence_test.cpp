@@ -1,8 +1,6 @@
 // Evidence made to cost more than it weighs. Each run is a process of its own, with bounds on what it may spend.
 
-#include <functional>
-#include <sys/resource.h>
-#include <sys/wait.h>
+#include <numeric>
 
 #include "support/made_run.h"
 
@@ -10,32 +8,30 @@ namespace kest::disk {
 namespace {
 
 // What is not bounded takes hours, or does not end. Sanitizers keep what was freed for a while.
-constexpr rlim_t most_seconds = 40;
 #if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+constexpr rlim_t most_seconds = 60;
 constexpr long most_memory = 2048;  // MiB
 #else
-constexpr long most_memory = 512;  // MiB
+constexpr rlim_t most_seconds = 15;
+constexpr long most_memory = 256;  // MiB
 #endif
 
 constexpr u64 late_lsn = 0x0800'0000;  // later than any file record
 
-// Besides the rows a report has four lines.
-void expect_bounded(const argument_list& inputs, std::size_t rows, std::uintmax_t most_report) {
+// Besides the rows a report has four lines. `limits`: what the run says of guards.
+void expect_bounded(const argument_list& inputs, std::size_t rows, std::uintmax_t most_report,
+                    const std::string& limits = {}) {
     const scratch_folder folder;
     const std::string report = folder.at("report");
-    argument_list args = {"kest", "-quiet", "-csv", "-no_whitespace", "-showall_inodes", "-out", report};
+    argument_list args = {"-quiet", "-csv", "-no_whitespace", "-showall_inodes", "-out", report};
     args.insert(args.end(), inputs.begin(), inputs.end());
-    const pid_t child = ::fork();
-    if (child == 0) {
+    const ended_run ended = run_prepared(args, [] {
         const rlimit seconds{most_seconds, most_seconds};
         ::setrlimit(RLIMIT_CPU, &seconds);
-        ::_exit(run(args) & 0xFF);
-    }
-    int status = 0;
-    rusage usage{};
-    ::wait4(child, &status, 0, &usage);
-    EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 255));
-    EXPECT_LE(usage.ru_maxrss / 1024, most_memory);
+    });
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, limits.empty() ? "" : "limits reached: " + limits + '\n');
+    EXPECT_LE(ended.memory / 1024, most_memory);
     EXPECT_LE(std::filesystem::file_size(report), most_report);
     std::ifstream text(report);
     std::size_t lines = 0;
@@ -143,29 +139,92 @@ TEST(hostile_evidence, mfts_cost_what_they_weigh) {
         const bytes run = {0x21, 64, static_cast<u8>(number), static_cast<u8>(number >> 8 & 0x7F), 0};
         return nonresident(0x20, run, {.initialized_size = 262'144});
     };
-    const std::pair<const char*, bytes> rows[] = {
-        {"folders in a circle", mft_of_folders(many, 0, 255)},
-        {"folders very deep", mft_of_folders(many, 5, 255)},
-        {"folders that lead into a circle", mft_of_folders(many, many / 2, 8)},
-        {"lists that fan out", mft_of(many, list)},
-        {"lists of petabytes", mft_of(many, claim(0x20))},
-        {"lists all over the MFT", mft_of(many, own_clusters)},
-        {"indexes of petabytes", mft_of(many, claim(0xA0))},
+    const std::tuple<const char*, bytes, const char*> rows[] = {
+        {"folders in a circle", mft_of_folders(many, 0, 255), "paths"},
+        {"folders very deep", mft_of_folders(many, 5, 255), "paths"},
+        {"folders that lead into a circle", mft_of_folders(many, many / 2, 8), "paths"},
+        {"lists that fan out", mft_of(many, list), "extension records, attribute lists"},
+        {"lists of petabytes", mft_of(many, claim(0x20)), ""},
+        {"lists all over the MFT", mft_of(many, own_clusters), ""},
+        {"indexes of petabytes", mft_of(many, claim(0xA0)), "index runs"},
     };
-    for (const auto& [what, image] : rows) {
+    for (const auto& [what, image, limits] : rows) {
         SCOPED_TRACE(what);
         const memory_file mft(image);
-        expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many + 2, 160u << 20);
+        expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many + 2, 160u << 20, limits);
     }
 }
 
-// A file system that holds what stands at the beginning and at the end, and claims the rest.
+// What attackers spend is not missing where an innocent file lies behind them.
+TEST(hostile_evidence, takes_nothing_from_innocent_files) {
+    constexpr u32 many = 2048;
+    const auto name_in = [](u64 parent, std::u16string name) {
+        return name_image{.parent = parent, .name = std::move(name)}.attribute();
+    };
+    const auto file_of = [&](u32 number, std::vector<bytes> attributes, u16 flags = 1) {
+        return file_record{.number = number, .flags = flags, .attributes = std::move(attributes)};
+    };
+    std::vector<u64> others(28);
+    std::iota(others.begin(), others.end(), 100'000);
+    const bytes out_of_reach = resident(0x20, list_value(others));
+    std::vector<file_record> deep = {{.number = 0}}, greedy = deep;
+    for (u32 number = 40; number < many; ++number) {
+        const u32 above = number == 40 ? 5 : std::min(number, 40 + 127u) - 1;  // in a chain, or in its deepest folder
+        deep.push_back(file_of(number, {name_in(above, std::u16string(255, u'\uffff'))}, 3));
+        greedy.push_back(file_of(number, {out_of_reach, name_in(5, u"greedy")}, 3));
+    }
+    const std::vector<file_record> innocent = {
+        file_of(many, {name_in(5, u"Users")}, 3),
+        file_of(many + 1, {name_in(many, u"anna")}, 3),
+        file_of(many + 2, {resident(0x20, list_value({many + 3}))}),
+        {.number = many + 3, .base = many + 2, .attributes = {name_in(many + 1, u"secret.txt")}}};
+    const std::pair<std::vector<file_record>*, std::string> rows[] = {{&deep, "limits reached: paths\n"},
+                                                                      {&greedy, "limits reached: extension records\n"}};
+    for (auto [records, told] : rows) {
+        records->insert(records->end(), innocent.begin(), innocent.end());
+        const memory_file mft(mft_image(*records, many + 4));
+        const auto log_about = [](u64 number) {
+            return log_of_pages(
+                {{.lsn = 8, .redo_op = 12, .redo = pack(number | u64{1} << 48, u16{16}, u16{80}, u32{0})}});
+        };
+        const memory_file log(log_about(many + 2)), log_of_deepest(log_about(many - 1));
+        const captured_run ran = run_captured({"-log", log.path(), "-mftfile", mft.path(), "-quiet"});
+        EXPECT_NE(ran.out.find("[root]\\Users\\anna\\secret.txt"), std::string::npos) << ran.out;
+        EXPECT_EQ(ran.err, told);
+        if (records != &deep) continue;
+        const captured_run cut = run_captured({"-log", log_of_deepest.path(), "-mftfile", mft.path(), "-quiet"});
+        EXPECT_NE(cut.out.find("| <unk_path>\\\uffff"), std::string::npos) << cut.out.substr(0, 500);
+    }
+}
+
+// A file with as many parents as its extension records can tell, and rows each of which makes a copy of it.
+TEST(hostile_evidence, copies_of_a_large_record_are_small) {
+    constexpr u16 many = 20'000;
+    std::vector<u64> extensions;
+    std::vector<file_record> records = {{.number = 0, .flags = 3}, {.lsn = 2 * late_lsn}};
+    for (u32 number = 41; number < 41 + 23; ++number) {
+        extensions.push_back(number);
+        records.push_back({.number = number, .base = 40, .lsn = 2 * late_lsn, .attributes = {}});
+        for (u64 parent = 1; parent <= 43; ++parent)  // a value that lies over the header
+            records.back().attributes.push_back(pack(u32{0x30}, u32{22}, 1000 * number + parent, u32{8}, u16{8}));
+    }
+    records[1].attributes.push_back(resident(0x20, list_value(extensions)));
+    std::vector<record> rows;
+    for (u64 sequence = 2; sequence < many; ++sequence)
+        rows.push_back(
+            {.lsn = 8 * sequence, .redo_op = 12, .redo = pack(sequence << 48 | 40, u16{16}, u16{80}, u32{0})});
+    const memory_file log(log_of_pages(rows)), mft(mft_image(records, 80));
+    expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many - 2, 20 << 20, "parents");
+}
+
+// File systems that hold little here and there, and claim the rest.
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});
     const memory_file log(pages), log_with_holes(pages, claimed);
     const memory_file mft(mft_of_folders(16, 5, 1), claimed), journal(usn_image{}.image(), claimed);
     expect_bounded({"-log", log_with_holes.path()}, 2, 4096);
+    expect_bounded({"-log", memory_file(pages, (u64{12} << 30) + pages.size(), 1024).path()}, 2, 4096);
     expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, 2 + 16, 8192);
     expect_bounded({"-log", log.path(), "-jrnlfile", journal.path()}, 2, 4096);
 }

@@ -17,14 +17,16 @@ namespace kest {
 namespace {
 
 using disk::contents_of;
+using disk::ended_run;
+using disk::put_on;
 using disk::run_captured;
+using disk::run_prepared;
 using disk::scratch_folder;
 
 const std::string samples = KEST_SAMPLES;
 const std::string sample_log = contents_of(samples + "/LogFile");
 const std::string sample_mft = contents_of(samples + "/MFT");
 const std::string sample_journal = contents_of(samples + "/UsnJrnl_J");
-constexpr unsigned longest_run = 60;  // seconds, under sanitizers; one that waits for ever is killed
 constexpr rlim_t put_area = 262'144;  // what is written to a report at once, as a rule
 
 // A log of which the report takes several writes.
@@ -39,10 +41,6 @@ std::string large_log() {
 argument_list with(argument_list args, const argument_list& more) {
     args.insert(args.end(), more.begin(), more.end());
     return args;
-}
-
-void put_on(int standard, const std::string& path, int flags = O_RDWR) {
-    ::dup2(::open(path.c_str(), flags), standard);
 }
 
 // A pipe whose reader takes some bytes and goes.
@@ -67,38 +65,7 @@ void obey_permissions() {
     ::syscall(SYS_capset, &header, none);
 }
 
-// The status and the standard error stream of a run in a process of its own, which `prepare` makes ready there.
-struct ended {
-    int status;  // as the system has it; or the signal that stopped the run, negative
-    std::string err;
-};
-ended run_prepared(const argument_list& args, const std::function<void()>& prepare) {
-    int ends[2];
-    EXPECT_EQ(::pipe(ends), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::dup2(ends[1], STDERR_FILENO);
-        ::close(ends[0]);
-        ::close(ends[1]);
-        put_on(STDOUT_FILENO, "/dev/null");
-        ::signal(SIGPIPE, SIG_DFL);
-        ::alarm(longest_run);
-        prepare();
-        ::_exit(run(with({"kest"}, args)) & 0xFF);
-    }
-    ::close(ends[1]);
-    ended result{};
-    char piece[4096];
-    for (ssize_t got = 0; (got = ::read(ends[0], piece, sizeof piece)) > 0;)
-        result.err.append(piece, static_cast<std::size_t>(got));
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    return result;
-}
-
-void expect_told(const ended& result, const std::string& target) {
+void expect_told(const ended_run& result, const std::string& target) {
     EXPECT_EQ(result.status, 255);
     EXPECT_EQ(result.err, "prob writing results file: " + target + "\n");
 }
@@ -162,7 +129,7 @@ TEST(output_faults, a_report_that_nobody_takes_is_told_of_and_nobody_to_tell_is_
         EXPECT_EQ(run_prepared({"-log", log, "-out", "/dev/full"}, deaf).status, 255);
         EXPECT_EQ(run_prepared({"-help"}, deaf).status, 0);
     }
-    const ended timed = run_prepared({"-log", log, "-quiet", "-profile", "-out", "/dev/full"}, [] {});
+    const ended_run timed = run_prepared({"-log", log, "-quiet", "-profile", "-out", "/dev/full"}, [] {});
     EXPECT_TRUE(timed.err.starts_with("prob writing results file: /dev/full\n->")) << timed.err;
     EXPECT_EQ(run_captured(with({"-diags", "/dev/full", "-l3"}, args)).status, 0);
 }
@@ -181,12 +148,12 @@ TEST(output_faults, what_cannot_be_written_is_refused) {
          {std::string("/proc/no_such_file"), std::string("/"), std::string("/dev/null/report"), folder.at("fifo"),
           folder.at("dangling"), folder.at("no/such/report"), read_only, folder.at("locked/report")}) {
         SCOPED_TRACE(target);
-        const ended refused = run_prepared({"-log", log, "-out", target}, obey_permissions);
+        const ended_run refused = run_prepared({"-log", log, "-out", target}, obey_permissions);
         EXPECT_EQ(refused.status, 255);
         EXPECT_EQ(refused.err, "prob opening file " + target +
                                    " for output, aborting\n"
                                    "Need to specify a $LogFile in your arguments [-log <file>]\n\n");
-        const ended unheard = run_prepared({"-log", log, "-diags", target, "-l3", "-quiet"}, obey_permissions);
+        const ended_run unheard = run_prepared({"-log", log, "-diags", target, "-l3", "-quiet"}, obey_permissions);
         EXPECT_EQ(unheard.status, 0);
         EXPECT_EQ(unheard.err, "");
     }
@@ -267,7 +234,7 @@ TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
         told += "trying to parse file: " + log + "\nsuccess: " + log + "\n";
     }
     const std::string list_file = folder.put("list", list), report = folder.put("report");
-    const ended result = run_prepared({"-pipe", "-stats", "-csv"}, [&] {
+    const ended_run result = run_prepared({"-pipe", "-stats", "-csv"}, [&] {
         obey_permissions();
         put_on(STDIN_FILENO, list_file);
         put_on(STDOUT_FILENO, report);
@@ -276,31 +243,6 @@ TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
     EXPECT_TRUE(result.err.starts_with(told)) << result.err;
     const std::string text = contents_of(report);
     EXPECT_EQ(std::ranges::count(text, '\n'), 4 + 7);
-}
-
-TEST(output_faults, room_ahead_that_cannot_be_had_costs_no_log) {
-#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
-    GTEST_SKIP() << "sanitizers take more room than there is";
-#endif
-    const scratch_folder folder;
-    const std::string log = folder.put("log", sample_log), large = folder.put("large", sample_log);
-    std::filesystem::resize_file(large, 256 << 20);  // room is taken for its records ahead
-    const std::string list = folder.put("list", large + '\n' + log + '\n');
-    const ended result = run_prepared({"-pipe", "-stats"}, [&] {
-        put_on(STDIN_FILENO, list);
-        ::malloc_trim(0);  // what other tests have left over
-        std::ifstream status("/proc/self/statm");
-        rlim_t pages[6] = {};  // the last: of data
-        for (rlim_t& count : pages)
-            status >> count;
-        const rlim_t most = pages[5] * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (32 << 20);
-        const rlimit memory{most, most};
-        ::setrlimit(RLIMIT_DATA, &memory);
-    });
-    EXPECT_EQ(result.status, 0);
-    EXPECT_TRUE(result.err.starts_with("trying to parse file: " + large + "\nsuccess: " + large +
-                                       "\ntrying to parse file: " + log + "\nsuccess: "))
-        << result.err;
 }
 
 }  // namespace

@@ -47,11 +47,11 @@ TEST(merge_inode_record, keeps_no_more_parents_than_a_file_has_names) {
     _inode_collection store;
     bool known = false;
     for (std::uint64_t parent = 1; parent <= 1025; ++parent) {
-        EXPECT_FALSE(store.parents_left_out);
+        EXPECT_FALSE(store.omitted.parents);
         merge_inode_record(store, file(40, 2, "one", {inode_ref(2000 - parent)}), known, false);
         EXPECT_EQ(known, parent == 1025);
     }
-    EXPECT_TRUE(store.parents_left_out);
+    EXPECT_TRUE(store.omitted.parents);
     EXPECT_EQ(store.records[0].parents.size(), 1024u);
     EXPECT_EQ(store.records[0].first_parent().number(), 976u);
 }

@@ -95,29 +95,6 @@ TEST(mft_file, is_read_to_the_last_whole_record) {
     EXPECT_EQ(shown(image), (texts{"00" + same, "01" + same, "05" + same, "05" + same}));
 }
 
-// The process's own memory is a file that cannot be read in places.
-TEST(walk_mft_records, kept_lets_a_short_chunk_bound_the_later_ones) {
-    constexpr std::size_t begin = 0x10000, page = 4096, pages = 32;
-    void* const memory = ::mmap(reinterpret_cast<void*>(begin), page * pages, PROT_READ | PROT_WRITE,
-                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-    if (memory == MAP_FAILED) GTEST_SKIP() << "no memory at low addresses";
-    std::vector<file_record> records(128);
-    for (u32 number = 0; number < records.size(); ++number)
-        records[number].number = number;
-    const bytes image = mft_image(records, records.size());
-    std::memcpy(memory, image.data(), image.size());
-    ::munmap(static_cast<char*>(memory) + 6 * page, page);  // records 24 to 27: in the middle of the second chunk
-    _inode_collection store;
-    store.total_size = page * pages;
-    store.base_offset = begin;
-    store.all_records = true;
-    EXPECT_TRUE(store.mft_file.open("/proc/self/mem", uni::open_mode::read));
-    walk_mft_records(
-        store, [](inode_record&, std::uint32_t, std::uint64_t) {}, [](std::uint64_t, std::uint64_t) {});
-    EXPECT_EQ(store.records.size(), 16u + 7 * 8);
-    ::munmap(memory, page * pages);
-}
-
 TEST(file_record, shows_the_last_long_name_and_the_first_sizes) {
     const bytes information = pack(bytes(32), u32{0x20}, at{64}, u64{99});
     const bytes unnumbered = resident(0x10, part(information, 0, 71));  // so the update sequence number before it stays

@@ -15,9 +15,11 @@ public:
     explicit memory_file(std::span<const std::uint8_t> contents) : m_fd(memfd_create("input", MFD_CLOEXEC)) {
         put(contents, 0);
     }
-    // The contents stand at the beginning and once more at the end; between them lies a hole.
-    memory_file(std::span<const std::uint8_t> contents, std::uint64_t size) : memory_file(contents) {
-        put(contents, static_cast<off_t>(size - contents.size()));
+    // The contents stand at the beginning and as often again up to the end; between them lie holes.
+    memory_file(std::span<const std::uint8_t> contents, std::uint64_t size, std::uint64_t times = 1)
+        : memory_file(contents) {
+        for (std::uint64_t k = 1; k <= times; ++k)
+            put(contents, static_cast<off_t>((size - contents.size()) / times * k));
     }
     ~memory_file() { close(m_fd); }
     memory_file(const memory_file&) = delete;
