@@ -16,6 +16,8 @@
 
 namespace kest {
 
+inline constexpr std::uint32_t usual_cluster_size = 4096;  // bytes
+
 // The head of a client chain, and where its members stand in `log_store::chain_members`.
 struct chain_head {
     std::uint64_t lsn = 0;
@@ -50,6 +52,9 @@ struct log_store {
     // The walk's state between pages.
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
     carry_buffer carry;
+
+    // Of the volume, in bytes: what record numbers are reckoned with. Set behind the scan.
+    std::uint32_t cluster_size = usual_cluster_size;
 
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;

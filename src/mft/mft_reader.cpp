@@ -139,6 +139,15 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     return file.is_open();
 }
 
+std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
+    std::vector<std::uint8_t> bytes(collection.record_size);
+    const std::int64_t read = collection.mft_file.read_at(bytes, record.disk_offset);
+    if (read != static_cast<std::int64_t>(bytes.size()) || !is_file_record(std::span<const std::uint8_t>(bytes)))
+        return {};
+    repair_sectors(bytes);
+    return bytes;
+}
+
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,
                       const mft_progress& progress) {
     const auto as_far_as_memory_goes = [&collection](auto&& step) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "format/number.h"
+#include "logfile/mft_place.h"
 
 namespace kest {
 
@@ -50,7 +51,9 @@ const file_tie& association::associate_entry(const log_entry& entry, const entry
     if (m_inodes.inodes_by_number.empty()) return m_tie;
 
     std::uint64_t number = info.inode.number();
-    if (number == 0) number = record_inode(entry) & inode_ref::number_mask;  // serves the search, is not stored
+    if (number == 0)
+        number = record_inode(entry, m_stores.log.cluster_size) &
+                 inode_ref::number_mask;  // serves the search, is not stored
     if (number == 0) {
         if (const auto found = m_stores.mft.inodes_by_lsn.find(entry.this_lsn)) {
             number = m_inodes.records[*found].inode;
