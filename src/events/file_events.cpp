@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "events/name_order.h"
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "mft/record_view.h"
@@ -64,7 +65,7 @@ void take_times(event_values& values, const standard_values& known) {
 }
 
 bool same_units(uni::byte_view a, uni::byte_view b) {
-    return std::ranges::equal(a.bytes(), b.bytes());
+    return compare_bytes(a, b) == 0;
 }
 
 }  // namespace
@@ -316,7 +317,7 @@ void file_events::tell_attributes() {
     }
     const auto before = [](const attribute_changes& a, const attribute_changes& b) {
         if (a.type != b.type) return a.type < b.type;
-        return std::ranges::lexicographical_compare(a.name.bytes(), b.name.bytes());
+        return compare_bytes(a.name, b.name) < 0;
     };
     std::ranges::stable_sort(changes, before);
     for (auto at = changes.begin(); at != changes.end();) {

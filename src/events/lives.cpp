@@ -1,6 +1,7 @@
 #include "events/lives.h"
 
 #include <algorithm>
+#include <functional>
 #include <tuple>
 
 #include "journal/usn_record.h"
@@ -77,8 +78,7 @@ void record_lives::learn_fact(const told_fact& fact, bool born_here) {
             const file_record_view record(fact.data);
             if (!record.in_use()) break;
             if (record.base() != inode_ref{}) {
-                if (fact.kind == fact_kind::image)
-                    m_extensions.push_back({fact.file.number(), fact.lsn, record.base()});
+                if (fact.kind == fact_kind::image) m_extensions.add(fact.file.number(), {fact.lsn, record.base()});
                 break;
             }
             mark(fact.file, fact.lsn, fact.is_birth() ? sign::born : sign::seen);
@@ -94,7 +94,8 @@ void record_lives::learn_fact(const told_fact& fact, bool born_here) {
 }
 
 void record_lives::mark(inode_ref file, std::uint64_t lsn, sign what) {
-    m_marks.push_back({file.number(), lsn, file.sequence(), what});
+    m_marks.add(file.number(), {lsn, file.sequence(), what});
+    if (what == sign::born) m_births.add(file.number(), lsn);
 }
 
 void record_lives::mark_folder(inode_ref file, std::uint64_t lsn) {
@@ -103,32 +104,17 @@ void record_lives::mark_folder(inode_ref file, std::uint64_t lsn) {
 }
 
 void record_lives::seal() {
-    std::ranges::sort(
-        m_marks, {}, [](const life_mark& mark) { return std::tuple(mark.number, mark.lsn, mark.sequence, mark.what); });
-    for (std::uint32_t at = 0; at < m_marks.size();) {
-        const std::uint32_t begin = at;
-        while (at < m_marks.size() && m_marks[at].number == m_marks[begin].number)
-            ++at;
-        m_ranges[m_marks[begin].number] = {begin, at};
-    }
-    if (m_extensions.empty()) return;
-    for (const life_mark& mark : m_marks) {
-        if (mark.what == sign::born) m_births.emplace_back(mark.number, mark.lsn);
-    }
-    std::ranges::stable_sort(m_extensions, {},
-                             [](const extension_mark& mark) { return std::tuple(mark.number, mark.lsn); });
-}
-
-std::span<const record_lives::life_mark> record_lives::marks_of(std::uint64_t number) const {
-    const place_range* const range = m_ranges.find(number);
-    if (range == nullptr) return {};
-    return std::span(m_marks).subspan(range->begin, range->end - range->begin);
+    m_marks.seal([](const life_mark& a, const life_mark& b) {
+        return std::tuple(a.lsn, a.sequence, a.what) < std::tuple(b.lsn, b.sequence, b.what);
+    });
+    m_extensions.seal([](const extension_mark& a, const extension_mark& b) { return a.lsn < b.lsn; });
+    m_births.seal(std::less{});
 }
 
 // What was told of the record last holds until it is given up; then what is told of it next, unless that is a birth.
 // Nothing but a later birth tells nothing of who was there before it: not the MFT either.
 record_holder record_lives::holder_at(std::uint64_t number, std::uint64_t lsn) const {
-    const std::span<const life_mark> marks = marks_of(number);
+    const std::span<const life_mark> marks = m_marks.find(number);
     const auto after = std::ranges::upper_bound(marks, lsn, {}, &life_mark::lsn);
     if (after != marks.begin()) {
         const life_mark& before = *std::prev(after);
@@ -147,16 +133,16 @@ record_holder record_lives::holder_at(std::uint64_t number, std::uint64_t lsn) c
 }
 
 bool record_lives::born_between(std::uint64_t number, std::uint64_t first, std::uint64_t last) const {
-    const auto birth = std::ranges::lower_bound(m_births, std::pair(number, first));
-    return birth != m_births.end() && birth->first == number && birth->second <= last;
+    const std::span<const std::uint64_t> births = m_births.find(number);
+    const auto birth = std::ranges::lower_bound(births, first);
+    return birth != births.end() && *birth <= last;
 }
 
 inode_ref record_lives::base_in_log(std::uint64_t number, std::uint64_t lsn) const {
-    if (m_extensions.empty()) return {};
-    const auto of_number = std::ranges::equal_range(m_extensions, number, {}, &extension_mark::number);
-    if (of_number.empty()) return {};
-    auto mark = std::ranges::upper_bound(of_number, lsn, {}, &extension_mark::lsn);
-    if (mark != of_number.begin()) --mark;
+    const std::span<const extension_mark> marks = m_extensions.find(number);
+    if (marks.empty()) return {};
+    auto mark = std::ranges::upper_bound(marks, lsn, {}, &extension_mark::lsn);
+    if (mark != marks.begin()) --mark;
     const bool earlier = mark->lsn <= lsn;
     const bool reused = earlier ? born_between(number, mark->lsn + 1, lsn) : born_between(number, lsn, mark->lsn - 1);
     return reused ? inode_ref{} : mark->base;
@@ -165,7 +151,7 @@ inode_ref record_lives::base_in_log(std::uint64_t number, std::uint64_t lsn) con
 // Of an extension record its base record; 0 if it is none.
 inode_ref record_lives::base_of(std::uint64_t number, std::uint64_t lsn) const {
     if (const inode_ref base = base_in_log(number, lsn); base != inode_ref{}) return base;
-    if (!marks_of(number).empty()) return {};
+    if (!m_marks.find(number).empty()) return {};
     const inode_record* const extension = record_in_use(m_inodes, number);
     if (extension == nullptr || extension->is_base) return {};
     const inode_record* const base = record_in_use(m_inodes, *extension->base_records.begin());

@@ -3,11 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <utility>
-#include <vector>
 
 #include "events/told_log.h"
 #include "mft/inode_collection.h"
+#include "portable/key_groups.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -39,19 +38,13 @@ public:
 private:
     enum class sign : std::uint8_t { born, died, seen };
     struct life_mark {
-        std::uint64_t number;
         std::uint64_t lsn;
         std::uint16_t sequence;
         sign what;
     };
     struct extension_mark {
-        std::uint64_t number;
         std::uint64_t lsn;
         inode_ref base;
-    };
-    struct place_range {
-        std::uint32_t begin = 0;
-        std::uint32_t end = 0;
     };
 
     void learn(std::span<const told_fact> facts);
@@ -59,7 +52,6 @@ private:
     void mark(inode_ref file, std::uint64_t lsn, sign what);
     void mark_folder(inode_ref file, std::uint64_t lsn);
     void seal();
-    std::span<const life_mark> marks_of(std::uint64_t number) const;
     record_holder holder_at(std::uint64_t number, std::uint64_t lsn) const;
     inode_ref base_of(std::uint64_t number, std::uint64_t lsn) const;
     inode_ref base_in_log(std::uint64_t number, std::uint64_t lsn) const;
@@ -68,12 +60,11 @@ private:
     const _inode_collection& m_inodes;
     const std::uint64_t m_highest_lsn;
     const bool m_guesses_allowed;
-    std::vector<life_mark> m_marks;  // by number, then LSN
-    uni::seeded_map<place_range> m_ranges;
-    std::vector<extension_mark> m_extensions;  // by number, then LSN
-    std::vector<std::pair<std::uint64_t, std::uint64_t>>
-        m_births;                         // number and LSN, in order; where there are extensions
-    uni::seeded_map<bool> m_directories;  // by file reference
+    // All by record number, then LSN.
+    uni::key_groups<life_mark> m_marks;
+    uni::key_groups<extension_mark> m_extensions;
+    uni::key_groups<std::uint64_t> m_births;  // LSNs
+    uni::seeded_map<bool> m_directories;      // by file reference
 };
 
 }  // namespace kest

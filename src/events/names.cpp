@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <tuple>
 
 #include "events/lives.h"
 #include "events/name_order.h"
@@ -42,12 +41,12 @@ name_history::name_history(const told_log& told, const _inode_collection& inodes
     for (const told_fact& fact : told.facts) {
         if (!fact.undone) learn(fact);
     }
-    seal();
+    m_words.seal([](const name_word& a, const name_word& b) { return a.lsn < b.lsn; });
 }
 
 void name_history::learn(const told_fact& fact) {
     const auto add = [this, &fact](sign what, const file_name_view& name) {
-        m_words.push_back({fact.owner, fact.lsn, static_cast<std::uint32_t>(m_words.size()), what, name});
+        m_words.add(fact.owner.value(), {fact.lsn, name, what});
     };
     switch (fact.kind) {
         case fact_kind::entry_added:
@@ -74,17 +73,6 @@ void name_history::learn(const told_fact& fact) {
     }
 }
 
-void name_history::seal() {
-    std::ranges::sort(m_words, {},
-                      [](const name_word& word) { return std::tuple(word.file.value(), word.lsn, word.arrival); });
-    for (std::uint32_t at = 0; at < m_words.size();) {
-        const std::uint32_t begin = at;
-        while (at < m_words.size() && m_words[at].file == m_words[begin].file)
-            ++at;
-        m_ranges[m_words[begin].file.value()] = {begin, at};
-    }
-}
-
 void name_history::number_names(std::span<const name_word> words) {
     m_order.resize(words.size());
     std::iota(m_order.begin(), m_order.end(), 0U);
@@ -100,11 +88,7 @@ void name_history::number_names(std::span<const name_word> words) {
 
 // For each moment: the newest name that is there, else the first one that is told later to have been there, else the
 // one that went last, else any.
-void name_history::replay(file_range& range) {
-    const std::span<const name_word> words = std::span(m_words).subspan(range.begin, range.end - range.begin);
-    range.states = static_cast<std::uint32_t>(m_states.size());
-    m_states.resize(m_states.size() + words.size() + 1);
-    const std::span<name_state> states = std::span(m_states).subspan(range.states);
+void name_history::replay(std::span<const name_word> words, std::span<name_state> states) {
     number_names(words);
 
     // Backwards: of each name the first word that follows.
@@ -151,33 +135,35 @@ void name_history::replay(file_range& range) {
     }
 }
 
-held_name name_history::told_name(std::uint32_t word) const {
-    const file_name_view& name = m_words[word].name;
-    return {.parent = name.parent(), .units = name.name(), .known = known_by::log};
+held_name name_history::told_name(const name_word& word) {
+    return {.parent = word.name.parent(), .units = word.name.name(), .known = known_by::log};
+}
+
+std::span<const name_history::name_state> name_history::states_of(inode_ref file, std::span<const name_word> words) {
+    std::uint32_t& begin = m_states_begin[file.value()];
+    if (begin == 0) {
+        begin = static_cast<std::uint32_t>(m_states.size()) + 1;
+        m_states.resize(m_states.size() + words.size() + 1);
+        replay(words, std::span(m_states).subspan(begin - 1));
+    }
+    return std::span(m_states).subspan(begin - 1, words.size() + 1);
 }
 
 std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn) {
     if (file.number() == root_number) return held_name{.parent = file};
+    const std::span<const name_word> words = m_words.find(file.value());
     name_state state;
-    std::uint32_t first_word = 0;
-    if (const file_range* const known = m_ranges.find(file.value())) {
-        file_range range = *known;
-        if (range.states == none) {
-            replay(range);
-            m_ranges[file.value()] = range;
-        }
-        const auto words = std::span(m_words).subspan(range.begin, range.end - range.begin);
+    if (!words.empty()) {
         const auto after = std::ranges::upper_bound(words, lsn, {}, &name_word::lsn);
-        state = m_states[range.states + static_cast<std::size_t>(after - words.begin())];
-        first_word = range.begin;
+        state = states_of(file, words)[static_cast<std::size_t>(after - words.begin())];
     }
-    if (state.word != none && !state.weak) return told_name(first_word + state.word);
+    if (state.word != none && !state.weak) return told_name(words[state.word]);
     const inode_record* const stored = file.sequence() != 0 ? stored_file(m_inodes, file) : nullptr;
     if (stored != nullptr && !stored->name.empty()) {
         return held_name{.parent = stored->name_parent, .stored = stored->name, .known = known_by::mft};
     }
     if (state.word == none) return std::nullopt;
-    return told_name(first_word + state.word);
+    return told_name(words[state.word]);
 }
 
 }  // namespace kest

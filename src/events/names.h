@@ -10,6 +10,7 @@
 #include "events/told_log.h"
 #include "mft/inode_collection.h"
 #include "mft/record_view.h"
+#include "portable/key_groups.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -35,34 +36,27 @@ public:
 private:
     enum class sign : std::uint8_t { came, went, there };
     struct name_word {
-        inode_ref file;
         std::uint64_t lsn;
-        std::uint32_t arrival;
-        sign what;
         file_name_view name;
+        sign what;
     };
-    // What the words on one file come to. The name holds from the word of the same place on.
+    // What the words on one file come to: ahead of the first, then behind each.
     struct name_state {
         std::uint32_t word = none;
         bool weak = false;  // no more than a name that it got later: the MFT may know better
     };
-    struct file_range {
-        std::uint32_t begin = 0;
-        std::uint32_t end = 0;
-        std::uint32_t states = none;  // where its states begin: that ahead of all words, then one behind each
-    };
     static constexpr std::uint32_t none = 0xFFFF'FFFF;
 
     void learn(const told_fact& fact);
-    void seal();
-    void replay(file_range& range);
+    std::span<const name_state> states_of(inode_ref file, std::span<const name_word> words);
+    void replay(std::span<const name_word> words, std::span<name_state> states);
     void number_names(std::span<const name_word> words);
-    held_name told_name(std::uint32_t word) const;
+    static held_name told_name(const name_word& word);
 
     const _inode_collection& m_inodes;
-    std::vector<name_word> m_words;  // by file, then LSN
-    uni::seeded_map<file_range> m_ranges;
-    std::vector<name_state> m_states;       // of the files that were asked for
+    uni::key_groups<name_word> m_words;             // by file, then LSN
+    std::vector<name_state> m_states;               // of the files that were asked for
+    uni::seeded_map<std::uint32_t> m_states_begin;  // of a file, counted from 1
     std::vector<std::uint32_t> m_name_ids;  // of the words of the file at hand: equal for equal names in one folder
     std::vector<std::uint32_t> m_order;
 };

@@ -20,11 +20,11 @@ public:
     void lay(std::size_t offset, uni::byte_view bytes) { take(offset, bytes, true); }
     void fill(std::size_t offset, uni::byte_view bytes) { take(offset, bytes, false); }
     void fill(const standard_values& other) {
+        if (m_known.all()) return;
         for (std::size_t at = 0; at < size; ++at) {
-            if (m_known[at] || !other.m_known[at]) continue;
-            m_bytes[at] = other.m_bytes[at];
-            m_known[at] = true;
+            if (!m_known[at]) m_bytes[at] = other.m_bytes[at];
         }
+        m_known |= other.m_known;
     }
 
     bool knows_all() const { return m_known.all(); }
@@ -44,10 +44,16 @@ public:
 private:
     void take(std::size_t offset, uni::byte_view bytes, bool replace) {
         const uni::byte_view inside = bytes.slice(0, size - std::min(size, offset));
-        for (const std::uint8_t byte : inside.bytes()) {
-            if (replace || !m_known[offset]) m_bytes[offset] = byte;
-            m_known[offset++] = true;
+        if (inside.empty()) return;
+        const std::bitset<size> range = (~std::bitset<size>{} >> (size - inside.size())) << offset;
+        if (replace || (m_known & range).none()) {
+            std::ranges::copy(inside.bytes(), m_bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+        } else if ((m_known & range) != range) {
+            for (std::size_t at = 0; at < inside.size(); ++at) {
+                if (!m_known[offset + at]) m_bytes[offset + at] = inside.u8(at);
+            }
         }
+        m_known |= range;
     }
 
     std::array<std::uint8_t, size> m_bytes{};

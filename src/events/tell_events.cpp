@@ -41,12 +41,16 @@ uni::seeded_map<bool> find_journals(const told_log& told, const log_store& log) 
     return journals;
 }
 
+bool comes_before(const placed_event& a, const placed_event& b) {
+    return a.told.lsn != b.told.lsn ? a.told.lsn < b.told.lsn : a.rank < b.rank;
+}
+
 class event_teller {
 public:
-    event_teller(const log_store& log, const _inode_collection& inodes, const event_settings& settings,
+    event_teller(const log_store& log, const _inode_collection& inodes, bool guesses_allowed,
                  const event_listener& listener, const event_progress& progress)
-        : m_told(gather_facts(log, settings.place)),
-          m_lives(m_told, inodes, settings.guesses_allowed),
+        : m_told(gather_facts(log)),
+          m_lives(m_told, inodes, guesses_allowed),
           m_names(with_owners(m_told, m_lives), inodes),
           m_paths(m_names),
           m_standard(log, m_told, m_memory, inodes),
@@ -87,9 +91,7 @@ private:
             tell_file(transaction, times, {begin, end});
             begin = end;
         }
-        std::ranges::stable_sort(m_events, [](const placed_event& a, const placed_event& b) {
-            return a.told.lsn != b.told.lsn ? a.told.lsn < b.told.lsn : a.rank < b.rank;
-        });
+        if (!std::ranges::is_sorted(m_events, comes_before)) std::ranges::stable_sort(m_events, comes_before);
         for (const placed_event& event : m_events) {
             if (!event.told.of_system) m_listener(event.told);
         }
@@ -164,9 +166,9 @@ private:
 
 }  // namespace
 
-void tell_events(const log_store& log, const _inode_collection& inodes, const event_settings& settings,
+void tell_events(const log_store& log, const _inode_collection& inodes, bool guesses_allowed,
                  const event_listener& listener, const event_progress& progress) {
-    event_teller(log, inodes, settings, listener, progress).run();
+    event_teller(log, inodes, guesses_allowed, listener, progress).run();
 }
 
 }  // namespace kest

@@ -14,7 +14,9 @@ using namespace operation_code;
 
 class fact_gatherer {
 public:
-    fact_gatherer(const log_store& log, const mft_place& place) : m_log(log), m_place(place) {}
+    explicit fact_gatherer(const log_store& log) : m_log(log) {
+        m_told.facts.reserve(log.entries.size());  // more than there are; what is not written to costs nothing
+    }
 
     told_log run() {
         for (const chain_head& head : m_log.chain_heads)
@@ -41,7 +43,7 @@ private:
         const log_entry& entry = m_log.entries[position];
         note_operation(entry);
         if (entry.undo_op == compensation_log_record) return take_back(entry);
-        const record_fact fact = proved_fact(entry, m_place);
+        const record_fact fact = proved_fact(entry, m_log.place);
         if (fact.kind == fact_kind::none) return;
         const auto place = static_cast<std::uint32_t>(m_told.facts.size());
         told_fact& told = m_told.facts.emplace_back();
@@ -96,7 +98,6 @@ private:
     }
 
     const log_store& m_log;
-    const mft_place& m_place;
     told_log m_told;
     told_transaction m_transaction;
     std::uint32_t m_number = 0;                 // of the transaction, from 1
@@ -112,8 +113,8 @@ bool told_fact::is_birth() const {
     return record.in_use() && record.base() == inode_ref{};
 }
 
-told_log gather_facts(const log_store& log, const mft_place& place) {
-    return fact_gatherer(log, place).run();
+told_log gather_facts(const log_store& log) {
+    return fact_gatherer(log).run();
 }
 
 }  // namespace kest

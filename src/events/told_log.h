@@ -48,6 +48,6 @@ struct told_log {
     }
 };
 
-told_log gather_facts(const log_store& log, const mft_place& place);
+told_log gather_facts(const log_store& log);
 
 }  // namespace kest

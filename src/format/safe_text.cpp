@@ -47,10 +47,21 @@ void append_word(std::string& out, char32_t code) {
     }
 }
 
+// Whether the byte is no beginning of anything special.
+constexpr bool is_plain(char c, bool quoted) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    if (quoted && (c == '"' || c == '\\')) return false;
+    return byte >= 0x20 && byte != 0x7F && byte != 0xC2 && byte != 0xE2;
+}
+
 void append(std::string& out, std::string_view text, bool quoted) {
     for (std::size_t at = 0; at < text.size();) {
-        const special found = leading_special(text.substr(at));
-        if (found.length != 0) {
+        const std::size_t plain = at;
+        while (at < text.size() && is_plain(text[at], quoted))
+            ++at;
+        out.append(text, plain, at - plain);
+        if (at == text.size()) return;
+        if (const special found = leading_special(text.substr(at)); found.length != 0) {
             append_word(out, found.code);
             at += found.length;
             continue;

@@ -8,6 +8,7 @@
 
 #include "logfile/carry_buffer.h"
 #include "logfile/log_entry.h"
+#include "logfile/mft_place.h"
 #include "logfile/page.h"
 #include "mft/inode_record.h"
 #include "portable/byte_block.h"
@@ -15,8 +16,6 @@
 #include "portable/ordered_index.h"
 
 namespace kest {
-
-inline constexpr std::uint32_t usual_cluster_size = 4096;  // bytes
 
 // The head of a client chain, and where its members stand in `log_store::chain_members`.
 struct chain_head {
@@ -53,8 +52,7 @@ struct log_store {
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
     carry_buffer carry;
 
-    // Of the volume, in bytes: what record numbers are reckoned with. Set behind the scan.
-    std::uint32_t cluster_size = usual_cluster_size;
+    mft_place place;  // what record numbers are reckoned with; set behind the scan
 
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;

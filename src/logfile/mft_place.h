@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-#include "logfile/log_store.h"
+#include "logfile/log_entry.h"
 
 namespace kest {
+
+inline constexpr std::uint32_t usual_cluster_size = 4096;  // bytes
 
 // What it takes to tell the file record that a log record writes to: it names a cluster and a block of 512 bytes.
 // Bytes.
@@ -17,17 +18,17 @@ struct mft_place {
 // A power of two from 512 bytes to 2 MiB.
 bool is_cluster_size(std::uint64_t size);
 
-// The cluster size that the log tells: a new file record holds its own number beside the place that it goes to. The
-// size that most records agree on, the smaller one on a tie; nothing if none tells it.
-std::optional<std::uint32_t> told_cluster_size(const log_store& log);
+// The size of the block that a log record writes to, if that is the size of a file record. 0 if not: logs of older
+// systems tell it nowhere.
+std::uint32_t stated_record_size(const log_entry& entry);
 
-// The size that most file records in the log state; the usual one if none does.
-std::uint32_t told_record_size(const log_store& log);
+// Where the block lies in its cluster. Bytes.
+std::uint64_t place_in_cluster(const log_entry& entry);
 
 // The number of the file record at the place that a log record names; 0 for one that no volume can have.
 std::uint64_t file_record_at(const log_entry& entry, const mft_place& place);
 
-// The same as rows tell it, for records that `record_has_inode`; 0 also for what they cannot tell.
-std::uint64_t record_inode(const log_entry& entry, std::uint32_t cluster_size);
+// The same as rows tell it; 0 also for a record whose target they do not take for a file record.
+std::uint64_t record_inode(const log_entry& entry, const mft_place& place);
 
 }  // namespace kest

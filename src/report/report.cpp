@@ -54,12 +54,9 @@ void log_report::report_entries(evidence& stores) {
 void log_report::report_events(const evidence& stores, std::string_view log_path) {
     if (!m_rows) return;
     event_rows rows(m_options, log_path, *m_rows);
-    const event_settings settings = {
-        .place = {.cluster_size = stores.log.cluster_size, .record_size = told_record_size(stores.log)},
-        .guesses_allowed = m_options.guesses_allowed};
     entry_progress progress;
     tell_events(
-        stores.log, stores.inodes, settings, [&rows](const event& told) { rows.tell(told); },
+        stores.log, stores.inodes, m_options.guesses_allowed, [&rows](const event& told) { rows.tell(told); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
         });

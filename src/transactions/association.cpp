@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "format/number.h"
-#include "logfile/mft_place.h"
 
 namespace kest {
 
@@ -52,8 +51,7 @@ const file_tie& association::associate_entry(const log_entry& entry, const entry
 
     std::uint64_t number = info.inode.number();
     if (number == 0)
-        number = record_inode(entry, m_stores.log.cluster_size) &
-                 inode_ref::number_mask;  // serves the search, is not stored
+        number = record_inode(entry, m_stores.log.place) & inode_ref::number_mask;  // serves the search, is not stored
     if (number == 0) {
         if (const auto found = m_stores.mft.inodes_by_lsn.find(entry.this_lsn)) {
             number = m_inodes.records[*found].inode;

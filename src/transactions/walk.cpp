@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "logfile/mft_place.h"
 #include "operations/operation_table.h"
 #include "transactions/entry_progress.h"
 #include "transactions/running_time.h"
@@ -211,7 +210,7 @@ private:
         const inode_ref named = member.info.inode;
         if (named.number() != 0) return named;
         if (!record_has_inode(entry)) return std::nullopt;
-        const std::uint64_t number = record_inode(entry, m_stores.log.cluster_size);
+        const std::uint64_t number = record_inode(entry, m_stores.log.place);
         if (number == 0 && entry.get(record_layout::target_vcn) == 0) return std::nullopt;
         return inode_ref(number, named.sequence());
     }
