@@ -141,9 +141,8 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
 
 std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const std::int64_t read = collection.mft_file.read_at(bytes, record.disk_offset);
-    if (read != static_cast<std::int64_t>(bytes.size()) || !is_file_record(std::span<const std::uint8_t>(bytes)))
-        return {};
+    const bool whole = collection.mft_file.read_at(bytes, record.disk_offset).bytes == bytes.size();
+    if (!whole || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
 }
