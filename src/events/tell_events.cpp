@@ -11,12 +11,33 @@ namespace kest {
 
 namespace {
 
+// What was undone tells nothing of who held a record, so where nothing else does, the rest of its transaction answers.
+void complete_undone(std::span<told_fact> facts) {
+    uni::seeded_map<std::uint16_t> sequences;  // by record number
+    for (const told_fact& fact : facts) {
+        if (fact.owner.sequence() != 0) sequences[fact.owner.number()] = fact.owner.sequence();
+    }
+    for (told_fact& fact : facts) {
+        if (!fact.undone || fact.owner.sequence() != 0) continue;
+        const std::uint16_t* const sequence = sequences.find(fact.owner.number());
+        if (sequence == nullptr) continue;
+        fact.owner.set_sequence(*sequence);
+        fact.source = owner_source::log;
+    }
+}
+
 // Comes first: names and everything behind them go by the file that a fact is about.
 const told_log& with_owners(told_log& told, const record_lives& lives) {
-    for (told_fact& fact : told.facts) {
-        const record_holder holder = lives.owner_of(fact);
-        fact.owner = holder.file;
-        fact.source = holder.source;
+    for (const told_transaction& transaction : told.transactions) {
+        const auto facts = std::span(told.facts).subspan(transaction.first_fact, transaction.fact_count);
+        bool incomplete = false;
+        for (told_fact& fact : facts) {
+            const record_holder holder = lives.owner_of(fact);
+            fact.owner = holder.file;
+            fact.source = holder.source;
+            incomplete = incomplete || (fact.undone && fact.owner.sequence() == 0);
+        }
+        if (incomplete) complete_undone(facts);
     }
     return told;
 }

@@ -6,6 +6,7 @@
 
 #include "logfile/log_store.h"
 #include "operations/record_fact.h"
+#include "portable/large_pages.h"
 
 namespace kest {
 
@@ -40,7 +41,7 @@ struct told_transaction {
 // The facts of all transactions that leave any. They show the log's bytes.
 struct told_log {
     std::vector<told_transaction> transactions;  // by their first LSN
-    std::vector<told_fact> facts;                // transaction after transaction, in the order of the steps
+    uni::large_vector<told_fact> facts;          // transaction after transaction, in the order of the steps
     std::uint64_t highest_lsn = 0;
 
     std::span<const told_fact> facts_of(const told_transaction& told) const {

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "portable/large_pages.h"
 #include "portable/seeded_map.h"
 
 namespace uni {
@@ -63,8 +64,8 @@ private:
 
     seeded_map<std::uint32_t> m_groups;  // by key, from 1
     std::vector<std::uint32_t> m_ends;   // of each group: how many values there are, then where they end
-    std::vector<arrival> m_arrived;
-    std::vector<value> m_values;
+    large_vector<arrival> m_arrived;
+    large_vector<value> m_values;
 };
 
 }  // namespace uni
