@@ -2,11 +2,12 @@
 
 _kest() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local options='-alias -aliaspath -append -base10 -base16 -bodyfile -cmd_start_time -cmd_stop_time -cpu -cpuinst -csv
-        -csv_separator -csvgen -csvl2t -cut -dateformat -diags -enumdir -filter -filter_path -filter_sig -fragment_files -gzip
-        -h -help --help --help-all -hostname -jrnlfile -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs
-        -offset -out -outdir -outfile -pair_datetime -pipe -profile -quiet -separate_files -showall_inodes -signal
-        -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat -undo -username -v -verbose --version -xml -zlib -zlibex'
+    local options='--help --help-all --version -alias -aliaspath -append -base10 -base16 -bodyfile -cluster_size -cmd_start_time
+        -cmd_stop_time -cpu -cpuinst -csv -csv_separator -csvgen -csvl2t -cut -dateformat -diags -enumdir -events
+        -filter -filter_path -filter_sig -fragment_files -gzip -h -help -hostname -jrnlfile -l2 -l3 -log -mftfile
+        -multiline -no_guesses -no_whitespace -num_subdirs -offset -out -outdir -outfile -pair_datetime -pipe -profile
+        -quiet -separate_files -showall_inodes -signal -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat
+        -undo -username -v -verbose -xml -zlib -zlibex'
     local words=
     case ${previous,,} in
     -log | -mftfile | -jrnlfile | -out | -outfile | -diags | -filter_path)
@@ -22,6 +23,7 @@ _kest() {
     -dateformat) words='yyyy-mm-dd mm/dd/yyyy dd/mm/yyyy dd-mmm-yyyy' ;;
     -timeformat) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
     -csv_separator) words='tab' ;;
+    -cluster_size) words='auto 512 1024 2048 4096 8192 65536 2097152' ;;
     -num_subdirs) words='0 1 2 3 5 10' ;;
     *) words=$options ;;
     esac

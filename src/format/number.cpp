@@ -92,4 +92,16 @@ void append_dump(std::string& out, uni::byte_view bytes) {
     }
 }
 
+void append_guid(std::string& out, uni::byte_view guid) {
+    append_hex(out, guid.u32(0), 8, false);
+    out += '-';
+    append_hex(out, guid.u16(4), 4, false);
+    out += '-';
+    append_hex(out, guid.u16(6), 4, false);
+    for (std::size_t at = 8; at < guid_size; ++at) {
+        if (at == 8 || at == 10) out += '-';
+        append_hex(out, guid.u8(at), 2, false);
+    }
+}
+
 }  // namespace kest

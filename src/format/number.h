@@ -32,4 +32,8 @@ char* put_hex(char* at, std::uint64_t value, std::size_t width);
 // Two upper-case hexadecimal digits a byte, "-" between two bytes and none behind the last.
 void append_dump(std::string& out, uni::byte_view bytes);
 
+// A GUID as it is written among people, of its 16 bytes; in lower case.
+constexpr std::size_t guid_size = 16;
+void append_guid(std::string& out, uni::byte_view guid);
+
 }  // namespace kest

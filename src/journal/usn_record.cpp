@@ -1,6 +1,5 @@
 #include "journal/usn_record.h"
 
-#include "format/flag_words.h"
 #include "portable/utf16.h"
 
 namespace kest {
@@ -22,45 +21,51 @@ constexpr usn_layout layouts[] = {
 };
 // clang-format on
 
-constexpr std::uint32_t reason_deleted = 1U << 9;
-constexpr std::uint32_t reason_closed = 1U << 31;
-constexpr std::uint32_t attribute_system = 1U << 2;
-constexpr std::uint32_t attribute_directory = 1U << 4;
-
 constexpr std::string_view no_reason = "unk";
 constexpr std::string_view no_attribute = "unk";
 constexpr std::string_view no_source = "-";
 
-constexpr flag_word reason_words[] = {
+constexpr flag_word reason_rows[] = {
     {1U << 0, "data_overwritten"},
-    {1U << 1, "data_appended"},
-    {1U << 2, "data_truncated"},
+    {usn_reasons::appended, "data_appended"},
+    {usn_reasons::truncated, "data_truncated"},
     {1U << 4, "ads_data_overwritten"},
-    {1U << 5, "ads_data_appended"},
-    {1U << 6, "ads_data_truncated"},
-    {1U << 8, "file_created"},
-    {reason_deleted, "file_deleted"},
+    {usn_reasons::stream_appended, "ads_data_appended"},
+    {usn_reasons::stream_truncated, "ads_data_truncated"},
+    {usn_reasons::created, "file_created"},
+    {usn_reasons::deleted, "file_deleted"},
     {1U << 10, "extended_attrib_changed"},
     {1U << 11, "access_changed"},
-    {1U << 12, "file_old_name"},
-    {1U << 13, "file_new_name"},
+    {usn_reasons::old_name, "file_old_name"},
+    {usn_reasons::new_name, "file_new_name"},
     {1U << 14, "context_indexed_changed"},
-    {1U << 15, "basic_info_changed"},
-    {1U << 16, "hardlink_changed"},
+    {usn_reasons::basic_info, "basic_info_changed"},
+    {usn_reasons::hard_link, "hardlink_changed"},
     {1U << 17, "compression_changed"},
     {1U << 18, "encryption_changed"},
-    {1U << 19, "objid_changed"},
-    {1U << 20, "reparse_changed"},
-    {1U << 21, "ads_added_or_deleted"},
-    {reason_closed, "file_closed"},
+    {usn_reasons::object_id, "objid_changed"},
+    {usn_reasons::reparse_point, "reparse_changed"},
+    {usn_reasons::stream, "ads_added_or_deleted"},
+    {usn_reasons::closed, "file_closed"},
 };
 
 // Of the attributes as a journal record has them. File records have a vocabulary of their own.
 constexpr flag_word attribute_words[] = {
-    {1U << 0, "readonly"},     {1U << 1, "hidden"},     {attribute_system, "system"}, {attribute_directory, "dir"},
-    {1U << 5, "archive"},      {1U << 6, "device"},     {1U << 7, "normal"},          {1U << 8, "temp"},
-    {1U << 9, "sparse"},       {1U << 10, "symlink"},   {1U << 11, "compressed"},     {1U << 12, "offline"},
-    {1U << 13, "not_indexed"}, {1U << 14, "encrypted"}, {1U << 16, "virtual"},
+    {1U << 0, "readonly"},
+    {1U << 1, "hidden"},
+    {usn_attributes::system, "system"},
+    {usn_attributes::directory, "dir"},
+    {1U << 5, "archive"},
+    {1U << 6, "device"},
+    {1U << 7, "normal"},
+    {1U << 8, "temp"},
+    {1U << 9, "sparse"},
+    {1U << 10, "symlink"},
+    {1U << 11, "compressed"},
+    {1U << 12, "offline"},
+    {1U << 13, "not_indexed"},
+    {1U << 14, "encrypted"},
+    {1U << 16, "virtual"},
 };
 
 constexpr flag_word source_words[] = {
@@ -75,18 +80,22 @@ bool take_details(inode_record& record, const usn_record& told) {
     record.si_times.modified = told.get(&usn_layout::time);
     if (!told.reaches(&usn_layout::file_attributes)) return false;
     const std::uint32_t attributes = told.get(&usn_layout::file_attributes);
-    if ((attributes & attribute_directory) != 0) {
+    if ((attributes & usn_attributes::directory) != 0) {
         record.is_directory = true;
         record.flags |= inode_flags::directory;
     }
-    if ((attributes & attribute_system) != 0) record.flags |= inode_flags::system;
-    if ((told.get(&usn_layout::reason) & reason_deleted) == 0) record.flags |= inode_flags::in_use;
+    if ((attributes & usn_attributes::system) != 0) record.flags |= inode_flags::system;
+    if ((told.get(&usn_layout::reason) & usn_reasons::deleted) == 0) record.flags |= inode_flags::in_use;
     if (!told.reaches(&usn_layout::name)) return false;
     record.name = uni::utf16_text(told.name());
     return true;
 }
 
 }  // namespace
+
+std::span<const flag_word> reason_words() {
+    return reason_rows;
+}
 
 std::optional<usn_record> read_usn_record(uni::byte_view bytes) {
     const std::uint32_t version = bytes.get(major_version);
@@ -114,8 +123,8 @@ bool parse_usn_record(inode_record& record, uni::byte_view bytes) {
 }
 
 void append_reason_text(std::string& out, std::uint32_t reason, bool with_close) {
-    const std::uint32_t shown = with_close ? reason : reason & ~reason_closed;
-    if (!append_flag_words(out, shown, reason_words, "; ") && with_close) out += no_reason;
+    const std::uint32_t shown = with_close ? reason : reason & ~usn_reasons::closed;
+    if (!append_flag_words(out, shown, reason_rows, "; ") && with_close) out += no_reason;
 }
 
 std::string reason_text(std::uint32_t reason, bool with_close) {

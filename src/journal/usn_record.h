@@ -2,12 +2,37 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
+#include "format/flag_words.h"
 #include "mft/inode_record.h"
 #include "portable/byte_view.h"
 
 namespace kest {
+
+// Bits of a reason mask that mean something to the program; all others are words alone.
+namespace usn_reasons {
+inline constexpr std::uint32_t appended = 1U << 1;
+inline constexpr std::uint32_t truncated = 1U << 2;
+inline constexpr std::uint32_t stream_appended = 1U << 5;
+inline constexpr std::uint32_t stream_truncated = 1U << 6;
+inline constexpr std::uint32_t created = 1U << 8;
+inline constexpr std::uint32_t deleted = 1U << 9;
+inline constexpr std::uint32_t old_name = 1U << 12;
+inline constexpr std::uint32_t new_name = 1U << 13;
+inline constexpr std::uint32_t basic_info = 1U << 15;
+inline constexpr std::uint32_t hard_link = 1U << 16;
+inline constexpr std::uint32_t object_id = 1U << 19;
+inline constexpr std::uint32_t reparse_point = 1U << 20;
+inline constexpr std::uint32_t stream = 1U << 21;
+inline constexpr std::uint32_t closed = 1U << 31;
+}  // namespace usn_reasons
+
+namespace usn_attributes {
+inline constexpr std::uint32_t system = 1U << 2;
+inline constexpr std::uint32_t directory = 1U << 4;
+}  // namespace usn_attributes
 
 // Where a change journal record (USN record) of one major version keeps its fields, in bytes from the record's start;
 // 0 where the version has no such field. Versions 3 and 4 hold 128-bit references, of which the first eight bytes are
@@ -79,6 +104,9 @@ inline bool is_usn_record(uni::byte_view bytes) {
 // Takes what one journal record says of its file. `bytes` may end within the record: false then, with `record`
 // filled as far as it got.
 bool parse_usn_record(inode_record& record, uni::byte_view bytes);
+
+// The word of each reason, by bit.
+std::span<const flag_word> reason_words();
 
 // The words of a reason mask, joined by "; ". With `with_close` the close bit has a word too, and a mask without
 // a word is "unk".

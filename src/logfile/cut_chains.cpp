@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <vector>
 
 #include "logfile/log_store.h"
 
@@ -6,31 +7,45 @@ namespace kest {
 
 namespace {
 
-std::vector<std::uint64_t> linked_lsns(const log_store& store) {
-    std::vector<std::uint64_t> lsns;
-    lsns.reserve(store.chain_heads.size() + store.chain_members.size());
+// Calls `visit` for each record in a chain.
+template <class visitor>
+void for_each_linked(const log_store& store, visitor&& visit) {
     for (const chain_head& head : store.chain_heads)
-        lsns.push_back(head.lsn);
+        visit(head.entry);
     for (const std::uint32_t member : store.chain_members)
-        lsns.push_back(store.entries[member].this_lsn);
-    std::ranges::sort(lsns);
-    return lsns;
+        visit(member);
+}
+
+// The records without a chain, of which a record in a chain has the LSN of none. Few as a rule.
+std::vector<std::uint32_t> lost_records(const log_store& store) {
+    std::vector<bool> linked(store.entries.size());
+    for_each_linked(store, [&linked](std::uint32_t position) { linked[position] = true; });
+    uni::sealed_index loose;  // key: LSN
+    for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
+        if (!linked[position]) loose.add(store.entries[position].this_lsn, position);
+    }
+    if (loose.empty()) return {};
+    loose.seal_unique();
+    std::vector<bool> told(loose.size());
+    std::size_t near = 0;
+    for_each_linked(store, [&](std::uint32_t position) {
+        if (loose.find_near(store.entries[position].this_lsn, near) != nullptr) told[near] = true;
+    });
+    std::vector<std::uint32_t> lost;
+    for (std::size_t at = 0; at < loose.size(); ++at) {
+        if (!told[at]) lost.push_back(loose.entries()[at].position);
+    }
+    return lost;
 }
 
 // Records without a chain, and the chains that they make.
 class cut_linker {
 public:
     explicit cut_linker(log_store& store) : m_store(store), m_taken(store.entries.size()) {
-        const std::vector<std::uint64_t> linked = linked_lsns(store);
-        for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
-            const std::uint64_t lsn = store.entries[position].this_lsn;
-            if (!std::ranges::binary_search(linked, lsn)) m_lost.add(lsn, position);
-        }
-        m_lost.seal_unique();
+        std::vector<std::uint32_t> in_file = lost_records(store);
+        for (const std::uint32_t position : in_file)
+            m_lost.add(store.entries[position].this_lsn, position);
         // In the order of the file, so that of two with one predecessor the first follows it.
-        std::vector<std::uint32_t> in_file;
-        for (const uni::index_entry& lost : m_lost.entries())
-            in_file.push_back(lost.position);
         std::ranges::sort(in_file);
         for (const std::uint32_t position : in_file)
             m_by_previous.add(store.entries[position].client_previous_lsn, position);

@@ -21,13 +21,15 @@ constexpr bool targets_index_buffer(std::uint16_t operation) {
 constexpr std::uint16_t small_record = 2;
 constexpr std::uint16_t large_record = 8;
 
-// Kept: only whole file records of 1024 bytes are told apart; any other place in the cluster counts as its first.
-constexpr std::uint64_t file_record_in_cluster(std::uint16_t sectors) {
-    return sectors == 2 || sectors == 4 || sectors == 6 ? sectors / 2U : 0U;
-}
-
 bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t length, uni::byte_view payload) {
     return operation != operation_code::noop && offset >= client_header_size && length != 0 && !payload.empty();
+}
+
+uni::byte_view stated_window(const log_entry& entry, std::uint16_t operation, std::uint16_t offset,
+                             std::uint16_t length) {
+    const uni::byte_view payload = entry.payload();
+    if (!has_data(operation, offset, length, payload)) return {};
+    return payload.slice(offset - client_header_size, length);
 }
 
 }  // namespace
@@ -75,18 +77,17 @@ bool undo_data(const log_entry& entry, data_window& out) {
     return true;
 }
 
+uni::byte_view exact_redo(const log_entry& entry) {
+    return stated_window(entry, entry.redo_op, entry.get(redo_offset), entry.get(redo_length));
+}
+
+uni::byte_view exact_undo(const log_entry& entry) {
+    return stated_window(entry, entry.undo_op, entry.get(undo_offset), entry.get(undo_length));
+}
+
 bool record_has_inode(const log_entry& entry) {
     const std::uint16_t block = entry.get(target_block_size);
     return (block == small_record || block == large_record) && !targets_index_buffer(entry.redo_op);
-}
-
-// Kept: reckons with clusters of 4096 bytes, whatever the volume has, and cannot tell the file records of the
-// first cluster apart from record 0.
-std::uint64_t record_inode(const log_entry& entry) {
-    const std::uint64_t vcn = entry.get(target_vcn);
-    if (vcn == 0 || !record_has_inode(entry)) return 0;
-    const std::uint64_t per_cluster = entry.get(target_block_size) == small_record ? large_record / small_record : 1;
-    return file_record_in_cluster(entry.get(cluster_block_offset)) + per_cluster * vcn;
 }
 
 }  // namespace kest

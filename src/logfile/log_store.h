@@ -8,6 +8,7 @@
 
 #include "logfile/carry_buffer.h"
 #include "logfile/log_entry.h"
+#include "logfile/mft_place.h"
 #include "logfile/page.h"
 #include "mft/inode_record.h"
 #include "portable/byte_block.h"
@@ -50,6 +51,8 @@ struct log_store {
     // The walk's state between pages.
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
     carry_buffer carry;
+
+    mft_place place;  // what record numbers are reckoned with; set behind the scan
 
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;

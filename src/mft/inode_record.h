@@ -36,11 +36,12 @@ struct inode_record {
     bool in_use = false;
     bool is_base = false;               // read as a complete base record
     std::uint32_t flags = 0;            // inode_flags, and whatever else the file record header says
-    std::uint32_t file_attributes = 0;  // from $STANDARD_INFORMATION; nothing asks for them yet
+    std::uint32_t file_attributes = 0;  // from $STANDARD_INFORMATION
     // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
     // few.
     uni::small_set<inode_ref> parents = {};
     std::string name = {};       // UTF-8
+    inode_ref name_parent = {};  // the parent of that name, on a record read from an MFT
     std::string alt_name = {};   // a second name seen for the same file reference
     uni::shared_text path = {};  // directories only, ends in its separator; set by `build_paths`
     // On an extension record: its base record. On a base record: the extension records that were read.

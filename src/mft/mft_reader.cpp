@@ -142,6 +142,14 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     return file.is_open();
 }
 
+std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
+    std::vector<std::uint8_t> bytes(collection.record_size);
+    const bool whole = collection.mft_file.read_at(bytes, record.disk_offset).bytes == bytes.size();
+    if (!whole || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
+    repair_sectors(bytes);
+    return bytes;
+}
+
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,
                       const mft_progress& progress) {
     const auto as_far_as_memory_goes = [&collection](auto&& step) {

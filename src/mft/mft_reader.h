@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "mft/inode_collection.h"
 
@@ -16,6 +17,9 @@ inline constexpr std::uint32_t index_allocation = 1;  // keep the runs of $INDEX
 // `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
 // does not begin with a file record.
 [[nodiscard]] bool load_mft(_inode_collection& collection, const std::string& path);
+
+// The bytes of a record that was read from the open MFT, repaired. Empty if they are not there any more.
+std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record);
 
 // Called for each stored record, before it is indexed: record, position in the store, record number.
 using mft_record_callback = std::function<void(inode_record&, std::uint32_t, std::uint64_t)>;

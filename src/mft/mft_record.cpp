@@ -25,20 +25,6 @@ constexpr std::uint32_t sector_size = 512;  // bytes
 constexpr std::size_t most_extensions = 1024;  // read for one record, failed reads among them
 constexpr unsigned deepest_list = 32;
 
-// The words that the sector ends held. Kept: what is replaced is not compared with the update sequence number, so a
-// record with a torn sector is taken as it is.
-void repair_sectors(std::span<std::uint8_t> bytes) {
-    const uni::byte_view view = bytes;
-    const std::uint32_t words = view.get(usa_count);
-    for (std::uint32_t word = 1; word < words; ++word) {
-        const std::size_t place = std::size_t{sector_size} * word - 2;
-        if (!view.has(place, 2)) return;
-        const std::uint16_t held = view.u16(usa_begin + 2 * word);
-        bytes[place] = static_cast<std::uint8_t>(held & 0xFF);
-        bytes[place + 1] = static_cast<std::uint8_t>(held >> 8);
-    }
-}
-
 // Reads one file record with all that its attribute lists name.
 class record_parser {
 public:
@@ -145,6 +131,7 @@ private:
                              .created = value.get(created)};
         if (m_record.allocated_size == 0) m_record.allocated_size = value.get(allocated_size);
         if (m_record.real_size == 0) m_record.real_size = value.get(real_size);
+        m_record.name_parent = inode_ref(value.get(parent));
         m_record.name.clear();
         uni::append_utf16_text(m_record.name, value.slice(name, std::uint64_t{2} * value.get(name_length)));
     }
@@ -194,6 +181,20 @@ private:
 };
 
 }  // namespace
+
+// Kept: what is replaced is not compared with the update sequence number, so a
+// record with a torn sector is taken as it is.
+void repair_sectors(std::span<std::uint8_t> bytes) {
+    const uni::byte_view view = bytes;
+    const std::uint32_t words = view.get(usa_count);
+    for (std::uint32_t word = 1; word < words; ++word) {
+        const std::size_t place = std::size_t{sector_size} * word - 2;
+        if (!view.has(place, 2)) return;
+        const std::uint16_t held = view.u16(usa_begin + 2 * word);
+        bytes[place] = static_cast<std::uint8_t>(held & 0xFF);
+        bytes[place + 1] = static_cast<std::uint8_t>(held >> 8);
+    }
+}
 
 bool is_file_record(uni::byte_view bytes) {
     return bytes.get(signature) == file_signature && bytes.get(usa_offset) == usa_begin &&

@@ -15,6 +15,9 @@ namespace kest {
 // Bytes of a file record, from its update sequence array; 0 if it is none.
 std::uint32_t file_record_size(uni::byte_view bytes);
 
+// Gives the sectors of a file record back the words that its update sequence array holds for them.
+void repair_sectors(std::span<std::uint8_t> bytes);
+
 // Fills `record` from the file record in `bytes`, and from the extension records that its attribute lists name. The
 // sector ends are repaired in place. False if the bytes are no file record, or one that leads nowhere: without a name
 // and without a base record.

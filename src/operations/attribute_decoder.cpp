@@ -12,8 +12,6 @@ namespace {
 
 using namespace attribute_layout;
 
-constexpr std::uint32_t highest_type = 1024;
-
 struct value_row {
     value_decoder decode;
     std::uint32_t type;
@@ -99,7 +97,7 @@ void decode_resident_value(entry_info& info, const fragment& record, const text_
 bool decode_attribute(entry_info& info, const fragment& attribute, const text_style& style) {
     const uni::byte_view bytes = attribute.bytes;
     if (!attribute.partial && bytes.size() < resident_header_size) return false;
-    if (bytes.get(type) - 1U >= highest_type) return false;  // 0 wraps round
+    if (bytes.get(type) - 1U >= attribute_type::highest) return false;  // 0 wraps round
     const fragment record = beginning_of(bytes, attribute.partial || bytes.size() < bytes.get(record_length));
     if (bytes.get(nonresident) == 1) {
         info.details.open_group(attribute_name(bytes.get(type)));

@@ -90,34 +90,10 @@ private:
     bool m_partial;
 };
 
-constexpr std::size_t guid_size = 16;
-
 void write_guid(details_writer& details, std::string_view key, uni::byte_view guid) {
-    std::string& out = details.begin_field(key);
-    append_hex(out, guid.u32(0), 8, false);
-    out += '-';
-    append_hex(out, guid.u16(4), 4, false);
-    out += '-';
-    append_hex(out, guid.u16(6), 4, false);
-    for (std::size_t at = 8; at < guid_size; ++at) {
-        if (at == 8 || at == 10) out += '-';
-        append_hex(out, guid.u8(at), 2, false);
-    }
+    append_guid(details.begin_field(key), guid);
     details.end_field();
 }
-
-// Layout of a $REPARSE_POINT value. Lengths in bytes, offsets from the path buffer's start.
-namespace reparse_layout {
-constexpr uni::field<std::uint32_t> tag{0};
-constexpr uni::field<std::uint16_t> data_length{4};
-constexpr uni::field<std::uint16_t> substitute_offset{8};
-constexpr uni::field<std::uint16_t> substitute_length{10};
-constexpr uni::field<std::uint16_t> print_offset{12};
-constexpr uni::field<std::uint16_t> print_length{14};
-constexpr std::uint32_t path_buffer = 16;
-constexpr std::uint32_t link_path_buffer = 20;  // a symbolic link has flags in between
-constexpr std::uint32_t symbolic_link = 0xA000000C;
-}  // namespace reparse_layout
 
 // Bytes of the zero units from `at` on.
 std::uint64_t zero_units(uni::byte_view value, std::uint64_t at) {

@@ -3,6 +3,7 @@
 
 #include "format/flag_words.h"
 #include "mft/record_layout.h"
+#include "operations/attribute_names.h"
 #include "operations/decoders.h"
 #include "operations/value_decoders.h"
 #include "portable/utf16.h"
@@ -28,7 +29,7 @@ constexpr std::uint32_t name_times = file_name_layout::created.offset;
 static_assert(time_rows[0].offset == 0 && file_name_layout::accessed.offset == name_times + time_rows[3].offset);
 
 // Kept: two bits read "DIRECTORY"; the second is the one that file names use. With both set the word stands twice.
-constexpr flag_word file_flag_words[] = {
+constexpr flag_word flag_rows[] = {
     {0x00000001, "READ_ONLY"},
     {0x00000002, "HIDDEN"},
     {0x00000004, "SYSTEM"},
@@ -48,7 +49,7 @@ constexpr flag_word file_flag_words[] = {
 };
 
 void append_file_flags_text(std::string& out, std::uint32_t flags) {
-    if (append_flag_words(out, flags, file_flag_words, ", ")) return;
+    if (append_flag_words(out, flags, flag_rows, ", ")) return;
     out += flags != 0 ? "unk" : "none set";
 }
 
@@ -154,6 +155,10 @@ void show_file_name(entry_info& info, const fragment& value, const text_style& s
 }
 
 }  // namespace
+
+std::span<const flag_word> file_flag_words() {
+    return flag_rows;
+}
 
 void decode_standard_information(entry_info& info, const fragment& value, const text_style& style) {
     if (!value.partial && value.length < standard_information_layout::size) return;

@@ -1,17 +1,10 @@
+#include "mft/record_layout.h"
 #include "operations/decoders.h"
 #include "operations/value_decoders.h"
 
 namespace kest {
 
 namespace {
-
-// Layout of an index entry.
-namespace index_entry_layout {
-constexpr uni::field<std::uint64_t> file_reference{0};
-constexpr uni::field<std::uint16_t> entry_length{8};  // bytes, header included
-constexpr uni::field<std::uint16_t> key_length{10};   // bytes
-constexpr std::uint32_t key = 16;
-}  // namespace index_entry_layout
 
 // Layout of an $INDEX_ROOT value. Kept: the entries are taken to begin at 32, whatever the node header tells.
 namespace index_root_layout {

@@ -1,5 +1,10 @@
 #include "options/logfile_options.h"
 
+#include "logfile/mft_place.h"
+#include "options/ascii_text.h"
+#include "options/parse_number.h"
+#include "portable/console.h"
+
 namespace kest {
 
 namespace {
@@ -27,6 +32,19 @@ void take_file_options(logfile_options& options, argument_list& args) {
     options.have_jrnl = take_value("-jrnlfile", options.jrnl_path, args);
 }
 
+void take_cluster_size(logfile_options& options, argument_list& args) {
+    std::string value;
+    if (!take_value("-cluster_size", value, args)) return;
+    options.told_cluster_size = equal_folded(value, "auto");
+    if (options.told_cluster_size) return;
+    const auto size = parse_number(value);
+    if (size && is_cluster_size(*size)) {
+        options.cluster_size = static_cast<std::uint32_t>(*size);
+    } else {
+        uni::console_write("invalid " + value + ", using default cluster size\n");
+    }
+}
+
 }  // namespace
 
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
@@ -36,7 +54,9 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.stats_requested = take_flag("-stats", args);
     options.guesses_allowed = !take_flag("-no_guesses", args);
     options.show_undo = take_flag("-undo", args);
-    options.show_cut = take_flag("-cut", args);
+    options.show_events = take_flag("-events", args);
+    options.show_cut = take_flag("-cut", args) || options.show_events;
+    take_cluster_size(options, args);
     if (options.lists_logs()) {
         take_list_options(options, args);
         return true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "options/cmd_params.h"
@@ -19,6 +21,9 @@ struct logfile_options : cmd_params {
     bool stats_requested = false;
     bool show_undo = false;  // a column of its own for what each record would put back
     bool show_cut = false;   // transactions whose beginning is lost too
+    bool show_events = false;
+    std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
+    bool told_cluster_size = false;             // what the log tells
 };
 
 // Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.

@@ -46,6 +46,10 @@ void console_write(std::string_view text) {
     static_cast<void>(write_all(STDERR_FILENO, text));
 }
 
+bool console_is_terminal() {
+    return ::isatty(STDERR_FILENO) != 0;
+}
+
 void status_line(std::size_t width, std::string_view text) {
     if (text.empty()) return;
     const std::lock_guard lock(console_mutex);

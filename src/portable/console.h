@@ -23,6 +23,9 @@ void status_line(std::size_t width, std::string_view text);
 void progress_line(std::size_t width, std::string_view text);
 void flush_console();
 
+// Says whether somebody may be reading along.
+bool console_is_terminal();
+
 // Erases the status line.
 void clear_status();
 

@@ -1,8 +1,11 @@
 #include "report/report.h"
 
+#include "events/tell_events.h"
 #include "report/columns.h"
+#include "report/event_rows.h"
 #include "report/rows.h"
 #include "report/statistics.h"
+#include "transactions/entry_progress.h"
 #include "transactions/walk.h"
 
 namespace kest {
@@ -14,14 +17,17 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             m_rows.emplace(report_sink, options, options.base16, statistics_columns());
         }
     } else if (has_rows(options.shape)) {
-        m_rows.emplace(report_sink, options, options.base16,
-                       report_columns(options.guesses_allowed, options.show_undo));
+        m_rows.emplace(
+            report_sink, options, options.base16,
+            options.show_events ? event_columns() : report_columns(options.guesses_allowed, options.show_undo));
     }
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     if (m_rows) m_rows->write_header();
-    if (!m_options.stats_requested) {
+    if (!m_options.stats_requested && m_options.show_events) {
+        report_events(stores, current_file.empty() ? m_options.log_path : current_file);
+    } else if (!m_options.stats_requested) {
         report_entries(stores);
     } else if (m_rows) {
         write_statistics_row(stores.log, current_file, m_options, *m_rows);
@@ -43,6 +49,17 @@ void log_report::report_entries(evidence& stores) {
         teller nobody;  // the walk has progress and diagnostics to show all the same
         walk_transactions(stores, settings, m_diags, nobody);
     }
+}
+
+void log_report::report_events(const evidence& stores, std::string_view log_path) {
+    if (!m_rows) return;
+    event_rows rows(m_options, log_path, *m_rows);
+    entry_progress progress;
+    tell_events(
+        stores.log, stores.inodes, m_options.guesses_allowed, [&rows](const event& told) { rows.tell(told); },
+        [this, &progress](std::uint64_t done, std::uint64_t total) {
+            if (m_options.show_progress) progress.show(done, total);
+        });
 }
 
 }  // namespace kest

@@ -1,12 +1,10 @@
 #include "transactions/walk.h"
 
-#include <string>
 #include <utility>
 #include <vector>
 
-#include "format/number.h"
 #include "operations/operation_table.h"
-#include "portable/console.h"
+#include "transactions/entry_progress.h"
 #include "transactions/running_time.h"
 
 namespace kest {
@@ -62,20 +60,12 @@ public:
         const auto& heads = m_stores.log.chain_heads;
         for (std::size_t at = 0; at < heads.size(); ++at) {
             visit_older_records(heads[at].lsn);
-            if (m_settings.show_progress) show_progress(at + 1, heads.size());
+            if (m_settings.show_progress) m_progress.show(at + 1, heads.size());
             visit_chain(heads[at]);
         }
     }
 
 private:
-    void show_progress(std::uint64_t done, std::uint64_t total) {
-        m_status.assign("outputing entry: ");
-        append_decimal(m_status, done);
-        m_status += " of ";
-        append_decimal(m_status, total);
-        uni::progress_line(uni::status_width, m_status);
-    }
-
     // The MFT's records and the log's are visited in one order, that of their LSNs.
     bool cursor_at_end() const { return m_cursor == m_stores.mft.inodes_by_lsn.size(); }
     std::uint64_t cursor_lsn() const { return m_stores.mft.inodes_by_lsn.entries()[m_cursor].key; }
@@ -239,12 +229,14 @@ private:
     }
 
     // A member whose data names no file is about the file record that it writes to.
-    static std::optional<inode_ref> own_file(const chain_record& member) {
+    std::optional<inode_ref> own_file(const chain_record& member) const {
         const log_entry& entry = *member.entry;
         const inode_ref named = member.info.inode;
         if (named.number() != 0) return named;
-        if (entry.get(record_layout::target_vcn) == 0 || !record_has_inode(entry)) return std::nullopt;
-        return inode_ref(record_inode(entry), named.sequence());
+        if (!record_has_inode(entry)) return std::nullopt;
+        const std::uint64_t number = record_inode(entry, m_stores.log.place);
+        if (number == 0 && entry.get(record_layout::target_vcn) == 0) return std::nullopt;
+        return inode_ref(number, named.sequence());
     }
 
     const entry_info* decoded_undo(const log_entry& entry) {
@@ -276,7 +268,7 @@ private:
     std::size_t m_text_room = 0;  // bytes that their texts take
     entry_info m_again;           // of the member at hand, if its text was dropped
     entry_info m_undo;            // of the record at hand
-    std::string m_status;
+    entry_progress m_progress;
 };
 
 }  // namespace

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "mft/inode_ref.h"
+#include "portable/byte_view.h"
+
+namespace kest {
+
+enum class event_kind : std::uint8_t {
+    created,
+    deleted,
+    renamed,
+    moved,
+    link_added,
+    link_removed,
+    stream_added,
+    stream_removed,
+    resized,
+    times_set,
+    attributes_set,
+    reparse_point_set,
+    reparse_point_removed,
+    object_id_set,
+    reason_given,  // what a journal record alone says
+};
+
+// Where a time is from.
+enum class event_clock : std::uint8_t {
+    journal,  // a journal record of the transaction
+    record,   // a time that the transaction sets, by the system's clock
+    after     // no time of its own: not before the one told
+};
+
+// What a path rests on; the weakest of its parts counts.
+enum class known_by : std::uint8_t { log, mft, part, guess };
+
+enum class event_state : std::uint8_t { done, open, undone };
+
+// What changed, on one side of the event. What is not there is not known.
+struct event_values {
+    static constexpr std::size_t time_count = 4;  // created, modified, mft_changed, accessed
+
+    std::array<std::optional<std::uint64_t>, time_count> times;  // ticks
+    std::optional<bool> is_directory;
+    std::optional<std::uint32_t> flags;  // attribute bits
+    bool some_flags = false;             // `flags` are those alone that are known to have changed
+    std::optional<std::uint64_t> real_size;
+    std::optional<inode_ref> parent;
+    uni::byte_view name;  // UTF-16, in the log's own bytes
+    std::optional<std::uint32_t> reparse_tag;
+    uni::byte_view object_id;
+    std::optional<std::uint32_t> reasons;
+};
+
+struct event {
+    std::uint64_t time = 0;  // ticks; 0: there is none
+    event_clock clock = event_clock::after;
+    event_kind kind = event_kind::created;
+    std::uint32_t said_reason = 0;  // of `reason_given`: its bit
+    std::string path;               // UTF-8, as the evidence has it
+    std::string old_path;
+    known_by known = known_by::log;
+    inode_ref file;    // sequence number 0: not known
+    inode_ref parent;  // 0: not known
+    std::uint64_t lsn = 0;
+    std::uint64_t file_offset = 0;  // bytes, in the log
+    event_state state = event_state::done;
+    bool cut = false;           // the transaction's beginning is lost
+    std::uint32_t reasons = 0;  // of the transaction's journal records on the file
+    bool of_system = false;     // about what the system keeps for itself
+    event_values before;
+    event_values after;
+};
+
+}  // namespace kest

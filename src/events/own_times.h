@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "events/event.h"
+#include "events/told_log.h"
+
+namespace kest {
+
+struct event_time {
+    std::uint64_t ticks = 0;
+    event_clock clock = event_clock::after;
+};
+
+// The times that a transaction's own data prove. Only a time that it sets by the system's clock dates it: one that it
+// carries along, as index entries and old file records do, is older, and one that goes back a program set. Those of
+// last modification and access date nothing, as programs set them to whatever they like.
+class own_times {
+public:
+    own_times(const log_store& log, std::span<const told_fact> facts);
+
+    // The latest time of its own; 0 if it has none.
+    std::uint64_t latest() const { return m_journal != 0 ? m_journal : m_record; }
+    // Of an event of the file that `facts` are about. `bound` is the latest time that an earlier transaction has.
+    event_time of_file(std::span<const told_fact* const> facts, std::uint64_t bound) const;
+
+private:
+    const log_store& m_log;
+    std::uint64_t m_journal = 0;  // the latest of any file; 0: none
+    std::uint64_t m_record = 0;
+    std::uint64_t m_carried = 0;  // no event is earlier than its own data
+};
+
+}  // namespace kest

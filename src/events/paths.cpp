@@ -1,0 +1,67 @@
+#include "events/paths.h"
+
+#include <algorithm>
+
+#include "portable/utf16.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint64_t root_number = 5;
+constexpr std::uint64_t extend_number = 11;
+constexpr std::size_t deepest = 255;          // folders
+constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of the longest path that the system allows
+constexpr std::string_view root_itself = "[root]/";
+constexpr std::string_view below_root = "[root]\\";
+constexpr std::string_view unknown = "<unk_path>\\";
+
+}  // namespace
+
+void append_name(std::string& out, const held_name& name) {
+    if (!name.stored.empty()) {
+        out += name.stored;
+    } else {
+        uni::append_utf16_text(out, name.units);
+    }
+}
+
+const folder_path& folder_paths::at(inode_ref folder, std::uint64_t lsn) {
+    m_path.text.clear();
+    m_path.known = known_by::log;
+    m_path.of_system = false;
+    m_parts.clear();
+    const bool whole = climb(folder, lsn);
+    m_path.text = !whole ? unknown : m_parts.empty() ? root_itself : below_root;
+    for (auto part = m_parts.rbegin(); part != m_parts.rend() && m_path.text.size() <= longest_path; ++part) {
+        append_name(m_path.text, *part);
+        m_path.text += '\\';
+        m_path.known = std::max(m_path.known, part->known);
+    }
+    if (!whole || m_path.text.size() > longest_path) m_path.known = known_by::part;
+    return m_path;
+}
+
+// Lists the names up to the root; false if it was not reached.
+bool folder_paths::climb(inode_ref folder, std::uint64_t lsn) {
+    ++m_climb;
+    while (folder.number() != root_number) {
+        if (folder.number() == extend_number) m_path.of_system = true;
+        if (!meet(folder)) return false;
+        const std::optional<held_name> name = m_names.name_at(folder, lsn);
+        if (!name) return false;
+        m_parts.push_back(*name);
+        folder = name->parent;
+    }
+    return true;
+}
+
+// False where the way goes round, or further up than folders lie inside of one another.
+bool folder_paths::meet(inode_ref folder) {
+    std::uint64_t& met = m_met[folder.value()];
+    if (met == m_climb || m_parts.size() == deepest) return false;
+    met = m_climb;
+    return true;
+}
+
+}  // namespace kest

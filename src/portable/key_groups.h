@@ -1,0 +1,71 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "portable/large_pages.h"
+#include "portable/seeded_map.h"
+
+namespace uni {
+
+// Values under 64-bit keys: filled first, then sealed and asked. Costs less than to sort by key.
+template <class value>
+class key_groups {
+public:
+    void add(std::uint64_t key, const value& added) {
+        std::uint32_t& group = m_groups[key];
+        if (group == 0) {
+            m_ends.push_back(0);
+            group = static_cast<std::uint32_t>(m_ends.size());
+        }
+        ++m_ends[group - 1];
+        m_arrived.push_back({group - 1, added});
+    }
+
+    // Puts the values of each key in the order that `before` tells; equal ones stay in the order of arrival.
+    template <class order>
+    void seal(order&& before) {
+        std::uint32_t begin = 0;
+        for (std::uint32_t& end : m_ends) {
+            const std::uint32_t count = end;
+            end = begin;  // moves on as the group is filled
+            begin += count;
+        }
+        m_values.resize(m_arrived.size());
+        for (const arrival& one : m_arrived)
+            m_values[m_ends[one.group]++] = one.held;
+        m_arrived = {};
+        for (std::uint32_t group = 0; group < m_ends.size(); ++group) {
+            const std::span<value> values =
+                std::span(m_values).subspan(begin_of(group), m_ends[group] - begin_of(group));
+            if (!std::is_sorted(values.begin(), values.end(), before)) {
+                std::stable_sort(values.begin(), values.end(), before);
+            }
+        }
+    }
+
+    // The values of a key; none for one that is not there.
+    std::span<const value> find(std::uint64_t key) const {
+        const std::uint32_t* const group = m_groups.find(key);
+        if (group == nullptr) return {};
+        return std::span(m_values).subspan(begin_of(*group - 1), m_ends[*group - 1] - begin_of(*group - 1));
+    }
+    bool empty() const { return m_values.empty(); }
+
+private:
+    struct arrival {
+        std::uint32_t group;
+        value held;
+    };
+
+    std::uint32_t begin_of(std::uint32_t group) const { return group == 0 ? 0 : m_ends[group - 1]; }
+
+    seeded_map<std::uint32_t> m_groups;  // by key, from 1
+    std::vector<std::uint32_t> m_ends;   // of each group: how many values there are, then where they end
+    large_vector<arrival> m_arrived;
+    large_vector<value> m_values;
+};
+
+}  // namespace uni
