@@ -5,6 +5,7 @@
 
 #include "events/lives.h"
 #include "events/name_order.h"
+#include "journal/usn_record.h"
 
 namespace kest {
 
@@ -42,6 +43,7 @@ name_history::name_history(const told_log& told, const _inode_collection& inodes
         if (!fact.undone) learn(fact);
     }
     m_words.seal([](const name_word& a, const name_word& b) { return a.lsn < b.lsn; });
+    m_journal_words.seal([](const journal_word& a, const journal_word& b) { return a.lsn < b.lsn; });
 }
 
 void name_history::learn(const told_fact& fact) {
@@ -66,6 +68,13 @@ void name_history::learn(const told_fact& fact) {
             const file_record_view record(fact.data);
             if (!record.in_use() || record.base() != inode_ref{}) break;
             record.for_each_name([&add](const file_name_view& name) { add(sign::there, name); });
+            break;
+        }
+        case fact_kind::journal_record: {
+            const auto record = read_usn_record(fact.data);
+            const std::uint32_t reasons = record->get(&usn_layout::reason);
+            const bool past = (reasons & usn_reasons::old_name) != 0 && (reasons & usn_reasons::new_name) == 0;
+            if (!past) m_journal_words.add(fact.owner.value(), {fact.lsn, record->parent(), record->name()});
             break;
         }
         default:
@@ -139,6 +148,15 @@ held_name name_history::told_name(const name_word& word) {
     return {.parent = word.name.parent(), .units = word.name.name(), .known = known_by::log};
 }
 
+// The last one told, else the first one.
+std::optional<held_name> name_history::journal_name(inode_ref file, std::uint64_t lsn) const {
+    const std::span<const journal_word> words = m_journal_words.find(file.value());
+    if (words.empty()) return std::nullopt;
+    auto word = std::ranges::upper_bound(words, lsn, {}, &journal_word::lsn);
+    if (word != words.begin()) --word;
+    return held_name{.parent = word->parent, .units = word->units};
+}
+
 std::span<const name_history::name_state> name_history::states_of(inode_ref file, std::span<const name_word> words) {
     std::uint32_t& begin = m_states_begin[file.value()];
     if (begin == 0) {
@@ -158,6 +176,7 @@ std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn
         state = states_of(file, words)[static_cast<std::size_t>(after - words.begin())];
     }
     if (state.word != none && !state.weak) return told_name(words[state.word]);
+    if (const auto told = journal_name(file, lsn)) return told;
     const inode_record* const stored = file.sequence() != 0 ? stored_file(m_inodes, file) : nullptr;
     if (stored != nullptr && !stored->name.empty()) {
         return held_name{.parent = stored->name_parent, .stored = stored->name, .known = known_by::mft};

@@ -40,6 +40,12 @@ private:
         file_name_view name;
         sign what;
     };
+    // A name that a journal record tells. It is no proof that the name is there: a link may have gone.
+    struct journal_word {
+        std::uint64_t lsn;
+        inode_ref parent;
+        uni::byte_view units;
+    };
     // What the words on one file come to: ahead of the first, then behind each.
     struct name_state {
         std::uint32_t word = none;
@@ -51,10 +57,12 @@ private:
     std::span<const name_state> states_of(inode_ref file, std::span<const name_word> words);
     void replay(std::span<const name_word> words, std::span<name_state> states);
     void number_names(std::span<const name_word> words);
+    std::optional<held_name> journal_name(inode_ref file, std::uint64_t lsn) const;
     static held_name told_name(const name_word& word);
 
     const _inode_collection& m_inodes;
     uni::key_groups<name_word> m_words;             // by file, then LSN
+    uni::key_groups<journal_word> m_journal_words;  // likewise
     std::vector<name_state> m_states;               // of the files that were asked for
     uni::seeded_map<std::uint32_t> m_states_begin;  // of a file, counted from 1
     std::vector<std::uint32_t> m_name_ids;  // of the words of the file at hand: equal for equal names in one folder

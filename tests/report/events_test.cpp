@@ -189,6 +189,11 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
                      "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten"}));
 }
 
+TEST(events, have_the_name_that_a_journal_record_of_the_transaction_tells) {
+    EXPECT_EQ(story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), journal(0x8000), end()}).told(),
+              texts{"attributes_set|[root]/a.txt||done"});
+}
+
 TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
     const std::vector<u64> fresh = {noon, noon, noon, noon};
     const record make = born(fresh);
