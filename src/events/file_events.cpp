@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::uint64_t root_number = 5;
 constexpr std::string_view root_path = "[root]/";
-constexpr std::string_view unknown_path = "<unk_path>\\";
 constexpr std::uint64_t one_hour = 3600 * std::uint64_t{10'000'000};  // ticks
 
 // Which of a journal's reasons an event says.

@@ -48,10 +48,11 @@ struct name_image {
     u64 real_size = 0;
 
     // Created 1, modified 2, changed 3, accessed 4.
-    bytes attribute() const {
-        return resident(0x30, pack(parent, u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0},
-                                   static_cast<u8>(name.size()), space, name));
+    bytes value() const {
+        return pack(parent, u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0}, static_cast<u8>(name.size()),
+                    space, name);
     }
+    bytes attribute() const { return resident(0x30, value()); }
 };
 
 // An attribute list whose entries name these file records.
