@@ -2,11 +2,12 @@
 
 _kest() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local options='-alias -aliaspath -append -base10 -base16 -bodyfile -cmd_start_time -cmd_stop_time -cpu -cpuinst -csv
-        -csv_separator -csvgen -csvl2t -cut -dateformat -diags -enumdir -filter -filter_path -filter_sig -fragment_files -gzip
-        -h -help --help --help-all -hostname -jrnlfile -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs
-        -offset -out -outdir -outfile -pair_datetime -pipe -profile -quiet -separate_files -showall_inodes -signal
-        -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat -undo -username -v -verbose --version -xml -zlib -zlibex'
+    local options='-alias -aliaspath -append -base10 -base16 -bodyfile -cmd_start_time -cmd_stop_time -coverage -cpu -cpuinst
+        -csv -csv_separator -csvgen -csvl2t -cut -dateformat -diags -enumdir -filter -filter_path -filter_sig -fragment_files
+        -gzip -h -help --help --help-all -hostname -jrnlfile -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace
+        -num_subdirs -offset -out -outdir -outfile -pair_datetime -pipe -profile -quiet -separate_files -showall_inodes -signal
+        -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat -undo -username -v -verbose --version -xml -zlib
+        -zlibex'
     local words=
     case ${previous,,} in
     -log | -mftfile | -jrnlfile | -out | -outfile | -diags | -filter_path)

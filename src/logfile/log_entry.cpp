@@ -30,6 +30,13 @@ bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t lengt
     return operation != operation_code::noop && offset >= client_header_size && length != 0 && !payload.empty();
 }
 
+uni::byte_view stated_window(const log_entry& entry, std::uint16_t operation, std::uint16_t offset,
+                             std::uint16_t length) {
+    const uni::byte_view payload = entry.payload();
+    if (!has_data(operation, offset, length, payload)) return {};
+    return payload.slice(offset - client_header_size, length);
+}
+
 }  // namespace
 
 std::uint32_t payload_length(uni::byte_view record) {
@@ -73,6 +80,14 @@ bool undo_data(const log_entry& entry, data_window& out) {
     const std::uint32_t begin = offset - client_header_size;
     out = {.begin = begin, .length = length, .extent = static_cast<std::uint32_t>(payload.from(begin).size())};
     return true;
+}
+
+uni::byte_view exact_redo(const log_entry& entry) {
+    return stated_window(entry, entry.redo_op, entry.get(redo_offset), entry.get(redo_length));
+}
+
+uni::byte_view exact_undo(const log_entry& entry) {
+    return stated_window(entry, entry.undo_op, entry.get(undo_offset), entry.get(undo_length));
 }
 
 bool record_has_inode(const log_entry& entry) {

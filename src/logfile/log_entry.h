@@ -44,6 +44,10 @@ bool redo_data(const log_entry& entry, data_window& out);
 // The undo bytes, to the payload's end. Likewise false.
 bool undo_data(const log_entry& entry, data_window& out);
 
+// The redo or undo bytes that the record states and no more, as far as its payload goes; empty where it has none.
+uni::byte_view exact_redo(const log_entry& entry);
+uni::byte_view exact_undo(const log_entry& entry);
+
 // Says whether the record's target is a file record: a block of 1024 or 4096 bytes, and no index buffer operation.
 bool record_has_inode(const log_entry& entry);
 

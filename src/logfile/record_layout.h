@@ -10,8 +10,10 @@ namespace kest {
 namespace record_layout {
 inline constexpr uni::field<std::uint64_t> this_lsn{0};
 inline constexpr uni::field<std::uint64_t> client_previous_lsn{8};  // 0: head of a chain
+inline constexpr uni::field<std::uint64_t> client_undo_next_lsn{
+    16};  // of a compensation: what is left to undo ends there
 inline constexpr uni::field<std::uint32_t> client_data_length{24};  // bytes behind the first 48
-inline constexpr uni::field<std::uint32_t> record_type{32};         // 1 or 2
+inline constexpr uni::field<std::uint32_t> record_type{32};         // record_types
 inline constexpr uni::field<std::uint16_t> flags{40};
 inline constexpr uni::field<std::uint16_t> redo_op{48};  // the client header begins here
 inline constexpr uni::field<std::uint16_t> undo_op{50};
@@ -32,5 +34,10 @@ inline constexpr std::uint32_t client_header_size = 40;
 inline constexpr std::uint32_t payload_begin = client_begin + client_header_size;
 static_assert(redo_op.offset == client_begin && first_lcn.end() == payload_begin);
 }  // namespace record_layout
+
+namespace record_types {
+inline constexpr std::uint32_t client = 1;   // a step of a transaction
+inline constexpr std::uint32_t restart = 2;  // a client's restart area: what looks like operations is none
+}  // namespace record_types
 
 }  // namespace kest

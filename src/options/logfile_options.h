@@ -17,8 +17,9 @@ struct logfile_options : cmd_params {
     bool guesses_allowed = true;
     bool showall_inodes = false;
     bool stats_requested = false;
-    bool show_undo = false;  // a column of its own for what each record would put back
-    bool show_cut = false;   // transactions whose beginning is lost too
+    bool show_coverage = false;  // what the log covers, in place of rows
+    bool show_undo = false;      // a column of its own for what each record would put back
+    bool show_cut = false;       // transactions whose beginning is lost too
 };
 
 // Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.
