@@ -36,8 +36,12 @@ void settle_sizes(log_store& store, const logfile_options& options) {
 }  // namespace
 
 bool parse_log(log_store& store, const std::string& path, const logfile_options& options) {
+    if (options.show_coverage) {
+        store.pages.emplace();
+        store.carry.drop();  // nothing of the log before this one
+    }
     if (!scan_logfile(store, path)) return false;
-    if (options.show_cut) link_cut_chains(store);
+    if (options.show_cut || options.show_coverage) link_cut_chains(store);
     settle_sizes(store, options);
     return true;
 }

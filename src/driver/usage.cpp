@@ -48,6 +48,7 @@ constexpr option_row options[] = {
     {"-cut", {}, "also the transactions whose beginning is overwritten"},
     {"-showall_inodes", {}, "with -mftfile: also rows for the file records within the log's time"},
     {"-stats", {}, "how often each operation occurs, in place of the report"},
+    {"-coverage", {}, "what the log covers, and whether the other inputs fit, in place of the report"},
     {"-csv", {}, "fields separated by a comma, line ends in values as words"},
     {"-csvgen", {}, "the report with commas and without padding"},
     {"-multiline", {}, "the report without any separator"},

@@ -143,7 +143,7 @@ bool worker_run(const run_context& run) {
         return false;
     }
     show_status(options, "threads completed, combining data");
-    combine(run, stores);
+    if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
     run.findings.omitted = stores.inodes.omitted;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "journal/usn_record.h"
 #include "mft/inode_ref.h"
 #include "portable/block_reader.h"
 #include "portable/reserve.h"
@@ -13,8 +12,6 @@ namespace kest {
 namespace {
 
 constexpr std::uint64_t least_file_size = 4096;
-constexpr std::size_t block_size = 65'536;
-constexpr std::size_t page_size = 4096;           // no record crosses a page of the journal
 constexpr std::uint64_t least_record_size = 62;   // bytes
 constexpr std::uint64_t most_reserved = 1 << 22;  // entries
 
@@ -89,8 +86,8 @@ void reserve_entries(usn_journal& journal) {
 }
 
 void scan_blocks(usn_journal& journal) {
-    std::vector<std::uint8_t> buffer(block_size);
-    uni::block_reader reader(journal.file, 0, journal.file.size(), block_size);
+    std::vector<std::uint8_t> buffer(journal_block_size);
+    uni::block_reader reader(journal.file, 0, journal.file.size(), journal_block_size);
     while (reader.advance()) {
         const uni::block_reader::block block = reader.read(buffer);
         scan_journal_block(journal, uni::byte_view{buffer}.slice(0, block.bytes), block.offset);
@@ -127,18 +124,9 @@ bool scan_journal(usn_journal& journal) {
 }
 
 void scan_journal_block(usn_journal& journal, uni::byte_view block, std::uint64_t file_offset) {
-    for (std::size_t position = 0; position < block.size();) {
-        const uni::byte_view bytes = block.from(position);
-        const std::uint32_t length = stated_usn_length(bytes);
-        if (length > bytes.size()) break;
-        const std::optional<usn_record> record = read_usn_record(bytes);
-        if (!record) {
-            position = (position / page_size + 1) * page_size;
-            continue;
-        }
-        keep_record(journal, bytes, *record, file_offset + position);
-        position += length;  // above the version's floor, so never 0
-    }
+    for_each_usn_record(block, [&](const usn_record& record, uni::byte_view bytes, std::size_t position) {
+        keep_record(journal, bytes, record, file_offset + position);
+    });
 }
 
 }  // namespace kest

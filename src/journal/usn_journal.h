@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "journal/usn_record.h"
 #include "portable/byte_view.h"
 #include "portable/file.h"
 #include "portable/large_pages.h"
@@ -47,8 +48,29 @@ struct usn_journal {
 // Adds every record of the open file. False if there is none.
 bool scan_journal(usn_journal& journal);
 
-// Keeps the records of one block of the file, which is read from its start; a record that does not end within it
-// ends the block. `file_offset` is that of the block. Seals no index.
+// What a journal file is read by; no record crosses one of its pages.
+inline constexpr std::size_t journal_block_size = 65'536;
+inline constexpr std::size_t journal_page_size = 4096;
+
+// Calls `visit(record, bytes, position)` for each record of one block, which is read from its start; a record that does
+// not end within it ends the block.
+template <class visitor>
+void for_each_usn_record(uni::byte_view block, visitor&& visit) {
+    for (std::size_t position = 0; position < block.size();) {
+        const uni::byte_view bytes = block.from(position);
+        const std::uint32_t length = stated_usn_length(bytes);
+        if (length > bytes.size()) break;
+        const std::optional<usn_record> record = read_usn_record(bytes);
+        if (!record) {
+            position = (position / journal_page_size + 1) * journal_page_size;
+            continue;
+        }
+        visit(*record, bytes, position);
+        position += length;  // above the version's floor, so never 0
+    }
+}
+
+// Keeps the records of one block of the file, at `file_offset`. Seals no index.
 void scan_journal_block(usn_journal& journal, uni::byte_view block, std::uint64_t file_offset);
 
 }  // namespace kest

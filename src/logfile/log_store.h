@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "logfile/log_entry.h"
 #include "logfile/mft_place.h"
 #include "logfile/page.h"
+#include "logfile/page_tally.h"
 #include "mft/inode_record.h"
 #include "portable/byte_block.h"
 #include "portable/large_pages.h"
@@ -31,11 +33,12 @@ struct chain_head {
 struct log_store {
     uni::large_vector<log_entry> entries;
 
-    // Nothing asks for these yet; they are kept for whoever wants to know what the pages held.
-    std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the last one seen elsewhere
+    // What the pages held. Nothing asks for the names yet.
+    std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
     std::vector<tail_name_image> tail_names_second;     // name table of the second
     std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
+    std::optional<page_tally> pages;                                         // counted if there is one
 
     // A read failed ahead of the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;

@@ -51,6 +51,14 @@ bool is_record_page(uni::byte_view header) {
            within(header.get(page_layout::usa_offset), 40, 8) && within(header.get(page_layout::usa_count), 3, 9);
 }
 
+bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset) {
+    const std::uint16_t update_sequence = page.u16(array_offset);
+    for (std::uint32_t end = sector_size; end <= sectors_fixed * sector_size; end += sector_size) {
+        if (page.u16(end - 2) != update_sequence) return false;
+    }
+    return true;
+}
+
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {
     if (page.size() < sector_size) return false;
     const uni::byte_view view = page;

@@ -10,9 +10,9 @@ namespace kest {
 
 inline constexpr std::uint32_t log_page_size = 4096;  // bytes; page sizes that a restart page states are not consulted
 
-using restart_page_image = std::array<std::uint8_t, 272>;  // the first bytes of a restart page
-using record_page_header = std::array<std::uint8_t, 64>;   // the first bytes of a record page
-using tail_name_image = std::array<std::uint8_t, 36>;      // one entry of a name table
+using restart_page_image = std::array<std::uint8_t, log_page_size>;
+using record_page_header = std::array<std::uint8_t, 64>;  // the first bytes of a record page
+using tail_name_image = std::array<std::uint8_t, 36>;     // one entry of a name table
 
 // Layout of a record page, whose signature stands where that of a restart page does. Offsets in bytes from the page's
 // start.
@@ -36,6 +36,10 @@ inline constexpr std::uint32_t records_begin = 64;
 
 // The signature "RCRD", and an update sequence array of plausible place and size.
 [[nodiscard]] bool is_record_page(uni::byte_view header);
+
+// Says whether each of the eight sectors ends in the update sequence number, the first word at `array_offset`. If not,
+// the page was torn: part of it is older than the rest, or damaged.
+[[nodiscard]] bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset);
 
 // Puts back the eight words at the sector ends of a page, from the array at `array_offset`, whose first word is the
 // update sequence number. False if a sector end did not hold that number; the words are put back all the same.

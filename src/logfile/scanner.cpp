@@ -158,6 +158,7 @@ bool scan_record_page(log_store& store, uni::byte_view page, std::uint64_t page_
 
 void keep_restart_page(log_store& store, uni::byte_view page, std::uint64_t page_offset) {
     restart_page_image& image = store.restart_pages[page_offset == 0 ? 0 : 1];
+    if (has_restart_signature(std::span<const std::uint8_t>(image))) return;
     std::copy_n(page.bytes().begin(), image.size(), image.begin());
 }
 
@@ -171,6 +172,7 @@ void keep_page_header(log_store& store, uni::byte_view page, std::uint64_t page_
 // start on the entries may show. Long runs without a record give their memory back: a sparse file may claim far more
 // than it holds.
 std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std::uint64_t file_offset) {
+    if (store.pages) store.pages->count_pages(stretch, file_offset);  // ahead of repairs
     std::size_t used = 0;
     for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();
@@ -185,6 +187,7 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
 // What was read without a record is read over. A block is the store's before entries show its bytes, so that they stay
 // even if this ends for want of memory.
 void scan_blocks(log_store& store, const uni::file& file) {
+    if (store.pages) store.pages->file_size = file.size();
     uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::block_reader reader(file, 0, file.size(), log_page_size);
     std::span<std::uint8_t> room;
@@ -232,6 +235,7 @@ bool scan_logfile(log_store& store, const std::string& path) {
 
 bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
+    if (store.pages) store.pages->file_size = bytes.size();
     const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
     std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
     scan_stretch(store, copy, 0);

@@ -52,6 +52,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.stats_requested = take_flag("-stats", args);
+    options.show_coverage = take_flag("-coverage", args) && !options.stats_requested;
     options.guesses_allowed = !take_flag("-no_guesses", args);
     options.show_undo = take_flag("-undo", args);
     options.show_events = take_flag("-events", args);

@@ -19,8 +19,9 @@ struct logfile_options : cmd_params {
     bool guesses_allowed = true;
     bool showall_inodes = false;
     bool stats_requested = false;
-    bool show_undo = false;  // a column of its own for what each record would put back
-    bool show_cut = false;   // transactions whose beginning is lost too
+    bool show_coverage = false;  // what the log covers, in place of rows
+    bool show_undo = false;      // a column of its own for what each record would put back
+    bool show_cut = false;       // transactions whose beginning is lost too
     bool show_events = false;
     std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
     bool told_cluster_size = false;             // what the log tells

@@ -2,6 +2,7 @@
 
 #include "events/tell_events.h"
 #include "report/columns.h"
+#include "report/coverage_text.h"
 #include "report/event_rows.h"
 #include "report/rows.h"
 #include "report/statistics.h"
@@ -16,7 +17,7 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
         if (options.shape == output_shape::csv) {
             m_rows.emplace(report_sink, options, options.base16, statistics_columns());
         }
-    } else if (has_rows(options.shape)) {
+    } else if (has_rows(options.shape) && !options.show_coverage) {
         m_rows.emplace(
             report_sink, options, options.base16,
             options.show_events ? event_columns() : report_columns(options.guesses_allowed, options.show_undo));
@@ -25,7 +26,10 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     if (m_rows) m_rows->write_header();
-    if (!m_options.stats_requested && m_options.show_events) {
+    if (m_options.show_coverage) {
+        const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+        m_sink.write(coverage_text(gather_coverage(stores, m_options, log_path), m_options));
+    } else if (!m_options.stats_requested && m_options.show_events) {
         report_events(stores, current_file.empty() ? m_options.log_path : current_file);
     } else if (!m_options.stats_requested) {
         report_entries(stores);

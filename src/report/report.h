@@ -11,8 +11,9 @@
 
 namespace kest {
 
-// The report of a run on one log after another: a row for each record of each transaction or for each event, or a table
-// of how often each operation occurs, as the options say. Titles are written once. All arguments must outlive it.
+// The report of a run on one log after another: a row for each record of each transaction or for each event, a table of
+// how often each operation occurs, or what the log covers, as the options say. Titles are written once. All arguments
+// must outlive it.
 class log_report {
 public:
     log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink);

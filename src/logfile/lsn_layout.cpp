@@ -1,0 +1,143 @@
+#include "logfile/lsn_layout.h"
+
+#include <algorithm>
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes
+constexpr std::uint64_t least_header = 48;                                       // bytes; never split by a page end
+
+// Pages 0 and 1 are restart pages, 2 and 3 tail pages. Logs of version 2 keep 32 pages in place of these two, and
+// begin with their records behind them; that goes on where such a log is taken back to version 1.
+constexpr std::uint64_t first_tail = 2;
+constexpr std::uint64_t first_record_pages[] = {4, 34};
+constexpr std::uint64_t copies_end = first_record_pages[1];
+
+// Pages of a log from a file offset on, and the number of the round.
+struct log_place {
+    std::uint64_t round = 0;
+    std::uint64_t page = 0;  // file offset
+    std::uint64_t at = 0;    // bytes, in the page
+};
+
+// Behind its last page the log goes on at its first record page, in the next round.
+void wrap(log_place& place, std::uint64_t log_size, std::uint64_t first_page) {
+    if (place.page < log_size) return;
+    const std::uint64_t beyond = place.page - log_size;
+    const std::uint64_t length = log_size - first_page;
+    place.round += 1 + beyond / length;
+    place.page = first_page + beyond % length;
+}
+
+// Where a record of `size` bytes ends that begins at `place`: at the next multiple of 8.
+log_place end_of(log_place place, std::uint64_t size) {
+    const std::uint64_t room = log_page_size - place.at;
+    if (size <= room) {
+        place.at += size;
+    } else {
+        const std::uint64_t further = size - room;
+        const std::uint64_t pages = (further + page_data - 1) / page_data;
+        place.page += pages * log_page_size;
+        place.at = page_layout::records_begin + further - (pages - 1) * page_data;
+    }
+    place.at = (place.at + 7) / 8 * 8;
+    return place;
+}
+
+class gap_finder {
+public:
+    gap_finder(const log_store& log, const lsn_layout& layout) : m_log(log), m_layout(layout) {
+        for (std::uint32_t position = 0; position < log.entries.size(); ++position)
+            m_by_lsn.add(log.entries[position].this_lsn, position);
+        m_by_lsn.seal_unique();
+        for (const auto& [offset, header] : log.page_headers) {
+            const uni::byte_view page = std::span<const std::uint8_t>(header);
+            m_page_ends.push_back(page.get(page_layout::last_lsn));
+            m_page_ends.push_back(page.get(page_layout::last_end_lsn));
+        }
+        std::ranges::sort(m_page_ends);
+    }
+
+    std::vector<lsn_gap> find() const {
+        std::vector<lsn_gap> gaps;
+        const auto& records = m_by_lsn.entries();
+        for (std::size_t at = 1; at < records.size(); ++at) {
+            const log_entry& entry = m_log.entries[records[at - 1].position];
+            if (!follows(entry, records[at].key)) gaps.push_back({entry.this_lsn, records[at].key});
+        }
+        return gaps;
+    }
+
+private:
+    bool follows(const log_entry& entry, std::uint64_t next) const {
+        return std::ranges::any_of(first_record_pages,
+                                   [&](std::uint64_t page) { return follows(entry, next, page * log_page_size); });
+    }
+
+    bool follows(const log_entry& entry, std::uint64_t next, std::uint64_t first_page) const {
+        if (m_layout.log_size <= first_page) return false;
+        const std::uint64_t offset = m_layout.place(entry.this_lsn);
+        const std::uint64_t at = offset % log_page_size;
+        const log_place end = end_of({m_layout.round(entry.this_lsn), offset - at, at}, total_length(entry.bytes));
+        const bool room = log_page_size - end.at >= least_header;
+        if (room && next == lsn_at(end, first_page)) return true;
+        // A page need not be filled: what is flushed may end it.
+        const bool page_ends = !room || std::ranges::binary_search(m_page_ends, entry.this_lsn);
+        return page_ends &&
+               next == lsn_at({end.round, end.page + log_page_size, page_layout::records_begin}, first_page);
+    }
+
+    std::uint64_t lsn_at(log_place place, std::uint64_t first_page) const {
+        wrap(place, m_layout.log_size, first_page);
+        return m_layout.lsn(place.round, place.page + place.at);
+    }
+
+    const log_store& m_log;
+    const lsn_layout m_layout;
+    uni::sealed_index m_by_lsn;              // the first record of each LSN
+    std::vector<std::uint64_t> m_page_ends;  // LSNs that pages name as their last
+};
+
+}  // namespace
+
+std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts) {
+    constexpr unsigned lsn_bits = 64;
+    constexpr unsigned fewest = 9;  // a page
+    constexpr unsigned most = 60;   // bits of a file offset
+    if (!facts.sequence_bits || !facts.log_size || facts.log_page_size != log_page_size) return std::nullopt;
+    const unsigned place_bits = lsn_bits - std::min<std::uint32_t>(*facts.sequence_bits, lsn_bits);
+    if (place_bits < fewest || place_bits > most) return std::nullopt;
+    const std::uint64_t size = *facts.log_size - *facts.log_size % log_page_size;
+    if (size / 8 > std::uint64_t{1} << place_bits) return std::nullopt;
+    return lsn_layout{.place_bits = place_bits, .log_size = size};
+}
+
+std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout) {
+    const auto last_lsn_of = [](const record_page_header& header) {
+        return uni::byte_view(std::span<const std::uint8_t>(header)).get(page_layout::last_lsn);
+    };
+    std::uint64_t copies = 0;
+    std::uint64_t lsn_at_end = 0;  // of the log's last page
+    if (!log.page_headers.empty() && log.page_headers.back().first + log_page_size == layout.log_size) {
+        lsn_at_end = last_lsn_of(log.page_headers.back().second);
+    }
+    for (const auto& [offset, header] : log.page_headers) {
+        const std::uint64_t number = offset / log_page_size;
+        if (number >= copies_end) break;
+        if (number < first_tail) continue;
+        // In an own place the LSN is of a record that begins in the page or ahead of it, and goes on there.
+        const std::uint64_t lsn = last_lsn_of(header);
+        const bool own = number >= first_record_pages[0] &&
+                         (layout.place(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));
+        if (!own) ++copies;
+    }
+    return copies;
+}
+
+std::vector<lsn_gap> find_gaps(const log_store& log, const lsn_layout& layout) {
+    return gap_finder(log, layout).find();
+}
+
+}  // namespace kest

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "logfile/lsn_layout.h"
+#include "logfile/page_tally.h"
+#include "logfile/restart_page.h"
+#include "logfile/transaction_tally.h"
+#include "options/evidence.h"
+#include "options/logfile_options.h"
+
+namespace kest {
+
+// The lowest and the highest of some values; of times, the first and the last. Nothing until one is added.
+struct value_range {
+    std::uint64_t lowest = 0;
+    std::uint64_t highest = 0;
+    bool any = false;
+
+    void add(std::uint64_t value);
+};
+
+struct restart_coverage {
+    bool torn = false;
+    restart_facts facts;
+};
+
+// How an MFT and the log bear on each other. Counts of file records; all 0: nothing can be told.
+struct mft_fit {
+    std::uint64_t agree = 0;        // the log record that the file record names as its last one writes to it
+    std::uint64_t wrong_place = 0;  // that log record writes to another file record
+    std::uint64_t wrong_name = 0;   // the journal record in the log that it names as its last one has another name
+    std::uint64_t above = 0;        // it names a log record behind the last one of the log
+};
+
+struct mft_coverage {
+    std::string path;
+    std::uint64_t records = 0;
+    std::uint64_t in_use = 0;
+    value_range times;  // last changes of the file records in use, as these tell them
+    value_range usns;   // likewise; 0 is none
+    value_range lsns;
+    mft_fit fit;
+};
+
+// How a journal file and the journal records in the log bear on each other.
+struct journal_fit {
+    std::uint64_t agree = 0;   // records of one USN that say the same
+    std::uint64_t differ = 0;  // that do not
+    bool behind = false;       // the journal file begins behind the last USN of the log
+    bool ahead = false;        // it ends ahead of the first
+};
+
+struct journal_coverage {
+    std::string path;
+    std::uint64_t records = 0;
+    value_range times;
+    value_range usns;
+    journal_fit fit;
+};
+
+// What one log covers, as far as it says so itself. Empty is what cannot be told.
+struct log_coverage {
+    std::string path;
+    bool read_to_end = true;
+    page_tally pages;
+    std::optional<std::uint64_t> copied_pages;
+    std::optional<std::uint64_t> never_written;
+    std::array<std::optional<restart_coverage>, 2> restart;
+    std::optional<bool> restart_agree;
+
+    std::uint64_t records_stored = 0;
+    std::uint64_t records_distinct = 0;  // by LSN
+    transaction_tally transactions;
+    value_range lsns;
+    std::optional<std::vector<lsn_gap>> gaps;
+
+    value_range journal_times;  // of the journal records in the log
+    value_range journal_usns;
+    value_range record_times;                   // last changes that log records set
+    std::optional<std::uint32_t> cluster_size;  // bytes
+
+    std::optional<mft_coverage> mft;
+    std::optional<journal_coverage> journal;
+};
+
+// Gathers it. `log.pages` was counted; `inodes` holds what the MFT does, and nothing of the log yet.
+log_coverage gather_coverage(const evidence& stores, const logfile_options& options, std::string_view log_path);
+
+// "fits", what speaks against it, joined by "; ", or nothing.
+std::string fit_text(const mft_fit& fit);
+std::string fit_text(const journal_fit& fit);
+
+}  // namespace kest

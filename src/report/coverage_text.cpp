@@ -1,0 +1,155 @@
+#include "report/coverage_text.h"
+
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "report/time_column.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::size_t word_width = 28;  // bytes
+constexpr std::string_view to = " to ";
+
+// Counts and sizes are decimal; LSNs and USNs are written as in rows, so that they can be looked for there.
+class fact_lines {
+public:
+    explicit fact_lines(const logfile_options& options) : m_options(options), m_times(options.time_format) {}
+
+    void text(std::string_view word, std::string_view value) {
+        m_text.append(word).append(1, ':');
+        if (!value.empty()) {
+            m_text += ' ';
+            if (!m_options.no_whitespace) m_text.append(word_width - std::min(word_width, word.size()), ' ');
+            append_safe_text(m_text, value);
+        }
+        m_text += '\n';
+    }
+    void yes_or_no(std::string_view word, std::optional<bool> value) {
+        std::string_view answer;
+        if (value) answer = *value ? "yes" : "no";
+        text(word, answer);
+    }
+    void count(std::string_view word, std::optional<std::uint64_t> value) {
+        text(word, value ? format_number(*value, false) : std::string());
+    }
+    void number(std::string_view word, std::optional<std::uint64_t> value) {
+        text(word, value ? format_number(*value, m_options.base16) : std::string());
+    }
+    void numbers(std::string_view word, std::uint64_t from, std::uint64_t until) {
+        text(word, format_number(from, m_options.base16).append(to) + format_number(until, m_options.base16));
+    }
+    void numbers(std::string_view word, const value_range& range) {
+        if (range.any) return numbers(word, range.lowest, range.highest);
+        text(word, {});
+    }
+    void times(std::string_view word, const value_range& range) {
+        std::string value;
+        if (range.any) value.append(m_times.text(range.lowest)).append(to).append(m_times.text(range.highest));
+        text(word, value);
+    }
+    std::string take() {
+        m_text += '\n';
+        return std::move(m_text);
+    }
+
+private:
+    const logfile_options& m_options;
+    time_column m_times;
+    std::string m_text;
+};
+
+std::string version_text(const restart_facts& facts) {
+    if (!facts.major_version || !facts.minor_version) return {};
+    return format_number(*facts.major_version, false).append(1, '.') + format_number(*facts.minor_version, false);
+}
+
+std::string_view state_text(const restart_facts& facts) {
+    if (!facts.clean) return {};
+    return *facts.clean ? "clean" : "dirty";
+}
+
+void tell_restart_page(fact_lines& lines, const std::string& word, const std::optional<restart_coverage>& told) {
+    lines.yes_or_no(word, told.has_value());
+    if (!told) return;
+    const restart_facts& facts = told->facts;
+    lines.yes_or_no(word + "_torn", told->torn);
+    lines.text(word + "_version", version_text(facts));
+    lines.count(word + "_system_page_size", facts.system_page_size);
+    lines.count(word + "_log_page_size", facts.log_page_size);
+    lines.count(word + "_log_size", facts.log_size);
+    lines.text(word + "_state", state_text(facts));
+    lines.number(word + "_current_lsn", facts.current_lsn);
+    lines.number(word + "_oldest_lsn", facts.oldest_lsn);
+    lines.text(word + "_client", facts.client_name.value_or(std::string()));
+}
+
+void tell_pages(fact_lines& lines, const log_coverage& told) {
+    lines.count("pages_restart", told.pages.restart);
+    lines.count("pages_record", told.pages.record);
+    lines.count("pages_torn", told.pages.torn);
+    lines.count("pages_copied", told.copied_pages);
+    lines.count("pages_foreign", told.pages.foreign);
+    lines.count("pages_never_written", told.never_written);
+}
+
+void tell_records(fact_lines& lines, const log_coverage& told) {
+    const transaction_tally& tally = told.transactions;
+    lines.count("records_stored", told.records_stored);
+    lines.count("records_distinct", told.records_distinct);
+    lines.count("records_copied", told.records_stored - told.records_distinct);
+    lines.count("records_in_whole", tally.records_of_whole);
+    lines.count("records_in_cut", tally.records_of_cut);
+    lines.count("records_of_checkpoints", tally.records_of_none);
+    lines.count("transactions_done", tally.done);
+    lines.count("transactions_open", tally.open);
+    lines.count("transactions_undone", tally.undone);
+    lines.count("transactions_partly_undone", tally.partly_undone);
+    lines.count("transactions_cut", tally.cut);
+    lines.numbers("lsns", told.lsns);
+    lines.count("gaps", told.gaps ? std::optional<std::uint64_t>(told.gaps->size()) : std::nullopt);
+    if (!told.gaps) return;
+    for (const lsn_gap& gap : *told.gaps)
+        lines.numbers("gap", gap.before, gap.behind);
+}
+
+void tell_mft(fact_lines& lines, const mft_coverage& told) {
+    lines.text("mft", told.path);
+    lines.count("mft_records", told.records);
+    lines.count("mft_in_use", told.in_use);
+    lines.times("mft_times", told.times);
+    lines.numbers("mft_usns", told.usns);
+    lines.numbers("mft_lsns", told.lsns);
+    lines.text("mft_fit", fit_text(told.fit));
+}
+
+void tell_journal(fact_lines& lines, const journal_coverage& told) {
+    lines.text("journal", told.path);
+    lines.count("journal_records", told.records);
+    lines.times("journal_times", told.times);
+    lines.numbers("journal_usns", told.usns);
+    lines.text("journal_fit", fit_text(told.fit));
+}
+
+}  // namespace
+
+std::string coverage_text(const log_coverage& coverage, const logfile_options& options) {
+    fact_lines lines(options);
+    lines.text("log", coverage.path);
+    lines.count("size", coverage.pages.file_size);
+    lines.yes_or_no("read_to_end", coverage.read_to_end);
+    tell_restart_page(lines, "restart_1", coverage.restart[0]);
+    tell_restart_page(lines, "restart_2", coverage.restart[1]);
+    lines.yes_or_no("restart_agree", coverage.restart_agree);
+    tell_pages(lines, coverage);
+    tell_records(lines, coverage);
+    lines.times("times_by_journal", coverage.journal_times);
+    lines.times("times_by_record", coverage.record_times);
+    lines.numbers("usns", coverage.journal_usns);
+    lines.count("cluster_size", coverage.cluster_size);
+    if (coverage.mft) tell_mft(lines, *coverage.mft);
+    if (coverage.journal) tell_journal(lines, *coverage.journal);
+    return lines.take();
+}
+
+}  // namespace kest

@@ -1,0 +1,331 @@
+// What -coverage says of small logs, by whole runs.
+
+#include <map>
+
+#include "make/log_writer.h"
+#include "support/made_run.h"
+
+namespace kest::disk {
+namespace {
+
+using facts = std::map<std::string, std::string>;
+
+constexpr u64 noon = 130'000'000'000'000'000;  // 2012-12-14 23:06:40
+constexpr u64 minute = 600'000'000;
+
+// By their words; the gaps are joined.
+facts facts_in(const std::string& report) {
+    facts all;
+    std::istringstream lines(report);
+    std::string line;
+    for (int skipped = 0; std::getline(lines, line); ++skipped) {
+        if (skipped < 3 || line.empty()) continue;
+        const std::size_t colon = line.find(':');
+        std::string& value = all[line.substr(0, colon)];
+        if (!value.empty()) value += ", ";
+        value += line.substr(std::min(line.size(), colon + 2));
+    }
+    return all;
+}
+
+facts covered(const bytes& log, const bytes& mft = {}, const bytes& journal = {}, u64 log_size = 0) {
+    const memory_file log_file(log, std::max<u64>(log_size, log.size())), mft_file(mft), journal_file(journal);
+    argument_list args = {"-quiet", "-no_whitespace", "-base10", "-coverage", "-log", log_file.path()};
+    if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
+    if (!journal.empty()) args.insert(args.end(), {"-jrnlfile", journal_file.path()});
+    return facts_in(run_captured(args).out);
+}
+
+// Those of `wanted` as they are in `got`: so a difference shows what is there.
+facts same_words(const facts& got, const facts& wanted) {
+    facts out;
+    for (const auto& [word, value] : wanted)
+        out[word] = got.contains(word) ? got.at(word) : "(no such line)";
+    return out;
+}
+
+// A log of 64 KiB that begins in round 3 and wraps: a record of 200 bytes again and again, and long ones.
+bytes wrapped_log() {
+    log_writer log(64 * 1024, 3);
+    u64 previous = 0;
+    for (int count = 0; log.round() == 3 || count < 300; ++count) {
+        const bytes data(count % 50 == 49 ? 9000 : 112, 0x5A);
+        previous = log.add({.previous = previous, .redo_op = 11, .undo_op = 11, .redo = data});
+    }
+    return log.image();
+}
+
+std::size_t page_at(u64 lsn) {
+    return lsn % 8192 * 8 / 4096;
+}
+
+TEST(coverage, a_log_that_wraps_has_no_gap_and_what_is_lost_is_one) {
+    const bytes whole = wrapped_log();
+    const facts told = covered(whole);
+    EXPECT_EQ(told.at("gaps"), "0");
+    EXPECT_EQ(told.at("pages_record"), "14");
+    EXPECT_EQ(told.at("pages_copied"), "2");
+    EXPECT_EQ(told.at("restart_agree"), "yes");
+    const u64 lowest = std::stoull(told.at("lsns")), highest = std::stoull(told.at("restart_1_current_lsn"));
+    EXPECT_EQ(lowest / 8192 + 1, highest / 8192) << "it goes on in the next round";
+
+    const std::size_t lost = 11;
+    ASSERT_LT(page_at(highest) + 1, lost);
+    struct row {
+        const char* what;
+        u8 filling;
+        std::size_t length;
+        std::string record, never_written, foreign, gaps;
+    };
+    const row rows[] = {
+        {"a page that was never written", 0xFF, 4096, "13", "1", "0", "1"},
+        {"a page of zeros", 0, 4096, "13", "1", "0", "1"},
+        {"a foreign page", 0x61, 4096, "13", "0", "1", "1"},
+        {"blank but for its end", 0xFF, 4095, "13", "0", "1", "1"},
+    };
+    for (const auto& [what, filling, length, record, never_written, foreign, gaps] : rows) {
+        bytes log = whole;
+        lay(log, lost * 4096, bytes(length, filling));
+        const facts wanted = {{"pages_record", record},
+                              {"pages_never_written", never_written},
+                              {"pages_foreign", foreign},
+                              {"gaps", gaps}};
+        const facts got = covered(log);
+        EXPECT_EQ(same_words(got, wanted), wanted) << what;
+        const std::string gap = got.contains("gap") ? got.at("gap") : "0 to 0";
+        EXPECT_LE(page_at(std::stoull(gap)), lost) << what << gap;
+        EXPECT_GE(page_at(std::stoull(gap.substr(gap.rfind(' ')))), lost) << what << gap;
+    }
+    EXPECT_EQ(covered(part(whole, 0, 32 * 1024), {}, {}, 96 * 1024).at("pages_never_written"), "8") << "a hole";
+    EXPECT_EQ(covered(part(whole, 0, 32 * 1024 + 500)).at("pages_never_written"), "0") << "part of a page is none";
+}
+
+TEST(coverage, a_page_need_not_be_filled_and_a_record_in_it_may_be_lost) {
+    log_writer log(64 * 1024, 3);
+    const u64 first = log.add({.redo_op = 2}), second = log.add({.redo_op = 2});
+    bytes image = log.image();
+    // A page behind it, whose LSNs are made by hand.
+    const u64 next = (u64{3} << 13) | (5 * 4096 + 64) / 8;
+    lay(image, 5 * 4096, record_page{.last_lsn = next, .records = {{.lsn = next, .redo_op = 2}}}.image());
+    EXPECT_EQ(covered(image).at("gaps"), "0");
+    bytes cut = image;
+    put(cut, 16384 + 152, u64{0});  // the second record's LSN
+    lay(cut, 8192, bytes(8192));    // and no copies of it
+    EXPECT_EQ(covered(cut).at("gap"), std::to_string(first) + " to " + std::to_string(next));
+    EXPECT_EQ(page_at(second), 4u);
+    // Begun anew: the same page in a later round.
+    bytes anew = image;
+    const u64 later = next + (u64{2} << 13);
+    lay(anew, 5 * 4096, record_page{.last_lsn = later, .records = {{.lsn = later, .redo_op = 2}}}.image());
+    EXPECT_EQ(covered(anew).at("gap"), std::to_string(second) + " to " + std::to_string(later));
+}
+
+TEST(coverage, torn_pages_are_told_by_their_own_array) {
+    bytes log = wrapped_log();
+    EXPECT_EQ(covered(log).at("pages_torn"), "0");
+    put(log, 6 * 4096 + 1534, u16{0x7777});
+    put(log, 4096 + 510, u16{0x7777});
+    const facts wanted = {{"pages_torn", "1"}, {"restart_1_torn", "no"}, {"restart_2_torn", "yes"}};
+    EXPECT_EQ(same_words(covered(log), wanted), wanted);
+    bytes page = record_page{.last_lsn = 8, .usa_offset = 48, .records = {}}.image();
+    protect_sectors(page, 48, 9);
+    EXPECT_EQ(covered(page).at("pages_torn"), "0");
+}
+
+TEST(coverage, restart_pages_may_disagree_or_say_nothing_of_use) {
+    const bytes whole = wrapped_log();
+    const bytes older = restart_page{.current_lsn = 1, .oldest_lsn = 1, .sequence_bits = 20}.image();
+    struct row {
+        const char* what;
+        bytes first, second;
+        facts wanted;
+    };
+    const row rows[] = {
+        {"the later one counts", older, part(whole, 0, 4096), {{"restart_agree", "no"}, {"gaps", "0"}}},
+        {"in either place", part(whole, 0, 4096), older, {{"restart_agree", "no"}, {"gaps", "0"}}},
+        {"one is enough",
+         bytes(4096),
+         part(whole, 0, 4096),
+         {{"restart_1", "no"}, {"restart_2", "yes"}, {"restart_agree", ""}, {"gaps", "0"}, {"pages_copied", "2"}}},
+        {"none", bytes(4096), bytes(4096), {{"restart_agree", ""}, {"gaps", ""}, {"pages_copied", ""}}},
+        {"too few bits for the log's size",
+         restart_page{.file_size = 64 * 1024, .sequence_bits = 52}.image(),
+         bytes(4096),
+         {{"gaps", ""}, {"pages_copied", ""}}},
+        {"no bits", restart_page{.sequence_bits = 64}.image(), bytes(4096), {{"gaps", ""}}},
+        {"all bits", restart_page{.sequence_bits = 0xFFFFFFFF}.image(), bytes(4096), {{"gaps", ""}}},
+    };
+    for (const auto& [what, first, second, wanted] : rows) {
+        bytes log = whole;
+        lay(log, 0, pack(first, second));
+        EXPECT_EQ(same_words(covered(log), wanted), wanted) << what;
+    }
+}
+
+facts of_records(const std::vector<record>& records) {
+    return covered(log_of_pages(records));
+}
+
+TEST(coverage, transactions_end_stay_open_or_are_taken_back) {
+    const record begun{.lsn = 10, .redo_op = 7, .undo_op = 7};
+    const record further{.lsn = 11, .previous = 10, .redo_op = 11, .undo_op = 11};
+    const auto taking_back = [](u64 left, u16 operation = 11) {
+        return record{.lsn = 12, .previous = 11, .undo_next = left, .redo_op = operation, .undo_op = 1};
+    };
+    const record forgotten{.lsn = 13, .previous = 12, .redo_op = 27, .undo_op = 1};
+    const record second_end{.lsn = 12, .previous = 11, .redo_op = 26, .undo_op = 1};
+    // whole, cut, of checkpoints; done, open, undone, partly undone, cut
+    const std::tuple<const char*, std::vector<record>, const char*> rows[] = {
+        {"committed", {begun, further, second_end}, "3 0 0; 1 0 0 0 0"},
+        {"open", {begun, further}, "2 0 0; 0 1 0 0 0"},
+        {"undone", {begun, further, taking_back(0), forgotten}, "4 0 0; 0 0 1 0 0"},
+        {"undone without an end", {begun, further, taking_back(0)}, "3 0 0; 0 0 1 0 0"},
+        {"partly undone", {begun, further, taking_back(10), forgotten}, "4 0 0; 1 0 0 1 0"},
+        {"a nested action ends, and stands", {begun, further, taking_back(0, 24), forgotten}, "4 0 0; 1 0 0 0 0"},
+        {"cut", {further, second_end}, "0 2 0; 1 0 0 0 1"},
+        {"a checkpoint",
+         {{.lsn = 20, .redo_op = 29}, {.lsn = 21, .previous = 20, .redo_op = 30}, {.lsn = 22, .type = 2, .redo_op = 1}},
+         "0 0 3; 0 0 0 0 0"},
+        {"copies count once", {begun, begun, further, further}, "2 0 0; 0 1 0 0 0"},
+    };
+    for (const auto& [what, records, wanted] : rows) {
+        const facts told = of_records(records);
+        std::string got;
+        for (const char* word : {"records_in_whole", "records_in_cut", "records_of_checkpoints"})
+            got += (got.empty() ? "" : " ") + told.at(word);
+        got += ';';
+        for (const char* word : {"done", "open", "undone", "partly_undone", "cut"})
+            got += ' ' + told.at(std::string("transactions_") + word);
+        EXPECT_EQ(got, wanted) << what;
+    }
+}
+
+// Of times within an hour of `noon`.
+std::string clock_text(u64 from, u64 until) {
+    const auto text = [](u64 minutes) {
+        return "2012-12-14 23:" + std::to_string(100 + 6 + minutes).substr(1) + ":40.000000000";
+    };
+    return text(from) + " to " + text(until);
+}
+
+bytes file_changed_at(u64 time, u32 number = 40) {
+    return file_record{.number = number, .attributes = {resident(0x10, pack(u64{1}, u64{2}, time, u64{3}, at{72}))}}
+        .image();
+}
+
+TEST(coverage, times_are_those_that_the_log_sets) {
+    const auto raising = [](u64 from, u64 until) {
+        return record{.lsn = 30,
+                      .redo_op = 7,
+                      .undo_op = 7,
+                      .record_offset = 56,
+                      .attribute_offset = 24 + 8,
+                      .redo = pack(u64{9}, until),
+                      .undo = pack(u64{9}, from)};
+    };
+    const record born{.lsn = 10, .redo_op = 2, .redo = file_changed_at(noon + 20 * minute)};
+    const record replaced{.lsn = 9, .undo_op = 2, .undo = file_changed_at(noon)};
+    record again = born;
+    again.previous = 9;
+    record cut = born;
+    cut.previous = 5;
+    const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
+        {"a new file, and a time that is raised", {born, raising(noon, noon + 21 * minute)}, clock_text(20, 21)},
+        {"one that goes back", {born, raising(noon + minute, noon)}, clock_text(20, 20)},
+        {"a file record that is written again",
+         {replaced, again, raising(noon, noon + 21 * minute)},
+         clock_text(21, 21)},
+        {"one behind what is lost", {cut}, ""},
+    };
+    for (const auto& [what, records, wanted] : rows)
+        EXPECT_EQ(of_records(records).at("times_by_record"), wanted) << what;
+
+    const auto logged = [](usn_image image) { return record{.lsn = image.usn, .redo_op = 8, .redo = image.image()}; };
+    const facts told = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
+                                   logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300})});
+    EXPECT_EQ(told.at("times_by_journal"), clock_text(0, 20));
+    EXPECT_EQ(told.at("usns"), "88 to 99") << "not of those that are not whole";
+}
+
+TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
+    const auto change = [](u64 lsn, u32 number) {  // to a file record of 1024 bytes in clusters of 4096
+        return record{.lsn = lsn,
+                      .redo_op = 7,
+                      .undo_op = 7,
+                      .cluster_block = static_cast<u16>(number % 4 * 2),
+                      .block_size = 2,
+                      .vcn = number / 4};
+    };
+    const record born{.lsn = 10,
+                      .redo_op = 2,
+                      .cluster_block = 2,
+                      .block_size = 2,
+                      .vcn = 10,
+                      .redo = file_record{.number = 41}.image()};
+    const record logged{.lsn = 30, .redo_op = 8, .redo = usn_image{.file = 0x0001'0000'0000'0029, .usn = 500}.image()};
+    const bytes log = log_of_pages({born, change(20, 41), change(21, 42), logged});
+    EXPECT_EQ(covered(log).at("cluster_size"), "4096");
+    const auto file = [](u64 lsn, std::u16string name = u"a.txt", u32 number = 41) {
+        return mft_image(
+            {{.number = 0, .lsn = 1},
+             {.number = number,
+              .lsn = lsn,
+              .attributes = {resident(0x10, pack(at{64}, u64{500})), name_image{.name = name}.attribute()}}},
+            50);
+    };
+    const std::tuple<const char*, bytes, const char*> mfts[] = {
+        {"fits", file(20), "fits"},
+        {"nothing in common", file(19), ""},
+        {"another place", file(21), "1 with the LSN of a record about another file"},
+        {"a later one", file(31), "1 with an LSN above the log's"},
+        {"another name", file(20, u"b.txt"), "1 with another name than in the log"},
+        {"another file of that USN", file(21, u"b.txt", 42), "fits"},
+    };
+    for (const auto& [what, mft, wanted] : mfts)
+        EXPECT_EQ(covered(log, mft).at("mft_fit"), wanted) << what;
+
+    const auto journal = [](const std::vector<usn_image>& records) {
+        bytes image;
+        for (const usn_image& r : records)
+            append(image, r.image());
+        image.resize(8192);
+        return image;
+    };
+    const usn_image same{.file = 0x0001'0000'0000'0029, .usn = 500};
+    usn_image other = same, version_3 = same;
+    other.reason = 0x200;
+    version_3.version = 3;
+    const std::tuple<const char*, std::vector<usn_image>, const char*> journals[] = {
+        {"fits", {{.usn = 0}, same}, "fits"},
+        {"version 3", {version_3}, "fits"},
+        {"differs", {other, {.usn = 600}}, "1 differ from the log's of the same USN"},
+        {"behind", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
+        {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
+        {"around", {{.usn = 499}, {.usn = 501}}, ""},
+    };
+    for (const auto& [what, records, wanted] : journals) {
+        const facts told = covered(log, {}, journal(records));
+        EXPECT_EQ(told.at("journal_fit"), wanted) << what;
+        EXPECT_EQ(told.at("journal_records"), std::to_string(records.size())) << what;
+    }
+}
+
+TEST(coverage, logs_of_a_list_are_told_apart_and_statistics_win) {
+    // The first ends within a record that the second would take for its own.
+    const record last{.lsn = 20, .redo_op = 2, .redo = bytes(400, 0x5A)};
+    const record filler{.lsn = 10, .redo_op = 2, .redo = bytes(4096 - 64 - 88 - 96)};
+    const memory_file first(record_page{.last_lsn = 20, .last_end_lsn = 10, .records = {filler, last}}.image());
+    const bytes rest = part(last.image(), 96);
+    const memory_file second(record_page{.last_lsn = 30, .continuation = rest, .records = {{.lsn = 30}}}.image());
+    const std::string paths = first.path() + '\n' + second.path() + '\n';
+    const memory_file list(std::span(reinterpret_cast<const std::uint8_t*>(paths.data()), paths.size()));
+    argument_list args = {"-quiet", "-no_whitespace", "-base10", "-coverage", "-pipe"};
+    const facts told = facts_in(run_captured(args, list.path()).out);
+    EXPECT_EQ(told.at("log"), first.path() + ", " + second.path());
+    EXPECT_EQ(told.at("lsns"), "10 to 10, 30 to 30");
+    args.push_back("-stats");
+    EXPECT_NE(run_captured(args, list.path()).out.find("opcode meaning"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kest::disk
