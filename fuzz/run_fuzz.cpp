@@ -76,7 +76,7 @@ void enter_own_folder() {
 
 // One a line.
 constexpr std::string_view words =
-    "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-xml\n-multiline\n-bodyfile\n-csvgen\n-"
+    "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-undo\n-cut\n-events\n-coverage\n-cluster_size\nauto\n-xml\n-multiline\n-bodyfile\n-csvgen\n-"
     "csvl2t\n"
     "-pair_datetime\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-dateformat\nmm-dd-yy\n"
     "-timeformat\nhh:mm:ss.xxxxxx\n-cmd_start_time\n2026-03-16\n-cmd_stop_time\n2026-03-16 12:00:00\n-filter\n*f?le*\n"
