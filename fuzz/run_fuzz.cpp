@@ -6,12 +6,15 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <random>
 #include <sys/stat.h>
 #include <utility>
 
 #include "driver/run.h"
+#include "support/json_lines.h"
 #include "support/memory_file.h"
 
 namespace {
@@ -78,10 +81,26 @@ void enter_own_folder() {
 constexpr std::string_view words =
     "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-undo\n-cut\n-events\n-coverage\n-cluster_size\nauto\n-xml\n-multiline\n-bodyfile\n-csvgen\n-"
     "csvl2t\n"
-    "-pair_datetime\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-dateformat\nmm-dd-yy\n"
+    "-pair_datetime\n-jsonl\n-undo\n-cut\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-"
+    "dateformat\nmm-dd-yy\n"
     "-timeformat\nhh:mm:ss.xxxxxx\n-cmd_start_time\n2026-03-16\n-cmd_stop_time\n2026-03-16 12:00:00\n-filter\n*f?le*\n"
     "-filter_sig\n52535452|0x0\n-filter_path\n%NAME%\n-alias\na|b\n-csv_separator\ntab\n-num_subdirs\n0x7\n-offset\n"
     "o17\n-help\n";
+
+std::string text_of(const char* path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// Of options that ask for JSON lines those that do not take them elsewhere; nothing of others.
+kest::argument_list json_options(const kest::argument_list& options) {
+    if (std::ranges::count(options, "-jsonl") == 0) return {};
+    kest::argument_list kept = {"-out", "lines"};
+    for (const char* flag : {"-jsonl", "-undo", "-cut", "-showall_inodes", "-no_guesses", "-base10", "-stats"}) {
+        if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
+    }
+    return kept;
+}
 
 }  // namespace
 
@@ -89,13 +108,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     [[maybe_unused]] static const bool entered = (enter_own_folder(), true);
     const run_input input({data, size});
     kest::argument_list args = {"kest", "-quiet"};
-    args.insert(args.end(), input.options.begin(), input.options.end());
+    const kest::argument_list as_json = json_options(input.options);
+    const kest::argument_list& options = as_json.empty() ? input.options : as_json;
+    args.insert(args.end(), options.begin(), options.end());
     const kest::disk::memory_file log(input.parts[0]), mft(input.parts[1]), journal(input.parts[2]);
     args.insert(args.end(), {"-log", log.path()});
     if (!input.parts[1].empty()) args.insert(args.end(), {"-mftfile", mft.path()});
     if (!input.parts[2].empty()) args.insert(args.end(), {"-jrnlfile", journal.path()});
     const int status = kest::run(args);
     if (status != 0 && status != -1) std::abort();
+    if (!as_json.empty() && !kest::disk::is_json_lines(text_of("lines"))) std::abort();
     for (const auto& entry : std::filesystem::directory_iterator("."))
         std::filesystem::remove_all(entry);
     return 0;

@@ -43,10 +43,12 @@ std::optional<bool> answer(const argument_list& args) {
 }
 
 void tell_what_is_needed(const logfile_options& options, const std::string& header) {
-    uni::file out;
-    out.attach(STDOUT_FILENO);
-    // The run has failed already.
-    static_cast<void>(out.append(header + '\n'));
+    if (options.shape != output_shape::jsonl) {
+        uni::file out;
+        out.attach(STDOUT_FILENO);
+        // The run has failed already.
+        static_cast<void>(out.append(header + '\n'));
+    }
     if (options.have_log || options.lists_logs()) {
         write_usage();
     } else {
@@ -102,7 +104,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         return false;
     }
     uni::fileio_output report_sink(results.target());
-    report_sink.write(header);
+    if (options.shape != output_shape::jsonl) report_sink.write(header);
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);

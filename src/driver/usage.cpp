@@ -52,6 +52,7 @@ constexpr option_row options[] = {
     {"-csv", {}, "fields separated by a comma, line ends in values as words"},
     {"-csvgen", {}, "the report with commas and without padding"},
     {"-multiline", {}, "the report without any separator"},
+    {"-jsonl", {}, "one JSON object a line, typed, with nothing ahead of the first"},
     {"-csvl2t, -bodyfile, -xml", {}, "no rows"},
     {"-no_whitespace", {}, "no padding"},
     {"-csv_separator", "<text>", "the separator of fields; tab for a tab"},

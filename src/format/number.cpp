@@ -76,20 +76,12 @@ std::string format_number(std::uint64_t value, bool hex) {
     return text;
 }
 
-void append_dump(std::string& out, uni::byte_view bytes) {
-    if (bytes.empty()) return;
-    const std::size_t begin = out.size();
-    out.resize(begin + bytes.size() * 3 - 1);
-    char* at = out.data() + begin;
-    const auto all = bytes.bytes();
-    const auto write = [&at](std::uint8_t value) {
+char* put_dump(char* at, uni::byte_view bytes) {
+    for (const std::uint8_t value : bytes.bytes()) {
         at = std::copy_n(byte_digits.data() + std::size_t{value} * 2, 2, at);
-    };
-    write(all.front());
-    for (const std::uint8_t value : all.subspan(1)) {
         *at++ = '-';
-        write(value);
     }
+    return bytes.empty() ? at : at - 1;
 }
 
 void append_guid(std::string& out, uni::byte_view guid) {

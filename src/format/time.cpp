@@ -28,6 +28,12 @@ constexpr format_flags default_format = {
     .time = 1 | 3 << 1,  // paired, three digits of fraction
 };
 
+constexpr format_flags internet_format = {
+    .separator = '-',
+    .date = date_bits::month_number | date_bits::long_year | date_bits::year_month_day,
+    .time = 7 << 1,
+};
+
 constexpr std::string_view month_names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -158,6 +164,18 @@ void append_clock(short_text& out, const _windows_systemtime& time, format_flags
     if (flags.fraction_digits() != 0) append_fraction(out, time.fraction, flags.fraction_digits());
 }
 
+void append_date_and_clock(std::string& out, std::uint64_t ticks, format_flags flags, char joint,
+                           std::string_view zone) {
+    _windows_systemtime time;
+    if (!ticks_to_systemtime(ticks, time)) return;
+    short_text text;
+    append_date(text, time, flags);
+    text += joint;
+    append_clock(text, time, flags);
+    text += zone;
+    out += text.view();
+}
+
 // Sets separator and date; false if the format lacks a part or has an order of its own, with what was found so far
 // set.
 bool compile_date(std::string_view format, format_flags& flags) {
@@ -255,14 +273,11 @@ format_flags compile_format(std::string_view date_format, std::string_view time_
 }
 
 void append_time(std::string& out, std::uint64_t ticks, format_flags flags) {
-    _windows_systemtime time;
-    if (!ticks_to_systemtime(ticks, time)) return;
-    if (!flags.compiled()) flags = default_format;
-    short_text text;
-    append_date(text, time, flags);
-    text += ' ';
-    append_clock(text, time, flags);
-    out += text.view();
+    append_date_and_clock(out, ticks, flags.compiled() ? flags : default_format, ' ', {});
+}
+
+void append_internet_time(std::string& out, std::uint64_t ticks) {
+    append_date_and_clock(out, ticks, internet_format, 'T', "Z");
 }
 
 std::string time_text(std::uint64_t ticks, format_flags flags) {

@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "format/json.h"
 #include "format/number.h"
+#include "format/text_room.h"
 #include "format/text_style.h"
 #include "portable/byte_view.h"
 
@@ -13,74 +15,78 @@ namespace kest {
 
 // Writes the notation of the details column: "key":"value" fields and key=[...] groups, joined by ";". This is
 // the only place that knows its punctuation.
+//
+// As JSON it writes the members of an object: a field by its key, a group as an object of its own, a bare word as true.
+// What has one key becomes an array, and numbers and times have their types. A group ends where it is closed or where
+// the next one begins, so that groups stand side by side.
+//
+// Keys and labels are not copied: they must outlive the text.
 class details_writer {
 public:
-    void clear() {  // keeps the capacity
+    void clear(bool as_json = false) {  // keeps the capacity
         m_text.clear();
         m_separated = false;
-        m_last_time = {};
+        m_ticks = 0;
+        m_time.clear();
+        m_as_json = as_json;
+        if (as_json) clear_members();
     }
-    void release() {  // its memory too
-        clear();
-        std::string().swap(m_text);
-    }
+    void release() { *this = {}; }  // its memory too
 
     void field(std::string_view key, std::string_view value) {
-        char* at = begin_field(key, value.size() + 1);
-        at = std::copy_n(value.data(), value.size(), at);
-        *at = '"';
-        m_separated = true;
+        if (m_as_json) [[unlikely]]
+            return add_text(key, value);
+        write_field(key, value);
     }
     void number(std::string_view key, std::uint64_t value, const text_style& style) {
-        char text[most_number_bytes];
-        field(key, {text, put_number(text, value, style.base16)});
+        write_number(key, value, style.base16);
     }
-    void decimal(std::string_view key, std::uint64_t value) {
-        char text[most_number_bytes];
-        field(key, {text, put_number(text, value, false)});
-    }
-    // Many a record holds one time several times: it is converted once.
+    void decimal(std::string_view key, std::uint64_t value) { write_number(key, value, false); }
     void time(std::string_view key, std::uint64_t ticks, const text_style& style) {
-        begin_field(key);
-        const std::size_t begin = m_text.size();
-        if (ticks == m_last_time.ticks && m_last_time.size != 0) {
-            m_text.append(m_text, m_last_time.begin, m_last_time.size);
-        } else {
-            cv::append_time(m_text, ticks, style.time_format);
+        if (m_as_json) [[unlikely]]
+            return add_time(key, ticks);
+        if (ticks != m_ticks) {
+            m_time.clear();
+            cv::append_time(m_time, ticks, style.time_format);
+            m_ticks = ticks;
         }
-        m_last_time = {ticks, begin, m_text.size() - begin};
-        end_field();
+        write_field(key, m_time);
     }
     // One byte as it stands, whatever character it makes.
     void character(std::string_view key, std::uint8_t value) {
-        begin_field(key) += static_cast<char>(value);
-        end_field();
+        const char c = static_cast<char>(value);
+        field(key, {&c, 1});
     }
     void dump(std::string_view key, uni::byte_view bytes) {
-        begin_field(key);
-        append_dump(m_text, bytes);
-        end_field();
+        if (m_as_json) [[unlikely]]
+            return add_dump(key, bytes);
+        end_value(put_dump(begin_value(key, most_dump_bytes(bytes)), bytes));
     }
 
     // For a value built in place: append it to what `begin_field` returns, then `end_field`.
     std::string& begin_field(std::string_view key) {
-        begin_field(key, 0);
-        return m_text;
+        m_key = key;
+        m_value.clear();
+        return m_value;
     }
-    void end_field() {
-        m_text += '"';
-        m_separated = true;
-    }
+    void end_field() { field(m_key, m_value); }
 
     void open_group(std::string_view key) {
-        char* at = grow(1 + key.size() + 2);
+        if (m_as_json) [[unlikely]]
+            return begin_object(key);
+        char* at = put_separator(m_text.room(key.size() + 3));
         at = std::copy_n(key.data(), key.size(), at);
         *at++ = '=';
-        *at = '[';
+        *at++ = '[';
+        m_text.end_at(at);
         m_separated = false;
     }
     void close_group() {
-        m_text += ']';
+        if (m_as_json) [[unlikely]]
+            return end_object();
+        char* const at = m_text.room(1);
+        *at = ']';
+        m_text.end_at(at + 1);
         m_separated = true;
     }
     // A group that holds nothing but a dump; none for no bytes.
@@ -93,42 +99,76 @@ public:
 
     // A bare word, joined to nothing. What follows is not separated from it either, unless something before
     // the word already asked for it.
-    void word(std::string_view text) { m_text += text; }
+    void word(std::string_view text) {
+        if (text.empty()) return;
+        if (m_as_json) return add_json(text, "true");
+        m_text.end_at(std::copy_n(text.data(), text.size(), m_text.room(text.size())));
+    }
 
-    bool empty() const { return m_text.empty(); }
-    std::string_view text() const { return m_text; }
-    std::size_t capacity() const { return m_text.capacity(); }  // bytes
+    std::string_view text() const { return m_text.text(); }
+    // As JSON: the members as they stand between the braces of an object. `room` holds them where they had to be put in
+    // order, by key.
+    std::string_view members(text_room& room) const;
+
+    std::size_t capacity() const {  // bytes
+        return m_text.capacity() + m_value.capacity() + m_members.capacity() + m_group_members.capacity();
+    }
 
 private:
-    // A time as it stands in the text, which has one style.
-    struct written_time {
-        std::uint64_t ticks = 0;
-        std::size_t begin = 0;  // bytes
-        std::size_t size = 0;   // bytes; 0: none
-    };
+    void write_number(std::string_view key, std::uint64_t value, bool base16) {
+        if (m_as_json) [[unlikely]]
+            return add_number(key, value);
+        char* const at = begin_value(key, most_number_bytes);
+        end_value(at + put_number(at, value, base16));
+    }
+    void write_field(std::string_view key, std::string_view value) {
+        end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
+    }
 
-    // Writes a field as far as its value, in one growth of the text that leaves room for `behind` bytes more. Says
-    // where they go.
-    char* begin_field(std::string_view key, std::size_t behind) {
-        char* at = grow(2 + key.size() + 3 + behind);
+    // Writes a field as far as its value, and makes room for that and its end.
+    char* begin_value(std::string_view key, std::size_t most) {
+        char* at = put_separator(m_text.room(1 + key.size() + 4 + most + 1));
         *at++ = '"';
         at = std::copy_n(key.data(), key.size(), at);
         return std::copy_n("\":\"", 3, at);
     }
-
-    // Room for at most `size` bytes, of which the first is the separator if one is due.
-    char* grow(std::size_t size) {
-        const std::size_t begin = m_text.size();
-        m_text.append(size - (m_separated ? 0 : 1), '\0');
-        char* const at = m_text.data() + begin;
-        if (!m_separated) return at;
-        *at = ';';
-        return at + 1;
+    void end_value(char* at) {
+        *at = '"';
+        m_text.end_at(at + 1);
+        m_separated = true;
+    }
+    char* put_separator(char* at) const {
+        if (m_separated) *at++ = ';';
+        return at;
     }
 
-    std::string m_text;
-    bool m_separated = false;  // a ";" goes ahead of the next item
-    written_time m_last_time;
+    void clear_members();
+    // Writes a member as far as its value, and leaves room for `most` bytes more; notes where that stands.
+    char* begin_member(std::string_view key, std::size_t most);
+    void end_member(std::string_view key, const char* begin, const char* end);
+    void add_json(std::string_view key, std::string_view value);
+    void add_text(std::string_view key, std::string_view value);
+    void add_dump(std::string_view key, uni::byte_view bytes);
+    void add_number(std::string_view key, std::uint64_t value);
+    void add_time(std::string_view key, std::uint64_t ticks);
+    void begin_object(std::string_view key);
+    void end_object();
+    void put_group_in_order();
+
+    text_room m_text;
+    bool m_separated = false;  // a separator goes ahead of the next item
+    bool m_as_json = false;
+    std::uint64_t m_ticks = 0;  // many a record holds one time several times
+    std::string m_time;         // of `m_ticks`; none for 0
+    std::string_view m_key;     // of the value that is built in place
+    std::string m_value;
+
+    // As JSON; `m_text` holds the members in the order in which they came.
+    json_members m_members;
+    bool m_in_group = false;
+    std::string_view m_group_key;
+    std::size_t m_group = 0;  // where its object begins
+    json_members m_group_members;
 };
 
 }  // namespace kest

@@ -2,7 +2,7 @@
 
 namespace kest {
 
-void reset_entry_info(entry_info& info) {
+void reset_entry_info(entry_info& info, bool as_json) {
     info.std_times = {};
     info.name_times = {};
     info.name_alloc_size = 0;
@@ -13,7 +13,7 @@ void reset_entry_info(entry_info& info) {
     info.usn_time = 0;
     info.usn_reason = 0;
     info.name.clear();
-    info.details.clear();
+    info.details.clear(as_json);
 }
 
 }  // namespace kest

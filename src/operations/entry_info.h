@@ -25,7 +25,7 @@ struct entry_info {
     details_writer details;  // text of the details column
 };
 
-// Clears everything; strings keep their capacity.
-void reset_entry_info(entry_info& info);
+// Clears everything; strings keep their capacity. The details are written in that notation from here on.
+void reset_entry_info(entry_info& info, bool as_json);
 
 }  // namespace kest

@@ -47,22 +47,18 @@ void append_unit_text(std::string& out, std::uint8_t unit) {
 }
 
 void write_row(details_writer& details, const header_row& row, uni::byte_view header, const text_style& style) {
-    std::string& out = details.begin_field(row.key);
     switch (row.how) {
         case form::flag_text:
-            append_flag_text(out, header.u16(row.offset), style);
-            break;
+            append_flag_text(details.begin_field(row.key), header.u16(row.offset), style);
+            return details.end_field();
         case form::decimal:
-            append_decimal(out, header.u16(row.offset));
-            break;
+            return details.decimal(row.key, header.u16(row.offset));
         case form::number:
-            append_number(out, header.u64(row.offset), style.base16);
-            break;
+            return details.number(row.key, header.u64(row.offset), style);
         case form::unit_text:
-            append_unit_text(out, header.u8(row.offset));
-            break;
+            append_unit_text(details.begin_field(row.key), header.u8(row.offset));
+            return details.end_field();
     }
-    details.end_field();
 }
 
 // This and the next are false where the bytes stop before what is to be shown.

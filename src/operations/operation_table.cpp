@@ -103,7 +103,7 @@ std::string_view event_word(std::uint16_t code) {
 }
 
 void decode_redo(const log_entry& entry, entry_info& info, const text_style& style) {
-    reset_entry_info(info);
+    reset_entry_info(info, style.as_json);
     data_window window;  // stays empty without redo bytes
     static_cast<void>(redo_data(entry, window));
     decode_data(entry.redo_op, entry, window, info, style);
@@ -116,7 +116,7 @@ void decode_redo(const log_entry& entry, entry_info& info, const text_style& sty
 }
 
 void decode_undo(const log_entry& entry, entry_info& info, const text_style& style) {
-    reset_entry_info(info);
+    reset_entry_info(info, style.as_json);
     data_window window;
     if (!undo_data(entry, window)) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data

@@ -91,6 +91,11 @@ void set_multiline(option_parse& parse, const std::string&) {
     set_shape(parse.options, output_shape::multiline, {});
 }
 
+void set_jsonl(option_parse& parse, const std::string&) {
+    parse.options.shape = output_shape::jsonl;
+    parse.options.as_json = true;
+}
+
 // A list of pairs, "a|b|c|d".
 void check_pairs(option_parse& parse, std::string_view list, std::ptrdiff_t pieces_if_empty) {
     const std::ptrdiff_t pieces = list.empty() ? pieces_if_empty : std::ranges::count(list, '|') + 1;
@@ -178,6 +183,7 @@ constexpr option_row option_rows[] = {
     {"-bodyfile", takes::flag, set_bodyfile},
     {"-xml", takes::flag, set_xml},
     {"-multiline", takes::flag, set_multiline},
+    {"-jsonl", takes::flag, set_jsonl},
     {"-alias", takes::value, check_aliases},
     {"-aliaspath", takes::value, check_alias_paths},
     {"-gzip", takes::flag, nullptr},

@@ -11,11 +11,13 @@
 
 namespace kest {
 
-enum class output_shape { text, xml, csv, csvl2t, csvgen, bodyfile, multiline };
+enum class output_shape { text, xml, csv, csvl2t, csvgen, bodyfile, multiline, jsonl };
 
+// Whether a report in this shape is lines of cells.
 // Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics alone.
 constexpr bool has_rows(output_shape shape) {
-    return shape != output_shape::xml && shape != output_shape::csvl2t && shape != output_shape::bodyfile;
+    return shape != output_shape::jsonl && shape != output_shape::xml && shape != output_shape::csvl2t &&
+           shape != output_shape::bodyfile;
 }
 
 // What a file of a list may match: what is empty does not count, and one hit is enough.

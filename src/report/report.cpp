@@ -4,6 +4,7 @@
 #include "report/columns.h"
 #include "report/coverage_text.h"
 #include "report/event_rows.h"
+#include "report/json_rows.h"
 #include "report/rows.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
@@ -25,14 +26,16 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
+    const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
     if (m_rows) m_rows->write_header();
     if (m_options.show_coverage) {
-        const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
         m_sink.write(coverage_text(gather_coverage(stores, m_options, log_path), m_options));
     } else if (!m_options.stats_requested && m_options.show_events) {
-        report_events(stores, current_file.empty() ? m_options.log_path : current_file);
+        report_events(stores, log_path);
     } else if (!m_options.stats_requested) {
-        report_entries(stores);
+        report_entries(stores, log_path);
+    } else if (m_options.shape == output_shape::jsonl) {
+        write_statistics_object(stores.log, log_path, m_sink);
     } else if (m_rows) {
         write_statistics_row(stores.log, current_file, m_options, *m_rows);
     } else {
@@ -40,13 +43,16 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     }
 }
 
-void log_report::report_entries(evidence& stores) {
+void log_report::report_entries(evidence& stores, std::string_view log_path) {
     const walk_settings settings = {.style = m_options,
                                     .guesses_allowed = m_options.guesses_allowed,
                                     .mft_records = m_options.showall_inodes,
                                     .undo = m_options.show_undo,
                                     .show_progress = m_options.show_progress};
-    if (m_rows) {
+    if (m_options.shape == output_shape::jsonl) {
+        json_teller lines(m_options, stores.inodes, log_path, m_sink);
+        walk_transactions(stores, settings, m_diags, lines);
+    } else if (m_rows) {
         row_teller rows(m_options, stores.inodes, *m_rows);
         walk_transactions(stores, settings, m_diags, rows);
     } else {

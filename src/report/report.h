@@ -22,7 +22,7 @@ public:
     void write(evidence& stores, std::string_view current_file);
 
 private:
-    void report_entries(evidence& stores);
+    void report_entries(evidence& stores, std::string_view log_path);
     void report_events(const evidence& stores, std::string_view log_path);
 
     const logfile_options& m_options;

@@ -1,27 +1,11 @@
 #include "report/rows.h"
 
 #include "format/number.h"
-#include "journal/usn_record.h"
 #include "operations/operation_table.h"
 #include "report/columns.h"
 #include "report/found_text.h"
 
 namespace kest {
-
-namespace {
-
-constexpr std::string_view mft_level = "mft";
-constexpr std::string_view head_level = "root";
-constexpr std::string_view cut_level = "cut";
-constexpr std::string_view cut_pattern = "..-";  // ahead of the operations that are left
-constexpr std::string_view member_level = "..sub-op";
-constexpr std::string_view journal_mark = "<- usnjrnl";
-
-void append_operation(std::string& out, std::uint16_t redo_op) {
-    append_hex(out, redo_op, 2, false);
-}
-
-}  // namespace
 
 row_teller::row_teller(const logfile_options& options, const _inode_collection& inodes, row_writer& rows)
     : m_options(options), m_inodes(inodes), m_rows(rows), m_row(rows.new_row()), m_times(options.time_format) {}
@@ -30,7 +14,7 @@ void row_teller::mft_record(const inode_record& record, std::uint64_t time, cons
     m_row.clear();
     m_details.clear();
     m_row.show_time(column_ids::time, m_times.text(time), !m_options.no_whitespace);
-    append_reason_text(m_row.text(column_ids::action), fact.reason, false);
+    m_row.show_text(column_ids::action, m_actions.of(fact.reason));
     m_row.show_text(column_ids::level, mft_level);
     m_row.set_number(column_ids::lsn, record.lsn);
     write_number(column_ids::inode, record.inode);
@@ -50,12 +34,7 @@ void row_teller::begin(const transaction& told) {
 
 void row_teller::tell(const step& told) {
     m_row.clear();
-    write_common(told);
-    if (told.head) {
-        write_head(told);
-    } else {
-        write_member(told);
-    }
+    write_words(told);
     write_files(told);
     write_tie(told.redo.details, told.tie, m_options);
     m_row.show_text(column_ids::details, told.redo.details.text());
@@ -63,34 +42,14 @@ void row_teller::tell(const step& told) {
     m_rows.emit_row(m_row);
 }
 
-void row_teller::write_head(const step& told) {
-    m_row.show_text(column_ids::level, m_transaction.cut ? cut_level : head_level);
-    std::string& pattern = m_row.text(column_ids::op_pattern);
-    if (m_transaction.cut) pattern += cut_pattern;
-    append_operation(pattern, told.entry.redo_op);
-    for (const std::uint16_t operation : m_transaction.operations.subspan(1)) {
-        pattern += '-';
-        append_operation(pattern, operation);
-    }
-}
-
-void row_teller::write_member(const step& told) {
-    m_row.show_text(column_ids::level, member_level);
-    if (m_transaction.fact.reason != 0 && told.brought_journal) m_row.show_text(column_ids::ref, journal_mark);
-    std::string& pattern = m_row.text(column_ids::op_pattern);
-    pattern += "-- 0x";
-    append_operation(pattern, told.entry.redo_op);
-}
-
-void row_teller::write_common(const step& told) {
+void row_teller::write_words(const step& told) {
     const log_entry& entry = told.entry;
     m_row.show_time(column_ids::time, m_times.text(told.time), !m_options.no_whitespace);
-    if (m_transaction.fact.reason != 0) {
-        append_reason_text(m_row.text(column_ids::action), m_transaction.fact.reason, false);
-    } else {
-        m_row.show_text(column_ids::action, event_word(entry.redo_op));
-    }
+    m_row.show_text(column_ids::ref, ref_word(told, m_transaction));
+    m_row.show_text(column_ids::action, m_actions.of(told, m_transaction));
     m_row.set_number(column_ids::lsn, entry.this_lsn);
+    m_row.show_text(column_ids::level, level_word(told, m_transaction));
+    append_pattern(m_row.text(column_ids::op_pattern), told, m_transaction);
     m_row.show_text(column_ids::op_name, operation_name(entry.redo_op));
     if (entry.get(record_layout::lcns_to_follow) != 0) {
         write_number(column_ids::lcn, entry.get(record_layout::first_lcn));
@@ -103,18 +62,9 @@ void row_teller::write_files(const step& told) {
     write_if_known(column_ids::seq, told.file.sequence());
     write_if_known(column_ids::parent, told.parent.number());
     write_if_known(column_ids::parent_seq, told.parent.sequence());
-    write_path(told.tie);
-}
-
-void row_teller::write_path(const file_tie& tie) {
-    std::string& cell = m_row.text(column_ids::path);
-    const std::string& path = tie.path.empty() ? tie.owner_path : tie.path;
-    if (!path.empty()) {
-        if (tie.guessed) cell += '*';
-        cell += path;
-    } else if (!tie.name.empty()) {
-        cell.append(unknown_path).append(tie.name);
-    }
+    std::string& path = m_row.text(column_ids::path);
+    if (path_is_guess(told.tie)) path += '*';
+    append_path(path, told.tie);
 }
 
 void row_teller::write_number(std::size_t column, std::uint64_t value) {

@@ -4,6 +4,7 @@
 
 #include "format/result_row.h"
 #include "options/logfile_options.h"
+#include "report/row_words.h"
 #include "report/time_column.h"
 #include "transactions/walk.h"
 
@@ -19,11 +20,8 @@ public:
     void tell(const step& told) override;
 
 private:
-    void write_head(const step& told);
-    void write_member(const step& told);
-    void write_common(const step& told);
+    void write_words(const step& told);
     void write_files(const step& told);
-    void write_path(const file_tie& tie);
     void write_number(std::size_t column, std::uint64_t value);
     void write_if_known(std::size_t column, std::uint64_t value);
 
@@ -33,6 +31,7 @@ private:
     result_row m_row;
     time_column m_times;
     details_writer m_details;  // of a file record
+    action_words m_actions;
     transaction m_transaction;
 };
 

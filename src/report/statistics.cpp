@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "format/json.h"
 #include "format/number.h"
 #include "operations/operation_table.h"
 
@@ -70,6 +71,19 @@ std::string statistics_table(const log_store& log, std::string_view current_file
         .append(line_ends_as_words(current_file))
         .append("]\n\n");
     return text;
+}
+
+void write_statistics_object(const log_store& log, std::string_view log_path, uni::fileio_output& report_sink) {
+    const operation_counts counts = count_operations(log);
+    json_writer object(report_sink);
+    object.begin_line();
+    object.text("log", log_path);
+    object.begin_object("operations");
+    for (std::size_t code = 0; code < code_count; ++code)
+        object.number(operation_name(static_cast<std::uint16_t>(code)), counts.of[code]);
+    object.end_object();
+    object.number("total", counts.total);
+    object.end_line();
 }
 
 std::vector<row_column> statistics_columns() {

@@ -4,17 +4,19 @@
 #include <sstream>
 
 #include "operations/operation_table.h"
-#include "support/log_image.h"
+#include "support/json_lines.h"
+#include "support/mft_image.h"
 
 namespace kest::disk {
 namespace {
 
 // What the program makes of a log record.
-entry_info decoded(const bytes& image, bool base16) {
+entry_info decoded(const bytes& image, bool base16, bool as_json = false) {
     static entry_info used;  // over and over, as a report does
     entry_info fresh;
     text_style style;
     style.base16 = base16;
+    style.as_json = as_json;
     const log_entry entry = make_log_entry(uni::byte_view(image), 0, false);
     decode_redo(entry, fresh, style);
     decode_redo(entry, used, style);
@@ -59,11 +61,15 @@ struct decoder_case {
     }
 
     // Of the redo bytes as far as this size, with nothing behind them.
-    entry_info decoded_at(std::size_t size) const {
+    entry_info decoded_at(std::size_t size, bool as_json = false) const {
         record cut = r;
         cut.redo.resize(size);
         cut.undo_offset = 40;
-        return decoded(part(cut.image(), 0, 88 + size), base16);
+        return decoded(part(cut.image(), 0, 88 + size), base16, as_json);
+    }
+    std::string object_at(std::size_t size) const {
+        text_room room;
+        return '{' + std::string(decoded_at(size, true).details.members(room)) + '}';
     }
 
     // Decodes the redo bytes cut at every size, and tells from which size on each key is there, the second of a name as
@@ -94,8 +100,49 @@ TEST(decoders, make_of_bytes_what_the_table_says) {
     for (decoder_case t; t.read(table); t = {}, ++count) {
         EXPECT_EQ(told(t.decoded_at(t.r.redo.size())), t.text) << t.name;
         EXPECT_EQ(t.first_shown(), t.sizes) << t.name;
+        for (std::size_t size = 0; size <= t.r.redo.size(); ++size)
+            EXPECT_TRUE(is_json_lines(t.object_at(size) + '\n')) << t.name << ", " << size;
     }
     EXPECT_GT(count, 100u);
+}
+
+// Groups stand side by side, and what comes again makes an array, in the order in which it came.
+TEST(details, as_json) {
+    const attribute_head seven{.id = 7};
+    const auto one = [&seven](u32 type, u8 value) { return resident(type, {value}, seven); };
+    const auto listed = [](u32 type, u64 vcn) {
+        return pack(type, u16{32}, u8{0}, u8{26}, vcn, u64{0x2000000000030}, u16{3}, at{32});
+    };
+    const auto head = [](u32 length) {
+        return R"({"flags":"0x00","id":7,"value_length":)" + std::to_string(length) + R"(,"indexed_flags":0})";
+    };
+    const bytes record = pack(at{8}, u64{0x1234}, u16{5}, u16{2}, u16{56}, u16{1}, at{44}, u32{0x2A}, at{56});
+    const std::tuple<u16, bytes, std::string> rows[] = {
+        {26, {0xAB, 0x0F}, R"("commit":true,"commit_data":{"data":"AB-0F"})"},
+        {27, {1}, R"("forget":true)"},
+        {29, {1}, ""},
+        {2, pack(record, one(0x80, 1), one(0xB0, 2), one(0x80, 3)),
+         R"("file_record":{"lsn":4660,"inode":42,"seq":5,"hard_links":2,"flags":"in_use ;plain_file"},)"
+         R"("resident_header":[)" +
+             head(1) + ',' + head(1) + ',' + head(1) +
+             R"(],"$data":[{"data":"01"},{"data":"03"}],"$bitmap":{"data":"02"})"},
+        {5, resident(0x20, pack(listed(0x30, 0), listed(0x80, 7), listed(0x80, 8)), seven),
+         "\"resident_header\":" + head(96) +
+             R"(,"$filename":{"lowest_vcn":0,"inode":48,"seq":2,"id":3},)"
+             R"("$data":[{"lowest_vcn":7,"inode":48,"seq":2,"id":3},{"lowest_vcn":8,"inode":48,"seq":2,"id":3}])"},
+        {5, resident(0x70, {0, 0, 0, 0, 0, 0, 0, 0, 3, '"', 1, 0}, seven),
+         "\"resident_header\":" + head(12) +
+             R"(,"$VOLUME_INFORMATION":{"major_version":"\u0003","minor_version":"\"","flags":"dirty"})"},
+        {19, bytes(24), R"("$FILE_NAME":{"created":null,"modified":null,"mft_changed":null})"},
+        {11, pack(u64{1}, ~u64{0}, u64{3}),
+         R"("new_sizes":{"allocated_size":1,"real_size":18446744073709551615,"initialized_size":3})"},
+    };
+    for (const auto& [operation, redo, expected] : rows) {
+        decoder_case t;
+        t.r = {.redo_op = operation, .redo = redo};
+        t.base16 = true;
+        EXPECT_EQ(t.object_at(redo.size()), '{' + expected + '}');
+    }
 }
 
 // Of eight bytes of payload.

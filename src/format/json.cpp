@@ -1,0 +1,236 @@
+#include "format/json.h"
+
+#include <bit>
+#include <cstring>
+#include <utility>
+
+#include "format/time.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::string_view replacement = "\xEF\xBF\xBD";
+
+constexpr std::uint64_t each_byte(std::uint8_t value) {
+    return value * 0x0101'0101'0101'0101;
+}
+
+// A top bit for each byte of the word that cannot stand in a text as it is; above the lowest of them bits may be set
+// without cause.
+constexpr std::uint64_t special_bytes(std::uint64_t word) {
+    const auto zeros = [](std::uint64_t bytes) { return (bytes - each_byte(1)) & ~bytes; };
+    return (((word - each_byte(0x20)) & ~word) | zeros(word ^ each_byte('"')) | zeros(word ^ each_byte('\\')) | word) &
+           each_byte(0x80);
+}
+
+constexpr bool is_special(char c) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    return byte < 0x20 || byte >= 0x80 || c == '"' || c == '\\';
+}
+
+// Bytes of the character that the text begins with, which is none of ASCII; 0 if it is no sound UTF-8.
+std::size_t character_bytes(std::string_view text) {
+    const auto byte = [text](std::size_t at) { return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0U; };
+    const auto goes_on = [&byte](std::size_t at) { return (byte(at) & 0xC0U) == 0x80U; };
+    const unsigned first = byte(0);
+    if (first >= 0xC2 && first <= 0xDF) return goes_on(1) ? 2 : 0;
+    if (first >= 0xE0 && first <= 0xEF) {
+        const unsigned lowest = first == 0xE0 ? 0xA0 : 0x80;   // not what two bytes can say
+        const unsigned highest = first == 0xED ? 0x9F : 0xBF;  // no surrogate
+        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) ? 3 : 0;
+    }
+    if (first >= 0xF0 && first <= 0xF4) {
+        const unsigned lowest = first == 0xF0 ? 0x90 : 0x80;
+        const unsigned highest = first == 0xF4 ? 0x8F : 0xBF;
+        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) && goes_on(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+char* put(char* at, std::string_view text) {
+    return std::copy_n(text.data(), text.size(), at);
+}
+
+char* put_control(char* at, char c) {
+    *at++ = '\\';
+    switch (c) {
+        case '\n':
+            *at++ = 'n';
+            return at;
+        case '\r':
+            *at++ = 'r';
+            return at;
+        case '\t':
+            *at++ = 't';
+            return at;
+        default:
+            return put_hex(put(at, "u00"), static_cast<std::uint8_t>(c), 2);
+    }
+}
+
+// Puts what the text begins with and what cannot stand as it is, and takes it from the text.
+char* put_special(char* at, std::string_view& text) {
+    const char c = text.front();
+    std::size_t size = 1;
+    if (c == '"' || c == '\\') {
+        *at++ = '\\';
+        *at++ = c;
+    } else if (static_cast<std::uint8_t>(c) < 0x80) {
+        at = put_control(at, c);
+    } else {
+        const std::size_t sound = character_bytes(text);
+        at = put(at, sound != 0 ? text.substr(0, sound) : replacement);
+        size = std::max<std::size_t>(sound, 1);
+    }
+    text.remove_prefix(size);
+    return at;
+}
+
+}  // namespace
+
+// Of a long text what has to be escaped is counted.
+std::size_t most_json_bytes(std::string_view text) {
+    constexpr std::size_t long_text = 1024, longest_escape = 6;
+    const std::size_t rest = 2 + sizeof(std::uint64_t);  // quotes; texts are copied a word at a time
+    if (text.size() < long_text) return rest + longest_escape * text.size();
+    const auto specials = static_cast<std::size_t>(std::ranges::count_if(text, is_special));
+    return rest + text.size() + (longest_escape - 1) * specials;
+}
+
+char* put_json_text(char* at, std::string_view text) {
+    *at++ = '"';
+    std::uint64_t word = 0;
+    while (text.size() >= sizeof word) {
+        std::memcpy(&word, text.data(), sizeof word);
+        std::memcpy(at, &word, sizeof word);
+        const std::uint64_t special = special_bytes(word);
+        const std::size_t plain = special == 0 ? sizeof word : static_cast<std::size_t>(std::countr_zero(special)) / 8;
+        at += plain;
+        text.remove_prefix(plain);
+        if (special != 0) at = put_special(at, text);
+    }
+    while (!text.empty()) {
+        if (is_special(text.front())) {
+            at = put_special(at, text);
+        } else {
+            *at++ = text.front();
+            text.remove_prefix(1);
+        }
+    }
+    *at++ = '"';
+    return at;
+}
+
+void append_json_time(std::string& out, std::uint64_t ticks) {
+    if (!cv::has_calendar_form(ticks)) {
+        out += "null";
+        return;
+    }
+    out += '"';
+    cv::append_internet_time(out, ticks);
+    out += '"';
+}
+
+void json_writer::begin_line() {
+    char* const at = m_sink.room(1);
+    *at = '{';
+    m_sink.advance(1);
+    m_first = true;
+}
+
+void json_writer::end_line() {
+    put(m_sink.room(2), "}\n");
+    m_sink.advance(2);
+}
+
+char* json_writer::begin_member(std::string_view key, std::size_t most) {
+    char* const at = m_sink.room(most_key_bytes(key) + most);
+    m_begin = at;
+    return put_json_key(at, key, std::exchange(m_first, false));
+}
+
+void json_writer::end_member(const char* end) {
+    m_sink.advance(static_cast<std::size_t>(end - m_begin));
+}
+
+void json_writer::text(std::string_view key, std::string_view text) {
+    end_member(put_json_text(begin_member(key, most_json_bytes(text)), text));
+}
+
+void json_writer::number(std::string_view key, std::uint64_t number) {
+    char* const at = begin_member(key, most_number_bytes);
+    end_member(at + put_number(at, number, false));
+}
+
+void json_writer::truth(std::string_view key, bool truth) {
+    value(key, truth ? "true" : "false");
+}
+
+void json_writer::time(std::string_view key, std::uint64_t ticks) {
+    if (!cv::has_calendar_form(ticks)) return;
+    if (ticks != m_ticks) {
+        m_time.clear();
+        append_json_time(m_time, ticks);
+        m_ticks = ticks;
+    }
+    value(key, m_time);
+}
+
+void json_writer::value(std::string_view key, std::string_view json) {
+    end_member(put(begin_member(key, json.size()), json));
+}
+
+void json_writer::object(std::string_view key, std::string_view members) {
+    char* at = begin_member(key, members.size() + 2);
+    *at++ = '{';
+    at = put(at, members);
+    *at++ = '}';
+    end_member(at);
+}
+
+void json_writer::begin_object(std::string_view key) {
+    value(key, "{");
+    m_first = true;
+}
+
+void json_writer::end_object() {
+    *m_sink.room(1) = '}';
+    m_sink.advance(1);
+    m_first = false;
+}
+
+void json_members::clear() {
+    m_members.clear();
+    m_seen = 0;
+    m_repeat = false;
+}
+
+bool json_members::join_known(std::size_t place) {
+    for (std::size_t at = 0; at != none; at = m_members[at].next_key) {
+        member& known = m_members[at];
+        if (at == place || known.key != m_members[place].key) continue;
+        m_members[known.last].next = place;
+        known.last = place;
+        m_repeat = true;
+        return true;
+    }
+    return false;
+}
+
+char* json_members::put(char* at, std::string_view text) const {
+    if (m_members.empty()) return at;
+    for (std::size_t key = 0; key != none; key = m_members[key].next_key) {
+        const bool several = m_members[key].last != key;
+        at = put_json_key(at, m_members[key].key, key == 0);
+        if (several) *at++ = '[';
+        for (std::size_t value = key; value != none; value = m_members[value].next) {
+            if (value != key) *at++ = ',';
+            at = kest::put(at, text.substr(m_members[value].begin, m_members[value].end - m_members[value].begin));
+        }
+        if (several) *at++ = ']';
+    }
+    return at;
+}
+
+}  // namespace kest

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "format/number.h"
+#include "portable/file.h"
+
+namespace kest {
+
+// JSON as RFC 8259 has it, in UTF-8. Keys are words of ours and need no escapes.
+
+// Puts a text between quotes where there is room for `most_json_bytes`; returns the end. Whatever the bytes are, the
+// result is valid: control characters, quotes and "\" are escaped, and a byte that belongs to no character of UTF-8
+// becomes U+FFFD.
+char* put_json_text(char* at, std::string_view text);
+std::size_t most_json_bytes(std::string_view text);
+
+// A time as RFC 3339 has it, in UTC with seven digits of fraction and between quotes; null for a value without a
+// calendar form.
+void append_json_time(std::string& out, std::uint64_t ticks);
+
+// "key": with a comma ahead unless it is the first member of its object; takes at most `most_key_bytes`.
+constexpr std::size_t most_key_bytes(std::string_view key) {
+    return key.size() + 4;
+}
+inline char* put_json_key(char* at, std::string_view key, bool first) {
+    if (!first) *at++ = ',';
+    *at++ = '"';
+    at = std::copy_n(key.data(), key.size(), at);
+    *at++ = '"';
+    *at++ = ':';
+    return at;
+}
+
+// Lines of a report that are one JSON object each, written member by member.
+class json_writer {
+public:
+    explicit json_writer(uni::fileio_output& report_sink) : m_sink(report_sink) {}
+
+    void begin_line();
+    void end_line();
+
+    void text(std::string_view key, std::string_view value);
+    void number(std::string_view key, std::uint64_t value);
+    void truth(std::string_view key, bool value);
+    void time(std::string_view key, std::uint64_t ticks);         // nothing for a value without a calendar form
+    void value(std::string_view key, std::string_view json);      // JSON as it stands
+    void object(std::string_view key, std::string_view members);  // likewise what stands between the braces
+    void begin_object(std::string_view key);
+    void end_object();
+
+private:
+    // Writes the key; room for `most` bytes is left behind it.
+    char* begin_member(std::string_view key, std::size_t most);
+    void end_member(const char* end);
+
+    uni::fileio_output& m_sink;
+    const char* m_begin = nullptr;  // of the member at hand
+    bool m_first = true;            // the next member is its object's first
+    std::uint64_t m_ticks = 0;
+    std::string m_time;  // of `m_ticks`; many lines show the time of the line before
+};
+
+// What stands where in the members of an object, by key: so that a key that comes again makes an array of its values,
+// in the order in which they came.
+class json_members {
+public:
+    void clear();
+    // Notes a value that was written from `begin` to `end`. The key must outlive the object. It is looked for among all
+    // keys, of which there are few, as they are words of ours.
+    void add(std::string_view key, std::size_t begin, std::size_t end) {
+        const std::uint64_t bit = std::uint64_t{1} << ((key.size() * 7 + static_cast<std::uint8_t>(key.back())) % 64);
+        const std::size_t place = m_members.size();
+        m_members.push_back({key, begin, end, none, place, none});
+        if ((m_seen & bit) != 0 && join_known(place)) return;
+        m_seen |= bit;
+        if (place != 0) m_members[m_last_key].next_key = place;
+        m_last_key = place;
+    }
+    bool repeat() const { return m_repeat; }
+    std::size_t capacity() const { return m_members.capacity() * sizeof(member); }  // bytes
+    // Puts the members with their values out of `text` where there is room for `text`; returns the end.
+    char* put(char* at, std::string_view text) const;
+
+private:
+    static constexpr std::size_t none = ~std::size_t{0};
+
+    struct member {
+        std::string_view key;
+        std::size_t begin, end;
+        std::size_t next;      // value of the same key
+        std::size_t last;      // of the first of a key: the last value of that
+        std::size_t next_key;  // likewise: the first of another key
+    };
+
+    bool join_known(std::size_t place);
+
+    std::vector<member> m_members;
+    std::size_t m_last_key = 0;
+    std::uint64_t m_seen = 0;  // a bit for what some keys have in common: one that is not set was never given
+    bool m_repeat = false;
+};
+
+}  // namespace kest
