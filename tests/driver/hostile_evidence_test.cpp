@@ -122,7 +122,7 @@ bytes mft_of_folders(u32 count, u32 last_parent, std::size_t name_length) {
 }
 
 TEST(hostile_evidence, mfts_cost_what_they_weigh) {
-    constexpr u32 many = 8192;
+    constexpr u32 many = 4096;
     const memory_file log(log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}}));
     const auto list = [](u32 number) {
         std::vector<u64> references;
@@ -143,7 +143,7 @@ TEST(hostile_evidence, mfts_cost_what_they_weigh) {
     const std::tuple<const char*, bytes, const char*> rows[] = {
         {"folders in a circle", mft_of_folders(many, 0, 255), "paths"},
         {"folders very deep", mft_of_folders(many, 5, 255), "paths"},
-        {"folders that lead into a circle", mft_of_folders(many, many / 2, 8), "paths"},
+        {"folders that lead into a circle", mft_of_folders(many, many / 2, 40), "paths"},
         {"lists that fan out", mft_of(many, list), "extension records, attribute lists"},
         {"lists of petabytes", mft_of(many, claim(0x20)), ""},
         {"lists all over the MFT", mft_of(many, own_clusters), ""},

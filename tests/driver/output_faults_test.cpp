@@ -212,11 +212,28 @@ TEST(output_faults, evidence_is_not_written) {
     char event[4096];
     EXPECT_EQ(::read(watch, event, sizeof event), -1);  // none
     ::close(watch);
-    for (const char* option : {"-quiet", "-sqlite"})  // which is refused, behind a header on the standard output
-        EXPECT_EQ(
-            run_prepared({"-log", log, option, "x"}, [&] { put_on(STDOUT_FILENO, log, O_WRONLY | O_APPEND); }).status,
-            255);
+    for (const char* option : {"-quiet", "-sqlite"}) {  // which is refused, behind a header on the standard output
+        for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
+            for (const std::string& path : {log, journal})
+                EXPECT_EQ(run_prepared(with(inputs, {option, "x"}),
+                                       [&, standard] { put_on(standard, path, O_WRONLY | O_APPEND); })
+                              .status,
+                          255);
+        }
+    }
     EXPECT_EQ(contents_of(log) + contents_of(mft) + contents_of(journal), sample_log + sample_mft + sample_journal);
+
+    const std::string wiped = folder.put("wiped", std::string(4096, '\0') + sample_log.substr(4096));
+    const std::string list = folder.put("list", wiped);
+    const ended_run written = run_prepared({"-pipe"}, [&] {
+        put_on(STDIN_FILENO, list);
+        put_on(STDOUT_FILENO, wiped, O_WRONLY | O_APPEND);
+    });
+    EXPECT_EQ(written.err, "trying to parse file: " + wiped + "\nprob parsing file: " + wiped + "\n\x1b[2K\r    \r");
+    const std::string both = folder.at("both");
+    EXPECT_EQ(run_captured({"-diags", both, "-out", both, "-log", log}).status, -1);
+    EXPECT_EQ(run_prepared({"-pipe", "-quiet"}, [] { put_on(STDIN_FILENO, "/", O_RDONLY); }).err,
+              "prob reading file: standard input\n");
 }
 
 TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
