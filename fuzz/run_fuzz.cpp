@@ -79,13 +79,12 @@ void enter_own_folder() {
 
 // One a line.
 constexpr std::string_view words =
-    "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-undo\n-cut\n-events\n-coverage\n-cluster_size\nauto\n-xml\n-multiline\n-bodyfile\n-csvgen\n-"
-    "csvl2t\n"
-    "-pair_datetime\n-jsonl\n-undo\n-cut\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-"
-    "dateformat\nmm-dd-yy\n"
-    "-timeformat\nhh:mm:ss.xxxxxx\n-cmd_start_time\n2026-03-16\n-cmd_stop_time\n2026-03-16 12:00:00\n-filter\n*f?le*\n"
-    "-filter_sig\n52535452|0x0\n-filter_path\n%NAME%\n-alias\na|b\n-csv_separator\ntab\n-num_subdirs\n0x7\n-offset\n"
-    "o17\n-help\n";
+    "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-xml\n-multiline\n-bodyfile\n-csvgen\n"
+    "-csvl2t\n-pair_datetime\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-dateformat\n"
+    "mm-dd-yy\n-timeformat\nhh:mm:ss.xxxxxx\n-cmd_start_time\n2026-03-16\n-cmd_stop_time\n2026-03-16 "
+    "12:00:00\n-filter\n"
+    "*f?le*\n-filter_sig\n52535452|0x0\n-filter_path\n%NAME%\n-alias\na|b\n-csv_separator\ntab\n-num_subdirs\n0x7\n"
+    "-offset\no17\n-help\n-undo\n-cut\n-events\n-coverage\n-cluster_size\nauto\n-jsonl\n";
 
 std::string text_of(const char* path) {
     std::ifstream in(path, std::ios::binary);

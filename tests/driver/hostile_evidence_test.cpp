@@ -18,13 +18,13 @@ constexpr long most_memory = 256;  // MiB
 
 constexpr u64 late_lsn = 0x0800'0000;  // later than any file record
 
-// Besides the rows a report has four lines. `limits`: what the run says of guards.
-void expect_bounded(const argument_list& inputs, std::size_t rows, std::uintmax_t most_report,
-                    const std::string& limits = {}) {
+// Besides the rows a report as text has four lines. `limits`: what the run says of guards.
+void expect_bounded(argument_list args, std::size_t rows, std::uintmax_t most_report, const std::string& limits = {},
+                    bool as_json = false) {
     const scratch_folder folder;
     const std::string report = folder.at("report");
-    argument_list args = {"-quiet", "-csv", "-no_whitespace", "-showall_inodes", "-out", report};
-    args.insert(args.end(), inputs.begin(), inputs.end());
+    args.insert(args.end(),
+                {"-quiet", as_json ? "-jsonl" : "-csv", "-no_whitespace", "-showall_inodes", "-out", report});
     const ended_run ended = run_prepared(args, [] {
         const rlimit seconds{most_seconds, most_seconds};
         ::setrlimit(RLIMIT_CPU, &seconds);
@@ -37,7 +37,7 @@ void expect_bounded(const argument_list& inputs, std::size_t rows, std::uintmax_
     std::size_t lines = 0;
     for (std::string line; std::getline(text, line);)
         ++lines;
-    EXPECT_EQ(lines, rows + 4);
+    EXPECT_EQ(lines, rows + (as_json ? 0 : 4));
 }
 
 // Heads with a member each; the members have one LSN, from which as many further records go on.
