@@ -6,6 +6,7 @@
 #include "journal/usn_record.h"
 #include "logfile/operation.h"
 #include "mft/record_layout.h"
+#include "portable/seeded_map.h"
 
 namespace kest {
 
@@ -59,7 +60,7 @@ std::uint64_t change_time_of(uni::byte_view record) {
 // Goes through the records of one transaction.
 class change_times {
 public:
-    void begin() { m_replaced.clear(); }
+    void begin() { ++m_transaction; }
 
     // `lost`: what may stand ahead of the record is not in the log.
     void add(const log_entry& entry, bool lost) {
@@ -68,11 +69,12 @@ public:
         if (entry.redo_op == update_resident_value && entry.undo_op == update_resident_value) {
             keep(raised_time(entry));
         } else if (entry.redo_op == noop && entry.undo_op == initialize_file_record_segment) {
-            m_replaced.push_back(exact_undo(entry).get(file_record_layout::own_number));
+            m_replaced[exact_undo(entry).get(file_record_layout::own_number)] = m_transaction;
         } else if (entry.redo_op == initialize_file_record_segment && !lost && in_use_base(exact_redo(entry))) {
             // A file record whose old image stands ahead is written again, with an old time.
             const std::uint32_t number = exact_redo(entry).get(file_record_layout::own_number);
-            if (std::ranges::find(m_replaced, number) == m_replaced.end()) keep(change_time_of(exact_redo(entry)));
+            const std::uint32_t* const replaced = m_replaced.find(number);
+            if (replaced == nullptr || *replaced != m_transaction) keep(change_time_of(exact_redo(entry)));
         }
     }
 
@@ -84,7 +86,8 @@ private:
     }
 
     std::vector<std::uint64_t> m_times;
-    std::vector<std::uint32_t> m_replaced;  // record numbers
+    std::uint32_t m_transaction = 0;            // its number
+    uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
 };
 
 }  // namespace
