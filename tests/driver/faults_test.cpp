@@ -27,17 +27,18 @@ void* allocated(std::size_t size) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: a compiler that sees through one of a pair takes the other for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (void* const memory = allocated(size)) return memory;
     throw std::bad_alloc();
 }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocated(size);
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
