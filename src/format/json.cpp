@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 constexpr std::uint64_t each_byte(std::uint8_t value) {
-    return value * 0x0101'0101'0101'0101;
+    return std::uint64_t{value} * 0x0101'0101'0101'0101;
 }
 
 // A top bit for each byte of the word that cannot stand in a text as it is; above the lowest of them bits may be set
