@@ -51,6 +51,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
+    options.strict = take_flag("-strict", args);
     options.stats_requested = take_flag("-stats", args);
     options.show_coverage = take_flag("-coverage", args) && !options.stats_requested;
     options.guesses_allowed = !take_flag("-no_guesses", args);
