@@ -14,7 +14,7 @@ constexpr std::string_view clock_words[] = {"journal", "record", "after"};
 constexpr std::string_view clock_descriptions[] = {
     "Time of a change journal record in the log",
     "Change time of the file record, set by the system",
-    "No time of its own: the event was not before",
+    "No time of its own: not before the time told",
 };
 constexpr std::string_view known_words[] = {"log", "mft", "part", "guess"};
 constexpr std::string_view state_words[] = {"done", "open", "undone"};
