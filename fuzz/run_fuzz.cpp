@@ -95,7 +95,8 @@ std::string text_of(const char* path) {
 kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
     kest::argument_list kept = {"-out", "lines"};
-    for (const char* flag : {"-jsonl", "-undo", "-cut", "-showall_inodes", "-no_guesses", "-base10", "-stats"}) {
+    for (const char* flag :
+         {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses", "-base10", "-stats"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
     return kept;

@@ -6,7 +6,7 @@ _kest() {
         -cmd_stop_time -coverage -cpu -cpuinst -csv -csv_separator -csvgen -csvl2t -cut -dateformat -diags -enumdir -events
         -filter -filter_path -filter_sig -fragment_files -gzip -h -help -hostname -jrnlfile -jsonl -l2 -l3 -log -mftfile
         -multiline -no_guesses -no_whitespace -num_subdirs -offset -out -outdir -outfile -pair_datetime -pipe -profile
-        -quiet -separate_files -showall_inodes -signal -split_pathfile -sqlite -sqlite_log -stats -threads -timeformat
+        -quiet -separate_files -showall_inodes -signal -split_pathfile -sqlite -sqlite_log -stats -strict -threads -timeformat
         -undo -username -v -verbose -xml -zlib -zlibex'
     local words=
     case ${previous,,} in

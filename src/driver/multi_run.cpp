@@ -1,5 +1,6 @@
 #include "driver/multi_run.h"
 
+#include "driver/doubts.h"
 #include "options/path_filter.h"
 #include "portable/console.h"
 #include "portable/folder_walk.h"
@@ -9,12 +10,21 @@ namespace kest {
 
 namespace {
 
+// Says what there is to say, and whether that was anything.
+bool said(const std::string& words) {
+    if (!words.empty()) uni::console_write(words);
+    return !words.empty();
+}
+
 // Nothing of one volume may reach another's report. A file that the run is writing is no log.
 bool parse_alone(const run_context& run, evidence& stores, const std::string& path) {
     log_store_reset(stores.log);
     stores.sequence_by_inode.clear();
-    if (run.outputs.hold(path) || !parse_log(stores.log, path, run.options)) return false;
+    const bool strict = run.options.strict;
+    if (run.outputs.hold(path) || (strict && said(doubts_of_listed_file(path)))) return false;
+    if (!parse_log(stores.log, path, run.options)) return false;
     if (stores.log.incomplete) say_reading_failed(run, path);
+    if (strict && said(doubts_of_log(stores.log, path, run.options))) return false;
     return !stores.log.entries.empty();
 }
 
@@ -36,11 +46,10 @@ bool parse_and_report(const run_context& run, evidence& stores, const std::strin
 template <class path_source>
 bool report_all(const run_context& run, path_source&& next_path) {
     evidence stores;
-    bool reported = false;
-    for (std::string path; next_path(path);) {
-        if (parse_and_report(run, stores, path)) reported = true;
-    }
-    return reported;
+    bool reported = false, failed = false;
+    for (std::string path; next_path(path);)
+        (parse_and_report(run, stores, path) ? reported : failed) = true;
+    return reported && !(failed && run.options.strict);
 }
 
 }  // namespace

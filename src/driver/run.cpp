@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "driver/doubts.h"
 #include "driver/multi_run.h"
 #include "driver/run_header.h"
 #include "driver/run_timer.h"
@@ -119,6 +120,16 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     return false;
 }
 
+// Says what may not be meant so, to somebody who reads along; with `-strict` to whomever, and false if there was
+// anything.
+bool doubts_settled(const logfile_options& options, const argument_list& left) {
+    if (!options.strict && (!options.show_progress || !uni::console_is_terminal())) return true;
+    std::string doubts = doubts_of_arguments(options, left);
+    if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
+    if (!doubts.empty()) uni::console_write(doubts);
+    return !options.strict || doubts.empty();
+}
+
 bool run_guarded(argument_list args) {
     const bool stdout_is_evidence = is_evidence(STDOUT_FILENO, args);
     if (is_evidence(STDERR_FILENO, args)) {
@@ -142,7 +153,7 @@ bool run_guarded(argument_list args) {
         tell_what_is_needed(options, header);
         return false;
     }
-    if (writes_input(options, outputs)) return false;
+    if (writes_input(options, outputs) || !doubts_settled(options, args)) return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);

@@ -9,26 +9,11 @@ namespace kest {
 
 namespace {
 
-// Rows have always reckoned with clusters of one size. On a volume of another one they name wrong files, which whoever
-// sits in front of them should know.
-void hint_at_cluster_size(const log_store& store, const logfile_options& options) {
-    if (options.stats_requested || !has_rows(options.shape) || !uni::console_is_terminal()) return;
-    const std::uint32_t told = find_told_sizes(store).cluster.value_or(store.place.cluster_size);
-    if (told == store.place.cluster_size) return;
-    std::string words = "clusters of ";
-    append_decimal(words, told);
-    words += " bytes, rows reckon with ";
-    append_decimal(words, store.place.cluster_size);
-    uni::console_write(words += ": -cluster_size auto\n");
-}
-
 void settle_sizes(log_store& store, const logfile_options& options) {
     if (options.told_cluster_size || options.show_events) {
         const told_sizes told = find_told_sizes(store);
         store.place.cluster_size = told.cluster.value_or(store.place.cluster_size);
         store.place.record_size = told.file_record.value_or(store.place.record_size);
-    } else if (!options.cluster_size) {
-        hint_at_cluster_size(store, options);
     }
     store.place.cluster_size = options.cluster_size.value_or(store.place.cluster_size);
 }
@@ -43,7 +28,20 @@ bool parse_log(log_store& store, const std::string& path, const logfile_options&
     if (!scan_logfile(store, path)) return false;
     if (options.show_cut || options.show_coverage) link_cut_chains(store);
     settle_sizes(store, options);
+    if (!options.strict && uni::console_is_terminal()) uni::console_write(words_on_clusters(store, options));
     return true;
+}
+
+std::string words_on_clusters(const log_store& store, const logfile_options& options) {
+    const bool reckons = !options.stats_requested && !options.show_coverage && !options.show_events;
+    if (!reckons || !tells_rows(options.shape) || options.cluster_size || options.told_cluster_size) return {};
+    const std::uint32_t told = find_told_sizes(store).cluster.value_or(store.place.cluster_size);
+    if (told == store.place.cluster_size) return {};
+    std::string words = "clusters of ";
+    append_decimal(words, told);
+    words += " bytes, rows reckon with ";
+    append_decimal(words, store.place.cluster_size);
+    return words += ": -cluster_size auto\n";
 }
 
 void say_parsing(const std::string& path) {

@@ -27,6 +27,10 @@ struct run_context {
 // opened.
 [[nodiscard]] bool parse_log(log_store& store, const std::string& path, const logfile_options& options);
 
+// Rows have always reckoned with clusters of one size. On a volume of another one they name wrong files, and that is
+// what this says; empty where it is not so.
+std::string words_on_clusters(const log_store& store, const logfile_options& options);
+
 // Tell the operator of a file at hand.
 void say_parsing(const std::string& path);
 void say_parsing_failed(const std::string& path);

@@ -71,6 +71,7 @@ constexpr option_row options[] = {
     {"-cmd_stop_time", "<time>", "only files whose copy was touched then or earlier"},
     {"Operator", {}, {}},
     {"-quiet", {}, "no progress"},
+    {"-strict", {}, "what may not be meant so is an error: ignored arguments, inputs of another kind, ..."},
     {"-profile", {}, "how long the run took"},
     {"-diags", "<file>", "a diagnostic file"},
     {"-l2, -l3", {}, "with -diags: listings of what was combined"},

@@ -190,12 +190,28 @@ void json_writer::object(std::string_view key, std::string_view members) {
 }
 
 void json_writer::begin_object(std::string_view key) {
-    value(key, "{");
+    open(key, '{');
+}
+
+void json_writer::begin_array(std::string_view key) {
+    open(key, '[');
+}
+
+void json_writer::open(std::string_view key, char bracket) {
+    if (!key.empty()) {
+        value(key, {&bracket, 1});
+    } else {
+        char* at = m_sink.room(2);
+        m_begin = at;
+        if (!m_first) *at++ = ',';
+        *at++ = bracket;
+        end_member(at);
+    }
     m_first = true;
 }
 
-void json_writer::end_object() {
-    *m_sink.room(1) = '}';
+void json_writer::close(char bracket) {
+    *m_sink.room(1) = bracket;
     m_sink.advance(1);
     m_first = false;
 }

@@ -45,18 +45,29 @@ public:
     void end_line();
 
     void text(std::string_view key, std::string_view value);
+    void text_if_any(std::string_view key, std::string_view value) {
+        if (!value.empty()) text(key, value);
+    }
     void number(std::string_view key, std::uint64_t value);
+    void number_if_any(std::string_view key, std::uint64_t value) {
+        if (value != 0) number(key, value);
+    }
     void truth(std::string_view key, bool value);
     void time(std::string_view key, std::uint64_t ticks);         // nothing for a value without a calendar form
     void value(std::string_view key, std::string_view json);      // JSON as it stands
     void object(std::string_view key, std::string_view members);  // likewise what stands between the braces
+    // Without a key: an element of an array.
     void begin_object(std::string_view key);
-    void end_object();
+    void end_object() { close('}'); }
+    void begin_array(std::string_view key);
+    void end_array() { close(']'); }
 
 private:
     // Writes the key; room for `most` bytes is left behind it.
     char* begin_member(std::string_view key, std::size_t most);
     void end_member(const char* end);
+    void open(std::string_view key, char bracket);
+    void close(char bracket);
 
     uni::fileio_output& m_sink;
     const char* m_begin = nullptr;  // of the member at hand

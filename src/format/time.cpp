@@ -276,8 +276,8 @@ void append_time(std::string& out, std::uint64_t ticks, format_flags flags) {
     append_date_and_clock(out, ticks, flags.compiled() ? flags : default_format, ' ', {});
 }
 
-void append_internet_time(std::string& out, std::uint64_t ticks) {
-    append_date_and_clock(out, ticks, internet_format, 'T', "Z");
+void append_internet_time(std::string& out, std::uint64_t ticks, std::string_view zone) {
+    append_date_and_clock(out, ticks, internet_format, 'T', zone);
 }
 
 std::string time_text(std::uint64_t ticks, format_flags flags) {

@@ -76,7 +76,7 @@ std::string time_text(std::uint64_t ticks, format_flags flags);
 void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t ticks, format_flags flags);
 
 // As RFC 3339 has it, with seven digits of fraction: "2026-03-16T09:11:16.1234567Z". Appends nothing for a value
-// without a calendar form.
-void append_internet_time(std::string& out, std::uint64_t ticks);
+// without a calendar form. `zone` may be another word for UTC.
+void append_internet_time(std::string& out, std::uint64_t ticks, std::string_view zone = "Z");
 
 }  // namespace cv

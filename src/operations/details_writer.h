@@ -7,6 +7,7 @@
 
 #include "format/json.h"
 #include "format/number.h"
+#include "format/safe_text.h"
 #include "format/text_room.h"
 #include "format/text_style.h"
 #include "portable/byte_view.h"
@@ -88,6 +89,12 @@ public:
         *at = ']';
         m_text.end_at(at + 1);
         m_separated = true;
+    }
+    // A text out of the evidence, in which control characters and quotes do not stand for themselves.
+    void quoted_field(std::string_view key, std::string_view value) {
+        if (m_as_json) return add_text(key, value);
+        append_quoted_text(begin_field(key), value);
+        end_field();
     }
     // A group that holds nothing but a dump; none for no bytes.
     void dump_group(std::string_view label, uni::byte_view bytes) {

@@ -19,6 +19,10 @@ constexpr bool has_rows(output_shape shape) {
     return shape != output_shape::jsonl && shape != output_shape::xml && shape != output_shape::csvl2t &&
            shape != output_shape::bodyfile;
 }
+// Whether it tells rows in whatever way.
+constexpr bool tells_rows(output_shape shape) {
+    return has_rows(shape) || shape == output_shape::jsonl;
+}
 
 // What a file of a list may match: what is empty does not count, and one hit is enough.
 struct path_filter {

@@ -51,6 +51,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
+    options.strict = take_flag("-strict", args);
     options.stats_requested = take_flag("-stats", args);
     options.show_coverage = take_flag("-coverage", args) && !options.stats_requested;
     options.guesses_allowed = !take_flag("-no_guesses", args);
@@ -58,11 +59,6 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.show_events = take_flag("-events", args);
     options.show_cut = take_flag("-cut", args) || options.show_events;
     take_cluster_size(options, args);
-    const bool rows = !options.show_coverage && !options.show_events;
-    if (options.shape == output_shape::jsonl && !rows && !options.stats_requested) {
-        uni::console_write("-jsonl is for rows and statistics alone\n");
-        return false;
-    }
     if (options.lists_logs()) {
         take_list_options(options, args);
         return true;

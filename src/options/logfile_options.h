@@ -18,6 +18,7 @@ struct logfile_options : cmd_params {
     bool have_jrnl = false;
     bool guesses_allowed = true;
     bool showall_inodes = false;
+    bool strict = false;  // what is told of as doubtful otherwise is an error
     bool stats_requested = false;
     bool show_coverage = false;  // what the log covers, in place of rows
     bool show_undo = false;      // a column of its own for what each record would put back

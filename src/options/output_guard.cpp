@@ -6,9 +6,8 @@
 #include <span>
 
 #include "format/number.h"
-#include "logfile/page.h"
-#include "mft/record_layout.h"
 #include "options/ascii_text.h"
+#include "options/input_kind.h"
 
 namespace kest {
 
@@ -16,14 +15,6 @@ namespace {
 
 constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
 constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile"};
-
-// What pages of a log and file records begin with, sound or marked as broken. The offset of the update sequence that
-// stands behind has a zero byte, so that no text begins like them.
-constexpr std::uint32_t evidence_signatures[] = {page_layout::restart_signature, page_layout::record_signature,
-                                                 file_record_layout::file_signature,
-                                                 0x44414142,   // "BAAD"
-                                                 0x444B4843};  // "CHKD"
-constexpr std::uint16_t most_usa_offset = 255;
 
 bool is_one_of(std::string_view argument, std::span<const std::string_view> options) {
     return std::ranges::any_of(options, [argument](std::string_view name) { return equal_folded(argument, name); });
@@ -33,8 +24,8 @@ bool is_one_of(std::string_view argument, std::span<const std::string_view> opti
 bool begins_like_evidence(const uni::file& file) {
     std::array<std::uint8_t, 6> bytes{};
     if (!file.is_regular() || file.read_at(bytes, 0).bytes != bytes.size()) return false;
-    const uni::byte_view head{std::span(bytes)};
-    return head.u16(4) <= most_usa_offset && std::ranges::count(evidence_signatures, head.u32(0)) != 0;
+    const input_kind kind = kind_of_head(std::span<const std::uint8_t>(bytes));
+    return kind == input_kind::log || kind == input_kind::mft;
 }
 
 // Opened for reading alone, and anew where it is open already: a stream need not be readable.

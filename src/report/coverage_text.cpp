@@ -1,5 +1,6 @@
 #include "report/coverage_text.h"
 
+#include "format/json.h"
 #include "format/number.h"
 #include "format/safe_text.h"
 #include "report/time_column.h"
@@ -11,7 +12,8 @@ namespace {
 constexpr std::size_t word_width = 28;  // bytes
 constexpr std::string_view to = " to ";
 
-// Counts and sizes are decimal; LSNs and USNs are written as in rows, so that they can be looked for there.
+// Lines of a word and what is known of it. Counts and sizes are decimal; LSNs and USNs are written as in rows, so that
+// they can be looked for there.
 class fact_lines {
 public:
     explicit fact_lines(const logfile_options& options) : m_options(options), m_times(options.time_format) {}
@@ -36,11 +38,8 @@ public:
     void number(std::string_view word, std::optional<std::uint64_t> value) {
         text(word, value ? format_number(*value, m_options.base16) : std::string());
     }
-    void numbers(std::string_view word, std::uint64_t from, std::uint64_t until) {
-        text(word, format_number(from, m_options.base16).append(to) + format_number(until, m_options.base16));
-    }
     void numbers(std::string_view word, const value_range& range) {
-        if (range.any) return numbers(word, range.lowest, range.highest);
+        if (range.any) return from_to(word, range.lowest, range.highest);
         text(word, {});
     }
     void times(std::string_view word, const value_range& range) {
@@ -48,15 +47,66 @@ public:
         if (range.any) value.append(m_times.text(range.lowest)).append(to).append(m_times.text(range.highest));
         text(word, value);
     }
+    void gaps(const std::vector<lsn_gap>& gaps) {
+        for (const lsn_gap& gap : gaps)
+            from_to("gap", gap.before, gap.behind);
+    }
     std::string take() {
         m_text += '\n';
         return std::move(m_text);
     }
 
 private:
+    void from_to(std::string_view word, std::uint64_t from, std::uint64_t until) {
+        text(word, format_number(from, m_options.base16).append(to) + format_number(until, m_options.base16));
+    }
+
     const logfile_options& m_options;
     time_column m_times;
     std::string m_text;
+};
+
+// One JSON object of what is known. Ranges are objects of their own.
+class fact_object {
+public:
+    explicit fact_object(uni::fileio_output& report_sink) : m_object(report_sink) { m_object.begin_line(); }
+
+    void text(std::string_view word, std::string_view value) { m_object.text_if_any(word, value); }
+    void yes_or_no(std::string_view word, std::optional<bool> value) {
+        if (value) m_object.truth(word, *value);
+    }
+    void count(std::string_view word, std::optional<std::uint64_t> value) { number(word, value); }
+    void number(std::string_view word, std::optional<std::uint64_t> value) {
+        if (value) m_object.number(word, *value);
+    }
+    void numbers(std::string_view word, const value_range& range) {
+        if (!range.any) return;
+        m_object.begin_object(word);
+        m_object.number("from", range.lowest);
+        m_object.number("to", range.highest);
+        m_object.end_object();
+    }
+    void times(std::string_view word, const value_range& range) {
+        if (!range.any) return;
+        m_object.begin_object(word);
+        m_object.time("from", range.lowest);
+        m_object.time("to", range.highest);
+        m_object.end_object();
+    }
+    void gaps(const std::vector<lsn_gap>& gaps) {
+        m_object.begin_array("gap");
+        for (const lsn_gap& gap : gaps) {
+            m_object.begin_object({});
+            m_object.number("from", gap.before);
+            m_object.number("to", gap.behind);
+            m_object.end_object();
+        }
+        m_object.end_array();
+    }
+    void end() { m_object.end_line(); }
+
+private:
+    json_writer m_object;
 };
 
 std::string version_text(const restart_facts& facts) {
@@ -69,7 +119,8 @@ std::string_view state_text(const restart_facts& facts) {
     return *facts.clean ? "clean" : "dirty";
 }
 
-void tell_restart_page(fact_lines& lines, const std::string& word, const std::optional<restart_coverage>& told) {
+template <class facts_writer>
+void tell_restart_page(facts_writer& lines, const std::string& word, const std::optional<restart_coverage>& told) {
     lines.yes_or_no(word, told.has_value());
     if (!told) return;
     const restart_facts& facts = told->facts;
@@ -84,7 +135,8 @@ void tell_restart_page(fact_lines& lines, const std::string& word, const std::op
     lines.text(word + "_client", facts.client_name.value_or(std::string()));
 }
 
-void tell_pages(fact_lines& lines, const log_coverage& told) {
+template <class facts_writer>
+void tell_pages(facts_writer& lines, const log_coverage& told) {
     lines.count("pages_restart", told.pages.restart);
     lines.count("pages_record", told.pages.record);
     lines.count("pages_torn", told.pages.torn);
@@ -93,7 +145,8 @@ void tell_pages(fact_lines& lines, const log_coverage& told) {
     lines.count("pages_never_written", told.never_written);
 }
 
-void tell_records(fact_lines& lines, const log_coverage& told) {
+template <class facts_writer>
+void tell_records(facts_writer& lines, const log_coverage& told) {
     const transaction_tally& tally = told.transactions;
     lines.count("records_stored", told.records_stored);
     lines.count("records_distinct", told.records_distinct);
@@ -108,12 +161,11 @@ void tell_records(fact_lines& lines, const log_coverage& told) {
     lines.count("transactions_cut", tally.cut);
     lines.numbers("lsns", told.lsns);
     lines.count("gaps", told.gaps ? std::optional<std::uint64_t>(told.gaps->size()) : std::nullopt);
-    if (!told.gaps) return;
-    for (const lsn_gap& gap : *told.gaps)
-        lines.numbers("gap", gap.before, gap.behind);
+    if (told.gaps) lines.gaps(*told.gaps);
 }
 
-void tell_mft(fact_lines& lines, const mft_coverage& told) {
+template <class facts_writer>
+void tell_mft(facts_writer& lines, const mft_coverage& told) {
     lines.text("mft", told.path);
     lines.count("mft_records", told.records);
     lines.count("mft_in_use", told.in_use);
@@ -123,7 +175,8 @@ void tell_mft(fact_lines& lines, const mft_coverage& told) {
     lines.text("mft_fit", fit_text(told.fit));
 }
 
-void tell_journal(fact_lines& lines, const journal_coverage& told) {
+template <class facts_writer>
+void tell_journal(facts_writer& lines, const journal_coverage& told) {
     lines.text("journal", told.path);
     lines.count("journal_records", told.records);
     lines.times("journal_times", told.times);
@@ -131,25 +184,36 @@ void tell_journal(fact_lines& lines, const journal_coverage& told) {
     lines.text("journal_fit", fit_text(told.fit));
 }
 
+template <class facts_writer>
+void tell_coverage(facts_writer& lines, const log_coverage& told) {
+    lines.text("log", told.path);
+    lines.count("size", told.pages.file_size);
+    lines.yes_or_no("read_to_end", told.read_to_end);
+    tell_restart_page(lines, "restart_1", told.restart[0]);
+    tell_restart_page(lines, "restart_2", told.restart[1]);
+    lines.yes_or_no("restart_agree", told.restart_agree);
+    tell_pages(lines, told);
+    tell_records(lines, told);
+    lines.times("times_by_journal", told.journal_times);
+    lines.times("times_by_record", told.record_times);
+    lines.numbers("usns", told.journal_usns);
+    lines.count("cluster_size", told.cluster_size);
+    if (told.mft) tell_mft(lines, *told.mft);
+    if (told.journal) tell_journal(lines, *told.journal);
+}
+
 }  // namespace
 
 std::string coverage_text(const log_coverage& coverage, const logfile_options& options) {
     fact_lines lines(options);
-    lines.text("log", coverage.path);
-    lines.count("size", coverage.pages.file_size);
-    lines.yes_or_no("read_to_end", coverage.read_to_end);
-    tell_restart_page(lines, "restart_1", coverage.restart[0]);
-    tell_restart_page(lines, "restart_2", coverage.restart[1]);
-    lines.yes_or_no("restart_agree", coverage.restart_agree);
-    tell_pages(lines, coverage);
-    tell_records(lines, coverage);
-    lines.times("times_by_journal", coverage.journal_times);
-    lines.times("times_by_record", coverage.record_times);
-    lines.numbers("usns", coverage.journal_usns);
-    lines.count("cluster_size", coverage.cluster_size);
-    if (coverage.mft) tell_mft(lines, *coverage.mft);
-    if (coverage.journal) tell_journal(lines, *coverage.journal);
+    tell_coverage(lines, coverage);
     return lines.take();
+}
+
+void write_coverage_object(const log_coverage& coverage, uni::fileio_output& report_sink) {
+    fact_object object(report_sink);
+    tell_coverage(object, coverage);
+    object.end();
 }
 
 }  // namespace kest

@@ -3,11 +3,15 @@
 #include <string>
 
 #include "options/logfile_options.h"
+#include "portable/file.h"
 #include "report/coverage.h"
 
 namespace kest {
 
 // What a log covers as text, a line a fact: its word, and what is known of it. An empty line ends it.
 std::string coverage_text(const log_coverage& coverage, const logfile_options& options);
+
+// The same as one JSON object.
+void write_coverage_object(const log_coverage& coverage, uni::fileio_output& report_sink);
 
 }  // namespace kest

@@ -24,7 +24,6 @@ public:
 
 private:
     void write_known_number(std::size_t column, std::uint64_t value);
-    void write_values(std::string_view side, const event_values& values);
 
     const logfile_options& m_options;
     row_writer& m_rows;
@@ -32,7 +31,6 @@ private:
     time_column m_times;
     details_writer m_details;
     std::string m_log;
-    std::string m_text;  // scratch
 };
 
 }  // namespace kest

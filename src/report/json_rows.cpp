@@ -8,7 +8,7 @@ namespace kest {
 void json_teller::mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) {
     m_line.begin_line();
     m_line.time("time", time);
-    write_text("action", m_actions.of(fact.reason));
+    m_line.text_if_any("action", m_actions.of(fact.reason));
     m_line.number("lsn", record.lsn);
     m_line.text("level", mft_level);
     m_line.number("inode", record.inode);
@@ -40,8 +40,8 @@ void json_teller::tell(const step& told) {
 void json_teller::write_words(const step& told) {
     const log_entry& entry = told.entry;
     m_line.time("time", told.time);
-    write_text("ref", ref_word(told, m_transaction));
-    write_text("action", m_actions.of(told, m_transaction));
+    m_line.text_if_any("ref", ref_word(told, m_transaction));
+    m_line.text_if_any("action", m_actions.of(told, m_transaction));
     m_line.number("lsn", entry.this_lsn);
     m_line.text("level", level_word(told, m_transaction));
     m_text.clear();
@@ -53,30 +53,22 @@ void json_teller::write_words(const step& told) {
 
 void json_teller::write_files(const step& told) {
     if (told.shown) m_line.number("inode", told.shown->number());
-    write_if_known("seq", told.file.sequence());
-    write_if_known("parent", told.parent.number());
-    write_if_known("parent_seq", told.parent.sequence());
+    m_line.number_if_any("seq", told.file.sequence());
+    m_line.number_if_any("parent", told.parent.number());
+    m_line.number_if_any("parent_seq", told.parent.sequence());
     m_text.clear();
     append_path(m_text, told.tie);
     write_path(path_is_guess(told.tie));
 }
 
 void json_teller::write_path(bool guess) {
-    write_text("path", m_text);
+    m_line.text_if_any("path", m_text);
     if (guess) m_line.truth("guess", true);
 }
 
 void json_teller::write_details(std::string_view key, const details_writer& details) {
     const std::string_view members = details.members(m_room);
     if (!members.empty()) m_line.object(key, members);
-}
-
-void json_teller::write_text(std::string_view key, std::string_view value) {
-    if (!value.empty()) m_line.text(key, value);
-}
-
-void json_teller::write_if_known(std::string_view key, std::uint64_t value) {
-    if (value != 0) m_line.number(key, value);
 }
 
 }  // namespace kest

@@ -27,8 +27,6 @@ private:
     void write_files(const step& told);
     void write_path(bool guess);
     void write_details(std::string_view key, const details_writer& details);
-    void write_text(std::string_view key, std::string_view value);
-    void write_if_known(std::string_view key, std::uint64_t value);
 
     const logfile_options& m_options;
     const _inode_collection& m_inodes;

@@ -3,6 +3,7 @@
 #include "events/tell_events.h"
 #include "report/columns.h"
 #include "report/coverage_text.h"
+#include "report/event_lines.h"
 #include "report/event_rows.h"
 #include "report/json_rows.h"
 #include "report/rows.h"
@@ -27,14 +28,20 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+    const bool as_json = m_options.shape == output_shape::jsonl;
     if (m_rows) m_rows->write_header();
     if (m_options.show_coverage) {
-        m_sink.write(coverage_text(gather_coverage(stores, m_options, log_path), m_options));
+        const log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        if (as_json) {
+            write_coverage_object(coverage, m_sink);
+        } else {
+            m_sink.write(coverage_text(coverage, m_options));
+        }
     } else if (!m_options.stats_requested && m_options.show_events) {
         report_events(stores, log_path);
     } else if (!m_options.stats_requested) {
         report_entries(stores, log_path);
-    } else if (m_options.shape == output_shape::jsonl) {
+    } else if (as_json) {
         write_statistics_object(stores.log, log_path, m_sink);
     } else if (m_rows) {
         write_statistics_row(stores.log, current_file, m_options, *m_rows);
@@ -62,11 +69,20 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
 }
 
 void log_report::report_events(const evidence& stores, std::string_view log_path) {
-    if (!m_rows) return;
-    event_rows rows(m_options, log_path, *m_rows);
+    if (m_options.shape == output_shape::jsonl) {
+        event_lines lines(m_options, log_path, m_sink);
+        tell_all_events(stores, lines);
+    } else if (m_rows) {
+        event_rows rows(m_options, log_path, *m_rows);
+        tell_all_events(stores, rows);
+    }
+}
+
+template <class listener>
+void log_report::tell_all_events(const evidence& stores, listener& told_to) {
     entry_progress progress;
     tell_events(
-        stores.log, stores.inodes, m_options.guesses_allowed, [&rows](const event& told) { rows.tell(told); },
+        stores.log, stores.inodes, m_options.guesses_allowed, [&told_to](const event& told) { told_to.tell(told); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
         });

@@ -103,9 +103,14 @@ TEST(json_lines, are_valid_whatever_the_evidence_holds) {
         return folder.put(name, std::string(image.begin(), image.end()));
     };
     const std::string log = put("log \"\\\xFF\n\xC3\xA4", log_of_pages(records));
-    const std::string out = run_captured({"-quiet", "-jsonl", "-showall_inodes", "-undo", "-log", log, "-mftfile",
-                                          put("mft", mft_image(files, 60))})
-                                .out;
+    const argument_list args = {"-quiet", "-jsonl", "-log", log, "-mftfile", put("mft", mft_image(files, 60))};
+    const auto out_of = [&args](argument_list more) {
+        more.insert(more.end(), args.begin(), args.end());
+        return run_captured(more).out;
+    };
+    for (const char* what : {"-events", "-coverage", "-stats"})
+        EXPECT_TRUE(is_json_lines(out_of({what}))) << out_of({what});
+    const std::string out = out_of({"-showall_inodes", "-undo"});
     EXPECT_TRUE(is_json_lines(out)) << out;
     for (const char* shown :
          {R"("name":"\"\\\n\u0001)", "\U0001F600",

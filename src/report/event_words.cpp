@@ -1,0 +1,158 @@
+#include "report/event_words.h"
+
+#include "format/number.h"
+#include "journal/usn_record.h"
+#include "operations/attribute_names.h"
+#include "portable/utf16.h"
+
+namespace kest {
+
+namespace {
+
+// In the order of their enumerations.
+constexpr std::string_view clock_words[] = {"journal", "record", "after"};
+constexpr std::string_view clock_descriptions[] = {
+    "Time of a change journal record in the log",
+    "Change time of the file record, set by the system",
+    "No time of its own: not before the time told",
+};
+constexpr std::string_view known_words[] = {"log", "mft", "part", "guess"};
+constexpr std::string_view state_words[] = {"done", "open", "undone"};
+constexpr std::string_view kind_words[] = {
+    "created",
+    "deleted",
+    "renamed",
+    "moved",
+    "link_added",
+    "link_removed",
+    "stream_added",
+    "stream_removed",
+    "resized",
+    "times_set",
+    "attributes_set",
+    "reparse_point_set",
+    "reparse_point_removed",
+    "object_id_set",
+};
+static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
+// What stands ahead of the path in a sentence.
+constexpr std::string_view kind_verbs[] = {
+    "created ",
+    "deleted ",
+    "renamed ",
+    "moved ",
+    "added the link ",
+    "removed the link ",
+    "added the stream ",
+    "removed the stream ",
+    "resized ",
+    "set the times of ",
+    "set the attributes of ",
+    "set a reparse point on ",
+    "removed the reparse point of ",
+    "set the object identifier of ",
+};
+static_assert(std::size(kind_verbs) == std::size(kind_words));
+constexpr std::string_view cut_mark = "cut; ";
+
+constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
+static_assert(std::size(time_keys) == event_values::time_count);
+
+template <class code, std::size_t count>
+std::string_view word_of(const std::string_view (&table)[count], code value) {
+    return table[static_cast<std::size_t>(value)];
+}
+
+// Bits without a word follow as a number.
+void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
+    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    const std::uint32_t shown = bits & ~index_marks;
+    std::uint32_t rest = shown;
+    for (const flag_word& row : file_flag_words())
+        rest &= ~row.bits;
+    const bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    if (rest != 0) {
+        if (any) out += ", ";
+        append_number(out, rest, true);
+    } else if (!any && !some) {
+        out += "none set";
+    }
+}
+
+void write_values(details_writer& details, std::string_view side, const event_values& values, const text_style& style) {
+    details.open_group(side);
+    for (std::size_t at = 0; at < values.times.size(); ++at) {
+        if (values.times[at]) details.time(time_keys[at], *values.times[at], style);
+    }
+    if (values.is_directory) details.field("flags", *values.is_directory ? "directory" : "plain_file");
+    if (values.flags) {
+        append_attribute_bits(details.begin_field("flags"), *values.flags, values.some_flags);
+        details.end_field();
+    }
+    if (values.real_size) details.number("real_size", *values.real_size, style);
+    if (values.parent) {
+        details.number("parent_inode", values.parent->number(), style);
+        details.number("parent_seq", values.parent->sequence(), style);
+    }
+    if (!values.name.empty()) {
+        details.quoted_field("name", uni::utf16_text(values.name));
+    }
+    if (values.reparse_tag) details.number("tag", *values.reparse_tag, style);
+    if (values.object_id.size() >= guid_size) {
+        append_guid(details.begin_field("object_id"), values.object_id);
+        details.end_field();
+    }
+    if (values.reasons) {
+        append_reason_text(details.begin_field("reason"), *values.reasons, false);
+        details.end_field();
+    }
+    details.close_group();
+}
+
+}  // namespace
+
+std::string_view clock_word(const event& told) {
+    return word_of(clock_words, told.clock);
+}
+
+std::string_view clock_description(const event& told) {
+    return word_of(clock_descriptions, told.clock);
+}
+
+std::string_view known_word(const event& told) {
+    return word_of(known_words, told.known);
+}
+
+void append_state(std::string& out, const event& told) {
+    if (told.cut) out += cut_mark;
+    out += word_of(state_words, told.state);
+}
+
+void append_event_word(std::string& out, const event& told) {
+    if (told.kind == event_kind::reason_given) {
+        append_reason_text(out, told.said_reason, false);
+    } else {
+        out += word_of(kind_words, told.kind);
+    }
+}
+
+void append_sentence(std::string& out, const event& told) {
+    if (told.kind == event_kind::reason_given) {
+        append_event_word(out, told);
+        out += ": ";
+    } else {
+        out += word_of(kind_verbs, told.kind);
+    }
+    const bool from = !told.old_path.empty();
+    out += from ? told.old_path : told.path;
+    if (from) out.append(" to ").append(told.path);
+    if (told.state == event_state::open) out += " (transaction not ended)";
+    if (told.state == event_state::undone) out += " (undone)";
+}
+
+void write_event_details(details_writer& details, const event& told, const text_style& style) {
+    write_values(details, "before", told.before, style);
+    write_values(details, "after", told.after, style);
+}
+
+}  // namespace kest
