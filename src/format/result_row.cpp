@@ -28,18 +28,24 @@ constexpr std::size_t most_in_place = 65'536;  // bytes of a value; a longer one
 // only. Ends behind the text, or once `out` has `most` bytes; says where.
 std::size_t append_marked(std::string& out, std::string_view text, std::size_t at, bool marks_lone_returns,
                           std::size_t most) {
-    for (; at < text.size() && out.size() < most; ++at) {
+    while (at < text.size() && out.size() < most) {
+        const std::string_view next = text.substr(at, most - out.size());
+        const std::size_t plain = std::min(next.find_first_of("\r\n"), next.size());
+        out += next.substr(0, plain);
+        at += plain;
+        if (plain == next.size()) continue;
         const std::string_view two = text.substr(at, 2);
         if (two == "\r\n" || two == "\n\r") {
             out += two == "\r\n" ? "[CRLF]" : "[LFCR]";
             ++at;
         } else if (text[at] == '\n') {
             out += "[LF]";
-        } else if (text[at] == '\r' && marks_lone_returns) {
+        } else if (marks_lone_returns) {
             out += "[CR]";
         } else {
-            out += text[at];
+            out += '\r';
         }
+        ++at;
     }
     return at;
 }
