@@ -23,7 +23,8 @@ struct option_parse {
     bool pair_datetime = false;
     std::string date_format = "yyyy-mm-dd";
     std::string time_format = "hh:mm:ss.xxx";
-    bool refused = false;  // the run cannot go on
+    std::string diags_path = {};  // also where it could not be opened: two outputs never are one file
+    bool refused = false;         // the run cannot go on
 };
 
 void refuse(option_parse& parse, std::string_view words) {
@@ -34,6 +35,7 @@ void refuse(option_parse& parse, std::string_view words) {
 void open_diagnostics(option_parse& parse, const std::string& path) {
     diagnostics& diags = parse.outputs.diags;
     auto file = std::make_unique<uni::file>();
+    parse.diags_path = path;
     if (!open_output(*file, path, parse.args)) return;
     file->truncate();
     diags.begin(std::move(file));
@@ -115,11 +117,18 @@ void refuse_database(option_parse& parse, const std::string&) {
     refuse(parse, "This option is not offered in this build\n");
 }
 
+bool is_one_regular_file(std::string_view one, std::string_view other) {
+    const std::string first(uni::trimmed_path(one)), second(uni::trimmed_path(other));
+    uni::file_identity first_file, second_file;
+    return uni::is_regular_file(first) && uni::identify(first, first_file) && uni::identify(second, second_file) &&
+           first_file == second_file;
+}
+
 // Kept: "-append" stays in the list and changes nothing, as the file that it would append to has been deleted.
 void set_results_file(option_parse& parse, const std::string& value) {
     std::string path = expand_environment(value);
     std::ranges::replace(path, '\\', '/');
-    if (parse.outputs.results.prove(path, parse.args, parse.outputs.diags)) return;
+    if (!is_one_regular_file(path, parse.diags_path) && parse.outputs.results.prove(path, parse.args)) return;
     refuse(parse, "prob opening file " + path + " for output, aborting\n");
 }
 

@@ -7,9 +7,9 @@
 
 namespace kest {
 
-bool results_file::prove(std::string path, const argument_list& left, const diagnostics& diags) {
+bool results_file::prove(std::string path, const argument_list& left) {
     m_path.clear();
-    if (!open_output(m_file, path, left) || !may_be_taken(path, diags)) {
+    if (!open_output(m_file, path, left) || !may_be_taken(path)) {
         m_file.close();
         return false;
     }
@@ -22,8 +22,7 @@ bool results_file::prove(std::string path, const argument_list& left, const diag
 
 // Another run may have made the file its own between any two steps: then it is locked, or the name means another by
 // now.
-bool results_file::may_be_taken(std::string_view path, const diagnostics& diags) {
-    if (m_file.is_regular() && diags.is(m_file.identity())) return false;
+bool results_file::may_be_taken(std::string_view path) {
     uni::file_identity named;
     return m_file.lock() && uni::identify(std::string(uni::trimmed_path(path)), named) && named == m_file.identity();
 }

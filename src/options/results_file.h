@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "options/argument_list.h"
-#include "options/diagnostics.h"
 #include "portable/file.h"
 
 namespace kest {
@@ -13,9 +12,9 @@ namespace kest {
 // written, and made anew behind it. No two runs write one file: the second counts as one that cannot open it.
 class results_file {
 public:
-    // Says whether the file can be written, which evidence and the diagnostic file cannot. A regular file is deleted
+    // Says whether the file can be written, which evidence cannot. A regular file is deleted
     // then. `left` is what is not yet taken of the arguments.
-    [[nodiscard]] bool prove(std::string path, const argument_list& left, const diagnostics& diags);
+    [[nodiscard]] bool prove(std::string path, const argument_list& left);
 
     // Opens it empty; the standard output if none was proved. False if something else has come to stand under its name.
     [[nodiscard]] bool open();
@@ -25,7 +24,7 @@ public:
     bool is(const uni::file_identity& file) const { return m_file.is_open() && m_file.identity() == file; }
 
 private:
-    bool may_be_taken(std::string_view path, const diagnostics& diags);
+    bool may_be_taken(std::string_view path);
 
     std::string m_path;
     uni::file m_file;  // stays open from the proof on where it is no regular file of that name

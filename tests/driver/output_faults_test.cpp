@@ -232,6 +232,7 @@ TEST(output_faults, evidence_is_not_written) {
     EXPECT_EQ(written.err, "trying to parse file: " + wiped + "\nprob parsing file: " + wiped + "\n\x1b[2K\r    \r");
     const std::string both = folder.at("both");
     EXPECT_EQ(run_captured({"-diags", both, "-out", both, "-log", log}).status, -1);
+    EXPECT_EQ(run_captured({"-log", log, "-diags", both, "-out", both}).status, -1);
     EXPECT_EQ(run_prepared({"-pipe", "-quiet"}, [] { put_on(STDIN_FILENO, "/", O_RDONLY); }).err,
               "prob reading file: standard input\n");
 }
