@@ -147,15 +147,26 @@ void row_writer::write_header() {
     m_sink.write(line);
 }
 
+// Few rows hold a line end: they are looked for in the finished line.
 void row_writer::emit_row(result_row& row) {
     write_header();
-    if (m_style.marks_line_ends) mark_line_ends(row);
+    if (put_line(row, m_style.marks_line_ends)) return;
+    mark_line_ends(row);
+    put_line(row, false);
+}
+
+bool row_writer::put_line(const result_row& row, bool wants_marks) {
     const std::size_t most = most_bytes(row, 0, row.cells().size());
-    if (most > most_in_place) return write_wide_row(row);
+    if (most > most_in_place) {
+        if (!wants_marks) write_wide_row(row);
+        return !wants_marks;
+    }
     char* const begin = m_sink.room(most);
     char* end = put_cells(begin, row, 0, row.cells().size());
+    if (wants_marks && holds_line_end({begin, end})) return false;
     *end++ = '\n';
     m_sink.advance(static_cast<std::size_t>(end - begin));
+    return true;
 }
 
 // Takes no memory in proportion to the line.

@@ -80,6 +80,8 @@ public:
     void emit_row(result_row& row);
 
 private:
+    // Says whether it wrote the line: with `wants_marks`, not where a value may hold a line end.
+    bool put_line(const result_row& row, bool wants_marks);
     void mark_line_ends(result_row& row) const;
     std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
     char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
