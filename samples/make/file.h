@@ -11,8 +11,8 @@
 namespace kest::disk {
 
 namespace types {
-inline constexpr u32 standard_information = 0x10, attribute_list = 0x20, file_name = 0x30, data = 0x80,
-                     index_root = 0x90, index_allocation = 0xA0, bitmap = 0xB0, reparse_point = 0xC0;
+inline constexpr u32 standard_information = 0x10, attribute_list = 0x20, file_name = 0x30, object_id = 0x40,
+                     data = 0x80, index_root = 0x90, index_allocation = 0xA0, bitmap = 0xB0, reparse_point = 0xC0;
 }  // namespace types
 
 namespace attribute_bits {
@@ -25,6 +25,13 @@ inline u64 ticks(int year, unsigned month, unsigned day, unsigned hour, unsigned
     using namespace std::chrono;
     const auto days = (sys_days{std::chrono::year{year} / month / day} - sys_days{1601y / 1 / 1}).count();
     return ((static_cast<u64>(days) * 24 + hour) * 3600 + minute * 60 + second) * 10000000;
+}
+
+template <class integer>
+integer read(const bytes& image, std::size_t offset) {
+    integer value{};
+    std::memcpy(&value, image.data() + offset, sizeof value);
+    return value;
 }
 
 struct run {
@@ -57,6 +64,16 @@ inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::
     return nonresident(type, pack(pairs, u8{0}), head);
 }
 
+// Where the first attribute of a type begins in a file record with these; their end if there is none.
+inline u16 place_of(const std::vector<bytes>& attributes, u32 type) {
+    std::size_t place = 56;
+    for (const bytes& attribute : attributes) {
+        if (read<u32>(attribute, 0) >= type) break;
+        place += attribute.size();
+    }
+    return static_cast<u16>(place);
+}
+
 struct file_times {
     u64 created = {}, modified = {}, changed = {}, accessed = {};
 
@@ -66,22 +83,16 @@ struct file_times {
 struct file_name {
     u64 parent = {};  // whole reference
     std::u16string name = {};
-    u8 space = 1;  // 1 long, 2 DOS, 3 both
+    u16 id = 2;
+    u8 space = 1;            // 1 long, 2 DOS, 3 both
+    bytes copy = bytes(56);  // of the file's times, sizes and attributes, when it got the name
+
+    bytes value() const { return pack(parent, copy, static_cast<u8>(name.size()), space, name); }
+    bytes attribute() const { return resident(types::file_name, value(), {.id = id, .indexed = 1}); }
 };
 
 // Ends a list of index entries.
 inline const bytes index_end_entry = pack(u64{0}, u32{16}, u32{2});
-
-// Where the first attribute of a type begins in a file record; its end if there is none.
-inline u16 attribute_place(const bytes& record, u32 type) {
-    std::size_t place = 56;
-    for (u32 next = 0, length = 0; place + 8 <= record.size(); place += length) {
-        std::memcpy(&next, record.data() + place, 4);
-        std::memcpy(&length, record.data() + place + 4, 4);
-        if (next >= type || length == 0) break;
-    }
-    return static_cast<u16>(place);
-}
 
 // A file as its file record tells it.
 struct volume_file {
@@ -92,38 +103,38 @@ struct volume_file {
     bool large_index = false;  // the directory's entries lie in clusters
     u64 base = {};             // an extension record: reference of its base
     std::vector<file_name> names = {};
-    file_times times = {};       // of $STANDARD_INFORMATION
-    file_times name_times = {};  // of $FILE_NAME
+    file_times times = {};
     u32 attributes = {};
+    u32 security_id = 0x105;
     u64 size = {};
     std::vector<run> runs = {};  // empty: the data is resident
     u64 lsn = {};
     u64 usn = {};
-    std::map<u32, bytes> further = {};  // attributes by type, whole
-    std::vector<u32> children = {};     // of a directory without a large index
+    u32 reasons = {};                              // of the journal, since it was last closed
+    std::vector<bytes> further = {};               // attributes, whole
+    u16 next_id = 10;                              // of an attribute
+    std::map<std::u16string, bytes> entries = {};  // of a directory, by name
+    std::vector<bytes> logged = {};                // the attributes as the log has left them
 
     u64 reference() const { return number | u64{sequence} << 48; }
     u64 index_lcn() const { return 8000 + number % 4000; }  // of a large index
 
-    u64 clusters() const { return clusters_of(runs); }
-
-    bytes standard_information() const {
-        const u32 security_id = 0x100 + number % 7;
-        return pack(times.image(), attributes & 0xFFFF, at{52}, security_id, at{64}, usn);
+    // What names repeat of the file.
+    bytes copy() const {
+        return pack(times.image(), runs.empty() ? padded(size) : clusters_of(runs) * 4096, size, attributes, u32{0});
     }
 
-    // What a name repeats of the file.
-    bytes duplicated_information(const file_times& t) const {
-        return pack(t.image(), runs.empty() ? padded(size) : clusters() * 4096, size, attributes, u32{0});
+    bytes index_entry(const file_name& name) const {
+        const bytes key = name.value();
+        const std::size_t length = padded(16 + key.size());
+        return pack(reference(), static_cast<u16>(length), static_cast<u16>(key.size()), u32{0}, key, at{length});
     }
 
-    bytes name_value(const file_name& name) const {
-        return pack(name.parent, duplicated_information(name_times), static_cast<u8>(name.name.size()), name.space,
-                    name.name);
-    }
-
-    bytes name_attribute(const file_name& name) const {
-        return resident(types::file_name, name_value(name), {.id = 2, .indexed = 1});
+    bytes all_entries() const {
+        bytes all;
+        for (const auto& [name, entry] : entries)
+            append(all, entry);
+        return pack(all, index_end_entry);
     }
 
     bytes data_attribute() const {
@@ -134,42 +145,38 @@ struct volume_file {
         return resident(types::data, content, {.id = 3});
     }
 
-    bytes index_entry(const file_name& name) const {
-        const bytes key = name_value(name);
-        const std::size_t length = padded(16 + key.size());
-        return pack(reference(), static_cast<u16>(length), static_cast<u16>(key.size()), u32{0}, key, at{length});
+    void append_index(std::vector<bytes>& out) const {
+        const bytes shown = large_index ? index_end_entry : all_entries();
+        const auto length = static_cast<u32>(16 + shown.size());
+        const auto head = pack(types::file_name, u32{1}, u32{4096}, u32{1}, u32{16}, length, length, u32{large_index});
+        out.push_back(resident(types::index_root, pack(head, shown),
+                               {.name = u"$I30", .id = static_cast<u16>(large_index ? 7 : 4)}));
+        if (!large_index) return;
+        out.push_back(in_clusters(types::index_allocation, 5, u"$I30", {{index_lcn(), 1}}, 4096));
+        out.push_back(resident(types::bitmap, pack(u64{1}), {.name = u"$I30", .id = 6}));
     }
 
-    bytes index_root(const bytes& entries) const {
-        const auto length = static_cast<u32>(32 + entries.size());
-        return resident(types::index_root,
-                        pack(types::file_name, u32{1}, u32{4096}, u32{1}, u32{16}, length, length, u32{large_index},
-                             entries, index_end_entry),
-                        {.name = u"$I30", .id = 4});
-    }
-
-    // The file record up to its end marker, sectors not protected. `entries` are what its index root lists.
-    bytes open_record(const bytes& entries = {}) const {
-        std::map<u32, bytes> all = further;  // they stand in the order of their types
+    // In the order in which they stand in the record.
+    std::vector<bytes> all_attributes() const {
+        std::vector<bytes> all;
         if (!names.empty()) {
-            all[types::standard_information] = resident(types::standard_information, standard_information());
+            all.push_back(resident(types::standard_information,
+                                   pack(times.image(), attributes & 0xFFFF, at{52}, security_id, at{64}, usn)));
             for (const file_name& name : names)
-                append(all[types::file_name], name_attribute(name));
-            if (!directory) {
-                all[types::data] = pack(data_attribute(), all[types::data]);  // named streams behind it
-            } else {
-                all[types::index_root] = index_root(entries);
-                if (large_index) {
-                    all[types::index_allocation] =
-                        in_clusters(types::index_allocation, 5, u"$I30", {{index_lcn(), 1}}, 4096);
-                    all[types::bitmap] = resident(types::bitmap, pack(u64{1}), {.name = u"$I30", .id = 6});
-                }
-            }
+                all.push_back(name.attribute());
+            directory ? append_index(all) : all.push_back(data_attribute());
         }
+        all.insert(all.end(), further.begin(), further.end());
+        std::ranges::stable_sort(all, {}, [](const bytes& attribute) { return read<u32>(attribute, 0); });
+        return all;
+    }
+
+    // The file record up to its end marker, sectors not protected.
+    bytes open_record() const {
         bytes out = pack(u32{0x454C4946}, u16{48}, u16{3}, lsn, sequence, static_cast<u16>(names.size()), u16{56},
-                         static_cast<u16>((in_use ? 1 : 0) | (directory ? 2 : 0)), at{28}, u32{1024}, base, u16{8},
+                         static_cast<u16>((in_use ? 1 : 0) | (directory ? 2 : 0)), at{28}, u32{1024}, base, next_id,
                          at{44}, number, at{56});
-        for (const auto& [type, attribute] : all)
+        for (const bytes& attribute : all_attributes())
             append(out, attribute);
         append(out, pack(u64{0xFFFFFFFF}));
         put(out, 24, static_cast<u32>(out.size()));
@@ -177,8 +184,8 @@ struct volume_file {
     }
 
     // The whole record, 1024 bytes.
-    bytes image(const bytes& entries = {}) const {
-        bytes out = open_record(entries);
+    bytes image() const {
+        bytes out = open_record();
         out.resize(1024);
         protect_sectors(out, 48, static_cast<u16>(3 + number % 5));
         return out;

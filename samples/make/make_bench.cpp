@@ -95,15 +95,16 @@ void write_mft(std::ofstream& out, u64 mebibytes) {
                       .in_use = directory || number % 11 != 0,
                       .directory = directory,
                       .large_index = directory && number % 32 == 0,
-                      .names = {{parent | u64{parent == 5 ? 5 : 1 + parent % 9} << 48, name_of(number)}},
                       .times = {time, time + 9000000, time + 9000000, time + 70000000},
-                      .name_times = {time, time, time, time},
                       .attributes = directory ? attribute_bits::directory : attribute_bits::archive,
                       .size = number * u64{7919} % 300000,
                       .lsn = 0x100000 + number * u64{31},
                       .usn = 0x4000000 + number * u64{96}};
         if (!directory && f.size > 600) f.runs = {{10000 + number * u64{40}, (f.size + 4095) / 4096}};
         if (directory) f.size = 0;
+        f.names = {{.parent = parent | u64{parent == 5 ? 5 : 1 + parent % 9} << 48,
+                    .name = name_of(number),
+                    .copy = f.copy()}};
         write(out, f.image());
     }
 }

@@ -14,10 +14,10 @@
 namespace kest::disk {
 
 namespace reasons {
-inline constexpr u32 overwritten = 0x1, extended = 0x2, truncated = 0x4, stream_extended = 0x20, created = 0x100,
-                     deleted = 0x200, security = 0x800, old_name = 0x1000, new_name = 0x2000, basic_info = 0x8000,
-                     hard_link = 0x10000, object_id = 0x80000, reparse = 0x100000, stream = 0x200000,
-                     closed = 0x80000000;
+inline constexpr u32 overwritten = 0x1, extended = 0x2, truncated = 0x4, stream_extended = 0x20,
+                     stream_truncated = 0x40, created = 0x100, deleted = 0x200, security = 0x800, old_name = 0x1000,
+                     new_name = 0x2000, basic_info = 0x8000, hard_link = 0x10000, object_id = 0x80000,
+                     reparse = 0x100000, stream = 0x200000, closed = 0x80000000;
 }  // namespace reasons
 
 struct volume_settings {
@@ -28,6 +28,9 @@ struct volume_settings {
     u64 begin = {};  // ticks
 };
 
+// How a transaction ends. One that is rolled back or still open leaves its records in the log alone.
+enum class ending { done, open, undone };
+
 class volume {
 public:
     // Formats: the system's own files stand in records 0 to 27, the root in record 5.
@@ -37,23 +40,19 @@ public:
           m_log(settings.log_size, settings.log_round, settings.log_first_page) {
         u32 number = 0;
         for (const char16_t* name : {u"$MFT", u"$MFTMirr", u"$LogFile", u"$Volume", u"$AttrDef", u".", u"$Bitmap",
-                                     u"$Boot", u"$BadClus", u"$Secure", u"$UpCase", u"$Extend"}) {
-            place(number, 5, name, number == 5 || number == 11).sequence = static_cast<u16>(number ? number : 1);
-            ++number;
-        }
-        for (const u32 large : {5u, 9u, 11u})
-            at(large).large_index = true;
-        for (auto& [n, f] : m_files)
-            f.names.front().parent = at(5).reference();
+                                     u"$Boot", u"$BadClus", u"$Secure", u"$UpCase", u"$Extend"})
+            place(number++, 5, name);
+        number = 24;
+        for (const char16_t* name : {u"$Quota", u"$ObjId", u"$Reparse", u"$UsnJrnl"})
+            place(number++, 11, name);
         at(0).runs = {{mft_lcn, 64}};
         at(0).size = 64 * 4096;
         at(2).runs = {{2048, settings.log_size / 4096}};
         at(2).size = settings.log_size;
-        at(3).further[0x60] = resident(0x60, pack(u"WORK"), {.id = 4});
-        at(3).further[0x70] = resident(0x70, pack(u64{0}, u8{3}, u8{1}, u16{0}), {.id = 5});
-        number = 24;
-        for (const char16_t* name : {u"$Quota", u"$ObjId", u"$Reparse", u"$UsnJrnl"})
-            place(number++, 11, name, false);
+        at(3).further = {resident(0x60, pack(u"WORK"), {.id = 4}),
+                         resident(0x70, pack(u64{0}, u8{3}, u8{1}, u16{0}), {.id = 5})};
+        for (auto& [n, f] : m_files)
+            f.logged = f.all_attributes();
     }
 
     void wait(u64 milliseconds) { m_now += milliseconds * 10000; }
@@ -62,26 +61,37 @@ public:
     u64 log_round() const { return m_log.round(); }
     const bytes& journal() const { return m_journal; }
 
+    // What `deed` does ends so; what comes of it is as if it had not been.
+    template <class action>
+    void in_vain(ending how, action&& deed) {
+        const auto files = m_files;
+        const auto free = m_free;
+        m_ending = how;
+        deed();
+        m_ending = ending::done;
+        m_files = files;
+        m_free = free;
+    }
+
     // Each is one transaction, or one and a second that closes the file. Files are known by their record number.
 
     u32 create(u32 parent, std::u16string name, u32 attributes = attribute_bits::archive, bool large_index = false) {
         const u32 number = m_free.empty() ? m_next_number++ : m_free.extract(m_free.begin()).value();
         volume_file& f = m_files[number];
+        begin();
         f = {.number = number,
              .sequence = f.sequence,  // raised when the record was given back
              .directory = (attributes & attribute_bits::directory) != 0,
              .large_index = large_index,
-             .names = {{at(parent).reference(), std::move(name)}},
+             .times = {m_now, m_now, m_now, m_now},
              .attributes = attributes};
-        begin();
-        f.times = f.name_times = {m_now, m_now, m_now, m_now};
+        f.names = {name_in(f, parent, std::move(name))};
         log_bits(21, false, number, 1);
-        log_file(f, {2, 0}, 0, 0, open_record(f), {});
+        log_file(f, {0, 3}, 0, 0, {}, {});
         index(f, f.names.front());
-        log_journal(f, f.names.front(), reasons::created);
-        log_file(f, {7, 7}, types::standard_information, 88, pack(f.usn), bytes(8));
-        commit();
-        close(f, reasons::created);
+        f.logged = f.all_attributes();
+        log_file(f, {2, 0}, 0, 0, f.open_record(), {});
+        end_and_close(f, f.names.front(), reasons::created);
         return number;
     }
 
@@ -93,8 +103,7 @@ public:
         volume_file& f = at(file);
         const u32 reason = size < f.size ? reasons::truncated : reasons::extended;
         const u64 wanted = size > 600 || !f.runs.empty() ? (size + 4095) / 4096 : 0;
-        const u64 held = f.clusters();
-        const bytes before = f.data_attribute();
+        const u64 held = clusters_of(f.runs);
         begin();
         f.size = size;
         f.times.modified = f.times.changed = m_now;
@@ -103,131 +112,107 @@ public:
             log_bits(21, true, m_next_cluster, wanted - held);
             m_next_cluster += wanted - held + 3;  // the gap makes the next growth a run of its own
         }
-        const bytes after = f.data_attribute();
-        if (f.runs.empty()) {  // a resident value grows in its record
-            log_file(f, {7, 7}, types::data, 24, part(after, 24), part(before, 24));
-        } else if (held == 0) {  // and moves out
-            log_file(f, {6, 5}, types::data, 0, {}, before);
-            log_file(f, {5, 6}, types::data, 0, after, {});
-        } else if (wanted > held) {
-            log_file(f, {9, 9}, types::data, 64, part(after, 64), part(before, 64));
-        }
-        if (!f.runs.empty()) {
-            log_file(f, {11, 11}, types::data, 40, part(after, 40, 64),
-                     before[8] != 0 ? part(before, 40, 64) : bytes(24));
-        }
-        log_name_copy(f);
-        commit_and_close(f, f.names.front(), reason);
+        end_and_close(f, f.names.front(), reason);
     }
 
     void overwrite(u32 file) {
         volume_file& f = at(file);
         begin();
         f.times.modified = f.times.changed = m_now;
-        log_journal(f, f.names.front(), reasons::overwritten);
-        log_times(f);
-        log_name_copy(f);
-        commit();
+        end(f, f.names.front(), reasons::overwritten);
     }
 
     void rename(u32 file, u32 parent, std::u16string name) {
         volume_file& f = at(file);
         const file_name before = f.names.front();
-        const file_name after{at(parent).reference(), std::move(name)};
         begin();
         f.times.changed = m_now;
+        unindex(before);
+        f.names.front() = name_in(f, parent, std::move(name));
+        log_attributes(f);
+        index(f, f.names.front());
         log_journal(f, before, reasons::old_name);
-        unindex(f, before);
-        log_file(f, {6, 5}, types::file_name, 0, {}, f.name_attribute(before));
-        f.names.front() = after;
-        log_file(f, {5, 6}, types::file_name, 0, f.name_attribute(after), {});
-        index(f, after);
-        log_journal(f, after, reasons::new_name);
-        log_times(f);
-        commit();
-        close(f, reasons::new_name);
+        end_and_close(f, f.names.front(), reasons::new_name);
     }
 
     void link(u32 file, u32 parent, std::u16string name) {
         volume_file& f = at(file);
         begin();
-        f.names.push_back({at(parent).reference(), std::move(name)});
-        log_file(f, {5, 6}, types::file_name, 0, f.name_attribute(f.names.back()), {});
+        f.names.push_back(name_in(f, parent, std::move(name)));
         index(f, f.names.back());
-        commit_and_close(f, f.names.back(), reasons::hard_link);
+        end_and_close(f, f.names.back(), reasons::hard_link);
+    }
+
+    // Takes away the name that came last.
+    void unlink(u32 file) {
+        volume_file& f = at(file);
+        const file_name gone = f.names.back();
+        begin();
+        unindex(gone);
+        f.names.pop_back();
+        end_and_close(f, gone, reasons::hard_link);
     }
 
     void set_information(u32 file, const file_times& times, u32 attributes) {
         volume_file& f = at(file);
         begin();
-        const bytes before = f.standard_information();
         f.times = times;
         f.times.changed = m_now;
         f.attributes = attributes;
-        log_file(f, {7, 7}, types::standard_information, 24, part(f.standard_information(), 0, 48),
-                 part(before, 0, 48));
-        log_name_copy(f);
-        commit_and_close(f, f.names.front(), reasons::basic_info);
+        end_and_close(f, f.names.front(), reasons::basic_info);
     }
 
-    void add_stream(u32 file, std::u16string_view name, const bytes& content) {
+    void add_attribute(u32 file, u32 type, std::u16string_view name, const bytes& value, u32 reason) {
         volume_file& f = at(file);
         begin();
-        const bytes attribute = resident(types::data, content, {.name = name, .id = 7});
-        log_file(f, {5, 6}, types::data, 0, attribute, {});
-        append(f.further[types::data], attribute);
-        commit_and_close(f, f.names.front(), reasons::stream | reasons::stream_extended);
+        f.further.push_back(resident(type, value, {.name = name, .id = f.next_id++}));
+        if (type == types::reparse_point) index_reparse_point(f, value, {12, 13});
+        end_and_close(f, f.names.front(), reason);
     }
 
-    void add_attribute(u32 file, u32 type, const bytes& value, u32 reason) {
+    // The one of this type that came last.
+    void drop_attribute(u32 file, u32 type, u32 reason) {
         volume_file& f = at(file);
+        const auto last = std::find_if(f.further.rbegin(), f.further.rend(),
+                                       [type](const bytes& attribute) { return read<u32>(attribute, 0) == type; });
         begin();
-        f.further[type] = resident(type, value, {.id = 7});
-        log_file(f, {5, 6}, type, 0, f.further[type], {});
-        if (type == types::reparse_point) {  // the index of all reparse points: the tag and the file
-            f.attributes |= attribute_bits::reparse;
-            const bytes tag = part(value, 0, 4);
-            log_index(at(26), {12, 13}, pack(u64{0}, u16{32}, u16{12}, u32{0}, tag, f.reference(), u32{0}), {});
-        }
-        commit_and_close(f, f.names.front(), reason);
+        if (type == types::reparse_point) index_reparse_point(f, part(*last, 24), {13, 12});
+        f.further.erase(std::next(last).base());
+        end_and_close(f, f.names.front(), reason);
     }
 
     // A descriptor is found by its hash ($SDH) and by its id ($SII); both entries repeat where it lies in $SDS.
     void secure(u32 file) {
         volume_file& f = at(file);
-        const u32 id = 0x200 + file;
-        const bytes place = pack(id * 0x9E3779B9, id, 0x40000 + id * u64{0x80}, u32{0x78}, u32{0});  // the hash first
+        f.security_id = 0x200 + file;
+        const bytes place = pack(f.security_id * 0x9E3779B9, f.security_id, 0x40000 + f.security_id * u64{0x80},
+                                 u32{0x78}, u32{0});  // the hash first
         const auto entry = [&](std::size_t key_begin, u16 key_length) {
             const auto length = static_cast<u16>(padded(36 + key_length));
             return part(pack(u64{0}, length, key_length, u32{0}, part(place, key_begin, 8), place), 0, length);
         };
         begin();
-        log_index(at(9), {12, 13}, entry(0, 8), {});
-        log_index(at(9), {12, 13}, entry(4, 4), {});
-        log_file(f, {7, 7}, types::standard_information, 76, pack(id), bytes(4));
-        log_file(at(24), {33, 33}, types::index_root, 96, pack(f.size), bytes(8));
-        commit_and_close(f, f.names.front(), reasons::security);
+        log_index(at(9), {12, 13}, 64, entry(0, 8), {});
+        log_index(at(9), {12, 13}, 64, entry(4, 4), {});
+        log_file(at(24), {33, 33}, types::index_root, 96, pack(m_quota + f.size), pack(m_quota));
+        m_quota += f.size;
+        end_and_close(f, f.names.front(), reasons::security);
     }
 
     void move_index_out(u32 directory) {
         volume_file& f = at(directory);
-        const bytes entries = pack(entries_of(f), index_end_entry);
+        const bytes end_marker = pack(u64{0xFFFFFFFF});
         begin();
-        log_file(f, {37, 37}, 0, 0, bytes(24), {});
+        log_file(f, {37, 0}, types::index_root, 0, bytes(24), {});
         log_bits(21, true, f.index_lcn(), 1);
         f.large_index = true;
-        f.children.clear();
-        const bytes record = open_record(f);
-        const std::size_t begin = attribute_place(record, types::index_allocation),
-                          end = attribute_place(record, types::bitmap);
-        log_file(f, {5, 6}, types::index_allocation, 0, part(record, begin, end), {});
-        log_file(f, {5, 6}, types::bitmap, 0, part(record, end, record.size() - 8), {});
-        log_file(f, {4, 4}, 0xFFFFFFFF, 0, part(record, record.size() - 8), {});
-        log_file(f, {17, 17}, types::index_root, 64, bytes(8), bytes(8));
+        log_attributes(f);
+        log_file(f, {4, 4}, 0xFFFFFFFF, 0, end_marker, end_marker);
+        log_file(f, {17, 17}, types::index_root, 64, pack(u64{0}), pack(~u64{0}));
         const u16 target = open_attribute(f, types::index_allocation, u"$I30");
-        log_clusters({16, 16}, target, 0, f.index_lcn(), 64, entries, bytes(8));
-        log_clusters({18, 18}, target, 0, f.index_lcn(), 64, pack(u64{1}), bytes(8));
-        commit();
+        log_clusters({16, 16}, target, 0, f.index_lcn(), 64, f.all_entries(), index_end_entry);
+        log_clusters({18, 18}, target, 0, f.index_lcn(), 64, pack(u64{1}), pack(u64{0}));
+        forget();
     }
 
     // The file's own record then begins with a list of where its attributes are.
@@ -235,58 +220,38 @@ public:
         volume_file& f = at(file);
         volume_file& extension = m_files[m_next_number];
         extension = {.number = m_next_number++, .base = f.reference()};
-        const file_name link{at(parent).reference(), std::move(name)};
-        f.names.push_back(link);
-        extension.further[types::file_name] = f.name_attribute(link);
+        const file_name link = name_in(f, parent, std::move(name));
+        extension.further = {link.attribute()};
         bytes list;
         for (const auto& [type, id, owner] : {std::tuple{types::standard_information, u16{0}, &f},
-                                              {types::file_name, u16{2}, &f},
-                                              {types::file_name, u16{2}, &extension},
+                                              {types::file_name, f.names.front().id, &f},
+                                              {types::file_name, link.id, &extension},
                                               {types::data, u16{3}, &f}}) {
             append(list, pack(type, u16{32}, u8{0}, u8{26}, u64{0}, owner->reference(), id, disk::at{32}));
         }
-        f.further[types::attribute_list] = resident(types::attribute_list, list, {.id = 8});
+        f.further.push_back(resident(types::attribute_list, list, {.id = f.next_id++}));
         begin();
         log_bits(21, false, extension.number, 1);
-        log_file(extension, {2, 0}, 0, 0, open_record(extension), {});
-        log_file(f, {5, 6}, types::attribute_list, 0, f.further[types::attribute_list], {});
+        log_file(extension, {2, 0}, 0, 0, extension.open_record(), {});
         index(f, link);
-        log_journal(f, link, reasons::hard_link);
-        commit();
-        f.names.pop_back();  // it stands in the other record
-        close(f, reasons::hard_link);
+        end_and_close(f, link, reasons::hard_link);
     }
 
     void remove(u32 file) {
         volume_file& f = at(file);
         begin();
-        log_journal(f, f.names.front(), reasons::deleted | reasons::closed);
         for (const file_name& name : f.names)
-            unindex(f, name);
+            unindex(name);
         for (const run& r : f.runs) {
             log_bits(22, true, r.lcn, r.clusters);
             log({.redo_op = 10, .redo = pack(r.lcn, r.clusters)});
         }
-        const bytes record = open_record(f);
+        log_file(f, {3, 2}, 0, 0, {}, part(f.open_record(), 0, 24));
         f.in_use = false;
-        log_file(f, {3, 2}, 0, 0, {}, part(record, 0, 24));
-        ++f.sequence;
         log_bits(22, false, file, 1);
-        commit();
+        end(f, f.names.front(), reasons::deleted | reasons::closed);
+        ++f.sequence;
         m_free.insert(file);
-    }
-
-    void remove_on_hold(u32 file) {
-        volume_file& f = at(file);
-        const bytes entry = f.index_entry(f.names.front());
-        volume_file& parent = parent_of(f.names.front());
-        begin();
-        log_index(parent, {13, 12}, {}, entry);
-        log({.redo_op = 25});
-        log({.redo_op = static_cast<u16>(parent.large_index ? 14 : 12), .undo_op = 1, .redo = entry});
-        log({.redo_op = 24, .undo_op = 1});
-        log({.redo_op = 26, .undo_op = 1, .redo = pack(m_last_of_transaction)});
-        commit();
     }
 
     // The tables that the system would begin to replay from, and the client's own restart record, whose 64 bytes are
@@ -322,8 +287,8 @@ public:
         bytes out;
         for (u32 number = 0; number < count; ++number) {
             const auto found = m_files.find(number);
-            append(out, found == m_files.end() ? volume_file{.number = number, .in_use = false}.image()
-                                               : found->second.image(entries_of(found->second)));
+            append(out,
+                   (found == m_files.end() ? volume_file{.number = number, .in_use = false} : found->second).image());
         }
         return out;
     }
@@ -341,39 +306,39 @@ private:
         return pack(entry_size, static_cast<u16>(entries.size() / entry_size), disk::at{24}, entries);
     }
 
-    volume_file& place(u32 number, u32 parent, std::u16string name, bool directory) {
-        volume_file& f = m_files[number];
-        f.number = number;
-        f.directory = directory;
-        f.attributes = attribute_bits::system | attribute_bits::hidden | (directory ? attribute_bits::directory : 0);
-        f.times = f.name_times = {m_now, m_now, m_now, m_now};
-        f.names = {{m_files[parent].reference(), std::move(name), 3}};
-        return f;
+    void place(u32 number, u32 parent, std::u16string name) {
+        using namespace attribute_bits;
+        const bool is_folder = number == 5 || number == 11;
+        m_files[number] = {.number = number,
+                           .sequence = static_cast<u16>(number == 0 || number > 23 ? 1 : number),
+                           .directory = is_folder,
+                           .large_index = is_folder || number == 9,
+                           .times = {m_now, m_now, m_now, m_now},
+                           .attributes = system | hidden | (is_folder ? attribute_bits::directory : 0)};
+        const u64 folder = parent | u64{parent} << 48;  // of the system's files below 24 both numbers are the same
+        m_files[number].names = {
+            {.parent = folder, .name = std::move(name), .space = 3, .copy = m_files[number].copy()}};
     }
 
-    // What fits of a directory's entries stands in its record.
-    bytes entries_of(const volume_file& directory) const {
-        bytes entries;
-        for (const u32 child : directory.children) {
-            const volume_file& f = m_files.at(child);
-            for (const file_name& name : f.names) {
-                const bytes entry = f.index_entry(name);
-                if ((name.parent & 0xFFFFFFFF) == directory.number && entries.size() + entry.size() < 560)
-                    append(entries, entry);
-            }
-        }
-        return entries;
+    file_name name_in(volume_file& f, u32 folder, std::u16string name) {
+        return {.parent = at(folder).reference(), .name = std::move(name), .id = f.next_id++, .copy = f.copy()};
     }
 
     void begin() {
         m_now += 31250 + m_transactions++ % 7 * 1009;  // no two at the same time
-        m_last_of_transaction = 0;
+        m_steps.clear();
+        m_last = m_undo_next = 0;
     }
 
+    // What is to be undone next is the step before, but behind a step that compensates what that one says.
     u64 log(record r) {
-        r.previous = r.undo_next = m_last_of_transaction;
+        r.previous = m_last;
+        r.undo_next = m_undo_next;
         r.transaction = 0x18 + 0x28 * ((m_transactions - 1) % 16);
-        return m_last_of_transaction = m_log.add(std::move(r));
+        m_last = m_log.add(r);
+        if (r.undo_op != compensation) m_undo_next = m_last;
+        m_steps.push_back(std::move(r));
+        return m_last;
     }
 
     void log_change(operations ops, u16 target, bytes redo, bytes undo, record place) {
@@ -388,22 +353,79 @@ private:
 
     // A change to a file's record, four of which share a cluster. `type` is the attribute it is about, 0 for the
     // record.
-    void log_file(volume_file& f, operations ops, u32 type, u16 offset, bytes redo, bytes undo) {
-        const u16 record_offset = type == 0 ? u16{0} : attribute_place(open_record(f), type);
+    void log_file(volume_file& f, operations ops, u32 type, std::size_t offset, bytes redo, bytes undo) {
+        log_at(f, ops, type == 0 ? u16{0} : place_of(f.logged, type), offset, std::move(redo), std::move(undo));
+    }
+
+    void log_at(volume_file& f, operations ops, std::size_t place, std::size_t offset, bytes redo, bytes undo) {
         log_change(ops, 0x18, std::move(redo), std::move(undo),  // $MFT:$DATA
-                   {.record_offset = record_offset,
-                    .attribute_offset = offset,
+                   {.record_offset = static_cast<u16>(place),
+                    .attribute_offset = static_cast<u16>(offset),
                     .cluster_block = static_cast<u16>(f.number % 4 * 2),
                     .block_size = 2,
                     .vcn = f.number / 4,
                     .lcn = mft_lcn + f.number / 4});
-        f.lsn = m_last_of_transaction;
+        f.lsn = m_last;
+    }
+
+    // Logs all that has become of a file's attributes since the log told of them last, each with what it was.
+    void log_attributes(volume_file& f) {
+        const std::vector<bytes> now = f.all_attributes();
+        std::vector<bytes>& was = f.logged;
+        const auto is_same = [](const bytes& a, const bytes& b) {  // type, resident or not, id
+            return read<u32>(a, 0) == read<u32>(b, 0) && a[8] == b[8] && read<u16>(a, 14) == read<u16>(b, 14);
+        };
+        std::size_t place = 56;
+        for (std::size_t i = 0; i < was.size();) {
+            if (std::ranges::any_of(now, [&](const bytes& attribute) { return is_same(attribute, was[i]); })) {
+                place += was[i++].size();
+            } else {
+                log_at(f, {6, 5}, place, 0, {}, was[i]);
+                was.erase(was.begin() + static_cast<std::ptrdiff_t>(i));
+            }
+        }
+        place = 56;
+        for (std::size_t i = 0; i < now.size(); place += now[i++].size()) {
+            if (i == was.size() || !is_same(was[i], now[i])) {
+                const bytes& fresh =
+                    *was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), without_clusters(now[i]));
+                log_at(f, {5, 6}, place, 0, fresh, {});
+            }
+            log_value(f, place, was[i], now[i]);
+            was[i] = now[i];
+        }
+    }
+
+    // As an attribute in clusters is created: the clusters come afterwards. Any other one as it is.
+    static bytes without_clusters(const bytes& attribute) {
+        if (attribute[8] == 0) return attribute;
+        const std::u16string name(attribute[9] != 0 ? u"$I30" : u"");
+        return nonresident(read<u32>(attribute, 0), bytes(8),
+                           {.name = name, .id = read<u16>(attribute, 14), .last_vcn = ~u64{0}, .initialized_size = 0});
+    }
+
+    void log_value(volume_file& f, std::size_t place, const bytes& was, const bytes& now) {
+        if (was[8] != 0) {
+            const u16 runs = read<u16>(now, 32);
+            if (part(was, runs) != part(now, runs)) log_at(f, {9, 9}, place, runs, part(now, runs), part(was, runs));
+            const bytes sizes = part(now, 40, 64), old_sizes = part(was, 40, 64);
+            if (sizes != old_sizes) log_at(f, {11, 11}, place, 0, sizes, old_sizes);
+            return;
+        }
+        // From the first difference on, by 8 bytes, to the value's end.
+        const u16 value = read<u16>(now, 20);
+        const u32 length = read<u32>(now, 16), old_length = read<u32>(was, 16);
+        const bytes after = part(now, value, value + length), before = part(was, value, value + old_length);
+        const auto equal = std::ranges::mismatch(before, after).in1 - before.begin();
+        if (before == after) return;
+        const std::size_t first = static_cast<std::size_t>(equal) / 8 * 8;
+        log_at(f, {7, 7}, place, value + first, part(after, first), part(before, first));
     }
 
     // A change in clusters of an attribute.
-    void log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, u16 offset, bytes redo, bytes undo) {
+    void log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo) {
         log_change(ops, target, std::move(redo), std::move(undo),
-                   {.attribute_offset = offset, .block_size = 8, .vcn = vcn, .lcn = lcn});
+                   {.attribute_offset = static_cast<u16>(offset), .block_size = 8, .vcn = vcn, .lcn = lcn});
     }
 
     // The system names an attribute in the log when it touches it first.
@@ -411,22 +433,60 @@ private:
         const auto [found, fresh] = m_open.try_emplace({f.number, type}, m_next_open);
         if (!fresh) return found->second;
         m_next_open = static_cast<u16>(m_next_open >= 0x4000 ? 0x18 : m_next_open + 0x28);
-        m_log.add({.transaction = 0x18,
-                   .redo_op = 28,
-                   .target_attribute = found->second,
-                   .redo = pack(~u32{0}, type, disk::at{16}, f.reference(), m_last_checkpoint, disk::at{40}),
-                   .undo = pack(name)});
+        log_change({28, 0}, found->second,
+                   pack(~u32{0}, type, disk::at{16}, f.reference(), m_last_checkpoint, disk::at{40}), pack(name), {});
         return found->second;
     }
 
     // A change to a directory's entries, in its record or in its clusters; the operations in clusters are numbered two
     // above those in the record, the copies of names one above.
-    void log_index(volume_file& directory, operations in_root, bytes redo, bytes undo) {
-        if (!directory.large_index) return log_file(directory, in_root, types::index_root, 64, redo, undo);
+    void log_index(volume_file& directory, operations in_root, std::size_t offset, bytes redo, bytes undo) {
+        if (!directory.large_index) {
+            log_file(directory, in_root, types::index_root, offset, redo, undo);
+            directory.logged = directory.all_attributes();
+            return;
+        }
         const auto above = [](u16 op) { return static_cast<u16>(op + (op == 19 ? 1 : 2)); };
-        const u16 target = open_attribute(directory, types::index_allocation, u"$I30");
-        const auto offset = static_cast<u16>(64 + m_transactions % 30 * 104);
-        log_clusters({above(in_root.redo), above(in_root.undo)}, target, 0, directory.index_lcn(), offset, redo, undo);
+        log_clusters({above(in_root.redo), above(in_root.undo)},
+                     open_attribute(directory, types::index_allocation, u"$I30"), 0, directory.index_lcn(), offset,
+                     std::move(redo), std::move(undo));
+    }
+
+    static std::size_t entry_place(const volume_file& directory, const std::u16string& name) {
+        std::size_t before = 0;
+        for (auto at = directory.entries.begin(); at->first != name; ++at)
+            before += at->second.size();
+        return 64 + before % 4000;
+    }
+
+    void index(volume_file& f, const file_name& name) {
+        volume_file& folder = parent_of(name);
+        const bytes entry = folder.entries[name.name] = f.index_entry(name);
+        log_index(folder, {12, 13}, entry_place(folder, name.name), entry, {});
+    }
+
+    void unindex(const file_name& name) {
+        volume_file& folder = parent_of(name);
+        const std::size_t place = entry_place(folder, name.name);
+        log_index(folder, {13, 12}, place, {}, folder.entries.extract(name.name).mapped());
+    }
+
+    // The copy of times and sizes that the directory keeps.
+    void renew_entry(const volume_file& f) {
+        const file_name& name = f.names.front();
+        volume_file& folder = parent_of(name);
+        bytes& entry = folder.entries.at(name.name);
+        const bytes before = part(entry, 24, 80);
+        lay(entry, 24, f.copy());
+        if (before != f.copy()) log_index(folder, {19, 19}, entry_place(folder, name.name), f.copy(), before);
+    }
+
+    // The index of all reparse points: the tag and the file.
+    void index_reparse_point(volume_file& f, const bytes& value, operations ops) {
+        f.attributes ^= attribute_bits::reparse;
+        bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, part(value, 0, 4), f.reference(), u32{0}), none;
+        if (ops.redo == 13) std::swap(entry, none);
+        log_index(at(26), ops, 64, entry, none);
     }
 
     // Bits of the volume's clusters ($Bitmap) or of file records ($MFT:$BITMAP), set by operation 21, cleared by 22.
@@ -438,68 +498,80 @@ private:
 
     // A journal record never crosses a page of the journal; where it would, the journal is made longer first.
     void log_journal(volume_file& f, const file_name& name, u32 reason) {
+        if (m_ending != ending::done) return;  // it is written last of all
         const std::size_t size = padded(60 + 2 * name.name.size());
-        if (m_journal.size() % 4096 + size > 4096 || m_journal.empty()) {
-            m_journal.resize((m_journal.size() + 4095) / 4096 * 4096);
+        const std::size_t page = (m_journal.size() + 4095) / 4096 * 4096;
+        if (m_journal.size() + size > page) {
+            m_journal.resize(page);
             volume_file& journal = at(27);
-            journal.size = m_journal.size() + 4096;
+            const u64 old = m_first_usn + page;
+            log_file(journal, {11, 11}, types::data, 0, pack(old + 4096, old + size, old + size), pack(old, old, old));
+            journal.size = page + 4096;
             journal.runs = {{journal_lcn, journal.size / 4096}};
-            log_file(journal, {11, 11}, types::data, 40, pack(journal.size, journal.size, journal.size), bytes(24));
         }
-        f.usn = m_first_usn + m_journal.size();
-        const bytes image =
-            usn_image{.file = f.reference(),
-                      .parent = name.parent,
-                      .usn = f.usn,
-                      .time = m_now,
-                      .reason = reason,
-                      .source = 0,
-                      .security_id = 0,
-                      .attributes = f.attributes == attribute_bits::directory ? 0x10 : f.attributes & 0xFFFF,
-                      .name = name.name}
-                .image();
-        log_clusters({8, 0}, open_attribute(at(27), types::data, u"$J"), f.usn / 4096,
-                     journal_lcn + m_journal.size() / 4096, static_cast<u16>(m_journal.size() % 4096), image, {});
+        reason |= f.reasons;  // they gather until the file is closed
+        f.reasons = (reason & reasons::closed) != 0 ? 0 : reason & ~reasons::old_name;
+        const u64 usn = m_first_usn + m_journal.size();
+        if ((reason & reasons::closed) != 0) f.usn = usn;
+        const u32 folder_bit = f.directory ? 0x10 : 0;
+        const bytes image = usn_image{.file = f.reference(),
+                                      .parent = name.parent,
+                                      .usn = usn,
+                                      .time = m_now,
+                                      .reason = reason,
+                                      .source = 0,
+                                      .security_id = 0,
+                                      .attributes = (f.attributes & 0xFFFF) | folder_bit,
+                                      .name = name.name}
+                                .image();
+        log_clusters({8, 0}, open_attribute(at(27), types::data, u"$J"), usn / 4096,
+                     journal_lcn + m_journal.size() / 4096, m_journal.size() % 4096, image, {});
         append(m_journal, image);
     }
 
-    // $STANDARD_INFORMATION from its second time on.
-    void log_times(volume_file& f) {
-        log_file(f, {7, 7}, types::standard_information, 32, part(f.standard_information(), 8), bytes(64));
-    }
-
-    // The copy of times and sizes that the directory keeps.
-    void log_name_copy(volume_file& f) {
-        f.name_times.modified = f.times.modified;
-        log_index(parent_of(f.names.front()), {19, 19}, f.duplicated_information(f.times), bytes(56));
-    }
-
-    void close(volume_file& f, u32 reason) {
-        begin();
-        log_journal(f, f.names.front(), reason | reasons::closed);
-        log_times(f);
-        commit();
-    }
-
-    void commit_and_close(volume_file& f, const file_name& name, u32 reason) {
+    // What became of the file itself is logged ahead of what the journal says of it, and where that is said behind.
+    void end(volume_file& f, const file_name& name, u32 reason) {
+        log_attributes(f);
         log_journal(f, name, reason);
-        commit();
-        close(f, reason);
+        if (f.in_use) log_attributes(f);
+        if (m_ending == ending::undone) roll_back();
+        if (m_ending != ending::open) forget();
     }
 
-    void index(volume_file& f, const file_name& name) {
-        log_index(parent_of(name), {12, 13}, f.index_entry(name), {});
-        if (!parent_of(name).large_index) parent_of(name).children.push_back(f.number);
+    void end_and_close(volume_file& f, const file_name& name, u32 reason) {
+        end(f, name, reason);
+        if (m_ending != ending::done) return;
+        begin();
+        renew_entry(f);
+        end(f, f.names.front(), reason | reasons::closed);
     }
 
-    void unindex(volume_file& f, const file_name& name) {
-        log_index(parent_of(name), {13, 12}, {}, f.index_entry(name));
-        std::erase(parent_of(name).children, f.number);
+    // Each step that can be undone is compensated by one that does what its undo side says.
+    void roll_back() {
+        const std::vector<record> steps = m_steps;
+        log({.redo_op = 25});
+        for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+            if (step->undo_op == 0) continue;
+            m_undo_next = step->undo_next;
+            record back = *step;
+            back.redo_op = step->undo_op;
+            back.undo_op = compensation;
+            back.redo = step->undo;
+            back.undo.clear();
+            log(std::move(back));
+        }
+        log({.redo_op = 24, .undo_op = compensation});
+        log({.redo_op = 26, .undo_op = compensation, .redo = pack(m_last)});
     }
 
-    void commit() { log({.redo_op = 27, .undo_op = 1}); }
+    void forget() {
+        m_undo_next = 0;
+        log({.redo_op = 27, .undo_op = compensation});
+    }
+
     volume_file& parent_of(const file_name& name) { return at(static_cast<u32>(name.parent)); }
-    bytes open_record(const volume_file& f) const { return f.open_record(entries_of(f)); }
+
+    static constexpr u16 compensation = 1;
 
     u64 m_now;
     u64 m_first_usn;
@@ -509,8 +581,12 @@ private:
     std::set<u32> m_free;  // record numbers that were given back
     u32 m_next_number = 36;
     u64 m_next_cluster = 20000;
+    u64 m_quota = 0;  // bytes that are accounted for
     u32 m_transactions = 0;
-    u64 m_last_of_transaction = 0;
+    ending m_ending = ending::done;
+    std::vector<record> m_steps;  // of the transaction at hand
+    u64 m_last = 0;               // its last LSN
+    u64 m_undo_next = 0;
     std::map<std::pair<u32, u32>, u16> m_open;
     u16 m_next_open = 0x18;
     u64 m_last_checkpoint = 0;
