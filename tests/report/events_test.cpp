@@ -26,9 +26,11 @@ public:
         return *this;
     }
 
+    bytes image() const { return log_of_pages(m_records); }
+
     // These cells of each event of the file records from 40 on.
     texts told(const std::vector<std::size_t>& cells, const argument_list& more = {}) const {
-        const memory_file log(log_of_pages(m_records));
+        const memory_file log(image());
         argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10", "-log", log.path()};
         args.insert(args.end(), more.begin(), more.end());
         std::istringstream report(run_captured(args).out);
@@ -240,8 +242,15 @@ TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
         };
         const story made = story()
                                .add({place(born({noon, noon, noon, noon})), came(file, root, u"a"), end()})
-                               .add({place(standard(32, pack(u32{0x20}), pack(u32{0x21}))), end()});
+                               .add({journal(0x8000), place(standard(32, pack(u32{0x20}), pack(u32{0x21}))), end()});
         EXPECT_EQ(made.told({2, 6}), (texts{"created|40", "attributes_set|40"}));
+        // A row of a step that names a place alone. In the first cluster no record tells the size.
+        const auto row_tells = [&made](const argument_list& more) {
+            return rows_of(made.image(), {}, {}, more).at(4).at(inode_cell) == "0x28";
+        };
+        EXPECT_EQ(row_tells({"-cluster_size", "auto"}), size != 65536);
+        EXPECT_TRUE(row_tells({"-cluster_size", std::to_string(size)}));
+        EXPECT_EQ(row_tells({}), size == 4096);
     }
 }
 
