@@ -34,22 +34,22 @@ integer read(const bytes& image, std::size_t offset) {
     return value;
 }
 
-struct run {
+struct cluster_run {
     u64 lcn, clusters;
 };
 
-inline u64 clusters_of(const std::vector<run>& runs) {
+inline u64 clusters_of(const std::vector<cluster_run>& runs) {
     u64 sum = 0;
-    for (const run& r : runs)
+    for (const cluster_run& r : runs)
         sum += r.clusters;
     return sum;
 }
 
 // An attribute with these runs.
-inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<run>& runs, u64 size) {
+inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs, u64 size) {
     bytes pairs;
     u64 before = 0;
-    for (const run& r : runs) {
+    for (const cluster_run& r : runs) {
         const u64 step = r.lcn - before;
         const std::size_t length_width = (std::bit_width(r.clusters) + 7) / 8;
         const std::size_t step_width = std::bit_width(r.lcn < before ? ~step : step) / 8 + 1;
@@ -107,7 +107,7 @@ struct volume_file {
     u32 attributes = {};
     u32 security_id = 0x105;
     u64 size = {};
-    std::vector<run> runs = {};  // empty: the data is resident
+    std::vector<cluster_run> runs = {};  // empty: the data is resident
     u64 lsn = {};
     u64 usn = {};
     u32 reasons = {};                              // of the journal, since it was last closed

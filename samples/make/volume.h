@@ -242,7 +242,7 @@ public:
         begin();
         for (const file_name& name : f.names)
             unindex(name);
-        for (const run& r : f.runs) {
+        for (const cluster_run& r : f.runs) {
             log_bits(22, true, r.lcn, r.clusters);
             log({.redo_op = 10, .redo = pack(r.lcn, r.clusters)});
         }
