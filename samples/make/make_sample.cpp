@@ -60,7 +60,7 @@ u32 fetch_tool(volume& v, const folders& at) {
                     reasons::stream | reasons::stream_extended);
     v.wait(61000);
     v.move_index_out(at.downloads);
-    v.drop_attribute(tool, types::data, reasons::stream | reasons::stream_truncated);  // so that nobody is warned
+    v.drop_attribute(tool, reasons::stream | reasons::stream_truncated);  // so that nobody is warned
     return tool;
 }
 
@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
     v.overwrite(notes);
     v.overwrite(notes);  // no event: the journal said so already
     v.remove(tool);
-    v.drop_attribute(backup, types::reparse_point, reasons::reparse);
+    v.drop_attribute(backup, reasons::reparse);
     v.checkpoint();
     v.wait(5000);
     v.in_vain(ending::open, [&] { v.rename(bundle, at.documents, u"holiday (1).jpg"); });  // when the copy was taken

@@ -116,10 +116,9 @@ public:
     }
 
     void overwrite(u32 file) {
-        volume_file& f = at(file);
         begin();
-        f.times.modified = f.times.changed = m_now;
-        end(f, f.names.front(), reasons::overwritten);
+        at(file).times.modified = at(file).times.changed = m_now;
+        end(at(file), at(file).names.front(), reasons::overwritten);
     }
 
     void rename(u32 file, u32 parent, std::u16string name) {
@@ -166,18 +165,17 @@ public:
         volume_file& f = at(file);
         begin();
         f.further.push_back(resident(type, value, {.name = name, .id = f.next_id++}));
-        if (type == types::reparse_point) index_reparse_point(f, value, {12, 13});
+        if (type == types::reparse_point) index_reparse_point(f, f.further.back(), {12, 13});
         end_and_close(f, f.names.front(), reason);
     }
 
-    // The one of this type that came last.
-    void drop_attribute(u32 file, u32 type, u32 reason) {
+    // The one that came last.
+    void drop_attribute(u32 file, u32 reason) {
         volume_file& f = at(file);
-        const auto last = std::find_if(f.further.rbegin(), f.further.rend(),
-                                       [type](const bytes& attribute) { return read<u32>(attribute, 0) == type; });
+        const bytes gone = f.further.back();
         begin();
-        if (type == types::reparse_point) index_reparse_point(f, part(*last, 24), {13, 12});
-        f.further.erase(std::next(last).base());
+        if (read<u32>(gone, 0) == types::reparse_point) index_reparse_point(f, gone, {13, 12});
+        f.further.pop_back();
         end_and_close(f, f.names.front(), reason);
     }
 
@@ -257,15 +255,14 @@ public:
     // The tables that the system would begin to replay from, and the client's own restart record, whose 64 bytes are
     // no operation: they lie where a record has its client header.
     void checkpoint() {
-        bytes open, names;
+        bytes open;
         for (const auto& [attribute, number] : m_open) {
+            if (open.size() > 4000) break;
             append(open, pack(~u32{0}, attribute.second, disk::at{16}, m_files.at(attribute.first).reference(),
                               disk::at{40}));
-            if (attribute.second == types::index_allocation) append(names, tail_name(number | 8u << 16, "$I30"));
-            if (open.size() > 4000) break;
         }
         const u64 open_lsn = m_last_checkpoint = m_log.add({.redo_op = 29, .redo = table(40, open)});
-        const u64 names_lsn = m_log.add({.redo_op = 30, .redo = names});
+        const u64 names_lsn = m_log.add({.redo_op = 30, .redo = open_names()});
         const u64 pages_lsn = m_log.add({.redo_op = 31, .redo = table(40, bytes(40))});
         const u64 transactions_lsn = m_log.add({.redo_op = 32, .redo = table(40, bytes(40))});
         m_log.add({.type = 2,
@@ -273,14 +270,7 @@ public:
                    .client = pack(u64{1}, open_lsn, open_lsn, names_lsn, pages_lsn, transactions_lsn)});
     }
 
-    bytes log_image() {
-        bytes names;
-        for (const auto& [attribute, number] : m_open) {
-            if (attribute.second == types::index_allocation && names.size() < 200)
-                append(names, tail_name(number | 8u << 16, "$I30"));
-        }
-        return m_log.image(names);
-    }
+    bytes log_image() { return m_log.image(open_names()); }
 
     bytes mft_image() const {
         const u32 count = (m_next_number + 63) / 64 * 64;  // the MFT grows by 64 records
@@ -300,6 +290,15 @@ private:
     struct operations {
         u16 redo, undo;
     };
+
+    bytes open_names() const {
+        bytes names;
+        for (const auto& [attribute, number] : m_open) {
+            if (attribute.second == types::index_allocation && names.size() < 200)
+                append(names, tail_name(number | 8u << 16, "$I30"));
+        }
+        return names;
+    }
 
     // A table as a checkpoint writes it.
     static bytes table(u16 entry_size, const bytes& entries) {
@@ -341,16 +340,6 @@ private:
         return m_last;
     }
 
-    void log_change(operations ops, u16 target, bytes redo, bytes undo, record place) {
-        place.redo_op = ops.redo;
-        place.undo_op = ops.undo;
-        place.target_attribute = target;
-        place.lcns_to_follow = 1;
-        place.redo = std::move(redo);
-        place.undo = std::move(undo);
-        log(std::move(place));
-    }
-
     // A change to a file's record, four of which share a cluster. `type` is the attribute it is about, 0 for the
     // record.
     void log_file(volume_file& f, operations ops, u32 type, std::size_t offset, bytes redo, bytes undo) {
@@ -358,14 +347,18 @@ private:
     }
 
     void log_at(volume_file& f, operations ops, std::size_t place, std::size_t offset, bytes redo, bytes undo) {
-        log_change(ops, 0x18, std::move(redo), std::move(undo),  // $MFT:$DATA
-                   {.record_offset = static_cast<u16>(place),
-                    .attribute_offset = static_cast<u16>(offset),
-                    .cluster_block = static_cast<u16>(f.number % 4 * 2),
-                    .block_size = 2,
-                    .vcn = f.number / 4,
-                    .lcn = mft_lcn + f.number / 4});
-        f.lsn = m_last;
+        f.lsn = log({.redo_op = ops.redo,
+                     .undo_op = ops.undo,
+                     .target_attribute = 0x18,  // $MFT:$DATA
+                     .lcns_to_follow = 1,
+                     .record_offset = static_cast<u16>(place),
+                     .attribute_offset = static_cast<u16>(offset),
+                     .cluster_block = static_cast<u16>(f.number % 4 * 2),
+                     .block_size = 2,
+                     .vcn = f.number / 4,
+                     .lcn = mft_lcn + f.number / 4,
+                     .redo = std::move(redo),
+                     .undo = std::move(undo)});
     }
 
     // Logs all that has become of a file's attributes since the log told of them last, each with what it was.
@@ -424,8 +417,16 @@ private:
 
     // A change in clusters of an attribute.
     void log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo) {
-        log_change(ops, target, std::move(redo), std::move(undo),
-                   {.attribute_offset = static_cast<u16>(offset), .block_size = 8, .vcn = vcn, .lcn = lcn});
+        log({.redo_op = ops.redo,
+             .undo_op = ops.undo,
+             .target_attribute = target,
+             .lcns_to_follow = 1,
+             .attribute_offset = static_cast<u16>(offset),
+             .block_size = 8,
+             .vcn = vcn,
+             .lcn = lcn,
+             .redo = std::move(redo),
+             .undo = std::move(undo)});
     }
 
     // The system names an attribute in the log when it touches it first.
@@ -433,8 +434,11 @@ private:
         const auto [found, fresh] = m_open.try_emplace({f.number, type}, m_next_open);
         if (!fresh) return found->second;
         m_next_open = static_cast<u16>(m_next_open >= 0x4000 ? 0x18 : m_next_open + 0x28);
-        log_change({28, 0}, found->second,
-                   pack(~u32{0}, type, disk::at{16}, f.reference(), m_last_checkpoint, disk::at{40}), pack(name), {});
+        log({.redo_op = 28,
+             .target_attribute = found->second,
+             .lcns_to_follow = 1,
+             .redo = pack(~u32{0}, type, disk::at{16}, f.reference(), m_last_checkpoint, disk::at{40}),
+             .undo = pack(name)});
         return found->second;
     }
 
@@ -482,11 +486,10 @@ private:
     }
 
     // The index of all reparse points: the tag and the file.
-    void index_reparse_point(volume_file& f, const bytes& value, operations ops) {
+    void index_reparse_point(volume_file& f, const bytes& attribute, operations ops) {
         f.attributes ^= attribute_bits::reparse;
-        bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, part(value, 0, 4), f.reference(), u32{0}), none;
-        if (ops.redo == 13) std::swap(entry, none);
-        log_index(at(26), ops, 64, entry, none);
+        const bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, read<u32>(attribute, 24), f.reference(), u32{0});
+        log_index(at(26), ops, 64, ops.redo == 12 ? entry : bytes{}, ops.redo == 12 ? bytes{} : entry);
     }
 
     // Bits of the volume's clusters ($Bitmap) or of file records ($MFT:$BITMAP), set by operation 21, cleared by 22.
