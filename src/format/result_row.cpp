@@ -217,11 +217,10 @@ void row_writer::mark_line_ends(result_row& row) const {
 
 // Bytes that some cells of the line have at most.
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
-    std::size_t most = 1;
-    for (std::size_t at = first; at < last; ++at) {
-        const std::size_t value = std::max(row.cells()[at].value().size(), hex_prefix.size() + most_number_bytes);
-        most += m_style.separator.size() + 1 + value + m_columns[at].width;
-    }
+    const std::size_t besides = m_style.separator.size() + 1 + hex_prefix.size() + most_number_bytes;
+    std::size_t most = 1 + (last - first) * besides;
+    for (std::size_t at = first; at < last; ++at)
+        most += row.cells()[at].value().size() + m_columns[at].width;
     return most;
 }
 
