@@ -101,8 +101,8 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
         }
     }
     std::ranges::stable_sort(found, {}, &logged_usn::usn);
-    const auto rest = std::ranges::unique(found, {}, &logged_usn::usn);
-    found.erase(rest.begin(), rest.end());
+    const auto same = [](const logged_usn& a, const logged_usn& b) { return a.usn == b.usn; };
+    found.erase(std::unique(found.begin(), found.end(), same), found.end());
     return found;
 }
 
