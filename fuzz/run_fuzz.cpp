@@ -1,5 +1,6 @@
 // A whole run, out of one input: options, one a line, up to an empty line; the sizes of log and MFT in four bytes each;
-// then log, MFT and journal. The run takes place in a folder of its own, and no option can name a place outside it.
+// then log, MFT and journal; what is empty is left out. The run takes place in a folder of its own, and no option can
+// name a place outside it.
 
 #include <algorithm>
 #include <cstdlib>
@@ -91,6 +92,12 @@ std::string text_of(const char* path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// A seed is short, and no file below a page is taken for an MFT or a journal.
+bytes filled(bytes image) {
+    image.resize(std::max<std::size_t>(image.size(), 4096));
+    return image;
+}
+
 // Of options that ask for JSON lines those that do not take them elsewhere; nothing of others.
 kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
@@ -111,8 +118,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const kest::argument_list as_json = json_options(input.options);
     const kest::argument_list& options = as_json.empty() ? input.options : as_json;
     args.insert(args.end(), options.begin(), options.end());
-    const kest::disk::memory_file log(input.parts[0]), mft(input.parts[1]), journal(input.parts[2]);
-    args.insert(args.end(), {"-log", log.path()});
+    const kest::disk::memory_file log(input.parts[0]), mft(filled(input.parts[1])), journal(filled(input.parts[2]));
+    if (!input.parts[0].empty()) args.insert(args.end(), {"-log", log.path()});
     if (!input.parts[1].empty()) args.insert(args.end(), {"-mftfile", mft.path()});
     if (!input.parts[2].empty()) args.insert(args.end(), {"-jrnlfile", journal.path()});
     const int status = kest::run(args);

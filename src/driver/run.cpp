@@ -149,7 +149,7 @@ bool run_guarded(argument_list args) {
     const std::string header = run_header(args);
     run_outputs outputs;
     logfile_options options;
-    if (!parse_options(options, outputs, args) || !options.have_log) {
+    if (!parse_options(options, outputs, args) || !options.has_source()) {
         tell_what_is_needed(options, header);
         return false;
     }

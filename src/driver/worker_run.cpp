@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "format/number.h"
+#include "journal/journal_cursor.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
@@ -80,13 +81,19 @@ bool open_inputs(const logfile_options& options, evidence& stores) {
     return true;
 }
 
+// Whether there is something to tell of. A journal on its own is looked into as far as its first record.
+bool anything_found(const logfile_options& options, const evidence& stores) {
+    if (options.have_log) return !stores.log.entries.empty();
+    return journal_cursor(stores.journal.file).next() != nullptr;
+}
+
 void run_workers(const logfile_options& options, evidence& stores) {
     worker_task task{options, stores};
     std::array<portable_thread, 3> threads;
     std::size_t started = 0;
     if (options.have_mft) threads[started++].start(mft_worker, &task);
-    threads[started++].start(log_worker, &task);
-    if (options.have_jrnl) threads[started++].start(jrnl_worker, &task);
+    if (options.have_log) threads[started++].start(log_worker, &task);
+    if (options.have_jrnl && !options.tells_journal()) threads[started++].start(jrnl_worker, &task);
     show_status(options, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();
@@ -137,15 +144,16 @@ bool worker_run(const run_context& run) {
     run_workers(options, stores);
     if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
-    if (stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
-    if (stores.log.entries.empty()) {
-        say_parsing_failed(options.log_path);
+    if (!options.tells_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (!anything_found(options, stores)) {
+        say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
         return false;
     }
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
+    if (options.tells_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }

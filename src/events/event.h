@@ -28,15 +28,22 @@ enum class event_kind : std::uint8_t {
     reason_given,  // what a journal record alone says
 };
 
+// What tells of the event.
+enum class event_source : std::uint8_t {
+    log,
+    journal,  // the journal file
+    both      // the log, and the transaction's journal record on the file stands in the journal file, too
+};
+
 // Where a time is from.
 enum class event_clock : std::uint8_t {
-    journal,  // a journal record of the transaction
+    journal,  // a journal record: of the transaction, or of the journal file
     record,   // a time that the transaction sets, by the system's clock
     after     // no time of its own: not before the one told
 };
 
 // What a path rests on; the weakest of its parts counts.
-enum class known_by : std::uint8_t { log, mft, part, guess };
+enum class known_by : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
@@ -58,19 +65,20 @@ struct event_values {
 
 struct event {
     std::uint64_t time = 0;  // ticks; 0: there is none
+    event_source source = event_source::log;
     event_clock clock = event_clock::after;
     event_kind kind = event_kind::created;
     std::uint32_t said_reason = 0;  // of `reason_given`: its bit
     std::string path;               // UTF-8, as the evidence has it
     std::string old_path;
     known_by known = known_by::log;
-    inode_ref file;    // sequence number 0: not known
-    inode_ref parent;  // 0: not known
-    std::uint64_t lsn = 0;
-    std::uint64_t file_offset = 0;  // bytes, in the log
+    inode_ref file;                 // sequence number 0: not known
+    inode_ref parent;               // 0: not known
+    std::uint64_t lsn = 0;          // none of the journal file's events has one, or a state
+    std::uint64_t file_offset = 0;  // bytes, in the log or in the journal file
     event_state state = event_state::done;
     bool cut = false;           // the transaction's beginning is lost
-    std::uint32_t reasons = 0;  // of the transaction's journal records on the file
+    std::uint32_t reasons = 0;  // of the transaction's journal records on the file, or of the one record
     bool of_system = false;     // about what the system keeps for itself
     event_values before;
     event_values after;

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "events/name_order.h"
+#include "events/system_files.h"
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "mft/record_view.h"
@@ -13,8 +14,6 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint64_t root_number = 5;
-constexpr std::string_view root_path = "[root]/";
 constexpr std::uint64_t one_hour = 3600 * std::uint64_t{10'000'000};  // ticks
 
 // Which of a journal's reasons an event says.
@@ -526,6 +525,7 @@ void file_events::tell_reasons() {
         if (fact->kind != fact_kind::journal_record) continue;
         const auto record = read_usn_record(fact->data);
         const std::uint32_t reasons = record->get(&usn_layout::reason);
+        if (const auto* const in_file = m_context.logged.in_file(*fact)) known = in_file->known;
         const std::uint32_t rest = reasons & ~known & ~usn_reasons::closed & ~m_said;
         const file_place place{{.parent = record->parent(), .units = record->name()}, known_by::log};
         for (const flag_word& row : reason_words()) {
@@ -535,7 +535,7 @@ void file_events::tell_reasons() {
             told.before.reasons = known;
             told.after.reasons = reasons;
         }
-        known = (reasons & usn_reasons::closed) != 0 ? 0 : reasons;
+        known = record->reasons_behind(known);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "events/file_memory.h"
 #include "events/links.h"
 #include "events/lives.h"
+#include "events/logged_records.h"
 #include "events/paths.h"
 #include "events/standard_changes.h"
 #include "events/tunnels.h"
@@ -26,6 +27,7 @@ struct event_context {
     const file_memory& memory;  // of the transactions ahead
     standard_lookup& standard;
     name_tunnels& tunnels;
+    const logged_records& logged;
     const uni::seeded_map<bool>& journals;  // numbers of file records that grow with each journal record
 };
 

@@ -81,8 +81,8 @@ void file_memory::remember_attribute(const told_fact& fact) {
 }
 
 void file_memory::remember_journal(const told_fact& fact) {
-    const std::uint32_t reasons = read_usn_record(fact.data)->get(&usn_layout::reason);
-    m_reasons[fact.owner.value()] = (reasons & usn_reasons::closed) != 0 ? 0 : reasons;
+    std::uint32_t& reasons = m_reasons[fact.owner.value()];
+    reasons = read_usn_record(fact.data)->reasons_behind(reasons);
 }
 
 bool file_memory::just_created(inode_ref file) const {

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <numeric>
 
+#include "events/journal_folders.h"
 #include "events/lives.h"
 #include "events/name_order.h"
+#include "events/system_files.h"
 #include "journal/usn_record.h"
 
 namespace kest {
 
 namespace {
-
-constexpr std::uint64_t root_number = 5;
 
 // The last pushed of those that still count, a long name ahead of a DOS one. What no longer counts is dropped when it
 // comes to light, so all calls together cost no more than all pushes.
@@ -177,12 +177,32 @@ std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn
     }
     if (state.word != none && !state.weak) return told_name(words[state.word]);
     if (const auto told = journal_name(file, lsn)) return told;
+    if (const auto told = folder_name(file, m_journal_place); m_folders_count && told) return known_name(*told);
     const inode_record* const stored = file.sequence() != 0 ? stored_file(m_inodes, file) : nullptr;
     if (stored != nullptr && !stored->name.empty()) {
         return held_name{.parent = stored->name_parent, .stored = stored->name, .known = known_by::mft};
     }
     if (state.word == none) return std::nullopt;
     return told_name(words[state.word]);
+}
+
+void name_history::consult(const journal_folders& folders, bool for_log) {
+    m_folders = &folders;
+    m_folders_count = for_log;
+}
+
+std::optional<held_name> name_history::folder_name(inode_ref file, std::uint64_t place) const {
+    return m_folders != nullptr ? m_folders->name_at(file, place) : std::nullopt;
+}
+
+std::uint64_t name_history::renames_in_journal(std::uint64_t place) const {
+    return m_folders != nullptr ? m_folders->renames_until(place) : 0;
+}
+
+std::optional<held_name> name_history::name_in_journal(inode_ref file, std::uint64_t place, std::uint64_t lsn) {
+    if (file.number() == root_number) return held_name{.parent = file};
+    const auto told = folder_name(file, place);
+    return told ? known_name(*told) : name_at(file, lsn);
 }
 
 }  // namespace kest

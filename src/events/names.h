@@ -15,6 +15,8 @@
 
 namespace kest {
 
+class journal_folders;
+
 // A name of a file, at some moment.
 struct held_name {
     inode_ref parent = {};
@@ -32,6 +34,14 @@ public:
 
     // A long name rather than a DOS one, of several the one that came last. None for the root, which needs none.
     std::optional<held_name> name_at(inode_ref file, std::uint64_t lsn);
+
+    // What a journal file told of folders, to be asked from now on; `for_log`: also by `name_at`, ahead of the MFT, at
+    // the place in the file that was set last.
+    void consult(const journal_folders& folders, bool for_log);
+    void set_journal_place(std::uint64_t place) { m_journal_place = place; }
+    // The same at a place in the journal file, whose own word comes first.
+    std::optional<held_name> name_in_journal(inode_ref file, std::uint64_t place, std::uint64_t lsn);
+    std::uint64_t renames_in_journal(std::uint64_t place) const;
 
 private:
     enum class sign : std::uint8_t { came, went, there };
@@ -57,10 +67,18 @@ private:
     std::span<const name_state> states_of(inode_ref file, std::span<const name_word> words);
     void replay(std::span<const name_word> words, std::span<name_state> states);
     void number_names(std::span<const name_word> words);
+    std::optional<held_name> folder_name(inode_ref file, std::uint64_t place) const;
+    // A name that is told to be unknown is none, and nobody else is asked.
+    static std::optional<held_name> known_name(const held_name& told) {
+        return told.known != known_by::part ? std::optional(told) : std::nullopt;
+    }
     std::optional<held_name> journal_name(inode_ref file, std::uint64_t lsn) const;
     static held_name told_name(const name_word& word);
 
     const _inode_collection& m_inodes;
+    const journal_folders* m_folders = nullptr;
+    bool m_folders_count = false;
+    std::uint64_t m_journal_place = 0;
     uni::key_groups<name_word> m_words;             // by file, then LSN
     uni::key_groups<journal_word> m_journal_words;  // likewise
     std::vector<name_state> m_states;               // of the files that were asked for

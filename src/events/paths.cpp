@@ -2,17 +2,16 @@
 
 #include <algorithm>
 
+#include "events/system_files.h"
 #include "portable/utf16.h"
 
 namespace kest {
 
 namespace {
 
-constexpr std::uint64_t root_number = 5;
-constexpr std::uint64_t extend_number = 11;
 constexpr std::size_t deepest = 255;          // folders
 constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of the longest path that the system allows
-constexpr std::string_view root_itself = "[root]/";
+constexpr std::size_t most_kept = 16 << 20;   // bytes of paths
 constexpr std::string_view below_root = "[root]\\";
 constexpr std::string_view unknown = "<unk_path>\\";
 
@@ -27,12 +26,35 @@ void append_name(std::string& out, const held_name& name) {
 }
 
 const folder_path& folder_paths::at(inode_ref folder, std::uint64_t lsn) {
+    return build(folder, [&](inode_ref file) { return m_names.name_at(file, lsn); });
+}
+
+const folder_path& folder_paths::in_journal(inode_ref folder, std::uint64_t place, std::uint64_t lsn) {
+    const kept_moment moment{lsn, m_names.renames_in_journal(place)};
+    if (moment != m_moment || m_kept_bytes > most_kept) forget();
+    m_moment = moment;
+    std::uint32_t& kept = m_kept_places[folder.value()];
+    if (kept != 0) return m_kept[kept - 1];
+    m_kept.push_back(build(folder, [&](inode_ref file) { return m_names.name_in_journal(file, place, lsn); }));
+    kept = static_cast<std::uint32_t>(m_kept.size());
+    m_kept_bytes += sizeof(folder_path) + m_kept.back().text.size();
+    return m_kept.back();
+}
+
+void folder_paths::forget() {
+    m_kept_places.clear();
+    m_kept.clear();
+    m_kept_bytes = 0;
+}
+
+template <class name_source>
+const folder_path& folder_paths::build(inode_ref folder, name_source&& name_of) {
     m_path.text.clear();
     m_path.known = known_by::log;
     m_path.of_system = false;
     m_parts.clear();
-    const bool whole = climb(folder, lsn);
-    m_path.text = !whole ? unknown : m_parts.empty() ? root_itself : below_root;
+    const bool whole = climb(folder, name_of);
+    m_path.text = !whole ? unknown : m_parts.empty() ? root_path : below_root;
     for (auto part = m_parts.rbegin(); part != m_parts.rend() && m_path.text.size() <= longest_path; ++part) {
         append_name(m_path.text, *part);
         m_path.text += '\\';
@@ -43,12 +65,13 @@ const folder_path& folder_paths::at(inode_ref folder, std::uint64_t lsn) {
 }
 
 // Lists the names up to the root; false if it was not reached.
-bool folder_paths::climb(inode_ref folder, std::uint64_t lsn) {
+template <class name_source>
+bool folder_paths::climb(inode_ref folder, name_source&& name_of) {
     ++m_climb;
     while (folder.number() != root_number) {
         if (folder.number() == extend_number) m_path.of_system = true;
         if (!meet(folder)) return false;
-        const std::optional<held_name> name = m_names.name_at(folder, lsn);
+        const std::optional<held_name> name = name_of(folder);
         if (!name) return false;
         m_parts.push_back(*name);
         folder = name->parent;

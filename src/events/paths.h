@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,22 @@ public:
 
     // Valid until the next call.
     const folder_path& at(inode_ref folder, std::uint64_t lsn);
+    // Likewise when the record at `place` of the journal file was written.
+    const folder_path& in_journal(inode_ref folder, std::uint64_t place, std::uint64_t lsn);
 
 private:
-    bool climb(inode_ref folder, std::uint64_t lsn);
+    // The moment that the kept paths are of: an LSN, and so many renames in the journal file.
+    struct kept_moment {
+        std::uint64_t lsn = 0;
+        std::uint64_t renames = 0;
+        bool operator==(const kept_moment&) const = default;
+    };
+
+    void forget();
+    template <class name_source>
+    const folder_path& build(inode_ref folder, name_source&& name_of);
+    template <class name_source>
+    bool climb(inode_ref folder, name_source&& name_of);
     bool meet(inode_ref folder);
 
     name_history& m_names;
@@ -31,6 +45,10 @@ private:
     std::vector<held_name> m_parts;        // from the folder up
     uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it
     std::uint64_t m_climb = 0;
+    kept_moment m_moment;
+    uni::seeded_map<std::uint32_t> m_kept_places;  // by file reference: places in `m_kept`, from 1
+    std::vector<folder_path> m_kept;
+    std::size_t m_kept_bytes = 0;
 };
 
 void append_name(std::string& out, const held_name& name);

@@ -1,10 +1,14 @@
 #include "events/tell_events.h"
 
 #include <algorithm>
+#include <numeric>
+#include <optional>
 #include <vector>
 
 #include "events/file_events.h"
+#include "events/journal_events.h"
 #include "events/own_times.h"
+#include "events/system_files.h"
 #include "journal/usn_record.h"
 
 namespace kest {
@@ -68,17 +72,17 @@ bool comes_before(const placed_event& a, const placed_event& b) {
 
 class event_teller {
 public:
-    event_teller(const log_store& log, const _inode_collection& inodes, bool guesses_allowed,
-                 const event_listener& listener, const event_progress& progress)
-        : m_told(gather_facts(log)),
-          m_lives(m_told, inodes, guesses_allowed),
-          m_names(with_owners(m_told, m_lives), inodes),
+    event_teller(const event_inputs& inputs, const event_listener& listener, const event_progress& progress)
+        : m_told(gather_facts(inputs.log)),
+          m_lives(m_told, inputs.inodes, inputs.guesses_allowed),
+          m_names(with_owners(m_told, m_lives), inputs.inodes),
           m_paths(m_names),
-          m_standard(log, m_told, m_memory, inodes),
+          m_standard(inputs.log, m_told, m_memory, inputs.inodes),
           m_tunnels(m_told),
-          m_journals(find_journals(m_told, log)),
-          m_context{.log = log,
-                    .inodes = inodes,
+          m_logged(m_told),
+          m_journals(find_journals(m_told, inputs.log)),
+          m_context{.log = inputs.log,
+                    .inodes = inputs.inodes,
                     .told = m_told,
                     .lives = m_lives,
                     .names = m_names,
@@ -86,26 +90,68 @@ public:
                     .memory = m_memory,
                     .standard = m_standard,
                     .tunnels = m_tunnels,
+                    .logged = m_logged,
                     .journals = m_journals},
           m_files(m_context, m_events),
-          m_log(log),
+          m_log(inputs.log),
           m_listener(listener),
-          m_progress(progress) {}
-
-    void run() {
-        std::uint64_t done = 0;
-        for (const told_transaction& transaction : m_told.transactions) {
-            m_progress(++done, m_told.transactions.size());
-            tell(transaction);
-        }
+          m_progress(progress) {
+        if (inputs.journal != nullptr) open_journal(*inputs.journal);
     }
 
+    void run() {
+        const std::size_t count = m_told.transactions.size();
+        for (std::size_t at = 0; at < count; ++at) {
+            m_progress(at + 1, count);
+            tell(at);
+        }
+        if (m_journal) m_journal->tell_before(logged_records::nowhere, m_told.highest_lsn);
+    }
+
+    bool journal_incomplete() const { return m_outline.incomplete; }
+
 private:
-    void tell(const told_transaction& transaction) {
+    void open_journal(const uni::file& file) {
+        m_outline = outline_journal(file, m_logged);
+        m_names.consult(m_outline.folders, m_logged.meet_file());
+        m_journal.emplace(file, m_outline, m_logged, m_names, m_paths, m_listener);
+        m_anchors.reserve(m_told.transactions.size());
+        for (const told_transaction& transaction : m_told.transactions)
+            m_anchors.push_back(anchor_of(m_told.facts_of(transaction)));
+        m_limits = m_anchors;
+        std::partial_sum(m_limits.rbegin(), m_limits.rend(), m_limits.rbegin(),
+                         [](std::uint64_t a, std::uint64_t b) { return std::min(a, b); });
+    }
+
+    // Where in the journal file the first of the transaction's own records stands.
+    std::uint64_t anchor_of(std::span<const told_fact> facts) const {
+        std::uint64_t place = logged_records::nowhere;
+        for (const told_fact& fact : facts) {
+            if (const auto* const in_file = m_logged.in_file(fact)) place = std::min(place, in_file->place);
+        }
+        return place;
+    }
+
+    // Tells what the journal file has ahead of the transaction that is next. A transaction whose journal record stands
+    // in the file has its place by that. Another one has it by its time, but ahead of such as come behind it.
+    void tell_journal(std::size_t at, const own_times& times) {
+        if (!m_journal) return;
+        const std::uint64_t lsn = m_log.entries[m_told.transactions[at].head].this_lsn;
+        if (m_anchors[at] != logged_records::nowhere) {
+            m_journal->tell_before(m_anchors[at], lsn);
+        } else if (times.latest() != 0) {
+            m_journal->tell_earlier(times.latest(), m_limits[at], lsn);
+        }
+        m_names.set_journal_place(m_journal->place());
+    }
+
+    void tell(std::size_t at) {
+        const told_transaction& transaction = m_told.transactions[at];
         const std::span<const told_fact> facts = m_told.facts_of(transaction);
+        const own_times times(m_log, facts);
+        tell_journal(at, times);
         m_events.clear();
         sort_by_file(facts);
-        const own_times times(m_log, facts);
         for (auto begin = m_by_file.begin(); begin != m_by_file.end();) {
             const auto end = std::find_if(begin, m_by_file.end(),
                                           [begin](const told_fact* fact) { return fact->owner != (*begin)->owner; });
@@ -152,17 +198,13 @@ private:
         }
         if (m_events.size() == known) return;
         const event_time time = times.of_file(facts, m_bound);
+        const bool in_both =
+            std::ranges::any_of(facts, [this](const told_fact* fact) { return m_logged.in_file(*fact) != nullptr; });
         for (std::size_t at = known; at < m_events.size(); ++at) {
+            m_events[at].told.source = in_both ? event_source::both : event_source::log;
             m_events[at].told.time = time.ticks;
             m_events[at].told.clock = time.clock;
         }
-    }
-
-    // What the file system keeps for itself. The root is among those numbers, and not of them.
-    static bool is_system_file(std::uint64_t number) {
-        constexpr std::uint64_t root = 5;
-        constexpr std::uint64_t first_user_file = 24;
-        return number < first_user_file && number != root;
     }
 
     told_log m_told;
@@ -172,6 +214,7 @@ private:
     file_memory m_memory;
     standard_lookup m_standard;
     name_tunnels m_tunnels;
+    logged_records m_logged;
     uni::seeded_map<bool> m_journals;
     event_context m_context;
     std::vector<placed_event> m_events;  // of the transaction at hand
@@ -182,14 +225,19 @@ private:
     std::vector<const told_fact*> m_by_file;
     std::vector<const told_fact*> m_part;
     std::vector<std::uint64_t> m_taken;
-    std::uint64_t m_bound = 0;  // the latest time that a transaction ahead had of its own
+    journal_outline m_outline;
+    std::optional<journal_events> m_journal;  // none without a journal file
+    std::vector<std::uint64_t> m_anchors;     // of each transaction: its place in the journal file, if it has one
+    std::vector<std::uint64_t> m_limits;      // the first place of this one and those behind it
+    std::uint64_t m_bound = 0;                // the latest time that a transaction ahead had of its own
 };
 
 }  // namespace
 
-void tell_events(const log_store& log, const _inode_collection& inodes, bool guesses_allowed,
-                 const event_listener& listener, const event_progress& progress) {
-    event_teller(log, inodes, guesses_allowed, listener, progress).run();
+bool tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress) {
+    event_teller teller(inputs, listener, progress);
+    teller.run();
+    return !teller.journal_incomplete();
 }
 
 }  // namespace kest

@@ -5,6 +5,7 @@
 #include "events/event.h"
 #include "logfile/log_store.h"
 #include "mft/inode_collection.h"
+#include "portable/file.h"
 
 namespace kest {
 
@@ -13,9 +14,17 @@ using event_listener = std::function<void(const event&)>;
 // Is told how many of how many transactions are done.
 using event_progress = std::function<void(std::uint64_t, std::uint64_t)>;
 
+// What events are told from.
+struct event_inputs {
+    const log_store& log;             // its chains are linked, the cut ones too; without a record where there is no log
+    const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
+    const uni::file* journal;         // the journal file, open; null: none
+    bool guesses_allowed;
+};
+
 // Tells what the log's transactions prove, by the LSN of their first records, and the events of one in the order of its
-// steps. The log's chains are linked, the cut ones too. An MFT answers what the log does not hold.
-void tell_events(const log_store& log, const _inode_collection& inodes, bool guesses_allowed,
-                 const event_listener& listener, const event_progress& progress);
+// steps; and between them what only the journal file says, in the order of its records. False if some of that file
+// could not be read.
+bool tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress);
 
 }  // namespace kest

@@ -82,6 +82,14 @@ public:
 
     std::uint32_t length() const { return stated_usn_length(m_bytes); }
 
+    // Which of the reasons the records of this file have given since it was last closed; `known` ahead of this one.
+    // Version 4 comes ahead of the record that closes, and repeats its reasons.
+    std::uint32_t reasons_behind(std::uint32_t known) const {
+        const std::uint32_t reasons = get(&usn_layout::reason);
+        if (!has(&usn_layout::name)) return known | (reasons & ~usn_reasons::closed);
+        return (reasons & usn_reasons::closed) != 0 ? 0 : reasons;
+    }
+
     // UTF-16, what is there of the `length` bytes at the name's place.
     uni::byte_view name(std::size_t length) const {
         return has(&usn_layout::name) ? m_bytes.slice(m_layout->name.offset, length) : uni::byte_view{};

@@ -26,6 +26,11 @@ struct logfile_options : cmd_params {
     bool show_events = false;
     std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
     bool told_cluster_size = false;             // what the log tells
+
+    bool tells_events() const { return show_events && !stats_requested && !show_coverage; }
+    // A journal file is told of in events, too: record for record, and not kept. A list of logs has none.
+    bool tells_journal() const { return tells_events() && !jrnl_path.empty(); }
+    bool has_source() const { return have_log || tells_journal(); }
 };
 
 // Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.

@@ -16,6 +16,7 @@ void event_lines::tell(const event& told) {
     m_line.begin_line();
     m_line.time("time", told.time);
     m_line.text("clock", clock_word(told));
+    m_line.text("source", source_word(told));
     write_built("event", [&told](std::string& out) { append_event_word(out, told); });
     m_line.text_if_any("path", told.path);
     m_line.text_if_any("old_path", told.old_path);
@@ -24,11 +25,12 @@ void event_lines::tell(const event& told) {
     m_line.number_if_any("seq", told.file.sequence());
     m_line.number_if_any("parent", told.parent.number());
     m_line.number_if_any("parent_seq", told.parent.sequence());
-    m_line.number("lsn", told.lsn);
+    const bool in_log = told.source != event_source::journal;
+    if (in_log) m_line.number("lsn", told.lsn);
     m_line.number("offset", told.file_offset);
     write_built("state", [&told](std::string& out) { append_state(out, told); });
     write_built("reason", [&told](std::string& out) { append_reason_text(out, told.reasons, false); });
-    m_line.text("log", m_log_path);
+    m_line.text("log", in_log ? std::string_view(m_log_path) : m_options.jrnl_path);
     m_details.clear(true);
     write_event_details(m_details, told, m_options);
     m_line.object("details", m_details.members(m_room));

@@ -15,6 +15,7 @@ constexpr bool evidence_text = false;
 enum column_id : std::size_t {
     time,
     clock,
+    source,
     event_word,
     path,
     old_path,
@@ -41,6 +42,7 @@ struct column_row {
 constexpr column_row columns[] = {
     {"time", 30, words},
     {"clock", 8, words},
+    {"source", 8, words},
     {"event", 24, words},
     {"path", 40, evidence_text},
     {"old_path", 25, evidence_text},
@@ -70,12 +72,14 @@ std::vector<row_column> event_columns() {
 event_rows::event_rows(const logfile_options& options, std::string_view log_path, row_writer& rows)
     : m_options(options), m_rows(rows), m_row(rows.new_row()), m_times(options.time_format) {
     append_safe_text(m_log, log_path);
+    append_safe_text(m_journal, options.jrnl_path);
 }
 
 void event_rows::tell(const event& told) {
     m_row.clear();
     m_row.show_time(column_id::time, m_times.text(told.time), !m_options.no_whitespace);
     m_row.show_text(column_id::clock, clock_word(told));
+    m_row.show_text(column_id::source, source_word(told));
     append_event_word(m_row.text(column_id::event_word), told);
     append_safe_text(m_row.text(column_id::path), told.path);
     append_safe_text(m_row.text(column_id::old_path), told.old_path);
@@ -84,11 +88,11 @@ void event_rows::tell(const event& told) {
     write_known_number(column_id::seq, told.file.sequence());
     write_known_number(column_id::parent, told.parent.number());
     write_known_number(column_id::parent_seq, told.parent.sequence());
-    m_row.set_number(column_id::lsn, told.lsn);
+    if (told.source != event_source::journal) m_row.set_number(column_id::lsn, told.lsn);
     m_row.set_number(column_id::offset, told.file_offset);
     append_state(m_row.text(column_id::state), told);
     append_reason_text(m_row.text(column_id::reason), told.reasons, false);
-    m_row.show_text(column_id::log, m_log);
+    m_row.show_text(column_id::log, told.source == event_source::journal ? m_journal : m_log);
     m_details.clear();
     write_event_details(m_details, told, m_options);
     m_row.show_text(column_id::details, m_details.text());

@@ -31,6 +31,7 @@ private:
     time_column m_times;
     details_writer m_details;
     std::string m_log;
+    std::string m_journal;
 };
 
 }  // namespace kest

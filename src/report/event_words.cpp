@@ -10,13 +10,15 @@ namespace kest {
 namespace {
 
 // In the order of their enumerations.
+constexpr std::string_view source_words[] = {"log", "journal", "both"};
 constexpr std::string_view clock_words[] = {"journal", "record", "after"};
 constexpr std::string_view clock_descriptions[] = {
     "Time of a change journal record in the log",
     "Change time of the file record, set by the system",
     "No time of its own: not before the time told",
 };
-constexpr std::string_view known_words[] = {"log", "mft", "part", "guess"};
+constexpr std::string_view file_clock_description = "Time of a change journal record";
+constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
 constexpr std::string_view state_words[] = {"done", "open", "undone"};
 constexpr std::string_view kind_words[] = {
     "created",
@@ -111,12 +113,17 @@ void write_values(details_writer& details, std::string_view side, const event_va
 
 }  // namespace
 
+std::string_view source_word(const event& told) {
+    return word_of(source_words, told.source);
+}
+
 std::string_view clock_word(const event& told) {
     return word_of(clock_words, told.clock);
 }
 
 std::string_view clock_description(const event& told) {
-    return word_of(clock_descriptions, told.clock);
+    const bool from_file = told.source == event_source::journal && told.clock == event_clock::journal;
+    return from_file ? file_clock_description : word_of(clock_descriptions, told.clock);
 }
 
 std::string_view known_word(const event& told) {
@@ -124,6 +131,7 @@ std::string_view known_word(const event& told) {
 }
 
 void append_state(std::string& out, const event& told) {
+    if (told.source == event_source::journal) return;
     if (told.cut) out += cut_mark;
     out += word_of(state_words, told.state);
 }

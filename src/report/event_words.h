@@ -11,6 +11,7 @@ namespace kest {
 
 // What is said of an event, in whatever shape.
 
+std::string_view source_word(const event& told);
 std::string_view clock_word(const event& told);
 std::string_view clock_description(const event& told);  // the same in more words
 std::string_view known_word(const event& told);

@@ -68,7 +68,7 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
     }
 }
 
-void log_report::report_events(const evidence& stores, std::string_view log_path) {
+void log_report::report_events(evidence& stores, std::string_view log_path) {
     if (m_options.shape == output_shape::jsonl) {
         event_lines lines(m_options, log_path, m_sink);
         tell_all_events(stores, lines);
@@ -79,13 +79,18 @@ void log_report::report_events(const evidence& stores, std::string_view log_path
 }
 
 template <class listener>
-void log_report::tell_all_events(const evidence& stores, listener& told_to) {
+void log_report::tell_all_events(evidence& stores, listener& told_to) {
     entry_progress progress;
-    tell_events(
-        stores.log, stores.inodes, m_options.guesses_allowed, [&told_to](const event& told) { told_to.tell(told); },
+    const bool whole = tell_events(
+        {.log = stores.log,
+         .inodes = stores.inodes,
+         .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
+         .guesses_allowed = m_options.guesses_allowed},
+        [&told_to](const event& told) { told_to.tell(told); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
         });
+    if (!whole) stores.journal.incomplete = true;
 }
 
 }  // namespace kest

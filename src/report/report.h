@@ -23,9 +23,9 @@ public:
 
 private:
     void report_entries(evidence& stores, std::string_view log_path);
-    void report_events(const evidence& stores, std::string_view log_path);
+    void report_events(evidence& stores, std::string_view log_path);
     template <class listener>
-    void tell_all_events(const evidence& stores, listener& told_to);
+    void tell_all_events(evidence& stores, listener& told_to);
 
     const logfile_options& m_options;
     diagnostics& m_diags;

@@ -54,6 +54,9 @@ TEST(indexes, keep_order_and_the_first_arrival) {
         EXPECT_EQ(unique.add_unique(key, position), first.emplace(key, position).second);
         ++counts[key];
     }
+    auto thinned = counts;
+    for (std::uint64_t key = 0; key < 3000; key += 3)
+        thinned.erase(key);
     auto next = all.begin();
     ordered.for_each([&](std::uint64_t key, std::uint32_t position) {
         ASSERT_EQ(*next++, (std::pair<const std::uint64_t, std::uint32_t>(key, position)));
@@ -69,6 +72,7 @@ TEST(indexes, keep_order_and_the_first_arrival) {
         ASSERT_EQ(found != nullptr, first.contains(key));
         ASSERT_EQ(unique.find(key) != nullptr, found != nullptr);
         ASSERT_EQ(counts.find(key) != nullptr, found != nullptr);
+        ASSERT_EQ(thinned.find(key) != nullptr, found != nullptr && key % 3 != 0);
         if (found == nullptr) continue;
         ASSERT_EQ(found->position, first[key]);
         ASSERT_EQ(*ordered.find(key), first[key]);

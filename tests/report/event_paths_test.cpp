@@ -106,9 +106,9 @@ texts told_paths(const bytes& log, const bytes& mft, const std::string& known) {
         row_cells cells;
         for (std::string cell; std::getline(cut, cell, '|');)
             cells.push_back(cell);
-        if (lines < 4 || cells.at(12) != "done") continue;
-        told.push_back(cells[2] + "|" + cells[3] + "|" + cells[4] + "|" + cells[6]);
-        if (known.find(cells[5]) == std::string::npos) told.back() += " known by " + cells[5];
+        if (lines < 4 || cells.at(13) != "done") continue;
+        told.push_back(cells[3] + "|" + cells[4] + "|" + cells[5] + "|" + cells[7]);
+        if (known.find(cells[6]) == std::string::npos) told.back() += " known by " + cells[6];
     }
     return told;
 }

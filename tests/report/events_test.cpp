@@ -31,7 +31,8 @@ public:
     // These cells of each event of the file records from 40 on.
     texts told(const std::vector<std::size_t>& cells, const argument_list& more = {}) const {
         const memory_file log(image());
-        argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10", "-log", log.path()};
+        argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10"};
+        if (!m_records.empty()) args.insert(args.end(), {"-log", log.path()});
         args.insert(args.end(), more.begin(), more.end());
         std::istringstream report(run_captured(args).out);
         texts all;
@@ -44,14 +45,14 @@ public:
                 else
                     row.back() += c;
             }
-            if (lines < 4 || std::stoul(row.at(6)) < 40) continue;
+            if (lines < 4 || std::stoul(row.at(7)) < 40) continue;
             all.emplace_back();
             for (const std::size_t cell : cells)
                 all.back() += (all.back().empty() ? "" : "|") + row.at(cell);
         }
         return all;
     }
-    texts told() const { return told({2, 3, 4, 12}); }
+    texts told() const { return told({3, 4, 5, 13}); }
 
 private:
     std::vector<record> m_records;
@@ -106,8 +107,25 @@ record standard(u16 place, const bytes& before, const bytes& after) {
     step.attribute_offset = static_cast<u16>(24 + place);
     return step;
 }
+record logged(const usn_image& image) {
+    return {.redo_op = 8, .redo = image.image()};
+}
 record journal(u32 reason, u64 time = noon) {
-    return {.redo_op = 8, .redo = usn_image{.file = file, .time = time, .reason = reason}.image()};
+    return logged({.file = file, .time = time, .reason = reason});
+}
+
+// A journal file's page: its records one after the other.
+bytes page_of(const std::vector<usn_image>& records) {
+    bytes page;
+    for (const usn_image& record : records)
+        page = pack(page, record.image());
+    return pack(page, at{4096});
+}
+// With the last cells, those of all events that a journal file brings.
+texts told_with(const bytes& journal_file, const story& log = {},
+                const std::vector<std::size_t>& cells = {3, 4, 5, 6}) {
+    const memory_file input(journal_file);
+    return log.told(cells, {"-jrnlfile", input.path()});
 }
 
 TEST(events, tell_what_became_of_names) {
@@ -175,7 +193,7 @@ TEST(events, belong_to_the_file_that_the_record_held_then) {
             .add({went(file, root, u"old"), freed(), end()})
             .add({born({noon, noon, noon, noon}, 2, u"new"), came(file + (u64{1} << 48), root, u"new"), end()})
             .add({standard(32, pack(u32{0x20}), pack(u32{0x22})), end()});
-    EXPECT_EQ(reuse.told({2, 3, 5, 7}),
+    EXPECT_EQ(reuse.told({3, 4, 6, 8}),
               (texts{"deleted|[root]/old|log|1", "created|[root]/new|log|2", "attributes_set|[root]/new|log|2"}));
 }
 
@@ -185,7 +203,7 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
                               .add({journal(0x3, noon + hour), end()})
                               .add({journal(0x8000'0003), end()})
                               .add({journal(0x1), end()});
-    EXPECT_EQ(writing.told({0, 1, 2, 13}),
+    EXPECT_EQ(writing.told({0, 1, 3, 14}),
               (texts{"2012-12-14 23:06:40.000000000|journal|data_appended|data_appended",
                      "2012-12-15 00:06:40.000000000|journal|data_overwritten|data_overwritten; data_appended",
                      "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten"}));
@@ -226,7 +244,7 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
         story all;
         for (const auto& steps : row.transactions)
             all.add(steps);
-        texts told = all.told({2});
+        texts told = all.told({3});
         std::erase(told, "link_removed");
         EXPECT_EQ(told, row.told);
     }
@@ -243,7 +261,7 @@ TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
         const story made = story()
                                .add({place(born({noon, noon, noon, noon})), came(file, root, u"a"), end()})
                                .add({journal(0x8000), place(standard(32, pack(u32{0x20}), pack(u32{0x21}))), end()});
-        EXPECT_EQ(made.told({2, 6}), (texts{"created|40", "attributes_set|40"}));
+        EXPECT_EQ(made.told({3, 7}), (texts{"created|40", "attributes_set|40"}));
         // A row of a step that names a place alone. In the first cluster no record tells the size.
         const auto row_tells = [&made](const argument_list& more) {
             return rows_of(made.image(), {}, {}, more).at(4).at(inode_cell) == "0x28";
@@ -257,8 +275,155 @@ TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
 TEST(events, keep_names_on_their_line) {
     EXPECT_EQ(story()
                   .add({came(file, root, u"a\n\u001B\u0085\"];x\\"), got(root, u"a\n\u001B\u0085\"];x\\"), end()})
-                  .told({3, 15}),
+                  .told({4, 16}),
               texts{R"([root]/a[LF][0x1B][0x85]"];x\|before=[];after=["name":"a[LF][0x1B][0x85]\"];x\\"])"});
+}
+
+namespace reasons {
+constexpr u32 appended = 0x2, created = 0x100, deleted = 0x200, old_name = 0x1000, new_name = 0x2000,
+              closed = 0x8000'0000;
+}
+
+TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
+    using namespace reasons;
+    const auto says = [](u32 reason, const std::u16string& name = u"a.txt", u64 parent = root, u64 of = file) {
+        return usn_image{.file = of, .parent = parent, .reason = reason, .name = name};
+    };
+    const auto about = [](u64 of, u32 reason, const std::u16string& name, u64 parent = root) {
+        return usn_image{.file = of, .parent = parent, .reason = reason, .attributes = 0x10, .name = name};
+    };
+    const struct {
+        const char* what;
+        std::vector<usn_image> records;
+        texts told;
+    } rows[] = {
+        {"reasons gather until it is closed",
+         {says(created), says(created | appended), says(created | appended | closed), says(appended), says(closed)},
+         {"created|[root]/a.txt||journal", "data_appended|[root]/a.txt||journal",
+          "data_appended|[root]/a.txt||journal"}},
+        {"of another file",
+         {says(appended), says(appended, u"b", root, file + 1), says(deleted | appended | closed)},
+         {"data_appended|[root]/a.txt||journal", "data_appended|[root]/b||journal", "deleted|[root]/a.txt||journal"}},
+        {"two names",
+         {says(old_name), says(appended, u"x", root, file + 1), says(new_name, u"b"), says(new_name | closed, u"b")},
+         {"data_appended|[root]/x||journal", "renamed|[root]/b|[root]/a.txt|journal"}},
+        {"renamed twice while open",
+         {says(old_name), says(new_name, u"b"), says(old_name, u"b"), says(new_name, u"c"), says(closed, u"c")},
+         {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
+        {"the new name stays a reason",
+         {says(old_name), says(new_name, u"b"), says(old_name | new_name, u"b"), says(new_name, u"c")},
+         {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
+        {"a name of two is missing",
+         {says(old_name), says(appended, u"a.txt"), says(new_name | closed, u"b"), says(old_name, u"b")},
+         {"file_old_name|[root]/a.txt||journal", "data_appended|[root]/a.txt||journal",
+          "file_new_name|[root]/b||journal", "file_old_name|[root]/b||journal"}},
+        {"the folders of the moment",
+         {says(appended, u"a.txt", folder), about(folder, created, u"one"), about(folder, old_name, u"one"),
+          about(folder, new_name, u"two"), says(created, u"b", folder, file + 1), about(other_folder, closed, u"other"),
+          about(folder, old_name, u"two"), about(folder, new_name, u"2", other_folder),
+          says(deleted, u"b", folder, file + 1)},
+         {"data_appended|[root]\\one\\a.txt||journal", "created|[root]\\two\\b||journal",
+          "deleted|[root]\\other\\2\\b||journal"}},
+        {"an earlier name of the folder is not known",
+         {says(appended, u"a.txt", folder), about(folder, new_name, u"two"), says(deleted, u"a.txt", folder)},
+         {"data_appended|<unk_path>\\a.txt||part", "deleted|[root]\\two\\a.txt||journal"}},
+        {"moved",
+         {about(folder, closed, u"one"), says(old_name), says(new_name, u"b", folder)},
+         {"moved|[root]\\one\\b|[root]/a.txt|journal"}},
+        {"a folder below itself",
+         {about(folder, created, u"one", folder), says(appended, u"a.txt", folder)},
+         {"data_appended|<unk_path>\\one\\a.txt||part"}},
+        {"version 3", {{.version = 3, .file = file, .reason = created}}, {"created|[root]/a.txt||journal"}},
+        {"version 4 repeats",
+         {says(created),
+          {.version = 4, .file = file, .reason = created | closed},
+          says(created | closed),
+          {.version = 4, .file = file, .reason = appended | closed},
+          says(appended | closed)},
+         {"created|[root]/a.txt||journal", "data_appended|<unk_path>\\||part"}},
+        {"of the system", {says(appended, u"$a", 0x000B'0000'0000'000B)}, {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(told_with(page_of(row.records)), row.told);
+    }
+}
+
+TEST(journal_events, damage_costs_its_own_page) {
+    const auto named = [](const std::u16string& name) {
+        return usn_image{.file = file, .reason = 0x8000'0002, .name = name};
+    };
+    usn_image long_name = named(u"long"), unnumbered = named(u"unnumbered"), endless = named(u"endless"),
+              timeless = named(u"t");
+    long_name.name_length = 14;
+    unnumbered.file = 0x28;
+    endless.length = 4096;
+    timeless.time = 0;
+    const bytes pages =
+        pack(page_of({named(u"a"), long_name, unnumbered, timeless, endless, named(u"lost")}), page_of({named(u"b")}),
+             bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
+    EXPECT_EQ(told_with(pages, {}, {0, 1, 4, 12}), (texts{"2012-12-14 23:06:40.000000000|journal|[root]/a|0",
+                                                          "2012-12-14 23:06:40.000000000|after|[root]/t|216",
+                                                          "2012-12-14 23:06:40.000000000|journal|[root]/b|4096",
+                                                          "2012-12-14 23:06:40.000000000|journal|[root]/c|77824"}));
+}
+
+TEST(journal_events, stand_among_those_of_the_log) {
+    constexpr u64 minute = hour / 60;
+    const auto records_of = [](u64 of) {
+        const auto at_usn = [of](u64 usn, u32 reason, u64 minutes) {
+            return usn_image{.file = of, .usn = usn, .time = noon + minutes * minute, .reason = reason};
+        };
+        return std::vector<usn_image>{at_usn(0x1000, 0x01, 0),   at_usn(0x1100, 0x03, 60),  at_usn(0x1200, 0x07, 80),
+                                      at_usn(0x1280, 0x17, 100), at_usn(0x1300, 0x37, 120), at_usn(0x1400, 0x77, 0)};
+    };
+    const std::vector<usn_image> own = records_of(file + 2);
+    const u64 timed = noon + 90 * minute;
+    const story log = story()
+                          .add({logged(own[1]), end()})
+                          .add({came(file + 1, root, u"untimed"), end()})
+                          .add({born({timed, timed, timed, timed}, 1, u"timed"), came(file, root, u"timed"), end()})
+                          .add({logged(own[4]), end()});
+    const std::vector<std::size_t> cells = {2, 3, 11};
+    EXPECT_EQ(told_with(page_of(own), log, cells),
+              (texts{"journal|data_overwritten|", "both|data_appended|1000", "log|link_added|1020",
+                     "journal|data_truncated|", "log|created|1040", "journal|ads_data_overwritten|",
+                     "both|ads_data_appended|1070", "journal|ads_data_truncated|"}));
+    EXPECT_EQ(told_with(page_of(records_of(file + 3)), log, cells),
+              (texts{"journal|data_overwritten|", "log|data_overwritten|1000", "log|data_appended|1000",
+                     "log|link_added|1020", "journal|data_appended|", "journal|data_truncated|", "log|created|1040",
+                     "journal|ads_data_overwritten|", "log|data_truncated|1070", "log|ads_data_overwritten|1070",
+                     "log|ads_data_appended|1070", "journal|ads_data_appended|", "journal|ads_data_truncated|"}));
+}
+
+TEST(journal_events, make_a_run_of_their_own) {
+    const memory_file sound(page_of({{.file = file}})), zeros(bytes(9000)), small(bytes(4000));
+    const struct {
+        const char* what;
+        argument_list args;
+        int status;
+        std::string err;
+    } rows[] = {
+        {"a journal", {"-events", "-jrnlfile", sound.path()}, 0, ""},
+        {"without a record", {"-events", "-jrnlfile", zeros.path()}, -1, "prob parsing file: " + zeros.path() + '\n'},
+        {"too small", {"-events", "-jrnlfile", small.path()}, -1, "prob parsing file: " + small.path() + '\n'},
+        {"not in statistics",
+         {"-events", "-stats", "-jrnlfile", sound.path()},
+         -1,
+         "Need to specify a $LogFile in your arguments [-log <file>]\n\n"},
+        {"not without -events",
+         {"-jrnlfile", sound.path()},
+         -1,
+         "Need to specify a $LogFile in your arguments [-log <file>]\n\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        argument_list args = row.args;
+        args.insert(args.begin(), "-quiet");
+        const captured_run ran = run_captured(args);
+        EXPECT_EQ(ran.status, row.status);
+        EXPECT_EQ(ran.err.substr(0, row.err.size() + 1), row.err);
+    }
 }
 
 }  // namespace
