@@ -12,11 +12,15 @@ using namespace usn_reasons;
 
 record_news open_files::take(const journal_record& record, bool in_log) {
     const std::uint32_t reasons = record.usn.get(&usn_layout::reason);
-    open_file& state = state_of(record.usn.file());
-    record_news news{.known = state.reasons, .reasons = reasons & ~state.reasons & ~closed};
-    state.reasons = record.usn.reasons_behind(state.reasons);
-    if (record.has_name()) take_names(state, record, in_log, news);
-    if (state.reasons == 0) close(record.usn.file());
+    open_file* state = find(record.usn.file());
+    const std::uint32_t known = state != nullptr ? state->reasons : 0;
+    record_news news{.known = known, .reasons = reasons & ~known & ~closed};
+    const std::uint32_t left = record.usn.reasons_behind(known);
+    if (state == nullptr && left == 0) return news;  // opened and closed at once
+    if (state == nullptr) state = &open(record.usn.file());
+    state->reasons = left;
+    if (record.has_name()) take_names(*state, record, in_log, news);
+    if (left == 0) close(record.usn.file());
     return news;
 }
 
@@ -46,8 +50,12 @@ std::vector<std::uint64_t> open_files::waiting() const {
     return places;
 }
 
-open_files::open_file& open_files::state_of(inode_ref file) {
-    if (const std::uint32_t* const known = m_places.find(file.value())) return m_files[*known];
+open_files::open_file* open_files::find(inode_ref file) {
+    const std::uint32_t* const place = m_places.find(file.value());
+    return place != nullptr ? &m_files[*place] : nullptr;
+}
+
+open_files::open_file& open_files::open(inode_ref file) {
     if (m_free.empty()) {
         m_free.push_back(static_cast<std::uint32_t>(m_files.size()));
         m_files.emplace_back();

@@ -41,7 +41,8 @@ private:
         std::optional<former_name> old;
     };
 
-    open_file& state_of(inode_ref file);
+    open_file* find(inode_ref file);  // null if it is not open
+    open_file& open(inode_ref file);
     void close(inode_ref file);
     static void take_names(open_file& state, const journal_record& record, bool in_log, record_news& news);
 

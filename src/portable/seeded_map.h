@@ -39,9 +39,10 @@ public:
 
     // What comes behind in the same run of slots moves up, so that no gap hides it.
     void erase(std::uint64_t key) {
-        if (find(key) == nullptr) return;
+        if (m_slots.empty()) return;
         const std::size_t mask = m_slots.size() - 1;
         std::size_t gap = place_of(key);
+        if (!m_slots[gap].used) return;
         for (std::size_t at = (gap + 1) & mask; m_slots[at].used; at = (at + 1) & mask) {
             const std::size_t home = static_cast<std::size_t>(mixed(m_slots[at].key)) & mask;
             if (((at - home) & mask) < ((at - gap) & mask)) continue;
