@@ -24,7 +24,7 @@ constexpr reason_event reason_events[] = {
 };
 
 event_kind kind_of(std::uint32_t reason) {
-    const auto found = std::ranges::find(reason_events, reason, &reason_event::reason);
+    const auto* const found = std::ranges::find(reason_events, reason, &reason_event::reason);
     return found != std::end(reason_events) ? found->kind : event_kind::reason_given;
 }
 

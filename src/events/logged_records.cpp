@@ -24,8 +24,8 @@ logged_records::logged_records(const told_log& told) {
 std::span<const logged_records::logged_record> logged_records::equal_records(const record_key& key) const {
     // Most of a journal is older than the log.
     if (m_records.empty() || key < m_records.front().key || m_records.back().key < key) return {};
-    const auto [begin, end] = std::ranges::equal_range(m_records, key, {}, &logged_record::key);
-    return {begin, end};
+    const auto begin = std::ranges::lower_bound(m_records, key, {}, &logged_record::key);
+    return {begin, std::ranges::upper_bound(begin, m_records.end(), key, {}, &logged_record::key)};
 }
 
 void logged_records::note(const journal_record& record, std::uint32_t known) {
