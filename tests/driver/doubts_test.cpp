@@ -63,6 +63,30 @@ TEST_F(doubts, a_log_of_another_kind_is_refused) {
     }
 }
 
+TEST_F(doubts, an_input_is_known_by_its_first_bytes) {
+    const std::string log = "a log", image = "an image of a volume or a disk", packed = "a compressed file";
+    const std::tuple<std::size_t, std::string, std::string> rows[] = {
+        {0, std::string("CHKD\x1E", 6), log},
+        {0, std::string("RCRD\xFF", 6), log},
+        {512, "EFI PART", image},
+        {0, "EVF2\r\n", image},
+        {0, "AFF", image},
+        {0, "KDMV", image},
+        {0, "QFI\xFB", image},
+        {0, "conectix", image},
+        {0, "BZh", packed},
+        {0, "7z\xBC\xAF\x27\x1C", packed},
+        {0, "\x28\xB5\x2F\xFD", packed},
+        {0, "\x04\x22\x4D\x18", packed},
+        {0, "Rar!\x1A\x07", packed},
+    };
+    for (const auto& [offset, signature, kind] : rows) {
+        SCOPED_TRACE(signature);
+        const std::string path = m_folder.put("input", std::string(offset, '\0') + signature);
+        expect_strict({"-log", m_log, "-mftfile", path}, -1, "looks like " + kind + ": -mftfile " + path + '\n');
+    }
+}
+
 TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
     const std::string small = put("small", log_of_clusters(1024));
     const std::string words = "clusters of 1024 bytes, rows reckon with 4096: -cluster_size auto\n";

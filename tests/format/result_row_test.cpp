@@ -52,6 +52,19 @@ TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
     }
 }
 
+TEST(result_row, wide_values_are_no_others) {
+    const std::string most(65'535, 'x'), text = most + std::string("\r\n|\0y", 5);
+    const std::tuple<char, bool, std::string> rows[] = {
+        {'|', false, most + std::string("\r\n;\0y", 5)},
+        {'|', true, most + std::string("[CRLF];\0y", 9)},
+        {'\0', false, text},
+    };
+    for (const auto& [separator, marks, expected] : rows) {
+        const row_style style{.sep_char = separator, .no_whitespace = true, .marks_line_ends = marks};
+        EXPECT_TRUE(report(style, 0, [&](result_row& row) { row.show_text(0, text); }) == expected + '\n') << separator;
+    }
+}
+
 TEST(number, kept_width_steps_lie_at_ff) {
     const std::pair<std::uint64_t, const char*> rows[] = {
         {0, "0x00"},

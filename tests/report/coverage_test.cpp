@@ -184,8 +184,11 @@ TEST(coverage, transactions_end_stay_open_or_are_taken_back) {
         {"a nested action ends, and stands", {begun, further, taking_back(0, 24), forgotten}, "4 0 0; 1 0 0 0 0"},
         {"cut", {further, second_end}, "0 2 0; 1 0 0 0 1"},
         {"a checkpoint",
-         {{.lsn = 20, .redo_op = 29}, {.lsn = 21, .previous = 20, .redo_op = 30}, {.lsn = 22, .type = 2, .redo_op = 1}},
-         "0 0 3; 0 0 0 0 0"},
+         {{.lsn = 20, .redo_op = 29},
+          {.lsn = 21, .previous = 20, .redo_op = 30},
+          {.lsn = 22, .type = 2, .redo_op = 1},
+          {.lsn = 23, .previous = 21}},
+         "0 0 4; 0 0 0 0 0"},
         {"copies count once", {begun, begun, further, further}, "2 0 0; 0 1 0 0 0"},
     };
     for (const auto& [what, records, wanted] : rows) {

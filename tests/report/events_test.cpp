@@ -131,6 +131,7 @@ texts told_with(const bytes& journal_file, const story& log = {},
 TEST(events, tell_what_became_of_names) {
     const std::vector<record> renaming = {went(file, root, u"a"), lost(root, u"a"), got(root, u"b"),
                                           came(file, root, u"b")};
+    const record make = born({noon, noon, noon, noon}), flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
     const auto with = [&renaming](std::vector<record> more) {
         more.insert(more.begin(), renaming.begin(), renaming.end());
         return more;
@@ -171,6 +172,18 @@ TEST(events, tell_what_became_of_names) {
                end()}),
          false,
          {"renamed|[root]/b|[root]/a|done", "renamed|[root]/c|[root]/b|undone"}},
+        {"a file record is written again",
+         {to_record(0, 2, {}, make.redo, 0), make, came(file, root, u"b"), got(root, u"b")},
+         false,
+         {"link_added|[root]/b||open"}},
+        {"called as it is told next",
+         {flagged, went(file, root, u"a"), lost(root, u"a"), went(file, root, u"b"), lost(root, u"b"), end()},
+         false,
+         {"attributes_set|[root]/a||done", "link_removed|[root]/a||done", "link_removed|[root]/b||done"}},
+        {"called as it is told at all",
+         {flagged, came(file, root, u"b"), got(root, u"b"), end()},
+         false,
+         {"attributes_set|[root]/b||done", "link_added|[root]/b||done"}},
         {"half an entry's move", {came(file, root, u"b"), end()}, true, {}},
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
@@ -202,11 +215,13 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
                               .add({journal(0x2), end()})
                               .add({journal(0x3, noon + hour), end()})
                               .add({journal(0x8000'0003), end()})
-                              .add({journal(0x1), end()});
+                              .add({journal(0x1), end()})
+                              .add({journal(0x5, ~u64{0}), end()});
     EXPECT_EQ(writing.told({0, 1, 3, 14}),
               (texts{"2012-12-14 23:06:40.000000000|journal|data_appended|data_appended",
                      "2012-12-15 00:06:40.000000000|journal|data_overwritten|data_overwritten; data_appended",
-                     "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten"}));
+                     "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten",
+                     "2012-12-15 00:06:40.000000000|after|data_truncated|data_overwritten; data_truncated"}));
 }
 
 TEST(events, have_the_name_that_a_journal_record_of_the_transaction_tells) {
@@ -229,6 +244,7 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
         {"of an old file",
          {{make, name, end()}, {touch, end()}, {modified(noon + 2 * hour, noon - hour), end()}},
          {"created", "times_set"}},
+        {"of a file whose birth is not told", {{modified(noon, noon - hour), end()}}, {"times_set"}},
         {"of a copy", {{make, name, end()}, {touch, end()}, {modified(noon, noon - hour), end()}}, {"created"}},
         {"the creation of a file",
          {{make, name, end()}, {touch, end()}, {created(noon - hour), end()}},
