@@ -53,15 +53,18 @@ TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
 }
 
 TEST(result_row, wide_values_are_no_others) {
-    const std::string most(65'535, 'x'), text = most + std::string("\r\n|\0y", 5);
-    const std::tuple<char, bool, std::string> rows[] = {
-        {'|', false, most + std::string("\r\n;\0y", 5)},
-        {'|', true, most + std::string("[CRLF];\0y", 9)},
-        {'\0', false, text},
-    };
-    for (const auto& [separator, marks, expected] : rows) {
-        const row_style style{.sep_char = separator, .no_whitespace = true, .marks_line_ends = marks};
-        EXPECT_TRUE(report(style, 0, [&](result_row& row) { row.show_text(0, text); }) == expected + '\n') << separator;
+    for (const std::size_t size : {65'535, 65'536}) {  // they are written by pieces of 65,536 bytes
+        const std::string most(size, 'x'), text = most + std::string("\r\n|\0y", 5);
+        const std::tuple<char, bool, std::string> rows[] = {
+            {'|', false, most + std::string("\r\n;\0y", 5)},
+            {'|', true, most + std::string("[CRLF];\0y", 9)},
+            {'\0', false, text},
+        };
+        const auto fill = [&text](result_row& row) { row.show_text(0, text); };
+        for (const auto& [separator, marks, expected] : rows) {
+            const row_style style{.sep_char = separator, .no_whitespace = true, .marks_line_ends = marks};
+            EXPECT_TRUE(report(style, 0, fill) == expected + '\n') << size << separator;
+        }
     }
 }
 

@@ -128,6 +128,16 @@ texts told_with(const bytes& journal_file, const story& log = {},
     return log.told(cells, {"-jrnlfile", input.path()});
 }
 
+record of_type(u32 type, record step) {
+    step.type = type;
+    return step;
+}
+record written(const file_record& made) {
+    record step = to_record(2, 0, part(made.image(), 0, 500), {}, 0);
+    step.cluster_block = static_cast<u16>(made.number % 4 * 2);
+    return step;
+}
+
 TEST(events, tell_what_became_of_names) {
     const std::vector<record> renaming = {went(file, root, u"a"), lost(root, u"a"), got(root, u"b"),
                                           came(file, root, u"b")};
@@ -177,13 +187,25 @@ TEST(events, tell_what_became_of_names) {
          false,
          {"link_added|[root]/b||open"}},
         {"called as it is told next",
-         {flagged, went(file, root, u"a"), lost(root, u"a"), went(file, root, u"b"), lost(root, u"b"), end()},
+         {flagged, went(file, root, u"a"), went(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]/a||done", "link_removed|[root]/a||done", "link_removed|[root]/b||done"}},
         {"called as it is told at all",
-         {flagged, came(file, root, u"b"), got(root, u"b"), end()},
+         {flagged, came(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]/b||done", "link_added|[root]/b||done"}},
+        {"taken back to a name that stands",
+         {came(file, root, u"b"), got(root, u"b"), came(file, root, u"c"), undoing(15, 1050), end()},
+         false,
+         {"link_added|[root]/b||done", "link_added|[root]/c||undone"}},
+        {"what takes nothing back",
+         with({undoing(25, 0), undoing(0, 0), end()}),
+         false,
+         {"renamed|[root]/b|[root]/a|done"}},
+        {"records of another type",
+         with({of_type(2, undoing(6, 0)), of_type(2, end())}),
+         false,
+         {"renamed|[root]/b|[root]/a|open"}},
         {"half an entry's move", {came(file, root, u"b"), end()}, true, {}},
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
@@ -197,6 +219,79 @@ TEST(events, tell_what_became_of_names) {
                       .add(row.steps, row.cut)
                       .told(),
                   row.told);
+    }
+}
+
+TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
+    const bytes dos = name_image{.name = u"LONG~1", .space = 2}.attribute(),
+                named = name_image{.name = u"long"}.attribute(), other = name_image{.name = u"other"}.attribute();
+    const auto gone = [](u16 links, u16 flags) {
+        return to_record(3, 2, {}, pack(u32{0x454C4946}, at{16}, u16{1}, links, u16{56}, flags), 0);
+    };
+    const struct {
+        const char* what;
+        std::vector<record> steps;
+        bool cut;
+        texts told;
+    } rows[] = {
+        {"the first long name", {written({.attributes = {dos, named, other}})}, false, {"created|[root]/long||open"}},
+        {"streams, but no later part of one",
+         {written({.attributes = {named, resident(0x80, bytes(8), {.name = u"s"}),
+                                  nonresident(0x80, bytes(8), {.name = u"t", .first_vcn = 1})}})},
+         false,
+         {"created|[root]/long||open", "stream_added|[root]/long:s||open"}},
+        {"an extension record", {written({.number = 41, .base = file})}, false, {}},
+        {"a record that is not in use", {written({.flags = 0})}, false, {}},
+        {"behind a record that was not in use",
+         {to_record(0, 2, {}, part(file_record{.flags = 0}.image(), 0, 400), 0), written({})},
+         false,
+         {"created|[root]/a||open"}},
+        {"ended without an index entry", {written({}), end()}, false, {}},
+        {"the first that is left", {written({}), end()}, true, {}},
+        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]/a||cut; done"}},
+        {"an end", {gone(1, 1), end()}, false, {"deleted|<unk_path>\\||done"}},
+        {"an extension record's end", {gone(0, 1), end()}, false, {}},
+        {"a record that was free", {gone(1, 0), end()}, false, {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(story().add(row.steps, row.cut).told(), row.told);
+    }
+}
+
+TEST(events, have_the_time_that_their_records_tell) {
+    const auto logged_at = [](u64 of, u64 time) { return logged({.file = of, .time = time, .reason = 0x8000}); };
+    const auto changed = [](u64 before, u64 after) {
+        return standard(16, pack(before, noon, u32{0x20}), pack(after, noon, u32{0x21}));
+    };
+    const auto named_at_noon = [](record step, std::size_t place) {  // of the name's time of last change
+        put(step.redo, place, noon);
+        return step;
+    };
+    const std::string twelve = "2012-12-14 23:06:40.000000000", one = "2012-12-15 00:06:40.000000000";
+    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
+        {"an index entry", {named_at_noon(came(file, root, u"b"), 40), end()}, {twelve + "|after"}},
+        {"a name attribute", {named_at_noon(got(root, u"b"), 48), end()}, {twelve + "|after"}},
+        {"a change", {changed(noon, noon + hour), end()}, {one + "|record"}},
+        {"none", {changed(noon, noon), end()}, {twelve + "|after"}},
+        {"back", {changed(noon + hour, noon), end()}, {one + "|after", one + "|after"}},
+        {"each its own, or the latest",
+         {logged_at(file, noon), logged_at(file + 1, noon + hour), came(file + 2, root, u"b"), end()},
+         {twelve + "|journal", one + "|journal", one + "|journal"}},
+    };
+    for (const auto& [what, steps, told] : rows)
+        EXPECT_EQ(story().add(steps).told({0, 1}), told) << what;
+}
+
+TEST(events, take_from_the_mft_whose_record_it_was) {
+    const story log = story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});  // up to LSN 1010
+    const std::tuple<u64, const char*, const char*> rows[] = {{1010, "-showall_inodes", "[root]/a|mft"},
+                                                              {1011, "-showall_inodes", "[root]/a|guess"},
+                                                              {1010, "-no_guesses", "[root]/a|mft"},
+                                                              {1011, "-no_guesses", "<unk_path>\\|part"}};
+    for (const auto& [lsn, option, told] : rows) {
+        const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
+        EXPECT_EQ(log.told({4, 6}, {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
     }
 }
 
