@@ -283,6 +283,55 @@ TEST(events, have_the_time_that_their_records_tell) {
         EXPECT_EQ(story().add(steps).told({0, 1}), told) << what;
 }
 
+TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
+    const auto sized = [](u64 before, u64 after, u16 place = 200) {
+        return to_record(11, 11, pack(u64{4096}, after, after), pack(u64{4096}, before, before), place);
+    };
+    const auto stored = [](const std::u16string& name, std::size_t size, u32 type = 0x80) {
+        return resident(type, bytes(size), {.name = name});
+    };
+    const auto added = [&](const std::u16string& name, u32 type = 0x80, u16 place = 200) {
+        return to_record(5, 6, stored(name, 0, type), {}, place);
+    };
+    const auto removed = [&](const std::u16string& name, std::size_t size, u32 type = 0x80, u16 place = 200) {
+        return to_record(6, 5, {}, stored(name, size, type), place);
+    };
+    const auto resized = [](const std::string& path, int before, int after) {
+        return "resized|" + path + "|before=[\"real_size\":\"" + std::to_string(before) +
+               "\"];after=[\"real_size\":\"" + std::to_string(after) + "\"]";
+    };
+    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
+        {"grown", {sized(10, 20)}, {resized("[root]/a", 10, 20)}},
+        {"there and back", {sized(10, 20), sized(20, 10)}, {}},
+        {"converted alone", {removed(u"", 5), added(u""), sized(0, 0)}, {}},
+        {"converted and filled", {removed(u"", 5), added(u""), sized(0, 5)}, {}},
+        {"converted and grown", {removed(u"", 5), added(u""), sized(0, 9)}, {resized("[root]/a", 5, 9)}},
+        {"grown, then converted", {sized(10, 20), removed(u"", 6), added(u"")}, {resized("[root]/a", 10, 20)}},
+        {"beside a converted stream",
+         {removed(u"s", 5, 0x80, 300), added(u"s", 0x80, 300), sized(10, 20)},
+         {resized("[root]/a", 10, 20)}},
+        {"beside another attribute",
+         {removed(u"", 5, 0xE0, 300), added(u"", 0xE0, 300), sized(10, 20)},
+         {resized("[root]/a", 10, 20)}},
+        {"an index", {added(u"$I30", 0xA0), sized(0, 9)}, {}},
+        {"not yet there", {sized(10, 20), added(u"", 0xA0)}, {resized("[root]/a", 10, 20)}},
+        {"in place of another", {removed(u"$I30", 5, 0xA0), added(u""), sized(0, 9)}, {resized("[root]/a", 0, 9)}},
+    };
+    for (auto [what, steps, told] : rows) {
+        steps.push_back(end());
+        texts got = story().add({came(file, root, u"a"), end()}).add(steps).told({3, 4, 16});
+        got.erase(got.begin());  // the link
+        EXPECT_EQ(got, told) << what;
+    }
+    EXPECT_EQ(story().add({sized(10, 20), end()}).told({3}), texts{}) << "a folder, as far as is known";
+    for (const u16 sequence : {u16{1}, u16{2}}) {
+        const memory_file mft(mft_image(
+            {{.number = 0}, {.sequence = sequence, .attributes = {name_image{}.attribute(), stored(u"s", 5)}}}, 41));
+        const story log = story().add({came(file, root, u"a"), end()}).add({sized(10, 20, 168), end()});
+        EXPECT_EQ(log.told({4}, {"-mftfile", mft.path()}).at(1), sequence == 1 ? "[root]/a:s" : "[root]/a");
+    }
+}
+
 TEST(events, take_from_the_mft_whose_record_it_was) {
     const story log = story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});  // up to LSN 1010
     const std::tuple<u64, const char*, const char*> rows[] = {{1010, "-showall_inodes", "[root]/a|mft"},
@@ -331,6 +380,10 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
     const record touch = standard(24, pack(noon), pack(noon + 5 * hour));
     const auto modified = [](u64 before, u64 after) { return standard(8, pack(before), pack(after)); };
     const auto created = [](u64 after) { return standard(0, pack(noon), pack(after)); };
+    const auto retimed = [&](const record& ahead) {
+        return std::vector<std::vector<record>>{
+            {ahead, end()}, {make, name, end()}, {touch, end()}, {created(1), end()}};
+    };
     const struct {
         const char* what;
         std::vector<std::vector<record>> transactions;
@@ -345,9 +398,27 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
          {{make, name, end()}, {touch, end()}, {created(noon - hour), end()}},
          {"created", "times_set"}},
         {"by who made the file", {{make, name, end()}, {created(noon - hour), end()}}, {"created"}},
-        {"tunnelled",
-         {{went(file + 1, root, u"A"), end()}, {make, name, end()}, {touch, end()}, {created(1), end()}},
+        {"tunnelled", retimed(went(file + 1, root, u"A")), {"created"}},
+        {"of a copy after an hour",
+         {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon - hour), end()}},
          {"created"}},
+        {"back to the birth",
+         {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon), end()}},
+         {"created", "times_set"}},
+        {"another name went", retimed(went(file + 1, root, u"0")), {"created", "times_set"}},
+        {"a longer name went", retimed(went(file + 1, root, u"ab")), {"created", "times_set"}},
+        {"a name came back",
+         {{went(file + 1, root, u"a"), undoing(15, 0), end()},
+          {make, name, end()},
+          {touch, end()},
+          {created(1), end()}},
+         {"created", "times_set"}},
+        {"a name went in another folder",
+         {{went(file + 1, root, u"a"), end()},
+          {make, came(file, folder, u"a"), end()},
+          {touch, end()},
+          {created(1), end()}},
+         {"created", "times_set"}},
         {"later", {{make, name, end()}, {touch, end()}, {modified(noon, noon + hour), end()}}, {"created"}},
     };
     for (const auto& row : rows) {
