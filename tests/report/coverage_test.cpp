@@ -273,12 +273,15 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
                       .vcn = 10,
                       .redo = file_record{.number = 41}.image()};
     const record logged{.lsn = 30, .redo_op = 8, .redo = usn_image{.file = 0x0001'0000'0000'0029, .usn = 500}.image()};
-    const bytes log = log_of_pages({born, change(20, 41), change(21, 42), logged});
+    record of_index = change(22, 41);
+    of_index.redo_op = 14;
+    const bytes log = log_of_pages({born, change(20, 41), change(21, 42), of_index, logged});
     EXPECT_EQ(covered(log).at("cluster_size"), "4096");
-    const auto file = [](u64 lsn, std::u16string name = u"a.txt", u32 number = 41) {
+    const auto file = [](u64 lsn, std::u16string name = u"a.txt", u32 number = 41, u16 flags = 1) {
         return mft_image(
             {{.number = 0, .lsn = 1},
              {.number = number,
+              .flags = flags,
               .lsn = lsn,
               .attributes = {resident(0x10, pack(at{64}, u64{500})), name_image{.name = name}.attribute()}}},
             50);
@@ -289,10 +292,16 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"another place", file(21), "1 with the LSN of a record about another file"},
         {"a later one", file(31), "1 with an LSN above the log's"},
         {"another name", file(20, u"b.txt"), "1 with another name than in the log"},
+        {"another name of one that is gone", file(20, u"b.txt", 41, 0), "fits"},
+        {"no place of a file record", file(22), "1 with the LSN of a record about another file"},
         {"another file of that USN", file(21, u"b.txt", 42), "fits"},
     };
     for (const auto& [what, mft, wanted] : mfts)
         EXPECT_EQ(covered(log, mft).at("mft_fit"), wanted) << what;
+
+    EXPECT_EQ(covered(log_of_pages({change(20, 41)}), file(20)).at("mft_fit"), "") << "the cluster size is not known";
+    EXPECT_EQ(covered(pack(restart_page{.current_lsn = 50}.image(), log), file(50)).at("mft_fit"), "")
+        << "a restart page knows a later LSN";
 
     const auto journal = [](const std::vector<usn_image>& records) {
         bytes image;

@@ -354,6 +354,42 @@ TEST(events, belong_to_the_file_that_the_record_held_then) {
               (texts{"deleted|[root]/old|log|1", "created|[root]/new|log|2", "attributes_set|[root]/new|log|2"}));
 }
 
+TEST(events, belong_to_who_is_told_to_hold_the_record) {
+    const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
+    const u64 second = file + (u64{1} << 48);
+    const record born_again = born({noon, noon, noon, noon}, 2, u"new"),
+                 extension = written({.number = 41, .base = file});
+    const auto of_41 = [](record step) {
+        step.cluster_block = 2;
+        return step;
+    };
+    const record name_of_41 = of_41(got(root, u"x"));
+    const std::tuple<const char*, std::vector<std::vector<record>>, const char*, std::vector<std::string>> rows[] = {
+        {"of the next one, once the last is gone",
+         {{went(file, root, u"old"), freed(), end()},
+          {flagged, end()},
+          {born_again, came(second, root, u"new"), end()}},
+         "attributes_set",
+         {"2"}},
+        {"of nobody ahead of a birth",
+         {{flagged, end()}, {born_again, came(second, root, u"new"), end()}},
+         "attributes_set",
+         {""}},
+        {"of the base record", {{extension, end()}, {name_of_41, end()}}, "link_added", {"1"}},
+        {"of what will be the base record", {{name_of_41, end()}, {extension, end()}}, "link_added", {"1"}},
+    };
+    for (const auto& [what, transactions, event, sequences] : rows) {
+        story all;
+        for (const auto& steps : transactions)
+            all.add(steps);
+        texts told;
+        for (const std::string& line : all.told({3, 8})) {
+            if (line.starts_with(event)) told.push_back(line.substr(line.find('|') + 1));
+        }
+        EXPECT_EQ(told, sequences) << what;
+    }
+}
+
 TEST(events, tell_a_reason_once_until_the_file_is_closed) {
     const story writing = story()
                               .add({journal(0x2), end()})
@@ -536,18 +572,28 @@ TEST(journal_events, damage_costs_its_own_page) {
         return usn_image{.file = file, .reason = 0x8000'0002, .name = name};
     };
     usn_image long_name = named(u"long"), unnumbered = named(u"unnumbered"), endless = named(u"endless"),
-              timeless = named(u"t");
+              timeless = named(u"t"), longest = named(std::u16string(255, u'l')), shifted = named(u"shifted"),
+              nameless = named(u"nameless"), odd = named(u"odd"), far = named(u"far"), far_off = named(u"far off");
     long_name.name_length = 14;
     unnumbered.file = 0x28;
     endless.length = 4096;
     timeless.time = 0;
+    longest.file = 0x0001'0000'FFFF'FFFF;
+    shifted.name_offset = 62;
+    nameless.name_length = 0;
+    odd.name_length = 3;
+    far.file = 0x0001'0001'0000'0000;
+    far_off.parent = 0x0001'0001'0000'0000;
     const bytes pages =
-        pack(page_of({named(u"a"), long_name, unnumbered, timeless, endless, named(u"lost")}), page_of({named(u"b")}),
-             bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
-    EXPECT_EQ(told_with(pages, {}, {0, 1, 4, 12}), (texts{"2012-12-14 23:06:40.000000000|journal|[root]/a|0",
-                                                          "2012-12-14 23:06:40.000000000|after|[root]/t|216",
-                                                          "2012-12-14 23:06:40.000000000|journal|[root]/b|4096",
-                                                          "2012-12-14 23:06:40.000000000|journal|[root]/c|77824"}));
+        pack(page_of({named(u"a"), long_name, unnumbered, timeless, longest, shifted, nameless, odd, far, far_off,
+                      named(std::u16string(256, u'l')), endless, named(u"lost")}),
+             page_of({named(u"b")}), bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
+    EXPECT_EQ(
+        told_with(pages, {}, {0, 1, 4, 12}),
+        (texts{"2012-12-14 23:06:40.000000000|journal|[root]/a|0", "2012-12-14 23:06:40.000000000|after|[root]/t|216",
+               "2012-12-14 23:06:40.000000000|journal|[root]/" + std::string(255, 'l') + "|280",
+               "2012-12-14 23:06:40.000000000|journal|[root]/b|4096",
+               "2012-12-14 23:06:40.000000000|journal|[root]/c|77824"}));
 }
 
 TEST(journal_events, stand_among_those_of_the_log) {
