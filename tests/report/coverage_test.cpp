@@ -239,6 +239,18 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     again.previous = 9;
     record cut = born;
     cut.previous = 5;
+    const auto made = [](file_record file) {
+        file.attributes = {resident(0x10, pack(u64{1}, u64{2}, noon, u64{3}, at{72}))};
+        return record{.lsn = 10, .redo_op = 2, .redo = file.image()};
+    };
+    record no_file = born, whole = raising(1, noon), other_type = whole;
+    no_file.redo[0] = 0;
+    whole.attribute_offset = 24;
+    whole.redo.insert(whole.redo.begin(), 8, u8{9});
+    whole.undo.insert(whole.undo.begin(), 8, u8{9});
+    record behind = whole;
+    behind.record_offset = 120;
+    other_type.type = 2;
     const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
         {"a new file, and a time that is raised", {born, raising(noon, noon + 21 * minute)}, clock_text(20, 21)},
         {"one that goes back", {born, raising(noon + minute, noon)}, clock_text(20, 20)},
@@ -246,13 +258,23 @@ TEST(coverage, times_are_those_that_the_log_sets) {
          {replaced, again, raising(noon, noon + 21 * minute)},
          clock_text(21, 21)},
         {"one behind what is lost", {cut}, ""},
+        {"a file record that is not in use", {made({.flags = 0})}, ""},
+        {"an extension record", {made({.base = 0x0001'0000'0000'0029})}, ""},
+        {"no file record", {no_file}, ""},
+        {"a time where none was", {raising(0, noon)}, ""},
+        {"a whole value", {whole}, clock_text(0, 0)},
+        {"another attribute", {behind}, ""},
+        {"a record of another type", {other_type}, ""},
     };
     for (const auto& [what, records, wanted] : rows)
         EXPECT_EQ(of_records(records).at("times_by_record"), wanted) << what;
 
     const auto logged = [](usn_image image) { return record{.lsn = image.usn, .redo_op = 8, .redo = image.image()}; };
+    record other_logged = logged({.usn = 230});
+    other_logged.type = 2;
     const facts told = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
-                                   logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300})});
+                                   logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300}),
+                                   logged({.usn = 220, .time = ~u64{0}}), other_logged});
     EXPECT_EQ(told.at("times_by_journal"), clock_text(0, 20));
     EXPECT_EQ(told.at("usns"), "88 to 99") << "not of those that are not whole";
 }
