@@ -11,6 +11,7 @@ constexpr u64 noon = 130'000'000'000'000'000;  // 2012-12-14 23:06:40
 constexpr u64 hour = 36'000'000'000;
 constexpr u64 root = 0x0005'0000'0000'0005;
 constexpr u64 file = 0x0001'0000'0000'0028;
+constexpr u64 extend = 0x000B'0000'0000'000B;
 constexpr u64 folder = 0x0001'0000'0000'001E, other_folder = 0x0001'0000'0000'001F;
 
 // Transactions one after the other. The first record has the LSN 1000, each further one 10 more.
@@ -138,9 +139,15 @@ record written(const file_record& made) {
     return step;
 }
 
+record of_41(record step) {
+    step.cluster_block = 2;
+    return step;
+}
+
 TEST(events, tell_what_became_of_names) {
     const std::vector<record> renaming = {went(file, root, u"a"), lost(root, u"a"), got(root, u"b"),
                                           came(file, root, u"b")};
+    const record taken = to_record(0, 3, {}, {}, 0);
     const record make = born({noon, noon, noon, noon}), flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
     const auto with = [&renaming](std::vector<record> more) {
         more.insert(more.begin(), renaming.begin(), renaming.end());
@@ -206,6 +213,32 @@ TEST(events, tell_what_became_of_names) {
          with({of_type(2, undoing(6, 0)), of_type(2, end())}),
          false,
          {"renamed|[root]/b|[root]/a|open"}},
+        {"out of the system's folder",
+         {went(file, extend, u"a"), came(file, root, u"a"), end()},
+         false,
+         {"moved|[root]/a|<unk_path>\\a|done"}},
+        {"into it",
+         {went(file, root, u"a"), came(file, extend, u"a"), end()},
+         false,
+         {"moved|<unk_path>\\a|[root]/a|done"}},
+        {"within it", {went(file, extend, u"a"), came(file, extend, u"b"), end()}, false, {}},
+        {"the index knows better",
+         {went(file, root, u"a"), got(root, u"a"), end()},
+         false,
+         {"link_removed|[root]/a||done"}},
+        {"a taken record without an image", {taken, came(file, root, u"b")}, false, {"created|[root]/b||open"}},
+        {"of which the beginning is lost",
+         {taken, came(file, root, u"b"), end()},
+         true,
+         {"created|[root]/b||cut; done"}},
+        {"whose name is taken back",
+         {taken, came(file, root, u"b"), undoing(15, 1040), end()},
+         false,
+         {"created|[root]/b||undone"}},
+        {"or that held a file all the while",
+         {taken, came(file, root, u"b"), end()},
+         false,
+         {"link_added|[root]/b||done"}},
         {"half an entry's move", {came(file, root, u"b"), end()}, true, {}},
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
@@ -251,6 +284,19 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
         {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]/a||cut; done"}},
         {"an end", {gone(1, 1), end()}, false, {"deleted|<unk_path>\\||done"}},
         {"an extension record's end", {gone(0, 1), end()}, false, {}},
+        {"a record that was just taken", {to_record(0, 3, {}, {}, 0), gone(1, 1), end()}, false, {}},
+        {"of two names",
+         {went(file, root, u"a"), lost(root, u"a"), went(file, root, u"b"), lost(root, u"b"), gone(0, 1), end()},
+         false,
+         {"link_removed|[root]/b||done", "deleted|[root]/a||done"}},
+        {"of three names",
+         {went(file, root, u"a"), went(file, root, u"b"), went(file, root, u"c"), gone(0, 1), end()},
+         false,
+         {"link_removed|[root]/b||done", "link_removed|[root]/c||done", "deleted|[root]/a||done"}},
+        {"a name and an extension record",
+         {went(file, root, u"a"), lost(root, u"a"), written({.number = 41, .base = file}), of_41(gone(0, 1)), end()},
+         false,
+         {"link_removed|[root]/a||done"}},
         {"a record that was free", {gone(1, 0), end()}, false, {}},
     };
     for (const auto& row : rows) {
@@ -324,6 +370,14 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         EXPECT_EQ(got, told) << what;
     }
     EXPECT_EQ(story().add({sized(10, 20), end()}).told({3}), texts{}) << "a folder, as far as is known";
+    const auto known = story()
+                           .add({came(file, root, u"a"), added(u"s", 0x80, 300), end()})
+                           .add({sized(10, 20), end()})
+                           .add({sized(0, 9, 300), end()})
+                           .add({removed(u"s", 9, 0x80, 300), end()})
+                           .add({sized(9, 10, 300), end()});
+    EXPECT_EQ(known.told({3, 4}), (texts{"link_added|[root]/a", "stream_added|[root]/a:s", "resized|[root]/a",
+                                         "resized|[root]/a:s", "stream_removed|[root]/a:s", "resized|[root]/a"}));
     for (const u16 sequence : {u16{1}, u16{2}}) {
         const memory_file mft(mft_image(
             {{.number = 0}, {.sequence = sequence, .attributes = {name_image{}.attribute(), stored(u"s", 5)}}}, 41));
@@ -344,6 +398,19 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
     }
 }
 
+TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
+    const std::tuple<u16, u16, texts> rows[] = {
+        {u16{2}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
+        {u16{2}, u16{1}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
+        {u16{1}, u16{0}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
+    };
+    for (const auto& [sequence, flags, told] : rows) {
+        const memory_file mft(mft_image({{.number = 0}, {.sequence = sequence, .flags = flags}}, 41));
+        const story log = story().add({freed(), end()}).add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
+        EXPECT_EQ(log.told({3, 4, 6}, {"-mftfile", mft.path()}), told) << sequence << flags;
+    }
+}
+
 TEST(events, belong_to_the_file_that_the_record_held_then) {
     const story reuse =
         story()
@@ -358,11 +425,7 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
     const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
     const u64 second = file + (u64{1} << 48);
     const record born_again = born({noon, noon, noon, noon}, 2, u"new"),
-                 extension = written({.number = 41, .base = file});
-    const auto of_41 = [](record step) {
-        step.cluster_block = 2;
-        return step;
-    };
+                 extension = written({.number = 41, .base = file}), own_41 = written({.number = 41, .sequence = 2});
     const record name_of_41 = of_41(got(root, u"x"));
     const std::tuple<const char*, std::vector<std::vector<record>>, const char*, std::vector<std::string>> rows[] = {
         {"of the next one, once the last is gone",
@@ -370,20 +433,36 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
           {flagged, end()},
           {born_again, came(second, root, u"new"), end()}},
          "attributes_set",
-         {"2"}},
+         {"40|2"}},
         {"of nobody ahead of a birth",
          {{flagged, end()}, {born_again, came(second, root, u"new"), end()}},
          "attributes_set",
-         {""}},
-        {"of the base record", {{extension, end()}, {name_of_41, end()}}, "link_added", {"1"}},
-        {"of what will be the base record", {{name_of_41, end()}, {extension, end()}}, "link_added", {"1"}},
+         {"40|"}},
+        {"nor if the birth's name comes first",
+         {{flagged, end()}, {came(second, root, u"new"), born_again, end()}},
+         "attributes_set",
+         {"40|"}},
+        {"of the base record", {{extension, end()}, {name_of_41, end()}}, "link_added", {"40|1"}},
+        {"of what will be the base record", {{name_of_41, end()}, {extension, end()}}, "link_added", {"40|1"}},
+        {"of the base record until a file is born there",
+         {{extension, end()}, {name_of_41, end()}, {own_41, end()}, {name_of_41, end()}},
+         "link_added",
+         {"40|1", "41|2"}},
+        {"of nobody ahead of one, and of the base record behind",
+         {{name_of_41, end()}, {own_41, end()}, {extension, end()}, {name_of_41, end()}},
+         "link_added",
+         {"41|", "40|1"}},
+        {"of the file that an index entry names there",
+         {{extension, end()}, {came(file + 1, root, u"y"), end()}},
+         "link_added",
+         {"41|1"}},
     };
     for (const auto& [what, transactions, event, sequences] : rows) {
         story all;
         for (const auto& steps : transactions)
             all.add(steps);
         texts told;
-        for (const std::string& line : all.told({3, 8})) {
+        for (const std::string& line : all.told({3, 7, 8})) {
             if (line.starts_with(event)) told.push_back(line.substr(line.find('|') + 1));
         }
         EXPECT_EQ(told, sequences) << what;
@@ -438,6 +517,21 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
         {"of a copy after an hour",
          {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon - hour), end()}},
          {"created"}},
+        {"of a copy older than its name",
+         {{born({noon + 5 * hour, noon, noon, noon}), name, end()},
+          {touch, end()},
+          {modified(noon, noon - hour), end()}},
+         {"created"}},
+        {"ahead of the latest time of its birth",
+         {{born({noon, noon + 5 * hour, noon, noon}), name, end()},
+          {touch, end()},
+          {modified(noon + 5 * hour, noon + 4 * hour), end()}},
+         {"created"}},
+        {"once sizes were written",
+         {{make, name, end()}, {to_record(11, 11, bytes(24), bytes(24), 200), end()}, {created(noon - hour), end()}},
+         {"created"}},
+        {"more bytes replaced than written", {{standard(24, pack(noon, u32{0x20}), pack(noon + hour)), end()}}, {}},
+        {"more bytes written than replaced", {{standard(24, pack(noon), pack(noon + hour, u32{0x21})), end()}}, {}},
         {"back to the birth",
          {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon), end()}},
          {"created", "times_set"}},
@@ -559,7 +653,26 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
           {.version = 4, .file = file, .reason = appended | closed},
           says(appended | closed)},
          {"created|[root]/a.txt||journal", "data_appended|<unk_path>\\||part"}},
-        {"of the system", {says(appended, u"$a", 0x000B'0000'0000'000B)}, {}},
+        {"of the system", {says(appended, u"$a", extend)}, {}},
+        {"out of the system's folder and into it",
+         {says(old_name, u"q", extend), says(new_name, u"q"), says(appended | new_name, u"q"), says(closed, u"q"),
+          says(old_name, u"q"), says(new_name | appended | closed, u"q", extend), says(old_name, u"q", extend),
+          says(new_name | closed, u"r", extend)},
+         {"moved|[root]/q|<unk_path>\\q|part", "data_appended|[root]/q||journal", "moved|<unk_path>\\q|[root]/q|part"}},
+        {"alone, behind two names of another file",
+         {says(old_name), says(new_name | closed, u"b"), says(old_name, u"x", root, file + 1)},
+         {"renamed|[root]/b|[root]/a.txt|journal", "file_old_name|[root]/x||journal"}},
+        {"closed between two names",
+         {says(old_name), says(old_name | closed), says(new_name | closed, u"b"), says(appended),
+          says(appended | old_name | closed)},
+         {"file_old_name|[root]/a.txt||journal", "file_new_name|[root]/b||journal",
+          "data_appended|[root]/a.txt||journal", "file_old_name|[root]/a.txt||journal"}},
+        {"a folder of the same name elsewhere, and one whose renaming is lost",
+         {about(folder, closed, u"one"), says(appended, u"a.txt", folder), about(folder, closed, u"two"),
+          says(deleted | closed, u"a.txt", folder), about(other_folder, closed, u"other"),
+          about(folder, closed, u"two", other_folder), says(appended, u"a.txt", folder)},
+         {"data_appended|[root]\\one\\a.txt||journal", "deleted|[root]\\two\\a.txt||journal",
+          "data_appended|[root]\\other\\two\\a.txt||journal"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -622,6 +735,16 @@ TEST(journal_events, stand_among_those_of_the_log) {
                      "log|link_added|1020", "journal|data_appended|", "journal|data_truncated|", "log|created|1040",
                      "journal|ads_data_overwritten|", "log|data_truncated|1070", "log|ads_data_overwritten|1070",
                      "log|ads_data_appended|1070", "journal|ads_data_appended|", "journal|ads_data_truncated|"}));
+}
+
+TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
+    using namespace reasons;
+    const usn_image old{.file = file, .usn = 0x1000, .reason = old_name},
+        now{.file = file, .usn = 0x1100, .reason = new_name, .name = u"b"};
+    for (const usn_image& logged_one : {old, now}) {
+        EXPECT_EQ(told_with(page_of({old, now}), story().add({logged(logged_one), end()}), {3, 4, 5}),
+                  (texts{"file_old_name|[root]/a.txt|", "file_new_name|[root]/b|"}));
+    }
 }
 
 TEST(journal_events, make_a_run_of_their_own) {
