@@ -321,6 +321,14 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     for (const auto& [what, mft, wanted] : mfts)
         EXPECT_EQ(covered(log, mft).at("mft_fit"), wanted) << what;
 
+    const bytes of_two_names =
+        mft_image({{.number = 0, .lsn = 1},
+                   {.number = 41,
+                    .lsn = 20,
+                    .attributes = {resident(0x10, pack(at{64}, u64{500})), name_image{.name = u"b.txt"}.attribute(),
+                                   name_image{.parent = 0x0001'0000'0000'0020, .name = u"c.txt"}.attribute()}}},
+                  50);
+    EXPECT_EQ(covered(log, of_two_names).at("mft_fit"), "fits") << "the journal may tell the other";
     EXPECT_EQ(covered(log_of_pages({change(20, 41)}), file(20)).at("mft_fit"), "") << "the cluster size is not known";
     EXPECT_EQ(covered(pack(restart_page{.current_lsn = 50}.image(), log), file(50)).at("mft_fit"), "")
         << "a restart page knows a later LSN";
@@ -335,11 +343,16 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     const usn_image same{.file = 0x0001'0000'0000'0029, .usn = 500};
     usn_image other = same, version_3 = same;
     other.reason = 0x200;
+    usn_image other_file = same, other_time = same;
+    other_file.file = 0x0001'0000'0000'002A;
+    other_time.time = noon + 1;
     version_3.version = 3;
     const std::tuple<const char*, std::vector<usn_image>, const char*> journals[] = {
         {"fits", {{.usn = 0}, same}, "fits"},
         {"version 3", {version_3}, "fits"},
         {"differs", {other, {.usn = 600}}, "1 differ from the log's of the same USN"},
+        {"of another file", {other_file}, "1 differ from the log's of the same USN"},
+        {"of another time", {other_time}, "1 differ from the log's of the same USN"},
         {"behind", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
         {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
         {"around", {{.usn = 499}, {.usn = 501}}, ""},

@@ -370,6 +370,17 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         EXPECT_EQ(got, told) << what;
     }
     EXPECT_EQ(story().add({sized(10, 20), end()}).told({3}), texts{}) << "a folder, as far as is known";
+    const auto beside_journal = [&](u64 before, u64 after) {
+        return story()
+            .add({came(file, root, u"a"), added(u"s"), end()})
+            .add({sized(before, after), logged({.file = file + 1, .usn = 0x1000, .reason = 0x100}), end()})
+            .told({3});
+    };
+    const u64 length = usn_image{}.image().size();
+    EXPECT_EQ(beside_journal(0x1000, 0x1000 + length).back(), "file_created") << "the journal grows by the record";
+    EXPECT_EQ(beside_journal(0x1000, 0x1000 + length).size(), 3u);
+    EXPECT_EQ(beside_journal(0x1008, 0x1000 + length).size(), 4u) << "another file";
+    EXPECT_EQ(beside_journal(0x1000, 0x1008 + length).size(), 4u) << "another file";
     const auto known = story()
                            .add({came(file, root, u"a"), added(u"s", 0x80, 300), end()})
                            .add({sized(10, 20), end()})
@@ -383,6 +394,39 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
             {{.number = 0}, {.sequence = sequence, .attributes = {name_image{}.attribute(), stored(u"s", 5)}}}, 41));
         const story log = story().add({came(file, root, u"a"), end()}).add({sized(10, 20, 168), end()});
         EXPECT_EQ(log.told({4}, {"-mftfile", mft.path()}).at(1), sequence == 1 ? "[root]/a:s" : "[root]/a");
+    }
+}
+
+TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
+    const auto comes = [](u32 type, const bytes& value, const std::u16string& name = {}) {
+        return to_record(5, 6, resident(type, value, {.name = name}), {}, 200);
+    };
+    const auto goes = [](u32 type, const bytes& value, const std::u16string& name = {}) {
+        return to_record(6, 5, {}, resident(type, value, {.name = name}), 200);
+    };
+    const auto tag = [](u32 number) { return pack(number, u32{0}); };
+    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
+        {"a reparse point changes",
+         {goes(0xC0, tag(1)), comes(0xC0, tag(2))},
+         {"reparse_point_set|before=[\"tag\":\"1\"];after=[\"tag\":\"2\"]"}},
+        {"twice",
+         {goes(0xC0, tag(1)), comes(0xC0, tag(2)), goes(0xC0, tag(2)), comes(0xC0, tag(3))},
+         {"reparse_point_set|before=[\"tag\":\"2\"];after=[\"tag\":\"3\"]"}},
+        {"a stream comes a second time, longer",
+         {comes(0x80, bytes(2), u"s"), goes(0x80, bytes(2), u"s"), comes(0x80, bytes(3), u"s")},
+         {"stream_added|before=[];after=[\"real_size\":\"3\"]"}},
+        {"an object id",
+         {comes(0x40, bytes(16, 0x11))},
+         {"object_id_set|before=[];after=[\"object_id\":\"11111111-1111-1111-1111-111111111111\"]"}},
+        {"part of one", {comes(0x40, bytes(15))}, {"object_id_set|before=[];after=[]"}},
+        {"an object id goes", {goes(0x40, bytes(16))}, {}},
+        {"attributes that have no word, and none",
+         {standard(32, pack(u32{0x40000000}), pack(u32{0x00800021}))},
+         {"attributes_set|before=[\"flags\":\"none set\"];after=[\"flags\":\"READ_ONLY, ARCHIVE, 0x800000\"]"}},
+    };
+    for (auto [what, steps, told] : rows) {
+        steps.push_back(end());
+        EXPECT_EQ(story().add(steps).told({3, 16}), told) << what;
     }
 }
 
@@ -562,6 +606,27 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
     }
 }
 
+TEST(events, show_the_index_entry_of_a_name) {
+    const std::tuple<std::vector<record>, texts> rows[] = {
+        {{lost(root, u"b"), went(file, root, u"b"), end()}, {"1010"}},
+        {{went(file, root, u"b"), lost(root, u"b"), end()}, {"1000"}},
+        {{came(file, root, u"b"), went(file, root, u"b"), came(file, root, u"b"), end()}, {"1020"}},
+    };
+    for (const auto& [steps, lsns] : rows)
+        EXPECT_EQ(story().add(steps).told({11}), lsns);
+}
+
+TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
+    const story log = story()
+                          .add({came(file, root, u"a"), came(file + 1, root, u"b"), end()})
+                          .add({standard(8, pack(noon), pack(noon - hour)), end()})
+                          .add({of_41(standard(0, pack(noon + 3 * hour), pack(noon + 4 * hour))), end()})
+                          .add({standard(24, pack(noon + hour), pack(noon + 2 * hour)), end()});
+    EXPECT_EQ(log.told({16}).at(2),
+              "before=[\"modified\":\"2012-12-14 23:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"];"
+              "after=[\"modified\":\"2012-12-14 22:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"]");
+}
+
 TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
     for (const u64 size : {512, 1024, 2048, 4096, 65536}) {
         SCOPED_TRACE(size);
@@ -582,6 +647,24 @@ TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
         EXPECT_TRUE(row_tells({"-cluster_size", std::to_string(size)}));
         EXPECT_EQ(row_tells({}), size == 4096);
     }
+}
+
+TEST(events, have_paths_as_long_as_the_system_allows) {
+    const auto path_below = [](int folders, std::size_t letters) {
+        std::vector<record> steps;  // without an end, so no event of their own
+        u64 parent = root;
+        for (int at = 0; at < folders; ++at) {
+            const u64 made = 0x0001'0000'0000'0100 + static_cast<u64>(at);
+            steps.push_back(came(made, parent, std::u16string(letters, u'\u4E2D')));
+            parent = made;
+        }
+        const std::string told = story().add(steps).add({came(file, parent, u"f"), end()}).told({6, 4}).at(0);
+        return told.substr(0, told.find('|')) + ' ' + std::to_string(told.size() / 1000);
+    };
+    EXPECT_EQ(path_below(255, 1), "log 1");
+    EXPECT_EQ(path_below(256, 1), "part 1");
+    EXPECT_EQ(path_below(128, 255), "log 98");
+    EXPECT_EQ(path_below(200, 255), "part 98");
 }
 
 TEST(events, keep_names_on_their_line) {
