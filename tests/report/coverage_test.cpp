@@ -125,6 +125,7 @@ TEST(coverage, torn_pages_are_told_by_their_own_array) {
     EXPECT_EQ(covered(log).at("pages_torn"), "0");
     put(log, 6 * 4096 + 1534, u16{0x7777});
     put(log, 4096 + 510, u16{0x7777});
+    lay(log, 8 * 4096, part(log, 0, 4096));  // a restart page elsewhere says nothing of the second
     const facts wanted = {{"pages_torn", "1"}, {"restart_1_torn", "no"}, {"restart_2_torn", "yes"}};
     EXPECT_EQ(same_words(covered(log), wanted), wanted);
     bytes page = record_page{.last_lsn = 8, .usa_offset = 48, .records = {}}.image();
@@ -239,6 +240,8 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     again.previous = 9;
     record cut = born;
     cut.previous = 5;
+    record taken_back = born;
+    taken_back.undo_op = 1;
     const auto made = [](file_record file) {
         file.attributes = {resident(0x10, pack(u64{1}, u64{2}, noon, u64{3}, at{72}))};
         return record{.lsn = 10, .redo_op = 2, .redo = file.image()};
@@ -257,6 +260,8 @@ TEST(coverage, times_are_those_that_the_log_sets) {
         {"a file record that is written again",
          {replaced, again, raising(noon, noon + 21 * minute)},
          clock_text(21, 21)},
+        {"a new one where another transaction replaced one", {replaced, born}, clock_text(20, 20)},
+        {"one that is brought back", {taken_back}, ""},
         {"one behind what is lost", {cut}, ""},
         {"a file record that is not in use", {made({.flags = 0})}, ""},
         {"an extension record", {made({.base = 0x0001'0000'0000'0029})}, ""},
@@ -297,7 +302,9 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     const record logged{.lsn = 30, .redo_op = 8, .redo = usn_image{.file = 0x0001'0000'0000'0029, .usn = 500}.image()};
     record of_index = change(22, 41);
     of_index.redo_op = 14;
-    const bytes log = log_of_pages({born, change(20, 41), change(21, 42), of_index, logged});
+    record other_type = change(23, 41);
+    other_type.type = 2;
+    const bytes log = log_of_pages({born, change(20, 41), change(21, 42), of_index, other_type, logged});
     EXPECT_EQ(covered(log).at("cluster_size"), "4096");
     const auto file = [](u64 lsn, std::u16string name = u"a.txt", u32 number = 41, u16 flags = 1) {
         return mft_image(
@@ -315,6 +322,7 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"a later one", file(31), "1 with an LSN above the log's"},
         {"another name", file(20, u"b.txt"), "1 with another name than in the log"},
         {"another name of one that is gone", file(20, u"b.txt", 41, 0), "fits"},
+        {"a record of another type", file(23), "1 with the LSN of a record about another file"},
         {"no place of a file record", file(22), "1 with the LSN of a record about another file"},
         {"another file of that USN", file(21, u"b.txt", 42), "fits"},
     };
@@ -357,6 +365,7 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
         {"around", {{.usn = 499}, {.usn = 501}}, ""},
     };
+    EXPECT_EQ(covered(log, {}, journal({same, {.usn = 501, .time = ~u64{0}}})).at("journal_times"), clock_text(0, 0));
     for (const auto& [what, records, wanted] : journals) {
         const facts told = covered(log, {}, journal(records));
         EXPECT_EQ(told.at("journal_fit"), wanted) << what;

@@ -321,6 +321,10 @@ TEST(events, have_the_time_that_their_records_tell) {
         {"a change", {changed(noon, noon + hour), end()}, {one + "|record"}},
         {"none", {changed(noon, noon), end()}, {twelve + "|after"}},
         {"back", {changed(noon + hour, noon), end()}, {one + "|after", one + "|after"}},
+        {"a record that is written again",
+         {to_record(0, 2, {}, born({noon, noon, noon, noon}).redo, 0), born({noon, noon, noon, noon}),
+          came(file, root, u"b"), got(root, u"b"), end()},
+         {twelve + "|after"}},
         {"each its own, or the latest",
          {logged_at(file, noon), logged_at(file + 1, noon + hour), came(file + 2, root, u"b"), end()},
          {twelve + "|journal", one + "|journal", one + "|journal"}},
@@ -420,6 +424,15 @@ TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
          {"object_id_set|before=[];after=[\"object_id\":\"11111111-1111-1111-1111-111111111111\"]"}},
         {"part of one", {comes(0x40, bytes(15))}, {"object_id_set|before=[];after=[]"}},
         {"an object id goes", {goes(0x40, bytes(16))}, {}},
+        {"flags",
+         {standard(32, pack(u32{0x20}), pack(u32{0x21}))},
+         {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"READ_ONLY, ARCHIVE\"]"}},
+        {"some of them",
+         {standard(32, {0x20}, {0x22})},
+         {"attributes_set|before=[\"flags\":\"\"];after=[\"flags\":\"HIDDEN\"]"}},
+        {"those before, and some of those behind",
+         {standard(32, pack(u32{0x20}), pack(u32{0x20})), standard(32, {0x20}, {0x22})},
+         {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"HIDDEN, ARCHIVE\"]"}},
         {"attributes that have no word, and none",
          {standard(32, pack(u32{0x40000000}), pack(u32{0x00800021}))},
          {"attributes_set|before=[\"flags\":\"none set\"];after=[\"flags\":\"READ_ONLY, ARCHIVE, 0x800000\"]"}},
@@ -440,18 +453,30 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
         const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
         EXPECT_EQ(log.told({4, 6}, {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
     }
+    const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000}}, 41));
+    EXPECT_EQ(log.told({4, 6}, {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part"});
+    // An extension record in the MFT that the log knows as a file of its own.
+    const memory_file extended(
+        mft_image({{.number = 0}, {.number = 40}, {.number = 41, .base = file, .attributes = {}}}, 42));
+    const record name = of_41(got(root, u"x"));
+    EXPECT_EQ(story().add({name, end()}).told({7, 8}, {"-mftfile", extended.path()}), texts{"40|1"});
+    EXPECT_EQ(
+        story().add({came(file + 1, root, u"y"), end()}).add({name, end()}).told({7, 8}, {"-mftfile", extended.path()}),
+        (texts{"41|1", "41|1"}));
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
-    const std::tuple<u16, u16, texts> rows[] = {
-        {u16{2}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
-        {u16{2}, u16{1}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
-        {u16{1}, u16{0}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
+    const std::tuple<u16, u16, u16, texts> rows[] = {
+        {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
+        {u16{1}, u16{2}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
+        {u16{1}, u16{2}, u16{1}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
+        {u16{1}, u16{1}, u16{0}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
     };
-    for (const auto& [sequence, flags, told] : rows) {
+    for (const auto& [freed_one, sequence, flags, told] : rows) {
         const memory_file mft(mft_image({{.number = 0}, {.sequence = sequence, .flags = flags}}, 41));
-        const story log = story().add({freed(), end()}).add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
-        EXPECT_EQ(log.told({3, 4, 6}, {"-mftfile", mft.path()}), told) << sequence << flags;
+        const story log =
+            story().add({freed(freed_one), end()}).add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
+        EXPECT_EQ(log.told({3, 4, 6}, {"-mftfile", mft.path()}), told) << freed_one << sequence << flags;
     }
 }
 
@@ -818,6 +843,26 @@ TEST(journal_events, stand_among_those_of_the_log) {
                      "log|link_added|1020", "journal|data_appended|", "journal|data_truncated|", "log|created|1040",
                      "journal|ads_data_overwritten|", "log|data_truncated|1070", "log|ads_data_overwritten|1070",
                      "log|ads_data_appended|1070", "journal|ads_data_appended|", "journal|ads_data_truncated|"}));
+}
+
+TEST(journal_events, stand_by_their_place_where_times_disagree) {
+    constexpr u64 minute = hour / 60;
+    const auto at_usn = [](u64 usn, u32 reason, u64 time) {
+        return usn_image{.file = file + 2, .usn = usn, .time = time, .reason = reason};
+    };
+    const auto born_at = [](u64 time) {
+        return std::vector<record>{born({time, time, time, time}), came(file, root, u"a"), end()};
+    };
+    const usn_image shared = at_usn(0x1100, 0x3, noon + 40 * minute);
+    const bytes page = page_of(
+        {at_usn(0x1000, 0x1, noon), shared, at_usn(0x1200, 0x7, ~u64{0}), at_usn(0x1300, 0x17, noon + 10 * minute)});
+    const std::vector<std::size_t> cells = {2, 3};
+    EXPECT_EQ(told_with(page, story().add(born_at(noon + 50 * minute)).add({logged(shared), end()}), cells),
+              (texts{"journal|data_overwritten", "log|created", "both|data_appended", "journal|data_truncated",
+                     "journal|ads_data_overwritten"}));
+    EXPECT_EQ(told_with(page, story().add({logged(shared), end()}).add(born_at(noon + 30 * minute)), cells),
+              (texts{"journal|data_overwritten", "both|data_appended", "log|created", "journal|data_truncated",
+                     "journal|ads_data_overwritten"}));
 }
 
 TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
