@@ -402,6 +402,10 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         const story log = story().add({came(file, root, u"a"), end()}).add({sized(10, 20, 168), end()});
         EXPECT_EQ(log.told({4}, {"-mftfile", mft.path()}).at(1), sequence == 1 ? "[root]/a:s" : "[root]/a");
     }
+    const memory_file extended(mft_image(
+        {{.number = 0}, {}, {.number = 41, .sequence = 3, .base = file, .attributes = {stored(u"s", 5)}}}, 42));
+    const story grown = story().add({came(file, root, u"a"), end()}).add({of_41(sized(10, 20, 72)), end()});
+    EXPECT_EQ(grown.told({4}, {"-mftfile", extended.path()}), (texts{"[root]/a", "[root]/a:s"}));
 }
 
 TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
@@ -457,7 +461,7 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
         EXPECT_EQ(log.told({4, 6}, {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
     }
     const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000}}, 41));
-    EXPECT_EQ(log.told({4, 6}, {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part"});
+    EXPECT_EQ(log.told({4, 6, 8}, {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part|"});
     // An extension record in the MFT that the log knows as a file of its own.
     const memory_file extended(
         mft_image({{.number = 0}, {.number = 40}, {.number = 41, .base = file, .attributes = {}}}, 42));
