@@ -6,13 +6,12 @@
 
 namespace uni {
 
-// Less than half a large page would waste more than it saves.
+// What is left behind the last whole large page comes in small ones: most of a large one might never be needed.
 void* allocate_pages(std::size_t size) {
-    constexpr std::size_t least = large_page / 2;
-    if (size < least || size > SIZE_MAX - large_page) return std::malloc(size);
-    const std::size_t whole = (size + large_page - 1) / large_page * large_page;
-    void* const memory = std::aligned_alloc(large_page, whole);
-    if (memory != nullptr) ::madvise(memory, whole, MADV_HUGEPAGE);  // a wish: the system may not have any
+    if (size < large_page || size > SIZE_MAX - large_page) return std::malloc(size);
+    void* const memory = std::aligned_alloc(large_page, (size + large_page - 1) / large_page * large_page);
+    // A wish: the system may not have any.
+    if (memory != nullptr) ::madvise(memory, size / large_page * large_page, MADV_HUGEPAGE);
     return memory;
 }
 
