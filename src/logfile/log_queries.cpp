@@ -9,15 +9,6 @@ namespace {
 constexpr std::uint32_t page_shift = 12;                // pages of 4096 bytes
 constexpr std::uint64_t page_place_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages behind 4 GiB are not told
 
-// By a 64-bit field of each entry; the first in file order stays.
-uni::sealed_index index_entries(std::span<const log_entry> entries, std::uint64_t log_entry::*key) {
-    uni::sealed_index index;
-    for (std::uint32_t position = 0; position < entries.size(); ++position)
-        index.add(entries[position].*key, position);
-    index.seal_unique();
-    return index;
-}
-
 std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_entry> entries) {
     std::vector<std::vector<std::uint32_t>> index;
     const auto add = [&index](std::uint16_t operation, std::uint32_t position) {
@@ -41,7 +32,7 @@ const std::vector<std::uint32_t>& log_queries::entries_for_opcode(std::uint32_t 
 }
 
 std::vector<std::uint32_t> log_queries::entries_for_chain(std::uint64_t lsn) {
-    if (m_by_lsn.empty()) m_by_lsn = index_entries(m_store.entries, &log_entry::this_lsn);
+    if (m_by_lsn.empty()) m_by_lsn = index_entries(m_store, &log_entry::this_lsn);
     std::vector<std::uint32_t> chain;
     std::vector<bool> listed(m_store.entries.size());
     for (auto found = m_by_lsn.find(lsn); found && !listed[*found]; found = m_by_lsn.find(lsn)) {
@@ -54,7 +45,7 @@ std::vector<std::uint32_t> log_queries::entries_for_chain(std::uint64_t lsn) {
 }
 
 std::vector<std::uint32_t> log_queries::entries_for_page(std::uint32_t page_number) {
-    if (m_by_offset.empty()) m_by_offset = index_entries(m_store.entries, &log_entry::file_offset);
+    if (m_by_offset.empty()) m_by_offset = index_entries(m_store, &log_entry::file_offset);
     const std::uint32_t key = (page_number - 1) << page_shift;
     std::vector<std::uint32_t> page;
     const auto& entries = m_by_offset.entries();

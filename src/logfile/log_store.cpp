@@ -56,6 +56,15 @@ bool link_chains(log_store& store) {
     return true;
 }
 
+uni::sealed_index index_entries(const log_store& store, std::uint64_t log_entry::*key) {
+    uni::sealed_index index;
+    index.reserve(store.entries.size());
+    for (std::uint32_t position = 0; position < store.entries.size(); ++position)
+        index.add(store.entries[position].*key, position);
+    index.seal_unique();
+    return index;
+}
+
 void log_store_reset(log_store& store) {
     carry_buffer pending = std::move(store.carry);
     store = log_store{};

@@ -73,6 +73,9 @@ bool link_chains(log_store& store);
 // the first of each LSN. Every LSN of the log is then in a chain once. Run behind `link_chains`.
 void link_cut_chains(log_store& store);
 
+// The entries by one of their 64-bit fields; of equal ones the first in file order.
+uni::sealed_index index_entries(const log_store& store, std::uint64_t log_entry::*key);
+
 // Empties the store for the next log. Kept: a record pending at the end of one log meets the first page of the
 // next.
 void log_store_reset(log_store& store);

@@ -48,10 +48,8 @@ log_place end_of(log_place place, std::uint64_t size) {
 
 class gap_finder {
 public:
-    gap_finder(const log_store& log, const lsn_layout& layout) : m_log(log), m_layout(layout) {
-        for (std::uint32_t position = 0; position < log.entries.size(); ++position)
-            m_by_lsn.add(log.entries[position].this_lsn, position);
-        m_by_lsn.seal_unique();
+    gap_finder(const log_store& log, const lsn_layout& layout)
+        : m_log(log), m_layout(layout), m_by_lsn(index_entries(log, &log_entry::this_lsn)) {
         for (const auto& [offset, header] : log.page_headers) {
             const uni::byte_view page = std::span<const std::uint8_t>(header);
             m_page_ends.push_back(page.get(page_layout::last_lsn));
@@ -96,7 +94,7 @@ private:
 
     const log_store& m_log;
     const lsn_layout m_layout;
-    uni::sealed_index m_by_lsn;              // the first record of each LSN
+    const uni::sealed_index m_by_lsn;
     std::vector<std::uint64_t> m_page_ends;  // LSNs that pages name as their last
 };
 

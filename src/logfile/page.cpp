@@ -20,6 +20,11 @@ constexpr std::uint16_t highest_flags = 10;
 constexpr std::uint32_t highest_data_length = 0xFF000;  // bytes
 constexpr std::uint64_t widest_lsn_step = 0x1000'0000;  // between a record and its predecessor
 
+// Bytes up to which whole sectors of the page are guarded.
+std::size_t fixed_bytes(uni::byte_view page) {
+    return std::min<std::size_t>(page.size(), sectors_fixed * sector_size);
+}
+
 // Kept: the bounds are tested by one subtraction in 16 bits, so that a value below the lower bound fails too.
 constexpr bool within(std::uint16_t value, std::uint16_t lowest, std::uint16_t span) {
     return static_cast<std::uint16_t>(value - lowest) <= span;
@@ -53,23 +58,20 @@ bool is_record_page(uni::byte_view header) {
 
 bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset) {
     const std::uint16_t update_sequence = page.u16(array_offset);
-    for (std::uint32_t end = sector_size; end <= sectors_fixed * sector_size; end += sector_size) {
+    for (std::size_t end = sector_size; end <= fixed_bytes(page); end += sector_size) {
         if (page.u16(end - 2) != update_sequence) return false;
     }
-    return true;
+    return page.has(0, sector_size);
 }
 
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {
-    if (page.size() < sector_size) return false;
     const uni::byte_view view = page;
-    const std::uint16_t update_sequence = view.u16(array_offset);
-    bool sound = true;
-    for (std::uint32_t sector = 0; sector < sectors_fixed && (sector + 1) * sector_size <= page.size(); ++sector) {
-        const std::uint32_t place = sector * sector_size + sector_size - 2;
-        if (view.u16(place) != update_sequence) sound = false;
-        const std::uint16_t word = view.u16(array_offset + 2 + 2 * sector);
-        page[place] = static_cast<std::uint8_t>(word & 0xFF);
-        page[place + 1] = static_cast<std::uint8_t>(word >> 8);
+    const bool sound = sector_ends_match(view, array_offset);
+    std::size_t word_offset = array_offset;
+    for (std::size_t end = sector_size; end <= fixed_bytes(view); end += sector_size) {
+        const std::uint16_t word = view.u16(word_offset += 2);
+        page[end - 2] = static_cast<std::uint8_t>(word & 0xFF);
+        page[end - 1] = static_cast<std::uint8_t>(word >> 8);
     }
     return sound;
 }

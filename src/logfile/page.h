@@ -37,8 +37,8 @@ inline constexpr std::uint32_t records_begin = 64;
 // The signature "RCRD", and an update sequence array of plausible place and size.
 [[nodiscard]] bool is_record_page(uni::byte_view header);
 
-// Says whether each of the eight sectors ends in the update sequence number, the first word at `array_offset`. If not,
-// the page was torn: part of it is older than the rest, or damaged.
+// Says whether each of the eight sectors, as far as the page has them, ends in the update sequence number, the first
+// word at `array_offset`. If not, the page was torn: part of it is older than the rest, or damaged.
 [[nodiscard]] bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset);
 
 // Puts back the eight words at the sector ends of a page, from the array at `array_offset`, whose first word is the

@@ -118,10 +118,7 @@ void refuse_database(option_parse& parse, const std::string&) {
 }
 
 bool is_one_regular_file(std::string_view one, std::string_view other) {
-    const std::string first(uni::trimmed_path(one)), second(uni::trimmed_path(other));
-    uni::file_identity first_file, second_file;
-    return uni::is_regular_file(first) && uni::identify(first, first_file) && uni::identify(second, second_file) &&
-           first_file == second_file;
+    return uni::is_regular_file(std::string(uni::trimmed_path(one))) && uni::identify(one) == uni::identify(other);
 }
 
 // Kept: "-append" stays in the list and changes nothing, as the file that it would append to has been deleted.

@@ -34,16 +34,6 @@ bool begins_like_evidence(const std::string& path) {
     return file.open(path, uni::open_mode::read) && begins_like_evidence(file);
 }
 
-// As opening sees the path.
-bool identify_trimmed(std::string_view path, uni::file_identity& out) {
-    return uni::identify(std::string(uni::trimmed_path(path)), out);
-}
-
-bool names(const std::string& argument, const uni::file_identity& file) {
-    uni::file_identity identity;
-    return identify_trimmed(argument, identity) && identity == file;
-}
-
 argument_list::const_iterator first_input_option(const argument_list& args) {
     return std::ranges::find_if(args, [](const std::string& argument) { return is_one_of(argument, input_options); });
 }
@@ -52,7 +42,7 @@ argument_list::const_iterator first_input_option(const argument_list& args) {
 // entry there counts.
 bool may_be_input(const uni::file_identity& file, const argument_list& left) {
     return std::any_of(first_input_option(left), left.end(),
-                       [&file](const std::string& argument) { return names(argument, file); });
+                       [&file](const std::string& argument) { return uni::identify(argument) == file; });
 }
 
 }  // namespace
@@ -63,7 +53,7 @@ bool is_evidence(int descriptor, const argument_list& args) {
     // Ahead of the options: what stands behind an output option is most likely its value, and may be this very stream.
     const auto first = first_input_option(args);
     for (auto at = first; at != args.end(); ++at) {
-        if (at != first && !is_one_of(*std::prev(at), output_options) && names(*at, *file)) return true;
+        if (at != first && !is_one_of(*std::prev(at), output_options) && uni::identify(*at) == file) return true;
     }
     std::string path = "/dev/fd/";
     append_decimal(path, descriptor);
@@ -71,8 +61,8 @@ bool is_evidence(int descriptor, const argument_list& args) {
 }
 
 bool open_output(uni::file& file, std::string_view path, const argument_list& left) {
-    uni::file_identity identity;
-    if (identify_trimmed(path, identity) && may_be_input(identity, left)) return false;
+    const auto existing = uni::identify(path);
+    if (existing && may_be_input(*existing, left)) return false;
     const std::string name(uni::trimmed_path(path));
     if (uni::is_regular_file(name) && begins_like_evidence(name)) return false;
     if (!file.open(path, uni::open_mode::create)) return false;

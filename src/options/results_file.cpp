@@ -23,8 +23,7 @@ bool results_file::prove(std::string path, const argument_list& left) {
 // Another run may have made the file its own between any two steps: then it is locked, or the name means another by
 // now.
 bool results_file::may_be_taken(std::string_view path) {
-    uni::file_identity named;
-    return m_file.lock() && uni::identify(std::string(uni::trimmed_path(path)), named) && named == m_file.identity();
+    return m_file.lock() && uni::identify(path) == m_file.identity();
 }
 
 bool results_file::open() {

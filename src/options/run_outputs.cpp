@@ -5,10 +5,9 @@
 namespace kest {
 
 bool run_outputs::hold(const std::string& path) const {
-    uni::file_identity file;
-    if (!uni::identify(std::string(uni::trimmed_path(path)), file)) return false;
-    return uni::stored_file(STDOUT_FILENO) == file || uni::stored_file(STDERR_FILENO) == file || diags.is(file) ||
-           results.is(file);
+    const auto file = uni::identify(path);
+    return file && (uni::stored_file(STDOUT_FILENO) == file || uni::stored_file(STDERR_FILENO) == file ||
+                    diags.is(*file) || results.is(*file));
 }
 
 }  // namespace kest

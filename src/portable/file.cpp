@@ -63,11 +63,10 @@ std::string_view trimmed_path(std::string_view path) {
     return path.substr(0, path.find_last_not_of("/\\") + 1);  // none such: npos + 1 is 0
 }
 
-bool identify(const std::string& path, file_identity& out) {
+std::optional<file_identity> identify(std::string_view path) {
     struct stat about {};
-    if (::stat(path.c_str(), &about) != 0) return false;
-    out = {about.st_dev, about.st_ino};
-    return true;
+    if (::stat(std::string(trimmed_path(path)).c_str(), &about) != 0) return std::nullopt;
+    return file_identity{about.st_dev, about.st_ino};
 }
 
 bool is_regular_file(const std::string& path) {

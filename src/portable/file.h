@@ -90,8 +90,8 @@ int open_untouched(const char* path, int flags);
 // Trailing "/" and "\" cut, as opening does.
 std::string_view trimmed_path(std::string_view path);
 
-// False if there is no such file.
-[[nodiscard]] bool identify(const std::string& path, file_identity& out);
+// Nothing if there is no such file. The path is trimmed.
+std::optional<file_identity> identify(std::string_view path);
 // Whether the path names a regular file, itself or by way of links.
 bool is_regular_file(const std::string& path);
 // A link to a regular file does not.

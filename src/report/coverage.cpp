@@ -88,12 +88,12 @@ void gather_pages(log_coverage& coverage, const log_store& log) {
 class mft_comparison {
 public:
     mft_comparison(const log_coverage& coverage, const evidence& stores, const std::vector<logged_usn>& logged)
-        : m_stores(stores), m_logged(logged), m_place{.record_size = stores.inodes.record_size} {
+        : m_stores(stores),
+          m_logged(logged),
+          m_place{.record_size = stores.inodes.record_size},
+          m_by_lsn(index_entries(stores.log, &log_entry::this_lsn)) {
         m_cluster_known = coverage.cluster_size.has_value();
         if (m_cluster_known) m_place.cluster_size = *coverage.cluster_size;
-        for (std::uint32_t position = 0; position < stores.log.entries.size(); ++position)
-            m_by_lsn.add(stores.log.entries[position].this_lsn, position);
-        m_by_lsn.seal_unique();
         m_highest = coverage.lsns.highest;
         for (const auto& restart : coverage.restart) {
             if (restart) m_highest = std::max(m_highest, restart->facts.current_lsn.value_or(0));
@@ -132,7 +132,7 @@ private:
     const std::vector<logged_usn>& m_logged;
     mft_place m_place;
     bool m_cluster_known = false;
-    uni::sealed_index m_by_lsn;
+    const uni::sealed_index m_by_lsn;
     std::uint64_t m_highest = 0;
 };
 
