@@ -124,8 +124,7 @@ private:
         if (record.usn == 0 || !record.is_base || !record.in_use || record.parents.size() != 1) return;
         const auto logged = std::ranges::lower_bound(m_logged, record.usn, {}, &logged_usn::usn);
         if (logged == m_logged.end() || logged->usn != record.usn || logged->file != record.ref()) return;
-        const std::string name = uni::utf16_text(logged->name);
-        if (name != record.name && name != record.alt_name) ++fit.wrong_name;
+        if (uni::utf16_text(logged->name) != record.name) ++fit.wrong_name;
     }
 
     const evidence& m_stores;

@@ -66,6 +66,10 @@ TEST(read_restart_page, believes_no_offset_and_no_number) {
         EXPECT_EQ(facts->oldest_lsn.has_value(), client) << what;
         EXPECT_EQ(facts->client_name.has_value(), name) << what;
     }
+    bytes close = sound;
+    put(close, 24, u16{30});       // an area right behind the header
+    put(close, 30 + 20, u16{32});  // and its length
+    EXPECT_TRUE(read(close)->log_size);
     bytes page = sound;
     put(page, 56, u16{0xFFFF});  // clients
     put(page, 60, u16{0xFFFE});  // the first in use

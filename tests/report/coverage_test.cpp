@@ -12,6 +12,7 @@ using facts = std::map<std::string, std::string>;
 
 constexpr u64 noon = 130'000'000'000'000'000;  // 2012-12-14 23:06:40
 constexpr u64 minute = 600'000'000;
+constexpr u64 folder = 0x0001'0000'0000'0020;
 
 // By their words; the gaps are joined.
 facts facts_in(const std::string& report) {
@@ -329,15 +330,17 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     for (const auto& [what, mft, wanted] : mfts)
         EXPECT_EQ(covered(log, mft).at("mft_fit"), wanted) << what;
 
-    const bytes of_two_names =
-        mft_image({{.number = 0, .lsn = 1},
-                   {.number = 41,
-                    .lsn = 20,
-                    .attributes = {resident(0x10, pack(at{64}, u64{500})), name_image{.name = u"b.txt"}.attribute(),
-                                   name_image{.parent = 0x0001'0000'0000'0020, .name = u"c.txt"}.attribute()}}},
-                  50);
-    EXPECT_EQ(covered(log, of_two_names).at("mft_fit"), "fits") << "the journal may tell the other";
+    const auto of_two_names = [&](const name_image& second) {
+        const file_record two{.number = 41,
+                              .lsn = 20,
+                              .attributes = {resident(0x10, pack(at{64}, u64{500})),
+                                             name_image{.name = u"b.txt"}.attribute(), second.attribute()}};
+        return covered(log, mft_image({{.number = 0, .lsn = 1}, two}, 50)).at("mft_fit");
+    };
+    EXPECT_EQ(of_two_names({.parent = folder, .name = u"c.txt"}), "fits") << "the journal may tell the other";
+    EXPECT_EQ(of_two_names({.name = u"c.txt", .space = 2}), "1 with another name than in the log");
     EXPECT_EQ(covered(log_of_pages({change(20, 41)}), file(20)).at("mft_fit"), "") << "the cluster size is not known";
+    EXPECT_EQ(covered(log_of_pages({change(20, 2)}), file(20, u"a.txt", 2)).at("mft_fit"), "fits") << "nor needed";
     EXPECT_EQ(covered(pack(restart_page{.current_lsn = 50}.image(), log), file(50)).at("mft_fit"), "")
         << "a restart page knows a later LSN";
 
