@@ -93,7 +93,7 @@ void run_workers(const logfile_options& options, evidence& stores) {
     std::size_t started = 0;
     if (options.have_mft) threads[started++].start(mft_worker, &task);
     if (options.have_log) threads[started++].start(log_worker, &task);
-    if (options.have_jrnl && !options.tells_journal()) threads[started++].start(jrnl_worker, &task);
+    if (options.have_jrnl && !options.streams_journal()) threads[started++].start(jrnl_worker, &task);
     show_status(options, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();
@@ -144,7 +144,7 @@ bool worker_run(const run_context& run) {
     run_workers(options, stores);
     if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
-    if (!options.tells_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (!options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
     if (!anything_found(options, stores)) {
         say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
         return false;
@@ -153,7 +153,7 @@ bool worker_run(const run_context& run) {
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
-    if (options.tells_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }

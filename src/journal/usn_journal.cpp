@@ -4,7 +4,6 @@
 #include <new>
 
 #include "mft/inode_ref.h"
-#include "portable/block_reader.h"
 #include "portable/reserve.h"
 
 namespace kest {
@@ -85,18 +84,6 @@ void reserve_entries(usn_journal& journal) {
     uni::try_reserve(journal.journal_by_inode, count);
 }
 
-void scan_blocks(usn_journal& journal) {
-    std::vector<std::uint8_t> buffer(journal_block_size);
-    uni::block_reader reader(journal.file, 0, journal.file.size(), journal_block_size);
-    while (reader.advance()) {
-        const uni::block_reader::block block = reader.read(buffer);
-        scan_journal_block(journal, uni::byte_view{buffer}.slice(0, block.bytes), block.offset);
-        if (!block.failed) continue;
-        journal.incomplete = true;
-        if (block.bytes == 0) return;
-    }
-}
-
 }  // namespace
 
 void usn_journal::clear() {
@@ -115,7 +102,9 @@ bool open_journal(usn_journal& journal, const std::string& path) {
 bool scan_journal(usn_journal& journal) {
     try {
         reserve_entries(journal);
-        scan_blocks(journal);
+        for_each_journal_block(journal, [&journal](uni::byte_view block, std::uint64_t file_offset) {
+            scan_journal_block(journal, block, file_offset);
+        });
     } catch (const std::bad_alloc&) {
         journal.incomplete = true;  // what was found up to here stands
     }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "journal/usn_record.h"
+#include "portable/block_reader.h"
 #include "portable/byte_view.h"
 #include "portable/file.h"
 #include "portable/large_pages.h"
@@ -51,6 +52,21 @@ bool scan_journal(usn_journal& journal);
 // What a journal file is read by; no record crosses one of its pages.
 inline constexpr std::size_t journal_block_size = 65'536;
 inline constexpr std::size_t journal_page_size = 4096;
+
+// Calls `visit(block, file_offset)` for each block of the open file. What cannot be read leaves it incomplete, and ends
+// it where nothing arrives.
+template <class visitor>
+void for_each_journal_block(usn_journal& journal, visitor&& visit) {
+    std::vector<std::uint8_t> buffer(journal_block_size);
+    uni::block_reader reader(journal.file, 0, journal.file.size(), journal_block_size);
+    while (reader.advance()) {
+        const uni::block_reader::block block = reader.read(buffer);
+        visit(uni::byte_view{buffer}.slice(0, block.bytes), block.offset);
+        if (!block.failed) continue;
+        journal.incomplete = true;
+        if (block.bytes == 0) return;
+    }
+}
 
 // Calls `visit(record, bytes, position)` for each record of one block, which is read from its start; a record that does
 // not end within it ends the block.

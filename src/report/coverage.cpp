@@ -7,7 +7,6 @@
 #include "logfile/mft_place.h"
 #include "logfile/operation.h"
 #include "logfile/told_sizes.h"
-#include "portable/block_reader.h"
 #include "portable/utf16.h"
 #include "report/logged_facts.h"
 
@@ -150,20 +149,15 @@ mft_coverage gather_mft(const log_coverage& coverage, const evidence& stores, co
     return found;
 }
 
-// Reads the journal file once more, as what rows look up in it leaves out records of version 3 and that of USN 0.
+// Reads the journal file by itself: what rows look up in it leaves out records of version 3 and that of USN 0.
 class journal_survey {
 public:
     explicit journal_survey(const std::vector<logged_usn>& logged) : m_logged(logged) {}
 
-    journal_coverage run(const uni::file& file) {
-        std::vector<std::uint8_t> buffer(journal_block_size);
-        uni::block_reader reader(file, 0, file.size(), journal_block_size);
-        while (reader.advance()) {
-            const uni::block_reader::block block = reader.read(buffer);
-            for_each_usn_record(uni::byte_view{buffer}.slice(0, block.bytes),
-                                [this](const usn_record& record, uni::byte_view, std::size_t) { add(record); });
-            if (block.failed && block.bytes == 0) break;
-        }
+    journal_coverage run(usn_journal& journal) {
+        for_each_journal_block(journal, [this](uni::byte_view block, std::uint64_t) {
+            for_each_usn_record(block, [this](const usn_record& record, uni::byte_view, std::size_t) { add(record); });
+        });
         if (!m_logged.empty() && m_found.usns.any) {
             m_found.fit.behind = m_found.usns.lowest > m_logged.back().usn;
             m_found.fit.ahead = m_found.usns.highest < m_logged.front().usn;
@@ -206,7 +200,7 @@ void value_range::add(std::uint64_t value) {
     any = true;
 }
 
-log_coverage gather_coverage(const evidence& stores, const logfile_options& options, std::string_view log_path) {
+log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path) {
     log_coverage coverage;
     coverage.path = log_path;
     gather_records(coverage, stores.log);
@@ -221,7 +215,7 @@ log_coverage gather_coverage(const evidence& stores, const logfile_options& opti
         coverage.mft->path = options.mft_path;
     }
     if (!options.jrnl_path.empty()) {
-        coverage.journal = journal_survey(logged).run(stores.journal.file);
+        coverage.journal = journal_survey(logged).run(stores.journal);
         coverage.journal->path = options.jrnl_path;
     }
     return coverage;

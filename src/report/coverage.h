@@ -90,7 +90,7 @@ struct log_coverage {
 };
 
 // Gathers it. `log.pages` was counted; `inodes` holds what the MFT does, and nothing of the log yet.
-log_coverage gather_coverage(const evidence& stores, const logfile_options& options, std::string_view log_path);
+log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path);
 
 // "fits", what speaks against it, joined by "; ", or nothing.
 std::string fit_text(const mft_fit& fit);

@@ -101,8 +101,10 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
     const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_behind(mft, 1 << 20))});
     const argument_list three =
         with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 65536))});
-    const std::tuple<argument_list, off_t, std::string> rows[] = {
-        {with({"-quiet"}, log), 4 << 20, "log"}, {two, 1 << 20, "mft"}, {three, 65536, "jrnl"}};
+    const std::tuple<argument_list, off_t, std::string> rows[] = {{with({"-quiet"}, log), 4 << 20, "log"},
+                                                                  {two, 1 << 20, "mft"},
+                                                                  {three, 65536, "jrnl"},
+                                                                  {with({"-coverage"}, three), 65536, "jrnl"}};
     for (const auto& [args, offset, name] : rows) {
         EXPECT_EQ(ran(args, [] {}).status, 0);
         const auto rows_before = std::ranges::count(report, '\n');
