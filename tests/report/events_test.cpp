@@ -29,7 +29,7 @@ public:
 
     bytes image() const { return log_of_pages(m_records); }
 
-    // These cells of each event of the file records from 40 on.
+    // These cells of each event, except those of `folder` and `other_folder`.
     texts told(const std::vector<std::size_t>& cells, const argument_list& more = {}) const {
         const memory_file log(image());
         argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10"};
@@ -46,7 +46,7 @@ public:
                 else
                     row.back() += c;
             }
-            if (lines < 4 || std::stoul(row.at(7)) < 40) continue;
+            if (lines < 4 || row.at(7) == "30" || row.at(7) == "31") continue;
             all.emplace_back();
             for (const std::size_t cell : cells)
                 all.back() += (all.back().empty() ? "" : "|") + row.at(cell);
@@ -100,8 +100,8 @@ record born(const std::vector<u64>& times, u16 sequence = 1, const std::u16strin
     step.redo.resize(400);
     return step;
 }
-record freed(u16 sequence = 1) {
-    return to_record(3, 2, {}, pack(u32{0x454C4946}, at{16}, sequence, u16{1}, u16{56}, u16{1}), 0);
+record freed(u16 sequence = 1, u16 flags = 1) {
+    return to_record(3, 2, {}, pack(u32{0x454C4946}, at{16}, sequence, u16{1}, u16{56}, flags), 0);
 }
 record standard(u16 place, const bytes& before, const bytes& after) {
     record step = to_record(7, 7, after, before, 72);
@@ -190,9 +190,9 @@ TEST(events, tell_what_became_of_names) {
          false,
          {"renamed|[root]/b|[root]/a|done", "renamed|[root]/c|[root]/b|undone"}},
         {"a file record is written again",
-         {to_record(0, 2, {}, make.redo, 0), make, came(file, root, u"b"), got(root, u"b")},
+         {flagged, came(file, root, u"b"), to_record(0, 2, {}, make.redo, 0), make, got(root, u"b")},
          false,
-         {"link_added|[root]/b||open"}},
+         {"attributes_set|[root]/a||open", "link_added|[root]/b||open"}},
         {"called as it is told next",
          {flagged, went(file, root, u"a"), went(file, root, u"b"), end()},
          false,
@@ -201,6 +201,10 @@ TEST(events, tell_what_became_of_names) {
          {flagged, came(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]/b||done", "link_added|[root]/b||done"}},
+        {"called by a short name that became a long one",
+         {came(file, root, u"b"), came(file, root, u"x", 2), came(file, root, u"x"), flagged, end()},
+         false,
+         {"link_added|[root]/b||done", "link_added|[root]/x||done", "attributes_set|[root]/x||done"}},
         {"taken back to a name that stands",
          {came(file, root, u"b"), got(root, u"b"), came(file, root, u"c"), undoing(15, 1050), end()},
          false,
@@ -222,6 +226,7 @@ TEST(events, tell_what_became_of_names) {
          false,
          {"moved|<unk_path>\\a|[root]/a|done"}},
         {"within it", {went(file, extend, u"a"), came(file, extend, u"b"), end()}, false, {}},
+        {"one of the system's own files", {came(file - 17, root, u"b"), end()}, false, {}},
         {"the index knows better",
          {went(file, root, u"a"), got(root, u"a"), end()},
          false,
@@ -240,6 +245,14 @@ TEST(events, tell_what_became_of_names) {
          false,
          {"link_added|[root]/b||done"}},
         {"half an entry's move", {came(file, root, u"b"), end()}, true, {}},
+        {"below a record whose file is not known",
+         {got(root, u"x"), came(file + 1, file & 0xFFFF'FFFF, u"b"), end()},
+         false,
+         {"link_added|[root]/x||done", "link_added|<unk_path>\\b||done"}},
+        {"below an extension record",
+         {written({.number = 41, .base = file}), came(file + 2, file + 1, u"b"), end()},
+         false,
+         {"link_added|<unk_path>\\b||done"}},
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
          true,
@@ -294,7 +307,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
          false,
          {"link_removed|[root]/b||done", "link_removed|[root]/c||done", "deleted|[root]/a||done"}},
         {"a name and an extension record",
-         {went(file, root, u"a"), lost(root, u"a"), written({.number = 41, .base = file}), of_41(gone(0, 1)), end()},
+         {went(file, root, u"a"), lost(root, u"a"), written({.number = 41, .base = file}), of_41(gone(1, 1)), end()},
          false,
          {"link_removed|[root]/a||done"}},
         {"a record that was free", {gone(1, 0), end()}, false, {}},
@@ -321,6 +334,13 @@ TEST(events, have_the_time_that_their_records_tell) {
         {"a change", {changed(noon, noon + hour), end()}, {one + "|record"}},
         {"none", {changed(noon, noon), end()}, {twelve + "|after"}},
         {"back", {changed(noon + hour, noon), end()}, {one + "|after", one + "|after"}},
+        {"that of another file",
+         {changed(noon, noon + hour), came(file + 1, root, u"b"), end()},
+         {one + "|record", one + "|after"}},
+        {"a record that is not in use",
+         {written({.flags = 0, .attributes = {resident(0x10, pack(noon, noon, noon, noon, at{72}))}}),
+          came(file, root, u"b"), end()},
+         {"after"}},
         {"a record that is written again",
          {to_record(0, 2, {}, born({noon, noon, noon, noon}).redo, 0), born({noon, noon, noon, noon}),
           came(file, root, u"b"), got(root, u"b"), end()},
@@ -356,6 +376,9 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         {"converted alone", {removed(u"", 5), added(u""), sized(0, 0)}, {}},
         {"converted and filled", {removed(u"", 5), added(u""), sized(0, 5)}, {}},
         {"converted and grown", {removed(u"", 5), added(u""), sized(0, 9)}, {resized("[root]/a", 5, 9)}},
+        {"converted from later parts",
+         {to_record(6, 5, {}, nonresident(0x80, bytes(8), {.first_vcn = 1, .real_size = 7})), added(u""), sized(3, 9)},
+         {resized("[root]/a", 3, 9)}},
         {"a part that went behind what came",
          {added(u"", 0x80, 300), removed(u"", 6, 0x80, 300), sized(10, 20)},
          {resized("[root]/a", 10, 20)}},
@@ -440,6 +463,9 @@ TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
         {"those before, and some of those behind",
          {standard(32, pack(u32{0x20}), pack(u32{0x20})), standard(32, {0x20}, {0x22})},
          {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"HIDDEN, ARCHIVE\"]"}},
+        {"those behind, and some of those before",
+         {standard(32, {0x20}, pack(u32{0x21}))},
+         {"attributes_set|before=[\"flags\":\"\"];after=[\"flags\":\"READ_ONLY\"]"}},
         {"attributes that have no word, and none",
          {standard(32, pack(u32{0x40000000}), pack(u32{0x00800021}))},
          {"attributes_set|before=[\"flags\":\"none set\"];after=[\"flags\":\"READ_ONLY, ARCHIVE, 0x800000\"]"}},
@@ -462,10 +488,18 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
     }
     const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000}}, 41));
     EXPECT_EQ(log.told({4, 6, 8}, {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part|"});
+    const record name = of_41(got(root, u"x"));
+    const memory_file in_use(mft_image({{.number = 0}, {}}, 41));
+    EXPECT_EQ(story()
+                  .add({got(root, u"x"), standard(32, {0x20}, {0x22}), end()})
+                  .told({4, 6, 16}, {"-mftfile", in_use.path()})
+                  .at(1),
+              R"([root]/x|mft|before=["flags":""];after=["flags":"HIDDEN"])");
+    const story taken_back = story().add({logged({.file = file + 1}), undoing(8, 0), end()}).add({name, end()});
+    EXPECT_EQ(taken_back.told({7, 8}, {"-mftfile", in_use.path()}), (texts{"41|1", "41|"}));
     // An extension record in the MFT that the log knows as a file of its own.
     const memory_file extended(
         mft_image({{.number = 0}, {.number = 40}, {.number = 41, .base = file, .attributes = {}}}, 42));
-    const record name = of_41(got(root, u"x"));
     EXPECT_EQ(story().add({name, end()}).told({7, 8}, {"-mftfile", extended.path()}), texts{"40|1"});
     EXPECT_EQ(
         story().add({came(file + 1, root, u"y"), end()}).add({name, end()}).told({7, 8}, {"-mftfile", extended.path()}),
@@ -484,6 +518,8 @@ TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
         const story log =
             story().add({freed(freed_one), end()}).add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
         EXPECT_EQ(log.told({3, 4, 6}, {"-mftfile", mft.path()}), told) << freed_one << sequence << flags;
+        const story below = story().add({came(file + 1, file & 0xFFFF'FFFF, u"b"), end()});  // of no certain folder
+        EXPECT_EQ(below.told({4}, {"-mftfile", mft.path()}), texts{"<unk_path>\\b"}) << sequence << flags;
     }
 }
 
@@ -532,6 +568,30 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
          {{extension, end()}, {came(file + 1, root, u"y"), end()}},
          "link_added",
          {"41|1"}},
+        {"of who was there until a birth",
+         {{flagged, end()}, {went(file, root, u"a"), born({noon, noon, noon, noon}), came(file, root, u"b"), end()}},
+         "attributes_set",
+         {"40|1"}},
+        {"of who was there, if a free record is given up",
+         {{came(file, root, u"a"), end()}, {freed(1, 0), end()}, {flagged, end()}},
+         "attributes_set",
+         {"40|1"}},
+        {"of nobody, given up without a number",
+         {{freed(0), end()}, {came(file, root, u"a"), end()}},
+         "deleted",
+         {"40|"}},
+        {"of nobody, born without a number",
+         {{extension, end()}, {written({.number = 41, .sequence = 0})}},
+         "created",
+         {"41|"}},
+        {"of nobody behind an extension record that is replaced",
+         {{of_41(to_record(0, 2, {}, extension.redo, 0)), end()}, {name_of_41, end()}},
+         "link_added",
+         {"41|"}},
+        {"each of its own in one record, all taken back",
+         {{came(file, root, u"a"), came(second, root, u"b"), got(root, u"b"), undoing(15, 0), end()}},
+         "link_added",
+         {"40|1", "40|2"}},
     };
     for (const auto& [what, transactions, event, sequences] : rows) {
         story all;
@@ -557,11 +617,14 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
                      "2012-12-15 00:06:40.000000000|journal|data_overwritten|data_overwritten; data_appended",
                      "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten",
                      "2012-12-15 00:06:40.000000000|after|data_truncated|data_overwritten; data_truncated"}));
+    EXPECT_EQ(story().add({logged({.file = 0x28}), end()}).told(), texts{}) << "of nobody that is known";
 }
 
-TEST(events, have_the_name_that_a_journal_record_of_the_transaction_tells) {
-    EXPECT_EQ(story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), journal(0x8000), end()}).told(),
-              texts{"attributes_set|[root]/a.txt||done"});
+TEST(events, have_the_name_that_a_journal_record_tells) {
+    const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
+    EXPECT_EQ(story().add({flagged, journal(0x8000), end()}).told(), texts{"attributes_set|[root]/a.txt||done"});
+    EXPECT_EQ(story().add({journal(0x1)}).add({flagged, end()}).add({logged({.file = file, .name = u"b"})}).told({4}),
+              (texts{"[root]/a.txt", "[root]/a.txt", "[root]/b"}));
 }
 
 TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
@@ -571,6 +634,7 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
     const record touch = standard(24, pack(noon), pack(noon + 5 * hour));
     const auto modified = [](u64 before, u64 after) { return standard(8, pack(before), pack(after)); };
     const auto created = [](u64 after) { return standard(0, pack(noon), pack(after)); };
+    const record taken = to_record(0, 3, {}, {}, 0);
     const auto retimed = [&](const record& ahead) {
         return std::vector<std::vector<record>>{
             {ahead, end()}, {make, name, end()}, {touch, end()}, {created(1), end()}};
@@ -603,14 +667,23 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
           {touch, end()},
           {modified(noon + 5 * hour, noon + 4 * hour), end()}},
          {"created"}},
-        {"once sizes were written",
-         {{make, name, end()}, {to_record(11, 11, bytes(24), bytes(24), 200), end()}, {created(noon - hour), end()}},
+        {"once sizes were written and the record was taken again",
+         {{make, name, end()},
+          {to_record(11, 11, bytes(24), bytes(24), 200), taken, end()},
+          {created(noon - hour), end()}},
          {"created"}},
         {"more bytes replaced than written", {{standard(24, pack(noon, u32{0x20}), pack(noon + hour)), end()}}, {}},
         {"more bytes written than replaced", {{standard(24, pack(noon), pack(noon + hour, u32{0x21})), end()}}, {}},
         {"of a file without a name",
          {{written({.attributes = {}}), end()}, {touch, end()}, {created(noon - hour), end()}},
          {"times_set"}},
+        {"of a file without a number", {{born(fresh, 0)}, {created(noon - hour), end()}}, {"created", "times_set"}},
+        {"between its birth and a later one",
+         {{make, name, end()},
+          {born({noon + 5 * hour, noon, noon, noon}), end()},
+          {touch, end()},
+          {modified(noon + 2 * hour, noon + hour), end()}},
+         {"created", "times_set"}},
         {"back to the birth",
          {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon), end()}},
          {"created", "times_set"}},
@@ -660,6 +733,13 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
     EXPECT_EQ(log.told({16}).at(2),
               "before=[\"modified\":\"2012-12-14 23:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"];"
               "after=[\"modified\":\"2012-12-14 22:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"]");
+    const std::vector<bytes> flags = {resident(0x10, pack(at{32}, u32{0x20}, at{72}))};
+    for (const file_record& other : {file_record{.flags = 0, .attributes = flags},
+                                     {.number = 41, .sequence = 0, .base = file, .attributes = flags}}) {
+        const story some =
+            story().add({came(file, root, u"a"), written(other), end()}).add({standard(32, {0x20}, {0x22}), end()});
+        EXPECT_EQ(some.told({16}).at(1), R"(before=["flags":""];after=["flags":"HIDDEN"])") << other.number;
+    }
 }
 
 TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
@@ -743,6 +823,9 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
         {"the new name stays a reason",
          {says(old_name), says(new_name, u"b"), says(old_name | new_name, u"b"), says(new_name, u"c")},
          {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
+        {"both at once",
+         {says(old_name | new_name, u"b"), says(old_name | new_name | closed, u"b")},
+         {"file_old_name|[root]/b||journal", "file_new_name|[root]/b||journal"}},
         {"a name of two is missing",
          {says(old_name), says(appended, u"a.txt"), says(new_name | closed, u"b"), says(old_name, u"b")},
          {"file_old_name|[root]/a.txt||journal", "data_appended|[root]/a.txt||journal",
