@@ -28,15 +28,14 @@ record_news open_files::take(const journal_record& record, bool in_log) {
 // that was given before the file was closed shows no second time.
 void open_files::take_names(open_file& state, const journal_record& record, bool in_log, record_news& news) {
     const std::uint32_t reasons = record.usn.get(&usn_layout::reason);
-    const bool old_again = (news.reasons & old_name) != 0;
     if (state.old) {
-        if ((reasons & new_name) != 0 && !old_again && !in_log) {
+        if ((reasons & new_name) != 0 && !in_log) {
             news.of = std::exchange(state.old, std::nullopt);
-        } else if ((reasons & old_name) == 0 || old_again || (reasons & closed) != 0) {
+        } else if ((reasons & old_name) == 0 || (reasons & closed) != 0) {
             news.left_alone = std::exchange(state.old, std::nullopt)->place;
         }
     }
-    if (!old_again || in_log || (news.reasons & new_name) != 0 || (reasons & closed) != 0) return;
+    if ((news.reasons & old_name) == 0 || in_log || (news.reasons & new_name) != 0 || (reasons & closed) != 0) return;
     const auto units = record.usn.name().bytes();
     state.old = former_name{record.place, record.usn.parent(), {units.begin(), units.end()}};
     news.waits = true;

@@ -197,6 +197,10 @@ TEST(events, tell_what_became_of_names) {
          {flagged, went(file, root, u"a"), went(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]/a||done", "link_removed|[root]/a||done", "link_removed|[root]/b||done"}},
+        {"called as it is told behind one that went",
+         {went(file, root, u"a"), flagged, went(file, root, u"b"), end()},
+         false,
+         {"link_removed|[root]/a||done", "attributes_set|[root]/b||done", "link_removed|[root]/b||done"}},
         {"called as it is told at all",
          {flagged, came(file, root, u"b"), end()},
          false,
@@ -316,6 +320,10 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
         SCOPED_TRACE(row.what);
         EXPECT_EQ(story().add(row.steps, row.cut).told(), row.told);
     }
+    const record replaced = to_record(0, 2, {}, born({noon, noon, noon, noon}).redo, 0);
+    EXPECT_EQ(story().add({replaced, end()}).add({born({noon, noon, noon, noon}), came(file, root, u"a")}).told(),
+              texts{"created|[root]/a||open"})
+        << "written again in another transaction";
 }
 
 TEST(events, have_the_time_that_their_records_tell) {
@@ -733,6 +741,10 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
     EXPECT_EQ(log.told({16}).at(2),
               "before=[\"modified\":\"2012-12-14 23:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"];"
               "after=[\"modified\":\"2012-12-14 22:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"]");
+    const bytes stream = resident(0x80, pack(noon, noon, noon, noon, at{72}), {.name = u"s"});
+    const story beside = story().add({came(file, root, u"a"), to_record(5, 6, stream, {}, 300), end()});
+    EXPECT_EQ(story(beside).add({standard(32, {0x20}, {0x22}), end()}).told({16}).back(),
+              R"(before=["flags":""];after=["flags":"HIDDEN"])");
     const std::vector<bytes> flags = {resident(0x10, pack(at{32}, u32{0x20}, at{72}))};
     for (const file_record& other : {file_record{.flags = 0, .attributes = flags},
                                      {.number = 41, .sequence = 0, .base = file, .attributes = flags}}) {
@@ -854,7 +866,8 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
           {.version = 4, .file = file, .reason = appended | closed},
           says(appended | closed)},
          {"created|[root]/a.txt||journal", "data_appended|<unk_path>\\||part"}},
-        {"of the system", {says(appended, u"$a", extend)}, {}},
+        {"of the system", {says(appended, u"$a", extend), says(appended, u"$Secure", root, 0x0009'0000'0000'0009)}, {}},
+        {"the root", {says(appended, u".", root, root)}, {"data_appended|[root]/||journal"}},
         {"out of the system's folder and into it",
          {says(old_name, u"q", extend), says(new_name, u"q"), says(appended | new_name, u"q"), says(closed, u"q"),
           says(old_name, u"q"), says(new_name | appended | closed, u"q", extend), says(old_name, u"q", extend),
