@@ -108,6 +108,8 @@ TEST(file_record, shows_the_last_long_name_and_the_first_sizes) {
         {"an extension", {.base = 0x0003'0000'0000'0021, .attributes = {}}, "\"extension\":\"inode 0x28 base 0x21\"]"},
         {"across a sector end", with({resident(0x80, bytes(336 - 24)), torn}),
          R"("name":"crosses a sector end";"parent":"0x05")"},
+        {"up to the record's last word", with({resident(0x80, bytes(352 - 24)), name(5, std::u16string(255, u'n'))}),
+         "\"name\":\"" + std::string(255, 'n') + R"(";"parent":"0x05")"},
     };
     for (const auto& [what, record, expected] : rows)
         EXPECT_EQ(shown_of(record), expected) << what;
