@@ -104,7 +104,8 @@ void write_mft(std::ofstream& out, u64 mebibytes) {
         if (directory) f.size = 0;
         f.names = {{.parent = parent | u64{parent == 5 ? 5 : 1 + parent % 9} << 48,
                     .name = name_of(number),
-                    .copy = f.copy()}};
+                    .copy = f.copy(),
+                    .id = 2}};
         write(out, f.image());
     }
 }
