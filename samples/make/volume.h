@@ -321,21 +321,28 @@ private:
         return m_last;
     }
 
-    // A change to a file's record, four of which share a cluster. `place` is where the attribute begins that it is
-    // about, 0 for the record.
+    // A change in clusters of an attribute; `r` says where within the cluster.
+    u64 log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo,
+                     record r = {.block_size = 8}) {
+        r.redo_op = ops.redo;
+        r.undo_op = ops.undo;
+        r.target_attribute = target;
+        r.lcns_to_follow = 1;
+        r.attribute_offset = static_cast<u16>(offset);
+        r.vcn = vcn;
+        r.lcn = lcn;
+        r.redo = std::move(redo);
+        r.undo = std::move(undo);
+        return log(std::move(r));
+    }
+
+    // A change to a file's record, four of which share a cluster of $MFT. `place` is where the attribute begins that
+    // it is about, 0 for the record.
     void log_file(volume_file& f, operations ops, std::size_t place, std::size_t offset, bytes redo, bytes undo) {
-        f.lsn = log({.redo_op = ops.redo,
-                     .undo_op = ops.undo,
-                     .target_attribute = 0x18,  // $MFT:$DATA
-                     .lcns_to_follow = 1,
-                     .record_offset = static_cast<u16>(place),
-                     .attribute_offset = static_cast<u16>(offset),
-                     .cluster_block = static_cast<u16>(f.number % 4 * 2),
-                     .block_size = 2,
-                     .vcn = f.number / 4,
-                     .lcn = mft_lcn + f.number / 4,
-                     .redo = std::move(redo),
-                     .undo = std::move(undo)});
+        const record where{.record_offset = static_cast<u16>(place),
+                           .cluster_block = static_cast<u16>(f.number % 4 * 2),
+                           .block_size = 2};
+        f.lsn = log_clusters(ops, 0x18, f.number / 4, mft_lcn + f.number / 4, offset, redo, undo, where);
     }
 
     // Logs all that has become of a file's attributes since the log told of them last, each with what it was.
@@ -386,20 +393,6 @@ private:
         const auto equal = std::ranges::mismatch(before, after).in1 - before.begin();
         const std::size_t first = static_cast<std::size_t>(equal) / 8 * 8;
         log_file(f, {7, 7}, place, value + first, part(after, first), part(before, first));
-    }
-
-    // A change in clusters of an attribute.
-    void log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo) {
-        log({.redo_op = ops.redo,
-             .undo_op = ops.undo,
-             .target_attribute = target,
-             .lcns_to_follow = 1,
-             .attribute_offset = static_cast<u16>(offset),
-             .block_size = 8,
-             .vcn = vcn,
-             .lcn = lcn,
-             .redo = std::move(redo),
-             .undo = std::move(undo)});
     }
 
     // The system names an attribute in the log when it touches it first.
