@@ -66,7 +66,6 @@ public:
 
     void wait(u64 milliseconds) { m_now += milliseconds * 10000; }
     void set_clock(u64 now) { m_now = now; }
-    volume_file& at(u32 number) { return m_files.at(number); }
     u64 log_round() const { return m_log.round(); }
     const bytes& journal() const { return m_journal; }
 
@@ -158,9 +157,10 @@ public:
         end(f, gone, reasons::hard_link);
     }
 
-    void set_information(u32 file, const file_times& times, u32 attributes) {
+    // `time` is when the file is to have been created, modified and accessed.
+    void set_information(u32 file, u32 attributes, u64 time = 0) {
         volume_file& f = begin(file);
-        f.times = times;
+        if (time != 0) f.times = {time, time, time, time};
         f.times.changed = m_now;
         f.attributes = attributes;
         end(f, f.names.front(), reasons::basic_info);
@@ -267,13 +267,11 @@ public:
 
     bytes log_image() { return m_log.image(open_names()); }
 
+    // The MFT grows by 64 records.
     bytes mft_image() const {
-        const u32 count = (m_next_number + 63) / 64 * 64;  // the MFT grows by 64 records
         bytes out;
-        for (u32 number = 0; number < count; ++number) {
-            const auto found = m_files.find(number);
-            append(out, found != m_files.end() ? found->second.image() : volume_file{number, 1, false}.image());
-        }
+        for (u32 number = 0; number < m_next_number || number % 64 != 0; ++number)
+            append(out, (m_files.contains(number) ? m_files.at(number) : volume_file{number, 1, false}).image());
         return out;
     }
 
@@ -362,19 +360,16 @@ private:
         place = 56;
         for (std::size_t i = 0; i < now.size(); place += now[i++].size()) {
             if (i == was.size() || !is_same(was[i], now[i])) {
-                was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), without_clusters(now[i]));
-                log_file(f, {5, 6}, place, 0, was[i], {});
+                bytes fresh = now[i];  // its clusters, if it has any, come afterwards
+                if (fresh[8] != 0)
+                    fresh =
+                        in_clusters(read<u32>(fresh, 0), read<u16>(fresh, 14), fresh[9] != 0 ? u"$I30" : u"", {}, 0);
+                log_file(f, {5, 6}, place, 0, fresh, {});
+                was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), std::move(fresh));
             }
             log_value(f, place, was[i], now[i]);
             was[i] = now[i];
         }
-    }
-
-    // As an attribute in clusters is created: the clusters come afterwards. Any other one as it is.
-    static bytes without_clusters(const bytes& attribute) {
-        if (attribute[8] == 0) return attribute;
-        const std::u16string_view name = attribute[9] != 0 ? u"$I30" : u"";
-        return in_clusters(read<u32>(attribute, 0), read<u16>(attribute, 14), name, {}, 0);
     }
 
     void log_value(volume_file& f, std::size_t place, const bytes& was, const bytes& now) {
@@ -410,21 +405,20 @@ private:
 
     // A change to a directory's entries, in its record or in its clusters; the operations in clusters are numbered two
     // above those in the record, the copies of names one above.
-    void log_index(volume_file& directory, operations in_root, const std::u16string& name, bytes redo, bytes undo) {
-        std::size_t before = 0;
+    void log_index(volume_file& directory, operations ops, const std::u16string& name, const bytes& redo,
+                   const bytes& undo) {
+        std::size_t offset = 0;
         for (auto entry = directory.entries.begin(); entry != directory.entries.lower_bound(name); ++entry)
-            before += entry->second.size();
-        const std::size_t offset = 64 + before % 4000;
-        if (!directory.large_index) {
-            log_file(directory, in_root, directory.place_of(types::index_root), offset, std::move(redo),
-                     std::move(undo));
+            offset += entry->second.size();
+        offset = 64 + offset % 4000;
+        if (directory.large_index) {
+            const auto above = [](u16 op) { return static_cast<u16>(op + (op == 19 ? 1 : 2)); };
+            const u16 target = open_attribute(directory, types::index_allocation, u"$I30");
+            log_clusters({above(ops.redo), above(ops.undo)}, target, 0, directory.index_lcn(), offset, redo, undo);
+        } else {
+            log_file(directory, ops, directory.place_of(types::index_root), offset, redo, undo);
             directory.logged = directory.all_attributes();
-            return;
         }
-        const auto above = [](u16 op) { return static_cast<u16>(op + (op == 19 ? 1 : 2)); };
-        log_clusters({above(in_root.redo), above(in_root.undo)},
-                     open_attribute(directory, types::index_allocation, u"$I30"), 0, directory.index_lcn(), offset,
-                     std::move(redo), std::move(undo));
     }
 
     void index(volume_file& f, const name_image& name) {
@@ -529,6 +523,7 @@ private:
         log({.redo_op = 27, .undo_op = compensation});
     }
 
+    volume_file& at(u32 number) { return m_files.at(number); }
     volume_file& parent_of(const name_image& name) { return at(static_cast<u32>(name.parent)); }
 
     static constexpr u16 compensation = 1;
