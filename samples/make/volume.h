@@ -187,10 +187,10 @@ public:
         f.security_id = 0x200 + file;
         const bytes place = pack(f.security_id * 0x9E3779B9, f.security_id, 0x40000 + f.security_id * u64{0x80},
                                  u32{0x78});  // the hash first
-        log_index(at(9), {12, 13}, {}, pack(u64{0}, u16{48}, u16{8}, u32{0}, part(place, 0, 8), place, disk::at{48}),
-                  {});
-        log_index(at(9), {12, 13}, {}, pack(u64{0}, u16{40}, u16{4}, u32{0}, part(place, 4, 8), place, disk::at{40}),
-                  {});
+        const bytes by_hash = pack(u64{0}, u16{48}, u16{8}, u32{0}, part(place, 0, 8), place, disk::at{48});
+        const bytes by_id = pack(u64{0}, u16{40}, u16{4}, u32{0}, part(place, 4, 8), place, disk::at{40});
+        log_index(at(9), {12, 13}, {}, by_hash, {});
+        log_index(at(9), {12, 13}, {}, by_id, {});
         log_file(at(24), {33, 33}, at(24).place_of(types::index_root), 96, pack(m_quota + f.size), pack(m_quota));
         m_quota += f.size;
         end(f, f.names.front(), reasons::security);
@@ -476,7 +476,6 @@ private:
         f.reasons = (reason & reasons::closed) != 0 ? 0 : reason & ~reasons::old_name;
         const u64 usn = m_first_usn + m_journal.size();
         if ((reason & reasons::closed) != 0) f.usn = usn;
-        const u32 folder_bit = f.directory ? 0x10 : 0;
         const bytes image = usn_image{.file = f.reference(),
                                       .parent = name.parent,
                                       .usn = usn,
@@ -484,7 +483,7 @@ private:
                                       .reason = reason,
                                       .source = 0,
                                       .security_id = 0,
-                                      .attributes = (f.attributes & 0xFFFF) | folder_bit,
+                                      .attributes = (f.attributes & 0xFFFF) | (f.directory ? 0x10 : 0),
                                       .name = name.name}
                                 .image();
         log_clusters({8, 0}, open_attribute(at(27), types::data, u"$J"), usn / 4096,
