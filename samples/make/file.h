@@ -47,7 +47,8 @@ inline u64 clusters_of(const std::vector<cluster_run>& runs) {
 }
 
 // An attribute with these runs, each further on than the one before.
-inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs, u64 size) {
+inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs = {},
+                         u64 size = 0) {
     bytes pairs;
     for (u64 before = 0; const cluster_run& r : runs) {
         const u64 step = r.lcn - std::exchange(before, r.lcn);

@@ -189,8 +189,8 @@ public:
                                  u32{0x78});  // the hash first
         const bytes by_hash = pack(u64{0}, u16{48}, u16{8}, u32{0}, part(place, 0, 8), place, disk::at{48});
         const bytes by_id = pack(u64{0}, u16{40}, u16{4}, u32{0}, part(place, 4, 8), place, disk::at{40});
-        log_index(at(9), {12, 13}, {}, by_hash, {});
-        log_index(at(9), {12, 13}, {}, by_id, {});
+        log_index(at(9), {}, by_hash, {});
+        log_index(at(9), {}, by_id, {});
         log_file(at(24), {33, 33}, at(24).place_of(types::index_root), 96, pack(m_quota + f.size), pack(m_quota));
         m_quota += f.size;
         end(f, f.names.front(), reasons::security);
@@ -360,10 +360,9 @@ private:
         place = 56;
         for (std::size_t i = 0; i < now.size(); place += now[i++].size()) {
             if (i == was.size() || !is_same(was[i], now[i])) {
-                bytes fresh = now[i];  // its clusters, if it has any, come afterwards
-                if (fresh[8] != 0)
-                    fresh =
-                        in_clusters(read<u32>(fresh, 0), read<u16>(fresh, 14), fresh[9] != 0 ? u"$I30" : u"", {}, 0);
+                bytes fresh = now[i];
+                if (fresh[8] != 0)  // the clusters come afterwards
+                    fresh = in_clusters(read<u32>(fresh, 0), read<u16>(fresh, 14), fresh[9] != 0 ? u"$I30" : u"");
                 log_file(f, {5, 6}, place, 0, fresh, {});
                 was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), std::move(fresh));
             }
@@ -403,33 +402,33 @@ private:
         return found->second;
     }
 
-    // A change to a directory's entries, in its record or in its clusters; the operations in clusters are numbered two
-    // above those in the record, the copies of names one above.
-    void log_index(volume_file& directory, operations ops, const std::u16string& name, const bytes& redo,
-                   const bytes& undo) {
-        std::size_t offset = 0;
-        for (auto entry = directory.entries.begin(); entry != directory.entries.lower_bound(name); ++entry)
-            offset += entry->second.size();
-        offset = 64 + offset % 4000;
-        if (directory.large_index) {
-            const auto above = [](u16 op) { return static_cast<u16>(op + (op == 19 ? 1 : 2)); };
-            const u16 target = open_attribute(directory, types::index_allocation, u"$I30");
-            log_clusters({above(ops.redo), above(ops.undo)}, target, 0, directory.index_lcn(), offset, redo, undo);
+    // An entry comes into a directory, goes from it (`redo` is empty) or gets another copy.
+    void log_index(volume_file& folder, const std::u16string& name, const bytes& redo, const bytes& undo) {
+        std::size_t before = 0;
+        for (auto entry = folder.entries.begin(); entry != folder.entries.lower_bound(name); ++entry)
+            before += entry->second.size();
+        const std::size_t offset = 64 + before % 4000;
+        const std::size_t kind = undo.empty() ? 0 : redo.empty() ? 1 : 2;
+        static constexpr operations in_record[] = {{12, 13}, {13, 12}, {19, 19}};
+        static constexpr operations outside[] = {{14, 15}, {15, 14}, {20, 20}};
+        if (folder.large_index) {
+            const u16 target = open_attribute(folder, types::index_allocation, u"$I30");
+            log_clusters(outside[kind], target, 0, folder.index_lcn(), offset, redo, undo);
         } else {
-            log_file(directory, ops, directory.place_of(types::index_root), offset, redo, undo);
-            directory.logged = directory.all_attributes();
+            log_file(folder, in_record[kind], folder.place_of(types::index_root), offset, redo, undo);
+            folder.logged = folder.all_attributes();
         }
     }
 
     void index(volume_file& f, const name_image& name) {
         volume_file& folder = parent_of(name);
         const bytes entry = folder.entries[name.name] = f.index_entry(name);
-        log_index(folder, {12, 13}, name.name, entry, {});
+        log_index(folder, name.name, entry, {});
     }
 
     void unindex(const name_image& name) {
         volume_file& folder = parent_of(name);
-        log_index(folder, {13, 12}, name.name, {}, folder.entries.extract(name.name).mapped());
+        log_index(folder, name.name, {}, folder.entries.extract(name.name).mapped());
     }
 
     // The copy of times and sizes that the directory keeps.
@@ -439,7 +438,7 @@ private:
         bytes& entry = folder.entries.at(name.name);
         const bytes before = part(entry, 24, 80);
         lay(entry, 24, f.copy());
-        if (before != f.copy()) log_index(folder, {19, 19}, name.name, f.copy(), before);
+        if (before != f.copy()) log_index(folder, name.name, f.copy(), before);
     }
 
     // The index of all reparse points has the tag and the file.
@@ -448,7 +447,7 @@ private:
         if (read<u32>(attribute, 0) != types::reparse_point) return;
         f.attributes ^= attribute_bits::reparse;
         const bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, read<u32>(attribute, 24), f.reference(), u32{0});
-        added ? log_index(at(26), {12, 13}, {}, entry, {}) : log_index(at(26), {13, 12}, {}, {}, entry);
+        added ? log_index(at(26), {}, entry, {}) : log_index(at(26), {}, {}, entry);
     }
 
     // Bits of the volume's clusters ($Bitmap) or of file records ($MFT:$BITMAP), set by operation 21, cleared by 22.
