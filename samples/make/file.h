@@ -5,6 +5,7 @@
 #include <bit>
 #include <chrono>
 #include <map>
+#include <utility>
 
 #include "support/mft_image.h"
 
@@ -45,50 +46,31 @@ inline u64 clusters_of(const std::vector<cluster_run>& runs) {
     return sum;
 }
 
-// An attribute with these runs.
-inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs, u64 size) {
+// An attribute with these runs, each further on than the one before.
+inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs = {},
+                         u64 size = 0) {
     bytes pairs;
-    u64 before = 0;
-    for (const cluster_run& r : runs) {
-        const u64 step = r.lcn - before;
+    for (u64 before = 0; const cluster_run& r : runs) {
+        const u64 step = r.lcn - std::exchange(before, r.lcn);
         const std::size_t length_width = (std::bit_width(r.clusters) + 7) / 8;
-        const std::size_t step_width = std::bit_width(r.lcn < before ? ~step : step) / 8 + 1;
-        append(pairs, {static_cast<u8>(length_width | step_width << 4)});
-        append(pairs, pack(part(pack(r.clusters), 0, length_width), part(pack(step), 0, step_width)));
-        before = r.lcn;
+        const std::size_t step_width = std::bit_width(step) / 8 + 1;  // signed
+        append(pairs, pack(static_cast<u8>(length_width | step_width << 4), part(pack(r.clusters), 0, length_width),
+                           part(pack(step), 0, step_width)));
     }
     const u64 clusters = clusters_of(runs);
-    attribute_head head{.name = name, .id = id, .last_vcn = clusters - 1};
-    head.allocated_size = clusters * 4096;
-    head.real_size = head.initialized_size = size;
-    return nonresident(type, pack(pairs, u8{0}), head);
-}
-
-// Where the first attribute of a type begins in a file record with these; their end if there is none.
-inline u16 place_of(const std::vector<bytes>& attributes, u32 type) {
-    std::size_t place = 56;
-    for (const bytes& attribute : attributes) {
-        if (read<u32>(attribute, 0) >= type) break;
-        place += attribute.size();
-    }
-    return static_cast<u16>(place);
+    return nonresident(type, pack(pairs, u8{0}),
+                       {.name = name,
+                        .id = id,
+                        .last_vcn = clusters - 1,
+                        .allocated_size = clusters * 4096,
+                        .real_size = size,
+                        .initialized_size = size});
 }
 
 struct file_times {
     u64 created = {}, modified = {}, changed = {}, accessed = {};
 
     bytes image() const { return pack(created, modified, changed, accessed); }
-};
-
-struct file_name {
-    u64 parent = {};  // whole reference
-    std::u16string name = {};
-    u16 id = 2;
-    u8 space = 1;            // 1 long, 2 DOS, 3 both
-    bytes copy = bytes(56);  // of the file's times, sizes and attributes, when it got the name
-
-    bytes value() const { return pack(parent, copy, static_cast<u8>(name.size()), space, name); }
-    bytes attribute() const { return resident(types::file_name, value(), {.id = id, .indexed = 1}); }
 };
 
 // Ends a list of index entries.
@@ -102,7 +84,7 @@ struct volume_file {
     bool directory = false;
     bool large_index = false;  // the directory's entries lie in clusters
     u64 base = {};             // an extension record: reference of its base
-    std::vector<file_name> names = {};
+    std::vector<name_image> names = {};
     file_times times = {};
     u32 attributes = {};
     u32 security_id = 0x105;
@@ -124,7 +106,7 @@ struct volume_file {
         return pack(times.image(), runs.empty() ? padded(size) : clusters_of(runs) * 4096, size, attributes, u32{0});
     }
 
-    bytes index_entry(const file_name& name) const {
+    bytes index_entry(const name_image& name) const {
         const bytes key = name.value();
         const std::size_t length = padded(16 + key.size());
         return pack(reference(), static_cast<u16>(length), static_cast<u16>(key.size()), u32{0}, key, at{length});
@@ -162,13 +144,21 @@ struct volume_file {
         if (!names.empty()) {
             all.push_back(resident(types::standard_information,
                                    pack(times.image(), attributes & 0xFFFF, at{52}, security_id, at{64}, usn)));
-            for (const file_name& name : names)
+            for (const name_image& name : names)
                 all.push_back(name.attribute());
             directory ? append_index(all) : all.push_back(data_attribute());
         }
         all.insert(all.end(), further.begin(), further.end());
         std::ranges::stable_sort(all, {}, [](const bytes& attribute) { return read<u32>(attribute, 0); });
         return all;
+    }
+
+    // Where, as the log has left them, the first attribute of a type begins; their end if there is none.
+    std::size_t place_of(u32 type) const {
+        std::size_t place = 56;
+        for (auto attribute = logged.begin(); attribute != logged.end() && read<u32>(*attribute, 0) < type; ++attribute)
+            place += attribute->size();
+        return place;
     }
 
     // The file record up to its end marker, sectors not protected.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <bit>
+
 #include "support/log_image.h"
 
 namespace kest::disk {
@@ -11,88 +13,72 @@ class log_writer {
 public:
     // `size` is a power of two. Pages that are never reached keep 0xFF, as on a fresh volume.
     explicit log_writer(u32 size, u64 round = 1, u32 first_page = 16384)
-        : m_image(size, 0xFF), m_round(round), m_page_offset(first_page) {
-        while ((u64{8} << m_offset_bits) < size)
-            ++m_offset_bits;
-    }
+        : m_image(size, 0xFF), m_round(round), m_page(first_page - 4096) {}
 
     u64 round() const { return m_round; }
 
     // Gives the record its LSN, writes it and tells the LSN.
     u64 add(record r) {
-        if (4096 - m_page.size() < 48) next_page();  // a header is never split
-        r.lsn = (m_round << m_offset_bits) | ((m_page_offset + m_page.size()) / 8);
-        m_last_lsn = r.lsn;
+        if (4096 - m_used < 48) next_page();  // a header is never split
+        r.lsn = m_last_lsn = m_round << m_offset_bits | (m_page + m_used) / 8;
         if (m_first_lsn == 0) m_first_lsn = r.lsn;
+        put(m_image, m_page + 8, r.lsn);
         for (const u8 byte : r.image()) {
-            if (m_page.size() == 4096) next_page();
-            m_page.push_back(byte);
+            if (m_used == 4096) next_page();
+            m_image[m_page + m_used++] = byte;
         }
-        m_last_end_lsn = r.lsn;
-        m_next_record = m_page.size();
+        lay(m_image, m_page, page_header(r.lsn, true, m_used, r.lsn));
         return r.lsn;
     }
 
-    // The log as it stands, with both restart pages and, on the tail pages, copies of the last two record pages. A
-    // tail page holds in place of its last LSN the offset of the page that it is a copy of.
-    bytes image(const bytes& tail_names = {}) {
-        finish_page();
-        const restart_page restart{.current_lsn = m_last_lsn,
-                                   .oldest_lsn = m_first_lsn,
-                                   .file_size = m_image.size(),
-                                   .sequence_bits = 64 - m_offset_bits,
-                                   .sequence_value = 0x0002};
-        lay(m_image, 0, pack(restart.image(), restart.image()));
-        lay(m_image, 8192, tail_page(m_before_last, m_before_offset, tail_names));
-        lay(m_image, 12288, tail_page(described_page(), m_page_offset, {}));
-        return m_image;
+    // The log as it stands, with both restart pages and, on the tail pages, copies of the last two record pages.
+    bytes image(const bytes& tail_names = {}) const {
+        bytes log = m_image;
+        for (u32 offset = 16384; offset < log.size(); offset += 4096) {
+            if (log[offset] != 0xFF) lay(log, offset, protect(page_at(offset), m_round - (offset > m_page)));
+        }
+        const bytes restart = restart_page{.current_lsn = m_last_lsn,
+                                           .oldest_lsn = m_first_lsn,
+                                           .file_size = log.size(),
+                                           .sequence_bits = 64 - m_offset_bits,
+                                           .sequence_value = 0x0002}
+                                  .image();
+        const u32 before = m_page == 16384 ? static_cast<u32>(log.size()) - 4096 : m_page - 4096;
+        lay(log, 0, pack(restart, restart, tail_page(before, tail_names), tail_page(m_page, {})));
+        return log;
     }
 
 private:
-    void finish_page() {
-        bytes page = described_page();
-        protect_sectors(page, 40, static_cast<u16>(m_round));
-        lay(m_image, m_page_offset, page);
-    }
+    bytes page_at(u32 offset) const { return part(m_image, offset, offset + 4096); }
 
-    // The page at hand with its header, not yet protected.
-    bytes described_page() const {
-        return pack(m_page, at{0}, page_header(m_last_lsn, m_last_end_lsn != 0, m_next_record, m_last_end_lsn),
-                    at{4096});
-    }
-
-    void next_page() {
-        finish_page();
-        m_before_last = described_page();
-        m_before_offset = m_page_offset;
-        m_page_offset += 4096;
-        if (m_page_offset == m_image.size()) {
-            m_page_offset = 16384;
-            ++m_round;
-        }
-        m_page.assign(64, 0);
-        m_next_record = 64;
-        m_last_end_lsn = 0;
-    }
-
-    bytes tail_page(bytes page, u32 offset, const bytes& names) const {
-        if (!names.empty()) page.resize(64);  // the table takes the place of the first records
-        page = pack(page, at{64}, names, at{0}, u32{0x44524352}, at{8}, u64{offset}, at{4096});
-        protect_sectors(page, 40, static_cast<u16>(m_round));
+    static bytes protect(bytes page, u64 round) {
+        protect_sectors(page, 40, static_cast<u16>(round));
         return page;
     }
 
-    bytes m_image;
+    // In place of its last LSN it holds the offset of the page that it is a copy of.
+    bytes tail_page(u32 offset, const bytes& names) const {
+        bytes page = page_at(offset);
+        if (!names.empty()) page.resize(64);  // the table takes the place of the first records
+        return protect(pack(page, at{64}, names, at{8}, u64{offset}, at{4096}), m_round);
+    }
+
+    void next_page() {
+        m_page += 4096;
+        if (m_page == m_image.size()) {
+            m_page = 16384;
+            ++m_round;
+        }
+        lay(m_image, m_page, pack(page_header(m_last_lsn, false, 64, 0), at{4096}));  // no record ends in it yet
+        m_used = 64;
+    }
+
+    bytes m_image;  // sectors not protected
+    const u32 m_offset_bits = static_cast<u32>(std::countr_zero(m_image.size() / 8));
     u64 m_round;
-    u32 m_page_offset;
-    u32 m_offset_bits = 0;
-    bytes m_page = bytes(64);
-    std::size_t m_next_record = 64;
-    u64 m_first_lsn = 0;
-    u64 m_last_lsn = 0;
-    u64 m_last_end_lsn = 0;
-    bytes m_before_last;
-    u32 m_before_offset = 0;
+    u32 m_page;                 // offset of the page at hand
+    std::size_t m_used = 4096;  // of it; the first record asks for the next
+    u64 m_first_lsn = 0, m_last_lsn = 0;
 };
 
 }  // namespace kest::disk

@@ -64,7 +64,7 @@ void write_log(std::ofstream& out, u64 mebibytes) {
         } else if (choice < 78) {
             v.rename(file, folders[below(folders.size())], name_of(step));
         } else if (choice < 83) {
-            v.set_information(file, v.at(file).times, attribute_bits::archive);
+            v.set_information(file, attribute_bits::archive);
         } else if (choice < 99) {
             v.remove(file);
             files[at] = files.back();
@@ -77,34 +77,26 @@ void write_log(std::ofstream& out, u64 mebibytes) {
 }
 
 // Every sixteenth record is a directory; each directory holds some six others.
-u64 parent_of(u32 number) {
-    const u32 above = number % 16 != 0 ? number / 16 * 16 : number / 16 / 6 * 16;
-    return above < 32 ? 5 : above;
-}
-
 void write_mft(std::ofstream& out, u64 mebibytes) {
-    const bytes system = volume({.begin = ticks(2026, 1, 7, 9, 0, 0)}).mft_image();
-    write(out, part(system, 0, 32 * 1024));
     const u64 begin = ticks(2026, 1, 7, 9, 0, 0);
+    write(out, part(volume({.begin = begin}).mft_image(), 0, 32 * 1024));
     for (u32 number = 32; number < mebibytes << 10; ++number) {
         const bool directory = number % 16 == 0;
         const u64 time = begin + number * u64{23456789};
-        const u64 parent = parent_of(number);
         volume_file f{.number = number,
                       .sequence = static_cast<u16>(1 + number % 9),
                       .in_use = directory || number % 11 != 0,
                       .directory = directory,
-                      .large_index = directory && number % 32 == 0,
+                      .large_index = number % 32 == 0,
                       .times = {time, time + 9000000, time + 9000000, time + 70000000},
                       .attributes = directory ? attribute_bits::directory : attribute_bits::archive,
-                      .size = number * u64{7919} % 300000,
+                      .size = directory ? 0 : number * u64{7919} % 300000,
                       .lsn = 0x100000 + number * u64{31},
                       .usn = 0x4000000 + number * u64{96}};
-        if (!directory && f.size > 600) f.runs = {{10000 + number * u64{40}, (f.size + 4095) / 4096}};
-        if (directory) f.size = 0;
-        f.names = {{.parent = parent | u64{parent == 5 ? 5 : 1 + parent % 9} << 48,
-                    .name = name_of(number),
-                    .copy = f.copy()}};
+        if (f.size > 600) f.runs = {{10000 + number * u64{40}, (f.size + 4095) / 4096}};
+        const u64 above = (directory ? number / 16 / 6 : number / 16) * 16;
+        const u64 parent = above < 32 ? u64{5} << 48 | 5 : (1 + above % 9) << 48 | above;
+        f.names = {{.parent = parent, .name = name_of(number), .copy = f.copy(), .id = 2}};
         write(out, f.image());
     }
 }

@@ -43,7 +43,7 @@ void write_offer(volume& v, const folders& at) {
     v.resize(offer, 18221);
     v.wait(95000);
     v.rename(offer, at.documents, u"Angebot Müller.docx");
-    v.set_information(offer, v.at(offer).times, attribute_bits::archive | attribute_bits::read_only);
+    v.set_information(offer, attribute_bits::archive | attribute_bits::read_only);
     bytes ids(64);
     for (std::size_t i = 0; i < 16; ++i)
         ids[i] = static_cast<u8>(0x31 + 7 * i);
@@ -77,8 +77,8 @@ u32 carry_off(volume& v, const folders& at) {
     v.resize(bundle, 201733);
     v.wait(9000);
     v.rename(bundle, at.pictures, u"holiday.jpg");
-    const u64 summer = ticks(2019, 7, 14, 16, 20, 33);  // made to look old
-    v.set_information(bundle, {summer, summer, summer, summer}, attribute_bits::archive | attribute_bits::hidden);
+    v.set_information(bundle, attribute_bits::archive | attribute_bits::hidden,
+                      ticks(2019, 7, 14, 16, 20, 33));  // made to look old
     v.link(bundle, root, u"pagefile.bak");
     v.wait(75000);
     v.in_vain(ending::undone, [&] { v.remove(customers); });  // it is still open somewhere

@@ -4,7 +4,6 @@
 // the system leaves. Everything follows from the calls, so two runs give the same bytes.
 
 #include <set>
-#include <tuple>
 #include <utility>
 
 #include "file.h"
@@ -38,13 +37,23 @@ public:
         : m_now(settings.begin),
           m_first_usn(settings.first_usn),
           m_log(settings.log_size, settings.log_round, settings.log_first_page) {
+        using namespace attribute_bits;
         u32 number = 0;
-        for (const char16_t* name : {u"$MFT", u"$MFTMirr", u"$LogFile", u"$Volume", u"$AttrDef", u".", u"$Bitmap",
-                                     u"$Boot", u"$BadClus", u"$Secure", u"$UpCase", u"$Extend"})
-            place(number++, 5, name);
-        number = 24;
-        for (const char16_t* name : {u"$Quota", u"$ObjId", u"$Reparse", u"$UsnJrnl"})
-            place(number++, 11, name);
+        for (const char16_t* name :
+             {u"$MFT", u"$MFTMirr", u"$LogFile", u"$Volume", u"$AttrDef", u".", u"$Bitmap", u"$Boot", u"$BadClus",
+              u"$Secure", u"$UpCase", u"$Extend", u"$Quota", u"$ObjId", u"$Reparse", u"$UsnJrnl"}) {
+            const bool is_folder = number == 5 || number == 11;
+            volume_file& f = m_files[number];
+            f = {.number = number,
+                 .sequence = static_cast<u16>(number == 0 || number > 23 ? 1 : number),
+                 .directory = is_folder,
+                 .large_index = is_folder || number == 9,
+                 .times = {m_now, m_now, m_now, m_now},
+                 .attributes = system | hidden | (is_folder ? directory : 0)};
+            const u64 folder = number > 23 ? 11 : 5;  // its sequence number is the same
+            f.names = {{.parent = folder | folder << 48, .name = name, .space = 3, .copy = f.copy(), .id = 2}};
+            number = number == 11 ? 24 : number + 1;
+        }
         at(0).runs = {{mft_lcn, 64}};
         at(0).size = 64 * 4096;
         at(2).runs = {{2048, settings.log_size / 4096}};
@@ -57,7 +66,6 @@ public:
 
     void wait(u64 milliseconds) { m_now += milliseconds * 10000; }
     void set_clock(u64 now) { m_now = now; }
-    volume_file& at(u32 number) { return m_files.at(number); }
     u64 log_round() const { return m_log.round(); }
     const bytes& journal() const { return m_journal; }
 
@@ -73,12 +81,13 @@ public:
         m_free = free;
     }
 
-    // Each is one transaction, or one and a second that closes the file. Files are known by their record number.
+    // Each is one transaction and, unless the file goes or stays open, a second that closes it. Files are known by
+    // their record number.
 
     u32 create(u32 parent, std::u16string name, u32 attributes = attribute_bits::archive, bool large_index = false) {
         const u32 number = m_free.empty() ? m_next_number++ : m_free.extract(m_free.begin()).value();
-        volume_file& f = m_files[number];
-        begin();
+        m_files.try_emplace(number);
+        volume_file& f = begin(number);
         f = {.number = number,
              .sequence = f.sequence,  // raised when the record was given back
              .directory = (attributes & attribute_bits::directory) != 0,
@@ -91,7 +100,7 @@ public:
         index(f, f.names.front());
         f.logged = f.all_attributes();
         log_file(f, {2, 0}, 0, 0, f.open_record(), {});
-        end_and_close(f, f.names.front(), reasons::created);
+        end(f, f.names.front(), reasons::created);
         return number;
     }
 
@@ -100,11 +109,10 @@ public:
     }
 
     void resize(u32 file, u64 size) {
-        volume_file& f = at(file);
+        volume_file& f = begin(file);
         const u32 reason = size < f.size ? reasons::truncated : reasons::extended;
-        const u64 wanted = size > 600 || !f.runs.empty() ? (size + 4095) / 4096 : 0;
         const u64 held = clusters_of(f.runs);
-        begin();
+        const u64 wanted = size > 600 || held != 0 ? (size + 4095) / 4096 : 0;
         f.size = size;
         f.times.modified = f.times.changed = m_now;
         if (wanted > held) {
@@ -112,101 +120,91 @@ public:
             log_bits(21, true, m_next_cluster, wanted - held);
             m_next_cluster += wanted - held + 3;  // the gap makes the next growth a run of its own
         }
-        end_and_close(f, f.names.front(), reason);
+        end(f, f.names.front(), reason);
     }
 
     void overwrite(u32 file) {
-        begin();
-        at(file).times.modified = at(file).times.changed = m_now;
-        end(at(file), at(file).names.front(), reasons::overwritten);
+        volume_file& f = begin(file);
+        f.times.modified = f.times.changed = m_now;
+        end(f, f.names.front(), reasons::overwritten);
     }
 
     void rename(u32 file, u32 parent, std::u16string name) {
-        volume_file& f = at(file);
-        const file_name before = f.names.front();
-        begin();
+        volume_file& f = begin(file);
+        const name_image before = f.names.front();
         f.times.changed = m_now;
         unindex(before);
         f.names.front() = name_in(f, parent, std::move(name));
         log_attributes(f);
         index(f, f.names.front());
         log_journal(f, before, reasons::old_name);
-        end_and_close(f, f.names.front(), reasons::new_name);
+        end(f, f.names.front(), reasons::new_name);
     }
 
     void link(u32 file, u32 parent, std::u16string name) {
-        volume_file& f = at(file);
-        begin();
+        volume_file& f = begin(file);
         f.names.push_back(name_in(f, parent, std::move(name)));
         index(f, f.names.back());
-        end_and_close(f, f.names.back(), reasons::hard_link);
+        end(f, f.names.back(), reasons::hard_link);
     }
 
     // Takes away the name that came last.
     void unlink(u32 file) {
-        volume_file& f = at(file);
-        const file_name gone = f.names.back();
-        begin();
+        volume_file& f = begin(file);
+        const name_image gone = f.names.back();
         unindex(gone);
         f.names.pop_back();
-        end_and_close(f, gone, reasons::hard_link);
+        end(f, gone, reasons::hard_link);
     }
 
-    void set_information(u32 file, const file_times& times, u32 attributes) {
-        volume_file& f = at(file);
-        begin();
-        f.times = times;
+    // `time` is when the file is to have been created, modified and accessed.
+    void set_information(u32 file, u32 attributes, u64 time = 0) {
+        volume_file& f = begin(file);
+        if (time != 0) f.times = {time, time, time, time};
         f.times.changed = m_now;
         f.attributes = attributes;
-        end_and_close(f, f.names.front(), reasons::basic_info);
+        end(f, f.names.front(), reasons::basic_info);
     }
 
     void add_attribute(u32 file, u32 type, std::u16string_view name, const bytes& value, u32 reason) {
-        volume_file& f = at(file);
-        begin();
+        volume_file& f = begin(file);
         f.further.push_back(resident(type, value, {.name = name, .id = f.next_id++}));
-        if (type == types::reparse_point) index_reparse_point(f, f.further.back(), {12, 13});
-        end_and_close(f, f.names.front(), reason);
+        index_reparse_point(f, true);
+        end(f, f.names.front(), reason);
     }
 
     // The one that came last.
     void drop_attribute(u32 file, u32 reason) {
-        volume_file& f = at(file);
-        const bytes gone = f.further.back();
-        begin();
-        if (read<u32>(gone, 0) == types::reparse_point) index_reparse_point(f, gone, {13, 12});
+        volume_file& f = begin(file);
+        index_reparse_point(f, false);
         f.further.pop_back();
-        end_and_close(f, f.names.front(), reason);
+        end(f, f.names.front(), reason);
     }
 
     // A descriptor is found by its hash ($SDH) and by its id ($SII); both entries repeat where it lies in $SDS.
     void secure(u32 file) {
-        volume_file& f = at(file);
+        volume_file& f = begin(file);
         f.security_id = 0x200 + file;
         const bytes place = pack(f.security_id * 0x9E3779B9, f.security_id, 0x40000 + f.security_id * u64{0x80},
-                                 u32{0x78}, u32{0});  // the hash first
-        const auto entry = [&](std::size_t key_begin, u16 key_length) {
-            const auto length = static_cast<u16>(padded(36 + key_length));
-            return part(pack(u64{0}, length, key_length, u32{0}, part(place, key_begin, 8), place), 0, length);
-        };
-        begin();
-        log_index(at(9), {12, 13}, 64, entry(0, 8), {});
-        log_index(at(9), {12, 13}, 64, entry(4, 4), {});
-        log_file(at(24), {33, 33}, types::index_root, 96, pack(m_quota + f.size), pack(m_quota));
+                                 u32{0x78});  // the hash first
+        const bytes by_hash = pack(u64{0}, u16{48}, u16{8}, u32{0}, part(place, 0, 8), place, disk::at{48});
+        const bytes by_id = pack(u64{0}, u16{40}, u16{4}, u32{0}, part(place, 4, 8), place, disk::at{40});
+        log_index(at(9), {}, by_hash, {});
+        log_index(at(9), {}, by_id, {});
+        log_file(at(24), {33, 33}, at(24).place_of(types::index_root), 96, pack(m_quota + f.size), pack(m_quota));
         m_quota += f.size;
-        end_and_close(f, f.names.front(), reasons::security);
+        end(f, f.names.front(), reasons::security);
     }
 
     void move_index_out(u32 directory) {
-        volume_file& f = at(directory);
+        volume_file& f = begin(directory);
         const bytes end_marker = pack(u64{0xFFFFFFFF});
-        begin();
-        log_file(f, {37, 0}, types::index_root, 0, bytes(24), {});
+        log_file(f, {37, 0}, f.place_of(types::index_root), 0, bytes(24), {});
         log_bits(21, true, f.index_lcn(), 1);
         f.large_index = true;
         log_attributes(f);
-        log_file(f, {4, 4}, 0xFFFFFFFF, 0, end_marker, end_marker);
-        log_file(f, {17, 17}, types::index_root, 64, pack(u64{0}), pack(~u64{0}));
+        log_file(f, {4, 4}, f.place_of(0xFFFFFFFF), 0, end_marker, end_marker);
+        log_file(f, {17, 17}, f.place_of(types::index_root), 64, pack(u64{0}), pack(~u64{0}));
         const u16 target = open_attribute(f, types::index_allocation, u"$I30");
         log_clusters({16, 16}, target, 0, f.index_lcn(), 64, f.all_entries(), index_end_entry);
         log_clusters({18, 18}, target, 0, f.index_lcn(), 64, pack(u64{1}), pack(u64{0}));
@@ -215,30 +213,27 @@ public:
 
     // The file's own record then begins with a list of where its attributes are.
     void spill_link(u32 file, u32 parent, std::u16string name) {
-        volume_file& f = at(file);
+        volume_file& f = begin(file);
         volume_file& extension = m_files[m_next_number];
         extension = {.number = m_next_number++, .base = f.reference()};
-        const file_name link = name_in(f, parent, std::move(name));
+        const name_image link = name_in(f, parent, std::move(name));
         extension.further = {link.attribute()};
-        bytes list;
-        for (const auto& [type, id, owner] : {std::tuple{types::standard_information, u16{0}, &f},
-                                              {types::file_name, f.names.front().id, &f},
-                                              {types::file_name, link.id, &extension},
-                                              {types::data, u16{3}, &f}}) {
-            append(list, pack(type, u16{32}, u8{0}, u8{26}, u64{0}, owner->reference(), id, disk::at{32}));
-        }
+        const auto listed = [](u32 type, const volume_file& owner, u16 id) {
+            return pack(type, u16{32}, u8{0}, u8{26}, u64{0}, owner.reference(), id, disk::at{32});
+        };
+        const bytes list =
+            pack(listed(types::standard_information, f, 0), listed(types::file_name, f, f.names.front().id),
+                 listed(types::file_name, extension, link.id), listed(types::data, f, 3));
         f.further.push_back(resident(types::attribute_list, list, {.id = f.next_id++}));
-        begin();
         log_bits(21, false, extension.number, 1);
         log_file(extension, {2, 0}, 0, 0, extension.open_record(), {});
         index(f, link);
-        end_and_close(f, link, reasons::hard_link);
+        end(f, link, reasons::hard_link);
     }
 
     void remove(u32 file) {
-        volume_file& f = at(file);
-        begin();
-        for (const file_name& name : f.names)
+        volume_file& f = begin(file);
+        for (const name_image& name : f.names)
             unindex(name);
         for (const cluster_run& r : f.runs) {
             log_bits(22, true, r.lcn, r.clusters);
@@ -272,14 +267,11 @@ public:
 
     bytes log_image() { return m_log.image(open_names()); }
 
+    // The MFT grows by 64 records.
     bytes mft_image() const {
-        const u32 count = (m_next_number + 63) / 64 * 64;  // the MFT grows by 64 records
         bytes out;
-        for (u32 number = 0; number < count; ++number) {
-            const auto found = m_files.find(number);
-            append(out,
-                   (found == m_files.end() ? volume_file{.number = number, .in_use = false} : found->second).image());
-        }
+        for (u32 number = 0; number < m_next_number || number % 64 != 0; ++number)
+            append(out, (m_files.contains(number) ? m_files.at(number) : volume_file{number, 1, false}).image());
         return out;
     }
 
@@ -305,28 +297,15 @@ private:
         return pack(entry_size, static_cast<u16>(entries.size() / entry_size), disk::at{24}, entries);
     }
 
-    void place(u32 number, u32 parent, std::u16string name) {
-        using namespace attribute_bits;
-        const bool is_folder = number == 5 || number == 11;
-        m_files[number] = {.number = number,
-                           .sequence = static_cast<u16>(number == 0 || number > 23 ? 1 : number),
-                           .directory = is_folder,
-                           .large_index = is_folder || number == 9,
-                           .times = {m_now, m_now, m_now, m_now},
-                           .attributes = system | hidden | (is_folder ? attribute_bits::directory : 0)};
-        const u64 folder = parent | u64{parent} << 48;  // of the system's files below 24 both numbers are the same
-        m_files[number].names = {
-            {.parent = folder, .name = std::move(name), .space = 3, .copy = m_files[number].copy()}};
+    name_image name_in(volume_file& f, u32 folder, std::u16string name) {
+        return {.parent = at(folder).reference(), .name = std::move(name), .copy = f.copy(), .id = f.next_id++};
     }
 
-    file_name name_in(volume_file& f, u32 folder, std::u16string name) {
-        return {.parent = at(folder).reference(), .name = std::move(name), .id = f.next_id++, .copy = f.copy()};
-    }
-
-    void begin() {
+    volume_file& begin(u32 file) {
         m_now += 31250 + m_transactions++ % 7 * 1009;  // no two at the same time
         m_steps.clear();
         m_last = m_undo_next = 0;
+        return at(file);
     }
 
     // What is to be undone next is the step before, but behind a step that compensates what that one says.
@@ -340,25 +319,28 @@ private:
         return m_last;
     }
 
-    // A change to a file's record, four of which share a cluster. `type` is the attribute it is about, 0 for the
-    // record.
-    void log_file(volume_file& f, operations ops, u32 type, std::size_t offset, bytes redo, bytes undo) {
-        log_at(f, ops, type == 0 ? u16{0} : place_of(f.logged, type), offset, std::move(redo), std::move(undo));
+    // A change in clusters of an attribute; `r` says where within the cluster.
+    u64 log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo,
+                     record r = {.block_size = 8}) {
+        r.redo_op = ops.redo;
+        r.undo_op = ops.undo;
+        r.target_attribute = target;
+        r.lcns_to_follow = 1;
+        r.attribute_offset = static_cast<u16>(offset);
+        r.vcn = vcn;
+        r.lcn = lcn;
+        r.redo = std::move(redo);
+        r.undo = std::move(undo);
+        return log(std::move(r));
     }
 
-    void log_at(volume_file& f, operations ops, std::size_t place, std::size_t offset, bytes redo, bytes undo) {
-        f.lsn = log({.redo_op = ops.redo,
-                     .undo_op = ops.undo,
-                     .target_attribute = 0x18,  // $MFT:$DATA
-                     .lcns_to_follow = 1,
-                     .record_offset = static_cast<u16>(place),
-                     .attribute_offset = static_cast<u16>(offset),
-                     .cluster_block = static_cast<u16>(f.number % 4 * 2),
-                     .block_size = 2,
-                     .vcn = f.number / 4,
-                     .lcn = mft_lcn + f.number / 4,
-                     .redo = std::move(redo),
-                     .undo = std::move(undo)});
+    // A change to a file's record, four of which share a cluster of $MFT. `place` is where the attribute begins that
+    // it is about, 0 for the record.
+    void log_file(volume_file& f, operations ops, std::size_t place, std::size_t offset, bytes redo, bytes undo) {
+        const record where{.record_offset = static_cast<u16>(place),
+                           .cluster_block = static_cast<u16>(f.number % 4 * 2),
+                           .block_size = 2};
+        f.lsn = log_clusters(ops, 0x18, f.number / 4, mft_lcn + f.number / 4, offset, redo, undo, where);
     }
 
     // Logs all that has become of a file's attributes since the log told of them last, each with what it was.
@@ -369,64 +351,42 @@ private:
             return read<u32>(a, 0) == read<u32>(b, 0) && a[8] == b[8] && read<u16>(a, 14) == read<u16>(b, 14);
         };
         std::size_t place = 56;
-        for (std::size_t i = 0; i < was.size();) {
-            if (std::ranges::any_of(now, [&](const bytes& attribute) { return is_same(attribute, was[i]); })) {
-                place += was[i++].size();
-            } else {
-                log_at(f, {6, 5}, place, 0, {}, was[i]);
-                was.erase(was.begin() + static_cast<std::ptrdiff_t>(i));
-            }
-        }
+        std::erase_if(was, [&](const bytes& old) {
+            const bool stays =
+                std::ranges::any_of(now, [&](const bytes& attribute) { return is_same(attribute, old); });
+            stays ? void(place += old.size()) : log_file(f, {6, 5}, place, 0, {}, old);
+            return !stays;
+        });
         place = 56;
         for (std::size_t i = 0; i < now.size(); place += now[i++].size()) {
             if (i == was.size() || !is_same(was[i], now[i])) {
-                const bytes& fresh =
-                    *was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), without_clusters(now[i]));
-                log_at(f, {5, 6}, place, 0, fresh, {});
+                bytes fresh = now[i];
+                if (fresh[8] != 0)  // the clusters come afterwards
+                    fresh = in_clusters(read<u32>(fresh, 0), read<u16>(fresh, 14), fresh[9] != 0 ? u"$I30" : u"");
+                log_file(f, {5, 6}, place, 0, fresh, {});
+                was.insert(was.begin() + static_cast<std::ptrdiff_t>(i), std::move(fresh));
             }
             log_value(f, place, was[i], now[i]);
             was[i] = now[i];
         }
     }
 
-    // As an attribute in clusters is created: the clusters come afterwards. Any other one as it is.
-    static bytes without_clusters(const bytes& attribute) {
-        if (attribute[8] == 0) return attribute;
-        const std::u16string name(attribute[9] != 0 ? u"$I30" : u"");
-        return nonresident(read<u32>(attribute, 0), bytes(8),
-                           {.name = name, .id = read<u16>(attribute, 14), .last_vcn = ~u64{0}, .initialized_size = 0});
-    }
-
     void log_value(volume_file& f, std::size_t place, const bytes& was, const bytes& now) {
+        if (was == now) return;
         if (was[8] != 0) {
             const u16 runs = read<u16>(now, 32);
-            if (part(was, runs) != part(now, runs)) log_at(f, {9, 9}, place, runs, part(now, runs), part(was, runs));
+            if (part(was, runs) != part(now, runs)) log_file(f, {9, 9}, place, runs, part(now, runs), part(was, runs));
             const bytes sizes = part(now, 40, 64), old_sizes = part(was, 40, 64);
-            if (sizes != old_sizes) log_at(f, {11, 11}, place, 0, sizes, old_sizes);
+            if (sizes != old_sizes) log_file(f, {11, 11}, place, 0, sizes, old_sizes);
             return;
         }
         // From the first difference on, by 8 bytes, to the value's end.
         const u16 value = read<u16>(now, 20);
-        const u32 length = read<u32>(now, 16), old_length = read<u32>(was, 16);
-        const bytes after = part(now, value, value + length), before = part(was, value, value + old_length);
+        const bytes after = part(now, value, value + read<u32>(now, 16));
+        const bytes before = part(was, value, value + read<u32>(was, 16));
         const auto equal = std::ranges::mismatch(before, after).in1 - before.begin();
-        if (before == after) return;
         const std::size_t first = static_cast<std::size_t>(equal) / 8 * 8;
-        log_at(f, {7, 7}, place, value + first, part(after, first), part(before, first));
-    }
-
-    // A change in clusters of an attribute.
-    void log_clusters(operations ops, u16 target, u64 vcn, u64 lcn, std::size_t offset, bytes redo, bytes undo) {
-        log({.redo_op = ops.redo,
-             .undo_op = ops.undo,
-             .target_attribute = target,
-             .lcns_to_follow = 1,
-             .attribute_offset = static_cast<u16>(offset),
-             .block_size = 8,
-             .vcn = vcn,
-             .lcn = lcn,
-             .redo = std::move(redo),
-             .undo = std::move(undo)});
+        log_file(f, {7, 7}, place, value + first, part(after, first), part(before, first));
     }
 
     // The system names an attribute in the log when it touches it first.
@@ -442,54 +402,52 @@ private:
         return found->second;
     }
 
-    // A change to a directory's entries, in its record or in its clusters; the operations in clusters are numbered two
-    // above those in the record, the copies of names one above.
-    void log_index(volume_file& directory, operations in_root, std::size_t offset, bytes redo, bytes undo) {
-        if (!directory.large_index) {
-            log_file(directory, in_root, types::index_root, offset, redo, undo);
-            directory.logged = directory.all_attributes();
-            return;
-        }
-        const auto above = [](u16 op) { return static_cast<u16>(op + (op == 19 ? 1 : 2)); };
-        log_clusters({above(in_root.redo), above(in_root.undo)},
-                     open_attribute(directory, types::index_allocation, u"$I30"), 0, directory.index_lcn(), offset,
-                     std::move(redo), std::move(undo));
-    }
-
-    static std::size_t entry_place(const volume_file& directory, const std::u16string& name) {
+    // An entry comes into a directory, goes from it (`redo` is empty) or gets another copy.
+    void log_index(volume_file& folder, const std::u16string& name, const bytes& redo, const bytes& undo) {
         std::size_t before = 0;
-        for (auto at = directory.entries.begin(); at->first != name; ++at)
-            before += at->second.size();
-        return 64 + before % 4000;
+        for (auto entry = folder.entries.begin(); entry != folder.entries.lower_bound(name); ++entry)
+            before += entry->second.size();
+        const std::size_t offset = 64 + before % 4000;
+        const std::size_t kind = undo.empty() ? 0 : redo.empty() ? 1 : 2;
+        static constexpr operations in_record[] = {{12, 13}, {13, 12}, {19, 19}};
+        static constexpr operations outside[] = {{14, 15}, {15, 14}, {20, 20}};
+        if (folder.large_index) {
+            const u16 target = open_attribute(folder, types::index_allocation, u"$I30");
+            log_clusters(outside[kind], target, 0, folder.index_lcn(), offset, redo, undo);
+        } else {
+            log_file(folder, in_record[kind], folder.place_of(types::index_root), offset, redo, undo);
+            folder.logged = folder.all_attributes();
+        }
     }
 
-    void index(volume_file& f, const file_name& name) {
+    void index(volume_file& f, const name_image& name) {
         volume_file& folder = parent_of(name);
         const bytes entry = folder.entries[name.name] = f.index_entry(name);
-        log_index(folder, {12, 13}, entry_place(folder, name.name), entry, {});
+        log_index(folder, name.name, entry, {});
     }
 
-    void unindex(const file_name& name) {
+    void unindex(const name_image& name) {
         volume_file& folder = parent_of(name);
-        const std::size_t place = entry_place(folder, name.name);
-        log_index(folder, {13, 12}, place, {}, folder.entries.extract(name.name).mapped());
+        log_index(folder, name.name, {}, folder.entries.extract(name.name).mapped());
     }
 
     // The copy of times and sizes that the directory keeps.
     void renew_entry(const volume_file& f) {
-        const file_name& name = f.names.front();
+        const name_image& name = f.names.front();
         volume_file& folder = parent_of(name);
         bytes& entry = folder.entries.at(name.name);
         const bytes before = part(entry, 24, 80);
         lay(entry, 24, f.copy());
-        if (before != f.copy()) log_index(folder, {19, 19}, entry_place(folder, name.name), f.copy(), before);
+        if (before != f.copy()) log_index(folder, name.name, f.copy(), before);
     }
 
-    // The index of all reparse points: the tag and the file.
-    void index_reparse_point(volume_file& f, const bytes& attribute, operations ops) {
+    // The index of all reparse points has the tag and the file.
+    void index_reparse_point(volume_file& f, bool added) {
+        const bytes& attribute = f.further.back();
+        if (read<u32>(attribute, 0) != types::reparse_point) return;
         f.attributes ^= attribute_bits::reparse;
         const bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, read<u32>(attribute, 24), f.reference(), u32{0});
-        log_index(at(26), ops, 64, ops.redo == 12 ? entry : bytes{}, ops.redo == 12 ? bytes{} : entry);
+        added ? log_index(at(26), {}, entry, {}) : log_index(at(26), {}, {}, entry);
     }
 
     // Bits of the volume's clusters ($Bitmap) or of file records ($MFT:$BITMAP), set by operation 21, cleared by 22.
@@ -500,7 +458,7 @@ private:
     }
 
     // A journal record never crosses a page of the journal; where it would, the journal is made longer first.
-    void log_journal(volume_file& f, const file_name& name, u32 reason) {
+    void log_journal(volume_file& f, const name_image& name, u32 reason) {
         if (m_ending != ending::done) return;  // it is written last of all
         const std::size_t size = padded(60 + 2 * name.name.size());
         const std::size_t page = (m_journal.size() + 4095) / 4096 * 4096;
@@ -508,7 +466,8 @@ private:
             m_journal.resize(page);
             volume_file& journal = at(27);
             const u64 old = m_first_usn + page;
-            log_file(journal, {11, 11}, types::data, 0, pack(old + 4096, old + size, old + size), pack(old, old, old));
+            log_file(journal, {11, 11}, journal.place_of(types::data), 0, pack(old + 4096, old + size, old + size),
+                     pack(old, old, old));
             journal.size = page + 4096;
             journal.runs = {{journal_lcn, journal.size / 4096}};
         }
@@ -516,7 +475,6 @@ private:
         f.reasons = (reason & reasons::closed) != 0 ? 0 : reason & ~reasons::old_name;
         const u64 usn = m_first_usn + m_journal.size();
         if ((reason & reasons::closed) != 0) f.usn = usn;
-        const u32 folder_bit = f.directory ? 0x10 : 0;
         const bytes image = usn_image{.file = f.reference(),
                                       .parent = name.parent,
                                       .usn = usn,
@@ -524,7 +482,7 @@ private:
                                       .reason = reason,
                                       .source = 0,
                                       .security_id = 0,
-                                      .attributes = (f.attributes & 0xFFFF) | folder_bit,
+                                      .attributes = (f.attributes & 0xFFFF) | (f.directory ? 0x10 : 0),
                                       .name = name.name}
                                 .image();
         log_clusters({8, 0}, open_attribute(at(27), types::data, u"$J"), usn / 4096,
@@ -533,35 +491,26 @@ private:
     }
 
     // What became of the file itself is logged ahead of what the journal says of it, and where that is said behind.
-    void end(volume_file& f, const file_name& name, u32 reason) {
+    void end(volume_file& f, const name_image& name, u32 reason) {
         log_attributes(f);
         log_journal(f, name, reason);
         if (f.in_use) log_attributes(f);
         if (m_ending == ending::undone) roll_back();
         if (m_ending != ending::open) forget();
-    }
-
-    void end_and_close(volume_file& f, const file_name& name, u32 reason) {
-        end(f, name, reason);
-        if (m_ending != ending::done) return;
-        begin();
-        renew_entry(f);
+        if (m_ending != ending::done || (reason & (reasons::overwritten | reasons::closed)) != 0) return;
+        renew_entry(begin(f.number));
         end(f, f.names.front(), reason | reasons::closed);
     }
 
     // Each step that can be undone is compensated by one that does what its undo side says.
     void roll_back() {
-        const std::vector<record> steps = m_steps;
         log({.redo_op = 25});
-        for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-            if (step->undo_op == 0) continue;
-            m_undo_next = step->undo_next;
-            record back = *step;
-            back.redo_op = step->undo_op;
-            back.undo_op = compensation;
-            back.redo = step->undo;
-            back.undo.clear();
-            log(std::move(back));
+        for (record step : std::vector<record>(m_steps.rbegin(), m_steps.rend())) {
+            if (step.undo_op == 0) continue;
+            m_undo_next = step.undo_next;
+            step.redo_op = std::exchange(step.undo_op, compensation);
+            step.redo = std::exchange(step.undo, {});
+            log(std::move(step));
         }
         log({.redo_op = 24, .undo_op = compensation});
         log({.redo_op = 26, .undo_op = compensation, .redo = pack(m_last)});
@@ -572,7 +521,8 @@ private:
         log({.redo_op = 27, .undo_op = compensation});
     }
 
-    volume_file& parent_of(const file_name& name) { return at(static_cast<u32>(name.parent)); }
+    volume_file& at(u32 number) { return m_files.at(number); }
+    volume_file& parent_of(const name_image& name) { return at(static_cast<u32>(name.parent)); }
 
     static constexpr u16 compensation = 1;
 

@@ -44,15 +44,14 @@ inline bytes nonresident(u32 type, const bytes& runs, const attribute_head& head
 struct name_image {
     u64 parent = 0x0005'0000'0000'0005;
     std::u16string name = u"a";
-    u8 space = 1;  // 2: DOS
+    u8 space = 1;  // 2: DOS, 3: both
     u64 real_size = 0;
-
     // Created 1, modified 2, changed 3, accessed 4.
-    bytes value() const {
-        return pack(parent, u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0}, static_cast<u8>(name.size()),
-                    space, name);
-    }
-    bytes attribute() const { return resident(0x30, value()); }
+    bytes copy = pack(u64{1}, u64{2}, u64{3}, u64{4}, u64{4096}, real_size, u64{0});
+    u16 id = 0;
+
+    bytes value() const { return pack(parent, copy, static_cast<u8>(name.size()), space, name); }
+    bytes attribute() const { return resident(0x30, value(), {.id = id, .indexed = 1}); }
 };
 
 // An attribute list whose entries name these file records.
