@@ -85,6 +85,7 @@ TEST(time, is_read_if_it_is_a_real_one) {
         {"2012-01-01-01", "", std::nullopt},
         {"2012-01-01", "24:00:00", std::nullopt},
         {"2012-01-01", "23:00", std::nullopt},
+        {"2012-01-01", "23:x:00", std::nullopt},
         {"2012-01-01", "23:00:00.5", std::nullopt},
     };
     for (const auto& [date, clock, text] : rows) {
@@ -92,6 +93,7 @@ TEST(time, is_read_if_it_is_a_real_one) {
         EXPECT_EQ(time ? std::optional(cv::time_text(cv::systemtime_to_ticks(*time), {})) : std::nullopt, text)
             << date << ' ' << clock;
     }
+    EXPECT_EQ(cv::systemtime_to_ticks(*cv::parse_date_time("2012-12-14", "23:06:40", '-')), 130'000'000'000'000'000);
 }
 
 }  // namespace
