@@ -276,9 +276,9 @@ TEST(parse_number, kept_octal_is_read_as_hexadecimal) {
     // Of two characters "x1" is decimal; whatever stands before the sign.
     const number none;
     const std::pair<const char*, number> rows[] = {
-        {"256", 256},  {"0x100", 256}, {"x1F", 0x1F}, {"zX1f", 0x1F}, {"x1", none}, {"  7", 7},
-        {"7 ", none},  {"", none},     {"  ", none},  {"-1", none},   {"1g", none}, {"0x", none},
-        {"0xg", none}, {"o17", 0x17},  {"Of", 0xF},   {"o", none},
+        {"256", 256},  {"0x100", 256}, {"x1F", 0x1F}, {"zX1f", 0x1F}, {"x1", none},   {"  7", 7},
+        {"7 ", none},  {"", none},     {"  ", none},  {"-1", none},   {"1g", none},   {"0x", none},
+        {"0xg", none}, {"o17", 0x17},  {"Of", 0xF},   {"o", none},    {"0x1:", none}, {"0x@", none},
     };
     for (const auto& [text, expected] : rows)
         EXPECT_EQ(parse_number(text), expected) << '"' << text << '"';

@@ -174,9 +174,10 @@ TEST(scan_buffer, kept_steps_over_tail_names_unevenly) {
     // the table does not begin at the first place.
     const bytes two = pack(tail_name(5, "$A"), tail_name(6, "$Bitmap"), u32{0});
     const bytes long_name = pack(tail_name(5, "$234567890123456"), tail_name(6, "$A"), u32{0});
+    const bytes aligned = pack(tail_name(5, "$A"), tail_name(6, "$B"), u32{0});
     const bytes dollar_in_step = pack(tail_name(5, "$234567890123456"), tail_name(0x24'0005, "$A"), u32{0});
     const std::pair<bytes, std::size_t> rows[] = {
-        {two, 2}, {pack(u16{0}, two), 1}, {long_name, 1}, {dollar_in_step, 2}};
+        {two, 2}, {pack(u16{0}, two), 1}, {long_name, 1}, {dollar_in_step, 2}, {aligned, 2}};
     for (const auto& [names, count] : rows) {
         const record_page page{.last_lsn = 9, .names = names, .records = {{.lsn = 8}, {.lsn = 9}}};
         const log_store store = scan(log_image{}.restart().restart().page(page));

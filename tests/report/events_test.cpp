@@ -741,6 +741,13 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
     EXPECT_EQ(log.told({16}).at(2),
               "before=[\"modified\":\"2012-12-14 23:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"];"
               "after=[\"modified\":\"2012-12-14 22:06:40.000\";\"accessed\":\"2012-12-15 00:06:40.000\"]");
+    const record begun = came(file, root, u"a"), set_back = standard(8, pack(noon), pack(noon - hour));
+    const bytes both = pack(noon - 2 * hour + 10'000, noon - hour);  // its lowest byte is not 0
+    for (const story& some : {story().add({begun, set_back, end()}).add({standard(0, both, both), end()}),
+                              story().add({begun, set_back, standard(0, both, both), end()})})
+        EXPECT_EQ(some.told({16}).at(1),
+                  "before=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 23:06:40.000\"];"
+                  "after=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 22:06:40.000\"]");
     const bytes stream = resident(0x80, pack(noon, noon, noon, noon, at{72}), {.name = u"s"});
     const story beside = story().add({came(file, root, u"a"), to_record(5, 6, stream, {}, 300), end()});
     EXPECT_EQ(story(beside).add({standard(32, {0x20}, {0x22}), end()}).told({16}).back(),
@@ -829,6 +836,9 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
         {"two names",
          {says(old_name), says(appended, u"x", root, file + 1), says(new_name, u"b"), says(new_name | closed, u"b")},
          {"data_appended|[root]/x||journal", "renamed|[root]/b|[root]/a.txt|journal"}},
+        {"more between two names",
+         {says(old_name), says(old_name | appended), says(new_name | appended, u"b")},
+         {"data_appended|[root]/a.txt||journal", "renamed|[root]/b|[root]/a.txt|journal"}},
         {"renamed twice while open",
          {says(old_name), says(new_name, u"b"), says(old_name, u"b"), says(new_name, u"c"), says(closed, u"c")},
          {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
