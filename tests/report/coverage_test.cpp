@@ -307,6 +307,9 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     other_type.type = 2;
     const bytes log = log_of_pages({born, change(20, 41), change(21, 42), of_index, other_type, logged});
     EXPECT_EQ(covered(log).at("cluster_size"), "4096");
+    record in_first_cluster = born;
+    in_first_cluster.vcn = 0;
+    EXPECT_EQ(covered(log_of_pages({in_first_cluster})).at("cluster_size"), "");
     const auto file = [](u64 lsn, std::u16string name = u"a.txt", u32 number = 41, u16 flags = 1) {
         return mft_image(
             {{.number = 0, .lsn = 1},
