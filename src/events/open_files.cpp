@@ -28,7 +28,7 @@ record_news open_files::take(const journal_record& record, bool in_log) {
 // that was given before the file was closed shows no second time.
 void open_files::take_names(open_file& state, const journal_record& record, bool in_log, record_news& news) {
     const std::uint32_t reasons = record.usn.get(&usn_layout::reason);
-    if (state.old) {
+    if (state.old) {  // by then its reason is known, and no news
         if ((reasons & new_name) != 0 && !in_log) {
             news.of = std::exchange(state.old, std::nullopt);
         } else if ((reasons & old_name) == 0 || (reasons & closed) != 0) {

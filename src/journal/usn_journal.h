@@ -53,8 +53,8 @@ bool scan_journal(usn_journal& journal);
 inline constexpr std::size_t journal_block_size = 65'536;
 inline constexpr std::size_t journal_page_size = 4096;
 
-// Calls `visit(block, file_offset)` for each block of the open file. What cannot be read leaves it incomplete, and ends
-// it where nothing arrives.
+// Calls `visit(block, file_offset)` for each block of the open file. What cannot be read leaves the journal incomplete;
+// a block of which nothing arrives ends it.
 template <class visitor>
 void for_each_journal_block(usn_journal& journal, visitor&& visit) {
     std::vector<std::uint8_t> buffer(journal_block_size);

@@ -31,7 +31,7 @@ struct logfile_options : cmd_params {
     // A journal file is told of in events, too. A list of logs has none.
     bool tells_journal() const { return tells_events() && !jrnl_path.empty(); }
     // The report reads the journal file by itself, record for record, and nothing of it is kept.
-    bool streams_journal() const { return tells_journal() || (show_coverage && !jrnl_path.empty()); }
+    bool streams_journal() const { return (tells_events() || show_coverage) && !jrnl_path.empty(); }
     bool has_source() const { return have_log || tells_journal(); }
 };
 

@@ -144,6 +144,13 @@ record of_41(record step) {
     return step;
 }
 
+struct transaction_row {
+    const char* what;
+    std::vector<record> steps;
+    bool cut;
+    texts told;
+};
+
 TEST(events, tell_what_became_of_names) {
     const std::vector<record> renaming = {went(file, root, u"a"), lost(root, u"a"), got(root, u"b"),
                                           came(file, root, u"b")};
@@ -153,12 +160,7 @@ TEST(events, tell_what_became_of_names) {
         more.insert(more.begin(), renaming.begin(), renaming.end());
         return more;
     };
-    const struct {
-        const char* what;
-        std::vector<record> steps;
-        bool cut;
-        texts told;
-    } rows[] = {
+    const transaction_row rows[] = {
         {"short names are no names of their own",
          {went(file, root, u"long name"), lost(root, u"long name"), lost(root, u"LONGNA~1", 2),
           went(file, root, u"LONGNA~1", 2), got(root, u"new name"), came(file, root, u"new name"),
@@ -278,12 +280,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
     const auto gone = [](u16 links, u16 flags) {
         return to_record(3, 2, {}, pack(u32{0x454C4946}, at{16}, u16{1}, links, u16{56}, flags), 0);
     };
-    const struct {
-        const char* what;
-        std::vector<record> steps;
-        bool cut;
-        texts told;
-    } rows[] = {
+    const transaction_row rows[] = {
         {"the first long name", {written({.attributes = {dos, named, other}})}, false, {"created|[root]/long||open"}},
         {"streams, but no later part of one",
          {written({.attributes = {named, resident(0x80, bytes(8), {.name = u"s"}),
