@@ -41,6 +41,7 @@ struct time_bound {
 // What the options say that are common to a family of tools. Constant once the arguments are read.
 struct cmd_params : text_style, row_style {
     output_shape shape = output_shape::text;
+    bool extended = false;  // some option is younger than the first reports; a run without one keeps its bytes
     bool show_progress = true;
     bool profile = false;
 

@@ -1,5 +1,7 @@
 #include "options/logfile_options.h"
 
+#include <algorithm>
+
 #include "logfile/mft_place.h"
 #include "options/ascii_text.h"
 #include "options/parse_number.h"
@@ -8,6 +10,14 @@
 namespace kest {
 
 namespace {
+
+// Options that the first reports did not know. What is said of a run with any of them may grow.
+constexpr std::string_view extended_options[] = {"-events", "-coverage",     "-jsonl", "-undo",
+                                                 "-cut",    "-cluster_size", "-strict"};
+
+bool is_extended(const argument_list& args) {
+    return std::ranges::any_of(extended_options, [&args](std::string_view name) { return peek_flag(name, args, 1); });
+}
 
 void expect_mft(logfile_options& options, argument_list& args) {
     options.have_mft = true;
@@ -49,6 +59,7 @@ void take_cluster_size(logfile_options& options, argument_list& args) {
 
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
+    options.extended = is_extended(args);
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.strict = take_flag("-strict", args);
