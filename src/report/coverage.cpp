@@ -207,7 +207,7 @@ log_coverage gather_coverage(evidence& stores, const logfile_options& options, s
     gather_pages(coverage, stores.log);
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     for (const logged_usn& told : logged) {
-        coverage.journal_times.add(told.time);
+        if (cv::has_calendar_form(told.time)) coverage.journal_times.add(told.time);
         coverage.journal_usns.add(told.usn);
     }
     if (!options.mft_path.empty()) {

@@ -6,6 +6,7 @@
 #include "journal/usn_record.h"
 #include "logfile/operation.h"
 #include "mft/record_layout.h"
+#include "operations/record_fact.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -16,19 +17,6 @@ using namespace operation_code;
 
 // $STANDARD_INFORMATION is the first attribute of a file record, and no header is longer.
 constexpr std::uint16_t second_attribute = 120;
-
-void add_journal_record(std::vector<logged_usn>& found, uni::byte_view bytes) {
-    const auto record = read_usn_record(bytes);
-    if (!record || record->length() > bytes.size() || !record->has(&usn_layout::name)) return;
-    const std::size_t name_length = record->get(&usn_layout::name_length);
-    const logged_usn told = {.usn = record->get(&usn_layout::usn),
-                             .time = record->get(&usn_layout::time),
-                             .file = record->file(),
-                             .reason = record->get(&usn_layout::reason),
-                             .name = record->name()};
-    if (record->name_begin() + name_length > record->length() || !cv::has_calendar_form(told.time)) return;
-    found.push_back(told);
-}
 
 // The time of last change in what is written over a part of the value, from `begin` on; 0 if it is not whole there.
 std::uint64_t change_time_in(uni::byte_view part, std::uint32_t begin) {
@@ -95,10 +83,15 @@ private:
 std::vector<logged_usn> logged_journal_records(const log_store& log) {
     std::vector<logged_usn> found;
     for (const log_entry& entry : log.entries) {
-        if (entry.redo_op == update_nonresident_value &&
-            entry.get(record_layout::record_type) == record_types::client) {
-            add_journal_record(found, exact_redo(entry));
-        }
+        if (entry.redo_op != update_nonresident_value) continue;
+        const record_fact fact = proved_fact(entry, log.place);
+        if (fact.kind != fact_kind::journal_record) continue;
+        const usn_record record = *read_usn_record(fact.data);
+        found.push_back({.usn = record.get(&usn_layout::usn),
+                         .time = record.get(&usn_layout::time),
+                         .file = record.file(),
+                         .reason = record.get(&usn_layout::reason),
+                         .name = record.name()});
     }
     std::ranges::stable_sort(found, {}, &logged_usn::usn);
     const auto same = [](const logged_usn& a, const logged_usn& b) { return a.usn == b.usn; };

@@ -18,7 +18,7 @@ struct logged_usn {
     uni::byte_view name;  // UTF-16; shows the log's bytes
 };
 
-// The whole ones of versions 2 and 3, by USN; of equal ones the first in the file.
+// Those that events rest on: the whole ones of versions 2 and 3, by USN; of equal ones the first in the file.
 std::vector<logged_usn> logged_journal_records(const log_store& log);
 
 // The times of last change that log records set by the system's clock: those of new file records, and those that are

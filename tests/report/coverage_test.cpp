@@ -278,11 +278,13 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     const auto logged = [](usn_image image) { return record{.lsn = image.usn, .redo_op = 8, .redo = image.image()}; };
     record other_logged = logged({.usn = 230});
     other_logged.type = 2;
+    record unpadded = logged({.usn = 240, .time = noon + minute, .name = u"b.t"});
+    unpadded.redo.resize(66);
     const facts told = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
                                    logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300}),
-                                   logged({.usn = 220, .time = ~u64{0}}), other_logged});
+                                   logged({.usn = 220, .time = ~u64{0}}), unpadded, other_logged});
     EXPECT_EQ(told.at("times_by_journal"), clock_text(0, 20));
-    EXPECT_EQ(told.at("usns"), "88 to 99") << "not of those that are not whole";
+    EXPECT_EQ(told.at("usns"), "88 to 240") << "of those that are events";
 }
 
 TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
