@@ -52,6 +52,15 @@ std::string doubts_of_folders(const logfile_options& options) {
     return text;
 }
 
+// A journal is looked into as far as its first record.
+std::string doubts_of_first_record(const std::string& path) {
+    uni::file file;
+    if (path.empty() || !file.open(path, uni::open_mode::read)) return {};
+    journal_cursor cursor(file, journal_resync::at_records);
+    cursor.next();
+    return cursor.reading().records == 0 ? doubts_of_journal(cursor.reading(), path) : std::string();
+}
+
 }  // namespace
 
 std::string doubts_of_arguments(const logfile_options& options, const argument_list& left) {
@@ -64,9 +73,17 @@ std::string doubts_of_arguments(const logfile_options& options, const argument_l
 
 std::string doubts_of_contents(const logfile_options& options) {
     if (options.enumdir_mode) return doubts_of_folders(options);
+    std::string text = doubts_of_first_record(options.jrnl_path);
     log_store store;
-    if (options.pipe_mode || !parse_log(store, options.log_path, options)) return {};
-    return doubts_of_log(store, options.log_path, options);
+    if (options.pipe_mode || !parse_log(store, options.log_path, options)) return text;
+    return doubts_of_log(store, options.log_path, options) + text;
+}
+
+std::string doubts_of_journal(const journal_reading& reading, const std::string& path) {
+    if (reading.incomplete && reading.records == 0) return {};  // which is said in other words
+    if (reading.records == 0) return line("no record in", path);
+    if (reading.unread_bytes == 0) return {};
+    return line(format_number(reading.unread_bytes, false) + " bytes hold no record that can be read", path);
 }
 
 std::string doubts_of_listed_file(const std::string& path) {

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "journal/journal_cursor.h"
 #include "logfile/log_store.h"
 #include "options/argument_list.h"
 #include "options/logfile_options.h"
@@ -19,6 +20,8 @@ std::string doubts_of_contents(const logfile_options& options);
 
 // A log of a list that looks like another kind.
 std::string doubts_of_listed_file(const std::string& path);
+// A journal file as it was read: without a record, or with bytes that are in none.
+std::string doubts_of_journal(const journal_reading& reading, const std::string& path);
 // A log as it was parsed: without a record, or of a volume with other clusters than rows reckon with.
 std::string doubts_of_log(const log_store& store, const std::string& path, const logfile_options& options);
 

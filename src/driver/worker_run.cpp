@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "driver/doubts.h"
 #include "format/number.h"
 #include "journal/journal_cursor.h"
 #include "mft/mft_reader.h"
@@ -68,13 +69,14 @@ std::string count_text(std::string_view before, std::size_t count, std::string_v
 
 // Opens what comes with the log, before any thread is started.
 bool open_inputs(const logfile_options& options, evidence& stores) {
+    const auto resync = options.extended ? journal_resync::at_records : journal_resync::at_pages;
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
         say_parsing_failed(options.mft_path);
         return false;
     }
-    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path)) {
+    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path, resync)) {
         say_parsing_failed(options.jrnl_path);
         return false;
     }
@@ -84,7 +86,7 @@ bool open_inputs(const logfile_options& options, evidence& stores) {
 // Whether there is something to tell of. A journal on its own is looked into as far as its first record.
 bool anything_found(const logfile_options& options, const evidence& stores) {
     if (options.have_log) return !stores.log.entries.empty();
-    return journal_cursor(stores.journal.file).next() != nullptr;
+    return journal_cursor(stores.journal.file, stores.journal.resync).next() != nullptr;
 }
 
 void run_workers(const logfile_options& options, evidence& stores) {
@@ -97,6 +99,12 @@ void run_workers(const logfile_options& options, evidence& stores) {
     show_status(options, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();
+}
+
+// The rest of the report stands without it.
+void say_journal_doubts(const logfile_options& options, const usn_journal& journal) {
+    const std::string doubts = doubts_of_journal(journal.reading, options.jrnl_path);
+    if (!doubts.empty()) uni::console_write(doubts);
 }
 
 // Brings the journal records found in the log into the inode store; says what became of each.
@@ -144,7 +152,7 @@ bool worker_run(const run_context& run) {
     run_workers(options, stores);
     if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
-    if (!options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
     if (!anything_found(options, stores)) {
         say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
         return false;
@@ -153,7 +161,8 @@ bool worker_run(const run_context& run) {
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
-    if (options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (options.extended && !options.jrnl_path.empty()) say_journal_doubts(options, stores.journal);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }

@@ -38,7 +38,7 @@ std::uint64_t time_of(const journal_record& record) {
 journal_outline outline_journal(const uni::file& file, logged_records& logged) {
     journal_outline outline;
     open_files files;
-    journal_cursor cursor(file);
+    journal_cursor cursor(file, journal_resync::at_records);
     while (const journal_record* const record = cursor.next()) {
         const bool in_log = logged.has(*record);
         const record_news news = files.take(*record, in_log);
@@ -49,7 +49,7 @@ journal_outline outline_journal(const uni::file& file, logged_records& logged) {
     std::ranges::copy(files.waiting(), std::back_inserter(outline.lone_names));
     std::ranges::sort(outline.lone_names);
     outline.folders.seal();
-    outline.incomplete = cursor.incomplete();
+    outline.reading = cursor.reading();
     return outline;
 }
 
@@ -60,7 +60,7 @@ journal_events::journal_events(const uni::file& file, const journal_outline& out
       m_names(names),
       m_paths(paths),
       m_listener(std::move(listener)),
-      m_cursor(file),
+      m_cursor(file, journal_resync::at_records),
       m_next(m_cursor.next()) {}
 
 void journal_events::tell_before(std::uint64_t place, std::uint64_t lsn) {

@@ -16,7 +16,7 @@ namespace kest {
 struct journal_outline {
     journal_folders folders;
     std::vector<std::uint64_t> lone_names;  // places of the old names that no new one follows
-    bool incomplete = false;                // some of the file could not be read
+    journal_reading reading;                // of the file
 };
 
 // Goes through the file once. Notes which records the log has, too.

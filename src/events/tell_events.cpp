@@ -108,7 +108,7 @@ public:
         if (m_journal) m_journal->tell_before(logged_records::nowhere, m_told.highest_lsn);
     }
 
-    bool journal_incomplete() const { return m_outline.incomplete; }
+    const journal_reading& reading() const { return m_outline.reading; }
 
 private:
     void open_journal(const uni::file& file) {
@@ -234,10 +234,11 @@ private:
 
 }  // namespace
 
-bool tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress) {
+journal_reading tell_events(const event_inputs& inputs, const event_listener& listener,
+                            const event_progress& progress) {
     event_teller teller(inputs, listener, progress);
     teller.run();
-    return !teller.journal_incomplete();
+    return teller.reading();
 }
 
 }  // namespace kest

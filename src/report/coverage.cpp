@@ -155,9 +155,12 @@ public:
     explicit journal_survey(const std::vector<logged_usn>& logged) : m_logged(logged) {}
 
     journal_coverage run(usn_journal& journal) {
-        for_each_journal_block(journal, [this](uni::byte_view block, std::uint64_t) {
-            for_each_usn_record(block, [this](const usn_record& record, uni::byte_view, std::size_t) { add(record); });
-        });
+        journal_cursor cursor(journal.file, journal.resync);
+        while (const journal_record* const record = cursor.next())
+            add(record->usn);
+        journal.reading = cursor.reading();
+        m_found.records = journal.reading.records;
+        m_found.unread_bytes = journal.reading.unread_bytes;
         if (!m_logged.empty() && m_found.usns.any) {
             m_found.fit.behind = m_found.usns.lowest > m_logged.back().usn;
             m_found.fit.ahead = m_found.usns.highest < m_logged.front().usn;
@@ -167,7 +170,6 @@ public:
 
 private:
     void add(const usn_record& record) {
-        ++m_found.records;
         const std::uint64_t usn = record.get(&usn_layout::usn);
         const std::uint64_t time = record.get(&usn_layout::time);
         m_found.usns.add(usn);

@@ -59,6 +59,7 @@ struct journal_fit {
 struct journal_coverage {
     std::string path;
     std::uint64_t records = 0;
+    std::uint64_t unread_bytes = 0;  // of no record, and not zeros
     value_range times;
     value_range usns;
     journal_fit fit;

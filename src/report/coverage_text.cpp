@@ -179,6 +179,7 @@ template <class facts_writer>
 void tell_journal(facts_writer& lines, const journal_coverage& told) {
     lines.text("journal", told.path);
     lines.count("journal_records", told.records);
+    lines.count("journal_unread_bytes", told.unread_bytes);
     lines.times("journal_times", told.times);
     lines.numbers("journal_usns", told.usns);
     lines.text("journal_fit", fit_text(told.fit));

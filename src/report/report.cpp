@@ -81,7 +81,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
 template <class listener>
 void log_report::tell_all_events(evidence& stores, listener& told_to) {
     entry_progress progress;
-    const bool whole = tell_events(
+    stores.journal.reading = tell_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
@@ -90,7 +90,6 @@ void log_report::tell_all_events(evidence& stores, listener& told_to) {
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
         });
-    if (!whole) stores.journal.incomplete = true;
 }
 
 }  // namespace kest

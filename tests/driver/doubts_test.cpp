@@ -93,8 +93,10 @@ TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
     const std::string folder = m_folder.at("folder");
     const std::string listed = m_folder.put("folder/log", contents_of(m_log));
     m_folder.put("folder/deeper/log", contents_of(m_log));
+    const std::string empty = m_folder.put("empty");
     const std::tuple<argument_list, int, std::string> rows[] = {
         {{"-log", m_log, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
+        {{"-log", m_log, "-jrnlfile", empty}, -1, "no record in: " + empty + '\n'},
         {{"-log", m_log, "-mftfiel", "a b", "x\n"}, -1, "ignored: -mftfiel 'a b' x[LF]\n"},
         {{"-log", m_log, "-quiet"}, -1, "ignored: -quiet\n"},
         {{"-log", m_log, "-showall_inodes"}, -1, "ignored: -showall_inodes\n"},

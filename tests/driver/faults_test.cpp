@@ -16,7 +16,8 @@ namespace {
 struct {
     std::atomic<long> allocations = LONG_MAX;  // so many are made, and then
     std::atomic<long> failing = 0;             // so many fail
-    off_t unreadable = -1;                     // offset at which every file fails
+    off_t unreadable = -1;                     // offset at which every file fails, after
+    int readable = 0;                          // so many reads
     bool closing = false;                      // what was open for writing fails when it is closed
     const char* planted = nullptr;             // a link to this file comes to stand where a file was deleted
 } injected;
@@ -44,7 +45,8 @@ void* allocated(std::size_t size) {
 
 extern "C" {
 ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
-    if (offset != injected.unreadable) return ::syscall(SYS_pread64, descriptor, buffer, size, offset);
+    if (offset != injected.unreadable || injected.readable-- > 0)
+        return ::syscall(SYS_pread64, descriptor, buffer, size, offset);
     errno = EIO;
     return -1;
 }
@@ -100,15 +102,21 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
     const argument_list log = {"-log", folder.put("log", at_begin_and_behind(sample, 4 << 20))};
     const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_behind(mft, 1 << 20))});
     const argument_list three =
-        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 65536))});
-    const std::tuple<argument_list, off_t, std::string> rows[] = {{with({"-quiet"}, log), 4 << 20, "log"},
-                                                                  {two, 1 << 20, "mft"},
-                                                                  {three, 65536, "jrnl"},
-                                                                  {with({"-coverage"}, three), 65536, "jrnl"}};
-    for (const auto& [args, offset, name] : rows) {
+        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
+    const std::tuple<argument_list, off_t, int, std::string> rows[] = {
+        {with({"-quiet"}, log), 4 << 20, 0, "log"},
+        {two, 1 << 20, 0, "mft"},
+        {three, 1 << 20, 0, "jrnl"},
+        {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
+        {with({"-events"}, three), 1 << 20, 0, "jrnl"},
+    };
+    for (const auto& [args, offset, readable, name] : rows) {
         EXPECT_EQ(ran(args, [] {}).status, 0);
         const auto rows_before = std::ranges::count(report, '\n');
-        const ended_run ended = ran(args, [at = offset] { injected.unreadable = at; });
+        const ended_run ended = ran(args, [at = offset, first = readable] {
+            injected.unreadable = at;
+            injected.readable = first;
+        });
         EXPECT_EQ(ended.status, 255);
         EXPECT_EQ(ended.err, "prob reading file: " + folder.at(name) + '\n');
         EXPECT_GT(std::ranges::count(report, '\n'), rows_before / 3);

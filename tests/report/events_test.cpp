@@ -115,11 +115,13 @@ record journal(u32 reason, u64 time = noon) {
     return logged({.file = file, .time = time, .reason = reason});
 }
 
-// A journal file's page: its records one after the other.
+// A journal file's page: its records one after the other, and so their USNs where a case says nothing of them.
 bytes page_of(const std::vector<usn_image>& records) {
     bytes page;
-    for (const usn_image& record : records)
+    for (usn_image record : records) {
+        if (record.usn == usn_image{}.usn) record.usn += page.size();
         page = pack(page, record.image());
+    }
     return pack(page, at{4096});
 }
 // With the last cells, those of all events that a journal file brings.
@@ -901,7 +903,7 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
     }
 }
 
-TEST(journal_events, damage_costs_its_own_page) {
+TEST(journal_events, damage_costs_itself_only) {
     const auto named = [](const std::u16string& name) {
         return usn_image{.file = file, .reason = 0x8000'0002, .name = name};
     };
@@ -920,12 +922,13 @@ TEST(journal_events, damage_costs_its_own_page) {
     far_off.parent = 0x0001'0001'0000'0000;
     const bytes pages =
         pack(page_of({named(u"a"), long_name, unnumbered, timeless, longest, shifted, nameless, odd, far, far_off,
-                      named(std::u16string(256, u'l')), endless, named(u"lost")}),
+                      named(std::u16string(256, u'l')), endless, named(u"found")}),
              page_of({named(u"b")}), bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
     EXPECT_EQ(
         told_with(pages, {}, {0, 1, 4, 12}),
         (texts{"2012-12-14 23:06:40.000000000|journal|[root]/a|0", "2012-12-14 23:06:40.000000000|after|[root]/t|216",
                "2012-12-14 23:06:40.000000000|journal|[root]/" + std::string(255, 'l') + "|280",
+               "2012-12-14 23:06:40.000000000|journal|[root]/found|1896",
                "2012-12-14 23:06:40.000000000|journal|[root]/b|4096",
                "2012-12-14 23:06:40.000000000|journal|[root]/c|77824"}));
 }
@@ -989,7 +992,9 @@ TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
 }
 
 TEST(journal_events, make_a_run_of_their_own) {
-    const memory_file sound(page_of({{.file = file}})), zeros(bytes(9000)), small(bytes(4000));
+    const memory_file sound(page_of({{.file = file}})), zeros(bytes(9000)), small(usn_image{.file = file}.image()),
+        damaged(pack(page_of({{.file = file}}), u64{1}, u64{0}, u64{2})), empty(bytes{}),
+        log(log_of_pages({{.lsn = 8, .redo_op = 8, .redo = usn_image{}.image()}}));
     const struct {
         const char* what;
         argument_list args;
@@ -998,7 +1003,23 @@ TEST(journal_events, make_a_run_of_their_own) {
     } rows[] = {
         {"a journal", {"-events", "-jrnlfile", sound.path()}, 0, ""},
         {"without a record", {"-events", "-jrnlfile", zeros.path()}, -1, "prob parsing file: " + zeros.path() + '\n'},
-        {"too small", {"-events", "-jrnlfile", small.path()}, -1, "prob parsing file: " + small.path() + '\n'},
+        {"small", {"-events", "-jrnlfile", small.path()}, 0, ""},
+        {"damaged",
+         {"-events", "-jrnlfile", damaged.path()},
+         0,
+         "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
+        {"damaged, in rows",
+         {"-jsonl", "-log", log.path(), "-jrnlfile", damaged.path()},
+         0,
+         "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
+        {"empty beside a log",
+         {"-events", "-log", log.path(), "-jrnlfile", empty.path()},
+         0,
+         "no record in: " + empty.path() + '\n'},
+        {"zeros beside a log",
+         {"-coverage", "-log", log.path(), "-jrnlfile", zeros.path()},
+         0,
+         "no record in: " + zeros.path() + '\n'},
         {"not in statistics",
          {"-events", "-stats", "-jrnlfile", sound.path()},
          -1,
