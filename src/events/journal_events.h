@@ -29,6 +29,9 @@ public:
     journal_events(const uni::file& file, const journal_outline& outline, const logged_records& logged,
                    name_history& names, folder_paths& paths, std::function<void(const event&)> listener);
 
+    // Some of the file could be read the first time only.
+    bool incomplete() const { return m_cursor.reading().incomplete; }
+
     // The next record not told of is here; behind all places at the end.
     std::uint64_t place() const { return m_next != nullptr ? m_next->place : logged_records::nowhere; }
 

@@ -108,7 +108,12 @@ public:
         if (m_journal) m_journal->tell_before(logged_records::nowhere, m_told.highest_lsn);
     }
 
-    const journal_reading& reading() const { return m_outline.reading; }
+    // It is read twice, and either time may fail.
+    journal_reading reading() const {
+        journal_reading read = m_outline.reading;
+        read.incomplete = read.incomplete || (m_journal && m_journal->incomplete());
+        return read;
+    }
 
 private:
     void open_journal(const uni::file& file) {

@@ -109,6 +109,7 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
         {three, 1 << 20, 0, "jrnl"},
         {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
         {with({"-events"}, three), 1 << 20, 0, "jrnl"},
+        {with({"-events"}, three), 1 << 20, 1, "jrnl"},
     };
     for (const auto& [args, offset, readable, name] : rows) {
         EXPECT_EQ(ran(args, [] {}).status, 0);
