@@ -63,7 +63,7 @@ std::optional<lsn_layout> layout_of(const log_coverage& coverage) {
 
 void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_stored = log.entries.size();
-    coverage.transactions = tally_transactions(log);
+    coverage.transactions = tally_transactions(log, find_transaction_states(log));
     const transaction_tally& tally = coverage.transactions;
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)

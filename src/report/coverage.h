@@ -10,7 +10,7 @@
 #include "logfile/lsn_layout.h"
 #include "logfile/page_tally.h"
 #include "logfile/restart_page.h"
-#include "logfile/transaction_tally.h"
+#include "logfile/transaction_states.h"
 #include "options/evidence.h"
 #include "options/logfile_options.h"
 

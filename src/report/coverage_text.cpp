@@ -154,10 +154,10 @@ void tell_records(facts_writer& lines, const log_coverage& told) {
     lines.count("records_in_whole", tally.records_of_whole);
     lines.count("records_in_cut", tally.records_of_cut);
     lines.count("records_of_checkpoints", tally.records_of_none);
-    lines.count("transactions_done", tally.done);
+    lines.count("transactions_done", tally.committed);
     lines.count("transactions_open", tally.open);
-    lines.count("transactions_undone", tally.undone);
-    lines.count("transactions_partly_undone", tally.partly_undone);
+    lines.count("transactions_undone", tally.rolled_back);
+    lines.count("transactions_partly_undone", tally.partly_rolled_back);
     lines.count("transactions_cut", tally.cut);
     lines.numbers("lsns", told.lsns);
     lines.count("gaps", told.gaps ? std::optional<std::uint64_t>(told.gaps->size()) : std::nullopt);

@@ -1,6 +1,7 @@
 #include "report/logged_facts.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "format/time.h"
 #include "journal/usn_record.h"
@@ -101,11 +102,11 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
 
 std::vector<std::uint64_t> logged_change_times(const log_store& log) {
     change_times times;
-    for (const chain_head& head : log.chain_heads) {
+    for (const chain_head& chain : log.chain_heads) {
         times.begin();
-        times.add(log.entries[head.entry], head.cut);
-        for (const std::uint32_t member : log.members(head))
-            times.add(log.entries[member], false);
+        bool lost = chain.cut;  // what went before the first record
+        for (const std::uint32_t position : log.records(chain))
+            times.add(log.entries[position], std::exchange(lost, false));
     }
     return times.take();
 }

@@ -104,12 +104,13 @@ private:
     }
 
     void visit_chain(const chain_head& head) {
-        m_head.entry = &m_stores.log.entries[head.entry];
+        const std::span<const std::uint32_t> positions = m_stores.log.records(head);
+        m_head.entry = &m_stores.log.entries[positions.front()];
         decode_redo(*m_head.entry, m_head.info, m_settings.style);
         chain_fact fact;
         tie_head(fact);
         const file_tie& tie = associate(m_head.entry, m_head.info);
-        const std::span<chain_record> members = decode_members(head, fact);
+        const std::span<chain_record> members = decode_members(positions.subspan(1), fact);
         time_from_info(m_head.info, m_last_time);
         begin(head, members, fact);
         m_teller.tell({.entry = *m_head.entry,
@@ -142,8 +143,7 @@ private:
     }
 
     // Decodes all members ahead of the head's row, so that no head is shown earlier than its members.
-    std::span<chain_record> decode_members(const chain_head& head, chain_fact& fact) {
-        const std::span<const std::uint32_t> positions = m_stores.log.members(head);
+    std::span<chain_record> decode_members(std::span<const std::uint32_t> positions, chain_fact& fact) {
         if (m_members.size() < positions.size()) m_members.resize(positions.size());
         const std::span<chain_record> members = std::span(m_members).first(positions.size());
         for (std::size_t at = 0; at < members.size(); ++at) {
