@@ -57,9 +57,6 @@ public:
     void set_number(std::size_t column, std::uint64_t value);
 
 private:
-    // The cell as an empty text.
-    result_cell& reset_cell(std::size_t column);
-
     std::vector<result_cell> m_cells;
 };
 
