@@ -136,6 +136,9 @@ void result_row::set_number(std::size_t column, std::uint64_t value) {
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
     : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    // Each character of a separator: of several the first could be taken for it at a value's end.
+    for (const char c : style.separator + "\"\r\n")
+        m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -225,11 +228,8 @@ void row_writer::write_wide_quoted(std::string_view text) {
     m_sink.write({&quote, 1});
 }
 
-// A separator of several characters could begin with the last of a value.
 bool row_writer::needs_quotes(std::string_view text) const {
-    return std::ranges::any_of(text, [this](char c) {
-        return c == quote || c == '\n' || c == '\r' || m_style.separator.find(c) != std::string::npos;
-    });
+    return std::ranges::any_of(text, [this](char c) { return m_quoted_bytes[static_cast<std::uint8_t>(c)]; });
 }
 
 // Replaces the line ends of the row's values by words.

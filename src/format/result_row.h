@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -92,6 +93,7 @@ private:
     const row_style& m_style;
     bool m_base16;
     bool m_header_due = true;
+    std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;
 };
 
