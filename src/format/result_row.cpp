@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/number.h"
+#include "format/safe_text.h"
 
 namespace kest {
 
@@ -128,6 +129,8 @@ void result_row::set_number(std::size_t column, std::uint64_t value) {
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
     : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    if (std::ranges::any_of(m_columns, &row_column::marks_separator))
+        m_telling = telling_character(style.separator).value_or("");
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -150,6 +153,7 @@ void row_writer::write_header() {
 // Few rows hold a line end: they are looked for in the finished line.
 void row_writer::emit_row(result_row& row) {
     write_header();
+    if (!m_telling.empty()) mark_separators(row);
     if (put_line(row, m_style.marks_line_ends)) return;
     mark_line_ends(row);
     put_line(row, false);
@@ -175,7 +179,7 @@ void row_writer::write_wide_row(const result_row& row) {
         const std::string_view text = row.cells()[column].value();
         if (text.size() > most_in_place) {
             if (column != 0) m_sink.write(m_style.separator);
-            write_wide_text(text, m_columns[column].words_alone);
+            write_wide_text(text, column);
         } else {
             char* const begin = m_sink.room(most_bytes(row, column, column + 1));
             m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
@@ -184,7 +188,8 @@ void row_writer::write_wide_row(const result_row& row) {
     m_sink.write("\n");
 }
 
-void row_writer::write_wide_text(std::string_view text, bool words_alone) {
+void row_writer::write_wide_text(std::string_view text, std::size_t column) {
+    const bool words_alone = m_columns[column].words_alone;
     const bool lone_returns = marks_lone_returns(text);
     std::string piece;
     for (std::size_t at = 0; at < text.size();) {
@@ -195,7 +200,7 @@ void row_writer::write_wide_text(std::string_view text, bool words_alone) {
             piece = text.substr(at, most_in_place);
             at += piece.size();
         }
-        if (m_style.sep_char != '\0' && !words_alone) {
+        if (replaces(column)) {
             replace_bytes(piece.data(), piece.data() + piece.size(), m_style.sep_char, m_style.sep_subst);
         }
         m_sink.write(piece);
@@ -215,6 +220,19 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
+// Few values hold what separates them.
+void row_writer::mark_separators(result_row& row) const {
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        result_cell& cell = row.cells()[at];
+        if (!m_columns[at].marks_separator || cell.type == result_cell::kind::number) continue;
+        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        const std::string text(cell.value());
+        cell.type = result_cell::kind::own_text;
+        cell.text.clear();
+        append_marked_text(cell.text, text, m_telling);
+    }
+}
+
 // Bytes that some cells of the line have at most.
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
     const std::size_t besides = m_style.separator.size() + 1 + hex_prefix.size() + most_number_bytes;
@@ -226,7 +244,6 @@ std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std
 
 // The cells with the separators ahead of them; says where they end.
 char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
-    const bool replaces = m_style.sep_char != '\0';
     for (std::size_t column = first; column < last; ++column) {
         const result_cell& cell = row.cells()[column];
         if (column != 0) at = put(at, m_style.separator);
@@ -239,7 +256,7 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
         const std::string_view text = cell.value();
         char* const begin = at;
         at = put(at, text);
-        if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+        if (replaces(column)) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
         at = put_padding(at, text.size(), width);
     }
     return at;

@@ -31,6 +31,7 @@ std::vector<row_column> report_columns(bool guesses_allowed, bool show_undo) {
     std::vector<row_column> out;
     for (const column_row& row : columns)
         out.push_back({std::string(row.title), row.width, row.words_alone});
+    out[column_ids::undo].marks_separator = true;
     if (!show_undo) out.pop_back();
     if (guesses_allowed) out[column_ids::path].title = guessed_path_title;
     return out;

@@ -14,7 +14,10 @@ namespace kest {
 class event_lines {
 public:
     event_lines(const logfile_options& options, std::string_view log_path, uni::fileio_output& report_sink)
-        : m_options(options), m_line(report_sink), m_log_path(log_path) {}
+        : m_options(options), m_line(report_sink) {
+        append_safe_text(m_log_path, log_path);
+        append_safe_text(m_journal_path, options.jrnl_path);
+    }
 
     void tell(const event& told);
 
@@ -27,6 +30,7 @@ private:
     const logfile_options& m_options;
     json_writer m_line;
     std::string m_log_path;
+    std::string m_journal_path;
     details_writer m_details;
     text_room m_room;    // scratch
     std::string m_text;  // likewise

@@ -65,7 +65,7 @@ static_assert(std::size(columns) == column_id::details + 1);
 std::vector<row_column> event_columns() {
     std::vector<row_column> out;
     for (const column_row& row : columns)
-        out.push_back({std::string(row.title), row.width, row.words_alone});
+        out.push_back({std::string(row.title), row.width, row.words_alone, true});
     return out;
 }
 
@@ -81,8 +81,8 @@ void event_rows::tell(const event& told) {
     m_row.show_text(column_id::clock, clock_word(told));
     m_row.show_text(column_id::source, source_word(told));
     append_event_word(m_row.text(column_id::event_word), told);
-    append_safe_text(m_row.text(column_id::path), told.path);
-    append_safe_text(m_row.text(column_id::old_path), told.old_path);
+    m_row.show_text(column_id::path, told.path);
+    m_row.show_text(column_id::old_path, told.old_path);
     m_row.show_text(column_id::known, known_word(told));
     append_number(m_row.text(column_id::inode), told.file.number(), m_options.base16);
     write_known_number(column_id::seq, told.file.sequence());
