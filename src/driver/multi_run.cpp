@@ -1,6 +1,7 @@
 #include "driver/multi_run.h"
 
 #include "driver/doubts.h"
+#include "format/safe_text.h"
 #include "options/path_filter.h"
 #include "portable/console.h"
 #include "portable/folder_walk.h"
@@ -16,6 +17,14 @@ bool said(const std::string& words) {
     return !words.empty();
 }
 
+// The path of a listed file, as the operator sees it.
+std::string shown_path(const logfile_options& options, const std::string& path) {
+    if (!options.extended) return path;
+    std::string shown;
+    append_safe_text(shown, path);
+    return shown;
+}
+
 // Nothing of one volume may reach another's report. A file that the run is writing is no log.
 bool parse_alone(const run_context& run, evidence& stores, const std::string& path) {
     log_store_reset(stores.log);
@@ -23,22 +32,23 @@ bool parse_alone(const run_context& run, evidence& stores, const std::string& pa
     const bool strict = run.options.strict;
     if (run.outputs.hold(path) || (strict && said(doubts_of_listed_file(path)))) return false;
     if (!parse_log(stores.log, path, run.options)) return false;
-    if (stores.log.incomplete) say_reading_failed(run, path);
+    if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
     if (strict && said(doubts_of_log(stores.log, path, run.options))) return false;
     return !stores.log.entries.empty();
 }
 
 bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
     const bool show_progress = run.options.show_progress;
+    const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
-    if (show_progress) say_parsing(path);
+    if (show_progress) say_parsing(shown);
     if (!parse_alone(run, stores, path)) {
-        if (show_progress) say_parsing_failed(path);
+        if (show_progress) say_parsing_failed(shown);
         return false;
     }
     run.report.write(stores, path);
     log_store_reset(stores.log);
-    if (show_progress) uni::console_write("success: " + path + '\n');
+    if (show_progress) uni::console_write("success: " + shown + '\n');
     return true;
 }
 

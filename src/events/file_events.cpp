@@ -8,7 +8,6 @@
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "mft/record_view.h"
-#include "portable/utf16.h"
 
 namespace kest {
 
@@ -145,32 +144,29 @@ event& file_events::add(event_kind kind, const told_fact& proof, const std::opti
                                              : event_state::open;
     told.reasons = m_reasons;
     m_said |= reason_said(kind);
-    if (!place) {
-        told.path = unknown_path;
-        told.known = known_by::part;
-    } else {
+    told.known = known_by::part;
+    std::string_view above = unknown_path;
+    held_name name;
+    if (place) {
         told.parent = place->name.parent;
         const folder_path& folder = m_context.paths.at(told.parent, proof.lsn);
-        told.path = folder.text;
-        append_name(told.path, place->name);
+        above = folder.text;
+        name = place->name;
         told.known = std::max(place->known, folder.known);
         told.of_system = folder.of_system;
     }
     if (told.file.number() == root_number) {
-        told.path = root_path;
+        above = root_path;
+        name = {};
         told.known = known_by::log;
     }
-    if (!stream.empty()) {
-        told.path += ':';
-        uni::append_utf16_text(told.path, stream);
-    }
+    set_path(told.path, told.name_hex, above, name, stream);
     return told;
 }
 
 void file_events::set_old_path(event& told, const file_name_view& name) {
     const folder_path& folder = m_context.paths.at(name.parent(), told.lsn - 1);
-    told.old_path = folder.text;
-    uni::append_utf16_text(told.old_path, name.name());
+    set_path(told.old_path, told.old_name_hex, folder.text, {.units = name.name()});
     told.known = std::max(told.known, folder.known);
     if (!folder.of_system) told.of_system = false;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "events/names.h"
@@ -51,6 +52,10 @@ private:
     std::size_t m_kept_bytes = 0;
 };
 
-void append_name(std::string& out, const held_name& name);
+// Makes `path` a file's path: `folder`, which ends in its separator, its name, and behind ":" the name of a stream. No
+// other path looks like it. `name_hex` becomes the UTF-16 of what stands behind the folder, in hexadecimal, if that
+// needed words.
+void set_path(std::string& path, std::string& name_hex, std::string_view folder, const held_name& name,
+              uni::byte_view stream = {});
 
 }  // namespace kest

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/number.h"
+#include "format/safe_text.h"
 
 namespace kest {
 
@@ -139,6 +140,8 @@ row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, 
     // Each character of a separator: of several the first could be taken for it at a value's end.
     for (const char c : style.separator + "\"\r\n")
         m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
+    if (!style.quotes && std::ranges::any_of(m_columns, &row_column::marks_separator))
+        m_telling = telling_character(style.separator).value_or("");
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -161,6 +164,7 @@ void row_writer::write_header() {
 // Few rows hold a line end: they are looked for in the finished line.
 void row_writer::emit_row(result_row& row) {
     write_header();
+    if (!m_telling.empty()) mark_separators(row);
     if (put_line(row, m_style.marks_line_ends)) return;
     mark_line_ends(row);
     put_line(row, false);
@@ -190,7 +194,7 @@ void row_writer::write_wide_row(const result_row& row) {
             if (m_style.quotes) {
                 write_wide_quoted(text);
             } else {
-                write_wide_text(text, m_columns[column].words_alone);
+                write_wide_text(text, column);
             }
         } else {
             char* const begin = m_sink.room(most_bytes(row, column, column + 1));
@@ -200,7 +204,8 @@ void row_writer::write_wide_row(const result_row& row) {
     m_sink.write("\n");
 }
 
-void row_writer::write_wide_text(std::string_view text, bool words_alone) {
+void row_writer::write_wide_text(std::string_view text, std::size_t column) {
+    const bool words_alone = m_columns[column].words_alone;
     const bool lone_returns = marks_lone_returns(text);
     std::string piece;
     for (std::size_t at = 0; at < text.size();) {
@@ -211,7 +216,7 @@ void row_writer::write_wide_text(std::string_view text, bool words_alone) {
             piece = text.substr(at, most_in_place);
             at += piece.size();
         }
-        if (m_style.sep_char != '\0' && !words_alone) {
+        if (replaces(column)) {
             replace_bytes(piece.data(), piece.data() + piece.size(), m_style.sep_char, m_style.sep_subst);
         }
         m_sink.write(piece);
@@ -245,6 +250,19 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
+// Few values hold what separates them.
+void row_writer::mark_separators(result_row& row) const {
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        result_cell& cell = row.cells()[at];
+        if (!m_columns[at].marks_separator || cell.type == result_cell::kind::number) continue;
+        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        const std::string text(cell.value());
+        cell.type = result_cell::kind::own_text;
+        cell.text.clear();
+        append_marked_text(cell.text, text, m_telling);
+    }
+}
+
 // Bytes that some cells of the line have at most.
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
     constexpr std::size_t blank_and_quotes = 3;
@@ -258,7 +276,7 @@ std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std
 
 // The cells with the separators ahead of them; says where they end.
 char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
-    const bool replaces = m_style.sep_char != '\0', quotes = m_style.quotes;
+    const bool quotes = m_style.quotes;
     for (std::size_t column = first; column < last; ++column) {
         const result_cell& cell = row.cells()[column];
         if (column != 0) at = put(at, m_style.separator);
@@ -277,7 +295,7 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
         }
         char* const begin = at;
         at = put(at, text);
-        if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+        if (replaces(column)) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
         at = put_padding(at, text.size(), width);
     }
     return at;

@@ -112,6 +112,7 @@ private:
 
     void enter(inode_record& record, std::uint64_t inode) {
         const auto position = static_cast<std::uint32_t>(m_store.records.size() - 1);
+        if (!m_source.odd_name.empty()) m_store.odd_names.push_back({position, m_source.odd_name});
         m_callback(record, position, inode);
         m_store.inodes_by_ref.add_unique(record.ref().by_number(), position);
         m_store.inodes_all.add(inode, position);
@@ -161,6 +162,7 @@ bool walk_mft_records(_inode_collection& collection, const mft_record_callback& 
     };
     if (collection.mft_file.is_open()) {
         collection.inodes_by_number.clear();
+        collection.odd_names.clear();
         const std::uint64_t claimed = collection.total_size / collection.record_size;
         uni::try_reserve(collection.records, std::min<std::uint64_t>(claimed, most_reserved));
         as_far_as_memory_goes([&] { mft_walk(collection, callback, progress).run(); });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "format/safe_text.h"
 #include "logfile/mft_place.h"
 #include "options/ascii_text.h"
 #include "options/parse_number.h"
@@ -73,11 +74,25 @@ void settle_table(logfile_options& options) {
     options.sep_char = '\0';
 }
 
+// In CSV, where quotes tell values, blanks may separate them. Reads the arguments ahead of all that they bring about.
+bool separator_fails(const argument_list& args) {
+    std::string separator;
+    if (!peek_value("-csv_separator", separator, args, 1)) return false;
+    if (equal_folded(separator, "tab") || equal_folded(separator, "\\t")) return false;
+    const bool blanks = !separator.empty() && separator.find_first_not_of(' ') == separator.npos;
+    if (blanks && peek_flag("-csv", args, 1) && !peek_flag("-no_whitespace", args, 1)) return false;
+    return !telling_character(separator);
+}
+
 }  // namespace
 
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     options.extended = is_extended(args);
+    if (options.extended && separator_fails(args)) {
+        uni::console_write("separator cannot be told from values, aborting\n");
+        return false;
+    }
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.strict = take_flag("-strict", args);

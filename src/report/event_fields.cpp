@@ -1,5 +1,7 @@
 #include "report/event_fields.h"
 
+#include "format/json.h"
+#include "format/safe_text.h"
 #include "format/time.h"
 #include "journal/usn_record.h"
 #include "report/event_words.h"
@@ -32,7 +34,8 @@ bool has_instant(const event& shown) {
 
 void write_datetime(field_sink& out, const event& shown) {
     if (!has_instant(shown)) return;
-    write_built(out, [&shown](std::string& text) { cv::append_internet_time(text, shown.time, "+00:00"); });
+    write_built(
+        out, [&shown](std::string& text) { cv::append_internet_time(text, shown.time, digits_to_be_found, "+00:00"); });
 }
 
 void write_timestamp(field_sink& out, const event& shown) {
@@ -52,8 +55,11 @@ constexpr field<line> fields[] = {
          write_built(out, [&of](std::string& text) { append_event_word(text, of.shown); });
      }},
     {{"state", 7, words}, [](sink& out, const line& of) { out.text(state_word(of.shown)); }},
-    {{"path", 40, any_text}, [](sink& out, const line& of) { out.evidence(of.shown.path); }},
-    {{"old_path", 25, any_text}, [](sink& out, const line& of) { out.evidence(of.shown.old_path); }},
+    {{"path", 40, any_text}, [](sink& out, const line& of) { out.text(of.shown.path); }},
+    {{"name_hex", 25, words, field_presence::objects}, [](sink& out, const line& of) { out.text(of.shown.name_hex); }},
+    {{"old_path", 25, any_text}, [](sink& out, const line& of) { out.text(of.shown.old_path); }},
+    {{"old_name_hex", 25, words, field_presence::objects},
+     [](sink& out, const line& of) { out.text(of.shown.old_name_hex); }},
     {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
     {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
     {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
@@ -74,9 +80,8 @@ constexpr field<line> fields[] = {
      [](sink& out, const line& of) {
          write_built(out, [&of](std::string& text) { append_reason_text(text, of.shown.reasons, false); });
      }},
-    {{"volume", 25, any_text}, [](sink& out, const line& of) { out.evidence(of.volume); }},
-    {{"file", 25, any_text},
-     [](sink& out, const line& of) { out.evidence(is_in_log(of.shown) ? of.log : of.journal); }},
+    {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
+    {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
     {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
     // What servers of timelines ask for.
     {{"datetime", 32, words, field_presence::objects},
@@ -87,9 +92,7 @@ constexpr field<line> fields[] = {
      [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},
     {{"message", 40, any_text, field_presence::objects},
      [](sink& out, const line& of) {
-         of.text.clear();
-         append_sentence(of.text, of.shown);
-         out.evidence(of.text);
+         write_built(out, [&of](std::string& text) { append_sentence(text, of.shown); });
      }},
 };
 
@@ -113,16 +116,16 @@ std::vector<field_title> titles_of_events() {
 
 event_lines::event_lines(const logfile_options& options, std::string_view log_path,
                          const field_list<event_line>& chosen, field_sink& out)
-    : m_options(options),
-      m_out(out),
-      m_fields(chosen),
-      m_log(log_path),
-      m_volume(folder_of(log_path.empty() ? options.jrnl_path : log_path)) {}
+    : m_options(options), m_out(out), m_fields(chosen) {
+    append_safe_text(m_log, log_path);
+    append_safe_text(m_journal, options.jrnl_path);
+    append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
+}
 
 void event_lines::write(const event& shown) {
     m_details.clear(m_options.as_json);
     write_event_details(m_details, shown, m_options);
-    write_line(m_out, m_fields, {shown, m_log, m_options.jrnl_path, m_volume, m_details, m_text});
+    write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details});
 }
 
 }  // namespace kest

@@ -12,11 +12,10 @@ namespace kest {
 // An event, and the names of what it rests on.
 struct event_line {
     const event& shown;
-    std::string_view log;  // paths of the files, as they were named
+    std::string_view log;  // paths of the files, in words where they hold what could mislead
     std::string_view journal;
     std::string_view volume;
     const details_writer& details;
-    std::string& text;  // scratch
 };
 
 // The fields of an event, in order.
@@ -36,9 +35,9 @@ private:
     field_sink& m_out;
     const field_list<event_line>& m_fields;
     std::string m_log;
+    std::string m_journal;
     std::string m_volume;
     details_writer m_details;
-    std::string m_text;  // scratch
 };
 
 }  // namespace kest

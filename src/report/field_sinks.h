@@ -12,8 +12,8 @@
 
 namespace kest {
 
-// What `row_writer` asks of each column.
-std::vector<row_column> columns_of(std::span<const field_title> titles);
+// What `row_writer` asks of each column. With `marks_separators` no value of any looks like two.
+std::vector<row_column> columns_of(std::span<const field_title> titles, bool marks_separators);
 
 // Writes lines as rows of cells.
 class cell_sink : public field_sink {

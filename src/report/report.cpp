@@ -33,7 +33,7 @@ void log_report::choose_lines() {
     if (m_options.shape == output_shape::jsonl) {
         m_lines = std::make_unique<object_sink>(m_sink);
     } else if (has_rows(m_options.shape)) {
-        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles), m_sink);
+        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, m_options.show_events), m_sink);
     }
 }
 

@@ -193,6 +193,32 @@ TEST(list, kept_a_long_line_arrives_in_pieces) {
         EXPECT_EQ(tried(input), files);
 }
 
+TEST(folder, has_no_file_whose_name_makes_a_line_except_as_ever) {
+    const disk::scratch_folder folder;
+    folder.put("a\nb\u202E");
+    for (const auto& [option, name] : {std::pair{"-base16", "a\nb\u202E"}, {"-events", "a[LF]b[0x202E]"}}) {
+        const std::string err = run_captured({"-enumdir", folder.at(""), option}).err;
+        EXPECT_NE(err.find(name), err.npos) << err;
+    }
+}
+
+TEST(options, refuse_separators_that_are_like_values_in_younger_runs_only) {
+    const disk::scratch_folder folder;
+    const std::string log = std::string(KEST_SAMPLES) + "/LogFile", kept = folder.put("kept", "as it was");
+    const std::string words = "separator cannot be told from values, aborting\n";
+    const std::tuple<const char*, argument_list, std::string> rows[] = {
+        {"x1", {"-events"}, words},  {" : ", {"-undo"}, words}, {" ", {"-cut"}, words},
+        {" ", {"-cut", "-csv"}, ""}, {"x1", {"-csv"}, ""},      {"TAB", {"-events"}, ""},
+    };
+    for (auto [separator, args, err] : rows) {
+        args.insert(args.end(), {"-csv_separator", separator, "-log", log, "-quiet"});
+        if (!err.empty()) args.insert(args.end(), {"-out", kept});
+        const std::string said = run_captured(args).err;
+        EXPECT_EQ(said.substr(0, words.size()), err) << separator;
+    }
+    EXPECT_EQ(disk::contents_of(kept), "as it was");
+}
+
 TEST(folder, is_walked_breadth_first_down_to_a_depth) {
     const disk::scratch_folder folder;
     for (const char* name : {"root/a", "root/one/b", "root/one/two/c", "elsewhere/e"})

@@ -37,7 +37,7 @@ private:
         std::string path;
         for (; number != root; number = m_nodes.at(number).parent)
             path = "\\" + m_nodes.at(number).name + path;
-        return path.find('\\', 1) == std::string::npos ? "[root]/" + path.substr(1) : "[root]" + path;
+        return "[root]" + path;
     }
     bool lies_in(u32 number, u32 folder) const {
         while (number != root && number != folder)
