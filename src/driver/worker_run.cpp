@@ -5,6 +5,8 @@
 #include <new>
 #include <vector>
 
+#include "driver/warnings.h"
+#include "format/error_words.h"
 #include "format/number.h"
 #include "journal/journal_cursor.h"
 #include "mft/mft_reader.h"
@@ -71,11 +73,13 @@ bool open_inputs(const logfile_options& options, evidence& stores) {
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
-        say_parsing_failed(options.mft_path);
+        const int error = stores.inodes.mft_file.open_error();
+        say_parsing_failed(options, options.mft_path, error != 0 ? error_words(error) : "no file record");
         return false;
     }
     if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path)) {
-        say_parsing_failed(options.jrnl_path);
+        const int error = stores.journal.file.open_error();
+        say_parsing_failed(options, options.jrnl_path, error != 0 ? error_words(error) : "too short");
         return false;
     }
     return true;
@@ -146,9 +150,12 @@ bool worker_run(const run_context& run) {
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
     if (!options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
     if (!anything_found(options, stores)) {
-        say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
+        const int error = stores.log.open_error;
+        say_parsing_failed(options, options.have_log ? options.log_path : options.jrnl_path,
+                           error != 0 ? error_words(error) : "no record");
         return false;
     }
+    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");

@@ -997,8 +997,14 @@ TEST(journal_events, make_a_run_of_their_own) {
         std::string err;
     } rows[] = {
         {"a journal", {"-events", "-jrnlfile", sound.path()}, 0, ""},
-        {"without a record", {"-events", "-jrnlfile", zeros.path()}, -1, "prob parsing file: " + zeros.path() + '\n'},
-        {"too small", {"-events", "-jrnlfile", small.path()}, -1, "prob parsing file: " + small.path() + '\n'},
+        {"without a record",
+         {"-events", "-jrnlfile", zeros.path()},
+         -1,
+         "prob parsing file: " + zeros.path() + " (no record)\n"},
+        {"too small",
+         {"-events", "-jrnlfile", small.path()},
+         -1,
+         "prob parsing file: " + small.path() + " (too short)\n"},
         {"not in statistics",
          {"-events", "-stats", "-jrnlfile", sound.path()},
          -1,
