@@ -85,7 +85,8 @@ void log_report::tell_all_events(evidence& stores, listener& told_to) {
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
-         .guesses_allowed = m_options.guesses_allowed},
+         .guesses_allowed = m_options.guesses_allowed,
+         .omitted = stores.inodes.omitted},
         [&told_to](const event& told) { told_to.tell(told); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
