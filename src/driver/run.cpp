@@ -7,12 +7,12 @@
 #include <unistd.h>
 #include <utility>
 
-#include "driver/doubts.h"
 #include "driver/multi_run.h"
 #include "driver/run_header.h"
 #include "driver/run_timer.h"
 #include "driver/single_run.h"
 #include "driver/usage.h"
+#include "driver/warnings.h"
 #include "driver/worker_run.h"
 #include "options/output_guard.h"
 #include "portable/console.h"
@@ -86,6 +86,7 @@ constexpr guard_word guard_words[] = {
     {&left_out::index_runs, "index runs"},
     {&left_out::parents, "parents"},
     {&left_out::attribute_lists, "attribute lists"},
+    {&left_out::standard_values, "times and attributes"},
     {&left_out::files, "files"},
 };
 
@@ -121,14 +122,27 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     return false;
 }
 
-// Says what may not be meant so, to somebody who reads along; with `-strict` to whomever, and false if there was
-// anything.
-bool doubts_settled(const logfile_options& options, const argument_list& left) {
-    if (!options.strict && (!options.show_progress || !uni::console_is_terminal())) return true;
-    std::string doubts = doubts_of_arguments(options, left);
-    if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
-    if (!doubts.empty()) uni::console_write(doubts);
-    return !options.strict || doubts.empty();
+// Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
+bool warnings_settled(const logfile_options& options, const argument_list& left) {
+    if (!options.strict && !says_hints(options)) return true;
+    std::string warnings = warnings_of_arguments(options, left);
+    if (!options.strict) {
+        say_hints(options, warnings);
+        return true;
+    }
+    if (warnings.empty() && !options.value_refused) warnings = warnings_of_contents(options);
+    if (!warnings.empty()) uni::console_write(warnings);
+    return warnings.empty() && !options.value_refused;
+}
+
+// Reads the options. False if the run cannot begin, which has been said.
+bool settle_options(logfile_options& options, run_outputs& outputs, argument_list& args, const std::string& header) {
+    const bool taken = parse_options(options, outputs, args);
+    if (taken && options.has_source()) return true;
+    if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
+    if (options.extended) say_hints(options, warnings_of_arguments(options, args));
+    tell_what_is_needed(options, header);
+    return false;
 }
 
 // A report without a column that was asked for would not be the one that was meant.
@@ -157,11 +171,8 @@ bool run_guarded(argument_list args) {
     const std::string header = run_header(args);
     run_outputs outputs;
     logfile_options options;
-    if (!parse_options(options, outputs, args) || !options.has_source()) {
-        tell_what_is_needed(options, header);
-        return false;
-    }
-    if (writes_input(options, outputs) || !columns_settled(options) || !doubts_settled(options, args)) return false;
+    if (!settle_options(options, outputs, args, header)) return false;
+    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, args)) return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);

@@ -5,7 +5,8 @@
 #include <new>
 #include <vector>
 
-#include "driver/doubts.h"
+#include "driver/warnings.h"
+#include "format/error_words.h"
 #include "format/number.h"
 #include "journal/journal_cursor.h"
 #include "mft/mft_reader.h"
@@ -73,11 +74,13 @@ bool open_inputs(const logfile_options& options, evidence& stores) {
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
-        say_parsing_failed(options.mft_path);
+        const int error = stores.inodes.mft_file.open_error();
+        say_parsing_failed(options, options.mft_path, error != 0 ? error_words(error) : "no file record");
         return false;
     }
     if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path, resync)) {
-        say_parsing_failed(options.jrnl_path);
+        const int error = stores.journal.file.open_error();
+        say_parsing_failed(options, options.jrnl_path, error != 0 ? error_words(error) : "too short");
         return false;
     }
     return true;
@@ -102,9 +105,9 @@ void run_workers(const logfile_options& options, evidence& stores) {
 }
 
 // The rest of the report stands without it.
-void say_journal_doubts(const logfile_options& options, const usn_journal& journal) {
-    const std::string doubts = doubts_of_journal(journal.reading, options.jrnl_path);
-    if (!doubts.empty()) uni::console_write(doubts);
+void say_journal_warnings(const logfile_options& options, const usn_journal& journal) {
+    const std::string warnings = warnings_of_journal(journal.reading, options.jrnl_path);
+    if (!warnings.empty()) uni::console_write(warnings);
 }
 
 // Brings the journal records found in the log into the inode store; says what became of each.
@@ -154,15 +157,18 @@ bool worker_run(const run_context& run) {
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
     if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
     if (!anything_found(options, stores)) {
-        say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
+        const int error = stores.log.open_error;
+        say_parsing_failed(options, options.have_log ? options.log_path : options.jrnl_path,
+                           error != 0 ? error_words(error) : "no record");
         return false;
     }
+    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
     if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
-    if (options.extended && !options.jrnl_path.empty()) say_journal_doubts(options, stores.journal);
+    if (options.extended && !options.jrnl_path.empty()) say_journal_warnings(options, stores.journal);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }

@@ -73,14 +73,19 @@ const folder_path& folder_paths::build(inode_ref folder, name_source&& name_of) 
     m_path.known = known_by::log;
     m_path.of_system = false;
     m_parts.clear();
-    const bool whole = climb(folder, name_of);
+    bool whole = climb(folder, name_of);
     m_path.text = whole ? root_path : unknown;
-    for (auto part = m_parts.rbegin(); part != m_parts.rend() && m_path.text.size() <= longest_path; ++part) {
+    for (auto part = m_parts.rbegin(); part != m_parts.rend(); ++part) {
+        const std::size_t above = m_path.text.size();
         append_name(m_path.text, *part);
         m_path.text += '\\';
         m_path.known = std::max(m_path.known, part->known);
+        if (m_path.text.size() <= longest_path) continue;
+        m_path.text.replace(0, above, unknown);  // as rows show a folder that has outgrown the limit
+        whole = false;
+        m_omitted.paths = true;
     }
-    if (!whole || m_path.text.size() > longest_path) m_path.known = known_by::part;
+    if (!whole) m_path.known = known_by::part;
     return m_path;
 }
 
@@ -102,9 +107,10 @@ bool folder_paths::climb(inode_ref folder, name_source&& name_of) {
 // False where the way goes round, or further up than folders lie inside of one another.
 bool folder_paths::meet(inode_ref folder) {
     std::uint64_t& met = m_met[folder.value()];
-    if (met == m_climb || m_parts.size() == deepest) return false;
+    if (met == m_climb) return false;
     met = m_climb;
-    return true;
+    m_omitted.paths = m_omitted.paths || m_parts.size() == deepest;
+    return m_parts.size() != deepest;
 }
 
 }  // namespace kest

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "events/names.h"
+#include "mft/limits.h"
 
 namespace kest {
 
@@ -19,7 +20,8 @@ struct folder_path {
 // Follows folders to the root, each by the name that it had at the moment asked for.
 class folder_paths {
 public:
-    explicit folder_paths(name_history& names) : m_names(names) {}
+    // `omitted` is told of paths that were cut.
+    folder_paths(name_history& names, left_out& omitted) : m_names(names), m_omitted(omitted) {}
 
     // Valid until the next call.
     const folder_path& at(inode_ref folder, std::uint64_t lsn);
@@ -42,6 +44,7 @@ private:
     bool meet(inode_ref folder);
 
     name_history& m_names;
+    left_out& m_omitted;
     folder_path m_path;
     std::vector<held_name> m_parts;        // from the folder up
     uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it

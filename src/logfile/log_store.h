@@ -39,6 +39,8 @@ struct log_store {
     std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
     std::optional<page_tally> pages;                                         // counted if there is one
 
+    int open_error = 0;  // why the file could not be opened, as `errno` has it
+
     // A read failed ahead of the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;
 

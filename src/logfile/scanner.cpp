@@ -219,7 +219,10 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
 
 bool scan_logfile(log_store& store, const std::string& path) {
     uni::file file;
-    if (!file.open(path, uni::open_mode::read)) return false;
+    if (!file.open(path, uni::open_mode::read)) {
+        store.open_error = file.open_error();
+        return false;
+    }
     try {
         scan_blocks(store, file);
     } catch (const std::bad_alloc&) {

@@ -6,7 +6,6 @@
 #include "logfile/mft_place.h"
 #include "options/ascii_text.h"
 #include "options/parse_number.h"
-#include "portable/console.h"
 
 namespace kest {
 
@@ -52,7 +51,7 @@ void take_cluster_size(logfile_options& options, argument_list& args) {
     if (size && is_cluster_size(*size)) {
         options.cluster_size = static_cast<std::uint32_t>(*size);
     } else {
-        uni::console_write("invalid " + value + ", using default cluster size\n");
+        say_value_refused(options, "invalid " + value + ", using default cluster size\n");
     }
 }
 
@@ -74,14 +73,32 @@ void settle_table(logfile_options& options) {
     options.sep_char = '\0';
 }
 
-// In CSV, where quotes tell values, blanks may separate them. Reads the arguments ahead of all that they bring about.
-bool separator_fails(const argument_list& args) {
-    std::string separator;
-    if (!peek_value("-csv_separator", separator, args, 1)) return false;
-    if (equal_folded(separator, "tab") || equal_folded(separator, "\\t")) return false;
-    const bool blanks = !separator.empty() && separator.find_first_not_of(' ') == separator.npos;
-    if (blanks && peek_flag("-csv", args, 1) && !peek_flag("-no_whitespace", args, 1)) return false;
-    return !telling_character(separator);
+struct shape_name {
+    output_shape shape;
+    std::string_view name;
+};
+constexpr shape_name shapes_without_rows[] = {
+    {output_shape::xml, "-xml"}, {output_shape::csvl2t, "-csvl2t"}, {output_shape::bodyfile, "-bodyfile"}};
+
+// Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
+void judge_report(logfile_options& options, bool coverage) {
+    argument_list given;
+    const auto add_if = [&given](bool is_given, const char* name) {
+        if (is_given) given.emplace_back(name);
+    };
+    add_if(options.stats_requested, "-stats");
+    add_if(coverage, "-coverage");
+    add_if(options.show_events, "-events");
+    if (given.empty()) return;
+    add_if(options.show_undo, "-undo");
+    add_if(options.showall_inodes, "-showall_inodes");
+    if (given.size() > 1) warn(options, "exclude each other", joined(given, '\''));
+}
+
+void judge_shape(logfile_options& options) {
+    if (options.stats_requested || options.show_coverage) return;
+    for (const shape_name& row : shapes_without_rows)
+        if (row.shape == options.shape) warn(options, "no rows in this form", row.name);
 }
 
 }  // namespace
@@ -89,15 +106,12 @@ bool separator_fails(const argument_list& args) {
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     options.extended = is_extended(args);
-    if (options.extended && separator_fails(args)) {
-        uni::console_write("separator cannot be told from values, aborting\n");
-        return false;
-    }
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.strict = take_flag("-strict", args);
     options.stats_requested = take_flag("-stats", args);
-    options.show_coverage = take_flag("-coverage", args) && !options.stats_requested;
+    const bool coverage = take_flag("-coverage", args);
+    options.show_coverage = coverage && !options.stats_requested;
     options.guesses_allowed = !take_flag("-no_guesses", args);
     options.show_undo = take_flag("-undo", args);
     options.show_events = take_flag("-events", args);
@@ -107,10 +121,12 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     settle_table(options);
     if (options.lists_logs()) {
         take_list_options(options, args);
-        return true;
+    } else {
+        take_file_options(options, args);
     }
-    take_file_options(options, args);
-    return !options.log_path.empty() || !options.mft_path.empty() || !options.jrnl_path.empty();
+    judge_report(options, coverage);
+    judge_shape(options);
+    return true;
 }
 
 }  // namespace kest

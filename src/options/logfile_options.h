@@ -19,7 +19,7 @@ struct logfile_options : cmd_params {
     bool have_jrnl = false;
     bool guesses_allowed = true;
     bool showall_inodes = false;
-    bool strict = false;  // what is told of as doubtful otherwise is an error
+    bool strict = false;  // what is said as a hint otherwise is an error
     bool stats_requested = false;
     bool show_coverage = false;  // what the log covers, in place of rows
     bool show_undo = false;      // a column of its own for what each record would put back
@@ -36,7 +36,10 @@ struct logfile_options : cmd_params {
     bool tells_journal() const { return tells_events() && !jrnl_path.empty(); }
     // The report reads the journal file by itself, record for record, and nothing of it is kept.
     bool streams_journal() const { return (tells_events() || show_coverage) && !jrnl_path.empty(); }
-    bool has_source() const { return have_log || tells_journal(); }
+    bool has_source() const {
+        const bool has_input = lists_logs() || !log_path.empty() || !mft_path.empty() || !jrnl_path.empty();
+        return has_input && (have_log || tells_journal());
+    }
 };
 
 // Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.

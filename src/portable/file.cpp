@@ -46,10 +46,12 @@ int off_standard_numbers(int descriptor) {
     return moved;
 }
 
-bool has_offsets(int descriptor) {
+// What speaks against a file that bytes are read from and written to at offsets; 0 if nothing does.
+int lack_of_offsets(int descriptor) {
     struct stat about {};
-    if (::fstat(descriptor, &about) != 0) return false;
-    return !S_ISFIFO(about.st_mode) && !S_ISSOCK(about.st_mode) && !S_ISDIR(about.st_mode);
+    if (::fstat(descriptor, &about) != 0) return errno;
+    if (S_ISDIR(about.st_mode)) return EISDIR;
+    return S_ISFIFO(about.st_mode) || S_ISSOCK(about.st_mode) ? ESPIPE : 0;
 }
 
 }  // namespace
@@ -90,6 +92,7 @@ file::~file() {
 }
 
 bool file::open(std::string_view path, open_mode mode) {
+    m_open_error = ENOENT;
     if (path.empty()) return false;
     close();
     const std::string name(trimmed_path(path));
@@ -97,14 +100,17 @@ bool file::open(std::string_view path, open_mode mode) {
     const int flags = flags_of(mode) | O_NONBLOCK | O_CLOEXEC;
     m_fd = off_standard_numbers(mode == open_mode::read ? open_untouched(name.c_str(), flags)
                                                         : ::open(name.c_str(), flags, created_mode));
-    if (m_fd == -1) return false;
-    if (!has_offsets(m_fd)) {
+    m_open_error = m_fd == -1 ? errno : lack_of_offsets(m_fd);
+    if (m_open_error != 0) {
         close();
         return false;
     }
     m_of_process = name.starts_with(process_files);
     errno = 0;
-    if (measure_size() == 0 && errno != 0 && is_regular()) close();  // not known to be empty
+    if (measure_size() == 0 && errno != 0 && is_regular()) {  // not known to be empty
+        m_open_error = errno;
+        close();
+    }
     return is_open();
 }
 

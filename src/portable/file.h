@@ -46,6 +46,9 @@ public:
     // Takes over an open descriptor, to write to it where it stands; it is not closed with the object.
     void attach(int descriptor);
     bool is_open() const { return m_fd != -1; }
+    // Why the last `open` failed, as `errno` has it: EISDIR for a folder, ESPIPE for a FIFO or a socket. 0 if it did
+    // not.
+    int open_error() const { return m_open_error; }
     // False if the system tells only now that what was written did not arrive.
     bool close();
 
@@ -81,6 +84,7 @@ private:
     std::uint64_t m_size = 0;
     bool m_attached = false;
     bool m_of_process = false;  // lies in /proc
+    int m_open_error = 0;
 };
 
 // Opens to read without a trace in the access time, which only the owner may ask for; as usual where that is refused.

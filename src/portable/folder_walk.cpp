@@ -57,7 +57,9 @@ bool folder_walk::start(const std::string& root, std::uint32_t max_depth, path_t
     m_wanted = std::move(wanted);
     m_directories.clear();
     m_files.clear();
-    if (kind_at(root, true) != entry_kind::directory) return false;
+    errno = ENOTDIR;
+    m_open_error = kind_at(root, true) == entry_kind::directory ? 0 : errno;
+    if (m_open_error != 0) return false;
     m_directories.push_back({root, 0});
     return true;
 }

@@ -22,6 +22,9 @@ public:
     // depth 1, and links to directories are passed over. False, and an empty list, if `root` is no directory.
     [[nodiscard]] bool start(const std::string& root, std::uint32_t max_depth, path_test wanted);
 
+    // Why it did not begin, as `errno` has it; 0 if it did.
+    int open_error() const { return m_open_error; }
+
     // Folders that were not listed, or not to their ends: those that lie too deep, and those that cannot be read.
     std::uint64_t too_deep() const { return m_too_deep; }
     std::uint64_t unreadable() const { return m_unreadable; }
@@ -41,6 +44,7 @@ private:
     path_test m_wanted;
     std::deque<directory> m_directories;
     std::deque<std::string> m_files;
+    int m_open_error = 0;
     std::uint64_t m_too_deep = 0;
     std::uint64_t m_unreadable = 0;
 };

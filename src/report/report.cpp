@@ -85,7 +85,8 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
-         .guesses_allowed = m_options.guesses_allowed},
+         .guesses_allowed = m_options.guesses_allowed,
+         .omitted = stores.inodes.omitted},
         [&lines](const event& shown) { lines.write(shown); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);

@@ -156,6 +156,38 @@ TEST(hostile_evidence, mfts_cost_what_they_weigh) {
     }
 }
 
+// The folder that lies too deep has a mark in place of all that lies above it.
+TEST(hostile_evidence, paths_of_events_do_not_look_whole) {
+    const std::tuple<u64, std::size_t, std::string, std::string> rows[] = {
+        // folders, the lengths of their names, what the last path begins with, what is said
+        {128, 255, "[root]\\", ""},
+        {129, 255, "<unk_path>\\", "limits reached: paths\n"},
+        {255, 1, "[root]\\", ""},
+        {256, 1, "<unk_path>\\", "limits reached: paths\n"},
+    };
+    for (const auto& [folders, length, begin, said] : rows) {
+        SCOPED_TRACE(folders);
+        bytes image;
+        for (u64 at = 0; at <= folders; ++at) {
+            const bool is_folder = at != folders;
+            const std::u16string name = is_folder ? std::u16string(length, u'\uffff') : u"leaf";
+            const bytes one = usn_image{.file = 100 + at + (u64{1} << 48),
+                                        .parent = at == 0 ? 5 + (u64{5} << 48) : 99 + at + (u64{1} << 48),
+                                        .attributes = is_folder ? 0x10U : 0x20U,
+                                        .name = name}
+                                  .image();
+            if (image.size() % 4096 + one.size() > 4096) image.resize((image.size() + 4095) / 4096 * 4096);
+            append(image, one);
+        }
+        image.resize((image.size() + 4095) / 4096 * 4096);
+        const memory_file journal(image);
+        const captured_run ran = run_captured({"-jrnlfile", journal.path(), "-events", "-quiet", "-no_whitespace"});
+        EXPECT_EQ(ran.err, said);
+        const std::string last = ran.out.substr(ran.out.rfind('\n', ran.out.size() - 2));
+        EXPECT_NE(last.find("|created||" + begin + "\uffff"), std::string::npos) << last.substr(0, 200);
+    }
+}
+
 // What attackers spend is not missing where an innocent file lies behind them.
 TEST(hostile_evidence, takes_nothing_from_innocent_files) {
     constexpr u32 many = 2048;

@@ -205,10 +205,10 @@ TEST(folder, has_no_file_whose_name_makes_a_line_except_as_ever) {
 TEST(options, refuse_separators_that_are_like_values_in_younger_runs_only) {
     const disk::scratch_folder folder;
     const std::string log = std::string(KEST_SAMPLES) + "/LogFile", kept = folder.put("kept", "as it was");
-    const std::string words = "separator cannot be told from values, aborting\n";
+    const std::string words = "separator cannot be told from values, aborting: ";
     const std::tuple<const char*, argument_list, std::string> rows[] = {
-        {"x1", {"-events"}, words},  {" : ", {"-undo"}, words}, {" ", {"-cut"}, words},
-        {" ", {"-cut", "-csv"}, ""}, {"x1", {"-csv"}, ""},      {"TAB", {"-events"}, ""},
+        {"x1", {"-events"}, words},     {" : ", {"-undo"}, words}, {" ", {"-cut"}, words},
+        {" ", {"-cut", "-csv"}, words}, {"x1", {"-csv"}, ""},      {"TAB", {"-events"}, ""},
     };
     for (auto [separator, args, err] : rows) {
         args.insert(args.end(), {"-csv_separator", separator, "-log", log, "-quiet"});

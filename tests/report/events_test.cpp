@@ -768,6 +768,14 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
         EXPECT_EQ(some.told({16}).at(1),
                   "before=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 23:06:40.000\"];"
                   "after=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 22:06:40.000\"]");
+    for (const std::size_t later : {64U, 65U}) {
+        story busy = story().add({begun, set_back, end()});
+        for (std::size_t count = 0; count < later; ++count)
+            busy.add({standard(8, pack(noon), pack(noon)), end()});
+        const memory_file log_file(busy.image());
+        EXPECT_EQ(run_captured({"-quiet", "-events", "-log", log_file.path()}).err,
+                  later == 64 ? "" : "limits reached: times and attributes\n");
+    }
     const bytes stream = resident(0x80, pack(noon, noon, noon, noon, at{72}), {.name = u"s"});
     const story beside = story().add({came(file, root, u"a"), to_record(5, 6, stream, {}, 300), end()});
     EXPECT_EQ(story(beside).add({standard(32, {0x20}, {0x22}), end()}).told({16}).back(),
@@ -818,7 +826,7 @@ TEST(events, have_paths_as_long_as_the_system_allows) {
     EXPECT_EQ(path_below(255, 1), "log 1");
     EXPECT_EQ(path_below(256, 1), "part 1");
     EXPECT_EQ(path_below(128, 255), "log 98");
-    EXPECT_EQ(path_below(200, 255), "part 98");
+    EXPECT_EQ(path_below(200, 255), "part 55");  // below the first folder that has no room
 }
 
 // Of the log, of the MFT, and of a journal file; as text, where fields are cut at "|", and as JSON.
@@ -1079,7 +1087,10 @@ TEST(journal_events, make_a_run_of_their_own) {
         std::string err;
     } rows[] = {
         {"a journal", {"-events", "-jrnlfile", sound.path()}, 0, ""},
-        {"without a record", {"-events", "-jrnlfile", zeros.path()}, -1, "prob parsing file: " + zeros.path() + '\n'},
+        {"without a record",
+         {"-events", "-jrnlfile", zeros.path()},
+         -1,
+         "prob parsing file: " + zeros.path() + " (no record)\n"},
         {"small", {"-events", "-jrnlfile", small.path()}, 0, ""},
         {"damaged",
          {"-events", "-jrnlfile", damaged.path()},

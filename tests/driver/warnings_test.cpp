@@ -1,6 +1,7 @@
-// What kest takes for a slip of its operator: told on a terminal, refused with -strict.
+// What kest takes for a slip of its operator: said as a hint, refused with -strict.
 
 #include <pty.h>
+#include <sys/stat.h>
 
 #include "support/made_run.h"
 
@@ -17,7 +18,7 @@ bytes log_of_clusters(u64 size) {
 const bytes sound_log = log_of_clusters(4096), sound_mft = mft_image({{.number = 0}}),
             sound_journal = pack(bytes(8192), usn_image{}.image(), at{20'000});
 
-class doubts : public ::testing::Test {
+class warnings : public ::testing::Test {
 protected:
     std::string put(const std::string& name, const bytes& image) const {
         return m_folder.put(name, std::string(image.begin(), image.end()));
@@ -36,7 +37,7 @@ protected:
                       m_journal = put("journal", sound_journal);
 };
 
-TEST_F(doubts, a_log_of_another_kind_is_refused) {
+TEST_F(warnings, a_log_of_another_kind_is_refused) {
     const std::string image = "an image of a volume or a disk", packed = "a compressed file";
     const std::tuple<std::string, bytes, std::string> rows[] = {
         {"mft", sound_mft, "an MFT"},
@@ -58,12 +59,12 @@ TEST_F(doubts, a_log_of_another_kind_is_refused) {
     for (const auto& [what, bytes, kind] : rows) {
         SCOPED_TRACE(what);
         const std::string path = put("input", bytes);
-        expect_strict({"-log", path}, -1,
-                      (kind.empty() ? "no record in: " : "looks like " + kind + ": -log ") + path + '\n');
+        const std::string unknown = bytes.size() < 4096 ? "too short: -log " : "no record in: ";
+        expect_strict({"-log", path}, -1, (kind.empty() ? unknown : "looks like " + kind + ": -log ") + path + '\n');
     }
 }
 
-TEST_F(doubts, an_input_is_known_by_its_first_bytes) {
+TEST_F(warnings, an_input_is_known_by_its_first_bytes) {
     const std::string log = "a log", image = "an image of a volume or a disk", packed = "a compressed file";
     const std::tuple<std::size_t, std::string, std::string> rows[] = {
         {0, std::string("CHKD\x1E", 6), log},
@@ -87,7 +88,7 @@ TEST_F(doubts, an_input_is_known_by_its_first_bytes) {
     }
 }
 
-TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
+TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
     const std::string small = put("small", log_of_clusters(1024));
     const std::string words = "clusters of 1024 bytes, rows reckon with 4096: -cluster_size auto\n";
     const std::string folder = m_folder.at("folder");
@@ -108,8 +109,38 @@ TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
         {{"-log", small, "-cluster_size", "1024"}, 0, ""},
         {{"-log", small, "-events"}, 0, ""},
         {{"-log", small, "-stats"}, 0, ""},
+        {{"-log", small, "-cluster_size", "512", "-events"}, -1, "clusters of 1024 bytes, -cluster_size says 512\n"},
         {{"-enumdir", folder}, -1, "folders too deep: 1\n"},
         {{"-enumdir", folder, "-num_subdirs", "1"}, 0, ""},
+        {{"-enumdir", folder, "-num_subdirs", "abc"}, -1, "not understood: -num_subdirs abc\n"},
+        {{"-enumdir", folder, "-filter_sig", "zz"}, -1, "not understood: -filter_sig zz\n"},
+        {{"-enumdir", folder, "-filter_sig", "2e|z"}, -1, "not understood: -filter_sig 2e|z\n"},
+        {{"-enumdir", folder, "-filter", "|", "-pipe"},
+         -1,
+         "not understood: -filter |\nexclude each other: -enumdir -pipe\n"},
+        {{"-log", m_log, "-cluster_size", "4k"}, -1, "invalid 4k, using default cluster size\n"},
+        {{"-log", m_log, "-timeformat", "x"}, -1, "invalid x, using default format\n"},
+        {{"-pipe", "-cmd_start_time", "2026-02-30"}, -1, "invalid start time, ignoring\n"},
+        {{"-pipe", "-cmd_stop_time", "1.1.26"}, -1, "invalid time, aborting: 1.1.26\n"},
+        {{"-log", m_log, "-filter", "x", "-cmd_start_time", "2026-02-03"},
+         -1,
+         "without a list of logs: -filter -cmd_start_time\n"},
+        {{"-log", m_log, "-stats", "-events"}, -1, "exclude each other: -stats -events\n"},
+        {{"-log", m_log, "-coverage", "-stats"}, -1, "exclude each other: -stats -coverage\n"},
+        {{"-log", m_log, "-undo", "-events"}, -1, "exclude each other: -events -undo\n"},
+        {{"-log", m_log, "-undo", "-mftfile", m_mft, "-showall_inodes"}, 0, ""},
+        {{"-log", m_log, "-csv", "-jsonl", "-base10", "-base16"},
+         -1,
+         "exclude each other: -csv -jsonl\nexclude each other: -base10 -base16\n"},
+        {{"-log", m_log, "-xml", "-events"}, -1, "no rows in this form: -xml\n"},
+        {{"-log", m_log, "-bodyfile"}, -1, "no rows in this form: -bodyfile\n"},
+        {{"-log", m_log, "-csvl2t", "-coverage"}, 0, ""},
+        {{"-log", m_log, "-diags", folder}, -1, "not opened (is a folder): -diags " + folder + '\n'},
+        {{"-log", m_log, "-csv_separator", ": "}, -1, "separator cannot be told from values, aborting: : \n"},
+        {{"-log", m_log, "-csv_separator", "tabs"}, -1, "separator cannot be told from values, aborting: tabs\n"},
+        {{"-log", m_log, "-csv_separator", ";\n"}, -1, "separator cannot be told from values, aborting: ;[LF]\n"},
+        {{"-log", m_log, "-csv_separator", "a;"}, 0, ""},
+        {{"-log", m_log, "-csv_separator", "TAB"}, 0, ""},
     };
     for (const auto& [args, status, said] : rows) {
         SCOPED_TRACE(::testing::PrintToString(args));
@@ -117,7 +148,7 @@ TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
     }
 }
 
-TEST_F(doubts, each_log_of_a_list_is_judged_in_its_turn) {
+TEST_F(warnings, each_log_of_a_list_is_judged_in_its_turn) {
     const std::string zeros = put("zeros", bytes(9000)), small = put("small", log_of_clusters(1024));
     const std::string list = m_folder.put("list", m_mft + '\n' + zeros + '\n' + small + '\n' + m_log + '\n');
     const captured_run ran = run_captured({"-pipe", "-strict", "-quiet", "-jsonl"}, list);
@@ -128,10 +159,51 @@ TEST_F(doubts, each_log_of_a_list_is_judged_in_its_turn) {
     EXPECT_EQ(run_captured({"-pipe", "-strict", "-quiet"}, m_folder.put("good", m_log + '\n')).status, 0);
 }
 
-TEST_F(doubts, are_told_on_a_terminal_alone) {
+TEST_F(warnings, what_cannot_be_opened_says_why) {
+    const std::string nowhere = m_folder.at("nowhere"), folder = m_folder.at(""), loop = m_folder.at("loop"),
+                      fifo = m_folder.at("fifo"), empty = put("empty", {});
+    std::filesystem::create_symlink("loop", loop);
+    EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto no_report = [](const std::string& path, const std::string& why) {
+        return "prob opening file " + path + " for output, aborting (" + why + ")\n";
+    };
+    const auto not_parsed = [](const std::string& path, const std::string& why) {
+        return "prob parsing file: " + path + " (" + why + ")\n";
+    };
+    const std::tuple<argument_list, std::string> rows[] = {
+        {{"-log", nowhere}, not_parsed(nowhere, "no such file")},
+        {{"-log", m_log + "/x"}, not_parsed(m_log + "/x", "no such file")},
+        {{"-log", folder}, not_parsed(folder, "is a folder")},
+        {{"-log", loop}, not_parsed(loop, "too many links")},
+        {{"-log", fifo}, not_parsed(fifo, "is a pipe or a socket")},
+        {{"-log", empty, "-mftfile", m_mft}, not_parsed(empty, "no record")},
+        {{"-log", m_log, "-mftfile", nowhere}, not_parsed(nowhere, "no such file")},
+        {{"-log", m_log, "-mftfile", empty}, not_parsed(empty, "no file record")},
+        {{"-log", m_log, "-jrnlfile", nowhere}, not_parsed(nowhere, "no such file")},
+        {{"-log", m_log, "-out", nowhere + "/x"}, no_report(nowhere + "/x", "no such folder")},
+        {{"-log", m_log, "-out", m_log + "/x"}, no_report(m_log + "/x", "not a folder")},
+        {{"-enumdir", nowhere}, "prob opening folder: " + nowhere + " (no such folder)\n"},
+        {{"-enumdir", m_log}, "prob opening folder: " + m_log + " (not a folder)\n"},
+    };
+    for (const auto& [args, said] : rows) {
+        SCOPED_TRACE(::testing::PrintToString(args));
+        argument_list quiet = args;
+        quiet.insert(quiet.end(), {"-quiet", "-events"});
+        const captured_run ran = run_captured(quiet);
+        EXPECT_EQ(ran.status, -1);
+        EXPECT_EQ(ran.err, said);
+    }
+    const captured_run listed = run_captured({"-pipe", "-events"}, m_folder.put("list", m_mft + '\n' + nowhere + '\n'));
+    EXPECT_NE(listed.err.find("looks like an MFT: " + m_mft + '\n' + not_parsed(m_mft, "no record")), std::string::npos)
+        << listed.err;
+    EXPECT_NE(listed.err.find(not_parsed(nowhere, "no such file")), std::string::npos) << listed.err;
+}
+
+TEST_F(warnings, are_said_on_a_terminal_and_in_extended_runs) {
     const auto said = [](const argument_list& args) {
         int leader = -1, follower = -1;
         EXPECT_EQ(::openpty(&leader, &follower, nullptr, nullptr, nullptr), 0);
+        ::fcntl(leader, F_SETFL, O_NONBLOCK);
         run_prepared(args, [follower] { ::dup2(follower, STDERR_FILENO); });
         std::string text(4096, '\0');
         text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(leader, text.data(), text.size()), 0)));
@@ -148,9 +220,31 @@ TEST_F(doubts, are_told_on_a_terminal_alone) {
     const std::string small = put("small", log_of_clusters(1024)), words = "clusters of 1024 bytes";
     EXPECT_NE(said({"-log", small}).find(words), std::string::npos);
     EXPECT_EQ(said({"-log", small, "-events"}).find(words), std::string::npos);
-    const captured_run into_file = run_captured({"-log", m_log, "-mftfiel", m_mft});
-    EXPECT_EQ(into_file.status, 0);
-    EXPECT_EQ(into_file.err.find("ignored"), std::string::npos) << into_file.err;
+    EXPECT_EQ(said({"-log", small, "-quiet"}).find(words), std::string::npos);
+    const auto said_to_file = [&](const std::string& hint, argument_list args, const argument_list& more) {
+        args.insert(args.end(), more.begin(), more.end());
+        const captured_run into_file = run_captured(args);
+        EXPECT_EQ(into_file.status, 0);
+        return into_file.err.find(hint) != std::string::npos;
+    };
+    const std::string zeros = put("zeros", bytes(9000));
+    const std::tuple<std::string, argument_list> rows[] = {
+        {"ignored", {"-log", m_log, "-mftfiel", m_mft}},
+        {"looks like", {"-log", m_mft}},
+        {"no record", {"-log", zeros}},
+        {words, {"-log", small}},
+        {words, {"-log", small, "-mftfile", m_mft}},
+        {"without a list", {"-log", m_log, "-filter", "x"}},
+        {"too deep", {"-enumdir", m_folder.at("folder")}},
+    };
+    m_folder.put("folder/log", contents_of(m_log));
+    m_folder.put("folder/deeper/log", contents_of(m_log));
+    for (const auto& [hint, args] : rows) {
+        EXPECT_TRUE(said_to_file(hint, args, {"-cut"})) << hint;
+        EXPECT_FALSE(said_to_file(hint, args, {"-cut", "-quiet"})) << hint;
+        EXPECT_FALSE(said_to_file(hint, args, {})) << hint;
+    }
+    EXPECT_NE(run_captured({"-lgo", m_log, "-events"}).err.find("ignored: -lgo"), std::string::npos);
 }
 
 }  // namespace
