@@ -54,6 +54,11 @@ std::string doubts_of_folders(const logfile_options& options) {
 
 }  // namespace
 
+std::string doubts_of_outputs(const run_outputs& outputs) {
+    const std::string& passed_over = outputs.results.passed_over();
+    return passed_over.empty() ? std::string() : line("ignored", "-out " + passed_over);
+}
+
 std::string doubts_of_arguments(const logfile_options& options, const argument_list& left) {
     std::string text = doubts_of_left(left);
     text += doubts_of_kind(options.log_path, input_kind::log, "-log " + options.log_path);

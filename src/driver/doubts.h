@@ -11,6 +11,9 @@ namespace kest {
 // What of a run may not be what its operator means: a line each, to be told on the standard error stream; empty if
 // there is nothing. With `-strict` each of them is an error.
 
+// Of two results files the one that stays as it is.
+std::string doubts_of_outputs(const run_outputs& outputs);
+
 // Arguments that nobody took, and inputs that look like another kind. `left` is what the options have left.
 std::string doubts_of_arguments(const logfile_options& options, const argument_list& left);
 

@@ -49,7 +49,8 @@ bool report_all(const run_context& run, path_source&& next_path) {
     bool reported = false, failed = false;
     for (std::string path; next_path(path);)
         (parse_and_report(run, stores, path) ? reported : failed) = true;
-    return reported && !(failed && run.options.strict);
+    if (failed && run.options.strict) run.findings.unreadable = true;
+    return reported;
 }
 
 }  // namespace

@@ -106,25 +106,27 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     }
     uni::fileio_output report_sink(results.target());
     if (options.shape != output_shape::jsonl) report_sink.write(header);
+    outputs.diags.begin_run();
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = parse_and_report({options, outputs, report, findings}) && !findings.unreadable;
+        reported = parse_and_report({options, outputs, report, findings});
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
     const bool flushed = report_sink.flush();
-    const bool closed = results.target().close();
-    if (flushed && closed) return reported;
+    const bool finished = results.finish(reported && flushed);
+    if (flushed && finished) return reported && !findings.unreadable;
     say_writing_failed(results.path().empty() ? standard_output : results.path());
     return false;
 }
 
 // Says what may not be meant so, to somebody who reads along; with `-strict` to whomever, and false if there was
 // anything.
-bool doubts_settled(const logfile_options& options, const argument_list& left) {
+bool doubts_settled(const logfile_options& options, const run_outputs& outputs, const argument_list& left) {
     if (!options.strict && (!options.show_progress || !uni::console_is_terminal())) return true;
-    std::string doubts = doubts_of_arguments(options, left);
+    std::string doubts = doubts_of_outputs(outputs);
+    doubts += doubts_of_arguments(options, left);
     if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
     if (!doubts.empty()) uni::console_write(doubts);
     return !options.strict || doubts.empty();
@@ -153,7 +155,7 @@ bool run_guarded(argument_list args) {
         tell_what_is_needed(options, header);
         return false;
     }
-    if (writes_input(options, outputs) || !doubts_settled(options, args)) return false;
+    if (writes_input(options, outputs) || !doubts_settled(options, outputs, args)) return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);
