@@ -38,12 +38,6 @@ void take_record(entry_info& info, const inode_record& record) {
     if (!record.parents.empty()) info.parent = record.first_parent();
 }
 
-// What the journal file says of a member, by the MFT record that holds its LSN.
-struct looked_up_fact {
-    std::size_t member;
-    journal_fact found;
-};
-
 void take_fact(entry_info& info, const journal_fact& fact) {
     info.usn_time = fact.time;
     info.usn_reason = fact.reason;
@@ -134,7 +128,6 @@ private:
                        .file = m_head.inode,
                        .parent = m_head.parent,
                        .brought_journal = false});
-        m_next_looked_up = 0;
         for (std::size_t at = 0; at < members.size(); ++at)
             visit_member(at, m_stores.log.entries[members[at]], fact);
         m_teller.end();
@@ -155,7 +148,6 @@ private:
     void decode_members(std::span<const std::uint32_t> members, chain_fact& fact) {
         const std::size_t kept = std::min(members.size(), most_decoded);
         if (m_members.size() < kept) m_members.resize(kept);
-        m_looked_up.clear();
         for (std::size_t at = 0; at < members.size(); ++at) {
             decode_member(at, m_stores.log.entries[members[at]], at < kept ? m_members[at].info : m_again, fact);
             if (at < kept) keep_text(m_members[at]);
@@ -175,7 +167,6 @@ private:
         time_from_info(info, m_last_time);
         if (fact.told.time == 0 && cursor_holds(entry.this_lsn) && lookup_cursor_record(fact.told)) {
             take_fact(info, fact.told);
-            m_looked_up.push_back({at, fact.told});
             fact.source = at;
         }
         if (fact.file.number() == 0 && info.usn_time != 0) {
@@ -184,13 +175,10 @@ private:
         }
     }
 
-    // What `decode_members` had of it and did not keep.
-    entry_info& decode_again(std::size_t at, const log_entry& entry, const chain_fact& fact) {
+    // What `decode_members` had of a member and did not keep. What it looked up of the member is the transaction's by
+    // now, if it has a time.
+    entry_info& decode_again(const log_entry& entry, const chain_fact& fact) {
         decode_redo(entry, m_again, m_settings.style);
-        while (m_next_looked_up < m_looked_up.size() && m_looked_up[m_next_looked_up].member < at)
-            ++m_next_looked_up;
-        if (m_next_looked_up < m_looked_up.size() && m_looked_up[m_next_looked_up].member == at)
-            take_fact(m_again, m_looked_up[m_next_looked_up].found);
         spread(fact, m_again);
         return m_again;
     }
@@ -214,7 +202,7 @@ private:
 
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
         const bool kept = at < most_decoded && m_members[at].kept;
-        entry_info& info = kept ? m_members[at].info : decode_again(at, entry, fact);
+        entry_info& info = kept ? m_members[at].info : decode_again(entry, fact);
         visit_older_records(entry.this_lsn);
         if (cursor_holds(entry.this_lsn)) {
             time_from_inode(cursor_record(), m_last_time);
@@ -275,9 +263,7 @@ private:
     std::size_t m_cursor = 0;       // in `inodes_by_lsn`
     std::uint64_t m_last_time = 0;  // the running estimate
     entry_info m_head;
-    std::vector<decoded_record> m_members;    // the first of the transaction at hand; kept for their strings
-    std::vector<looked_up_fact> m_looked_up;  // by member
-    std::size_t m_next_looked_up = 0;
+    std::vector<decoded_record> m_members;  // the first of the transaction at hand; kept for their strings
     std::vector<std::uint16_t> m_operations;
     std::size_t m_text_room = 0;  // bytes that the members' texts take
     entry_info m_again;           // of the member at hand, if it was not kept
