@@ -42,7 +42,9 @@ bool results_file::open_named(const guard_rules& rules) {
 results_file::creation results_file::create_beside(const guard_rules& rules) {
     const uni::signals_held held;
     const std::string path = uni::unfinished_path(m_name);
-    const auto is_ours = [&path](uni::file& file) { return file.lock() && uni::identify(path) == file.identity(); };
+    const auto is_ours = [&path](const uni::file& file) {
+        return file.lock() && uni::identify(path) == file.identity();
+    };
     if (const name_kind found = uni::kind_of_name(path); found != name_kind::nothing) {
         output_file leftover;
         if (found == name_kind::other) return creation::impossible;

@@ -150,7 +150,7 @@ bool file::truncate() {
     return true;
 }
 
-bool file::lock() {
+bool file::lock() const {
     return !is_regular() || ::flock(m_fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 

@@ -60,7 +60,7 @@ public:
     [[nodiscard]] bool truncate();
     // Keeps other runs from a regular file until it is closed. False if another has it; where locks are unknown nobody
     // has.
-    [[nodiscard]] bool lock();
+    [[nodiscard]] bool lock() const;
 
     // Bytes, as last measured.
     std::uint64_t size() const { return m_size; }

@@ -20,7 +20,7 @@ std::array<char, PATH_MAX> doomed_path{};
 
 void end_by_signal(int number) {
     if (doomed_path[0] != '\0') ::unlink(doomed_path.data());
-    std::signal(number, SIG_DFL);
+    static_cast<void>(std::signal(number, SIG_DFL));
     static_cast<void>(std::raise(number));  // arrives when the handler returns
 }
 

@@ -269,6 +269,9 @@ TEST(output_faults, evidence_is_not_written) {
     EXPECT_EQ(run_into(STDOUT_FILENO).err,
               "trying to parse file: " + wiped + "\nprob parsing file: " + wiped + "\n\x1b[2K\r    \r");
     EXPECT_EQ(run_into(STDERR_FILENO).status, 255);
+    const std::string before = contents_of(wiped);
+    EXPECT_EQ(run_captured({"-pipe", "-quiet", "-out", wiped}, list).status, -1);
+    EXPECT_EQ(contents_of(wiped), before);
     const std::string both = folder.at("both");
     EXPECT_EQ(run_captured({"-diags", both, "-out", both, "-log", log}).status, -1);
     EXPECT_EQ(run_captured({"-log", log, "-diags", both, "-out", both}).status, -1);
