@@ -73,7 +73,8 @@ bool report_all(const run_context& run, path_source&& next_path) {
     for (std::string path; next_path(path);)
         (parse_and_report(run, stores, path) ? reported : failed) = true;
     if (run.options.extended) run.findings.omitted = stores.inodes.omitted;
-    return reported && !(failed && run.options.strict);
+    if (failed && run.options.strict) run.findings.unreadable = true;
+    return reported;
 }
 
 void say_no_folder(const std::string& path, int error) {

@@ -108,24 +108,25 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     }
     uni::fileio_output report_sink(results.target());
     if (options.has_banner()) report_sink.write(header);
+    outputs.diags.begin_run();
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = parse_and_report({options, outputs, report, findings}) && !findings.unreadable;
+        reported = parse_and_report({options, outputs, report, findings});
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
     const bool flushed = report_sink.flush();
-    const bool closed = results.target().close();
-    if (flushed && closed) return reported;
+    const bool finished = results.finish(reported && flushed);
+    if (flushed && finished) return reported && !findings.unreadable;
     say_writing_failed(results.path().empty() ? standard_output : results.path());
     return false;
 }
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
-bool warnings_settled(const logfile_options& options, const argument_list& left) {
+bool warnings_settled(const logfile_options& options, const run_outputs& outputs, const argument_list& left) {
     if (!options.strict && !says_hints(options)) return true;
-    std::string warnings = warnings_of_arguments(options, left);
+    std::string warnings = warnings_of_outputs(outputs) + warnings_of_arguments(options, left);
     if (!options.strict) {
         say_hints(options, warnings);
         return true;
@@ -172,7 +173,8 @@ bool run_guarded(argument_list args) {
     run_outputs outputs;
     logfile_options options;
     if (!settle_options(options, outputs, args, header)) return false;
-    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, args)) return false;
+    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, outputs, args))
+        return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);

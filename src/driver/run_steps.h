@@ -12,7 +12,8 @@ namespace kest {
 
 // What there is to tell of a run besides its report.
 struct run_findings {
-    bool unreadable = false;  // some input could not be read to its end: the run reports on the rest, and fails
+    bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
+                              // rest, and fails
     left_out omitted;
 };
 

@@ -112,6 +112,11 @@ std::string warnings_of_journal(const journal_reading& reading, const std::strin
     return warning_line(format_number(reading.unread_bytes, false) + " bytes hold no record that can be read", path);
 }
 
+std::string warnings_of_outputs(const run_outputs& outputs) {
+    const std::string& passed_over = outputs.results.passed_over();
+    return passed_over.empty() ? std::string() : warning_line("ignored", "-out " + passed_over);
+}
+
 std::string warnings_of_listed_file(const std::string& path) {
     return warnings_of_kind(path, input_kind::log, path);
 }

@@ -6,6 +6,7 @@
 #include "logfile/log_store.h"
 #include "options/argument_list.h"
 #include "options/logfile_options.h"
+#include "options/run_outputs.h"
 #include "portable/folder_walk.h"
 
 namespace kest {
@@ -25,6 +26,8 @@ std::string warnings_of_arguments(const logfile_options& options, const argument
 // With `-strict`, what takes reading, before all work: the log, or the folders of a list.
 std::string warnings_of_contents(const logfile_options& options);
 
+// Of two results files the one that stays as it is.
+std::string warnings_of_outputs(const run_outputs& outputs);
 // A log of a list that looks like another kind.
 std::string warnings_of_listed_file(const std::string& path);
 // A journal file as it was read: without a record, or with bytes that are in none.

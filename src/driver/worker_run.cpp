@@ -153,7 +153,8 @@ bool worker_run(const run_context& run) {
     evidence stores;
     if (!open_inputs(options, stores)) return false;
     run_workers(options, stores);
-    if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
+    const bool mft_incomplete = stores.inodes.incomplete;
+    if (mft_incomplete) say_reading_failed(run, options.mft_path);
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
     if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
     if (!anything_found(options, stores)) {
@@ -167,6 +168,7 @@ bool worker_run(const run_context& run) {
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
+    if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft_path);
     if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
     if (options.extended && !options.jrnl_path.empty()) say_journal_warnings(options, stores.journal);
     run.findings.omitted = stores.inodes.omitted;

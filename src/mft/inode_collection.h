@@ -40,7 +40,9 @@ public:
     std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
     left_out omitted;
-    bool incomplete = false;  // a read failed ahead of the file's end, or memory ran out: records are missing
+    // A read failed before the file's end, or memory ran out: records are missing. Also noted where the file is only
+    // looked into again.
+    mutable bool incomplete = false;
 
     const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
     const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }

@@ -145,8 +145,9 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
 
 std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const bool whole = collection.mft_file.read_at(bytes, record.disk_offset).bytes == bytes.size();
-    if (!whole || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
+    const uni::read_result got = collection.mft_file.read_at(bytes, record.disk_offset);
+    if (got.failed) collection.incomplete = true;
+    if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
 }

@@ -1,19 +1,17 @@
 #include "options/cmd_params.h"
 
 #include <algorithm>
-#include <array>
-#include <memory>
 
 #include "format/error_words.h"
 #include "format/safe_text.h"
 #include "options/ascii_text.h"
 #include "options/environment.h"
-#include "options/output_guard.h"
 #include "options/parse_number.h"
 #include "options/path_filter.h"
 #include "options/time_bounds.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
+#include "portable/unfinished_file.h"
 
 namespace kest {
 
@@ -45,14 +43,11 @@ void refuse(option_parse& parse, std::string_view words) {
 
 void open_diagnostics(option_parse& parse, const std::string& path) {
     diagnostics& diags = parse.outputs.diags;
-    auto file = std::make_unique<uni::file>();
     parse.diags_path = path;
-    if (!open_output(*file, path, parse.args)) {
-        warn(parse.options, with_reason("not opened", folder_error_words(file->open_error())), "-diags " + path);
+    if (!diags.open(path, {parse.args, parse.options.extended})) {
+        warn(parse.options, with_reason("not opened", folder_error_words(diags.open_error())), "-diags " + path);
         return;
     }
-    file->truncate();
-    diags.begin(std::move(file));
     diags.trace(parse.cmdline);
     if (take_flag("-l2", parse.args)) {
         diags.set_level(2);
@@ -144,17 +139,24 @@ void refuse_database(option_parse& parse, const std::string&) {
     refuse(parse, "This option is not offered in this build\n");
 }
 
-bool is_one_regular_file(std::string_view one, std::string_view other) {
-    return uni::is_regular_file(std::string(uni::trimmed_path(one))) && uni::identify(one) == uni::identify(other);
+// Says whether two outputs would be one file, be it there or not. Devices can be shared.
+bool is_one_file(const std::string& one, const std::string& other) {
+    if (uni::identify(one)) return uni::is_regular_file(one) && uni::identify(one) == uni::identify(other);
+    const auto name_at = [](const std::string& path) { return path.rfind('/') + 1; };  // no folder: npos + 1 is 0
+    const auto folder = [&](const std::string& path) { return uni::identify(path.substr(0, name_at(path)) + '.'); };
+    return one.substr(name_at(one)) == other.substr(name_at(other)) && folder(one) && folder(one) == folder(other);
 }
 
-// Kept: "-append" stays in the list and changes nothing, as the file that it would append to has been deleted.
+// Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
 void set_results_file(option_parse& parse, const std::string& value) {
     std::string path = expand_environment(value);
     std::ranges::replace(path, '\\', '/');
-    if (!is_one_regular_file(path, parse.diags_path) && parse.outputs.results.prove(path, parse.args)) return;
+    const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
+    const bool of_diagnostics =
+        !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
+    if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = parse.options.extended ? parse.outputs.results.target().open_error() : 0;
+    const int error = parse.options.extended ? parse.outputs.results.open_error() : 0;
     refuse(parse, with_reason(words, folder_error_words(error)) + '\n');
 }
 

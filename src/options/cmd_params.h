@@ -67,7 +67,7 @@ void warn(cmd_params& options, std::string_view words, std::string_view shown);
 
 // Takes the options common to a family of tools out of the list, in a fixed order: so it does not matter in which order
 // they are given, and of two that say the same thing the later one in that order wins. What is left is for others. The
-// diagnostic file is opened, and the results file is proved.
+// diagnostic file is opened, and the results file is proved: neither is written to yet.
 // False if the run cannot go on: words for the operator have been written where there are any.
 [[nodiscard]] bool parse_common_options(cmd_params& options, run_outputs& outputs, argument_list& args);
 

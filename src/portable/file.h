@@ -51,16 +51,19 @@ public:
     int open_error() const { return m_open_error; }
     // False if the system tells only now that what was written did not arrive.
     bool close();
+    // Asks the same of a file that stays open.
+    [[nodiscard]] bool settle() const;
 
     // What is open, whatever its name means now. Nothing for what is not open.
     file_identity identity() const;
     bool is_regular() const;
 
-    // Empties the file. One that has no length, such as a terminal, stays as it is.
-    void truncate();
+    // Empties the file. One that has no length, such as a terminal, stays as it is. False for a regular one that cannot
+    // be emptied.
+    [[nodiscard]] bool truncate();
     // Keeps other runs from a regular file until it is closed. False if another has it; where locks are unknown nobody
     // has.
-    [[nodiscard]] bool lock();
+    [[nodiscard]] bool lock() const;
 
     // Bytes, as last measured.
     std::uint64_t size() const { return m_size; }
@@ -98,8 +101,9 @@ std::string_view trimmed_path(std::string_view path);
 std::optional<file_identity> identify(std::string_view path);
 // Whether the path names a regular file, itself or by way of links.
 bool is_regular_file(const std::string& path);
-// A link to a regular file does not.
-bool names_regular_file(const std::string& path);
+// What stands under a name itself, wherever it may lead.
+enum class name_kind { nothing, regular_file, other };
+name_kind kind_of_name(const std::string& path);
 // What is open under a descriptor, if that keeps what is written to it: a regular file or a block device.
 std::optional<file_identity> stored_file(int descriptor);
 

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "portable/file.h"
+#include "portable/unfinished_file.h"
 
 namespace cvportdir {
 
@@ -88,7 +89,7 @@ void folder_walk::list(const directory& where) {
             return;
         }
         const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") continue;
+        if (name == "." || name == ".." || uni::is_unfinished_name(name)) continue;
         std::string path = prefix;
         path += name;
         const entry_kind kind = kind_of(entry->d_type, path);

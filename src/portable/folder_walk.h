@@ -7,7 +7,8 @@
 
 namespace cvportdir {
 
-// The list of files of a multi-file run, as the regular files of a directory tree, and links to such files.
+// The list of files of a multi-file run, as the regular files of a directory tree, and links to such files. Reports
+// that some run is writing are not listed.
 class folder_walk {
 public:
     folder_walk() = default;

@@ -250,6 +250,31 @@ TEST(hostile_evidence, copies_of_a_large_record_are_small) {
     expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many - 2, 20 << 20, "parents");
 }
 
+// Few of its records are kept decoded until their rows, and those that are not tell the same.
+TEST(hostile_evidence, a_long_transaction_is_as_cheap_as_short_ones) {
+    constexpr u64 many = 60'000;
+    const bytes of_file = file_record{.sequence = 2, .attributes = {}}.image();
+    std::vector<record> one = {{.lsn = 1}, {.lsn = 2, .redo_op = 8, .redo = usn_image{}.image()}};
+    while (one.size() < many) {
+        const bytes redo = one.size() % 1000 == 0 ? bytes(of_file.begin(), of_file.begin() + 56) : bytes{};
+        one.push_back({.lsn = one.size() + 1, .redo_op = 2, .redo = redo});
+    }
+    const memory_file each(log_of_pages(one));
+    for (record& step : one)
+        step.previous = step.lsn - 1;
+    const bytes log = log_of_pages(one);
+    const memory_file together(log);
+    const auto memory = [](const memory_file& file) { return run_prepared({"-log", file.path(), "-quiet"}).memory; };
+    EXPECT_LE(memory(together) - memory(each), most_memory * 1024 / 32);
+    const std::vector<row_cells> rows = rows_of(log);
+    ASSERT_EQ(rows.size(), many);
+    EXPECT_EQ(rows[1000][parent_cell], "0x05");
+    for (std::size_t at = 2000; at < many; at += 1000) {
+        for (const cell each_cell : {time_cell, inode_cell, sequence_cell, parent_cell, path_cell, details_cell})
+            EXPECT_EQ(rows[at][each_cell], rows[1000][each_cell]) << at;
+    }
+}
+
 // File systems that hold little here and there, and claim the rest.
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
