@@ -17,6 +17,7 @@
 #include "options/output_guard.h"
 #include "portable/console.h"
 #include "portable/descriptor.h"
+#include "report/provenance.h"
 
 namespace kest {
 
@@ -123,9 +124,13 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
 // Says what may not be meant so, to somebody who reads along; with `-strict` to whomever, and false if there was
 // anything.
 bool doubts_settled(const logfile_options& options, const argument_list& left) {
+    const std::string lacking = provenance_lacks(options);
+    if (!lacking.empty()) uni::console_write(lacking);
+    if (options.strict && !lacking.empty()) return false;
     if (!options.strict && (!options.show_progress || !uni::console_is_terminal())) return true;
     std::string doubts = doubts_of_arguments(options, left);
     if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
+    if (options.strict && doubts.empty()) doubts = misfits_of_inputs(options);
     if (!doubts.empty()) uni::console_write(doubts);
     return !options.strict || doubts.empty();
 }

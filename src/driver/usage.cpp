@@ -72,6 +72,7 @@ constexpr option_row options[] = {
     {"Operator", {}, {}},
     {"-quiet", {}, "no progress"},
     {"-strict", {}, "what may not be meant so is an error: ignored arguments, inputs of another kind, ..."},
+    {"-provenance", {}, "with -jsonl or -coverage: version, command line, size and SHA-256 of each input"},
     {"-profile", {}, "how long the run took"},
     {"-diags", "<file>", "a diagnostic file"},
     {"-l2, -l3", {}, "with -diags: listings of what was combined"},

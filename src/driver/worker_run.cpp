@@ -10,6 +10,7 @@
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
+#include "report/input_fit.h"
 #include "report/listings.h"
 
 namespace kest {
@@ -66,19 +67,13 @@ std::string count_text(std::string_view before, std::size_t count, std::string_v
     return text.append(behind);
 }
 
-// Opens what comes with the log, before any thread is started.
-bool open_inputs(const logfile_options& options, evidence& stores) {
+// Opens what comes with the log, before any thread is started. The path of what is not what it should be, or null.
+const std::string* open_inputs(const logfile_options& options, evidence& stores) {
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
-    if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
-        say_parsing_failed(options.mft_path);
-        return false;
-    }
-    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path)) {
-        say_parsing_failed(options.jrnl_path);
-        return false;
-    }
-    return true;
+    if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) return &options.mft_path;
+    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path)) return &options.jrnl_path;
+    return nullptr;
 }
 
 // Whether there is something to tell of. A journal on its own is looked into as far as its first record.
@@ -137,10 +132,22 @@ void combine(const run_context& run, evidence& stores) {
 
 }  // namespace
 
+std::string misfits_of_inputs(logfile_options options) {
+    if (!options.have_log || options.lists_logs() || (!options.have_mft && !options.have_jrnl)) return {};
+    options.show_progress = false;
+    evidence stores;
+    if (open_inputs(options, stores) != nullptr) return {};
+    run_workers(options, stores);
+    return misfit_lines(stores, options);
+}
+
 bool worker_run(const run_context& run) {
     const logfile_options& options = run.options;
     evidence stores;
-    if (!open_inputs(options, stores)) return false;
+    if (const std::string* const unopened = open_inputs(options, stores)) {
+        say_parsing_failed(*unopened);
+        return false;
+    }
     run_workers(options, stores);
     if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
     if (stores.log.incomplete) say_reading_failed(run, options.log_path);
@@ -149,6 +156,7 @@ bool worker_run(const run_context& run) {
         say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
         return false;
     }
+    if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");

@@ -24,6 +24,8 @@ struct logfile_options : cmd_params {
     bool show_undo = false;      // a column of its own for what each record would put back
     bool show_cut = false;       // transactions whose beginning is lost too
     bool show_events = false;
+    bool show_provenance = false;               // what a report was made of, ahead of it
+    argument_list command_line;                 // as it was given; set with `show_provenance` only
     std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
     bool told_cluster_size = false;             // what the log tells
 

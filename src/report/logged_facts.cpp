@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "format/time.h"
-#include "journal/usn_record.h"
 #include "logfile/operation.h"
 #include "mft/record_layout.h"
 #include "portable/seeded_map.h"
@@ -17,11 +16,13 @@ using namespace operation_code;
 // $STANDARD_INFORMATION is the first attribute of a file record, and no header is longer.
 constexpr std::uint16_t second_attribute = 120;
 
-void add_journal_record(std::vector<logged_usn>& found, uni::byte_view bytes) {
+void add_journal_record(std::vector<logged_usn>& found, const log_entry& entry) {
+    const uni::byte_view bytes = exact_redo(entry);
     const auto record = read_usn_record(bytes);
     if (!record || record->length() > bytes.size() || !record->has(&usn_layout::name)) return;
     const std::size_t name_length = record->get(&usn_layout::name_length);
-    const logged_usn told = {.usn = record->get(&usn_layout::usn),
+    const logged_usn told = {.lsn = entry.this_lsn,
+                             .usn = record->get(&usn_layout::usn),
                              .time = record->get(&usn_layout::time),
                              .file = record->file(),
                              .reason = record->get(&usn_layout::reason),
@@ -67,25 +68,25 @@ public:
         if (entry.get(record_layout::record_type) != record_types::client) return;
         if (entry.undo_op == compensation_log_record) return;
         if (entry.redo_op == update_resident_value && entry.undo_op == update_resident_value) {
-            keep(raised_time(entry));
+            keep(entry, raised_time(entry));
         } else if (entry.redo_op == noop && entry.undo_op == initialize_file_record_segment) {
             m_replaced[exact_undo(entry).get(file_record_layout::own_number)] = m_transaction;
         } else if (entry.redo_op == initialize_file_record_segment && !lost && in_use_base(exact_redo(entry))) {
             // A file record whose old image stands ahead is written again, with an old time.
             const std::uint32_t number = exact_redo(entry).get(file_record_layout::own_number);
             const std::uint32_t* const replaced = m_replaced.find(number);
-            if (replaced == nullptr || *replaced != m_transaction) keep(change_time_of(exact_redo(entry)));
+            if (replaced == nullptr || *replaced != m_transaction) keep(entry, change_time_of(exact_redo(entry)));
         }
     }
 
-    std::vector<std::uint64_t> take() { return std::move(m_times); }
+    std::vector<logged_time> take() { return std::move(m_times); }
 
 private:
-    void keep(std::uint64_t time) {
-        if (cv::has_calendar_form(time)) m_times.push_back(time);
+    void keep(const log_entry& entry, std::uint64_t time) {
+        if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
     }
 
-    std::vector<std::uint64_t> m_times;
+    std::vector<logged_time> m_times;
     std::uint32_t m_transaction = 0;            // its number
     uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
 };
@@ -97,7 +98,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
     for (const log_entry& entry : log.entries) {
         if (entry.redo_op == update_nonresident_value &&
             entry.get(record_layout::record_type) == record_types::client) {
-            add_journal_record(found, exact_redo(entry));
+            add_journal_record(found, entry);
         }
     }
     std::ranges::stable_sort(found, {}, &logged_usn::usn);
@@ -106,7 +107,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
     return found;
 }
 
-std::vector<std::uint64_t> logged_change_times(const log_store& log) {
+std::vector<logged_time> logged_change_times(const log_store& log) {
     change_times times;
     for (const chain_head& head : log.chain_heads) {
         times.begin();

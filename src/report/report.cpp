@@ -6,6 +6,7 @@
 #include "report/event_lines.h"
 #include "report/event_rows.h"
 #include "report/json_rows.h"
+#include "report/provenance.h"
 #include "report/rows.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
@@ -29,9 +30,14 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
     const bool as_json = m_options.shape == output_shape::jsonl;
+    const bool shows_provenance = m_options.show_provenance && (as_json || m_options.show_coverage);
+    std::optional<provenance> made_of;
+    if (shows_provenance) made_of = gather_provenance(m_options, log_path);
+    if (made_of && as_json) write_provenance_object(*made_of, m_sink);
     if (m_rows) m_rows->write_header();
     if (m_options.show_coverage) {
-        const log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        coverage.made_of = std::move(made_of);
         if (as_json) {
             write_coverage_object(coverage, m_sink);
         } else {

@@ -93,14 +93,21 @@ TEST_F(doubts, what_may_not_be_meant_so_is_refused) {
     const std::string folder = m_folder.at("folder");
     const std::string listed = m_folder.put("folder/log", contents_of(m_log));
     m_folder.put("folder/deeper/log", contents_of(m_log));
+    const std::string logged = put("logged", log_of_pages({{.lsn = 8, .redo_op = 8, .redo = usn_image{}.image()}}));
+    const std::string later = put("later", mft_image({{.number = 0, .lsn = 9}}));
+    const std::string misfit = "does not fit the log: -mftfile " + later + ": 1 with an LSN above the log's\n";
     const std::tuple<argument_list, int, std::string> rows[] = {
-        {{"-log", m_log, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
+        {{"-log", logged, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
+        {{"-log", m_log, "-mftfile", later, "-events"}, -1, misfit},
+        {{"-log", m_log, "-mftfile", later}, -1, misfit},
         {{"-log", m_log, "-mftfiel", "a b", "x\n"}, -1, "ignored: -mftfiel 'a b' x[LF]\n"},
         {{"-log", m_log, "-quiet"}, -1, "ignored: -quiet\n"},
         {{"-log", m_log, "-showall_inodes"}, -1, "ignored: -showall_inodes\n"},
         {{"-log", m_log, "-mftfile", m_log, "-jrnlfile", m_mft},
          -1,
          "looks like a log: -mftfile " + m_log + "\nlooks like an MFT: -jrnlfile " + m_mft + '\n'},
+        {{"-log", m_log, "-provenance", "-csv"}, -1, "-provenance: only with -jsonl or -coverage\n"},
+        {{"-log", m_log, "-provenance", "-coverage"}, 0, ""},
         {{"-log", small}, -1, words},
         {{"-log", small, "-jsonl", "-mftfile", m_mft}, -1, words},
         {{"-log", small, "-cluster_size", "1024"}, 0, ""},
