@@ -4,7 +4,7 @@ _kest() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local options='--help --help-all --version -base10 -base16 -cluster_size -cmd_start_time -cmd_stop_time -columns -coverage -csv
         -csv_separator -csvgen -cut -dateformat -diags -enumdir -events -filter -filter_path -filter_sig -h -help -jrnlfile
-        -jsonl -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs -out -outfile -pipe -profile -quiet
+        -jsonl -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs -out -outfile -pipe -profile -provenance -quiet
         -showall_inodes -stats -strict -timeformat -undo'
     local words=
     case ${previous,,} in

@@ -18,6 +18,7 @@
 #include "portable/console.h"
 #include "portable/descriptor.h"
 #include "report/field.h"
+#include "report/provenance.h"
 
 namespace kest {
 
@@ -125,6 +126,9 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
 bool warnings_settled(const logfile_options& options, const run_outputs& outputs, const argument_list& left) {
+    const std::string lacking = provenance_lacks(options);
+    if (!lacking.empty()) uni::console_write(lacking);
+    if (options.strict && !lacking.empty()) return false;
     if (!options.strict && !says_hints(options)) return true;
     std::string warnings = warnings_of_outputs(outputs) + warnings_of_arguments(options, left);
     if (!options.strict) {
@@ -132,6 +136,7 @@ bool warnings_settled(const logfile_options& options, const run_outputs& outputs
         return true;
     }
     if (warnings.empty() && !options.value_refused) warnings = warnings_of_contents(options);
+    if (warnings.empty() && !options.value_refused) warnings = misfits_of_inputs(options);
     if (!warnings.empty()) uni::console_write(warnings);
     return warnings.empty() && !options.value_refused;
 }

@@ -75,6 +75,7 @@ constexpr option_row options[] = {
     {"-strict",
      {},
      "what may not be meant so is an error: ignored arguments, invalid values, inputs of another kind, ..."},
+    {"-provenance", {}, "with -jsonl or -coverage: version, command line, size and SHA-256 of each input"},
     {"-profile", {}, "how long the run took"},
     {"-diags", "<file>", "a diagnostic file"},
     {"-l2, -l3", {}, "with -diags: listings of what was combined"},

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "driver/warnings.h"
@@ -12,6 +13,7 @@
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
+#include "report/input_fit.h"
 #include "report/listings.h"
 
 namespace kest {
@@ -68,22 +70,26 @@ std::string count_text(std::string_view before, std::size_t count, std::string_v
     return text.append(behind);
 }
 
-// Opens what comes with the log, before any thread is started.
-bool open_inputs(const logfile_options& options, evidence& stores) {
+// An input that cannot be read.
+struct unread_input {
+    const std::string& path;
+    std::string reason;
+};
+
+// Opens what comes with the log, before any thread is started. Nothing if all of it can be read.
+std::optional<unread_input> open_inputs(const logfile_options& options, evidence& stores) {
     const auto resync = options.extended ? journal_resync::at_records : journal_resync::at_pages;
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
         const int error = stores.inodes.mft_file.open_error();
-        say_parsing_failed(options, options.mft_path, error != 0 ? error_words(error) : "no file record");
-        return false;
+        return unread_input{options.mft_path, error != 0 ? error_words(error) : "no file record"};
     }
     if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path, resync)) {
         const int error = stores.journal.file.open_error();
-        say_parsing_failed(options, options.jrnl_path, error != 0 ? error_words(error) : "too short");
-        return false;
+        return unread_input{options.jrnl_path, error != 0 ? error_words(error) : "too short"};
     }
-    return true;
+    return std::nullopt;
 }
 
 // Whether there is something to tell of. A journal on its own is looked into as far as its first record.
@@ -148,10 +154,22 @@ void combine(const run_context& run, evidence& stores) {
 
 }  // namespace
 
+std::string misfits_of_inputs(logfile_options options) {
+    if (!options.have_log || options.lists_logs() || (!options.have_mft && !options.have_jrnl)) return {};
+    options.show_progress = false;
+    evidence stores;
+    if (open_inputs(options, stores)) return {};
+    run_workers(options, stores);
+    return misfit_lines(stores, options);
+}
+
 bool worker_run(const run_context& run) {
     const logfile_options& options = run.options;
     evidence stores;
-    if (!open_inputs(options, stores)) return false;
+    if (const auto unread = open_inputs(options, stores)) {
+        say_parsing_failed(options, unread->path, unread->reason);
+        return false;
+    }
     run_workers(options, stores);
     const bool mft_incomplete = stores.inodes.incomplete;
     if (mft_incomplete) say_reading_failed(run, options.mft_path);
@@ -164,6 +182,7 @@ bool worker_run(const run_context& run) {
         return false;
     }
     if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
+    if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");

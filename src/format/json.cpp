@@ -133,7 +133,9 @@ void json_writer::end_line() {
 char* json_writer::begin_member(std::string_view key, std::size_t most) {
     char* const at = m_sink.room(most_key_bytes(key) + most);
     m_begin = at;
-    return put_json_key(at, key, std::exchange(m_first, false));
+    const bool first = std::exchange(m_first, false);
+    if (!key.empty()) return put_json_key(at, key, first);
+    return std::fill_n(at, first ? 0 : 1, ',');
 }
 
 void json_writer::end_member(const char* end) {
@@ -183,15 +185,7 @@ void json_writer::begin_array(std::string_view key) {
 }
 
 void json_writer::open(std::string_view key, char bracket) {
-    if (!key.empty()) {
-        value(key, {&bracket, 1});
-    } else {
-        char* at = m_sink.room(2);
-        m_begin = at;
-        if (!m_first) *at++ = ',';
-        *at++ = bracket;
-        end_member(at);
-    }
+    value(key, {&bracket, 1});
     m_first = true;
 }
 

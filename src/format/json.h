@@ -50,6 +50,7 @@ public:
     void begin_line();
     void end_line();
 
+    // Without a key: an element of an array.
     void text(std::string_view key, std::string_view value);
     void text_if_any(std::string_view key, std::string_view value) {
         if (!value.empty()) text(key, value);
@@ -62,7 +63,6 @@ public:
     void time(std::string_view key, std::uint64_t ticks);         // cut to six digits; nothing for 0
     void value(std::string_view key, std::string_view json);      // JSON as it stands
     void object(std::string_view key, std::string_view members);  // likewise what stands between the braces
-    // Without a key: an element of an array.
     void begin_object(std::string_view key);
     void end_object() { close('}'); }
     void begin_array(std::string_view key);

@@ -12,8 +12,8 @@ namespace kest {
 namespace {
 
 // Options that the first reports did not know. What is said of a run with any of them may grow.
-constexpr std::string_view extended_options[] = {"-events", "-coverage",     "-jsonl",  "-undo",
-                                                 "-cut",    "-cluster_size", "-strict", "-columns"};
+constexpr std::string_view extended_options[] = {"-events",       "-coverage",   "-jsonl",  "-undo",   "-cut",
+                                                 "-cluster_size", "-provenance", "-strict", "-columns"};
 
 bool is_extended(const argument_list& args) {
     return std::ranges::any_of(extended_options, [&args](std::string_view name) { return peek_flag(name, args, 1); });
@@ -106,9 +106,12 @@ void judge_shape(logfile_options& options) {
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     options.extended = is_extended(args);
+    options.show_provenance = peek_flag("-provenance", args, 1);
+    if (options.show_provenance) options.command_line = args;
     if (!parse_common_options(options, outputs, args)) return false;
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.strict = take_flag("-strict", args);
+    options.show_provenance = take_flag("-provenance", args);
     options.stats_requested = take_flag("-stats", args);
     const bool coverage = take_flag("-coverage", args);
     options.show_coverage = coverage && !options.stats_requested;

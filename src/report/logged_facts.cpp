@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "format/time.h"
-#include "journal/usn_record.h"
 #include "logfile/operation.h"
 #include "mft/record_layout.h"
 #include "operations/record_fact.h"
@@ -56,25 +55,25 @@ public:
         if (entry.get(record_layout::record_type) != record_types::client) return;
         if (entry.undo_op == compensation_log_record) return;
         if (entry.redo_op == update_resident_value && entry.undo_op == update_resident_value) {
-            keep(raised_time(entry));
+            keep(entry, raised_time(entry));
         } else if (entry.redo_op == noop && entry.undo_op == initialize_file_record_segment) {
             m_replaced[exact_undo(entry).get(file_record_layout::own_number)] = m_transaction;
         } else if (entry.redo_op == initialize_file_record_segment && !lost && in_use_base(exact_redo(entry))) {
             // A file record whose old image stands ahead is written again, with an old time.
             const std::uint32_t number = exact_redo(entry).get(file_record_layout::own_number);
             const std::uint32_t* const replaced = m_replaced.find(number);
-            if (replaced == nullptr || *replaced != m_transaction) keep(change_time_of(exact_redo(entry)));
+            if (replaced == nullptr || *replaced != m_transaction) keep(entry, change_time_of(exact_redo(entry)));
         }
     }
 
-    std::vector<std::uint64_t> take() { return std::move(m_times); }
+    std::vector<logged_time> take() { return std::move(m_times); }
 
 private:
-    void keep(std::uint64_t time) {
-        if (cv::has_calendar_form(time)) m_times.push_back(time);
+    void keep(const log_entry& entry, std::uint64_t time) {
+        if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
     }
 
-    std::vector<std::uint64_t> m_times;
+    std::vector<logged_time> m_times;
     std::uint32_t m_transaction = 0;            // its number
     uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
 };
@@ -88,7 +87,8 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
         const record_fact fact = proved_fact(entry, log.place);
         if (fact.kind != fact_kind::journal_record) continue;
         const usn_record record = *read_usn_record(fact.data);
-        found.push_back({.usn = record.get(&usn_layout::usn),
+        found.push_back({.lsn = entry.this_lsn,
+                         .usn = record.get(&usn_layout::usn),
                          .time = record.get(&usn_layout::time),
                          .file = record.file(),
                          .reason = record.get(&usn_layout::reason),
@@ -100,7 +100,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
     return found;
 }
 
-std::vector<std::uint64_t> logged_change_times(const log_store& log) {
+std::vector<logged_time> logged_change_times(const log_store& log) {
     change_times times;
     for (const chain_head& chain : log.chain_heads) {
         times.begin();

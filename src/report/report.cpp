@@ -3,6 +3,7 @@
 #include "events/tell_events.h"
 #include "report/coverage_text.h"
 #include "report/field_sinks.h"
+#include "report/provenance.h"
 #include "report/row_lines.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
@@ -40,10 +41,15 @@ void log_report::choose_lines() {
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
     const bool as_json = m_options.shape == output_shape::jsonl;
+    const bool shows_provenance = m_options.show_provenance && (as_json || m_options.show_coverage);
+    std::optional<provenance> made_of;
+    if (shows_provenance) made_of = gather_provenance(m_options, log_path);
+    if (made_of && as_json) write_provenance_object(*made_of, m_sink);
     if (m_counts) m_counts->write_header();
     if (m_lines) m_lines->begin_report();
     if (m_options.show_coverage) {
-        const log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        coverage.made_of = std::move(made_of);
         if (as_json) {
             write_coverage_object(coverage, m_sink);
         } else {

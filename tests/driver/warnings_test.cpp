@@ -95,8 +95,15 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
     const std::string listed = m_folder.put("folder/log", contents_of(m_log));
     m_folder.put("folder/deeper/log", contents_of(m_log));
     const std::string empty = m_folder.put("empty");
+    const std::string logged = put("logged", log_of_pages({{.lsn = 8, .redo_op = 8, .redo = usn_image{}.image()}}));
+    const std::string later = put("later", mft_image({{.number = 0, .lsn = 9}}));
+    const std::string misfit = "does not fit the log: -mftfile " + later + ": 1 with an LSN above the log's\n";
     const std::tuple<argument_list, int, std::string> rows[] = {
-        {{"-log", m_log, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
+        {{"-log", logged, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
+        {{"-log", m_log, "-mftfile", later, "-events"}, -1, misfit},
+        {{"-log", m_log, "-mftfile", later}, -1, misfit},
+        {{"-log", m_log, "-provenance", "-csv"}, -1, "-provenance: only with -jsonl or -coverage\n"},
+        {{"-log", m_log, "-provenance", "-coverage"}, 0, ""},
         {{"-log", m_log, "-jrnlfile", empty}, -1, "no record in: " + empty + '\n'},
         {{"-log", m_log, "-mftfiel", "a b", "x\n"}, -1, "ignored: -mftfiel 'a b' x[LF]\n"},
         {{"-log", m_log, "-quiet"}, -1, "ignored: -quiet\n"},

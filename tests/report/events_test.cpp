@@ -1099,7 +1099,8 @@ TEST(journal_events, make_a_run_of_their_own) {
         {"damaged, in rows",
          {"-jsonl", "-log", log.path(), "-jrnlfile", damaged.path()},
          0,
-         "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
+         "does not fit the log: -jrnlfile " + damaged.path() + ": records differ from the log's of the same USN\n" +
+             "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
         {"empty beside a log",
          {"-events", "-log", log.path(), "-jrnlfile", empty.path()},
          0,
