@@ -17,6 +17,7 @@
 #include "options/output_guard.h"
 #include "portable/console.h"
 #include "portable/descriptor.h"
+#include "report/field.h"
 
 namespace kest {
 
@@ -44,7 +45,7 @@ std::optional<bool> answer(const argument_list& args) {
 }
 
 void tell_what_is_needed(const logfile_options& options, const std::string& header) {
-    if (options.shape != output_shape::jsonl) {
+    if (options.has_banner()) {
         uni::file out;
         out.attach(STDOUT_FILENO);
         // The run has failed already.
@@ -105,7 +106,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         return false;
     }
     uni::fileio_output report_sink(results.target());
-    if (options.shape != output_shape::jsonl) report_sink.write(header);
+    if (options.has_banner()) report_sink.write(header);
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
@@ -128,6 +129,13 @@ bool doubts_settled(const logfile_options& options, const argument_list& left) {
     if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
     if (!doubts.empty()) uni::console_write(doubts);
     return !options.strict || doubts.empty();
+}
+
+// A report without a column that was asked for would not be the one that was meant.
+bool columns_settled(const logfile_options& options) {
+    const std::string words = words_on_columns(options);
+    if (!words.empty()) uni::console_write(words);
+    return words.empty();
 }
 
 bool run_guarded(argument_list args) {
@@ -153,7 +161,7 @@ bool run_guarded(argument_list args) {
         tell_what_is_needed(options, header);
         return false;
     }
-    if (writes_input(options, outputs) || !doubts_settled(options, args)) return false;
+    if (writes_input(options, outputs) || !columns_settled(options) || !doubts_settled(options, args)) return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);

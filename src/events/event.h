@@ -72,8 +72,9 @@ struct event {
     std::string path;               // UTF-8, as the evidence has it
     std::string old_path;
     known_by known = known_by::log;
-    inode_ref file;                 // sequence number 0: not known
-    inode_ref parent;               // 0: not known
+    inode_ref file;    // sequence number 0: not known
+    inode_ref parent;  // 0: not known
+    std::optional<bool> is_folder = {};
     std::uint64_t lsn = 0;          // none of the journal file's events has one, or a state
     std::uint64_t file_offset = 0;  // bytes, in the log or in the journal file
     event_state state = event_state::done;

@@ -87,6 +87,7 @@ void file_events::find(const file_deeds& deeds) {
     m_deeds = &deeds;
     m_reasons = m_said = 0;
     m_created = m_deleted = false;
+    m_is_folder = is_folder();
     for (const told_fact* const fact : deeds.facts) {
         if (fact->kind == fact_kind::journal_record) m_reasons |= read_usn_record(fact->data)->get(&usn_layout::reason);
     }
@@ -100,6 +101,15 @@ void file_events::find(const file_deeds& deeds) {
         if (!m_created) tell_standard();
     }
     tell_reasons();
+}
+
+// What was rolled back is known by its own facts only; so is a file that is no more than a number.
+std::optional<bool> file_events::is_folder() const {
+    std::optional<bool> folder;
+    if (m_deeds->file.sequence() != 0) folder = m_context.lives.is_directory(m_deeds->file);
+    for (std::size_t at = 0; !folder && at < m_deeds->facts.size(); ++at)
+        folder = folder_by(*m_deeds->facts[at]);
+    return folder;
 }
 
 file_events::file_place file_events::place_of(const file_name_view& name) {
@@ -126,6 +136,7 @@ event& file_events::add(event_kind kind, const told_fact& proof, const std::opti
     event& told = m_out.emplace_back(placed_event{.told = {}, .rank = rank}).told;
     told.kind = kind;
     told.file = m_deeds->file;
+    told.is_folder = m_is_folder;
     told.lsn = proof.lsn;
     told.file_offset = m_context.log.entries[proof.entry].file_offset;
     told.cut = m_deeds->transaction.cut;

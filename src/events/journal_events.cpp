@@ -104,6 +104,7 @@ void journal_events::tell_news(const journal_record& record, const record_news& 
 void journal_events::locate(const journal_record& record, std::uint64_t lsn) {
     m_told.file = record.usn.file();
     m_told.parent = record.usn.parent();
+    m_told.is_folder = record.has_name() ? std::optional(record.is_directory()) : std::nullopt;
     m_told.source = event_source::journal;
     m_told.file_offset = record.place;
     m_told.reasons = record.usn.get(&usn_layout::reason);

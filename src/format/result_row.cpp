@@ -66,6 +66,17 @@ char* put(char* at, std::string_view text) {
     return at;
 }
 
+constexpr char quote = '"';
+
+// Each quote twice; not those around the text.
+char* put_doubled(char* at, std::string_view text) {
+    for (const char c : text) {
+        if (c == quote) *at++ = quote;
+        *at++ = c;
+    }
+    return at;
+}
+
 void replace_bytes(char* begin, char* end, char from, char to) {
     const auto find = [end, from](char* at) {
         return static_cast<char*>(std::memchr(at, from, static_cast<std::size_t>(end - at)));
@@ -156,6 +167,7 @@ void row_writer::emit_row(result_row& row) {
 }
 
 bool row_writer::put_line(const result_row& row, bool wants_marks) {
+    wants_marks = wants_marks && !m_style.quotes;
     const std::size_t most = most_bytes(row, 0, row.cells().size());
     if (most > most_in_place) {
         if (!wants_marks) write_wide_row(row);
@@ -175,7 +187,11 @@ void row_writer::write_wide_row(const result_row& row) {
         const std::string_view text = row.cells()[column].value();
         if (text.size() > most_in_place) {
             if (column != 0) m_sink.write(m_style.separator);
-            write_wide_text(text, m_columns[column].words_alone);
+            if (m_style.quotes) {
+                write_wide_quoted(text);
+            } else {
+                write_wide_text(text, m_columns[column].words_alone);
+            }
         } else {
             char* const begin = m_sink.room(most_bytes(row, column, column + 1));
             m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
@@ -202,6 +218,23 @@ void row_writer::write_wide_text(std::string_view text, bool words_alone) {
     }
 }
 
+void row_writer::write_wide_quoted(std::string_view text) {
+    m_sink.write({&quote, 1});
+    for (; !text.empty(); text.remove_prefix(std::min(text.size(), most_in_place))) {
+        const std::string_view piece = text.substr(0, most_in_place);
+        char* const begin = m_sink.room(2 * piece.size());
+        m_sink.advance(static_cast<std::size_t>(put_doubled(begin, piece) - begin));
+    }
+    m_sink.write({&quote, 1});
+}
+
+// A separator of several characters could begin with the last of a value.
+bool row_writer::needs_quotes(std::string_view text) const {
+    return m_style.quotes && std::ranges::any_of(text, [this](char c) {
+               return c == quote || c == '\n' || c == '\r' || m_style.separator.find(c) != std::string::npos;
+           });
+}
+
 // Replaces the line ends of the row's values by words.
 void row_writer::mark_line_ends(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
@@ -217,10 +250,11 @@ void row_writer::mark_line_ends(result_row& row) const {
 
 // Bytes that some cells of the line have at most.
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
-    const std::size_t besides = m_style.separator.size() + 1 + hex_prefix.size() + most_number_bytes;
+    constexpr std::size_t blank_and_quotes = 3;
+    const std::size_t besides = m_style.separator.size() + blank_and_quotes + hex_prefix.size() + most_number_bytes;
     std::size_t most = 1 + (last - first) * besides;
     for (std::size_t at = first; at < last; ++at)
-        most += row.cells()[at].value().size() + m_columns[at].width;
+        most += (m_style.quotes ? 2 : 1) * row.cells()[at].value().size() + m_columns[at].width;
     return most;
 }
 
@@ -237,6 +271,12 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
             continue;
         }
         const std::string_view text = cell.value();
+        if (needs_quotes(text)) {
+            *at++ = quote;
+            at = put_doubled(at, text);
+            *at++ = quote;
+            continue;
+        }
         char* const begin = at;
         at = put(at, text);
         if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);

@@ -17,6 +17,7 @@ struct row_style {
     char sep_subst = ';';
     bool no_whitespace = false;    // no field is padded
     bool marks_line_ends = false;  // line ends inside values are written as words
+    bool quotes = false;           // as RFC 4180: values stand between quotes where needed, and nothing is replaced
 };
 
 struct row_column {
@@ -85,8 +86,10 @@ private:
     void mark_line_ends(result_row& row) const;
     std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
     char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
+    bool needs_quotes(std::string_view text) const;
     void write_wide_row(const result_row& row);
     void write_wide_text(std::string_view text, bool words_alone);
+    void write_wide_quoted(std::string_view text);
 
     uni::fileio_output& m_sink;
     const row_style& m_style;

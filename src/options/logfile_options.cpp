@@ -12,8 +12,8 @@ namespace kest {
 namespace {
 
 // Options that the first reports did not know. What is said of a run with any of them may grow.
-constexpr std::string_view extended_options[] = {"-events", "-coverage",     "-jsonl", "-undo",
-                                                 "-cut",    "-cluster_size", "-strict"};
+constexpr std::string_view extended_options[] = {"-events", "-coverage",     "-jsonl",  "-undo",
+                                                 "-cut",    "-cluster_size", "-strict", "-columns"};
 
 bool is_extended(const argument_list& args) {
     return std::ranges::any_of(extended_options, [&args](std::string_view name) { return peek_flag(name, args, 1); });
@@ -55,6 +55,24 @@ void take_cluster_size(logfile_options& options, argument_list& args) {
     }
 }
 
+void take_columns(logfile_options& options, argument_list& args) {
+    std::string names;
+    if (!take_value("-columns", names, args)) return;
+    for (std::size_t at = 0; at <= names.size();) {
+        const std::size_t end = std::min(names.find(',', at), names.size());
+        options.columns.push_back(names.substr(at, end - at));
+        at = end + 1;
+    }
+}
+
+// Events are a table that any reader of such takes; what the rows of steps look like is kept.
+void settle_table(logfile_options& options) {
+    if (!options.tells_events()) return;
+    if (options.shape != output_shape::csv && options.shape != output_shape::csvgen) return;
+    options.quotes = options.no_whitespace = true;
+    options.sep_char = '\0';
+}
+
 }  // namespace
 
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
@@ -70,6 +88,8 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.show_events = take_flag("-events", args);
     options.show_cut = take_flag("-cut", args) || options.show_events;
     take_cluster_size(options, args);
+    take_columns(options, args);
+    settle_table(options);
     if (options.lists_logs()) {
         take_list_options(options, args);
         return true;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "options/cmd_params.h"
 
@@ -24,10 +25,13 @@ struct logfile_options : cmd_params {
     bool show_undo = false;      // a column of its own for what each record would put back
     bool show_cut = false;       // transactions whose beginning is lost too
     bool show_events = false;
+    std::vector<std::string> columns;           // in this order; empty: the usual ones
     std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
     bool told_cluster_size = false;             // what the log tells
 
     bool tells_events() const { return show_events && !stats_requested && !show_coverage; }
+    // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
+    bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
     // A journal file is told of in events, too. A list of logs has none.
     bool tells_journal() const { return tells_events() && !jrnl_path.empty(); }
     // The report reads the journal file by itself, record for record, and nothing of it is kept.

@@ -55,7 +55,6 @@ constexpr std::string_view kind_verbs[] = {
     "set the object identifier of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
-constexpr std::string_view cut_mark = "cut; ";
 
 constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
 static_assert(std::size(time_keys) == event_values::time_count);
@@ -130,10 +129,13 @@ std::string_view known_word(const event& told) {
     return word_of(known_words, told.known);
 }
 
-void append_state(std::string& out, const event& told) {
-    if (told.source == event_source::journal) return;
-    if (told.cut) out += cut_mark;
-    out += word_of(state_words, told.state);
+std::string_view state_word(const event& told) {
+    return told.source == event_source::journal ? std::string_view{} : word_of(state_words, told.state);
+}
+
+std::string_view type_word(const event& told) {
+    if (!told.is_folder) return {};
+    return *told.is_folder ? "folder" : "file";
 }
 
 void append_event_word(std::string& out, const event& told) {

@@ -29,10 +29,16 @@ public:
 
     bytes image() const { return log_of_pages(m_records); }
 
-    // These cells of each event, except those of `folder` and `other_folder`.
+    // These cells of each event, except those of `folder` and `other_folder`; with the state whether it is cut.
     texts told(const std::vector<std::size_t>& cells, const argument_list& more = {}) const {
         const memory_file log(image());
-        argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10"};
+        argument_list args = {"-quiet",
+                              "-no_whitespace",
+                              "-events",
+                              "-base10",
+                              "-columns",
+                              "time,clock,source,event,path,old_path,known,inode,seq,parent,parent_seq,lsn,offset,"
+                              "state,reason,file,details,cut"};
         if (!m_records.empty()) args.insert(args.end(), {"-log", log.path()});
         args.insert(args.end(), more.begin(), more.end());
         std::istringstream report(run_captured(args).out);
@@ -47,6 +53,7 @@ public:
                     row.back() += c;
             }
             if (lines < 4 || row.at(7) == "30" || row.at(7) == "31") continue;
+            if (row.at(17) == "yes") row[13] += ", cut";
             all.emplace_back();
             for (const std::size_t cell : cells)
                 all.back() += (all.back().empty() ? "" : "|") + row.at(cell);
@@ -241,7 +248,7 @@ TEST(events, tell_what_became_of_names) {
         {"of which the beginning is lost",
          {taken, came(file, root, u"b"), end()},
          true,
-         {"created|[root]/b||cut; done"}},
+         {"created|[root]/b||done, cut"}},
         {"whose name is taken back",
          {taken, came(file, root, u"b"), undoing(15, 1040), end()},
          false,
@@ -262,7 +269,7 @@ TEST(events, tell_what_became_of_names) {
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
          true,
-         {"renamed|[root]/b|[root]/a|cut; done"}},
+         {"renamed|[root]/b|[root]/a|done, cut"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -295,7 +302,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
          {"created|[root]/a||open"}},
         {"ended without an index entry", {written({}), end()}, false, {}},
         {"the first that is left", {written({}), end()}, true, {}},
-        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]/a||cut; done"}},
+        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]/a||done, cut"}},
         {"an end", {gone(1, 1), end()}, false, {"deleted|<unk_path>\\||done"}},
         {"an extension record's end", {gone(0, 1), end()}, false, {}},
         {"a record that was just taken", {to_record(0, 3, {}, {}, 0), gone(1, 1), end()}, false, {}},
