@@ -82,7 +82,7 @@ void enter_own_folder() {
 // Values of options, one a line.
 constexpr std::string_view values =
     ".\nfile\nmm-dd-yy\nhh:mm:ss.xxxxxx\n2026-03-16\n2026-03-16 12:00:00\n*f?le*\n52535452|0x0\n%NAME%\na|b\n"
-    "tab\n,\n0x7\no17\n4096\nauto\n";
+    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\n";
 
 // Every option that the program lists, and values.
 std::vector<std::string> known_words() {
@@ -118,6 +118,8 @@ kest::argument_list json_options(const kest::argument_list& options) {
                              "-base10", "-stats", "-strict"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
+    const auto columns = std::ranges::find(options, "-columns");
+    if (options.end() - columns > 1) kept.insert(kept.end(), columns, columns + 2);
     return kept;
 }
 
