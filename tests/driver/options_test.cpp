@@ -49,6 +49,40 @@ TEST(options, shapes_exclude_each_other_in_a_fixed_order) {
         EXPECT_EQ(column_line(args), expected) << ::testing::PrintToString(args);
 }
 
+TEST(options, columns_are_known_and_stand_once) {
+    const std::pair<argument_list, std::string> rows[] = {
+        {{"-columns", "lsn,foo\n", "-events"}, "no such column: foo[LF]\n"},
+        {{"-columns", "clock"}, "no such column: clock\n"},
+        {{"-columns", "lcn", "-events"}, "no such column: lcn\n"},
+        {{"-columns", "lsn,"}, "no such column: \n"},
+        {{"-columns", ""}, "no such column: \n"},
+        {{"-columns", "path,lsn,PATH", "-jsonl"}, "column named twice: PATH\n"},
+        {{"-columns", "lsn", "-stats", "-events"}, "-columns is for rows and events only\n"},
+        {{"-columns", "lsn", "-coverage"}, "-columns is for rows and events only\n"},
+        {{"-columns", "lsn", "-xml"}, "-columns is for rows and events only\n"},
+    };
+    for (const auto& [args, words] : rows) {
+        const disk::captured_run result = run_captured(with(args, log_args));
+        EXPECT_EQ(result.err, words) << ::testing::PrintToString(args);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.status, 0);
+    }
+}
+
+TEST(options, the_volume_of_an_event_is_a_folder) {
+    const disk::scratch_folder folder;
+    const std::string log = disk::contents_of(log_file.path());
+    const std::string root = folder.at("a");
+    for (const char* name : {"a/b/LogFile", "a//b//LogFile"})
+        folder.put(name, log);
+    const std::pair<std::string, std::string> rows[] = {{root + "/b/LogFile", root + "/b"},
+                                                        {root + "//b//LogFile", root + "//b"}};
+    for (const auto& [path, volume] : rows) {
+        const argument_list args = {"-events", "-columns", "volume,file", "-csv", "-quiet", "-log", path};
+        EXPECT_EQ(run_captured(args).out, "volume,file\n" + volume + ',' + path + '\n');
+    }
+}
+
 // An option that takes a value takes "-stats" for it.
 TEST(options, of_no_effect_are_taken_with_their_values) {
     const std::string flags = "-gzip -zlib -split_pathfile -separate_files -verbose -v";

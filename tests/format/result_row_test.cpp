@@ -68,6 +68,27 @@ TEST(result_row, wide_values_are_no_others) {
     }
 }
 
+TEST(result_row, quotes_where_needed) {
+    const std::string wide(65'537, '"');
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {",", "a b;c|d", "a b;c|d"},
+        {",", "a,b", "\"a,b\""},
+        {",", "\"", "\"\"\"\""},
+        {",", "a\nb\r", "\"a\nb\r\""},
+        {",", "", ""},
+        {"||", "a|", "\"a|\""},  // whoever splits at the first separator would take the value's end for a part of it
+        {"; ", "a; b", "\"a; b\""},
+        {"\t", "a\tb,", "\"a\tb,\""},
+        {",", wide, '"' + wide + wide + '"'},
+    };
+    for (const auto& [separator, text, written] : rows) {
+        const row_style style{
+            .separator = separator, .sep_char = '\0', .no_whitespace = true, .marks_line_ends = true, .quotes = true};
+        const auto fill = [shown = text](result_row& row) { row.show_text(0, shown); };
+        EXPECT_TRUE(report(style, 0, fill) == written + '\n') << text.substr(0, 9);
+    }
+}
+
 TEST(number, kept_width_steps_lie_at_ff) {
     const std::pair<std::uint64_t, const char*> rows[] = {
         {0, "0x00"},

@@ -38,7 +38,7 @@ public:
                               "-base10",
                               "-columns",
                               "time,clock,source,event,path,old_path,known,inode,seq,parent,parent_seq,lsn,offset,"
-                              "state,reason,file,details,cut"};
+                              "state,reason,file,details,cut,type"};
         if (!m_records.empty()) args.insert(args.end(), {"-log", log.path()});
         args.insert(args.end(), more.begin(), more.end());
         std::istringstream report(run_captured(args).out);
@@ -637,6 +637,20 @@ TEST(events, have_the_name_that_a_journal_record_tells) {
     EXPECT_EQ(story().add({flagged, journal(0x8000), end()}).told(), texts{"attributes_set|[root]/a.txt||done"});
     EXPECT_EQ(story().add({journal(0x1)}).add({flagged, end()}).add({logged({.file = file, .name = u"b"})}).told({4}),
               (texts{"[root]/a.txt", "[root]/a.txt", "[root]/b"}));
+}
+
+TEST(events, say_whether_they_are_about_a_folder) {
+    const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
+    const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
+        {"by a journal record", {logged({.file = file, .attributes = 0x10}), end()}, "folder"},
+        {"by a file record", {came(file, root, u"a"), written({.flags = 3}), end()}, "folder"},
+        {"by what was rolled back", {came(file, root, u"a"), got(root, u"a"), undoing(15, 0), end()}, "file"},
+        {"not known", {flagged, end()}, ""},
+    };
+    for (const auto& [what, steps, type] : rows)
+        EXPECT_EQ(story().add(steps).told({18}), texts{type}) << what;
+    const bytes page = page_of({{.file = file, .attributes = 0x10}, {.version = 4, .file = file, .reason = 0x2}});
+    EXPECT_EQ(told_with(page, {}, {18}), (texts{"folder", ""}));
 }
 
 TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
