@@ -101,22 +101,17 @@ char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const r
 
 }  // namespace
 
-result_cell& result_row::reset_cell(std::size_t column) {
+void result_row::clear() {
+    for (std::size_t column = 0; column < m_cells.size(); ++column)
+        text(column);
+}
+
+std::string& result_row::text(std::size_t column) {
     result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::own_text;
     cell.led_by_blank = false;
     cell.text.clear();
-    cell.shown = {};
-    return cell;
-}
-
-void result_row::clear() {
-    for (std::size_t column = 0; column < m_cells.size(); ++column)
-        reset_cell(column);
-}
-
-std::string& result_row::text(std::size_t column) {
-    return reset_cell(column).text;
+    return cell.text;
 }
 
 void result_row::show_text(std::size_t column, std::string_view text) {
@@ -124,21 +119,26 @@ void result_row::show_text(std::size_t column, std::string_view text) {
 }
 
 void result_row::show_time(std::size_t column, std::string_view text, bool led_by_blank) {
-    result_cell& cell = reset_cell(column);
+    result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::shown_text;
-    cell.shown = text;
     cell.led_by_blank = led_by_blank;
+    cell.shown = text;
 }
 
 void result_row::set_number(std::size_t column, std::uint64_t value) {
-    result_cell& cell = reset_cell(column);
+    result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::number;
+    cell.led_by_blank = false;
+    cell.shown = {};
     cell.number = value;
 }
 
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
     : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    // Each character of a separator: of several the first could be taken for it at a value's end.
+    for (const char c : style.separator + "\"\r\n")
+        m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -228,11 +228,8 @@ void row_writer::write_wide_quoted(std::string_view text) {
     m_sink.write({&quote, 1});
 }
 
-// A separator of several characters could begin with the last of a value.
 bool row_writer::needs_quotes(std::string_view text) const {
-    return m_style.quotes && std::ranges::any_of(text, [this](char c) {
-               return c == quote || c == '\n' || c == '\r' || m_style.separator.find(c) != std::string::npos;
-           });
+    return std::ranges::any_of(text, [this](char c) { return m_quoted_bytes[static_cast<std::uint8_t>(c)]; });
 }
 
 // Replaces the line ends of the row's values by words.
@@ -252,15 +249,16 @@ void row_writer::mark_line_ends(result_row& row) const {
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
     constexpr std::size_t blank_and_quotes = 3;
     const std::size_t besides = m_style.separator.size() + blank_and_quotes + hex_prefix.size() + most_number_bytes;
+    const unsigned doubled = m_style.quotes ? 1 : 0;
     std::size_t most = 1 + (last - first) * besides;
     for (std::size_t at = first; at < last; ++at)
-        most += (m_style.quotes ? 2 : 1) * row.cells()[at].value().size() + m_columns[at].width;
+        most += (row.cells()[at].value().size() << doubled) + m_columns[at].width;
     return most;
 }
 
 // The cells with the separators ahead of them; says where they end.
 char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
-    const bool replaces = m_style.sep_char != '\0';
+    const bool replaces = m_style.sep_char != '\0', quotes = m_style.quotes;
     for (std::size_t column = first; column < last; ++column) {
         const result_cell& cell = row.cells()[column];
         if (column != 0) at = put(at, m_style.separator);
@@ -271,7 +269,7 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
             continue;
         }
         const std::string_view text = cell.value();
-        if (needs_quotes(text)) {
+        if (quotes && needs_quotes(text)) {
             *at++ = quote;
             at = put_doubled(at, text);
             *at++ = quote;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -57,9 +58,6 @@ public:
     void set_number(std::size_t column, std::uint64_t value);
 
 private:
-    // The cell as an empty text.
-    result_cell& reset_cell(std::size_t column);
-
     std::vector<result_cell> m_cells;
 };
 
@@ -95,6 +93,7 @@ private:
     const row_style& m_style;
     bool m_base16;
     bool m_header_due = true;
+    std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;
 };
 
