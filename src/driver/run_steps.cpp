@@ -2,6 +2,7 @@
 
 #include "logfile/scanner.h"
 #include "logfile/told_sizes.h"
+#include "logfile/whole_log.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 
@@ -25,8 +26,9 @@ bool parse_log(log_store& store, const std::string& path, const logfile_options&
         store.pages.emplace();
         store.carry.drop();  // nothing of the log before this one
     }
+    store.keeps_pages = options.show_cut || options.show_coverage;
     if (!scan_logfile(store, path)) return false;
-    if (options.show_cut || options.show_coverage) link_cut_chains(store);
+    if (store.keeps_pages) complete_log(store);
     settle_sizes(store, options);
     return true;
 }

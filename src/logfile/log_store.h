@@ -27,6 +27,12 @@ struct chain_head {
     bool cut = false;  // what went before is not in the log
 };
 
+// A record page with its sector ends put back. Its bytes belong to the `log_store`.
+struct log_page {
+    std::uint64_t file_offset = 0;
+    uni::byte_view bytes;
+};
+
 // A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
 // 32-bit indexes into `entries`.
 struct log_store {
@@ -36,8 +42,9 @@ struct log_store {
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
     std::vector<tail_name_image> tail_names_second;     // name table of the second
-    std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
-    std::optional<page_tally> pages;                                         // counted if there is one
+    std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
+    bool keeps_pages = false;
+    std::optional<page_tally> pages;  // counted if there is one
 
     int open_error = 0;  // why the file could not be opened, as `errno` has it
 

@@ -21,16 +21,6 @@ void gather_restart_pages(log_coverage& coverage, const log_store& log) {
     if (first && second) coverage.restart_agree = first->facts == second->facts;
 }
 
-// They are written in turn: the one with the higher LSN is the later one.
-std::optional<lsn_layout> layout_of(const log_coverage& coverage) {
-    const auto& [first, second] = coverage.restart;
-    if (!first && !second) return std::nullopt;
-    if (!first || (second && second->facts.current_lsn > first->facts.current_lsn)) {
-        return told_lsn_layout(second->facts);
-    }
-    return told_lsn_layout(first->facts);
-}
-
 void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_stored = log.entries.size();
     coverage.transactions = tally_transactions(log, find_transaction_states(log));
@@ -46,7 +36,7 @@ void gather_pages(log_coverage& coverage, const log_store& log) {
     if (log.pages) coverage.pages = *log.pages;
     if (coverage.read_to_end) coverage.never_written = coverage.pages.blank + coverage.pages.not_read();
     gather_restart_pages(coverage, log);
-    if (const auto layout = layout_of(coverage)) {
+    if (const auto layout = stated_layout(log)) {
         coverage.copied_pages = count_copied_pages(log, *layout);
         coverage.gaps.emplace();
         for (const lsn_gap& gap : find_gaps(log, *layout))

@@ -310,13 +310,13 @@ TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
     const bytes whole = files_until(24, minute);
     const std::tuple<const char*, bytes, std::string, std::string> rows[] = {
         {"whole", whole, "", covers + "23:29 UTC, without a gap."},
-        {"a page", without_page(whole, 6), clock_text(7, 12), covers + "23:29 UTC, with one gap of about 5 minutes."},
-        {"near the end", without_page(whole, 10), clock_text(21, 23),
-         covers + "23:29 UTC, with one gap of about 2 minutes."},
-        {"a time set ahead", without_page(files_until(24, minute, 1), 6), clock_text(7, 12),
+        {"a page", without_page(whole, 6), clock_text(6, 11), covers + "23:29 UTC, with one gap of about 5 minutes."},
+        {"near the end, of which a tail page has a copy", without_page(whole, 10), "",
+         covers + "23:29 UTC, without a gap."},
+        {"a time set ahead", without_page(files_until(24, minute, 1), 6), clock_text(6, 11),
          covers + "2012-12-18 17:07 UTC, with one gap of about 5 minutes."},
         {"days", without_page(files_until(24, 1440 * minute), 6),
-         "2012-12-21 23:06:40.000000000 to 2012-12-26 23:06:40.000000000",
+         "2012-12-20 23:06:40.000000000 to 2012-12-25 23:06:40.000000000",
          covers + "2013-01-06 23:06 UTC, with one gap of about 5 days."},
         {"seconds", files_until(6, minute / 60), "",
          "The log covers less than a minute at 2012-12-14 23:06 UTC, without a gap."},
