@@ -8,8 +8,7 @@
 #include "options/path_filter.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
-#include "portable/folder_walk.h"
-#include "portable/stdin_stream_ex.h"
+#include "portable/path_list.h"
 
 namespace kest {
 

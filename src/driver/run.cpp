@@ -16,8 +16,8 @@
 #include "driver/worker_run.h"
 #include "options/output_guard.h"
 #include "portable/console.h"
-#include "portable/descriptor.h"
-#include "report/field.h"
+#include "portable/file.h"
+#include "report/fields.h"
 #include "report/provenance.h"
 
 namespace kest {

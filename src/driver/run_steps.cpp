@@ -1,7 +1,7 @@
 #include "driver/run_steps.h"
 
 #include "logfile/scanner.h"
-#include "logfile/told_sizes.h"
+#include "logfile/volume_geometry.h"
 #include "logfile/whole_log.h"
 #include "options/warning_line.h"
 #include "portable/console.h"

@@ -4,7 +4,7 @@
 
 #include "driver/run_steps.h"
 #include "format/number.h"
-#include "logfile/told_sizes.h"
+#include "logfile/volume_geometry.h"
 #include "options/ascii_text.h"
 #include "options/input_kind.h"
 #include "options/warning_line.h"

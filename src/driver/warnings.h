@@ -7,7 +7,7 @@
 #include "options/argument_list.h"
 #include "options/logfile_options.h"
 #include "options/run_outputs.h"
-#include "portable/folder_walk.h"
+#include "portable/path_list.h"
 
 namespace kest {
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "coverage/input_fit.h"
 #include "driver/warnings.h"
 #include "format/error_words.h"
 #include "format/number.h"
@@ -13,7 +14,6 @@
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
-#include "report/input_fit.h"
 #include "report/listings.h"
 
 namespace kest {

@@ -5,7 +5,7 @@
 #include "events/system_files.h"
 #include "format/number.h"
 #include "format/safe_text.h"
-#include "portable/utf8.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

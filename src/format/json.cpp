@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "format/time.h"
-#include "portable/utf8.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

@@ -2,7 +2,9 @@
 
 #include <charconv>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "portable/byte_view.h"
 
@@ -42,5 +44,24 @@ void append_digits(std::string& out, uni::byte_view bytes);
 // A GUID as it is written among people, of its 16 bytes; in lower case.
 constexpr std::size_t guid_size = 16;
 void append_guid(std::string& out, uni::byte_view guid);
+
+struct flag_word {
+    std::uint32_t bits;
+    std::string_view word;
+};
+
+// Appends the word of every row whose bit is set in `value`, in the order of the table, with `joint` between
+// two words. Returns whether a word was appended.
+inline bool append_flag_words(std::string& out, std::uint32_t value, std::span<const flag_word> words,
+                              std::string_view joint) {
+    bool any = false;
+    for (const flag_word& row : words) {
+        if ((value & row.bits) == 0) continue;
+        if (any) out += joint;
+        out += row.word;
+        any = true;
+    }
+    return any;
+}
 
 }  // namespace kest

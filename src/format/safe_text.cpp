@@ -5,8 +5,7 @@
 #include <iterator>
 
 #include "format/number.h"
-#include "portable/utf16.h"
-#include "portable/utf8.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

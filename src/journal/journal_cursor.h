@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "journal/usn_record.h"
-#include "portable/block_reader.h"
+#include "portable/file.h"
 
 namespace kest {
 

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "mft/inode_ref.h"
-#include "portable/reserve.h"
+#include "portable/large_pages.h"
 
 namespace kest {
 
@@ -113,6 +113,16 @@ void scan_journal(usn_journal& journal) {
         journal.reading.incomplete = true;  // what was found up to here stands
     }
     journal.journal_by_usn.seal_unique();
+}
+
+bool lookup_journal(const usn_journal& journal, std::uint64_t usn, journal_fact& out) {
+    out = {};
+    if (usn == 0) return false;
+    const auto found = journal.journal_by_usn.find(usn);
+    if (!found) return false;
+    const usn_entry& entry = journal.entries[*found];
+    out = {.time = entry.time, .reason = entry.reason};
+    return true;
 }
 
 }  // namespace kest

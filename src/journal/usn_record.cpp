@@ -1,6 +1,6 @@
 #include "journal/usn_record.h"
 
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "format/flag_words.h"
+#include "format/number.h"
 #include "mft/inode_record.h"
 #include "portable/byte_view.h"
 

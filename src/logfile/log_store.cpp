@@ -1,6 +1,9 @@
 #include "logfile/log_store.h"
 
-#include "portable/reserve.h"
+#include <algorithm>
+#include <vector>
+
+#include "portable/large_pages.h"
 
 namespace kest {
 
@@ -58,6 +61,82 @@ void log_store_reset(log_store& store) {
     carry_buffer pending = std::move(store.carry);
     store = log_store{};
     store.carry = std::move(pending);
+}
+
+namespace {
+
+// The records without a chain, of which a record in a chain has the LSN of none. Few as a rule.
+std::vector<std::uint32_t> lost_records(const log_store& store) {
+    std::vector<bool> linked(store.entries.size());
+    for (const std::uint32_t position : store.chain_records)
+        linked[position] = true;
+    uni::sealed_index loose;  // key: LSN
+    for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
+        if (!linked[position]) loose.add(store.entries[position].this_lsn, position);
+    }
+    if (loose.empty()) return {};
+    loose.seal_unique();
+    std::vector<bool> repeated(loose.size());
+    std::size_t near = 0;
+    for (const std::uint32_t position : store.chain_records) {
+        if (loose.find_near(store.entries[position].this_lsn, near) != nullptr) repeated[near] = true;
+    }
+    std::vector<std::uint32_t> lost;
+    for (std::size_t at = 0; at < loose.size(); ++at) {
+        if (!repeated[at]) lost.push_back(loose.entries()[at].position);
+    }
+    return lost;
+}
+
+// Records without a chain, and the chains that they make.
+class cut_linker {
+public:
+    explicit cut_linker(log_store& store) : m_store(store), m_taken(store.entries.size()) {
+        std::vector<std::uint32_t> in_file = lost_records(store);
+        for (const std::uint32_t position : in_file)
+            m_lost.add(store.entries[position].this_lsn, position);
+        // In the order of the file, so that of two with one predecessor the first follows it.
+        std::ranges::sort(in_file);
+        for (const std::uint32_t position : in_file)
+            m_by_previous.add(store.entries[position].client_previous_lsn, position);
+        m_by_previous.seal_unique();
+    }
+
+    // First what follows nothing that is left, then what another record has kept from following, then circles.
+    void link() {
+        begin_chains([this](std::uint32_t position) { return !m_lost.find(previous_of(position)); });
+        begin_chains([this](std::uint32_t position) { return m_by_previous.find(previous_of(position)) != position; });
+        begin_chains([](std::uint32_t) { return true; });
+    }
+
+private:
+    std::uint64_t previous_of(std::uint32_t position) const { return m_store.entries[position].client_previous_lsn; }
+
+    // By LSN, so that the lowest of a circle begins it.
+    template <class test>
+    void begin_chains(test&& begins) {
+        for (const uni::index_entry& lost : m_lost.entries()) {
+            if (!m_taken[lost.position] && begins(lost.position)) add_chain(lost.position);
+        }
+    }
+
+    void add_chain(std::uint32_t first) {
+        m_taken[first] = true;
+        append_chain(m_store, first, true, m_by_previous, m_taken, m_near);
+    }
+
+    log_store& m_store;
+    uni::sealed_index m_lost;         // key: LSN
+    uni::sealed_index m_by_previous;  // key: LSN of the predecessor; lost records only
+    std::vector<bool> m_taken;        // by position
+    std::size_t m_near = 0;
+};
+
+}  // namespace
+
+void link_cut_chains(log_store& store) {
+    cut_linker(store).link();
+    std::ranges::stable_sort(store.chain_heads, {}, &chain_head::lsn);
 }
 
 }  // namespace kest

@@ -7,17 +7,38 @@
 #include <utility>
 #include <vector>
 
-#include "logfile/carry_buffer.h"
 #include "logfile/log_entry.h"
-#include "logfile/mft_place.h"
 #include "logfile/page.h"
-#include "logfile/page_tally.h"
+#include "logfile/volume_geometry.h"
 #include "mft/inode_record.h"
-#include "portable/byte_block.h"
+#include "portable/byte_view.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
 namespace kest {
+
+// The pieces of the record that crosses the page end at hand. Empty: no record is pending.
+class carry_buffer {
+public:
+    void begin(std::uint64_t file_offset) {
+        m_bytes.clear();
+        m_file_offset = file_offset;
+    }
+    void append(uni::byte_view piece) {
+        const auto bytes = piece.bytes();
+        m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+    }
+    void drop() { m_bytes.clear(); }  // keeps the capacity
+
+    bool pending() const { return !m_bytes.empty(); }
+    std::size_t size() const { return m_bytes.size(); }
+    uni::byte_view bytes() const { return std::span<const std::uint8_t>(m_bytes); }
+    std::uint64_t file_offset() const { return m_file_offset; }
+
+private:
+    std::vector<std::uint8_t> m_bytes;
+    std::uint64_t m_file_offset = 0;  // bytes; where the record began
+};
 
 // A client chain: a record without predecessor, the head, and the records that follow it by their backward links.
 struct chain_head {
@@ -38,9 +59,8 @@ struct log_page {
 struct log_store {
     uni::large_vector<log_entry> entries;
 
-    // What the pages held. Nothing asks for the names yet.
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
-    std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
+    std::vector<tail_name_image> tail_names_first;      // name table of the first tail page; no report shows them
     std::vector<tail_name_image> tail_names_second;     // name table of the second
     std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
     bool keeps_pages = false;

@@ -10,12 +10,6 @@
 
 namespace kest {
 
-// Pages 0 and 1 are restart pages, 2 and 3 tail pages. Logs of version 2 keep 32 pages in place of these two, and
-// begin with their records after them; that goes on where such a log is taken back to version 1.
-inline constexpr std::uint64_t first_tail = 2;
-inline constexpr std::array<std::uint64_t, 2> first_record_pages = {4, 34};
-inline constexpr std::uint64_t copies_end = first_record_pages[1];
-
 // How the LSNs of a log tell the places of its records: the low bits are a file offset in units of 8 bytes, those above
 // count how often the log has wrapped.
 struct lsn_layout {

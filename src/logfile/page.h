@@ -13,6 +13,12 @@ inline constexpr std::uint32_t log_page_size = 4096;  // bytes; page sizes that 
 using restart_page_image = std::array<std::uint8_t, log_page_size>;
 using tail_name_image = std::array<std::uint8_t, 36>;  // one entry of a name table
 
+// Pages 0 and 1 are restart pages, 2 and 3 tail pages. Logs of version 2 keep 32 pages in place of these two, and
+// begin with their records after them; that goes on where such a log is taken back to version 1.
+inline constexpr std::uint64_t first_tail = 2;
+inline constexpr std::array<std::uint64_t, 2> first_record_pages = {4, 34};
+inline constexpr std::uint64_t copies_end = first_record_pages[1];
+
 // Layout of a record page, whose signature stands where that of a restart page does. Offsets in bytes from the page's
 // start.
 namespace page_layout {
@@ -56,5 +62,28 @@ inline constexpr std::uint64_t any_lsn = ~std::uint64_t{0};
 // Says whether the bytes look like the compensation of a bitmap operation, which states undo data that begin where its
 // own data end. It is whole without them, though `record_plausible` refuses it.
 [[nodiscard]] bool undo_lies_beyond(uni::byte_view record);
+
+// How many pages of a log are of which kind. Each page is of one kind: a restart page, a record page, a foreign one,
+// or one that was never written.
+struct page_tally {
+    std::uint64_t file_size = 0;  // bytes
+    std::uint64_t restart = 0;
+    std::uint64_t record = 0;
+    std::uint64_t torn = 0;              // record pages whose sector ends do not match
+    std::uint64_t foreign = 0;           // neither kind, and not blank
+    std::uint64_t blank = 0;             // of nothing but 0xFF or 0
+    std::array<bool, 2> restart_torn{};  // of the restart page at file offset 0; of the first one elsewhere
+
+    // Takes the whole pages of a stretch of the file, as it holds them. Its first byte is at `file_offset`.
+    void count_pages(uni::byte_view stretch, std::uint64_t file_offset);
+
+    // Whole pages of the file that were not counted. If the file was read to its end they are holes.
+    std::uint64_t not_read() const;
+
+private:
+    void count(uni::byte_view page, std::uint64_t page_offset);
+
+    bool m_second_restart_seen = false;
+};
 
 }  // namespace kest

@@ -1,7 +1,7 @@
 #include "logfile/restart_page.h"
 
 #include "logfile/page.h"
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

@@ -1,15 +1,25 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "mft/file_times.h"
 #include "mft/inode_ref.h"
 #include "portable/shared_text.h"
 #include "portable/small_set.h"
 
 namespace kest {
+
+// The four times of a file, as FILETIME values; 0 where there is none.
+struct file_times {
+    std::uint64_t modified = 0;
+    std::uint64_t accessed = 0;
+    std::uint64_t mft_changed = 0;
+    std::uint64_t created = 0;
+
+    std::uint64_t latest() const { return std::max({modified, accessed, mft_changed, created}); }
+};
 
 // One run of a non-resident attribute.
 struct run_record {

@@ -7,10 +7,9 @@
 #include "format/number.h"
 #include "mft/mft_record.h"
 #include "mft/record_layout.h"
-#include "portable/block_reader.h"
-#include "portable/byte_block.h"
 #include "portable/console.h"
-#include "portable/reserve.h"
+#include "portable/file.h"
+#include "portable/large_pages.h"
 
 namespace kest {
 

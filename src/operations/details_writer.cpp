@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

@@ -1,6 +1,6 @@
 #include "operations/entry_info.h"
 
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

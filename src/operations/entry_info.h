@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "mft/file_times.h"
+#include "mft/inode_record.h"
 #include "mft/inode_ref.h"
 #include "operations/details_writer.h"
 

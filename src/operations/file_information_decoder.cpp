@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <array>
 
-#include "format/flag_words.h"
+#include "format/number.h"
 #include "mft/record_layout.h"
-#include "operations/attribute_names.h"
 #include "operations/decoders.h"
-#include "operations/value_decoders.h"
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 
 namespace kest {
 

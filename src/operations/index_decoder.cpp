@@ -1,6 +1,5 @@
 #include "mft/record_layout.h"
 #include "operations/decoders.h"
-#include "operations/value_decoders.h"
 
 namespace kest {
 

@@ -4,7 +4,6 @@
 #include "logfile/log_store.h"
 #include "logfile/sequence_table.h"
 #include "mft/inode_collection.h"
-#include "mft/mft_index.h"
 
 namespace kest {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "format/safe_text.h"
-#include "logfile/mft_place.h"
+#include "logfile/volume_geometry.h"
 #include "options/ascii_text.h"
 #include "options/parse_number.h"
 

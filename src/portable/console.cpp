@@ -5,7 +5,7 @@
 #include <mutex>
 #include <unistd.h>
 
-#include "portable/descriptor.h"
+#include "portable/file.h"
 
 namespace uni {
 

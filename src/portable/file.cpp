@@ -3,13 +3,45 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "portable/descriptor.h"
-
 namespace uni {
+
+namespace {
+
+// Says whether a call that failed with `errno` is to be made again, and waits until that makes sense. A descriptor
+// may be non-blocking because another process that shares it wants it so.
+bool try_again(int descriptor, short events) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    pollfd awaited{descriptor, events, 0};
+    constexpr int without_limit = -1;
+    return ::poll(&awaited, 1, without_limit) > 0 || errno == EINTR;
+}
+
+}  // namespace
+
+bool write_all(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || !try_again(descriptor, POLLOUT)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::int64_t read_some(int descriptor, std::span<char> buffer) {
+    for (;;) {
+        const ssize_t arrived = ::read(descriptor, buffer.data(), buffer.size());
+        if (arrived >= 0 || !try_again(descriptor, POLLIN)) return arrived;
+    }
+}
 
 namespace {
 
@@ -232,6 +264,35 @@ bool fileio_output::flush() {
     if (m_good && m_used != 0) m_good = m_target.append({m_pending.get(), m_used});
     m_used = 0;
     return m_good;
+}
+
+block_reader::block_reader(const file& source, std::uint64_t begin, std::uint64_t end, std::size_t grain)
+    : m_source(source), m_begin(begin), m_end(std::min(end, source.size())), m_grain(grain), m_position(begin) {}
+
+bool block_reader::advance() {
+    if (m_position >= m_end) return false;
+    if (m_position < m_data_end) return true;
+    const std::uint64_t data = m_source.next_data(m_position);
+    if (data >= m_end) return false;
+    m_position = grain_floor(data);
+    const std::uint64_t hole = std::max(m_source.next_hole(data), data + 1);
+    m_data_end = std::min(m_end, grain_floor(hole - 1) + m_grain);
+    return true;
+}
+
+block_reader::block block_reader::read(std::span<std::uint8_t> buffer) {
+    const std::size_t room = buffer.size() - buffer.size() % m_grain;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(room, m_data_end - m_position));
+    const read_result result = m_source.read_at(buffer.first(wanted), m_position);
+    const block got{.offset = m_position, .bytes = result.bytes, .failed = result.failed};
+    if (result.bytes == wanted) {
+        m_position += wanted;
+    } else if (result.failed) {
+        m_position = grain_floor(m_position + result.bytes) + m_grain;
+    } else {
+        m_position = m_end;
+    }
+    return got;
 }
 
 }  // namespace uni

@@ -11,6 +11,13 @@
 
 namespace uni {
 
+// Writes all of `bytes` where `descriptor` stands: short and interrupted writes are continued, and a descriptor that
+// cannot take more just now is waited for. False if not all could be written.
+[[nodiscard]] bool write_all(int descriptor, std::string_view bytes);
+
+// Reads what has arrived, and waits for something if nothing has. The bytes read, 0 at the end, -1 for a failure.
+std::int64_t read_some(int descriptor, std::span<char> buffer);
+
 class fileio_output;
 
 // What tells one file from another, whatever its name.
@@ -138,6 +145,39 @@ private:
     std::size_t m_size = put_area;  // bytes of `m_pending`
     std::size_t m_used = 0;
     bool m_good = true;
+};
+
+// Reads a file from one offset to another in blocks, and of a sparse file only what holds data: what is left out would
+// read as zeros. Blocks begin and end at multiples of `grain` bytes behind `begin`, or at the end.
+class block_reader {
+public:
+    // `source` must be open and outlive the reader. What lies behind its end is not read.
+    block_reader(const file& source, std::uint64_t begin, std::uint64_t end, std::size_t grain);
+
+    // Goes on to where the next data lies. False at the end.
+    [[nodiscard]] bool advance();
+
+    // After `advance`: where the next block begins.
+    std::uint64_t position() const { return m_position; }
+
+    struct block {
+        std::uint64_t offset = 0;  // bytes, in the file
+        std::size_t bytes = 0;
+        bool failed = false;  // reading on behind these bytes failed; the next block begins at the grain behind
+    };
+    // Reads the data that `advance` has found, as much as fits into `buffer`, which has room for at least one grain.
+    // Fewer bytes than the data ahead has: the end, or a failure. Every call gets on by one grain at least.
+    block read(std::span<std::uint8_t> buffer);
+
+private:
+    std::uint64_t grain_floor(std::uint64_t offset) const { return offset - (offset - m_begin) % m_grain; }
+
+    const file& m_source;
+    const std::uint64_t m_begin;
+    const std::uint64_t m_end;
+    const std::size_t m_grain;
+    std::uint64_t m_position;      // where the next block begins
+    std::uint64_t m_data_end = 0;  // data reaches up to there from `m_position` on
 };
 
 }  // namespace uni

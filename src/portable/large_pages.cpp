@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <new>
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace uni {
 
@@ -27,6 +28,21 @@ void* allocate_pages(std::size_t size) {
 void free_pages(void* memory, std::size_t size) {
     if (!comes_in_large_pages(size)) return ::operator delete(memory);
     ::operator delete (memory, std::align_val_t{large_page});
+}
+
+byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size)), deleter{size}) {
+    if (m_bytes == nullptr) throw std::bad_alloc();
+}
+
+void byte_block::deleter::operator()(std::uint8_t* bytes) const {
+    free_pages(bytes, size);
+}
+
+void release_pages(std::span<std::uint8_t> bytes) {
+    static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* first = bytes.data();
+    std::size_t room = bytes.size();
+    if (std::align(page, page, first, room) != nullptr) ::madvise(first, room - room % page, MADV_DONTNEED);
 }
 
 }  // namespace uni

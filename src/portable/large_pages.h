@@ -1,8 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <memory>
 #include <new>
+#include <span>
 #include <vector>
 
 namespace uni {
@@ -39,5 +43,36 @@ struct large_page_allocator {
 
 template <class element>
 using large_vector = std::vector<element, large_page_allocator<element>>;
+
+// An owned run of bytes that stays where it is when its owner moves. Its contents begin unsettled, since something
+// is about to be read into it.
+class byte_block {
+public:
+    byte_block() = default;
+    // Throws std::bad_alloc. A block of some megabytes asks the system for large pages, which are much cheaper to
+    // come by than many small ones.
+    explicit byte_block(std::size_t size);
+
+    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_bytes.get_deleter().size}; }
+
+private:
+    struct deleter {
+        std::size_t size = 0;
+        void operator()(std::uint8_t* bytes) const;
+    };
+    std::unique_ptr<std::uint8_t[], deleter> m_bytes;
+};
+
+// Gives the memory of whole pages behind bytes of a block back to the system. What the bytes hold is unsettled then.
+void release_pages(std::span<std::uint8_t> bytes);
+
+// Asks for room ahead in a container. One that cannot be had costs nothing: the container then grows as it is filled.
+template <class container>
+void try_reserve(container& c, std::size_t count) {
+    try {
+        c.reserve(count);
+    } catch (const std::bad_alloc&) {
+    }
+}
 
 }  // namespace uni

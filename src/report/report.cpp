@@ -2,9 +2,9 @@
 
 #include "events/tell_events.h"
 #include "report/coverage_text.h"
-#include "report/field_sinks.h"
+#include "report/fields.h"
 #include "report/provenance.h"
-#include "report/row_lines.h"
+#include "report/rows.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
 #include "transactions/walk.h"

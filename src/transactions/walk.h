@@ -4,12 +4,12 @@
 #include <optional>
 #include <span>
 
+#include "journal/usn_journal.h"
 #include "mft/inode_record.h"
 #include "operations/entry_info.h"
 #include "options/diagnostics.h"
 #include "options/evidence.h"
 #include "transactions/association.h"
-#include "transactions/journal_lookup.h"
 
 namespace kest {
 

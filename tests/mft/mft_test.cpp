@@ -2,7 +2,7 @@
 
 #include "format/number.h"
 #include "mft/mft_reader.h"
-#include "mft/run_list.h"
+#include "mft/record_view.h"
 #include "support/made_run.h"
 
 namespace kest::disk {

@@ -7,7 +7,7 @@
 #include "portable/byte_view.h"
 #include "portable/ordered_index.h"
 #include "portable/seeded_map.h"
-#include "portable/utf16.h"
+#include "portable/unicode.h"
 #include "support/byte_builder.h"
 
 namespace {

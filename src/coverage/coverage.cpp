@@ -1,0 +1,155 @@
+#include "coverage/coverage.h"
+
+#include <algorithm>
+
+#include "coverage/logged_facts.h"
+#include "format/time.h"
+#include "logfile/volume_geometry.h"
+
+namespace kest {
+
+namespace {
+
+void gather_restart_pages(log_coverage& coverage, const log_store& log) {
+    for (std::size_t at = 0; at < coverage.restart.size(); ++at) {
+        const std::span<const std::uint8_t> image = log.restart_pages[at];
+        if (const auto facts = read_restart_page(image)) {
+            coverage.restart[at] = {.torn = coverage.pages.restart_torn[at], .facts = *facts};
+        }
+    }
+    const auto& [first, second] = coverage.restart;
+    if (first && second) coverage.restart_agree = first->facts == second->facts;
+}
+
+void gather_records(log_coverage& coverage, const log_store& log) {
+    coverage.records_stored = log.entries.size();
+    coverage.transactions = tally_transactions(log, find_transaction_states(log));
+    const transaction_tally& tally = coverage.transactions;
+    coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
+    for (const log_entry& entry : log.entries)
+        coverage.lsns.add(entry.this_lsn);
+    coverage.cluster_size = find_told_sizes(log).cluster;
+}
+
+void gather_pages(log_coverage& coverage, const log_store& log) {
+    coverage.read_to_end = !log.incomplete;
+    if (log.pages) coverage.pages = *log.pages;
+    if (coverage.read_to_end) coverage.never_written = coverage.pages.blank + coverage.pages.not_read();
+    gather_restart_pages(coverage, log);
+    if (const auto layout = stated_layout(log)) {
+        coverage.copied_pages = count_copied_pages(log, *layout);
+        coverage.gaps.emplace();
+        for (const lsn_gap& gap : find_gaps(log, *layout))
+            coverage.gaps->push_back({.lsns = gap});
+    }
+}
+
+// Times of last change reach the log a while after they were set, so those nearest to a gap need not be the last and
+// the first. They are taken only where a clock that was set back, or a time that a program set, leaves no order.
+void find_gap_times(std::vector<gap_coverage>& gaps, std::vector<logged_time>& times) {
+    std::ranges::stable_sort(times, {}, &logged_time::lsn);
+    std::vector<std::uint64_t> last(times.size()), first(times.size());  // up to each time, and from it on
+    std::uint64_t reached = 0;
+    for (std::size_t at = 0; at < times.size(); ++at)
+        last[at] = reached = std::max(reached, times[at].time);
+    for (std::size_t at = times.size(); at-- > 0;)
+        first[at] = reached = std::min(reached, times[at].time);
+    for (gap_coverage& gap : gaps) {
+        const auto after = static_cast<std::size_t>(
+            std::ranges::lower_bound(times, gap.lsns.behind, {}, &logged_time::lsn) - times.begin());
+        if (after != 0) gap.time_before = last[after - 1];
+        if (after != times.size()) gap.time_after = first[after];
+        if (after == 0 || after == times.size() || gap.time_before <= gap.time_after) continue;
+        gap.time_before = times[after - 1].time;
+        gap.time_after = times[after].time;
+    }
+}
+
+// `logged` are the journal records in the log.
+void gather_times(log_coverage& coverage, const log_store& log, const std::vector<logged_usn>& logged) {
+    std::vector<logged_time> times = logged_change_times(log);
+    for (const logged_time& change : times)
+        coverage.record_times.add(change.time);
+    for (const logged_usn& told : logged) {
+        coverage.journal_usns.add(told.usn);
+        if (!cv::has_calendar_form(told.time)) continue;
+        coverage.journal_times.add(told.time);
+        times.push_back({.lsn = told.lsn, .time = told.time});
+    }
+    if (coverage.gaps) find_gap_times(*coverage.gaps, times);
+}
+
+mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged) {
+    mft_coverage found;
+    found.fit = compare_mft(stores, logged);
+    for (const inode_record& record : stores.inodes.records) {
+        ++found.records;
+        if (record.lsn != 0) found.lsns.add(record.lsn);
+        if (!record.in_use) continue;
+        ++found.in_use;
+        if (cv::has_calendar_form(record.si_times.mft_changed)) found.times.add(record.si_times.mft_changed);
+        if (record.usn != 0) found.usns.add(record.usn);
+    }
+    return found;
+}
+
+// Reads the journal file by itself: what rows look up in it leaves out records of version 3 and that of USN 0.
+class journal_survey {
+public:
+    journal_survey(const log_store& log, const std::vector<logged_usn>& logged) : m_log(log), m_logged(logged) {}
+
+    journal_coverage run(usn_journal& journal) {
+        journal_cursor cursor(journal.file, journal.resync);
+        while (const journal_record* const record = cursor.next())
+            add(record->usn);
+        journal.reading = cursor.reading();
+        m_found.records = journal.reading.records;
+        m_found.unread_bytes = journal.reading.unread_bytes;
+        const value_range& usns = m_found.usns;
+        if (usns.any) compare_usns(m_found.fit, usns.lowest, usns.highest, m_log, m_logged);
+        return std::move(m_found);
+    }
+
+private:
+    void add(const usn_record& record) {
+        const std::uint64_t usn = record.get(&usn_layout::usn);
+        const std::uint64_t time = record.get(&usn_layout::time);
+        m_found.usns.add(usn);
+        if (cv::has_calendar_form(time)) m_found.times.add(time);
+        const auto told = std::ranges::lower_bound(m_logged, usn, {}, &logged_usn::usn);
+        if (told == m_logged.end() || told->usn != usn) return;
+        ++(told->is(record) ? m_found.fit.agree : m_found.fit.differ);
+    }
+
+    const log_store& m_log;
+    const std::vector<logged_usn>& m_logged;
+    journal_coverage m_found;
+};
+
+}  // namespace
+
+void value_range::add(std::uint64_t value) {
+    lowest = any ? std::min(lowest, value) : value;
+    highest = std::max(highest, value);
+    any = true;
+}
+
+log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path) {
+    log_coverage coverage;
+    coverage.path = log_path;
+    gather_records(coverage, stores.log);
+    gather_pages(coverage, stores.log);
+    const std::vector<logged_usn> logged = logged_journal_records(stores.log);
+    gather_times(coverage, stores.log, logged);
+    if (!options.mft_path.empty()) {
+        coverage.mft = gather_mft(stores, logged);
+        coverage.mft->path = options.mft_path;
+    }
+    if (!options.jrnl_path.empty()) {
+        coverage.journal = journal_survey(stores.log, logged).run(stores.journal);
+        coverage.journal->path = options.jrnl_path;
+    }
+    return coverage;
+}
+
+}  // namespace kest

@@ -1,0 +1,317 @@
+#include "report/event_lines.h"
+
+#include <algorithm>
+
+#include "format/json.h"
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "format/time.h"
+#include "journal/usn_record.h"
+#include "operations/decoders.h"
+
+namespace kest {
+
+namespace {
+
+// In the order of their enumerations.
+constexpr std::string_view source_words[] = {"log", "journal", "both"};
+constexpr std::string_view clock_words[] = {"journal", "record", "after"};
+constexpr std::string_view clock_descriptions[] = {
+    "Time of a change journal record in the log",
+    "Change time of the file record, set by the system",
+    "No time of its own: not before the time told",
+};
+constexpr std::string_view file_clock_description = "Time of a change journal record";
+constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
+constexpr std::string_view state_words[] = {"done", "open", "undone"};
+constexpr std::string_view kind_words[] = {
+    "created",
+    "deleted",
+    "renamed",
+    "moved",
+    "link_added",
+    "link_removed",
+    "stream_added",
+    "stream_removed",
+    "resized",
+    "times_set",
+    "attributes_set",
+    "reparse_point_set",
+    "reparse_point_removed",
+    "object_id_set",
+};
+static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
+// What stands ahead of the path in a sentence.
+constexpr std::string_view kind_verbs[] = {
+    "created ",
+    "deleted ",
+    "renamed ",
+    "moved ",
+    "added the link ",
+    "removed the link ",
+    "added the stream ",
+    "removed the stream ",
+    "resized ",
+    "set the times of ",
+    "set the attributes of ",
+    "set a reparse point on ",
+    "removed the reparse point of ",
+    "set the object identifier of ",
+};
+static_assert(std::size(kind_verbs) == std::size(kind_words));
+
+constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
+static_assert(std::size(time_keys) == event_values::time_count);
+
+template <class code, std::size_t count>
+std::string_view word_of(const std::string_view (&table)[count], code value) {
+    return table[static_cast<std::size_t>(value)];
+}
+
+// Bits without a word follow as a number.
+void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
+    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    const std::uint32_t shown = bits & ~index_marks;
+    std::uint32_t rest = shown;
+    for (const flag_word& row : file_flag_words())
+        rest &= ~row.bits;
+    const bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    if (rest != 0) {
+        if (any) out += ", ";
+        append_number(out, rest, true);
+    } else if (!any && !some) {
+        out += "none set";
+    }
+}
+
+constexpr std::size_t most_in_sentence = 1024;  // characters of a path
+constexpr std::size_t shown_of_longer = 256;    // at its end
+
+bool begins_character(char c) {
+    return (static_cast<std::uint8_t>(c) & 0xC0) != 0x80;
+}
+
+// A path; of a long one the end, from a separator on if there is one.
+void append_short_path(std::string& out, std::string_view path) {
+    if (std::ranges::count_if(path, begins_character) <= std::ptrdiff_t{most_in_sentence}) {
+        out += path;
+        return;
+    }
+    std::size_t begin = path.size();
+    for (std::size_t shown = 0; shown < shown_of_longer; --begin) {
+        if (begins_character(path[begin - 1])) ++shown;
+    }
+    std::string_view end = path.substr(begin);
+    if (const std::size_t separator = end.find('\\'); separator != end.npos) end.remove_prefix(separator);
+    out.append("...").append(end);
+}
+
+void write_values(details_writer& details, std::string_view side, const event_values& values, const text_style& style) {
+    details.open_group(side);
+    for (std::size_t at = 0; at < values.times.size(); ++at) {
+        if (values.times[at]) details.time(time_keys[at], *values.times[at], style);
+    }
+    if (values.is_directory) details.field("flags", *values.is_directory ? "directory" : "plain_file");
+    if (values.flags) {
+        append_attribute_bits(details.begin_field("flags"), *values.flags, values.some_flags);
+        details.end_field();
+    }
+    if (values.real_size) details.number("real_size", *values.real_size, style);
+    if (values.parent) {
+        details.number("parent_inode", values.parent->number(), style);
+        details.number("parent_seq", values.parent->sequence(), style);
+    }
+    if (!values.name.empty()) {
+        details.evidence_text("name", values.name, details_writer::text_kind::name);
+    }
+    if (values.reparse_tag) details.number("tag", *values.reparse_tag, style);
+    if (values.object_id.size() >= guid_size) {
+        append_guid(details.begin_field("object_id"), values.object_id);
+        details.end_field();
+    }
+    if (values.reasons) {
+        append_reason_text(details.begin_field("reason"), *values.reasons, false);
+        details.end_field();
+    }
+    details.close_group();
+}
+
+}  // namespace
+
+std::string_view source_word(const event& told) {
+    return word_of(source_words, told.source);
+}
+
+std::string_view clock_word(const event& told) {
+    return word_of(clock_words, told.clock);
+}
+
+std::string_view clock_description(const event& told) {
+    const bool from_file = told.source == event_source::journal && told.clock == event_clock::journal;
+    return from_file ? file_clock_description : word_of(clock_descriptions, told.clock);
+}
+
+std::string_view known_word(const event& told) {
+    return word_of(known_words, told.known);
+}
+
+std::string_view state_word(const event& told) {
+    return told.source == event_source::journal ? std::string_view{} : word_of(state_words, told.state);
+}
+
+std::string_view type_word(const event& told) {
+    if (!told.is_folder) return {};
+    return *told.is_folder ? "folder" : "file";
+}
+
+void append_event_word(std::string& out, const event& told) {
+    if (told.kind == event_kind::reason_given) {
+        append_reason_text(out, told.said_reason, false);
+    } else {
+        out += word_of(kind_words, told.kind);
+    }
+}
+
+void append_sentence(std::string& out, const event& told) {
+    if (told.kind == event_kind::reason_given) {
+        append_event_word(out, told);
+        out += ": ";
+    } else {
+        out += word_of(kind_verbs, told.kind);
+    }
+    if (!told.old_path.empty()) {
+        append_short_path(out, told.old_path);
+        out += " to ";
+    }
+    append_short_path(out, told.path);
+    if (told.state == event_state::open) out += " (transaction not ended)";
+    if (told.state == event_state::undone) out += " (undone)";
+}
+
+void write_event_details(details_writer& details, const event& told, const text_style& style) {
+    details.use_words();
+    write_values(details, "before", told.before, style);
+    write_values(details, "after", told.after, style);
+}
+
+namespace {
+
+constexpr bool words = true;
+constexpr bool any_text = false;
+
+bool is_in_log(const event& shown) {
+    return shown.source != event_source::journal;
+}
+
+void write_if_known(field_sink& out, std::uint64_t value) {
+    if (value != 0) out.number(value);
+}
+
+template <class appender>
+void write_built(field_sink& out, appender&& append) {
+    append(out.begin_text());
+    out.end_text();
+}
+
+// An event without a time of its own has no place on a timeline.
+bool has_instant(const event& shown) {
+    return shown.clock != event_clock::after && cv::has_calendar_form(shown.time);
+}
+
+void write_datetime(field_sink& out, const event& shown) {
+    if (!has_instant(shown)) return;
+    write_built(
+        out, [&shown](std::string& text) { cv::append_internet_time(text, shown.time, digits_to_be_found, "+00:00"); });
+}
+
+void write_timestamp(field_sink& out, const event& shown) {
+    constexpr std::uint64_t ticks_per_microsecond = 10;
+    if (has_instant(shown)) out.decimal((shown.time - cv::unix_epoch_ticks) / ticks_per_microsecond);
+}
+
+using sink = field_sink;
+using line = event_line;
+
+constexpr field<line> fields[] = {
+    {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
+    {{"not_after", 30, words}, [](sink&, const line&) {}},  // no event has a bound on this side yet
+    {{"clock", 8, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
+    {{"event", 24, words},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_event_word(text, of.shown); });
+     }},
+    {{"state", 7, words}, [](sink& out, const line& of) { out.text(state_word(of.shown)); }},
+    {{"path", 40, any_text}, [](sink& out, const line& of) { out.text(of.shown.path); }},
+    {{"name_hex", 25, words, field_presence::objects}, [](sink& out, const line& of) { out.text(of.shown.name_hex); }},
+    {{"old_path", 25, any_text}, [](sink& out, const line& of) { out.text(of.shown.old_path); }},
+    {{"old_name_hex", 25, words, field_presence::objects},
+     [](sink& out, const line& of) { out.text(of.shown.old_name_hex); }},
+    {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
+    {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
+    {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
+    {{"inode", 12, words}, [](sink& out, const line& of) { out.number(of.shown.file.number()); }},
+    {{"seq", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
+    {{"parent", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},
+    {{"parent_seq", 13, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.sequence()); }},
+    {{"lsn", 12, words},
+     [](sink& out, const line& of) {
+         if (is_in_log(of.shown)) out.wide_number(of.shown.lsn);
+     }},
+    {{"offset", 12, words}, [](sink& out, const line& of) { out.wide_number(of.shown.file_offset); }},
+    {{"cut", 4, words},
+     [](sink& out, const line& of) {
+         if (is_in_log(of.shown)) out.truth(of.shown.cut);
+     }},
+    {{"reason", 31, words},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_reason_text(text, of.shown.reasons, false); });
+     }},
+    {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
+    {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
+    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
+    // What servers of timelines ask for.
+    {{"datetime", 32, words, field_presence::objects},
+     [](sink& out, const line& of) { write_datetime(out, of.shown); }},
+    {{"timestamp", 16, words, field_presence::objects},
+     [](sink& out, const line& of) { write_timestamp(out, of.shown); }},
+    {{"timestamp_desc", 50, words, field_presence::objects},
+     [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},
+    {{"message", 40, any_text, field_presence::objects},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_sentence(text, of.shown); });
+     }},
+};
+
+// The folder that a path leads to its file by; "." for a bare name.
+std::string folder_of(std::string_view path) {
+    const std::size_t slash = path.find_last_of('/');
+    if (slash == path.npos) return ".";
+    const std::size_t end = path.find_last_not_of('/', slash);
+    return std::string(end == path.npos ? "/" : path.substr(0, end + 1));
+}
+
+}  // namespace
+
+std::span<const field<event_line>> event_fields() {
+    return fields;
+}
+
+std::vector<field_title> titles_of_events() {
+    return titles_of(event_fields());
+}
+
+event_lines::event_lines(const logfile_options& options, std::string_view log_path,
+                         const field_list<event_line>& chosen, field_sink& out)
+    : m_options(options), m_out(out), m_fields(chosen) {
+    append_safe_text(m_log, log_path);
+    append_safe_text(m_journal, options.jrnl_path);
+    append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
+}
+
+void event_lines::write(const event& shown) {
+    m_details.clear(m_options.as_json);
+    write_event_details(m_details, shown, m_options);
+    write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details});
+}
+
+}  // namespace kest

@@ -1,0 +1,101 @@
+#include "report/match_details.h"
+
+#include "format/number.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::string_view details_label = "mft";
+
+struct time_keys {
+    std::string_view created, modified, mft_changed, accessed;
+};
+constexpr time_keys si_keys = {"si_created", "si_modified", "si_mft_changed", "si_accessed"};
+constexpr time_keys fn_keys = {"fn_created", "fn_modified", "fn_mft_changed", "fn_accessed"};
+
+void write_times(details_writer& details, const file_times& times, const time_keys& keys, const text_style& style) {
+    details.time(keys.created, times.created, style);
+    details.time(keys.modified, times.modified, style);
+    details.time(keys.mft_changed, times.mft_changed, style);
+    details.time(keys.accessed, times.accessed, style);
+}
+
+void write_base_record(details_writer& details, const inode_record& record, const _inode_collection& inodes,
+                       const text_style& style, std::string& path) {
+    details.field("name", record.name);
+    for (const inode_ref parent : record.parents) {
+        details.in_list().number("parent", parent.number(), style);
+        if (const inode_record* directory = inodes.find_directory(parent.number())) {
+            details.in_list().field("path", directory->path);
+            path.assign(directory->path).append(record.name);
+        }
+    }
+    if (record.usn != 0) details.number("usn", record.usn, style);
+    write_times(details, record.si_times, si_keys, style);
+    write_times(details, record.fn_times, fn_keys, style);
+    details.number("allocated_size", record.allocated_size, style);
+    details.number("real_size", record.real_size, style);
+}
+
+void write_extension_record(details_writer& details, const inode_record& record, const text_style& style) {
+    std::string& value = details.begin_field("extension");
+    value += "inode ";
+    append_number(value, record.inode, style.base16);
+    value += " base ";
+    append_number(value, record.base_records.empty() ? 0 : *record.base_records.begin(), style.base16);
+    details.end_field();
+}
+
+void write_owner(details_writer& details, const file_tie& tie, const text_style& style) {
+    details.open_group(details_label);
+    details.number("inode", tie.owner, style);
+    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
+    if (tie.directory != nullptr) details.in_list().field("path", tie.owner_path);
+    details.close_group();
+}
+
+void write_found_file(details_writer& details, const file_tie& tie, const text_style& style) {
+    const found_file& found = *tie.found;
+    details.open_group(details_label);
+    if (tie.extension) {
+        std::string& value = details.begin_field("base");
+        append_number(value, *found.base_record, style.base16);
+        value += " extension- ";
+        append_number(value, *tie.extension, style.base16);
+        details.end_field();
+    }
+    if (found.parent) {
+        details.number("inode", found.ref.number(), style);
+        details.number("seq", found.ref.sequence(), style);
+    }
+    if (tie.mismatch == tie_mismatch::parent) details.field("mismatch", "parent differs");
+    if (tie.mismatch == tie_mismatch::sequence) details.field("mismatch", "seq differs");
+    if (!found.name.empty()) details.field("name", found.name);
+    if (!found.path.empty()) details.in_list().field("path", found.path);
+    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
+    details.close_group();
+}
+
+}  // namespace
+
+void write_tie(details_writer& details, const file_tie& tie, const text_style& style) {
+    if (tie.owner != 0) {
+        write_owner(details, tie, style);
+    } else if (tie.found != nullptr) {
+        write_found_file(details, tie, style);
+    }
+}
+
+void write_mft_record(details_writer& details, const inode_record& record, const _inode_collection& inodes,
+                      const text_style& style, std::string& path) {
+    details.open_group(details_label);
+    if (record.is_base) {
+        write_base_record(details, record, inodes, style, path);
+    } else {
+        write_extension_record(details, record, style);
+    }
+    details.close_group();
+}
+
+}  // namespace kest
