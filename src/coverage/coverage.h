@@ -14,7 +14,6 @@
 #include "logfile/transaction_states.h"
 #include "options/evidence.h"
 #include "options/logfile_options.h"
-#include "report/provenance.h"
 
 namespace kest {
 
@@ -81,8 +80,6 @@ struct log_coverage {
 
     std::optional<mft_coverage> mft;
     std::optional<journal_coverage> journal;
-
-    std::optional<provenance> made_of;  // where it was asked for
 };
 
 // Gathers it. `log.pages` was counted; `inodes` holds what the MFT does, and nothing of the log yet.

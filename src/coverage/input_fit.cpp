@@ -15,36 +15,17 @@ namespace kest {
 
 namespace {
 
-using namespace operation_code;
-
 constexpr std::string_view fits = "fits";
 constexpr std::size_t most_samples = 64;  // of a journal file's records
 
-// Operations whose target is a file record, and none of an index buffer or of other clusters.
 bool targets_file_record(const log_entry& entry) {
-    constexpr std::uint16_t operations[] = {
-        initialize_file_record_segment,
-        deallocate_file_record_segment,
-        write_end_of_file_record_segment,
-        create_attribute,
-        delete_attribute,
-        update_resident_value,
-        update_mapping_pairs,
-        set_new_attribute_sizes,
-        add_index_entry_root,
-        delete_index_entry_root,
-        set_index_entry_vcn_root,
-        update_file_name_root,
-        update_record_data_root,
-        zero_end_of_file_record,
-    };
     return entry.get(record_layout::record_type) == record_types::client &&
-           std::ranges::find(operations, entry.redo_op) != std::end(operations);
+           target_of(entry.redo_op) == operation_target::file_record;
 }
 
 // Such a record has journal records beside it wherever the volume has a journal.
 bool makes_file(const log_entry& entry) {
-    return entry.redo_op == initialize_file_record_segment &&
+    return entry.redo_op == operation_code::initialize_file_record_segment &&
            entry.get(record_layout::record_type) == record_types::client &&
            exact_redo(entry).get(file_record_layout::signature) == file_record_layout::file_signature;
 }

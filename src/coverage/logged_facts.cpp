@@ -5,7 +5,7 @@
 
 #include "format/time.h"
 #include "logfile/operation.h"
-#include "mft/record_layout.h"
+#include "mft/record_view.h"
 #include "operations/record_fact.h"
 #include "portable/seeded_map.h"
 
@@ -13,56 +13,44 @@ namespace kest {
 
 namespace {
 
-using namespace operation_code;
-
-// $STANDARD_INFORMATION is the first attribute of a file record, and no header is longer.
-constexpr std::uint16_t second_attribute = 120;
-
 // The time of last change in what is written over a part of the value, from `begin` on; 0 if it is not whole there.
 std::uint64_t change_time_in(uni::byte_view part, std::uint32_t begin) {
     const auto at = standard_information_layout::mft_changed;
     return begin <= at.offset ? part.u64(at.offset - begin) : 0;
 }
 
-std::uint64_t raised_time(const log_entry& entry) {
-    const std::uint16_t offset = entry.get(record_layout::attribute_offset);
-    if (entry.get(record_layout::record_offset) >= second_attribute) return 0;
-    if (offset < attribute_layout::resident_header_size) return 0;
-    const std::uint32_t begin = offset - attribute_layout::resident_header_size;
-    const std::uint64_t before = change_time_in(exact_undo(entry), begin);
-    const std::uint64_t after = change_time_in(exact_redo(entry), begin);
+std::uint64_t raised_time(const log_entry& entry, const record_fact& written) {
+    const std::uint64_t before = change_time_in(exact_undo(entry), written.place);
+    const std::uint64_t after = change_time_in(written.data, written.place);
     return before != 0 && before < after ? after : 0;
 }
 
-bool in_use_base(uni::byte_view record) {
-    using namespace file_record_layout;
-    return record.get(signature) == file_signature && (record.get(flags) & 1U) != 0 && record.get(base_record) == 0;
-}
-
-std::uint64_t change_time_of(uni::byte_view record) {
-    const uni::byte_view attribute = record.from(record.get(file_record_layout::first_attribute));
-    if (attribute.get(attribute_layout::type) != attribute_type::standard_information) return 0;
-    return attribute.from(attribute.get(attribute_layout::value_offset)).get(standard_information_layout::mft_changed);
+// Of a file record in use that is no extension record; 0 for another one.
+std::uint64_t change_time_of(uni::byte_view bytes) {
+    const file_record_view record(bytes);
+    const bool signed_as_one = bytes.get(file_record_layout::signature) == file_record_layout::file_signature;
+    if (!signed_as_one || !record.in_use() || record.base().value() != 0) return 0;
+    return record.standard_information().get(standard_information_layout::mft_changed);
 }
 
 // Goes through the records of one transaction.
 class change_times {
 public:
+    explicit change_times(const mft_place& place) : m_place(place) {}
+
     void begin() { ++m_transaction; }
 
-    // `lost`: what may stand ahead of the record is not in the log.
+    // `lost`: what may stand before the record is not in the log.
     void add(const log_entry& entry, bool lost) {
-        if (entry.get(record_layout::record_type) != record_types::client) return;
-        if (entry.undo_op == compensation_log_record) return;
-        if (entry.redo_op == update_resident_value && entry.undo_op == update_resident_value) {
-            keep(entry, raised_time(entry));
-        } else if (entry.redo_op == noop && entry.undo_op == initialize_file_record_segment) {
-            m_replaced[exact_undo(entry).get(file_record_layout::own_number)] = m_transaction;
-        } else if (entry.redo_op == initialize_file_record_segment && !lost && in_use_base(exact_redo(entry))) {
-            // A file record whose old image stands ahead is written again, with an old time.
-            const std::uint32_t number = exact_redo(entry).get(file_record_layout::own_number);
-            const std::uint32_t* const replaced = m_replaced.find(number);
-            if (replaced == nullptr || *replaced != m_transaction) keep(entry, change_time_of(exact_redo(entry)));
+        const record_fact fact = proved_fact(entry, m_place);
+        if (fact.kind == fact_kind::standard_written) {
+            keep(entry, raised_time(entry, fact));
+        } else if (fact.kind == fact_kind::image_before) {
+            m_replaced[fact.file.number()] = m_transaction;
+        } else if (fact.kind == fact_kind::image && !lost) {
+            // A file record whose old image comes before is written again, with an old time.
+            const std::uint32_t* const replaced = m_replaced.find(fact.file.number());
+            if (replaced == nullptr || *replaced != m_transaction) keep(entry, change_time_of(fact.data));
         }
     }
 
@@ -73,6 +61,7 @@ private:
         if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
     }
 
+    const mft_place& m_place;
     std::vector<logged_time> m_times;
     std::uint32_t m_transaction = 0;            // its number
     uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
@@ -83,7 +72,7 @@ private:
 std::vector<logged_usn> logged_journal_records(const log_store& log) {
     std::vector<logged_usn> found;
     for (const log_entry& entry : log.entries) {
-        if (entry.redo_op != update_nonresident_value) continue;
+        if (entry.redo_op != operation_code::update_nonresident_value) continue;
         const record_fact fact = proved_fact(entry, log.place);
         if (fact.kind != fact_kind::journal_record) continue;
         const usn_record record = *read_usn_record(fact.data);
@@ -101,7 +90,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
 }
 
 std::vector<logged_time> logged_change_times(const log_store& log) {
-    change_times times;
+    change_times times(log.place);
     for (const chain_head& chain : log.chain_heads) {
         times.begin();
         bool lost = chain.cut;  // what went before the first record

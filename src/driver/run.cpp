@@ -17,7 +17,7 @@
 #include "options/output_guard.h"
 #include "portable/console.h"
 #include "portable/file.h"
-#include "report/fields.h"
+#include "report/field.h"
 #include "report/provenance.h"
 
 namespace kest {

@@ -20,11 +20,7 @@ constexpr std::uint32_t highest_attributes = 5'242'880;
 
 // Kept: the name offset must be that of version 2 in version 3 too, so sound records of version 3 come out invalid.
 constexpr std::uint16_t name_offset_wanted = 60;
-// Kept: a name of this many bytes or more is taken for damaged, and only its beginning is kept.
-constexpr std::uint32_t first_refused_name_length = 402;
-constexpr std::uint32_t length_of_refused_name = 20;
-
-// Kept: the key of the number index stands here in every version, though only version 2 has its update sequence
+// Kept: rows look a record up by what stands here in every version, though only version 2 has its update sequence
 // number in this place. Later versions have their parent reference there.
 constexpr uni::field<std::uint64_t> usn_key{24};
 
@@ -49,31 +45,12 @@ bool record_sound(const usn_record& record) {
            (!record.has(&usn_layout::name) || details_plausible(record));
 }
 
-// Leaves the cleared `entry` as it is unless the record passes every test.
-void fill_usn_entry(usn_entry& entry, const journal_record& found) {
-    const usn_record& record = found.usn;
-    if (!record_sound(record)) return;
-    entry.valid = true;
-    entry.file_reference = record.file().value();
-    entry.parent_reference = record.parent().value();
-    entry.usn = record.get(&usn_layout::usn);
+usn_entry entry_of(const usn_record& record) {
+    usn_entry entry = {.key = record.bytes().get(usn_key)};
+    if (!record_sound(record)) return entry;
     entry.time = record.get(&usn_layout::time);
     entry.reason = record.get(&usn_layout::reason);
-    entry.source_info = record.get(&usn_layout::source_info);
-    entry.security_id = record.get(&usn_layout::security_id);
-    entry.file_attributes = record.get(&usn_layout::file_attributes);
-    entry.file_offset = found.place;
-    const std::size_t stated = record.get(&usn_layout::name_length);
-    const std::size_t there = record.name(stated < first_refused_name_length ? stated : length_of_refused_name).size();
-    entry.name_offset = static_cast<std::uint16_t>(record.name_begin());
-    entry.name_length = static_cast<std::uint16_t>(there - there % 2);
-}
-
-void keep_record(usn_journal& journal, const journal_record& record) {
-    const auto index = static_cast<std::uint32_t>(journal.entries.size());
-    fill_usn_entry(journal.entries.emplace_back(), record);
-    journal.journal_by_usn.add(record.usn.bytes().get(usn_key), index);
-    journal.journal_by_inode.add(record.usn.file().number(), index);
+    return entry;
 }
 
 // A journal is a hole with its data behind it; how much of that is data is not known.
@@ -81,22 +58,14 @@ void reserve_entries(usn_journal& journal) {
     const std::uint64_t bytes = journal.file.size() - journal.file.next_data(0);
     const auto count = static_cast<std::size_t>(std::min(bytes / least_record_size, most_reserved));
     uni::try_reserve(journal.entries, count);
-    uni::try_reserve(journal.journal_by_usn, count);
-    uni::try_reserve(journal.journal_by_inode, count);
 }
 
 }  // namespace
 
-void usn_journal::clear() {
-    file.close();
-    entries.clear();
-    reading = {};
-    journal_by_usn.clear();
-    journal_by_inode.clear();
-}
-
 bool open_journal(usn_journal& journal, const std::string& path, journal_resync resync) {
-    journal.clear();
+    journal.file.close();
+    journal.entries.clear();
+    journal.reading = {};
     journal.resync = resync;
     if (!journal.file.open(path, uni::open_mode::read)) return false;
     return resync != journal_resync::at_pages || journal.file.size() >= least_file_size;
@@ -107,21 +76,20 @@ void scan_journal(usn_journal& journal) {
         reserve_entries(journal);
         journal_cursor cursor(journal.file, journal.resync);
         while (const journal_record* const record = cursor.next())
-            keep_record(journal, *record);
+            journal.entries.push_back(entry_of(record->usn));
         journal.reading = cursor.reading();
     } catch (const std::bad_alloc&) {
         journal.reading.incomplete = true;  // what was found up to here stands
     }
-    journal.journal_by_usn.seal_unique();
+    uni::seal_unique_by_key(journal.entries);
 }
 
 bool lookup_journal(const usn_journal& journal, std::uint64_t usn, journal_fact& out) {
     out = {};
     if (usn == 0) return false;
-    const auto found = journal.journal_by_usn.find(usn);
-    if (!found) return false;
-    const usn_entry& entry = journal.entries[*found];
-    out = {.time = entry.time, .reason = entry.reason};
+    const auto found = std::ranges::lower_bound(journal.entries, usn, {}, &usn_entry::key);
+    if (found == journal.entries.end() || found->key != usn) return false;
+    out = {.time = found->time, .reason = found->reason};
     return true;
 }
 

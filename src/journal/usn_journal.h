@@ -11,35 +11,20 @@
 
 namespace kest {
 
-// One record of a journal file, of which reports ask for time and reason so far. There are millions, so the name is
-// told by its place and not copied: UTF-16, `name_offset` bytes behind `file_offset`.
+// What rows look up in one record of a journal file. There are millions.
 struct usn_entry {
-    bool valid = false;             // passed all tests; if not, everything else is 0
-    std::uint16_t name_offset = 0;  // bytes; likewise the length
-    std::uint16_t name_length = 0;  // 0 for version 4
-    std::uint64_t file_reference = 0;
-    std::uint64_t parent_reference = 0;
-    std::uint64_t usn = 0;
-    std::uint64_t time = 0;  // FILETIME; 0 for version 4
+    std::uint64_t key = 0;   // its update sequence number, as rows ask for it
+    std::uint64_t time = 0;  // FILETIME; 0 for version 4, and likewise the reason where the record is not plausible
     std::uint32_t reason = 0;
-    std::uint32_t source_info = 0;
-    std::uint32_t security_id = 0;      // 0 for version 4
-    std::uint32_t file_attributes = 0;  // 0 for version 4
-    std::uint64_t file_offset = 0;      // bytes
 };
+static_assert(sizeof(usn_entry) == 24);
 
-// A journal file and what was found in it. The indexes also hold the records that came out invalid; the first
-// entry of a key stays.
+// A journal file and what was found in it.
 struct usn_journal {
     uni::file file;
-    uni::large_vector<usn_entry> entries;
+    uni::large_vector<usn_entry> entries;  // by key after the scan; of equal ones the first in the file
     journal_resync resync = journal_resync::at_pages;
-    journal_reading reading;             // what came of reading the file last
-    uni::sealed_index journal_by_usn;    // sealed by the scan
-    uni::sealed_index journal_by_inode;  // key: record number. Left unsealed: a run does not ask it, and sorting it
-                                         // would cost more than the scan
-
-    void clear();
+    journal_reading reading;  // what came of reading the file last
 };
 
 // Empties the journal, opens the file and measures it. False if it cannot be opened; `at_pages` also if it is shorter
@@ -55,8 +40,8 @@ struct journal_fact {
     std::uint32_t reason = 0;
 };
 
-// False, with `out` all 0, for number 0 and for a number that the journal does not hold. An entry that failed the
-// journal's tests answers all the same: true with all 0.
+// False, with `out` all 0, for number 0 and for a number that the journal does not hold. An entry that is not
+// plausible answers all the same: true with all 0.
 bool lookup_journal(const usn_journal& journal, std::uint64_t usn, journal_fact& out);
 
 }  // namespace kest

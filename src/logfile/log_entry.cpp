@@ -10,13 +10,6 @@ namespace {
 
 using namespace record_layout;
 
-// Operations whose target is an index buffer and never a file record.
-constexpr bool targets_index_buffer(std::uint16_t operation) {
-    return operation == operation_code::add_index_entry_allocation ||
-           operation == operation_code::delete_index_entry_allocation ||
-           operation == operation_code::update_file_name_allocation;
-}
-
 // Sizes of a file record in sectors of 512 bytes.
 constexpr std::uint16_t small_record = 2;
 constexpr std::uint16_t large_record = 8;
@@ -87,7 +80,8 @@ uni::byte_view exact_undo(const log_entry& entry) {
 
 bool record_has_inode(const log_entry& entry) {
     const std::uint16_t block = entry.get(target_block_size);
-    return (block == small_record || block == large_record) && !targets_index_buffer(entry.redo_op);
+    return (block == small_record || block == large_record) &&
+           target_of(entry.redo_op) != operation_target::index_buffer;
 }
 
 }  // namespace kest

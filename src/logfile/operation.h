@@ -48,6 +48,38 @@ enum : std::uint16_t {
 };
 }  // namespace operation_code
 
+// What an operation writes to.
+enum class operation_target : std::uint8_t { other, file_record, index_buffer };
+
+// Kept: 16, 18 and 34 write to index buffers too, and are not told from the rest, since rows take their target for a
+// file record.
+constexpr operation_target target_of(std::uint16_t operation) {
+    using namespace operation_code;
+    switch (operation) {
+        case initialize_file_record_segment:
+        case deallocate_file_record_segment:
+        case write_end_of_file_record_segment:
+        case create_attribute:
+        case delete_attribute:
+        case update_resident_value:
+        case update_mapping_pairs:
+        case set_new_attribute_sizes:
+        case add_index_entry_root:
+        case delete_index_entry_root:
+        case set_index_entry_vcn_root:
+        case update_file_name_root:
+        case update_record_data_root:
+        case zero_end_of_file_record:
+            return operation_target::file_record;
+        case add_index_entry_allocation:
+        case delete_index_entry_allocation:
+        case update_file_name_allocation:
+            return operation_target::index_buffer;
+        default:
+            return operation_target::other;
+    }
+}
+
 inline constexpr std::uint16_t highest_operation = operation_code::zero_end_of_file_record;  // of a valid record
 
 }  // namespace kest

@@ -11,7 +11,8 @@ namespace {
 using namespace operation_code;
 using namespace record_layout;
 
-// $STANDARD_INFORMATION is the first attribute and has at least 72 bytes: the second never lies further ahead.
+// $STANDARD_INFORMATION is the first attribute: it begins at 48 or later and takes 72 bytes at least, of which 48 are
+// its value. So the second one never begins before this.
 constexpr std::uint16_t second_attribute = 120;
 
 // The data of a freed record, which begins like a file record.

@@ -1,6 +1,7 @@
 #include "portable/large_pages.h"
 
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -15,7 +16,7 @@ bool comes_in_large_pages(std::size_t size) {
 
 }  // namespace
 
-// What is left behind the last whole large page comes in small ones: most of a large one might never be needed.
+// What is left after the last whole large page comes in small ones: most of a large one might never be needed.
 void* allocate_pages(std::size_t size) {
     if (!comes_in_large_pages(size)) return ::operator new(size, std::nothrow);
     const std::size_t whole = (size + large_page - 1) / large_page * large_page;
@@ -28,14 +29,6 @@ void* allocate_pages(std::size_t size) {
 void free_pages(void* memory, std::size_t size) {
     if (!comes_in_large_pages(size)) return ::operator delete(memory);
     ::operator delete (memory, std::align_val_t{large_page});
-}
-
-byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size)), deleter{size}) {
-    if (m_bytes == nullptr) throw std::bad_alloc();
-}
-
-void byte_block::deleter::operator()(std::uint8_t* bytes) const {
-    free_pages(bytes, size);
 }
 
 void release_pages(std::span<std::uint8_t> bytes) {

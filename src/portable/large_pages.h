@@ -2,11 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <new>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace uni {
@@ -18,7 +18,8 @@ inline constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
 void* allocate_pages(std::size_t size);
 void free_pages(void* memory, std::size_t size);  // with the size that was asked for
 
-// For vectors that grow with the evidence.
+// For vectors that grow with the evidence. Elements without an initialiser of their own begin unsettled: something is
+// about to be read into them.
 template <class element>
 struct large_page_allocator {
     using value_type = element;
@@ -33,6 +34,14 @@ struct large_page_allocator {
         if (memory == nullptr) throw std::bad_alloc();
         return static_cast<element*>(memory);
     }
+    template <class constructed, class... arguments>
+    void construct(constructed* at, arguments&&... from) {
+        if constexpr (sizeof...(from) == 0) {
+            ::new (static_cast<void*>(at)) constructed;
+        } else {
+            std::construct_at(at, std::forward<arguments>(from)...);
+        }
+    }
     void deallocate(element* memory, std::size_t count) { free_pages(memory, count * sizeof(element)); }
 
     template <class other>
@@ -44,26 +53,10 @@ struct large_page_allocator {
 template <class element>
 using large_vector = std::vector<element, large_page_allocator<element>>;
 
-// An owned run of bytes that stays where it is when its owner moves. Its contents begin unsettled, since something
-// is about to be read into it.
-class byte_block {
-public:
-    byte_block() = default;
-    // Throws std::bad_alloc. A block of some megabytes asks the system for large pages, which are much cheaper to
-    // come by than many small ones.
-    explicit byte_block(std::size_t size);
+// Bytes that something is read into; they stay where they are when the block moves.
+using byte_block = large_vector<std::uint8_t>;
 
-    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_bytes.get_deleter().size}; }
-
-private:
-    struct deleter {
-        std::size_t size = 0;
-        void operator()(std::uint8_t* bytes) const;
-    };
-    std::unique_ptr<std::uint8_t[], deleter> m_bytes;
-};
-
-// Gives the memory of whole pages behind bytes of a block back to the system. What the bytes hold is unsettled then.
+// Gives the whole pages that lie in some bytes of a block back to the system. What the bytes hold is unsettled then.
 void release_pages(std::span<std::uint8_t> bytes);
 
 // Asks for room ahead in a container. One that cannot be had costs nothing: the container then grows as it is filled.

@@ -45,22 +45,35 @@ inline std::size_t lower_bound_near(const large_vector<index_entry>& entries, st
 
 // Puts entries in ascending key order, equal keys in the order of arrival: by the bytes in which keys differ, from the
 // lowest on. Costs the same whatever the order was.
-inline void order_by_key(large_vector<index_entry>& entries) {
+template <class keyed>
+void order_by_key(large_vector<keyed>& entries) {
     std::uint64_t differing = 0;
-    for (const index_entry& entry : entries)
+    for (const keyed& entry : entries)
         differing |= entry.key ^ entries.front().key;
-    large_vector<index_entry> ordered(entries.size());
+    large_vector<keyed> ordered(entries.size());
     for (unsigned shift = 0; shift < 64; shift += 8) {
         if ((differing >> shift & 0xFF) == 0) continue;
-        const auto byte_of = [shift](const index_entry& entry) { return entry.key >> shift & 0xFF; };
+        const auto byte_of = [shift](const keyed& entry) { return entry.key >> shift & 0xFF; };
         std::array<std::size_t, 257> places{};  // of the next entry with a byte; counts, one place on, at first
-        for (const index_entry& entry : entries)
+        for (const keyed& entry : entries)
             ++places[byte_of(entry) + 1];
         std::partial_sum(places.begin(), places.end(), places.begin());
-        for (const index_entry& entry : entries)
+        for (const keyed& entry : entries)
             ordered[places[byte_of(entry)]++] = entry;
         entries.swap(ordered);
     }
+}
+
+template <class keyed>
+void seal_by_key(large_vector<keyed>& entries) {
+    if (!std::ranges::is_sorted(entries, {}, &keyed::key)) order_by_key(entries);
+}
+
+// Also drops all but the first arrival of each key.
+template <class keyed>
+void seal_unique_by_key(large_vector<keyed>& entries) {
+    seal_by_key(entries);
+    entries.erase(std::ranges::unique(entries, {}, &keyed::key).begin(), entries.end());
 }
 
 // An index that is filled first and asked later: additions are appended, and `seal` puts them in ascending key
@@ -73,17 +86,8 @@ public:
     bool empty() const { return m_entries.empty(); }
     std::size_t size() const { return m_entries.size(); }
 
-    void seal() {
-        if (!std::is_sorted(m_entries.begin(), m_entries.end(), key_before)) {
-            order_by_key(m_entries);
-        }
-    }
-    // Also drops all but the first arrival of each key.
-    void seal_unique() {
-        seal();
-        const auto same = [](const index_entry& a, const index_entry& b) { return a.key == b.key; };
-        m_entries.erase(std::unique(m_entries.begin(), m_entries.end(), same), m_entries.end());
-    }
+    void seal() { seal_by_key(m_entries); }
+    void seal_unique() { seal_unique_by_key(m_entries); }
 
     const large_vector<index_entry>& entries() const { return m_entries; }
 

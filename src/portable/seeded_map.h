@@ -3,11 +3,12 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace uni {
 
-// A hash table from 64-bit keys to small values. Its hash is seeded anew in every process, so that no
+// A hash table from 64-bit keys to values. Its hash is seeded anew in every process, so that no
 // input can be prepared to make its look-ups slow; it has no order to betray the seed.
 template <class value>
 class seeded_map {
@@ -46,7 +47,7 @@ public:
         for (std::size_t at = (gap + 1) & mask; m_slots[at].used; at = (at + 1) & mask) {
             const std::size_t home = static_cast<std::size_t>(mixed(m_slots[at].key)) & mask;
             if (((at - home) & mask) < ((at - gap) & mask)) continue;
-            m_slots[gap] = m_slots[at];
+            m_slots[gap] = std::move(m_slots[at]);
             gap = at;
         }
         m_slots[gap] = {};
@@ -72,8 +73,8 @@ private:
     void grow() {
         std::vector<slot> old(m_slots.empty() ? 64 : 2 * m_slots.size());
         old.swap(m_slots);
-        for (const slot& s : old) {
-            if (s.used) m_slots[place_of(s.key)] = s;
+        for (slot& s : old) {
+            if (s.used) m_slots[place_of(s.key)] = std::move(s);
         }
     }
 

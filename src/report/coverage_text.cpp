@@ -6,7 +6,7 @@
 #include "format/number.h"
 #include "format/safe_text.h"
 #include "format/time.h"
-#include "report/fields.h"
+#include "report/time_column.h"
 
 namespace kest {
 
@@ -342,10 +342,11 @@ void tell_provenance(fact_lines& lines, const provenance& told) {
 
 }  // namespace
 
-std::string coverage_text(const log_coverage& coverage, const logfile_options& options) {
+std::string coverage_text(const log_coverage& coverage, const std::optional<provenance>& made_of,
+                          const logfile_options& options) {
     fact_lines lines(options);
     tell_coverage(lines, coverage);
-    if (coverage.made_of) tell_provenance(lines, *coverage.made_of);  // in JSON an object of its own
+    if (made_of) tell_provenance(lines, *made_of);  // in JSON an object of its own
     return lines.take();
 }
 

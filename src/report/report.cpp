@@ -2,9 +2,9 @@
 
 #include "events/tell_events.h"
 #include "report/coverage_text.h"
-#include "report/fields.h"
+#include "report/field_sinks.h"
 #include "report/provenance.h"
-#include "report/rows.h"
+#include "report/row_lines.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
 #include "transactions/walk.h"
@@ -48,12 +48,11 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     if (m_counts) m_counts->write_header();
     if (m_lines) m_lines->begin_report();
     if (m_options.show_coverage) {
-        log_coverage coverage = gather_coverage(stores, m_options, log_path);
-        coverage.made_of = std::move(made_of);
+        const log_coverage coverage = gather_coverage(stores, m_options, log_path);
         if (as_json) {
             write_coverage_object(coverage, m_sink);
         } else {
-            m_sink.write(coverage_text(coverage, m_options));
+            m_sink.write(coverage_text(coverage, made_of, m_options));
         }
     } else if (!m_options.stats_requested && m_options.show_events) {
         report_events(stores, log_path);

@@ -9,8 +9,8 @@
 #include "options/evidence.h"
 #include "options/logfile_options.h"
 #include "portable/file.h"
-#include "report/event_lines.h"
-#include "report/rows.h"
+#include "report/event_fields.h"
+#include "report/row_fields.h"
 
 namespace kest {
 

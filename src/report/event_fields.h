@@ -5,25 +5,9 @@
 #include <string_view>
 
 #include "events/event.h"
-#include "format/text_style.h"
-#include "operations/details_writer.h"
-#include "report/fields.h"
+#include "report/field.h"
 
 namespace kest {
-
-// What is said of an event, in whatever shape.
-
-std::string_view source_word(const event& told);
-std::string_view clock_word(const event& told);
-std::string_view clock_description(const event& told);  // the same in more words
-std::string_view known_word(const event& told);
-std::string_view state_word(const event& told);  // empty for what no transaction did
-std::string_view type_word(const event& told);   // empty if it is not known
-void append_event_word(std::string& out, const event& told);
-// What happened, as people say it: "renamed [root]\\a.txt to [root]\\b.txt".
-void append_sentence(std::string& out, const event& told);
-// What changed: a group for each side.
-void write_event_details(details_writer& details, const event& told, const text_style& style);
 
 // An event, and the names of what it rests on.
 struct event_line {
