@@ -56,7 +56,7 @@ void find_gap_times(std::vector<gap_coverage>& gaps, std::vector<logged_time>& t
         first[at] = reached = std::min(reached, times[at].time);
     for (gap_coverage& gap : gaps) {
         const auto after = static_cast<std::size_t>(
-            std::ranges::lower_bound(times, gap.lsns.behind, {}, &logged_time::lsn) - times.begin());
+            std::ranges::lower_bound(times, gap.lsns.after, {}, &logged_time::lsn) - times.begin());
         if (after != 0) gap.time_before = last[after - 1];
         if (after != times.size()) gap.time_after = first[after];
         if (after == 0 || after == times.size() || gap.time_before <= gap.time_after) continue;
@@ -70,11 +70,11 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
     std::vector<logged_time> times = logged_change_times(log);
     for (const logged_time& change : times)
         coverage.record_times.add(change.time);
-    for (const logged_usn& told : logged) {
-        coverage.journal_usns.add(told.usn);
-        if (!cv::has_calendar_form(told.time)) continue;
-        coverage.journal_times.add(told.time);
-        times.push_back({.lsn = told.lsn, .time = told.time});
+    for (const logged_usn& record : logged) {
+        coverage.journal_usns.add(record.usn);
+        if (!cv::has_calendar_form(record.time)) continue;
+        coverage.journal_times.add(record.time);
+        times.push_back({.lsn = record.lsn, .time = record.time});
     }
     if (coverage.gaps) find_gap_times(*coverage.gaps, times);
 }
@@ -116,9 +116,9 @@ private:
         const std::uint64_t time = record.get(&usn_layout::time);
         m_found.usns.add(usn);
         if (cv::has_calendar_form(time)) m_found.times.add(time);
-        const auto told = std::ranges::lower_bound(m_logged, usn, {}, &logged_usn::usn);
-        if (told == m_logged.end() || told->usn != usn) return;
-        ++(told->is(record) ? m_found.fit.agree : m_found.fit.differ);
+        const auto logged = std::ranges::lower_bound(m_logged, usn, {}, &logged_usn::usn);
+        if (logged == m_logged.end() || logged->usn != usn) return;
+        ++(logged->is(record) ? m_found.fit.agree : m_found.fit.differ);
     }
 
     const log_store& m_log;

@@ -35,7 +35,7 @@ struct mft_coverage {
     std::string path;
     std::uint64_t records = 0;
     std::uint64_t in_use = 0;
-    value_range times;  // last changes of the file records in use, as these tell them
+    value_range times;  // last changes of the file records in use, as these state them
     value_range usns;   // likewise; 0 is none
     value_range lsns;
     mft_fit fit;
@@ -50,14 +50,14 @@ struct journal_coverage {
     journal_fit fit;
 };
 
-// A gap of the log, and the times next to it. 0: the log tells none.
+// A gap of the log, and the times next to it. 0: the log states none.
 struct gap_coverage {
     lsn_gap lsns;
     std::uint64_t time_before = 0;  // the last one before it
     std::uint64_t time_after = 0;   // the first one after it
 };
 
-// What one log covers, as far as it says so itself. Empty is what cannot be told.
+// What one log covers, as far as it says so itself. Empty is what is not known.
 struct log_coverage {
     std::string path;
     bool read_to_end = true;

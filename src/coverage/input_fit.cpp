@@ -146,9 +146,9 @@ void compare_usns(journal_fit& fit, std::uint64_t lowest, std::uint64_t highest,
                   const std::vector<logged_usn>& logged) {
     fit.not_logged = logged.empty() && std::ranges::any_of(log.entries, makes_file);
     if (logged.empty()) return;
-    fit.behind = lowest > logged.back().usn;
-    fit.ahead = highest < logged.front().usn;
-    fit.none_met = !fit.behind && !fit.ahead && fit.agree == 0 && fit.differ == 0;
+    fit.after = lowest > logged.back().usn;
+    fit.before = highest < logged.front().usn;
+    fit.none_met = !fit.after && !fit.before && fit.agree == 0 && fit.differ == 0;
 }
 
 bool contradicts(const mft_fit& fit) {
@@ -156,7 +156,7 @@ bool contradicts(const mft_fit& fit) {
 }
 
 bool contradicts(const journal_fit& fit) {
-    return fit.differ != 0 || fit.behind || fit.ahead || fit.none_met || fit.not_logged;
+    return fit.differ != 0 || fit.after || fit.before || fit.none_met || fit.not_logged;
 }
 
 std::string fit_text(const mft_fit& fit) {
@@ -176,8 +176,8 @@ std::string fit_text(const journal_fit& fit) {
     constexpr std::string_view differ = " differ from the log's of the same USN";
     if (fit.sampled && fit.differ != 0) append_joined(out, std::string("records").append(differ));
     if (!fit.sampled) append_reason(out, fit.differ, differ);
-    if (fit.behind) append_joined(out, "begins behind the log's last USN");
-    if (fit.ahead) append_joined(out, "ends ahead of the log's first USN");
+    if (fit.after) append_joined(out, "begins behind the log's last USN");
+    if (fit.before) append_joined(out, "ends ahead of the log's first USN");
     if (fit.none_met) append_joined(out, "has no record of the log's USNs");
     if (fit.not_logged) append_joined(out, "the log has no journal record");
     return out;

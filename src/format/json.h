@@ -20,7 +20,7 @@ char* put_json_text(char* at, std::string_view text);
 std::size_t most_json_bytes(std::string_view text);
 
 // A time as RFC 3339 has it, in UTC and between quotes. A value without a calendar form is its ticks, between quotes,
-// too, as many readers of JSON would round the number. Seven digits of fraction tell the tick; readers that look for
+// too, as many readers of JSON would round the number. Seven digits of fraction state the tick; readers that look for
 // times by themselves take six at most.
 constexpr unsigned digits_of_ticks = 7, digits_to_be_found = 6;
 void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits);
@@ -29,7 +29,7 @@ void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits);
 // there is no value: null.
 char* put_json_number(char* at, std::uint64_t number);
 
-// "key": with a comma ahead unless it is the first member of its object; takes at most `most_key_bytes`.
+// "key": with a comma before it unless it is the first member of its object; takes at most `most_key_bytes`.
 constexpr std::size_t most_key_bytes(std::string_view key) {
     return key.size() + 4;
 }
@@ -69,7 +69,7 @@ public:
     void end_array() { close(']'); }
 
 private:
-    // Writes the key; room for `most` bytes is left behind it.
+    // Writes the key; room for `most` bytes is left after it.
     char* begin_member(std::string_view key, std::size_t most);
     void end_member(const char* end);
     void open(std::string_view key, char bracket);

@@ -31,7 +31,7 @@ void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool u
 // The same in lower case, put where there is room for `width` digits and for 16; returns the end.
 char* put_hex(char* at, std::uint64_t value, std::size_t width);
 
-// Two upper-case hexadecimal digits a byte, "-" between two bytes and none behind the last. Put where there is room for
+// Two upper-case hexadecimal digits a byte, "-" between two bytes and none after the last. Put where there is room for
 // `most_dump_bytes`; returns the end.
 char* put_dump(char* at, uni::byte_view bytes);
 constexpr std::size_t most_dump_bytes(uni::byte_view bytes) {

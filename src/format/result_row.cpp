@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view hex_prefix = "0x";
 constexpr std::size_t hex_digits = 8;  // the fewest of a number that is not padded to its column
 
-// How far a field of `width` reaches behind the `used` bytes at its front; 0 if they do not fit into it.
+// How far a field of `width` reaches after the `used` bytes at its front; 0 if they do not fit into it.
 constexpr std::size_t width_left(std::size_t width, std::size_t used) {
     return width < used ? 0 : width - used;
 }
@@ -26,7 +26,7 @@ void append_padding(std::string& out, std::size_t written, std::size_t width) {
 constexpr std::size_t most_in_place = 65'536;  // bytes of a value; a longer one is written piece by piece
 
 // Appends `text` from `at` on with its line ends as words, in one pass: a carriage return is used for one line feed
-// only. Ends behind the text, or once `out` has `most` bytes; says where.
+// only. Ends after the text, or once `out` has `most` bytes; says where.
 std::size_t append_marked(std::string& out, std::string_view text, std::size_t at, bool marks_lone_returns,
                           std::size_t most) {
     while (at < text.size() && out.size() < most) {
@@ -274,7 +274,7 @@ std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std
     return most;
 }
 
-// The cells with the separators ahead of them; says where they end.
+// The cells, each with its separator before it; says where they end.
 char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
     const bool quotes = m_style.quotes;
     for (std::size_t column = first; column < last; ++column) {

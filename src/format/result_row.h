@@ -65,7 +65,7 @@ private:
 // A text in which every line end is a word.
 std::string line_ends_as_words(std::string_view text);
 
-// Writes rows of one set of columns, with a line of titles ahead of the first.
+// Writes rows of one set of columns, with a line of titles before the first.
 class row_writer {
 public:
     // The style must outlive the writer. With `base16` number cells are hexadecimal.
@@ -76,7 +76,7 @@ public:
 
     // Writes the titles, unless they have been written.
     void write_header();
-    // Writes one line, behind the titles. Afterwards the row may be cleared only.
+    // Writes one line, after the titles. Afterwards the row may be cleared only.
     void emit_row(result_row& row);
 
 private:

@@ -22,12 +22,12 @@ bool append_safe_name(std::string& out, std::string_view text);
 bool append_safe_text(std::string& out, uni::byte_view units);
 bool append_safe_text(std::string& out, std::string_view text);
 
-// For a value between quotes: a quote has "\" ahead of it, and so has "\" itself.
+// For a value between quotes: a quote has "\" before it, and so has "\" itself.
 void append_quoted_text(std::string& out, std::string_view text);
 
 // The character of a separator of fields that a value must not hold: then no field becomes two. Empty where no value
-// holds what is in it. Nothing for a separator that cannot be told from values: line ends, quotes, and such as have
-// nothing but letters, digits, blanks, ":", "=" and brackets, which words and the notation of details are made of.
+// holds what is in it. Nothing for a separator that cannot be distinguished from values: line ends, quotes, and such as
+// have nothing but letters, digits, blanks, ":", "=" and brackets, which words and the notation of details are made of.
 std::optional<std::string_view> telling_character(std::string_view separator);
 // Appends the text with that character as a word wherever it stands.
 void append_marked_text(std::string& out, std::string_view text, std::string_view character);

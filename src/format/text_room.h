@@ -11,7 +11,7 @@ namespace kest {
 // A text that is put in place, piece by piece, into bytes that nothing was written to before.
 class text_room {
 public:
-    // Room for `most` bytes behind the text; `end_at` then says how far it goes.
+    // Room for `most` bytes after the text; `end_at` then says how far it goes.
     char* room(std::size_t most) {
         if (most > m_capacity - m_size) grow(most);
         return m_bytes.get() + m_size;

@@ -82,9 +82,9 @@ bool read_three(std::string_view text, char separator, std::array<std::uint16_t,
             if (at == end || *at != separator) return false;
             ++at;
         }
-        const auto [behind, error] = std::from_chars(at, end, out[part]);
+        const auto [end_of_number, error] = std::from_chars(at, end, out[part]);
         if (error != std::errc{}) return false;
-        at = behind;
+        at = end_of_number;
     }
     return at == end;
 }

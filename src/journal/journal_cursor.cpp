@@ -106,7 +106,7 @@ const journal_record* journal_cursor::give(const usn_record& record) {
 }
 
 // A record whose USN fits the one before it stands where it should. Another one may begin a piece of the journal that
-// lies elsewhere in the file, and then what comes after it says so, too. One that stands alone counts right after
+// lies elsewhere in the file, and then what comes after it says so, too. An isolated one counts right after
 // another record, where nothing else is to be expected: its USN is damaged, or records are left out. Among bytes that
 // are no record it may be anything, such as a name that was made to look like one.
 bool journal_cursor::belongs(const usn_record& record) {

@@ -32,7 +32,7 @@ journal_probe::journal_probe(const uni::file& file) : m_file(file), m_buffer(win
 }
 
 std::optional<usn_record> journal_probe::find(std::uint64_t usn) {
-    const std::uint64_t offset = usn - m_first->shift;  // before the file's begin it wraps, and is behind its end
+    const std::uint64_t offset = usn - m_first->shift;  // before the file's begin it wraps, and is after its end
     if (offset >= m_file.size()) return std::nullopt;
     const std::optional<usn_record> record = sound_record(read(offset, longest_record));
     return record && record->get(&usn_layout::usn) == usn ? record : std::nullopt;

@@ -53,7 +53,7 @@ usn_entry entry_of(const usn_record& record) {
     return entry;
 }
 
-// A journal is a hole with its data behind it; how much of that is data is not known.
+// A journal is a hole with its data after it; how much of that is data is not known.
 void reserve_entries(usn_journal& journal) {
     const std::uint64_t bytes = journal.file.size() - journal.file.next_data(0);
     const auto count = static_cast<std::size_t>(std::min(bytes / least_record_size, most_reserved));

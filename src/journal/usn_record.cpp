@@ -75,19 +75,19 @@ constexpr flag_word source_words[] = {
 };
 
 // The fields that version 4 lacks. False where the bytes end before one of them begins.
-bool take_details(inode_record& record, const usn_record& told) {
-    if (!told.reaches(&usn_layout::time)) return false;
-    record.si_times.modified = told.get(&usn_layout::time);
-    if (!told.reaches(&usn_layout::file_attributes)) return false;
-    const std::uint32_t attributes = told.get(&usn_layout::file_attributes);
+bool take_details(inode_record& record, const usn_record& read) {
+    if (!read.reaches(&usn_layout::time)) return false;
+    record.si_times.modified = read.get(&usn_layout::time);
+    if (!read.reaches(&usn_layout::file_attributes)) return false;
+    const std::uint32_t attributes = read.get(&usn_layout::file_attributes);
     if ((attributes & usn_attributes::directory) != 0) {
         record.is_directory = true;
         record.flags |= inode_flags::directory;
     }
     if ((attributes & usn_attributes::system) != 0) record.flags |= inode_flags::system;
-    if ((told.get(&usn_layout::reason) & usn_reasons::deleted) == 0) record.flags |= inode_flags::in_use;
-    if (!told.reaches(&usn_layout::name)) return false;
-    record.name = uni::utf16_text(told.name());
+    if ((read.get(&usn_layout::reason) & usn_reasons::deleted) == 0) record.flags |= inode_flags::in_use;
+    if (!read.reaches(&usn_layout::name)) return false;
+    record.name = uni::utf16_text(read.name());
     return true;
 }
 
@@ -108,16 +108,16 @@ std::optional<usn_record> read_usn_record(uni::byte_view bytes) {
 }
 
 bool parse_usn_record(inode_record& record, uni::byte_view bytes) {
-    const std::optional<usn_record> told = read_usn_record(bytes);
-    if (!told || !told->reaches(&usn_layout::file)) return false;
-    record.inode = told->file().number();
-    record.sequence = told->file().sequence();
-    if (!told->reaches(&usn_layout::parent)) return false;
-    add_parent(record, told->parent());
-    if (!told->reaches(&usn_layout::usn)) return false;
-    record.usn = told->get(&usn_layout::usn);
-    if (told->has(&usn_layout::name) ? !take_details(record, *told) : !told->reaches(&usn_layout::reason)) return false;
-    // Kept: also for a file whose deletion the record tells; `flags` alone says that.
+    const std::optional<usn_record> read = read_usn_record(bytes);
+    if (!read || !read->reaches(&usn_layout::file)) return false;
+    record.inode = read->file().number();
+    record.sequence = read->file().sequence();
+    if (!read->reaches(&usn_layout::parent)) return false;
+    add_parent(record, read->parent());
+    if (!read->reaches(&usn_layout::usn)) return false;
+    record.usn = read->get(&usn_layout::usn);
+    if (read->has(&usn_layout::name) ? !take_details(record, *read) : !read->reaches(&usn_layout::reason)) return false;
+    // Kept: also for a file whose deletion the record states; only `flags` says that.
     record.in_use = true;
     return true;
 }

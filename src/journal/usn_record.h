@@ -11,7 +11,7 @@
 
 namespace kest {
 
-// Bits of a reason mask that mean something to the program; all others are words alone.
+// Bits of a reason mask that mean something to the program; all others are only words.
 namespace usn_reasons {
 inline constexpr std::uint32_t appended = 1U << 1;
 inline constexpr std::uint32_t truncated = 1U << 2;
@@ -49,7 +49,7 @@ struct usn_layout {
     uni::field<std::uint32_t> file_attributes;
     uni::field<std::uint16_t> name_length;  // bytes
     uni::field<std::uint16_t> name_offset;
-    uni::field<std::uint16_t> name;  // Kept: its usual place; the offset that the record tells is not asked
+    uni::field<std::uint16_t> name;  // Kept: its usual place; the offset that the record states is not used
     uni::field<std::uint32_t> remaining_extents;
 };
 
@@ -58,7 +58,7 @@ inline std::uint32_t stated_usn_length(uni::byte_view bytes) {
     return bytes.u32(0);
 }
 
-// A journal record, as far as its bytes go: they may end within it, or go on behind it.
+// A journal record, as far as its bytes go: they may end within it, or go on after it.
 class usn_record {
 public:
     usn_record(uni::byte_view bytes, const usn_layout& layout) : m_bytes(bytes), m_layout(&layout) {}
@@ -83,8 +83,8 @@ public:
     uni::byte_view bytes() const { return m_bytes; }
     std::uint32_t length() const { return stated_usn_length(m_bytes); }
 
-    // Which of the reasons the records of this file have given since it was last closed; `known` ahead of this one.
-    // Version 4 comes ahead of the record that closes, and repeats its reasons.
+    // Which of the reasons the records of this file have given since it was last closed; `known` before this one.
+    // Version 4 comes before the record that closes, and repeats its reasons.
     std::uint32_t reasons_behind(std::uint32_t known) const {
         const std::uint32_t reasons = get(&usn_layout::reason);
         if (!has(&usn_layout::name)) return known | (reasons & ~usn_reasons::closed);

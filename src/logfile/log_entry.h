@@ -12,7 +12,7 @@ inline constexpr uni::field<std::uint64_t> this_lsn{0};
 inline constexpr uni::field<std::uint64_t> client_previous_lsn{8};  // 0: head of a chain
 inline constexpr uni::field<std::uint64_t> client_undo_next_lsn{
     16};  // of a compensation: what is left to undo ends there
-inline constexpr uni::field<std::uint32_t> client_data_length{24};  // bytes behind the first 48
+inline constexpr uni::field<std::uint32_t> client_data_length{24};  // bytes after the first 48
 inline constexpr uni::field<std::uint32_t> record_type{32};         // record_types
 inline constexpr uni::field<std::uint16_t> flags{40};
 inline constexpr uni::field<std::uint16_t> redo_op{48};  // the client header begins here
@@ -56,7 +56,7 @@ struct log_entry {
         return bytes.get(f);
     }
 
-    // The client data behind its 40-byte header; empty if there is none.
+    // The client data after its 40-byte header; empty if there is none.
     uni::byte_view payload() const { return bytes.from(record_layout::payload_begin); }
 };
 
@@ -66,11 +66,11 @@ log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool s
 // Where a record's redo or undo bytes lie within its payload. All zero: it has none.
 struct data_window {
     std::uint32_t begin = 0;   // bytes from the payload's start
-    std::uint32_t length = 0;  // stated length; nothing asks for it yet
+    std::uint32_t length = 0;  // as the record states it
     std::uint32_t extent = 0;  // bytes to the end of the window; not bounded by the payload
 };
 
-// The redo bytes, widened to the start of the undo bytes where those lie behind them. False, all zero, for
+// The redo bytes, widened to the start of the undo bytes where those lie after them. False, all zero, for
 // operation 0, for an offset within the client header, for no length, for an empty payload.
 bool redo_data(const log_entry& entry, data_window& out);
 
@@ -84,7 +84,7 @@ uni::byte_view exact_undo(const log_entry& entry);
 // Says whether the record's target is a file record: a block of 1024 or 4096 bytes, and no index buffer operation.
 bool record_has_inode(const log_entry& entry);
 
-// Bytes behind the first 88 that a record states, and bytes in all.
+// Bytes after the first 88 that a record states, and bytes in all.
 std::uint32_t payload_length(uni::byte_view record);
 std::uint32_t total_length(uni::byte_view record);
 

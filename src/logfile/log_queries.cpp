@@ -7,7 +7,7 @@ namespace kest {
 namespace {
 
 constexpr std::uint32_t page_shift = 12;                // pages of 4096 bytes
-constexpr std::uint64_t page_place_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages behind 4 GiB are not told
+constexpr std::uint64_t page_place_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages after 4 GiB are not found
 
 std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_entry> entries) {
     std::vector<std::vector<std::uint32_t>> index;

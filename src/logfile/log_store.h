@@ -62,13 +62,13 @@ struct log_store {
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page; no report shows them
     std::vector<tail_name_image> tail_names_second;     // name table of the second
-    std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
+    std::vector<log_page> record_pages;                 // by file offset; kept if `keeps_pages` is set before the scan
     bool keeps_pages = false;
     std::optional<page_tally> pages;  // counted if there is one
 
     int open_error = 0;  // why the file could not be opened, as `errno` has it
 
-    // A read failed ahead of the file's end, or memory ran out: something of the log is missing.
+    // A read failed before the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;
 
     // Filled by `link_chains`.
@@ -83,7 +83,7 @@ struct log_store {
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
     carry_buffer carry;
 
-    mft_place place;  // what record numbers are reckoned with; set behind the scan
+    mft_place place;  // what record numbers are derived with; set after the scan
 
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;

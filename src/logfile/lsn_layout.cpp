@@ -16,7 +16,7 @@ struct log_place {
     std::uint64_t at = 0;    // bytes, in the page
 };
 
-// Behind its last page the log goes on at its first record page, in the next round.
+// After its last page the log goes on at its first record page, in the next round.
 void wrap(log_place& place, std::uint64_t log_size, std::uint64_t first_page) {
     if (place.page < log_size) return;
     const std::uint64_t beyond = place.page - log_size;
@@ -124,7 +124,7 @@ std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout)
         const std::uint64_t number = offset / log_page_size;
         if (number >= copies_end) break;
         if (number < first_tail) continue;
-        // In an own place the LSN is of a record that begins in the page or ahead of it, and goes on there.
+        // In an own place the LSN is of a record that begins in the page or before it, and goes on there.
         const std::uint64_t lsn = page.get(page_layout::last_lsn);
         const bool own = number >= first_record_pages[0] &&
                          (layout.place(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));

@@ -10,13 +10,13 @@
 
 namespace kest {
 
-// How the LSNs of a log tell the places of its records: the low bits are a file offset in units of 8 bytes, those above
-// count how often the log has wrapped.
+// How the LSNs of a log state the offsets of its records: the low bits are a file offset in units of 8 bytes, those
+// above count how often the log has wrapped.
 struct lsn_layout {
     unsigned place_bits = 0;
-    std::uint64_t log_size = 0;  // bytes, whole pages: what lies behind is not used
+    std::uint64_t log_size = 0;  // bytes, whole pages: what lies after is not used
 
-    // File offset that the LSN tells.
+    // File offset that the LSN states.
     std::uint64_t place(std::uint64_t lsn) const { return (lsn & ((std::uint64_t{1} << place_bits) - 1)) * 8; }
     std::uint64_t round(std::uint64_t lsn) const { return lsn >> place_bits; }
     std::uint64_t lsn(std::uint64_t round_number, std::uint64_t offset) const {
@@ -31,14 +31,14 @@ std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts);
 std::optional<lsn_layout> stated_layout(const log_store& log);
 
 // Record pages that repeat what belongs to another place: those of the two tail pages, and those of the pages that
-// later systems keep behind them for the same.
+// later systems keep after them for the same.
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout);
 
-// Where the log lacks something: behind the record of the first LSN neither its next place nor, where its page ends
+// Where the log lacks something: after the record of the first LSN neither its next place nor, where its page ends
 // with it, the next page holds the record of the next higher LSN.
 struct lsn_gap {
-    std::uint64_t before;  // the LSN ahead of the gap
-    std::uint64_t behind;  // the next one that the log holds
+    std::uint64_t before;  // the last LSN before the gap
+    std::uint64_t after;   // the next one that the log holds
 };
 std::vector<lsn_gap> find_gaps(const log_store& log, const lsn_layout& layout);
 

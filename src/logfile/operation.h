@@ -51,7 +51,7 @@ enum : std::uint16_t {
 // What an operation writes to.
 enum class operation_target : std::uint8_t { other, file_record, index_buffer };
 
-// Kept: 16, 18 and 34 write to index buffers too, and are not told from the rest, since rows take their target for a
+// Kept: 16, 18 and 34 write to index buffers too, and count as others, since rows take their target for a
 // file record.
 constexpr operation_target target_of(std::uint16_t operation) {
     using namespace operation_code;

@@ -4,12 +4,12 @@
 
 #include "logfile/log_entry.h"
 #include "logfile/operation.h"
+#include "mft/record_view.h"
 
 namespace kest {
 
 namespace {
 
-constexpr std::uint32_t sector_size = 512;  // bytes that one update sequence word guards
 constexpr std::uint32_t sectors_fixed = 8;  // whatever the page says of its array's size
 
 // Offsets in a restart page.
@@ -83,14 +83,8 @@ bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset) {
 }
 
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {
-    const uni::byte_view view = page;
-    const bool sound = sector_ends_match(view, array_offset);
-    std::size_t word_offset = array_offset;
-    for (std::size_t end = sector_size; end <= fixed_bytes(view); end += sector_size) {
-        const std::uint16_t word = view.u16(word_offset += 2);
-        page[end - 2] = static_cast<std::uint8_t>(word & 0xFF);
-        page[end - 1] = static_cast<std::uint8_t>(word >> 8);
-    }
+    const bool sound = sector_ends_match(page, array_offset);
+    restore_sector_ends(page, array_offset, sectors_fixed);
     return sound;
 }
 

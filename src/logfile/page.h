@@ -29,7 +29,7 @@ inline constexpr uni::field<std::uint16_t> usa_offset{4};       // 40 to 48
 inline constexpr uni::field<std::uint16_t> usa_count{6};        // words, 3 to 12
 inline constexpr uni::field<std::uint64_t> last_lsn{8};         // of the last record that begins in the page
 inline constexpr uni::field<std::uint16_t> next_record_offset{24};
-inline constexpr uni::field<std::uint64_t> last_end_lsn{32};  // equal to `last_lsn`: nothing goes on behind the page
+inline constexpr uni::field<std::uint64_t> last_end_lsn{32};  // equal to `last_lsn`: nothing goes on after the page
 inline constexpr std::uint32_t records_begin = 64;
 }  // namespace page_layout
 

@@ -39,26 +39,26 @@ constexpr std::uint32_t size = 160;
 }  // namespace client_layout
 
 template <class integer>
-std::optional<integer> told(uni::byte_view bytes, uni::field<integer> f) {
+std::optional<integer> stated(uni::byte_view bytes, uni::field<integer> f) {
     if (!bytes.has(f.offset, sizeof(integer))) return std::nullopt;
     return bytes.get(f);
 }
 
 void read_client(restart_facts& facts, uni::byte_view client) {
-    facts.oldest_lsn = told(client, client_layout::oldest_lsn);
-    const auto length = told(client, client_layout::name_length);
+    facts.oldest_lsn = stated(client, client_layout::oldest_lsn);
+    const auto length = stated(client, client_layout::name_length);
     if (!length || !client.has(client_layout::name, *length)) return;
     facts.client_name = uni::utf16_text(client.slice(client_layout::name, *length));
 }
 
 void read_area(restart_facts& facts, uni::byte_view area) {
     using namespace area_layout;
-    facts.current_lsn = told(area, current_lsn);
-    if (const auto bits = told(area, flags)) facts.clean = (*bits & clean_flag) != 0;
-    facts.sequence_bits = told(area, sequence_bits);
-    facts.log_size = told(area, log_size);
-    const auto number = told(area, first_in_use);
-    const auto offset = told(area, clients_offset);
+    facts.current_lsn = stated(area, current_lsn);
+    if (const auto bits = stated(area, flags)) facts.clean = (*bits & clean_flag) != 0;
+    facts.sequence_bits = stated(area, sequence_bits);
+    facts.log_size = stated(area, log_size);
+    const auto number = stated(area, first_in_use);
+    const auto offset = stated(area, clients_offset);
     if (!number || !offset || *number >= area.get(clients)) return;
     read_client(facts, area.slice(*offset + std::uint64_t{client_layout::size} * *number, client_layout::size));
 }
@@ -68,10 +68,10 @@ void read_area(restart_facts& facts, uni::byte_view area) {
 std::optional<restart_facts> read_restart_page(uni::byte_view page) {
     if (!has_restart_signature(page)) return std::nullopt;
     restart_facts facts;
-    facts.system_page_size = told(page, header_layout::system_page_size);
-    facts.log_page_size = told(page, header_layout::log_page_size);
-    facts.major_version = told(page, header_layout::major_version);
-    facts.minor_version = told(page, header_layout::minor_version);
+    facts.system_page_size = stated(page, header_layout::system_page_size);
+    facts.log_page_size = stated(page, header_layout::log_page_size);
+    facts.major_version = stated(page, header_layout::major_version);
+    facts.minor_version = stated(page, header_layout::minor_version);
     const std::uint16_t offset = page.get(header_layout::area_offset);
     if (offset < header_layout::end) return facts;  // it would begin within the header
     const uni::byte_view area = page.from(offset);

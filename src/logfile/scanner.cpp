@@ -43,7 +43,7 @@ std::size_t name_length(uni::byte_view page, std::size_t entry) {
     return std::size_t{2} * (name_limit - 1);
 }
 
-// From `position` on, up to four places 8 bytes apart. Behind the page's end everything reads as 0.
+// From `position` on, up to four places 8 bytes apart. After the page's end everything reads as 0.
 std::size_t first_record_place(uni::byte_view page, std::size_t position, std::uint64_t last_lsn) {
     for (unsigned tried = 0; tried < places_to_try; ++tried, position += place_step) {
         std::array<std::uint8_t, record_layout::payload_begin> header{};
@@ -187,7 +187,7 @@ void walk_records(log_store& store, uni::byte_view page, std::size_t position, s
     for (;;) {
         const std::uint32_t taken = scan_record(store, page.from(position), page_offset + position);
         if (taken == 0) return;
-        if (ends_clean) store.carry.drop();  // nothing goes on behind this page
+        if (ends_clean) store.carry.drop();  // nothing goes on after this page
         position += taken;
         if (position + least_record_bytes > page.size()) return;
         if (!record_plausible(page.from(position), last_lsn)) return;
@@ -224,7 +224,7 @@ void keep_restart_page(log_store& store, uni::byte_view page, std::uint64_t page
 // start on the entries may show. Long runs without a record give their memory back: a sparse file may claim far more
 // than it holds.
 std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std::uint64_t file_offset) {
-    if (store.pages) store.pages->count_pages(stretch, file_offset);  // ahead of repairs
+    if (store.pages) store.pages->count_pages(stretch, file_offset);  // before repairs
     std::size_t used = 0;
     for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();

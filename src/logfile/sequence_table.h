@@ -11,7 +11,7 @@ namespace kest {
 class sequence_table {
 public:
     // Learns from a reference that carries a sequence number, and lends the highest one seen to a reference that
-    // carries none. A reference to record 0 is left alone.
+    // carries none. A reference to record 0 is not changed.
     void note(inode_ref& ref) {
         if (ref.number() == 0) return;
         if (ref.sequence() != 0) {

@@ -20,7 +20,7 @@ constexpr std::uint32_t largest_cluster = 2U << 20;
 constexpr std::uint64_t most_file_records = std::uint64_t{1} << 32;
 constexpr std::uint64_t highest_vcn = most_file_records * 4096 / smallest_cluster;
 
-// Kept: only whole file records of 1024 bytes are told apart; any other place in the cluster counts as its first.
+// Kept: only whole file records of 1024 bytes are distinguished; any other offset in the cluster counts as its first.
 constexpr std::uint64_t file_record_in_cluster(std::uint16_t sectors) {
     return sectors == 2 || sectors == 4 || sectors == 6 ? sectors / 2U : 0U;
 }
@@ -49,7 +49,7 @@ std::uint64_t file_record_at(const log_entry& entry, const mft_place& place) {
     return number < most_file_records ? number : 0;
 }
 
-// Kept: with clusters of 4096 bytes the file records of the first cluster are not told apart from record 0.
+// Kept: with clusters of 4096 bytes the file records of the first cluster are not distinguished from record 0.
 std::uint64_t record_inode(const log_entry& entry, const mft_place& place) {
     if (!record_has_inode(entry)) return 0;
     if (place.cluster_size != usual_cluster_size) return file_record_at(entry, place);
@@ -62,7 +62,7 @@ namespace {
 
 using namespace operation_code;
 
-// How often each power of two was told.
+// How often each power of two was stated.
 class size_votes {
 public:
     void add(std::uint64_t size) {
@@ -96,10 +96,10 @@ void vote_for_cluster(size_votes& votes, const log_entry& entry, const file_reco
     const std::uint64_t vcn = entry.get(record_layout::target_vcn);
     if (!number || vcn == 0) return;
     const std::uint32_t stated = stated_record_size(entry);
-    const std::uint64_t place = *number * (stated != 0 ? stated : record.record_room());
-    if (place <= place_in_cluster(entry)) return;
-    const std::uint64_t ahead = place - place_in_cluster(entry);
-    if (ahead % vcn == 0) votes.add(ahead / vcn);
+    const std::uint64_t offset = *number * (stated != 0 ? stated : record.record_room());
+    if (offset <= place_in_cluster(entry)) return;
+    const std::uint64_t before = offset - place_in_cluster(entry);
+    if (before % vcn == 0) votes.add(before / vcn);
 }
 
 }  // namespace

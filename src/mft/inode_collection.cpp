@@ -73,12 +73,12 @@ std::uint64_t merge_inode_record(_inode_collection& collection, const inode_reco
 
 std::optional<std::uint64_t> merge_known_inode(_inode_collection& collection, inode_ref ref, std::string_view name,
                                                std::optional<inode_ref> parent, bool& known) {
-    const bool told_apart = ref.sequence() != 0;
+    const bool identified = ref.sequence() != 0;
     const std::uint32_t* const found =
-        told_apart ? collection.inodes_by_ref.find(ref.by_number()) : collection.inodes_all.find(ref.number());
+        identified ? collection.inodes_by_ref.find(ref.by_number()) : collection.inodes_all.find(ref.number());
     known = found != nullptr;
     if (!known) return std::nullopt;
-    return told_apart ? merge_into(collection, *found, name, parent, known) : *found;
+    return identified ? merge_into(collection, *found, name, parent, known) : *found;
 }
 
 namespace {
@@ -104,8 +104,8 @@ void index_mft_record(mft_index& index, inode_record& record, std::uint32_t posi
     record.index_runs = {};
 }
 
-// Kept: the lowest run answers for what lies inside it or just behind it, but not for its own first cluster; and
-// the cluster just behind a run still counts as inside.
+// Kept: the lowest run answers for what lies inside it or just after it, but not for its own first cluster; and
+// the cluster just after a run still counts as inside.
 std::uint64_t owner_by_cluster(const mft_index& index, std::uint64_t cluster) {
     const auto& runs = index.run_map;
     const auto above = std::ranges::upper_bound(runs, std::tuple(cluster, std::uint32_t{0}), {}, place);

@@ -56,17 +56,17 @@ private:
     }
 };
 
-// Enters the record in the store unless its file reference is there already. `known` tells which. The result is
+// Enters the record in the store unless its file reference is there already. `known` says which. The result is
 // the record's position.
 std::uint64_t add_inode_record(_inode_collection& collection, inode_record record, bool& known);
 
 // Brings what `record` knows into the store: a new file, a second name, a further parent. Unless `force`, only a
 // record whose flags say in use is taken. The result is the record's position, with `name_conflict` set where it
-// brings a third name; `not_merged` where it was not taken. `known` tells that the store learned nothing.
+// brings a third name; `not_merged` where it was not taken. `known`: the store learned nothing.
 std::uint64_t merge_inode_record(_inode_collection& collection, const inode_record& record, bool& known, bool force);
 
 // Brings a name and a parent to the store's record of a file, if there is one: its position, as above. A file of
-// sequence number 0 cannot be told from others of its number: the first of them counts, and learns nothing.
+// sequence number 0 cannot be distinguished from others of its number: the first of them counts, and learns nothing.
 std::optional<std::uint64_t> merge_known_inode(_inode_collection& collection, inode_ref ref, std::string_view name,
                                                std::optional<inode_ref> parent, bool& known);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mft/inode_ref.h"
+#include "mft/record_layout.h"
 #include "portable/shared_text.h"
 #include "portable/small_set.h"
 
@@ -24,15 +25,15 @@ struct file_times {
 // One run of a non-resident attribute.
 struct run_record {
     std::uint64_t lcn = 0;       // first cluster
-    std::uint64_t delta = 0;     // size of the step that led to it, in clusters; like the last two told but not asked
+    std::uint64_t delta = 0;     // size of the step that led to it, in clusters; like the last two decoded and not used
     std::uint32_t clusters = 0;  // length, cut to 32 bits
     std::uint64_t vcn = 0;       // first virtual cluster
     bool negative = false;       // the step was backward
 };
 
 namespace inode_flags {
-inline constexpr std::uint32_t in_use = 1;
-inline constexpr std::uint32_t directory = 2;
+inline constexpr std::uint32_t in_use = file_record_layout::in_use;
+inline constexpr std::uint32_t directory = file_record_layout::directory;
 inline constexpr std::uint32_t system = 4;  // from a journal record's attributes
 }  // namespace inode_flags
 

@@ -4,8 +4,8 @@
 
 namespace kest {
 
-// What of an MFT, or of what a log tells of files, was left out since evidence made to do harm could ask for any amount
-// of it.
+// What of an MFT, or of what a log states of files, was left out since evidence made to do harm could ask for any
+// amount of it.
 struct left_out {
     bool paths = false;              // the folder has a mark in place of all that lies above it
     bool extension_records = false;  // not read

@@ -75,7 +75,6 @@ using namespace file_record_layout;
 
 constexpr std::uint16_t most_usa_words = 9;
 constexpr std::uint16_t first_attribute_bound = 73;
-constexpr std::uint32_t sector_size = 512;  // bytes
 
 // Bounds on what attribute lists lead to. A file has fewer extension records than this.
 constexpr std::size_t most_extensions = 1024;  // read for one record, failed reads among them
@@ -246,15 +245,8 @@ private:
 // Kept: what is replaced is not compared with the update sequence number, so a
 // record with a torn sector is taken as it is.
 void repair_sectors(std::span<std::uint8_t> bytes) {
-    const uni::byte_view view = bytes;
-    const std::uint32_t words = view.get(usa_count);
-    for (std::uint32_t word = 1; word < words; ++word) {
-        const std::size_t place = std::size_t{sector_size} * word - 2;
-        if (!view.has(place, 2)) return;
-        const std::uint16_t held = view.u16(usa_begin + 2 * word);
-        bytes[place] = static_cast<std::uint8_t>(held & 0xFF);
-        bytes[place + 1] = static_cast<std::uint8_t>(held >> 8);
-    }
+    const std::uint32_t words = uni::byte_view(bytes).get(usa_count);
+    if (words != 0) restore_sector_ends(bytes, usa_begin, words - 1);
 }
 
 bool is_file_record(uni::byte_view bytes) {

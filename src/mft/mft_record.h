@@ -24,7 +24,7 @@ struct mft_source {
     left_out& omitted;
     std::vector<std::uint8_t> odd_name =
         {};                    // of the record read last, in UTF-16, where its text does not say all of it
-    bool read_failed = false;  // ahead of the file's end
+    bool read_failed = false;  // before the file's end
 };
 
 // The signature "FILE", the update sequence array at 48 and of at most 9 words, the first attribute below 73.

@@ -83,7 +83,7 @@ private:
         }
     }
 
-    // A known path is the first component from the root. It is copied only if what follows finds room behind it.
+    // A known path is the first component from the root. It is copied only if what follows finds room after it.
     void write_paths(bool complete) {
         std::string_view above;
         m_text.clear();

@@ -6,8 +6,10 @@
 
 namespace kest {
 
+inline constexpr std::uint32_t sector_size = 512;  // bytes that one word of an update sequence array guards
+
 // Layouts of file records and of the attribute values that more than one reader knows. Offsets in bytes from the
-// structure's first byte; integers are little-endian; sizes and lengths in bytes unless told otherwise.
+// structure's first byte; integers are little-endian; sizes and lengths in bytes unless stated otherwise.
 
 namespace file_record_layout {
 inline constexpr uni::field<std::uint32_t> signature{0};
@@ -21,6 +23,8 @@ inline constexpr uni::field<std::uint16_t> first_attribute{20};
 inline constexpr uni::field<std::uint16_t> flags{22};
 inline constexpr std::uint16_t in_use = 1;
 inline constexpr std::uint16_t directory = 2;
+inline constexpr std::uint16_t extended_record = 4;
+inline constexpr std::uint16_t view_index = 8;
 inline constexpr uni::field<std::uint32_t> record_room{28};  // bytes that the record has in the MFT
 inline constexpr uni::field<std::uint64_t> base_record{32};  // reference; 0 on a base record
 inline constexpr uni::field<std::uint32_t> own_number{44};

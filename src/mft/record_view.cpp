@@ -6,6 +6,15 @@
 
 namespace kest {
 
+void restore_sector_ends(std::span<std::uint8_t> bytes, std::size_t array_offset, std::uint32_t sectors) {
+    const uni::byte_view view = bytes;
+    for (std::uint32_t sector = 1; sector <= sectors && view.has(0, std::uint64_t{sector_size} * sector); ++sector) {
+        const std::uint16_t word = view.u16(array_offset + 2 * sector);
+        bytes[sector_size * sector - 2] = static_cast<std::uint8_t>(word & 0xFF);
+        bytes[sector_size * sector - 1] = static_cast<std::uint8_t>(word >> 8);
+    }
+}
+
 std::optional<index_entry_view> index_entry_view::read(uni::byte_view bytes) {
     using namespace index_entry_layout;
     const std::uint32_t key_size = bytes.get(key_length);

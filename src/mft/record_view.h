@@ -14,6 +14,10 @@ namespace kest {
 // Structures that are whole inside of the bytes given: what is cut is not read at all. The bytes must outlive the
 // views.
 
+// Puts back the words at the ends of the first `sectors` sectors, as far as the bytes have them. The update sequence
+// array at `array_offset` begins with the number that stands there in their place; it is not compared.
+void restore_sector_ends(std::span<std::uint8_t> bytes, std::size_t array_offset, std::uint32_t sectors);
+
 // A $FILE_NAME value.
 class file_name_view {
 public:

@@ -13,7 +13,7 @@ struct attribute_name_row {
     std::string_view name;
 };
 
-// Kept: the attribute list alone goes without "$".
+// Kept: only the attribute list goes without "$".
 constexpr attribute_name_row names[] = {
     {0x10, "$stdinfo"},
     {0x20, "attriblist"},
@@ -57,7 +57,7 @@ using namespace attribute_layout;
 struct value_row {
     value_decoder decode;
     std::uint32_t type;
-    bool own_bytes = false;  // sees no byte behind the attribute
+    bool own_bytes = false;  // sees no byte after the attribute
 };
 
 constexpr value_row value_rows[] = {

@@ -68,7 +68,7 @@ private:
         m_consumed += name + 2 * units;
     }
 
-    // An entry too short for its own fields ends the list behind it: a list of those would be shown many times over.
+    // An entry too short for its own fields ends the list after it: a list of those would be shown many times over.
     bool step() {
         using namespace list_entry_layout;
         const std::uint16_t length = m_entry.get(entry_length);
@@ -106,7 +106,7 @@ void write_nonempty(details_writer& details, std::string_view key, uni::byte_vie
     details.evidence_text(key, units, details_writer::text_kind::path);
 }
 
-// Kept: where the substitute name begins with zeros both names are looked for behind them; and that there is a print
+// Kept: where the substitute name begins with zeros both names are looked for after them; and that there is a print
 // name in a value that is cut is judged by the substitute name's place, as if the link had no flags.
 void write_reparse_names(details_writer& details, const fragment& reparse) {
     const uni::byte_view value = reparse.bytes;

@@ -28,7 +28,7 @@ struct fragment {
     // False for a field that the structure ends before.
     bool reaches(std::uint64_t offset) const { return length > offset; }
     bool stops_before(std::uint64_t offset) const { return partial && !reaches(offset); }
-    // True if the bytes end ahead of what ends at `offset`.
+    // True if the bytes end before what ends at `offset`.
     bool cuts(std::uint64_t offset) const { return partial && length < offset; }
 };
 
@@ -120,7 +120,7 @@ std::span<const flag_word> attribute_flag_words();
 // The words of a file's attribute bits.
 std::span<const flag_word> file_flag_words();
 
-// What stands behind the name of a $DATA attribute.
+// What stands after the name of a $DATA attribute.
 inline constexpr std::string_view stream_suffix = ":stream";
 
 }  // namespace kest

@@ -51,7 +51,7 @@ void append_file_flags_text(std::string& out, std::uint32_t flags) {
     out += flags != 0 ? "unk" : "none set";
 }
 
-// Kept: what the fragment's start is held against are the times and the flags alone. The four fields behind them are
+// Kept: the fragment's start is compared with the times and the flags only. The four fields after them are
 // shown as zeros where a fragment lies further on.
 void write_standard_information(entry_info& info, const fragment& value, const text_style& style) {
     using namespace standard_information_layout;
@@ -178,7 +178,7 @@ void decode_resident_update(entry_info& info, const operation_data& given) {
     constexpr std::uint32_t image_size = standard_information_layout::size;
     if (given.bytes.size() < 8) return;
     const std::uint32_t offset = given.entry.get(record_layout::attribute_offset) - value_place +
-                                 given.entry.get(record_layout::record_offset);  // wraps ahead of the value
+                                 given.entry.get(record_layout::record_offset);  // wraps before the value
     if (offset > image_size) return;
     std::array<std::uint8_t, image_size> image{};
     show_standard_information(info, lay_fragment(image, offset, given.bytes), given.style);

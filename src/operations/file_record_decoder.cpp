@@ -11,23 +11,17 @@ constexpr std::size_t smallest_record = 8;
 // Kept: attributes are looked for from 43 bytes on, before the record's own number is all there.
 constexpr std::size_t smallest_with_attributes = 43;
 
-namespace record_flags {
-constexpr std::uint16_t in_use = 1;
-constexpr std::uint16_t directory = 2;
-constexpr std::uint16_t extended_record = 4;
-constexpr std::uint16_t view_index = 8;
-}  // namespace record_flags
-
-void append_record_flags(std::string& out, std::uint16_t flags) {
-    out += (flags & record_flags::in_use) != 0 ? "in_use" : "not_in_use";
-    if ((flags & record_flags::directory) != 0) {
+void append_record_flags(std::string& out, std::uint16_t value) {
+    using namespace file_record_layout;
+    out += (value & in_use) != 0 ? "in_use" : "not_in_use";
+    if ((value & directory) != 0) {
         out += " ;directory";
-    } else if ((flags & record_flags::extended_record) != 0) {
+    } else if ((value & extended_record) != 0) {
         out += " ;extended_record";
     } else {
         out += " ;plain_file";
     }
-    if ((flags & record_flags::view_index) != 0) out += " ;view_index";
+    if ((value & view_index) != 0) out += " ;view_index";
 }
 
 // Ends at the first field of which not even the first byte is there.

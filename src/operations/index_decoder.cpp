@@ -5,7 +5,7 @@ namespace kest {
 
 namespace {
 
-// Layout of an $INDEX_ROOT value. Kept: the entries are taken to begin at 32, whatever the node header tells.
+// Layout of an $INDEX_ROOT value. Kept: the entries are taken to begin at 32, whatever the node header states.
 namespace index_root_layout {
 constexpr uni::field<std::uint32_t> entries_size{20};  // bytes, the node header of 16 included
 constexpr std::uint32_t node_header_size = 16;
@@ -16,11 +16,11 @@ constexpr std::uint32_t smallest = 48;
 // Kept: a key of this length is a file name, whichever index it stands in.
 constexpr std::uint16_t smallest_file_name_key = 67;
 
-// Least room that key and data of another index take behind the entry's header.
+// Least room that key and data of another index take after the entry's header.
 constexpr int smallest_data = 32;
 
-// Kept: "-" stands behind a byte unless its number, shifted left by the length of the dump, leaves no bit in 32; so
-// mostly behind the last one too. `stated_length` is the dump's length before it is cut to the bytes at hand.
+// Kept: "-" stands after a byte unless its number, shifted left by the length of the dump, leaves no bit in 32; so
+// mostly after the last one too. `stated_length` is the dump's length before it is cut to the bytes at hand.
 void append_entry_dump(std::string& out, uni::byte_view bytes, std::uint32_t stated_length) {
     std::uint32_t number = 0;
     for (const std::uint8_t byte : bytes.bytes()) {
@@ -29,7 +29,7 @@ void append_entry_dump(std::string& out, uni::byte_view bytes, std::uint32_t sta
     }
 }
 
-// The security indexes repeat their key in the data behind it: the hash index its hash and id, the id index its id.
+// The security indexes repeat their key in the data after it: the hash index its hash and id, the id index its id.
 // A copy counts if a nonzero offset follows it.
 std::string_view entry_group(uni::byte_view entry) {
     const bool first_word = entry.u32(16) == entry.u32(24);
@@ -71,7 +71,7 @@ void decode_index_entry(entry_info& info, const fragment& list, const text_style
     write_data_entry(info, entry);
 }
 
-// Goes from entry to entry by their lengths. An entry length below that of its header ends the list behind it.
+// Goes from entry to entry by their lengths. An entry length below that of its header ends the list after it.
 void walk_entries(entry_info& info, const fragment& list, const text_style& style) {
     using namespace index_entry_layout;
     uni::byte_view entries = list.bytes;

@@ -91,7 +91,7 @@ bool describes_runs(uni::byte_view header) {
            static_cast<std::int64_t>(header.get(lowest_vcn)) < static_cast<std::int64_t>(header.get(highest_vcn));
 }
 
-// Kept: as many bytes as the mapping pairs have, but from the field that tells their offset on. So the dump shows the
+// Kept: as many bytes as the mapping pairs have, but from the field that states their offset on. So the dump shows the
 // offset and the sizes first.
 void write_run_bytes(details_writer& details, const fragment& header) {
     const uni::byte_view bytes = header.bytes;

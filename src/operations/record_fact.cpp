@@ -21,7 +21,7 @@ constexpr std::size_t smallest_freed = 24;
 constexpr std::size_t three_sizes = 24;
 constexpr std::size_t four_sizes = 32;
 
-// The journal's record may have up to seven bytes of padding behind it, which the log does not hold.
+// The journal's record may have up to seven bytes of padding after it, which the log does not hold.
 constexpr std::size_t most_padding = 8;
 
 bool undoes(const log_entry& entry, std::uint16_t first, std::uint16_t second) {

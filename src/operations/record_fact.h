@@ -27,7 +27,7 @@ enum class fact_kind : std::uint8_t {
 
 struct record_fact {
     fact_kind kind = fact_kind::none;
-    inode_ref file;       // sequence number 0: the record does not tell it
+    inode_ref file;       // sequence number 0: the record does not state it
     uni::byte_view data;  // the log's own bytes
     // Bytes: where the attribute lies in the file record; for `standard_written` where the data begin in the value.
     std::uint16_t place = 0;

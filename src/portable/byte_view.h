@@ -21,8 +21,8 @@ struct field {
 };
 
 // A read-only window on bytes that somebody else owns, read as little-endian fields at byte offsets.
-// Every read is total: a field not wholly inside reads as 0, a slice is cut at the window's end. Who must
-// tell "absent" from "zero" asks `has`. The owner must outlive the view.
+// Every read is total: a field not wholly inside reads as 0, a slice is cut at the window's end. Whoever must
+// distinguish "absent" from "zero" asks `has`. The owner must outlive the view.
 class byte_view {
 public:
     constexpr byte_view() = default;

@@ -21,7 +21,7 @@ std::chrono::steady_clock::time_point last_write;
 
 void write_held() {
     if (held.empty()) return;
-    // There is nobody left to tell of a failure.
+    // There is nobody left to report a failure to.
     static_cast<void>(write_all(STDERR_FILENO, held));
     held.clear();
 }
@@ -42,7 +42,7 @@ void hold_line(std::size_t width, std::string_view text) {
 void console_write(std::string_view text) {
     const std::lock_guard lock(console_mutex);
     write_held();
-    // Not by way of `held`: it may be that memory has run out that is to be told.
+    // Not by way of `held`: what is to be reported may be that memory has run out.
     static_cast<void>(write_all(STDERR_FILENO, text));
 }
 

@@ -15,7 +15,7 @@ inline constexpr std::size_t status_width = 40;  // bytes; the width of every st
 void console_write(std::string_view text);
 
 // Writes one status line of at most `width` bytes (and never more than 70) that the next one overwrites. Line
-// feeds are taken out behind the cut. An empty text writes nothing.
+// feeds are taken out after the cut. An empty text writes nothing.
 void status_line(std::size_t width, std::string_view text);
 
 // The same for a fast run of lines: it may be held back for up to a twentieth of a second, so that the run costs

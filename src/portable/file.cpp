@@ -48,7 +48,7 @@ namespace {
 // One read stays well inside what the system call takes at once.
 constexpr std::size_t read_chunk = 268'435'456;
 
-// Kept: a file whose path begins so and which tells no size has this one, so that those that the system makes up while
+// Kept: a file whose path begins so and that states no size has this one, so that those that the system makes up while
 // they are read can be read too.
 constexpr std::string_view process_files = "/proc";
 constexpr std::uint64_t process_file_size = 262'144;
@@ -165,7 +165,7 @@ bool file::close() {
     return closed;
 }
 
-// Some systems tell only when a file is closed that what was written did not arrive: so a copy is.
+// Some systems report only when a file is closed that what was written did not arrive: so a copy is closed.
 bool file::settle() const {
     const int copy = ::fcntl(m_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     return copy != -1 && close_descriptor(copy);

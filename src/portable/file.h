@@ -20,7 +20,7 @@ std::int64_t read_some(int descriptor, std::span<char> buffer);
 
 class fileio_output;
 
-// What tells one file from another, whatever its name.
+// What identifies a file, whatever its name.
 struct file_identity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -30,7 +30,7 @@ struct file_identity {
 // What arrived of a read. Fewer bytes than were asked for, and nothing failed: the file ends there.
 struct read_result {
     std::size_t bytes = 0;
-    bool failed = false;  // the system could not read on behind them, or the file is not open
+    bool failed = false;  // the system could not read on after them, or the file is not open
 };
 
 // Directories, FIFOs and sockets are refused in each.
@@ -56,7 +56,7 @@ public:
     // Why the last `open` failed, as `errno` has it: EISDIR for a folder, ESPIPE for a FIFO or a socket. 0 if it did
     // not.
     int open_error() const { return m_open_error; }
-    // False if the system tells only now that what was written did not arrive.
+    // False if the system reports only now that what was written did not arrive.
     bool close();
     // Asks the same of a file that stays open.
     [[nodiscard]] bool settle() const;
@@ -80,10 +80,10 @@ public:
     read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const;
 
     // The first offset from `offset` on at which the file holds data and not a hole; the file's size if none.
-    // `offset` itself where the file system does not tell.
+    // `offset` itself where the file system does not know.
     std::uint64_t next_data(std::uint64_t offset) const;
     // The first offset from `offset` on at which a hole begins; the file's size if none does or the file system does
-    // not tell.
+    // not know.
     std::uint64_t next_hole(std::uint64_t offset) const;
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
@@ -148,10 +148,10 @@ private:
 };
 
 // Reads a file from one offset to another in blocks, and of a sparse file only what holds data: what is left out would
-// read as zeros. Blocks begin and end at multiples of `grain` bytes behind `begin`, or at the end.
+// read as zeros. Blocks begin and end at multiples of `grain` bytes after `begin`, or at the end.
 class block_reader {
 public:
-    // `source` must be open and outlive the reader. What lies behind its end is not read.
+    // `source` must be open and outlive the reader. What lies after its end is not read.
     block_reader(const file& source, std::uint64_t begin, std::uint64_t end, std::size_t grain);
 
     // Goes on to where the next data lies. False at the end.
@@ -163,10 +163,10 @@ public:
     struct block {
         std::uint64_t offset = 0;  // bytes, in the file
         std::size_t bytes = 0;
-        bool failed = false;  // reading on behind these bytes failed; the next block begins at the grain behind
+        bool failed = false;  // reading on after these bytes failed; the next block begins at the next grain
     };
     // Reads the data that `advance` has found, as much as fits into `buffer`, which has room for at least one grain.
-    // Fewer bytes than the data ahead has: the end, or a failure. Every call gets on by one grain at least.
+    // Fewer bytes than the data has: the end, or a failure. Every call gets on by one grain at least.
     block read(std::span<std::uint8_t> buffer);
 
 private:

@@ -24,7 +24,7 @@ public:
         m_arrived.push_back({group - 1, added});
     }
 
-    // Puts the values of each key in the order that `before` tells; equal ones stay in the order of arrival.
+    // Puts the values of each key in the order of `before`; equal ones stay in the order of arrival.
     template <class order>
     void seal(order&& before) {
         std::uint32_t begin = 0;

@@ -59,7 +59,7 @@ using byte_block = large_vector<std::uint8_t>;
 // Gives the whole pages that lie in some bytes of a block back to the system. What the bytes hold is unsettled then.
 void release_pages(std::span<std::uint8_t> bytes);
 
-// Asks for room ahead in a container. One that cannot be had costs nothing: the container then grows as it is filled.
+// Reserves room in a container. One that cannot be had costs nothing: the container then grows as it is filled.
 template <class container>
 void try_reserve(container& c, std::size_t count) {
     try {

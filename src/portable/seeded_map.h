@@ -38,7 +38,7 @@ public:
         return s.held;
     }
 
-    // What comes behind in the same run of slots moves up, so that no gap hides it.
+    // What comes after it in the same run of slots moves up, so that no gap hides it.
     void erase(std::uint64_t key) {
         if (m_slots.empty()) return;
         const std::size_t mask = m_slots.size() - 1;

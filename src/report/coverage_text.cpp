@@ -169,7 +169,7 @@ public:
     }
     void gaps(const std::vector<gap_coverage>& gaps) {
         for (const gap_coverage& gap : gaps) {
-            from_to("gap", gap.lsns.before, gap.lsns.behind);
+            from_to("gap", gap.lsns.before, gap.lsns.after);
             if (gap.time_before == 0 && gap.time_after == 0) continue;
             std::string times(gap.time_before != 0 ? m_times.text(gap.time_before) : unknown);
             text("gap_times", times.append(to).append(gap.time_after != 0 ? m_times.text(gap.time_after) : unknown));
@@ -222,7 +222,7 @@ public:
         for (const gap_coverage& gap : gaps) {
             m_object.begin_object({});
             m_object.number("from", gap.lsns.before);
-            m_object.number("to", gap.lsns.behind);
+            m_object.number("to", gap.lsns.after);
             if (gap.time_before != 0) m_object.time("time_before", gap.time_before);
             if (gap.time_after != 0) m_object.time("time_after", gap.time_after);
             m_object.end_object();
@@ -246,11 +246,11 @@ std::string_view state_text(const restart_facts& facts) {
 }
 
 template <class facts_writer>
-void tell_restart_page(facts_writer& lines, const std::string& word, const std::optional<restart_coverage>& told) {
-    lines.yes_or_no(word, told.has_value());
-    if (!told) return;
-    const restart_facts& facts = told->facts;
-    lines.yes_or_no(word + "_torn", told->torn);
+void report_restart_page(facts_writer& lines, const std::string& word, const std::optional<restart_coverage>& shown) {
+    lines.yes_or_no(word, shown.has_value());
+    if (!shown) return;
+    const restart_facts& facts = shown->facts;
+    lines.yes_or_no(word + "_torn", shown->torn);
     lines.text(word + "_version", version_text(facts));
     lines.count(word + "_system_page_size", facts.system_page_size);
     lines.count(word + "_log_page_size", facts.log_page_size);
@@ -262,21 +262,21 @@ void tell_restart_page(facts_writer& lines, const std::string& word, const std::
 }
 
 template <class facts_writer>
-void tell_pages(facts_writer& lines, const log_coverage& told) {
-    lines.count("pages_restart", told.pages.restart);
-    lines.count("pages_record", told.pages.record);
-    lines.count("pages_torn", told.pages.torn);
-    lines.count("pages_copied", told.copied_pages);
-    lines.count("pages_foreign", told.pages.foreign);
-    lines.count("pages_never_written", told.never_written);
+void report_pages(facts_writer& lines, const log_coverage& shown) {
+    lines.count("pages_restart", shown.pages.restart);
+    lines.count("pages_record", shown.pages.record);
+    lines.count("pages_torn", shown.pages.torn);
+    lines.count("pages_copied", shown.copied_pages);
+    lines.count("pages_foreign", shown.pages.foreign);
+    lines.count("pages_never_written", shown.never_written);
 }
 
 template <class facts_writer>
-void tell_records(facts_writer& lines, const log_coverage& told) {
-    const transaction_tally& tally = told.transactions;
-    lines.count("records_stored", told.records_stored);
-    lines.count("records_distinct", told.records_distinct);
-    lines.count("records_copied", told.records_stored - told.records_distinct);
+void report_records(facts_writer& lines, const log_coverage& shown) {
+    const transaction_tally& tally = shown.transactions;
+    lines.count("records_stored", shown.records_stored);
+    lines.count("records_distinct", shown.records_distinct);
+    lines.count("records_copied", shown.records_stored - shown.records_distinct);
     lines.count("records_in_whole", tally.records_of_whole);
     lines.count("records_in_cut", tally.records_of_cut);
     lines.count("records_of_checkpoints", tally.records_of_none);
@@ -285,55 +285,55 @@ void tell_records(facts_writer& lines, const log_coverage& told) {
     lines.count("transactions_undone", tally.rolled_back);
     lines.count("transactions_partly_undone", tally.partly_rolled_back);
     lines.count("transactions_cut", tally.cut);
-    lines.numbers("lsns", told.lsns);
-    lines.count("gaps", told.gaps ? std::optional<std::uint64_t>(told.gaps->size()) : std::nullopt);
-    if (told.gaps) lines.gaps(*told.gaps);
+    lines.numbers("lsns", shown.lsns);
+    lines.count("gaps", shown.gaps ? std::optional<std::uint64_t>(shown.gaps->size()) : std::nullopt);
+    if (shown.gaps) lines.gaps(*shown.gaps);
 }
 
 template <class facts_writer>
-void tell_mft(facts_writer& lines, const mft_coverage& told) {
-    lines.text("mft", told.path);
-    lines.count("mft_records", told.records);
-    lines.count("mft_in_use", told.in_use);
-    lines.times("mft_times", told.times);
-    lines.numbers("mft_usns", told.usns);
-    lines.numbers("mft_lsns", told.lsns);
-    lines.text("mft_fit", fit_text(told.fit));
+void report_mft(facts_writer& lines, const mft_coverage& shown) {
+    lines.text("mft", shown.path);
+    lines.count("mft_records", shown.records);
+    lines.count("mft_in_use", shown.in_use);
+    lines.times("mft_times", shown.times);
+    lines.numbers("mft_usns", shown.usns);
+    lines.numbers("mft_lsns", shown.lsns);
+    lines.text("mft_fit", fit_text(shown.fit));
 }
 
 template <class facts_writer>
-void tell_journal(facts_writer& lines, const journal_coverage& told) {
-    lines.text("journal", told.path);
-    lines.count("journal_records", told.records);
-    lines.count("journal_unread_bytes", told.unread_bytes);
-    lines.times("journal_times", told.times);
-    lines.numbers("journal_usns", told.usns);
-    lines.text("journal_fit", fit_text(told.fit));
+void report_journal(facts_writer& lines, const journal_coverage& shown) {
+    lines.text("journal", shown.path);
+    lines.count("journal_records", shown.records);
+    lines.count("journal_unread_bytes", shown.unread_bytes);
+    lines.times("journal_times", shown.times);
+    lines.numbers("journal_usns", shown.usns);
+    lines.text("journal_fit", fit_text(shown.fit));
 }
 
 template <class facts_writer>
-void tell_coverage(facts_writer& lines, const log_coverage& told) {
-    lines.text("summary", coverage_summary(told));
-    lines.text("log", told.path);
-    lines.count("size", told.pages.file_size);
-    lines.yes_or_no("read_to_end", told.read_to_end);
-    tell_restart_page(lines, "restart_1", told.restart[0]);
-    tell_restart_page(lines, "restart_2", told.restart[1]);
-    lines.yes_or_no("restart_agree", told.restart_agree);
-    tell_pages(lines, told);
-    tell_records(lines, told);
-    lines.times("times_by_journal", told.journal_times);
-    lines.times("times_by_record", told.record_times);
-    lines.numbers("usns", told.journal_usns);
-    lines.count("cluster_size", told.cluster_size);
-    if (told.mft) tell_mft(lines, *told.mft);
-    if (told.journal) tell_journal(lines, *told.journal);
+void report_coverage(facts_writer& lines, const log_coverage& shown) {
+    lines.text("summary", coverage_summary(shown));
+    lines.text("log", shown.path);
+    lines.count("size", shown.pages.file_size);
+    lines.yes_or_no("read_to_end", shown.read_to_end);
+    report_restart_page(lines, "restart_1", shown.restart[0]);
+    report_restart_page(lines, "restart_2", shown.restart[1]);
+    lines.yes_or_no("restart_agree", shown.restart_agree);
+    report_pages(lines, shown);
+    report_records(lines, shown);
+    lines.times("times_by_journal", shown.journal_times);
+    lines.times("times_by_record", shown.record_times);
+    lines.numbers("usns", shown.journal_usns);
+    lines.count("cluster_size", shown.cluster_size);
+    if (shown.mft) report_mft(lines, *shown.mft);
+    if (shown.journal) report_journal(lines, *shown.journal);
 }
 
-void tell_provenance(fact_lines& lines, const provenance& told) {
-    lines.text("program", told.program);
-    lines.text("command_line", joined(told.command_line, '\''));
-    for (const input_provenance& input : told.inputs) {
+void report_provenance(fact_lines& lines, const provenance& shown) {
+    lines.text("program", shown.program);
+    lines.text("command_line", joined(shown.command_line, '\''));
+    for (const input_provenance& input : shown.inputs) {
         const std::string word(input.input);
         if (input.input != "log") lines.count(word + "_size", input.size);
         lines.text(word + "_sha256", input.sha256);
@@ -345,14 +345,14 @@ void tell_provenance(fact_lines& lines, const provenance& told) {
 std::string coverage_text(const log_coverage& coverage, const std::optional<provenance>& made_of,
                           const logfile_options& options) {
     fact_lines lines(options);
-    tell_coverage(lines, coverage);
-    if (made_of) tell_provenance(lines, *made_of);  // in JSON an object of its own
+    report_coverage(lines, coverage);
+    if (made_of) report_provenance(lines, *made_of);  // in JSON an object of its own
     return lines.take();
 }
 
 void write_coverage_object(const log_coverage& coverage, uni::fileio_output& report_sink) {
     fact_object object(report_sink);
-    tell_coverage(object, coverage);
+    report_coverage(object, coverage);
     object.end();
 }
 

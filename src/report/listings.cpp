@@ -29,8 +29,8 @@ public:
     }
     void field(std::uint64_t number) { field(format_number(number, false)); }
 
-    void end_line(std::string_view name, std::string_view behind) {
-        m_text.append(name).append(behind).append(1, '\n');
+    void end_line(std::string_view name, std::string_view after) {
+        m_text.append(name).append(after).append(1, '\n');
         if (m_text.size() >= written_at_once) write();
     }
     void end() {
@@ -103,7 +103,7 @@ void merge_journal_data(const evidence& stores, std::span<const merged_record> m
     for (std::size_t at = 0; at < merged.size(); ++at) {
         const inode_record& element = stores.log.log_inode_records[at];
         const auto [store_index, unique] = merged[at];
-        if (store_index == 0) continue;  // Kept: position 0 is not told from none
+        if (store_index == 0) continue;  // Kept: position 0 counts as none
         const bool conflict = (store_index & _inode_collection::name_conflict) != 0;
         const std::uint64_t position = store_index & ~_inode_collection::name_conflict;
         const inode_record& stored = stores.inodes.records[position];

@@ -20,7 +20,7 @@ struct merged_record {
     bool unique = false;
 };
 
-// Lists what became of the journal records found in the log, of which `merged` tells one by one.
+// Lists what became of the journal records found in the log, of which `merged` states each.
 void merge_journal_data(const evidence& stores, std::span<const merged_record> merged, const row_style& style,
                         diagnostics& diags);
 
