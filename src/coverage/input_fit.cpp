@@ -35,11 +35,11 @@ public:
     mft_comparison(const evidence& stores, const std::vector<logged_usn>& logged)
         : m_log(stores.log),
           m_logged(logged),
-          m_place{.record_size = stores.inodes.record_size},
+          m_geometry{.record_size = stores.inodes.record_size},
           m_by_lsn(index_entries(stores.log, &log_entry::this_lsn)) {
-        const auto cluster_size = find_told_sizes(m_log).cluster;
+        const auto cluster_size = find_volume_geometry(m_log).cluster;
         m_cluster_known = cluster_size.has_value();
-        if (m_cluster_known) m_place.cluster_size = *cluster_size;
+        if (m_cluster_known) m_geometry.cluster_size = *cluster_size;
         const auto& records = m_by_lsn.entries();
         if (!records.empty()) {
             m_first = records.front().key;
@@ -76,7 +76,7 @@ private:
         if (!position) return false;
         const log_entry& entry = m_log.entries[*position];
         if (!m_cluster_known && entry.get(record_layout::target_vcn) != 0) return true;
-        if (targets_file_record(entry) && file_record_at(entry, m_place) == record.inode) {
+        if (targets_file_record(entry) && file_record_at(entry, m_geometry) == record.inode) {
             ++fit.agree;
         } else {
             ++fit.wrong_place;
@@ -95,7 +95,7 @@ private:
 
     const log_store& m_log;
     const std::vector<logged_usn>& m_logged;
-    mft_place m_place;
+    mft_geometry m_geometry;
     bool m_cluster_known = false;
     const uni::sealed_index m_by_lsn;
     std::uint64_t m_first = 0;  // LSN of the log

@@ -20,8 +20,8 @@ std::uint64_t change_time_in(uni::byte_view part, std::uint32_t begin) {
 }
 
 std::uint64_t raised_time(const log_entry& entry, const record_fact& written) {
-    const std::uint64_t before = change_time_in(exact_undo(entry), written.place);
-    const std::uint64_t after = change_time_in(written.data, written.place);
+    const std::uint64_t before = change_time_in(exact_undo(entry), written.offset);
+    const std::uint64_t after = change_time_in(written.data, written.offset);
     return before != 0 && before < after ? after : 0;
 }
 
@@ -36,13 +36,13 @@ std::uint64_t change_time_of(uni::byte_view bytes) {
 // Goes through the records of one transaction.
 class change_times {
 public:
-    explicit change_times(const mft_place& place) : m_place(place) {}
+    explicit change_times(const mft_geometry& geometry) : m_geometry(geometry) {}
 
     void begin() { ++m_transaction; }
 
     // `lost`: what may stand before the record is not in the log.
     void add(const log_entry& entry, bool lost) {
-        const record_fact fact = proved_fact(entry, m_place);
+        const record_fact fact = proved_fact(entry, m_geometry);
         if (fact.kind == fact_kind::standard_written) {
             keep(entry, raised_time(entry, fact));
         } else if (fact.kind == fact_kind::image_before) {
@@ -61,7 +61,7 @@ private:
         if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
     }
 
-    const mft_place& m_place;
+    const mft_geometry& m_geometry;
     std::vector<logged_time> m_times;
     std::uint32_t m_transaction = 0;            // its number
     uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
@@ -73,7 +73,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
     std::vector<logged_usn> found;
     for (const log_entry& entry : log.entries) {
         if (entry.redo_op != operation_code::update_nonresident_value) continue;
-        const record_fact fact = proved_fact(entry, log.place);
+        const record_fact fact = proved_fact(entry, log.geometry);
         if (fact.kind != fact_kind::journal_record) continue;
         const usn_record record = *read_usn_record(fact.data);
         found.push_back({.lsn = entry.this_lsn,
@@ -90,7 +90,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
 }
 
 std::vector<logged_time> logged_change_times(const log_store& log) {
-    change_times times(log.place);
+    change_times times(log.geometry);
     for (const chain_head& chain : log.chain_heads) {
         times.begin();
         bool lost = chain.cut;  // what went before the first record

@@ -78,21 +78,21 @@ bool parse_and_report(const run_context& run) {
 }
 
 struct guard_word {
-    bool left_out::*reached;
+    bool limits_hit::*reached;
     std::string_view word;
 };
 constexpr guard_word guard_words[] = {
-    {&left_out::paths, "paths"},
-    {&left_out::extension_records, "extension records"},
-    {&left_out::index_runs, "index runs"},
-    {&left_out::parents, "parents"},
-    {&left_out::attribute_lists, "attribute lists"},
-    {&left_out::standard_values, "times and attributes"},
-    {&left_out::files, "files"},
+    {&limits_hit::paths, "paths"},
+    {&limits_hit::extension_records, "extension records"},
+    {&limits_hit::index_runs, "index runs"},
+    {&limits_hit::parents, "parents"},
+    {&limits_hit::attribute_lists, "attribute lists"},
+    {&limits_hit::standard_values, "times and attributes"},
+    {&limits_hit::files, "files"},
 };
 
 // The report is not whole, and does not look so: that is told whatever the options say.
-void say_limits(const left_out& omitted) {
+void say_limits(const limits_hit& omitted) {
     std::string text;
     for (const guard_word& guard : guard_words) {
         if (omitted.*guard.reached) text.append(text.empty() ? "limits reached: " : ", ").append(guard.word);

@@ -12,11 +12,11 @@ namespace {
 
 void settle_sizes(log_store& store, const logfile_options& options) {
     if (options.told_cluster_size || options.show_events) {
-        const told_sizes told = find_told_sizes(store);
-        store.place.cluster_size = told.cluster.value_or(store.place.cluster_size);
-        store.place.record_size = told.file_record.value_or(store.place.record_size);
+        const volume_geometry told = find_volume_geometry(store);
+        store.geometry.cluster_size = told.cluster.value_or(store.geometry.cluster_size);
+        store.geometry.record_size = told.file_record.value_or(store.geometry.record_size);
     }
-    store.place.cluster_size = options.cluster_size.value_or(store.place.cluster_size);
+    store.geometry.cluster_size = options.cluster_size.value_or(store.geometry.cluster_size);
 }
 
 }  // namespace

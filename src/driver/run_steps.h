@@ -14,7 +14,7 @@ namespace kest {
 struct run_findings {
     bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
                               // rest, and fails
-    left_out omitted;
+    limits_hit omitted;
 };
 
 // What the kinds of runs work with. The results file is open, and the run's header stands in it.

@@ -70,7 +70,7 @@ std::string warnings_of_clusters(const log_store& store, const logfile_options& 
     const bool reckons = !options.stats_requested && !options.show_coverage && !options.show_events;
     if (options.told_cluster_size || (!options.cluster_size && !(reckons && tells_rows(options.shape)))) return {};
     const std::uint32_t used = options.cluster_size.value_or(usual_cluster_size);
-    const std::uint32_t stated = find_told_sizes(store).cluster.value_or(used);
+    const std::uint32_t stated = find_volume_geometry(store).cluster.value_or(used);
     if (stated == used) return {};
     return options.cluster_size ? words_on_clusters(stated, used, "-cluster_size says ", {})
                                 : words_on_clusters(stated, used, "rows reckon with ", ": -cluster_size auto");

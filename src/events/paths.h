@@ -21,7 +21,7 @@ struct folder_path {
 class folder_paths {
 public:
     // `omitted` is told of paths that were cut.
-    folder_paths(name_history& names, left_out& omitted) : m_names(names), m_omitted(omitted) {}
+    folder_paths(name_history& names, limits_hit& omitted) : m_names(names), m_omitted(omitted) {}
 
     // Valid until the next call.
     const folder_path& at(inode_ref folder, std::uint64_t lsn);
@@ -44,7 +44,7 @@ private:
     bool meet(inode_ref folder);
 
     name_history& m_names;
-    left_out& m_omitted;
+    limits_hit& m_omitted;
     folder_path m_path;
     std::vector<held_name> m_parts;        // from the folder up
     uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it

@@ -21,7 +21,7 @@ struct event_inputs {
     const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
     const uni::file* journal;         // the journal file, open; null: none
     bool guesses_allowed;
-    left_out& omitted;  // what guards leave out of the events
+    limits_hit& omitted;  // what guards leave out of the events
 };
 
 // Tells what the log's transactions prove, by the LSN of their first records, and the events of one in the order of its

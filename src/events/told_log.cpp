@@ -44,14 +44,14 @@ private:
     void add_record(std::uint32_t position) {
         const log_entry& entry = m_log.entries[position];
         note_operation(entry);
-        const record_fact fact = proved_fact(entry, m_log.place);
+        const record_fact fact = proved_fact(entry, m_log.geometry);
         if (fact.kind == fact_kind::none) return;
         told_fact& told = m_told.facts.emplace_back();
         told.lsn = entry.this_lsn;
         told.file = fact.file;
         told.data = fact.data;
         told.entry = position;
-        told.place = fact.place;
+        told.place = fact.offset;
         told.kind = fact.kind;
         told.undone = m_states.rolled_back[position];
         tell_rewrites(told);

@@ -141,7 +141,7 @@ row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, 
     for (const char c : style.separator + "\"\r\n")
         m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
     if (!style.quotes && std::ranges::any_of(m_columns, &row_column::marks_separator))
-        m_telling = telling_character(style.separator).value_or("");
+        m_separating = separating_character(style.separator).value_or("");
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -164,7 +164,7 @@ void row_writer::write_header() {
 // Few rows hold a line end: they are looked for in the finished line.
 void row_writer::emit_row(result_row& row) {
     write_header();
-    if (!m_telling.empty()) mark_separators(row);
+    if (!m_separating.empty()) mark_separators(row);
     if (put_line(row, m_style.marks_line_ends)) return;
     mark_line_ends(row);
     put_line(row, false);
@@ -255,11 +255,11 @@ void row_writer::mark_separators(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
         if (!m_columns[at].marks_separator || cell.type == result_cell::kind::number) continue;
-        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        if (cell.value().find(m_separating) == std::string_view::npos) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;
         cell.text.clear();
-        append_marked_text(cell.text, text, m_telling);
+        append_marked_text(cell.text, text, m_separating);
     }
 }
 

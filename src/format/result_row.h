@@ -97,7 +97,8 @@ private:
     uni::fileio_output& m_sink;
     const row_style& m_style;
     bool m_base16;
-    std::string m_telling;  // the character of the separator that values do not hold; none if none has to be kept out
+    std::string
+        m_separating;  // the character of the separator that values do not hold; none if none has to be kept out
     bool m_header_due = true;
     std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;

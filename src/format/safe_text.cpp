@@ -150,7 +150,7 @@ bool append_safe(std::string& out, reader text, bool is_name) {
 
 // What times, paths, reasons and the notation of details are made of, and those that are in nearly all of these.
 constexpr std::string_view own_marks = "_-.,;\\<>()*";
-constexpr std::string_view untelling = " :=[]";
+constexpr std::string_view too_common = " :=[]";
 
 constexpr bool is_letter_or_digit(char32_t point) {
     return (point >= '0' && point <= '9') || (point >= 'A' && point <= 'Z') || (point >= 'a' && point <= 'z');
@@ -182,7 +182,7 @@ void append_quoted_text(std::string& out, std::string_view text) {
 }
 
 // One that our own text rarely holds is best.
-std::optional<std::string_view> telling_character(std::string_view separator) {
+std::optional<std::string_view> separating_character(std::string_view separator) {
     if (separator.find_first_of("\n\r\"") != separator.npos) return std::nullopt;
     std::optional<std::string_view> found;
     while (!separator.empty()) {
@@ -192,7 +192,7 @@ std::optional<std::string_view> telling_character(std::string_view separator) {
         if (is_shapeless(point)) return std::string_view();
         const std::string_view character = separator.substr(0, bytes);
         separator.remove_prefix(bytes);
-        if (is_letter_or_digit(point) || untelling.find(character) != untelling.npos) continue;
+        if (is_letter_or_digit(point) || too_common.find(character) != too_common.npos) continue;
         if (own_marks.find(character) == own_marks.npos) return character;
         if (!found) found = character;
     }

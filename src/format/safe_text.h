@@ -28,7 +28,7 @@ void append_quoted_text(std::string& out, std::string_view text);
 // The character of a separator of fields that a value must not hold: then no field becomes two. Empty where no value
 // holds what is in it. Nothing for a separator that cannot be distinguished from values: line ends, quotes, and such as
 // have nothing but letters, digits, blanks, ":", "=" and brackets, which words and the notation of details are made of.
-std::optional<std::string_view> telling_character(std::string_view separator);
+std::optional<std::string_view> separating_character(std::string_view separator);
 // Appends the text with that character as a word wherever it stands.
 void append_marked_text(std::string& out, std::string_view text, std::string_view character);
 

@@ -83,7 +83,7 @@ struct log_store {
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
     carry_buffer carry;
 
-    mft_place place;  // what record numbers are derived with; set after the scan
+    mft_geometry geometry;  // what record numbers are derived with; set after the scan
 
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;

@@ -93,7 +93,7 @@ private:
 
 }  // namespace
 
-std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts) {
+std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts) {
     constexpr unsigned lsn_bits = 64;
     constexpr unsigned fewest = 9;  // a page
     constexpr unsigned most = 60;   // bits of a file offset
@@ -111,7 +111,7 @@ std::optional<lsn_layout> stated_layout(const log_store& log) {
         const auto facts = read_restart_page(std::span<const std::uint8_t>(image));
         if (facts && (!later || facts->current_lsn > later->current_lsn)) later = facts;
     }
-    return later ? told_lsn_layout(*later) : std::nullopt;
+    return later ? lsn_layout_of(*later) : std::nullopt;
 }
 
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout) {

@@ -25,7 +25,7 @@ struct lsn_layout {
 };
 
 // Nothing if the page does not say all of it, if it cannot be true, or for pages of another size than 4096 bytes.
-std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts);
+std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts);
 
 // What the later of the two restart pages states: they are written in turn, and the one with the higher LSN counts.
 std::optional<lsn_layout> stated_layout(const log_store& log);

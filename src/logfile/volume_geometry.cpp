@@ -36,23 +36,23 @@ std::uint32_t stated_record_size(const log_entry& entry) {
     return blocks == 2 || blocks == 8 ? blocks * block_size : 0;
 }
 
-std::uint64_t place_in_cluster(const log_entry& entry) {
+std::uint64_t offset_in_cluster(const log_entry& entry) {
     return std::uint64_t{entry.get(cluster_block_offset)} * block_size;
 }
 
-std::uint64_t file_record_at(const log_entry& entry, const mft_place& place) {
+std::uint64_t file_record_at(const log_entry& entry, const mft_geometry& geometry) {
     const std::uint64_t vcn = entry.get(target_vcn);
     if (vcn > highest_vcn) return 0;
     const std::uint32_t stated = stated_record_size(entry);
     const std::uint64_t number =
-        (vcn * place.cluster_size + place_in_cluster(entry)) / (stated != 0 ? stated : place.record_size);
+        (vcn * geometry.cluster_size + offset_in_cluster(entry)) / (stated != 0 ? stated : geometry.record_size);
     return number < most_file_records ? number : 0;
 }
 
 // Kept: with clusters of 4096 bytes the file records of the first cluster are not distinguished from record 0.
-std::uint64_t record_inode(const log_entry& entry, const mft_place& place) {
+std::uint64_t record_inode(const log_entry& entry, const mft_geometry& geometry) {
     if (!record_has_inode(entry)) return 0;
-    if (place.cluster_size != usual_cluster_size) return file_record_at(entry, place);
+    if (geometry.cluster_size != usual_cluster_size) return file_record_at(entry, geometry);
     const std::uint64_t vcn = entry.get(target_vcn);
     const std::uint64_t per_cluster = usual_cluster_size / stated_record_size(entry);
     return vcn != 0 ? file_record_in_cluster(entry.get(cluster_block_offset)) + per_cluster * vcn : 0;
@@ -97,14 +97,14 @@ void vote_for_cluster(size_votes& votes, const log_entry& entry, const file_reco
     if (!number || vcn == 0) return;
     const std::uint32_t stated = stated_record_size(entry);
     const std::uint64_t offset = *number * (stated != 0 ? stated : record.record_room());
-    if (offset <= place_in_cluster(entry)) return;
-    const std::uint64_t before = offset - place_in_cluster(entry);
+    if (offset <= offset_in_cluster(entry)) return;
+    const std::uint64_t before = offset - offset_in_cluster(entry);
     if (before % vcn == 0) votes.add(before / vcn);
 }
 
 }  // namespace
 
-told_sizes find_told_sizes(const log_store& log) {
+volume_geometry find_volume_geometry(const log_store& log) {
     size_votes cluster;
     size_votes file_record;
     for (const log_entry& entry : log.entries) {

@@ -29,9 +29,9 @@ std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, 
         }
     }
     if (!parent) return position;
-    const parent_news news = add_parent(target, *parent);
-    known = news != parent_news::added;
-    if (news == parent_news::no_room) collection.omitted.parents = true;
+    const parent_entry news = add_parent(target, *parent);
+    known = news != parent_entry::added;
+    if (news == parent_entry::no_room) collection.omitted.parents = true;
     return position;
 }
 

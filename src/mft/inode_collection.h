@@ -39,7 +39,7 @@ public:
     bool all_records = false;          // store files too, not only directories
     std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
-    left_out omitted;
+    limits_hit omitted;
     // A read failed before the file's end, or memory ran out: records are missing. Also noted where the file is only
     // looked into again.
     mutable bool incomplete = false;

@@ -75,12 +75,12 @@ inline constexpr std::string_view unknown_path = "<unk_path>\\";
 
 inline constexpr std::size_t most_parents = 1024;  // a file has no more names
 
-enum class parent_news { added, known, no_room };
+enum class parent_entry { added, known, no_room };
 
 // Enters a further parent of a file. No room: it has as many as there can be, and this one is not kept.
-inline parent_news add_parent(inode_record& record, inode_ref parent) {
-    if (record.parents.size() >= most_parents && !record.parents.contains(parent)) return parent_news::no_room;
-    return record.parents.insert(parent) ? parent_news::added : parent_news::known;
+inline parent_entry add_parent(inode_record& record, inode_ref parent) {
+    if (record.parents.size() >= most_parents && !record.parents.contains(parent)) return parent_entry::no_room;
+    return record.parents.insert(parent) ? parent_entry::added : parent_entry::known;
 }
 
 }  // namespace kest

@@ -6,7 +6,7 @@ namespace kest {
 
 // What of an MFT, or of what a log states of files, was left out since evidence made to do harm could ask for any
 // amount of it.
-struct left_out {
+struct limits_hit {
     bool paths = false;              // the folder has a mark in place of all that lies above it
     bool extension_records = false;  // not read
     bool index_runs = false;         // of folders; not searched for the owner of a cluster
@@ -18,9 +18,9 @@ struct left_out {
 
 // What may be spent on evidence: by each record its own share, and beyond that by all together what is shared. So what
 // some records ask for beyond measure takes from no other record its share.
-class allowance {
+class budget {
 public:
-    allowance(std::uint64_t share, std::uint64_t common) : m_share(share), m_common(common) {}
+    budget(std::uint64_t share, std::uint64_t common) : m_share(share), m_common(common) {}
 
     void begin_record() { m_own = m_share; }
     void add_common(std::uint64_t amount) { m_common += amount; }

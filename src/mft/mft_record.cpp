@@ -177,7 +177,7 @@ private:
     // nonzero ones the sizes.
     void take_file_name(uni::byte_view value) {
         using namespace file_name_layout;
-        if (add_parent(m_record, inode_ref(value.get(parent))) == parent_news::no_room) {
+        if (add_parent(m_record, inode_ref(value.get(parent))) == parent_entry::no_room) {
             m_source.omitted.parents = true;
         }
         if (value.get(name_space) == dos_name_space) return;

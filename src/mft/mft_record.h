@@ -17,11 +17,11 @@ struct mft_source {
     std::uint64_t base_offset = 0;  // bytes; where the MFT begins in its file
     std::uint32_t record_size = 0;  // bytes
     std::uint32_t parse_mask = 0;   // parse_bits of the MFT reader
-    allowance reads;                // of extension records and of clusters of attribute lists
-    allowance runs;                 // of index allocations that are kept
+    budget reads;                   // of extension records and of clusters of attribute lists
+    budget runs;                    // of index allocations that are kept
 
     // What came of it.
-    left_out& omitted;
+    limits_hit& omitted;
     std::vector<std::uint8_t> odd_name =
         {};                    // of the record read last, in UTF-16, where its text does not say all of it
     bool read_failed = false;  // before the file's end

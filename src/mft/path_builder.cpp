@@ -129,7 +129,7 @@ private:
     std::vector<path_component> m_components;
     std::vector<std::uint32_t> m_marks;  // by position: the last walk that listed the record
     std::uint32_t m_walk = 0;
-    allowance m_room;  // bytes of paths
+    budget m_room;  // bytes of paths
     std::string m_text;
 };
 

@@ -30,11 +30,11 @@ struct record_fact {
     inode_ref file;       // sequence number 0: the record does not state it
     uni::byte_view data;  // the log's own bytes
     // Bytes: where the attribute lies in the file record; for `standard_written` where the data begin in the value.
-    std::uint16_t place = 0;
+    std::uint16_t offset = 0;
 };
 
 // One fact at most. The redo side says what came, the undo side what went. Only what is whole inside of the bytes that
 // the record states counts, nothing of a record that undoes another one.
-record_fact proved_fact(const log_entry& entry, const mft_place& place);
+record_fact proved_fact(const log_entry& entry, const mft_geometry& geometry);
 
 }  // namespace kest

@@ -77,7 +77,7 @@ void set_separator(cmd_params& options, std::string_view separator) {
 
 // Kept: runs with the first options take whatever separator they are given.
 void set_chosen_separator(option_parse& parse, const std::string& value) {
-    if (parse.options.extended && !is_tab_word(value) && !telling_character(value)) {
+    if (parse.options.extended && !is_tab_word(value) && !separating_character(value)) {
         refuse(parse, warning_line("separator cannot be told from values, aborting", value));
     } else {
         set_separator(parse.options, value);

@@ -67,11 +67,6 @@ void progress_line(std::size_t width, std::string_view text) {
     last_write = now;
 }
 
-void flush_console() {
-    const std::lock_guard lock(console_mutex);
-    write_held();
-}
-
 void clear_status() {
     console_write(clear_line);
 }

@@ -19,9 +19,8 @@ void console_write(std::string_view text);
 void status_line(std::size_t width, std::string_view text);
 
 // The same for a fast run of lines: it may be held back for up to a twentieth of a second, so that the run costs
-// few writes. Whatever is said next, or `flush_console`, sends it first.
+// few writes. Whatever is said next sends it first.
 void progress_line(std::size_t width, std::string_view text);
-void flush_console();
 
 // Says whether somebody may be reading along.
 bool console_is_terminal();

@@ -85,8 +85,8 @@ private:
     file_tie m_tie;
     found_file m_candidate;
     // Every row may enter a copy of some record in the store.
-    allowance m_parents_copied{16, 1 << 20};
-    allowance m_names_copied{512, 16 << 20};          // bytes
+    budget m_parents_copied{16, 1 << 20};
+    budget m_names_copied{512, 16 << 20};             // bytes
     const uni::shared_text* m_parent_path = nullptr;  // of the directory that gave the candidate its path; in the store
 };
 

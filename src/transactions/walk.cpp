@@ -235,7 +235,7 @@ private:
     std::optional<inode_ref> own_file(const log_entry& entry, inode_ref named) const {
         if (named.number() != 0) return named;
         if (!record_has_inode(entry)) return std::nullopt;
-        const std::uint64_t number = record_inode(entry, m_stores.log.place);
+        const std::uint64_t number = record_inode(entry, m_stores.log.geometry);
         if (number == 0 && entry.get(record_layout::target_vcn) == 0) return std::nullopt;
         return inode_ref(number, named.sequence());
     }

@@ -56,7 +56,7 @@ TEST(safe_text, is_told_from_separators_by_one_character) {
         {" : ", {}},  {"=", {}},   {"|\n", {}},  {"\"|", {}},
     };
     for (const auto& [separator, character] : rows)
-        EXPECT_EQ(telling_character(separator), character) << separator;
+        EXPECT_EQ(separating_character(separator), character) << separator;
     std::string marked;
     append_marked_text(marked, "\u00A6a\u00A6", "\u00A6");
     append_marked_text(marked, "b|c|", "|");
