@@ -114,9 +114,9 @@ bool store_record(log_store& store, uni::byte_view bytes, std::uint64_t file_off
 bool store_carried_record(log_store& store) {
     const uni::byte_view carried = store.carry.bytes();
     try {
-        uni::byte_block& block = store.blocks.emplace_back(carried.size());
-        std::copy_n(carried.bytes().begin(), carried.size(), block.begin());
-        return store_record(store, std::span<const std::uint8_t>(block), store.carry.file_offset(), true);
+        const uni::byte_block& block = store.blocks.emplace_back(carried.size());
+        std::copy_n(carried.bytes().begin(), carried.size(), block.bytes().begin());
+        return store_record(store, block.bytes(), store.carry.file_offset(), true);
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
         return false;
@@ -246,7 +246,7 @@ void scan_blocks(log_store& store, const uni::file& file) {
     std::span<std::uint8_t> room;
     bool readable = true;  // a failed read ends the log there
     while (readable && reader.advance()) {
-        if (room.size() < least_room) room = store.blocks.emplace_back(block_size);
+        if (room.size() < least_room) room = store.blocks.emplace_back(block_size).bytes();
         const uni::block_reader::block block = reader.read(room);
         room = room.subspan(scan_stretch(store, room.first(block.bytes), block.offset));
         readable = !block.failed;
@@ -303,7 +303,7 @@ bool scan_logfile(log_store& store, const std::string& path) {
 bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
     if (store.pages) store.pages->file_size = bytes.size();
-    const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size());
+    const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
     std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
     scan_stretch(store, copy, 0);
     link_chains(store);

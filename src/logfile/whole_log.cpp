@@ -108,8 +108,9 @@ private:
             if (size <= record.size()) {
                 keep(record.slice(0, size), page.file_offset + at, false);
             } else if (join(page, record, size)) {
-                const auto& block = m_store.blocks.emplace_back(m_joined.begin(), m_joined.end());
-                keep(std::span<const std::uint8_t>(block), page.file_offset + at, true);
+                const auto& block = m_store.blocks.emplace_back(m_joined.size());
+                std::ranges::copy(m_joined, block.bytes().begin());
+                keep(block.bytes(), page.file_offset + at, true);
             }
             at = aligned(at + size);
         }

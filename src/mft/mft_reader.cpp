@@ -53,12 +53,12 @@ public:
           m_chunk(records_in_chunk * collection.record_size) {}
 
     void run() {
-        uni::byte_block block(m_chunk * chunks_in_block);
+        const uni::byte_block block(m_chunk * chunks_in_block);
         uni::block_reader reader(m_source.file, m_source.base_offset, m_source.base_offset + m_store.total_size,
                                  m_chunk);
         while (m_records_wanted != 0 && reader.advance()) {
-            const uni::block_reader::block arrived = reader.read(block);
-            read_block(std::span(block).first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
+            const uni::block_reader::block arrived = reader.read(block.bytes());
+            read_block(block.bytes().first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
         }
         if (m_source.read_failed) m_store.incomplete = true;
     }

@@ -31,6 +31,10 @@ void free_pages(void* memory, std::size_t size) {
     ::operator delete (memory, std::align_val_t{large_page});
 }
 
+byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size)), deleter{size}) {
+    if (m_bytes == nullptr) throw std::bad_alloc();
+}
+
 void release_pages(std::span<std::uint8_t> bytes) {
     static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     void* first = bytes.data();

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <span>
-#include <utility>
 #include <vector>
 
 namespace uni {
@@ -18,8 +17,7 @@ inline constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
 void* allocate_pages(std::size_t size);
 void free_pages(void* memory, std::size_t size);  // with the size that was asked for
 
-// For vectors that grow with the evidence. Elements without an initialiser of their own begin unsettled: something is
-// about to be read into them.
+// For vectors that grow with the evidence.
 template <class element>
 struct large_page_allocator {
     using value_type = element;
@@ -34,14 +32,6 @@ struct large_page_allocator {
         if (memory == nullptr) throw std::bad_alloc();
         return static_cast<element*>(memory);
     }
-    template <class constructed, class... arguments>
-    void construct(constructed* at, arguments&&... from) {
-        if constexpr (sizeof...(from) == 0) {
-            ::new (static_cast<void*>(at)) constructed;
-        } else {
-            std::construct_at(at, std::forward<arguments>(from)...);
-        }
-    }
     void deallocate(element* memory, std::size_t count) { free_pages(memory, count * sizeof(element)); }
 
     template <class other>
@@ -53,8 +43,21 @@ struct large_page_allocator {
 template <class element>
 using large_vector = std::vector<element, large_page_allocator<element>>;
 
-// Bytes that something is read into; they stay where they are when the block moves.
-using byte_block = large_vector<std::uint8_t>;
+// An owned run of bytes that stays where it is when its owner moves. Its contents begin unsettled, since something
+// is about to be read into it: a vector would go over them one by one where nothing is optimised.
+class byte_block {
+public:
+    explicit byte_block(std::size_t size);  // throws std::bad_alloc
+
+    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_bytes.get_deleter().size}; }
+
+private:
+    struct deleter {
+        std::size_t size = 0;
+        void operator()(std::uint8_t* bytes) const { free_pages(bytes, size); }
+    };
+    std::unique_ptr<std::uint8_t[], deleter> m_bytes;
+};
 
 // Gives the whole pages that lie in some bytes of a block back to the system. What the bytes hold is unsettled then.
 void release_pages(std::span<std::uint8_t> bytes);
