@@ -35,6 +35,7 @@ constexpr character_range shapeless[] = {
     {0xFEFF, 0xFEFF},    // zero width
     {0xFFA0, 0xFFA0},    // filler
     {0xFFF0, 0xFFFB},    // annotations
+    {0x13430, 0x1343F},  // joiners of hieroglyphs
     {0x1BCA0, 0x1BCA3},  // controls of shorthand
     {0x1D173, 0x1D17A},  // controls of music
     {0xE0000, 0xE0FFF},  // tags and variations
@@ -132,7 +133,8 @@ bool append_safe(std::string& out, reader text, bool is_name) {
     char* put = plain;
     while (!text.at_end()) {
         const char32_t point = text.next();
-        if ((point == '[' && word_follows(text)) || (is_name && is_separator(point)) || is_shapeless(point)) {
+        const bool misleads_in_name = is_separator(point) || (point == ' ' && text.at_end());
+        if ((point == '[' && word_follows(text)) || (is_name && misleads_in_name) || is_shapeless(point)) {
             out.append(plain, put);
             put = plain;
             append_word(out, point);
