@@ -113,7 +113,10 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = parse_and_report({options, outputs, report, findings});
+        const run_context run{options, outputs, report, findings};
+        reported = parse_and_report(run);
+        for (const std::string& path : report.unread_inputs())
+            say_reading_failed(run, path);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
