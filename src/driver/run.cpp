@@ -52,7 +52,9 @@ void tell_what_is_needed(const logfile_options& options, const std::string& head
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.have_log || options.lists_logs()) {
+    if (options.extended && options.lists_logs()) {
+        uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
+    } else if (options.have_log || options.lists_logs()) {
         write_usage();
     } else {
         uni::console_write("Need to specify a $LogFile in your arguments [-log <file>]\n\n");
