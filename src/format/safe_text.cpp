@@ -29,6 +29,7 @@ constexpr character_range shapeless[] = {
     {0x200B, 0x200F},    // zero width, joiners, directions
     {0x2028, 0x202E},    // line ends, directions
     {0x2060, 0x206F},    // joiners, operators that are not seen, directions
+    {0x2800, 0x2800},    // a blank of Braille
     {0x3164, 0x3164},    // filler
     {0xD800, 0xDFFF},    // surrogates
     {0xFE00, 0xFE0F},    // variations

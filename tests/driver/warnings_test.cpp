@@ -149,7 +149,9 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
         {{"-log", m_log, "-csv_separator", "a;"}, 0, ""},
         {{"-log", m_log, "-hostname", "-undo"}, -1, "taken as a value: -hostname -undo\n"},
         {{"-log", m_log, "-hostname", "-strict"}, -1, "taken as a value, aborting: -hostname -strict\n"},
-        {{"-pipe", "-mftfile", m_mft, "-jsonl"}, -1, "a list takes logs only: -mftfile and -jrnlfile need a run for each log\n"},
+        {{"-pipe", "-mftfile", m_mft, "-jsonl"},
+         -1,
+         "a list takes logs only: -mftfile and -jrnlfile need a run for each log\n"},
         {{"-log", m_log, "-csv_separator", "TAB"}, 0, ""},
     };
     for (const auto& [args, status, said] : rows) {
