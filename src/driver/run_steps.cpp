@@ -1,5 +1,7 @@
 #include "driver/run_steps.h"
 
+#include <algorithm>
+
 #include "logfile/scanner.h"
 #include "logfile/told_sizes.h"
 #include "logfile/whole_log.h"
@@ -43,6 +45,9 @@ void say_parsing_failed(const logfile_options& options, const std::string& path,
 
 void say_reading_failed(const run_context& run, const std::string& path) {
     run.findings.unreadable = true;
+    argument_list& said = run.findings.said_unreadable;
+    if (std::ranges::find(said, path) != said.end()) return;
+    said.push_back(path);
     uni::console_write("prob reading file: " + path + '\n');
 }
 

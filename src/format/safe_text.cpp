@@ -29,6 +29,7 @@ constexpr character_range shapeless[] = {
     {0x200B, 0x200F},    // zero width, joiners, directions
     {0x2028, 0x202E},    // line ends, directions
     {0x2060, 0x206F},    // joiners, operators that are not seen, directions
+    {0x2800, 0x2800},    // a blank of Braille
     {0x3164, 0x3164},    // filler
     {0xD800, 0xDFFF},    // surrogates
     {0xFE00, 0xFE0F},    // variations
@@ -152,8 +153,8 @@ bool append_safe(std::string& out, reader text, bool is_name) {
 }
 
 // What times, paths, reasons and the notation of details are made of, and those that are in nearly all of these.
-constexpr std::string_view own_marks = "_-.,;\\<>()*";
-constexpr std::string_view untelling = " :=[]";
+constexpr std::string_view own_marks = "-.,;\\<>()*";
+constexpr std::string_view untelling = " :=[]_";  // "_" is in titles
 
 constexpr bool is_letter_or_digit(char32_t point) {
     return (point >= '0' && point <= '9') || (point >= 'A' && point <= 'Z') || (point >= 'a' && point <= 'z');
@@ -190,7 +191,7 @@ std::optional<std::string_view> telling_character(std::string_view separator) {
     std::optional<std::string_view> found;
     while (!separator.empty()) {
         const std::size_t bytes = uni::utf8_character_bytes(separator);
-        if (bytes == 0) return std::string_view();
+        if (bytes == 0) return std::nullopt;  // may be part of a character in a value
         const char32_t point = uni::utf8_character(separator, bytes);
         if (is_shapeless(point)) return std::string_view();
         const std::string_view character = separator.substr(0, bytes);

@@ -280,6 +280,17 @@ constexpr option_row option_rows[] = {
     {"-quiet", takes::flag, [](option_parse& p, const std::string&) { p.options.show_progress = false; }},
 };
 
+// An option whose value was forgotten takes the next one for it.
+void judge_value(option_parse& parse, const option_row& row, const std::string& value) {
+    if (value.size() <= 2 || value.front() != '-' || value[1] < 'A') return;  // "-5" is no option
+    const std::string shown = std::string(row.name) + ' ' + value;
+    if (equal_folded(value, "-strict")) {
+        refuse(parse, warning_line("taken as a value, aborting", shown));
+    } else {
+        warn(parse.options, "taken as a value", shown);
+    }
+}
+
 bool take(const option_row& row, const option_parse& parse, std::string& value) {
     if (row.kind == takes::flag) return take_flag(row.name, parse.args);
     if (row.kind == takes::value_for_filters && parse.options.filters.empty()) return false;
@@ -289,6 +300,8 @@ bool take(const option_row& row, const option_parse& parse, std::string& value) 
 void apply_row(const option_row& row, option_parse& parse) {
     std::string value;
     while (take(row, parse, value)) {
+        judge_value(parse, row, value);
+        if (parse.refused) return;
         if (row.apply != nullptr) row.apply(parse, value);
         parse.given[static_cast<std::size_t>(row.group)].emplace_back(row.name);
         if (row.kind != takes::values) return;

@@ -147,6 +147,11 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
         {{"-log", m_log, "-csv_separator", "tabs"}, -1, "separator cannot be told from values, aborting: tabs\n"},
         {{"-log", m_log, "-csv_separator", ";\n"}, -1, "separator cannot be told from values, aborting: ;[LF]\n"},
         {{"-log", m_log, "-csv_separator", "a;"}, 0, ""},
+        {{"-log", m_log, "-hostname", "-undo"}, -1, "taken as a value: -hostname -undo\n"},
+        {{"-log", m_log, "-hostname", "-strict"}, -1, "taken as a value, aborting: -hostname -strict\n"},
+        {{"-pipe", "-mftfile", m_mft, "-jsonl"},
+         -1,
+         "a list takes logs only: -mftfile and -jrnlfile need a run for each log\n"},
         {{"-log", m_log, "-csv_separator", "TAB"}, 0, ""},
     };
     for (const auto& [args, status, said] : rows) {
@@ -163,6 +168,10 @@ TEST_F(warnings, each_log_of_a_list_is_judged_in_its_turn) {
     EXPECT_EQ(ran.err, "looks like an MFT: " + m_mft + "\nno record in: " + zeros +
                            "\nclusters of 1024 bytes, rows reckon with 4096: -cluster_size auto\n");
     EXPECT_EQ(std::ranges::count(ran.out, '\n'), 1) << ran.out;
+    const std::string nowhere = m_folder.at("nowhere");
+    EXPECT_EQ(
+        run_captured({"-pipe", "-quiet", "-cut"}, m_folder.put("some", nowhere + '\n' + zeros + '\n' + m_log)).err,
+        "prob parsing file: " + nowhere + " (no such file)\nprob parsing file: " + zeros + " (no record)\n");
     EXPECT_EQ(run_captured({"-pipe", "-strict", "-quiet"}, m_folder.put("good", m_log + '\n')).status, 0);
 }
 

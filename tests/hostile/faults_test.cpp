@@ -99,6 +99,7 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
         with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
     const std::tuple<argument_list, off_t, int, std::string> rows[] = {
         {with({"-quiet"}, log), 4 << 20, 0, "log"},
+        {with({"-quiet", "-coverage", "-provenance"}, log), 4 << 20, 1, "log"},
         {two, 1 << 20, 0, "mft"},
         {three, 1 << 20, 0, "jrnl"},
         {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
