@@ -61,6 +61,18 @@ bool leads_on(const usn_record& record, uni::byte_view after) {
            next_usn == (usn / page_size + 1) * page_size;
 }
 
+// Whether a record after damage proves it: one whose USN is as far from its own as it lies in the file. `bytes` begin
+// with the record. The one after it may be damaged as a whole.
+bool is_confirmed(const usn_record& record, uni::byte_view bytes) {
+    constexpr std::size_t farthest = 1024;
+    const std::size_t end = std::min(bytes.size(), record.length() + farthest);
+    for (std::size_t at = record.length(); at < end; at += granule) {
+        const std::optional<usn_record> later = sound_record(bytes.from(at));
+        if (later && later->get(&usn_layout::usn) == record.get(&usn_layout::usn) + at) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 journal_cursor::journal_cursor(const uni::file& file, journal_resync resync)
@@ -106,13 +118,14 @@ const journal_record* journal_cursor::give(const usn_record& record) {
 }
 
 // A record whose USN fits the one before it stands where it should. Another one may begin a piece of the journal that
-// lies elsewhere in the file, and then what comes after it says so, too. One that stands alone counts right after
-// another record, where nothing else is to be expected: its USN is damaged, or records are left out. Among bytes that
-// are no record it may be anything, such as a name that was made to look like one.
+// lies elsewhere in the file, and then what comes after it says so, too, across one damaged record. One that stands
+// alone counts right after another record, where nothing else is to be expected: its USN is damaged, or records are
+// left out. Among bytes that are no record it may be anything, such as a name that was made to look like one.
 bool journal_cursor::belongs(const usn_record& record) {
     const std::uint64_t begin = record.get(&usn_layout::usn) - place();
     if (m_begin == begin) return true;
-    if (!page_holds(record) || !leads_on(record, rest().from(record.length()))) return !m_lost;
+    if (!page_holds(record)) return !m_lost;
+    if (!leads_on(record, rest().from(record.length())) && !(m_lost && is_confirmed(record, rest()))) return !m_lost;
     m_begin = begin;
     return true;
 }

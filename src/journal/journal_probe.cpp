@@ -40,7 +40,9 @@ std::optional<usn_record> journal_probe::find(std::uint64_t usn) {
 
 uni::byte_view journal_probe::read(std::uint64_t offset, std::size_t length) {
     const std::span<std::uint8_t> room = std::span(m_buffer).first(length);
-    return uni::byte_view(room).slice(0, m_file.read_at(room, offset).bytes);
+    const uni::read_result got = m_file.read_at(room, offset);
+    m_incomplete = m_incomplete || got.failed;
+    return uni::byte_view(room).slice(0, got.bytes);
 }
 
 // False if there is no record.

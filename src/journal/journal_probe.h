@@ -16,6 +16,8 @@ public:
     // The file is open and outlives the probe.
     explicit journal_probe(const uni::file& file);
 
+    // A read failed: what was not found may be there.
+    bool incomplete() const { return m_incomplete; }
     // Whether there is a record. The others may be asked only then.
     bool any() const { return m_first.has_value(); }
     std::uint64_t lowest_usn() const { return m_lowest; }  // of the records at the ends
@@ -42,6 +44,7 @@ private:
     std::optional<found_record> m_last;
     std::uint64_t m_lowest = ~std::uint64_t{0};
     std::uint64_t m_highest = 0;
+    bool m_incomplete = false;
 };
 
 }  // namespace kest

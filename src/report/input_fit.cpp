@@ -157,6 +157,7 @@ journal_fit sample_journal(const uni::file& journal, const log_store& log, const
         const std::optional<usn_record> record = probe.find(wanted.usn);
         if (record) ++(wanted.is(*record) ? fit.agree : fit.differ);
     }
+    if (probe.incomplete()) return {};  // which is said in other words
     compare_usns(fit, probe.lowest_usn(), probe.highest_usn(), log, logged);
     fit.none_met = fit.none_met && probe.contiguous();
     return fit;
