@@ -45,6 +45,10 @@ bool is_shapeless(char32_t point) {
     return range != std::end(shapeless) && point >= range->first;
 }
 
+constexpr bool is_printable_ascii(char32_t point) {
+    return point >= 0x20 && point < 0x7F;
+}
+
 constexpr bool is_separator(char32_t point) {
     return point == '\\' || point == '/' || point == ':';
 }
@@ -132,7 +136,10 @@ bool append_safe(std::string& out, reader text, bool is_name) {
     char* put = plain;
     while (!text.at_end()) {
         const char32_t point = text.next();
-        if ((point == '[' && word_follows(text)) || (is_name && is_separator(point)) || is_shapeless(point)) {
+        const bool misleads = !is_printable_ascii(point) ? is_shapeless(point)
+                              : point == '['             ? word_follows(text)
+                                                         : is_name && is_separator(point);
+        if (misleads) {
             out.append(plain, put);
             put = plain;
             append_word(out, point);

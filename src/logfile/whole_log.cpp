@@ -202,8 +202,6 @@ void complete_log(log_store& store) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
-    store.chain_heads.clear();
-    store.chain_records.clear();
     link_chains(store);
     link_cut_chains(store);
 }
