@@ -20,7 +20,7 @@ char* put_json_text(char* at, std::string_view text);
 std::size_t most_json_bytes(std::string_view text);
 
 // A time as RFC 3339 has it, in UTC and between quotes. A value without a calendar form is its ticks, between quotes,
-// too, as many readers of JSON would round the number. Seven digits of fraction tell the tick; readers that look for
+// too, as many readers of JSON would round the number. Seven digits of fraction hold the tick; readers that look for
 // times by themselves take six at most.
 constexpr unsigned digits_of_ticks = 7, digits_to_be_found = 6;
 void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits);

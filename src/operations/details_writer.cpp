@@ -113,12 +113,12 @@ void details_writer::end_object() {
     end_member(m_group_key, m_text.text().data() + m_group, end + 1);
 }
 
-// Behind themselves first, and then in their own place.
+// Put after themselves first, and then in their own place.
 void details_writer::put_group_in_order() {
     const std::size_t size = m_text.size() - m_group - 1;
-    char* const behind = m_text.room(size);
-    char* const end = m_group_members.put(behind, m_text.text());
-    m_text.end_at(std::copy(behind, end, behind - size));
+    char* const copy = m_text.room(size);
+    char* const end = m_group_members.put(copy, m_text.text());
+    m_text.end_at(std::copy(copy, end, copy - size));
 }
 
 }  // namespace kest

@@ -14,7 +14,7 @@ struct input_provenance {
     std::string_view input;  // "log", "mft" or "journal"
     std::string path;
     std::uint64_t size = 0;  // bytes
-    std::string sha256;      // empty: it could not be read, or the program cannot tell
+    std::string sha256;      // empty: it could not be read, or libcrypto is not there
 };
 
 // What a report was made of and by: with `-provenance`.
