@@ -156,12 +156,22 @@ void row_writer::write_header() {
     std::string line;
     std::string_view separator;
     for (const row_column& column : m_columns) {
-        line.append(separator).append(column.title);
-        append_padding(line, column.title.size(), column.width);
+        const std::string title = shown_title(column);
+        line.append(separator).append(title);
+        append_padding(line, title.size(), column.width);
         separator = m_style.separator;
     }
     line += '\n';
     m_sink.write(line);
+}
+
+// What separates fields is in a title what it is in a value.
+std::string row_writer::shown_title(const row_column& column) const {
+    if (m_style.quotes && needs_quotes(column.title)) return quote + column.title + quote;
+    if (!column.marks_separator || m_telling.empty()) return column.title;
+    std::string marked;
+    append_marked_text(marked, column.title, m_telling);
+    return marked;
 }
 
 // Few rows hold a line end: they are looked for in the finished line.

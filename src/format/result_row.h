@@ -87,6 +87,7 @@ public:
     void emit_row(result_row& row);
 
 private:
+    std::string shown_title(const row_column& column) const;
     // Says whether it wrote the line: with `wants_marks`, not where a value may hold a line end.
     bool put_line(const result_row& row, bool wants_marks);
     void mark_line_ends(result_row& row) const;

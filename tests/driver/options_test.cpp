@@ -69,6 +69,16 @@ TEST(options, columns_are_known_and_stand_once) {
     }
 }
 
+TEST(options, a_separator_splits_no_title) {
+    const std::pair<const char*, std::string> rows[] = {{"-csv", "\"not_after\"_event\n"},
+                                                        {"-no_whitespace", "\nnot[0x5F]after_event\n"}};
+    for (const auto& [shape, titles] : rows) {
+        const auto ran =
+            run_captured(with({shape, "-events", "-columns", "not_after,event", "-csv_separator", "_"}, log_args));
+        EXPECT_NE(ran.out.find(titles), std::string::npos) << ran.out;
+    }
+}
+
 TEST(options, the_volume_of_an_event_is_a_folder) {
     const disk::scratch_folder folder;
     const std::string log = disk::contents_of(log_file.path());
