@@ -263,12 +263,14 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
-// Few values hold what separates them.
+// Few values hold what separates them, and most cells of an event are short or empty: a single byte is looked for
+// first.
 void row_writer::mark_separators(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
-        if (!m_columns[at].marks_separator || cell.is_number()) continue;
-        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        const std::string_view value = cell.is_number() ? std::string_view{} : cell.value();
+        if (value.empty() || !m_columns[at].marks_separator) continue;
+        if (value.find(m_telling.front()) == value.npos || value.find(m_telling) == value.npos) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;
         cell.text.clear();

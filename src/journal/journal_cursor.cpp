@@ -42,7 +42,8 @@ bool leads_on(const usn_record& record, uni::byte_view after) {
 journal_cursor::journal_cursor(const uni::file& file, journal_resync resync)
     : m_resync(resync),
       m_reader(file, 0, file.size(), block_size),
-      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size) {}
+      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size),
+      m_wanted(resync == journal_resync::at_pages ? 1 : two_records) {}
 
 const journal_record* journal_cursor::next() {
     return m_resync == journal_resync::at_pages ? next_at_pages() : next_at_records();
@@ -104,9 +105,8 @@ void journal_cursor::pass_over() {
 }
 
 // Sees to it that as much is at hand as is asked for, or all up to a hole or the end. False at the end.
-bool journal_cursor::supply() {
-    const std::size_t wanted = m_resync == journal_resync::at_pages ? 1 : two_records;
-    while (rest().size() < wanted) {
+bool journal_cursor::supply_more() {
+    while (rest().size() < m_wanted) {
         if (m_ended || !m_reader.advance()) break;
         if (!rest().empty() && m_reader.position() != m_offset + m_bytes.size()) break;
         m_ended = !read_block();
