@@ -47,6 +47,10 @@ bool is_shapeless(char32_t point) {
     return range != std::end(shapeless) && point >= range->first;
 }
 
+constexpr bool is_printable_ascii(char32_t point) {
+    return point >= 0x20 && point < 0x7F;
+}
+
 constexpr bool is_separator(char32_t point) {
     return point == '\\' || point == '/' || point == ':';
 }
@@ -134,8 +138,10 @@ bool append_safe(std::string& out, reader text, bool is_name) {
     char* put = plain;
     while (!text.at_end()) {
         const char32_t point = text.next();
-        const bool misleads_in_name = is_separator(point) || (point == ' ' && text.at_end());
-        if ((point == '[' && word_follows(text)) || (is_name && misleads_in_name) || is_shapeless(point)) {
+        const bool misleads = !is_printable_ascii(point) ? is_shapeless(point)
+                              : point == '['             ? word_follows(text)
+                                             : is_name && (is_separator(point) || (point == ' ' && text.at_end()));
+        if (misleads) {
             out.append(plain, put);
             put = plain;
             append_word(out, point);

@@ -23,7 +23,7 @@ bool append_safe_name(std::string& out, std::string_view text);
 bool append_safe_text(std::string& out, uni::byte_view units);
 bool append_safe_text(std::string& out, std::string_view text);
 
-// For a value between quotes: a quote has "\" ahead of it, and so has "\" itself.
+// For a value between quotes: "\" stands before a quote, and before "\" itself.
 void append_quoted_text(std::string& out, std::string_view text);
 
 // The character of a separator of fields that a value must not hold: then no field becomes two. Empty where no value

@@ -1,6 +1,8 @@
 #include "options/cmd_params.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 
 #include "format/error_words.h"
 #include "format/safe_text.h"
@@ -41,11 +43,18 @@ void refuse(option_parse& parse, std::string_view words) {
     parse.refused = true;
 }
 
+// Why an output was not opened: by an `errno`, or else by the guard or another run.
+std::string output_refusal(const cmd_params& options, int error) {
+    if (!options.extended) return {};
+    return error != 0 ? folder_error_words(error) : "evidence, or in use";
+}
+
 void open_diagnostics(option_parse& parse, const std::string& path) {
     diagnostics& diags = parse.outputs.diags;
     parse.diags_path = path;
     if (!diags.open(path, {parse.args, parse.options.extended})) {
-        warn(parse.options, with_reason("not opened", folder_error_words(diags.open_error())), "-diags " + path);
+        warn(parse.options, with_reason("not opened", output_refusal(parse.options, diags.open_error())),
+             "-diags " + path);
         return;
     }
     diags.trace(parse.cmdline);
@@ -156,8 +165,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
     if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = parse.options.extended ? parse.outputs.results.open_error() : 0;
-    refuse(parse, with_reason(words, folder_error_words(error)) + '\n');
+    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
 
 void set_walked_folder(option_parse& parse, const std::string& value) {

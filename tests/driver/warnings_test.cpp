@@ -198,6 +198,7 @@ TEST_F(warnings, what_cannot_be_opened_says_why) {
         {{"-log", m_log, "-jrnlfile", nowhere}, not_parsed(nowhere, "no such file")},
         {{"-log", m_log, "-out", nowhere + "/x"}, no_report(nowhere + "/x", "no such folder")},
         {{"-log", m_log, "-out", m_log + "/x"}, no_report(m_log + "/x", "not a folder")},
+        {{"-log", m_log, "-out", m_mft}, no_report(m_mft, "evidence, or in use")},
         {{"-enumdir", nowhere}, "prob opening folder: " + nowhere + " (no such folder)\n"},
         {{"-enumdir", m_log}, "prob opening folder: " + m_log + " (not a folder)\n"},
     };
