@@ -195,12 +195,17 @@ void scan_blocks(log_store& store, const uni::file& file) {
 bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
     try {
         const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
-        keep_journal_record(store, entry);
+        if (!store.keeps_pages) keep_journal_record(store, entry);
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
         return false;
     }
     return true;
+}
+
+void keep_journal_records(log_store& store) {
+    for (const log_entry& entry : store.entries)
+        keep_journal_record(store, entry);
 }
 
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
@@ -228,7 +233,7 @@ bool scan_logfile(log_store& store, const std::string& path) {
         store.incomplete = true;
     }
     try {
-        link_chains(store);
+        if (!store.keeps_pages) link_chains(store);
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
@@ -241,7 +246,7 @@ bool scan_buffer(log_store& store, uni::byte_view bytes) {
     const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
     std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
     scan_stretch(store, copy, 0);
-    link_chains(store);
+    if (!store.keeps_pages) link_chains(store);
     return true;
 }
 
