@@ -204,8 +204,13 @@ bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offse
 }
 
 void keep_journal_records(log_store& store) {
-    for (const log_entry& entry : store.entries)
-        keep_journal_record(store, entry);
+    constexpr std::size_t ahead = 16;  // the scan has left a large log out of the processor's caches
+    for (std::size_t at = 0; at < store.entries.size(); ++at) {
+        if (at + ahead < store.entries.size()) {
+            __builtin_prefetch(store.entries[at + ahead].payload().bytes().data());
+        }
+        keep_journal_record(store, store.entries[at]);
+    }
 }
 
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {

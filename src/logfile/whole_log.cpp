@@ -143,8 +143,10 @@ private:
         return position < m_scanned && m_store.entries[position].this_lsn == lsn;
     }
 
-    // Nothing is left to ask of a record that the scan found whole at its own place.
-    bool is_proved(const log_entry& entry, std::uint64_t file_offset) const {
+    // Nothing is left to ask of a record that the scan found whole at its own place. Its bytes are not touched again.
+    bool is_proved(std::size_t position, std::uint64_t file_offset) const {
+        if (position >= m_scanned) return false;
+        const log_entry& entry = m_store.entries[position];
         return entry.file_offset == file_offset && !entry.spanned && is_at_home(entry);
     }
 
@@ -152,11 +154,11 @@ private:
         std::size_t known = position_of(page.bytes.u64(page.begin));
         for (std::size_t at = page.begin; at + least_header <= page.bytes.size();) {
             const std::uint64_t file_offset = page.file_offset + at;
-            const std::uint64_t lsn = page.bytes.u64(at);
-            if (is_scanned(known, lsn) && is_proved(m_store.entries[known], file_offset)) {
-                at = aligned(at + m_store.entries[known].bytes.size());
+            if (is_proved(known, file_offset)) {
+                const log_entry& entry = m_store.entries[known];
+                at = aligned(at + entry.bytes.size());
                 m_proved[known] = true;
-                while (is_scanned(known, lsn))
+                while (is_scanned(known, entry.this_lsn))
                     ++known;
                 continue;
             }
