@@ -24,11 +24,9 @@ void settle_sizes(log_store& store, const logfile_options& options) {
 }  // namespace
 
 bool parse_log(log_store& store, const std::string& path, const logfile_options& options) {
-    if (options.show_coverage) {
-        store.pages.emplace();
-        store.carry.drop();  // nothing of the log before this one
-    }
+    if (options.show_coverage) store.pages.emplace();
     store.keeps_pages = options.show_cut || options.show_coverage;
+    if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
     if (!scan_logfile(store, path)) return false;
     if (store.keeps_pages) complete_log(store);
     settle_sizes(store, options);

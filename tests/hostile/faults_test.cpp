@@ -127,6 +127,9 @@ TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
         with(sample_log, {"-mftfile", samples + "/MFT", "-jrnlfile", samples + "/UsnJrnl_J", "-showall_inodes"}),
         with(sample_log, {"-mftfile", samples + "/MFT", "-diags", folder.at("diags"), "-l2"}),
         {"-pipe", "-quiet", "-csv", "-stats"},
+        with(sample_log, {"-cut"}),
+        with(sample_log, {"-events"}),
+        with(sample_log, {"-coverage"}),
     };
     for (const argument_list& args : rows) {
         const auto failing = [&](long from, long count) {

@@ -16,6 +16,11 @@ constexpr std::size_t most_reserved = most_memory;           // as well, and not
 
 constexpr u64 late_lsn = 0x0800'0000;  // later than any file record
 
+void limit_time() {
+    const rlimit seconds{most_seconds, most_seconds};
+    ::setrlimit(RLIMIT_CPU, &seconds);
+}
+
 // Besides the rows a report as text has four lines. `limits`: what the run says of guards.
 void expect_bounded(argument_list args, std::size_t rows, std::uintmax_t most_report, const std::string& limits = {},
                     bool as_json = false, std::size_t most_allocated = most_memory) {
@@ -24,10 +29,7 @@ void expect_bounded(argument_list args, std::size_t rows, std::uintmax_t most_re
     args.insert(args.end(),
                 {"-quiet", as_json ? "-jsonl" : "-csv", "-no_whitespace", "-showall_inodes", "-out", report});
     take_peak_of_allocations();
-    const ended_run ended = run_prepared(args, [] {
-        const rlimit seconds{most_seconds, most_seconds};
-        ::setrlimit(RLIMIT_CPU, &seconds);
-    });
+    const ended_run ended = run_prepared(args, limit_time);
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.err, limits.empty() ? "" : "limits reached: " + limits + '\n');
     EXPECT_LE(take_peak_of_allocations(), most_allocated);
@@ -279,6 +281,26 @@ TEST(hostile_evidence, a_long_transaction_is_as_cheap_as_short_ones) {
 }
 
 // File systems that hold little here and there, and claim the rest.
+// Each record claims most of the log, and each page that it goes on there.
+TEST(hostile_evidence, pages_that_claim_one_another_cost_what_they_weigh) {
+    constexpr u64 many = 2048;
+    constexpr unsigned bits = 20;
+    bytes log(many * 4096, 0xFF);
+    lay(log, 0, restart_page{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - bits}.image());
+    const u64 claimed = u64{2} << bits | 4 * 512 | 8;
+    for (u64 page = 2; page < many; ++page) {
+        record_page hostile{.last_lsn = claimed, .last_end_lsn = claimed};
+        for (u64 at = 64; at < 4000; at += 88)
+            hostile.records.push_back(
+                {.lsn = u64{2 + page % 2} << bits | (page * 4096 + at) / 8, .data_length = 0xFF000});
+        lay(log, page * 4096, hostile.image());
+    }
+    const memory_file file(log);
+    take_peak_of_allocations();
+    EXPECT_EQ(run_prepared({"-log", file.path(), "-events", "-quiet"}, limit_time).status, 0);
+    EXPECT_LE(take_peak_of_allocations(), most_memory);
+}
+
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});
