@@ -11,7 +11,7 @@ namespace kest {
 namespace {
 
 void settle_sizes(log_store& store, const logfile_options& options) {
-    if (options.told_cluster_size || options.show_events) {
+    if (options.stated_sizes) {
         const told_sizes told = find_told_sizes(store);
         store.place.cluster_size = told.cluster.value_or(store.place.cluster_size);
         store.place.record_size = told.file_record.value_or(store.place.record_size);
@@ -22,11 +22,12 @@ void settle_sizes(log_store& store, const logfile_options& options) {
 }  // namespace
 
 bool parse_log(log_store& store, const std::string& path, const logfile_options& options) {
-    if (options.show_coverage) {
+    const bool covers = options.report == report_kind::coverage;
+    if (covers) {
         store.pages.emplace();
         store.carry.drop();  // nothing of the log before this one
     }
-    store.keeps_pages = options.show_cut || options.show_coverage;
+    store.keeps_pages = options.show_cut || covers;
     if (!scan_logfile(store, path)) return false;
     if (store.keeps_pages) complete_log(store);
     settle_sizes(store, options);

@@ -103,7 +103,6 @@ public:
     bool put_anew() const { return m_put_anew; }
     // Bytes that the members take at most, of the bytes of their text.
     std::size_t most_bytes(std::size_t text) const { return text + 2 * m_members.size(); }
-    std::size_t capacity() const { return m_members.capacity() * sizeof(member); }  // bytes
     // Puts the members with their values out of `text` where there is room for `most_bytes`; returns the end.
     char* put(char* at, std::string_view text) const;
 

@@ -1,5 +1,6 @@
 #include "operations/attribute_decoder.h"
 
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"

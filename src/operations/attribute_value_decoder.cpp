@@ -1,4 +1,5 @@
 #include "format/flag_words.h"
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/value_decoders.h"

@@ -18,6 +18,8 @@ std::string_view event_word(std::uint16_t code);
 
 // Decodes the redo bytes of a record into `info`, which is cleared of an earlier record's facts first.
 void decode_redo(const log_entry& entry, entry_info& info, const text_style& style);
+// The same of records whose bytes hold times of a file, and nothing of others: what the time of a transaction rests on.
+void decode_facts(const log_entry& entry, entry_info& info, const text_style& style);
 // The same for what the record would put back: nothing where it holds no undo bytes. Where it was done is not told
 // again.
 void decode_undo(const log_entry& entry, entry_info& info, const text_style& style);

@@ -117,7 +117,6 @@ void set_multiline(option_parse& parse, const std::string&) {
 
 void set_jsonl(option_parse& parse, const std::string&) {
     parse.options.shape = output_shape::jsonl;
-    parse.options.as_json = true;
 }
 
 // A list of pairs, "a|b|c|d".

@@ -46,6 +46,7 @@ void take_cluster_size(logfile_options& options, argument_list& args) {
     std::string value;
     if (!take_value("-cluster_size", value, args)) return;
     options.told_cluster_size = equal_folded(value, "auto");
+    options.stated_sizes = options.stated_sizes || options.told_cluster_size;
     if (options.told_cluster_size) return;
     const auto size = parse_number(value);
     if (size && is_cluster_size(*size)) {
@@ -67,7 +68,7 @@ void take_columns(logfile_options& options, argument_list& args) {
 
 // Events are a table that any reader of such takes; what the rows of steps look like is kept.
 void settle_table(logfile_options& options) {
-    if (!options.tells_events()) return;
+    if (options.report != report_kind::events) return;
     if (options.shape != output_shape::csv && options.shape != output_shape::csvgen) return;
     options.quotes = options.no_whitespace = true;
     options.sep_char = '\0';
@@ -80,23 +81,36 @@ struct shape_name {
 constexpr shape_name shapes_without_rows[] = {
     {output_shape::xml, "-xml"}, {output_shape::csvl2t, "-csvl2t"}, {output_shape::bodyfile, "-bodyfile"}};
 
-// Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
-void judge_report(logfile_options& options, bool coverage) {
+struct report_row {
+    std::string_view name;
+    report_kind kind;
+};
+// The first that is given counts.
+constexpr report_row reports_in_place_of_rows[] = {
+    {"-stats", report_kind::statistics}, {"-coverage", report_kind::coverage}, {"-events", report_kind::events}};
+
+// Gives those that were named.
+argument_list take_reports(logfile_options& options, argument_list& args) {
     argument_list given;
-    const auto add_if = [&given](bool is_given, const char* name) {
-        if (is_given) given.emplace_back(name);
-    };
-    add_if(options.stats_requested, "-stats");
-    add_if(coverage, "-coverage");
-    add_if(options.show_events, "-events");
+    for (const report_row& row : reports_in_place_of_rows) {
+        if (!take_flag(row.name, args)) continue;
+        if (given.empty()) options.report = row.kind;
+        given.emplace_back(row.name);
+        options.stated_sizes = row.kind == report_kind::events;
+    }
+    return given;
+}
+
+// Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
+void judge_report(logfile_options& options, argument_list given) {
     if (given.empty()) return;
-    add_if(options.show_undo, "-undo");
-    add_if(options.showall_inodes, "-showall_inodes");
+    if (options.show_undo) given.emplace_back("-undo");
+    if (options.showall_inodes) given.emplace_back("-showall_inodes");
     if (given.size() > 1) warn(options, "exclude each other", joined(given, '\''));
 }
 
 void judge_shape(logfile_options& options) {
-    if (options.stats_requested || options.show_coverage) return;
+    if (options.report == report_kind::statistics || options.report == report_kind::coverage) return;
     for (const shape_name& row : shapes_without_rows)
         if (row.shape == options.shape) warn(options, "no rows in this form", row.name);
 }
@@ -112,13 +126,10 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
     options.strict = take_flag("-strict", args);
     options.show_provenance = take_flag("-provenance", args);
-    options.stats_requested = take_flag("-stats", args);
-    const bool coverage = take_flag("-coverage", args);
-    options.show_coverage = coverage && !options.stats_requested;
+    const argument_list reports = take_reports(options, args);
     options.guesses_allowed = !take_flag("-no_guesses", args);
     options.show_undo = take_flag("-undo", args);
-    options.show_events = take_flag("-events", args);
-    options.show_cut = take_flag("-cut", args) || options.show_events;
+    options.show_cut = take_flag("-cut", args) || options.stated_sizes;
     take_cluster_size(options, args);
     take_columns(options, args);
     settle_table(options);
@@ -127,7 +138,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     } else {
         take_file_options(options, args);
     }
-    judge_report(options, coverage);
+    judge_report(options, reports);
     judge_shape(options);
     return true;
 }

@@ -10,20 +10,20 @@ namespace kest {
 // What a row says in words, in whatever shape.
 
 inline constexpr std::string_view mft_level = "mft";
-std::string_view level_word(const step& told, const transaction& of);
+std::string_view level_word(const step& shown, const transaction& of);
 // Empty for what has none.
-std::string_view ref_word(const step& told, const transaction& of);
+std::string_view ref_word(const step& shown, const transaction& of);
 // The operation codes of the whole transaction for a head, its own for a member.
-void append_pattern(std::string& out, const step& told, const transaction& of);
+void append_pattern(std::string& out, const step& shown, const transaction& of);
 // Appends nothing if neither path nor name is known.
-void append_path(std::string& out, const file_tie& tie);
-bool path_is_guess(const file_tie& tie);
+void append_path(std::string& out, const file_match& match);
+bool path_is_guess(const file_match& match);
 
 // The journal's words for what happened, or else the operation's. The last are kept, as all rows of a transaction show
 // the same.
 class action_words {
 public:
-    std::string_view of(const step& told, const transaction& whole);
+    std::string_view of(const step& shown, const transaction& whole);
     std::string_view of(std::uint32_t reason);
 
 private:
