@@ -13,25 +13,13 @@ namespace kest {
 
 namespace {
 
-// Nothing is written.
-class no_details final : public details_writer {
-public:
-    using details_writer::details_writer;
-
-    void clear() override {}
-    std::string_view text() override { return {}; }
-    void field(std::string_view, std::string_view) override {}
-    void time(std::string_view, std::uint64_t, const text_style&) override {}
-    void dump(std::string_view, uni::byte_view) override {}
-    void evidence_text(std::string_view, uni::byte_view, text_kind, std::string_view, std::string_view) override {}
-    void close_group() override {}
-    void word(std::string_view) override {}
-
-private:
-    void write_number(std::string_view, std::uint64_t, bool) override {}
-    void open(std::string_view, bool) override {}
-    void write_safe_text(std::string_view, std::string_view, uni::byte_view) override {}
-};
+// Says whether the text of a time is to be made anew; if so, it is empty.
+bool begin_time(std::uint64_t ticks, std::uint64_t& known_ticks, std::string& text) {
+    if (ticks == known_ticks && !text.empty()) return false;
+    known_ticks = ticks;
+    text.clear();
+    return true;
+}
 
 // The notation of the details column: "key":"value" fields and key=[...] groups, joined by ";". The only place that
 // knows its punctuation. A bare word is joined to nothing, and what follows is not separated from it either, unless
@@ -50,7 +38,7 @@ public:
         end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
     }
     void time(std::string_view key, std::uint64_t ticks, const text_style& style) override {
-        if (begin_time(ticks)) {
+        if (begin_time(ticks, m_ticks, m_time)) {
             cv::append_time(m_time, ticks, style.time_format);
             if (m_safe_names && !cv::has_calendar_form(ticks)) append_decimal(m_time, ticks);
         }
@@ -132,7 +120,7 @@ public:
         end_member(key, at, put_json_text(at, value));
     }
     void time(std::string_view key, std::uint64_t ticks, const text_style&) override {
-        if (begin_time(ticks)) append_json_time(m_time, ticks, digits_of_ticks);
+        if (begin_time(ticks, m_ticks, m_time)) append_json_time(m_time, ticks, digits_of_ticks);
         write_value(key, m_time);
     }
     void dump(std::string_view key, uni::byte_view bytes) override {
@@ -250,7 +238,7 @@ std::unique_ptr<details_writer> make_details(details_notation notation, bool saf
         case details_notation::none:
             break;
     }
-    return std::make_unique<no_details>(safe_names);
+    return std::make_unique<details_writer>(safe_names);
 }
 
 }  // namespace kest

@@ -12,8 +12,8 @@ namespace kest {
 
 enum class details_notation : std::uint8_t { none, text, json };
 
-// Where the decoded data of a record go: fields, in groups or not, in the notation of the report or nowhere. Keys and
-// labels are not copied: they must outlive the text.
+// Where the decoded data of a record go: fields, in groups or not. This one writes nothing; the others have the
+// notation of a report. Keys and labels are not copied: they must outlive the text.
 class details_writer {
 public:
     enum class text_kind : std::uint8_t { name, path };
@@ -25,22 +25,22 @@ public:
     details_writer& operator=(const details_writer&) = delete;
     virtual ~details_writer() = default;
 
-    virtual void clear() = 0;  // keeps the capacity
-    virtual std::string_view text() = 0;
+    virtual void clear() {}  // keeps the capacity
+    virtual std::string_view text() { return {}; }
 
-    virtual void field(std::string_view key, std::string_view value) = 0;
+    virtual void field(std::string_view /*key*/, std::string_view /*value*/) {}
     void number(std::string_view key, std::uint64_t value, const text_style& style) {
         write_number(key, value, style.base16);
     }
     void decimal(std::string_view key, std::uint64_t value) { write_number(key, value, false); }
-    virtual void time(std::string_view key, std::uint64_t ticks, const text_style& style) = 0;
-    virtual void dump(std::string_view key, uni::byte_view bytes) = 0;
+    virtual void time(std::string_view /*key*/, std::uint64_t /*ticks*/, const text_style& /*style*/) {}
+    virtual void dump(std::string_view /*key*/, uni::byte_view /*bytes*/) {}
     // One byte as it stands, whatever character it makes.
     void character(std::string_view key, std::uint8_t value);
     // A text out of the evidence: a name, or what may hold names with separators between them. `plain` is what it is
     // where names are not made safe, if that is known already; `suffix` is ours.
-    virtual void evidence_text(std::string_view key, uni::byte_view units, text_kind kind, std::string_view plain = {},
-                               std::string_view suffix = {});
+    void evidence_text(std::string_view key, uni::byte_view units, text_kind kind, std::string_view plain = {},
+                       std::string_view suffix = {});
     // For a value built in place: append it to what `begin_field` returns, then `end_field`.
     std::string& begin_field(std::string_view key) {
         m_key = key;
@@ -57,32 +57,24 @@ public:
         m_listed = true;
         return *this;
     }
-    virtual void close_group() = 0;
+    virtual void close_group() {}
     // A group that holds nothing but a dump; none for no bytes.
     void dump_group(std::string_view label, uni::byte_view bytes);
     // A bare word; nothing for an empty one.
-    virtual void word(std::string_view text) = 0;
+    virtual void word(std::string_view /*text*/) {}
 
 protected:
-    virtual void write_number(std::string_view key, std::uint64_t value, bool base16) = 0;
-    virtual void open(std::string_view key, bool listed) = 0;
+    virtual void write_number(std::string_view /*key*/, std::uint64_t /*value*/, bool /*base16*/) {}
+    virtual void open(std::string_view /*key*/, bool /*listed*/) {}
     // A text that was made safe. `changed`: the UTF-16 of a name that does not show it as it is.
-    virtual void write_safe_text(std::string_view key, std::string_view value, uni::byte_view changed) = 0;
-
-    // True if the text of a time is to be made anew, in `m_time`: many a record holds one time several times.
-    bool begin_time(std::uint64_t ticks) {
-        if (ticks == m_ticks && !m_time.empty()) return false;
-        m_ticks = ticks;
-        m_time.clear();
-        return true;
-    }
+    virtual void write_safe_text(std::string_view /*key*/, std::string_view /*value*/, uni::byte_view /*changed*/) {}
 
     const bool m_safe_names;
-    bool m_listed = false;  // the next item is one of several
-    std::string m_time;     // of `m_ticks`
+    bool m_listed = false;      // the next item is one of several
+    std::uint64_t m_ticks = 0;  // many a record holds one time several times
+    std::string m_time;         // of `m_ticks`; empty: not yet written
 
 private:
-    std::uint64_t m_ticks = 0;
     std::string_view m_key;  // of the value that is built in place
     std::string m_value;
 };

@@ -9,18 +9,18 @@ namespace kest {
 
 namespace {
 
-// What is told of one operation code, and what is done with its bytes.
+// What is known of one operation code, and what is done with its bytes.
 struct operation_row {
     std::string_view name;
     decoder decode = nullptr;       // null: no decoder
     std::string_view dump_label{};  // empty: no dump
-    bool location = false;          // tells behind the data where it was done
-    std::string_view word{};        // a plain word ahead of the dump
+    bool location = false;          // shows after the data where it was done
+    std::string_view word{};        // a plain word before the dump
     std::string_view event{};
     bool dated = false;  // its bytes hold times of a file
 };
 
-// By code. Kept: of the operations that go in pairs, only the deleting one tells its location; and two event words
+// By code. Kept: of the operations that go in pairs, only the deleting one shows its location; and two event words
 // begin with a blank.
 constexpr operation_row operations[] = {
     /*  0 */ {.name = "Noop", .dump_label = "noop_data"},
@@ -116,7 +116,7 @@ void decode_redo(const log_entry& entry, entry_info& info, const text_style& sty
     if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
         write_location(info.details, entry, style);
     }
-    // Judged by the window as the header tells it, not by what the payload holds of it.
+    // Judged by the window as the header states it, not by what the payload holds of it.
     const std::uint16_t expected = entry.get(record_layout::redo_length);
     if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent, style);
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "format/ascii_text.h"
 #include "format/safe_text.h"
-#include "options/ascii_text.h"
 
 namespace kest {
 
@@ -49,7 +49,7 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
 std::string words_on_columns(const logfile_options& options) {
     if (options.columns.empty()) return {};
     const bool events = options.report == report_kind::events;
-    if ((options.report != report_kind::rows && !events) || !tells_rows(options.shape)) {
+    if (!options.has_lines() || !shows_lines(options.shape)) {
         return "-columns is for rows and events only\n";
     }
     const std::vector<field_title> titles = events ? titles_of_events() : titles_of_rows();

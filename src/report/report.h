@@ -5,9 +5,9 @@
 #include <string>
 
 #include "format/result_row.h"
-#include "options/diagnostics.h"
-#include "options/evidence.h"
+#include "inputs/evidence.h"
 #include "options/logfile_options.h"
+#include "outputs/diagnostics.h"
 #include "portable/file.h"
 #include "report/event_fields.h"
 #include "report/provenance.h"

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view head_level = "root";
 constexpr std::string_view cut_level = "cut";
-constexpr std::string_view cut_pattern = "..-";  // ahead of the operations that are left
+constexpr std::string_view cut_pattern = "..-";  // before the operations that are left
 constexpr std::string_view member_level = "..sub-op";
 constexpr std::string_view journal_mark = "<- usnjrnl";
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "inputs/evidence.h"
 #include "logfile/log_entry.h"
 #include "operations/entry_info.h"
-#include "options/diagnostics.h"
-#include "options/evidence.h"
+#include "outputs/diagnostics.h"
 
 namespace kest {
 

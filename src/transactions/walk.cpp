@@ -32,7 +32,7 @@ void take_fact(entry_info& info, const journal_fact& fact) {
     info.usn_reason = fact.reason;
 }
 
-// What one record of the transaction told of the file and the time holds for all of it.
+// What one record of the transaction states of the file and the time holds for all of it.
 void spread(const chain_fact& fact, entry_info& info) {
     if (fact.file.number() != 0 && info.inode.number() == fact.file.number()) {
         info.inode = fact.file;

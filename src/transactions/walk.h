@@ -4,10 +4,10 @@
 #include <optional>
 #include <span>
 
+#include "inputs/evidence.h"
 #include "mft/inode_record.h"
 #include "operations/entry_info.h"
-#include "options/diagnostics.h"
-#include "options/evidence.h"
+#include "outputs/diagnostics.h"
 #include "transactions/association.h"
 #include "transactions/journal_lookup.h"
 

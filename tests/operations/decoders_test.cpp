@@ -25,10 +25,11 @@ decoding decoded(const bytes& image, bool base16, details_writer& details) {
 }
 
 decoding decoded(const bytes& image, bool base16, details_notation notation = details_notation::text) {
-    static const auto used = make_details(details_notation::text, false);  // over and over, as a report does
+    static const auto text = make_details(details_notation::text, false);  // over and over, as a report does
+    static const auto json = make_details(details_notation::json, false);
     const auto fresh = make_details(notation, false), nothing = make_details(details_notation::none, false);
     const decoding told = decoded(image, base16, *fresh);
-    if (notation == details_notation::text) EXPECT_EQ(decoded(image, base16, *used).text, told.text);
+    EXPECT_EQ(decoded(image, base16, notation == details_notation::text ? *text : *json).text, told.text);
     decoding silent = decoded(image, base16, *nothing);
     EXPECT_EQ(silent.text, "");
     silent.text = told.text;
