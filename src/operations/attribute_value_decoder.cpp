@@ -2,7 +2,7 @@
 #include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
-#include "operations/value_decoders.h"
+#include "operations/decoders.h"
 #include "portable/utf16.h"
 
 namespace kest {

@@ -2,7 +2,6 @@
 
 #include "format/number.h"
 #include "mft/record_layout.h"
-#include "operations/attribute_decoder.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
 #include "portable/utf16.h"

@@ -4,10 +4,21 @@
 #include <string_view>
 
 #include "report/row_fields.h"
-#include "report/row_words.h"
 #include "transactions/walk.h"
 
 namespace kest {
+
+// The journal's words for what happened, or else the operation's. The last are kept, as all rows of a transaction show
+// the same.
+class action_words {
+public:
+    std::string_view of(const step& shown, const transaction& whole);
+    std::string_view of(std::uint32_t reason);
+
+private:
+    std::uint32_t m_reason = 0;
+    std::string m_text;  // of `m_reason`; none for 0
+};
 
 // Writes a line for each record of each transaction, and for each file record of the MFT that it is given. The sink
 // must outlive it.

@@ -6,11 +6,25 @@
 
 #include "operations/operation_table.h"
 #include "transactions/entry_progress.h"
-#include "transactions/running_time.h"
 
 namespace kest {
 
 namespace {
+
+// Log records carry no clock: of their time there is a running estimate, in ticks.
+// Raises the time to the latest of the record's eight times.
+void time_from_inode(const inode_record& record, std::uint64_t& time) {
+    time = std::max({time, record.si_times.latest(), record.fn_times.latest()});
+}
+
+// A journal time holds, be it earlier or later; without one the time is raised to the latest of the decoded times.
+void time_from_info(const entry_info& info, std::uint64_t& time) {
+    if (info.usn_time != 0) {
+        time = info.usn_time;
+    } else {
+        time = std::max({time, info.std_times.latest(), info.name_times.latest()});
+    }
+}
 
 // What a journal says of the transaction at hand.
 struct chain_fact {

@@ -1,4 +1,4 @@
-#include "report/found_text.h"
+#include "report/match_details.h"
 
 #include "format/number.h"
 
