@@ -31,11 +31,6 @@ void say_parsing_failed(const logfile_options& options, const std::string& path,
     uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
 }
 
-void say_reading_failed(const run_context& run, const std::string& path) {
-    run.findings.unreadable = true;
-    uni::console_write("prob reading file: " + path + '\n');
-}
-
 void show_status(const logfile_options& options, std::string_view text) {
     if (options.show_progress) uni::status_line(uni::status_width, text);
 }
@@ -112,13 +107,18 @@ std::optional<std::string> parse_alone(const run_context& run, evidence& stores,
     return std::nullopt;
 }
 
+// A folder may hold anything; a log that was named, or that cannot be opened, is missed.
+bool is_loss(const logfile_options& options, const log_store& log, const std::string& reason) {
+    return options.extended && !reason.empty() && (options.pipe_mode || log.open_error != 0);
+}
+
 bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
     const bool show_progress = run.options.show_progress;
     const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
     if (show_progress) say_parsing(shown);
     if (const auto reason = parse_alone(run, stores, path)) {
-        if (show_progress) say_parsing_failed(run.options, shown, *reason);
+        if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, shown, *reason);
         return false;
     }
     run.report.write(stores, path);
@@ -231,6 +231,14 @@ std::string misfits_of_inputs(logfile_options options) {
     if (open_inputs(options, stores)) return {};
     read_inputs(options, stores);
     return misfit_lines(stores, options);
+}
+
+void say_reading_failed(const run_context& run, const std::string& path) {
+    run.findings.unreadable = true;
+    argument_list& said = run.findings.said_unreadable;
+    if (std::ranges::find(said, path) != said.end()) return;
+    said.push_back(path);
+    uni::console_write("prob reading file: " + path + '\n');
 }
 
 bool report_logs(const run_context& run) {

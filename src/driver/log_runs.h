@@ -11,6 +11,7 @@ namespace kest {
 struct run_findings {
     bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
                               // rest, and fails
+    argument_list said_unreadable;  // each once
     left_out omitted;
 };
 
@@ -24,8 +25,11 @@ struct run_context {
 
 // Reads the inputs and reports on them: on one log, on a log with an MFT or a journal, each read on a thread of its
 // own, or on a list of logs one after another. False if there was no report, which has been said. Inputs that do not
-// fit the log are reported in a new run; with `-strict` they are refused before it, see below.
+// fit the log are reported in an extended run; with `-strict` they are refused before it, see below.
 [[nodiscard]] bool report_logs(const run_context& run);
+
+// Says it whatever the options say, and notes it.
+void say_reading_failed(const run_context& run, const std::string& path);
 
 // For `-strict`: reads the inputs before all work, and gives a line for each that does not fit the log. Nothing, too,
 // where that cannot be known, or an input cannot be opened: the run says that.

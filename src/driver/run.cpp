@@ -50,7 +50,9 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.have_log || options.lists_logs()) {
+    if (options.extended && options.lists_logs()) {
+        uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
+    } else if (options.have_log || options.lists_logs()) {
         write_usage();
     } else {
         uni::console_write("Need to specify a $LogFile in your arguments [-log <file>]\n\n");
@@ -105,7 +107,10 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = report_logs({options, outputs, report, findings});
+        const run_context run{options, outputs, report, findings};
+        reported = report_logs(run);
+        for (const std::string& path : report.unread_inputs())
+            say_reading_failed(run, path);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }

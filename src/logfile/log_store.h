@@ -42,9 +42,9 @@ struct log_store {
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
     std::vector<tail_name_image> tail_names_second;     // name table of the second
-    std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
-    bool keeps_pages = false;
-    std::optional<page_tally> pages;  // counted if there is one
+    std::vector<log_page> record_pages;                 // by file offset; kept if `keeps_pages` is set before the scan
+    bool keeps_pages = false;                           // what the scan finds is then linked by `complete_log`
+    std::optional<page_tally> pages;                    // counted if there is one
 
     int open_error = 0;  // why the file could not be opened, as `errno` has it
 

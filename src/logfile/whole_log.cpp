@@ -11,9 +11,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint32_t least_header = 48;  // bytes of a record; a page end never splits them
-constexpr std::size_t alignment = 8;        // bytes, of records
-constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes
+constexpr std::size_t alignment = 8;  // bytes, of records
 
 constexpr std::size_t aligned(std::size_t at) {
     return (at + alignment - 1) / alignment * alignment;
@@ -202,8 +200,6 @@ void complete_log(log_store& store) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
-    store.chain_heads.clear();
-    store.chain_records.clear();
     link_chains(store);
     link_cut_chains(store);
 }

@@ -109,9 +109,9 @@ public:
     }
     // As it stands between the braces.
     std::string_view text() override {
-        if (!m_members.put_anew()) return m_text.text();
+        if (!m_members.repeat()) return m_text.text();
         m_ordered.clear();
-        m_ordered.end_at(m_members.put(m_ordered.room(m_members.most_bytes(m_text.size())), m_text.text()));
+        m_ordered.end_at(m_members.put(m_ordered.room(m_text.size()), m_text.text()));
         return m_ordered.text();
     }
 
@@ -131,8 +131,8 @@ public:
         end_member(key, at, end + 1);
     }
     void close_group() override {
-        if (m_group_members.put_anew()) put_group_in_order();
-        char* const end = m_text.room(1);
+        if (m_group_members.repeat()) put_group_in_order();
+        char* const end = m_text.room(2);
         *end = '}';
         m_in_group = false;
         m_listed = m_group_listed;
@@ -155,10 +155,11 @@ private:
     }
     void open(std::string_view key, bool listed) override {
         if (m_in_group) close_group();
+        m_listed = m_group_listed = listed;
         char* const at = begin_member(key, 1);
         *at = '{';
+        m_listed = false;
         m_group_key = key;
-        m_group_listed = listed;
         m_group = m_text.place_of(at);
         m_text.end_at(at + 1);
         m_first = m_in_group = true;
@@ -167,19 +168,24 @@ private:
     // After themselves first, and then in their own place.
     void put_group_in_order() {
         const std::size_t size = m_text.size() - m_group - 1;
-        char* const after = m_text.room(m_group_members.most_bytes(size));
+        char* const after = m_text.room(size);
         char* const end = m_group_members.put(after, m_text.text());
         m_text.end_at(std::copy(after, end, after - size));
     }
 
     // Writes a member as far as its value, and leaves room for `most` bytes more.
     char* begin_member(std::string_view key, std::size_t most) {
-        return put_json_key(m_text.room(most_key_bytes(key) + most), key, m_first);
+        constexpr std::size_t brackets = 2;
+        char* const at = put_json_key(m_text.room(most_key_bytes(key) + most + brackets), key, m_first);
+        if (!m_listed) return at;
+        *at = '[';
+        return at + 1;
     }
-    void end_member(std::string_view key, const char* begin, const char* end) {
-        const std::size_t place = m_text.place_of(begin);
+    void end_member(std::string_view key, const char* begin, char* end) {
+        const bool listed = std::exchange(m_listed, false);
+        (m_in_group ? m_group_members : m_members).add(key, m_text.place_of(begin), m_text.place_of(end), listed);
+        if (listed) *end++ = ']';
         m_text.end_at(end);
-        (m_in_group ? m_group_members : m_members).add(key, place, m_text.size(), std::exchange(m_listed, false));
         m_first = false;
     }
     void write_value(std::string_view key, std::string_view json) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include "format/ascii_text.h"
 #include "format/error_words.h"
@@ -68,11 +69,18 @@ void set_level(option_parse& parse, const std::string&) {
     parse.outputs.diags.set_level(level);
 }
 
+// Why an output was not opened: by an `errno`, or else by the guard or another run.
+std::string output_refusal(const logfile_options& options, int error) {
+    if (!options.extended) return {};
+    return error != 0 ? folder_error_words(error) : "evidence, or in use";
+}
+
 void open_diagnostics(option_parse& parse, const std::string& path) {
     diagnostics& diags = parse.outputs.diags;
     parse.diags_path = path;
     if (!diags.open(path, {parse.args, parse.options.extended})) {
-        warn(parse.options, with_reason("not opened", folder_error_words(diags.open_error())), "-diags " + path);
+        warn(parse.options, with_reason("not opened", output_refusal(parse.options, diags.open_error())),
+             "-diags " + path);
         return;
     }
     diags.trace(parse.cmdline);
@@ -152,8 +160,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
     if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = parse.options.extended ? parse.outputs.results.open_error() : 0;
-    refuse(parse, with_reason(words, folder_error_words(error)) + '\n');
+    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
 
 void set_walked_folder(option_parse& parse, const std::string& value) {
@@ -415,6 +423,17 @@ constexpr option_row option_rows[] = {
      set_input<&o::have_jrnl, &o::jrnl_path>},
 };
 
+// An option whose value was forgotten takes the next one for it.
+void judge_value(option_parse& parse, const option_row& row, const std::string& value) {
+    if (value.size() <= 2 || value.front() != '-' || value[1] < 'A') return;  // "-5" is no option
+    const std::string shown = std::string(row.name) + ' ' + value;
+    if (equal_folded(value, "-strict")) {
+        refuse(parse, warning_line("taken as a value, aborting", shown));
+    } else {
+        warn(parse.options, "taken as a value", shown);
+    }
+}
+
 bool take(const option_row& row, const option_parse& parse, std::string& value) {
     if (row.kind == takes::nothing || (row.looked_for != nullptr && !row.looked_for(parse))) return false;
     const bool flag = row.kind == takes::flag || (row.kind == takes::input && parse.options.lists_logs());
@@ -424,6 +443,8 @@ bool take(const option_row& row, const option_parse& parse, std::string& value) 
 void apply_row(const option_row& row, option_parse& parse) {
     std::string value;
     while (take(row, parse, value)) {
+        judge_value(parse, row, value);
+        if (parse.refused) return;
         if (row.apply != nullptr) row.apply(parse, value);
         parse.given_of(row.set).emplace_back(row.name);
         if (row.kind != takes::values) return;

@@ -47,6 +47,8 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     std::optional<provenance> made_of;
     if (m_options.show_provenance && (writes_json() || m_options.report == report_kind::coverage)) {
         made_of = gather_provenance(m_options, log_path);
+        for (const input_provenance& input : made_of->inputs)
+            if (input.unread) m_unread_inputs.push_back(input.path);
     }
     if (made_of && writes_json()) write_provenance_object(*made_of, m_sink);
     if (m_lines) m_lines->begin_report();

@@ -24,6 +24,8 @@ public:
 
     // Reports on the parsed log. `current_file` names it where a run has several.
     void write(evidence& stores, std::string_view current_file);
+    // Of which -provenance could not tell what they hold.
+    const argument_list& unread_inputs() const { return m_unread_inputs; }
 
 private:
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
@@ -41,6 +43,7 @@ private:
     details_notation m_notation = details_notation::none;
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
+    argument_list m_unread_inputs;
 };
 
 }  // namespace kest
