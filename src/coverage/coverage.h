@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "coverage/input_fit.h"
+#include "inputs/evidence.h"
 #include "logfile/lsn_layout.h"
 #include "logfile/page.h"
 #include "logfile/restart_page.h"
 #include "logfile/transaction_states.h"
-#include "options/evidence.h"
 #include "options/logfile_options.h"
 
 namespace kest {
@@ -50,7 +50,7 @@ struct journal_coverage {
     journal_fit fit;
 };
 
-// A gap of the log, and the times next to it. 0: the log states none.
+// A gap of the log, and the times next to it. 0: the log holds none.
 struct gap_coverage {
     lsn_gap lsns;
     std::uint64_t time_before = 0;  // the last one before it

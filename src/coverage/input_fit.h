@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "coverage/logged_facts.h"
-#include "options/evidence.h"
+#include "inputs/evidence.h"
 #include "options/logfile_options.h"
 
 namespace kest {

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "driver/run_steps.h"
+#include "driver/log_runs.h"
+#include "format/ascii_text.h"
 #include "format/number.h"
+#include "inputs/input_kind.h"
 #include "logfile/volume_geometry.h"
-#include "options/ascii_text.h"
-#include "options/input_kind.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 
@@ -25,7 +25,7 @@ std::string warnings_of_left(const argument_list& left) {
     return ignored.empty() ? std::string() : warning_line("ignored", joined(ignored, '\''));
 }
 
-// `shown` is how the input is named. What cannot be opened is told by whoever needs it.
+// `shown` is how the input is named. What cannot be opened is reported by whoever needs it.
 std::string warnings_of_kind(const std::string& path, input_kind expected, const std::string& shown) {
     uni::file file;
     if (path.empty() || !file.open(path, uni::open_mode::read)) return {};
@@ -67,8 +67,8 @@ std::string words_on_clusters(std::uint32_t stated, std::uint32_t used, std::str
 
 // Rows have always reckoned with clusters of one size. On a volume of another one they name wrong files.
 std::string warnings_of_clusters(const log_store& store, const logfile_options& options) {
-    const bool reckons = !options.stats_requested && !options.show_coverage && !options.show_events;
-    if (options.told_cluster_size || (!options.cluster_size && !(reckons && tells_rows(options.shape)))) return {};
+    const bool reckons = options.report == report_kind::rows && shows_lines(options.shape);
+    if (options.auto_cluster_size || (!options.cluster_size && !reckons)) return {};
     const std::uint32_t used = options.cluster_size.value_or(usual_cluster_size);
     const std::uint32_t stated = find_volume_geometry(store).cluster.value_or(used);
     if (stated == used) return {};

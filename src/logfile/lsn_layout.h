@@ -6,9 +6,13 @@
 #include <vector>
 
 #include "logfile/log_store.h"
+#include "logfile/page.h"
 #include "logfile/restart_page.h"
 
 namespace kest {
+
+inline constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes of records in a page
+inline constexpr std::uint64_t least_header = 48;  // bytes of a record that a page end never splits
 
 // How the LSNs of a log state the offsets of its records: the low bits are a file offset in units of 8 bytes, those
 // above count how often the log has wrapped.

@@ -1,5 +1,4 @@
-
-
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/decoders.h"
 #include "portable/unicode.h"

@@ -1,5 +1,6 @@
 #include <array>
 
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/decoders.h"
 #include "portable/unicode.h"

@@ -330,10 +330,10 @@ void report_coverage(facts_writer& lines, const log_coverage& shown) {
     if (shown.journal) report_journal(lines, *shown.journal);
 }
 
-void report_provenance(fact_lines& lines, const provenance& shown) {
-    lines.text("program", shown.program);
-    lines.text("command_line", joined(shown.command_line, '\''));
-    for (const input_provenance& input : shown.inputs) {
+void write_provenance(fact_lines& lines, const provenance& made_of) {
+    lines.text("program", made_of.program);
+    lines.text("command_line", joined(made_of.command_line, '\''));
+    for (const input_provenance& input : made_of.inputs) {
         const std::string word(input.input);
         if (input.input != "log") lines.count(word + "_size", input.size);
         lines.text(word + "_sha256", input.sha256);
@@ -346,7 +346,7 @@ std::string coverage_text(const log_coverage& coverage, const std::optional<prov
                           const logfile_options& options) {
     fact_lines lines(options);
     report_coverage(lines, coverage);
-    if (made_of) report_provenance(lines, *made_of);  // in JSON an object of its own
+    if (made_of) write_provenance(lines, *made_of);  // in JSON an object of its own
     return lines.take();
 }
 

@@ -26,13 +26,11 @@ void cell_sink::evidence(std::string_view value) {
 }
 
 void cell_sink::path(std::string_view value, bool guess) {
-    std::string& cell = m_row.text(m_column);
-    if (guess) cell += '*';
-    cell += value;
-}
-
-void cell_sink::number(std::uint64_t value) {
-    append_number(m_row.text(m_column), value, m_options.base16);
+    if (guess) {
+        m_row.text(m_column).append(1, '*').append(value);
+    } else {
+        text(value);
+    }
 }
 
 void cell_sink::decimal(std::uint64_t value) {
@@ -45,11 +43,6 @@ void cell_sink::truth(bool value) {
 
 void cell_sink::time(std::uint64_t ticks) {
     m_row.show_time(m_column, m_times[m_column].text(ticks), !m_options.no_whitespace);
-}
-
-void object_sink::details(const details_writer& value) {
-    const std::string_view members = value.members(m_room);
-    if (!members.empty()) m_line.object(m_name, members);
 }
 
 std::string& object_sink::begin_text() {

@@ -14,7 +14,8 @@ struct input_provenance {
     std::string_view input;  // "log", "mft" or "journal"
     std::string path;
     std::uint64_t size = 0;  // bytes
-    std::string sha256;      // empty: it could not be read, or the program cannot compute it
+    std::string sha256;      // empty: it could not be read, or the program cannot tell
+    bool unread = false;     // it could not be read to its end
 };
 
 // What a report was made of and by: with `-provenance`.

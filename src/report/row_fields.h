@@ -26,8 +26,8 @@ struct row_line {
     std::string_view path = {};
     bool guess = false;  // the path is one
     std::string_view log = {};
-    const details_writer* details = nullptr;
-    const details_writer* undo = nullptr;  // null: none
+    std::string_view details = {};
+    std::string_view undo = {};
 };
 
 // The fields of a row, in order.
@@ -36,7 +36,7 @@ std::span<const field<row_line>> row_fields();
 // Whether undo data are to be decoded for them.
 bool shows_undo(const field_list<row_line>& fields);
 
-// The titles as rows of cells have them. With `guesses_allowed` the path's title tells that some are guesses.
+// The titles as rows of cells have them. With `guesses_allowed` the path's title says that some are guesses.
 std::vector<field_title> marked_titles(std::vector<field_title> titles, bool guesses_allowed);
 
 }  // namespace kest
