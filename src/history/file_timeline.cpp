@@ -1,0 +1,118 @@
+#include "history/file_timeline.h"
+
+#include <algorithm>
+
+namespace kest {
+
+namespace {
+
+constexpr std::size_t most_names = 16;  // of a file that are remembered at once, to come back to
+
+}  // namespace
+
+bool timeline_name::operator==(const timeline_name& other) const {
+    return parent == other.parent && name_space == other.name_space &&
+           std::ranges::equal(units.bytes(), other.units.bytes());
+}
+
+bool file_moment::adds_to(const file_moment& earlier) const {
+    const auto differs = [](const auto& now, const auto& then) { return now && now != then; };
+    return differs(header.sequence, earlier.header.sequence) || differs(header.in_use, earlier.header.in_use) ||
+           differs(header.directory, earlier.header.directory) || differs(header.base, earlier.header.base) ||
+           differs(name, earlier.name);
+}
+
+void file_timeline::seal() {
+    const auto by_lsn = [](const auto& a, const auto& b) { return a.lsn < b.lsn; };
+    m_moments.seal(by_lsn);
+    m_moments.for_each([this](std::uint64_t number, std::span<file_moment> moments) {
+        complete(moments);
+        for (const file_moment& moment : moments)
+            enter(number, moment);
+    });
+    m_names.seal(by_lsn);
+    m_names.for_each([](std::uint64_t, std::span<name_moment> names) { replay_names(names); });
+}
+
+// A record keeps its sequence number from when it is put to use until it is freed.
+void file_timeline::complete(std::span<file_moment> moments) {
+    std::optional<std::uint16_t> known;
+    for (file_moment& moment : moments) {
+        std::optional<std::uint16_t>& sequence = moment.header.sequence;
+        if (!sequence && !moment.born) sequence = known;
+        known = moment.header.in_use == false ? std::nullopt : sequence;
+    }
+    known.reset();
+    for (std::size_t at = moments.size(); at-- != 0;) {
+        file_moment& moment = moments[at];
+        std::optional<std::uint16_t>& sequence = moment.header.sequence;
+        if (!sequence && moment.header.in_use != false) sequence = known;
+        // The name of a file that is being made may stand ahead of its record.
+        const bool made_next =
+            at + 1 < moments.size() && moments[at + 1].born && moments[at + 1].header.sequence == sequence;
+        if (made_next && moment.what != file_moment::sign::name_removed && moment.header.in_use != false)
+            moment.born = true;
+        known = moment.born || moment.header.in_use == false ? std::nullopt : sequence;
+    }
+}
+
+void file_timeline::enter(std::uint64_t number, const file_moment& moment) {
+    const record_header& header = moment.header;
+    if (!header.sequence || header.in_use == false || (header.base && *header.base != inode_ref{})) return;
+    const inode_ref file(number, *header.sequence);
+    file_facts& facts = m_files[file.value()];
+    if (header.directory) facts.directory = header.directory;
+    if (moment.born && !facts.born) facts.born = moment.lsn;
+    if (moment.name) m_names.add(file.value(), {moment.lsn, *moment.name, moment.what});
+}
+
+// Puts in the place of each name what the file is called from then on.
+void file_timeline::replay_names(std::span<name_moment> names) {
+    std::vector<timeline_name> there;
+    for (name_moment& moment : names) {
+        std::erase(there, moment.name);
+        if (moment.what != file_moment::sign::name_removed) {
+            // A name as the record itself has it is the one that counts.
+            if (there.size() == most_names) there.erase(there.begin());
+            there.push_back(moment.name);
+        }
+        const auto found =
+            std::find_if(there.rbegin(), there.rend(), [](const timeline_name& n) { return !n.is_dos_name(); });
+        if (found != there.rend()) {
+            moment.name = *found;
+        } else if (!there.empty()) {
+            moment.name = there.back();
+        }
+    }
+}
+
+const file_moment* file_timeline::holder(std::uint64_t number, std::uint64_t lsn) const {
+    const std::span<const file_moment> moments = m_moments.find(number);
+    const auto after = std::ranges::upper_bound(moments, lsn, {}, &file_moment::lsn);
+    if (after != moments.begin()) {
+        const auto last = std::prev(after);
+        if (last->header.in_use != false || last->lsn == lsn) return &*last;
+    }
+    if (after != moments.end() && !after->born) return &*after;
+    return after != moments.begin() ? &*std::prev(after) : nullptr;
+}
+
+std::optional<file_timeline::found_name> file_timeline::name(inode_ref file, std::uint64_t lsn) const {
+    const std::span<const name_moment> names = m_names.find(file.value());
+    if (names.empty()) return std::nullopt;
+    const auto after = std::ranges::upper_bound(names, lsn, {}, &name_moment::lsn);
+    if (after != names.begin()) return found_name{std::prev(after)->name};
+    return found_name{after->name, after->what == file_moment::sign::name_added};
+}
+
+std::optional<bool> file_timeline::is_directory(inode_ref file) const {
+    const file_facts* const facts = m_files.find(file.value());
+    return facts != nullptr ? facts->directory : std::nullopt;
+}
+
+std::optional<std::uint64_t> file_timeline::born(inode_ref file) const {
+    const file_facts* const facts = m_files.find(file.value());
+    return facts != nullptr ? facts->born : std::nullopt;
+}
+
+}  // namespace kest

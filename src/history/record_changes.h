@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "history/file_timeline.h"
+#include "history/record_state.h"
+#include "portable/kept_bytes.h"
+
+namespace kest {
+
+struct standard_change {
+    standard_information before;
+    standard_information after;
+};
+
+// An attribute that is not the same before and after.
+struct attribute_change {
+    std::optional<std::uint32_t> type;
+    std::optional<uni::byte_view> name;  // UTF-16
+    std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute, which has no sizes
+    attribute_state before;
+    attribute_state after;
+};
+
+// What a transaction did to a file record: the states before its first and after its last record that stands; or before
+// the first and after the last of those in a row that were rolled back. Where transactions take turns at one file
+// record, one for each turn.
+struct record_change {
+    std::uint64_t number = 0;  // of the file record
+    std::uint32_t transaction = 0;
+    std::uint32_t first = 0;  // positions in the log
+    std::uint32_t last = 0;
+    std::uint32_t first_attribute = 0;
+    std::uint32_t attribute_count = 0;
+    std::uint32_t standard = 0;  // from 1; 0: the same before and after, or unknown
+    bool rolled_back = false;
+    record_header before = {};
+    record_header after = {};
+};
+
+// The changes of a log, and what they show.
+struct record_changes {
+    std::vector<record_change> records;
+    std::vector<standard_change> standards;
+    std::vector<attribute_change> attributes;
+    uni::kept_bytes kept;
+};
+
+// Finds what differs between two states of a file record, and enters it.
+class change_finder {
+public:
+    explicit change_finder(record_changes& changes) : m_changes(changes) {}
+
+    // Completes `change` by the states, and enters it unless they are the same.
+    void add(record_change change, const replayed_record& before, const replayed_record& after, bool may_be_base);
+
+private:
+    void match_attributes();
+    template <class order>
+    void pair_up(order&& compare);
+    void add_attribute(const found_attribute* before, const found_attribute* after);
+    void keep(attribute_state& state);
+
+    record_changes& m_changes;
+    record_state m_before;
+    record_state m_after;
+    std::vector<const found_attribute*> m_gone;
+    std::vector<const found_attribute*> m_new;
+};
+
+// How a file record of the MFT copy compares with the replay; for records whose own LSN is the log's last about them.
+struct copy_comparison {
+    std::uint64_t number = 0;
+    bool differs = false;
+    bool differs_in_content = false;  // in bytes of data within the record, which not every system logs
+    std::uint32_t differing_at = 0;   // the first such byte
+};
+
+copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy);
+
+}  // namespace kest
