@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "driver/run.h"
+#include "driver/usage.h"
 #include "support/json_lines.h"
 #include "support/memory_file.h"
 
@@ -78,14 +79,25 @@ void enter_own_folder() {
     if (dup2(nowhere, STDIN_FILENO) == -1 || dup2(nowhere, STDOUT_FILENO) == -1) std::abort();
 }
 
-// One a line.
-constexpr std::string_view words =
-    "-csv\n-no_whitespace\n-base10\n-no_guesses\n-showall_inodes\n-stats\n-xml\n-multiline\n-bodyfile\n-csvgen\n"
-    "-csvl2t\n-pair_datetime\n-append\n-profile\n-base16\n-enumdir\n.\n-pipe\n-out\nfile\n-diags\n-l3\n-dateformat\n"
-    "mm-dd-yy\n-timeformat\nhh:mm:ss.xxxxxx\n-cmd_start_time\n2026-03-16\n-cmd_stop_time\n2026-03-16 "
-    "12:00:00\n-filter\n"
-    "*f?le*\n-filter_sig\n52535452|0x0\n-filter_path\n%NAME%\n-alias\na|b\n-csv_separator\ntab\n-num_subdirs\n0x7\n"
-    "-offset\no17\n-help\n-undo\n-cut\n-events\n-coverage\n-cluster_size\nauto\n-jsonl\n";
+// Values of options, one a line.
+constexpr std::string_view values =
+    ".\nfile\nmm-dd-yy\nhh:mm:ss.xxxxxx\n2026-03-16\n2026-03-16 12:00:00\n*f?le*\n52535452|0x0\n%NAME%\na|b\n"
+    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\n";
+
+// Every option that the program lists, and values.
+std::vector<std::string> known_words() {
+    std::vector<std::string> all;
+    const std::string listed = kest::all_options();
+    for (std::size_t at = 0; (at = listed.find('-', at)) != listed.npos;) {
+        const std::size_t end = listed.find_first_of(" ,\n", at);
+        const bool begins = listed.compare(at - 2, 2, "  ") == 0 || listed.compare(at - 2, 2, ", ") == 0;
+        if (begins && end - at > 1) all.push_back(listed.substr(at, end - at));
+        at = end;
+    }
+    for (std::size_t at = 0; at < values.size(); at = values.find('\n', at) + 1)
+        all.emplace_back(values.substr(at, values.find('\n', at) - at));
+    return all;
+}
 
 std::string text_of(const char* path) {
     std::ifstream in(path, std::ios::binary);
@@ -102,10 +114,12 @@ bytes filled(bytes image) {
 kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
     kest::argument_list kept = {"-out", "lines"};
-    for (const char* flag :
-         {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses", "-base10", "-stats"}) {
+    for (const char* flag : {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses",
+                             "-base10", "-stats", "-strict"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
+    const auto columns = std::ranges::find(options, "-columns");
+    if (options.end() - columns > 1) kept.insert(kept.end(), columns, columns + 2);
     return kept;
 }
 
@@ -157,8 +171,8 @@ void swap_sector_ends(window image) {
 void change_options(std::vector<std::string>& all, std::minstd_rand& random) {
     const auto place = all.begin() + static_cast<std::ptrdiff_t>(random() % (all.size() + 1));
     if (place == all.end() || random() % 2 == 0) {
-        const std::size_t begin = words.rfind('\n', random() % (words.size() - 1)) + 1;  // 0 from `npos`
-        all.insert(place, std::string(words.substr(begin, words.find('\n', begin) - begin)));
+        static const std::vector<std::string> words = known_words();
+        all.insert(place, words[random() % words.size()]);
     } else if (random() % 3 == 0) {
         mutate(window(reinterpret_cast<std::uint8_t*>(place->data()), place->size()), random);
     } else {

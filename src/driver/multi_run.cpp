@@ -1,7 +1,12 @@
 #include "driver/multi_run.h"
 
-#include "driver/doubts.h"
+#include <optional>
+
+#include "driver/warnings.h"
+#include "format/error_words.h"
+#include "format/safe_text.h"
 #include "options/path_filter.h"
+#include "options/warning_line.h"
 #include "portable/console.h"
 #include "portable/folder_walk.h"
 #include "portable/stdin_stream_ex.h"
@@ -16,29 +21,47 @@ bool said(const std::string& words) {
     return !words.empty();
 }
 
+// The path of a listed file, as the operator sees it.
+std::string shown_path(const logfile_options& options, const std::string& path) {
+    if (!options.extended) return path;
+    std::string shown;
+    append_safe_text(shown, path);
+    return shown;
+}
+
+// What -strict refuses is an error, otherwise a hint. True if it is refused, which has been said.
+bool is_refused(const logfile_options& options, const std::string& warnings) {
+    if (options.strict) return said(warnings);
+    say_hints(options, warnings);
+    return false;
+}
+
 // Nothing of one volume may reach another's report. A file that the run is writing is no log.
-bool parse_alone(const run_context& run, evidence& stores, const std::string& path) {
+// Nothing if the log can be reported; else why it cannot, or an empty text where that has been said.
+std::optional<std::string> parse_alone(const run_context& run, evidence& stores, const std::string& path) {
     log_store_reset(stores.log);
     stores.sequence_by_inode.clear();
-    const bool strict = run.options.strict;
-    if (run.outputs.hold(path) || (strict && said(doubts_of_listed_file(path)))) return false;
-    if (!parse_log(stores.log, path, run.options)) return false;
-    if (stores.log.incomplete) say_reading_failed(run, path);
-    if (strict && said(doubts_of_log(stores.log, path, run.options))) return false;
-    return !stores.log.entries.empty();
+    if (run.outputs.hold(path)) return "being written by this run";
+    if (run.options.extended && is_refused(run.options, warnings_of_listed_file(path))) return "";
+    if (!parse_log(stores.log, path, run.options)) return error_words(stores.log.open_error);
+    if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
+    if (!run.options.strict && stores.log.entries.empty()) return "no record";
+    if (is_refused(run.options, warnings_of_log(stores.log, path, run.options))) return "";
+    return std::nullopt;
 }
 
 bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
     const bool show_progress = run.options.show_progress;
+    const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
-    if (show_progress) say_parsing(path);
-    if (!parse_alone(run, stores, path)) {
-        if (show_progress) say_parsing_failed(path);
+    if (show_progress) say_parsing(shown);
+    if (const auto reason = parse_alone(run, stores, path)) {
+        if (show_progress) say_parsing_failed(run.options, shown, *reason);
         return false;
     }
     run.report.write(stores, path);
     log_store_reset(stores.log);
-    if (show_progress) uni::console_write("success: " + path + '\n');
+    if (show_progress) uni::console_write("success: " + shown + '\n');
     return true;
 }
 
@@ -49,7 +72,13 @@ bool report_all(const run_context& run, path_source&& next_path) {
     bool reported = false, failed = false;
     for (std::string path; next_path(path);)
         (parse_and_report(run, stores, path) ? reported : failed) = true;
-    return reported && !(failed && run.options.strict);
+    if (run.options.extended) run.findings.omitted = stores.inodes.omitted;
+    if (failed && run.options.strict) run.findings.unreadable = true;
+    return reported;
+}
+
+void say_no_folder(const std::string& path, int error) {
+    uni::console_write(with_reason("prob opening folder: " + path, folder_error_words(error)) + '\n');
 }
 
 }  // namespace
@@ -68,8 +97,13 @@ bool multi_run(const run_context& run) {
         return reported;
     }
     cvportdir::folder_walk files;
-    return files.start(run.options.enumdir_path, run.options.num_subdirs, wanted) &&
-           report_all(run, [&files](std::string& path) { return files.read_line(path); });
+    if (!files.start(run.options.enumdir_path, run.options.num_subdirs, wanted)) {
+        if (run.options.extended) say_no_folder(run.options.enumdir_path, files.open_error());
+        return false;
+    }
+    const bool reported = report_all(run, [&files](std::string& path) { return files.read_line(path); });
+    if (run.options.extended) say_hints(run.options, warnings_of_folders(files));
+    return reported;
 }
 
 }  // namespace kest

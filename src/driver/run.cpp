@@ -7,16 +7,18 @@
 #include <unistd.h>
 #include <utility>
 
-#include "driver/doubts.h"
 #include "driver/multi_run.h"
 #include "driver/run_header.h"
 #include "driver/run_timer.h"
 #include "driver/single_run.h"
 #include "driver/usage.h"
+#include "driver/warnings.h"
 #include "driver/worker_run.h"
 #include "options/output_guard.h"
 #include "portable/console.h"
 #include "portable/descriptor.h"
+#include "report/field.h"
+#include "report/provenance.h"
 
 namespace kest {
 
@@ -44,7 +46,7 @@ std::optional<bool> answer(const argument_list& args) {
 }
 
 void tell_what_is_needed(const logfile_options& options, const std::string& header) {
-    if (options.shape != output_shape::jsonl) {
+    if (options.has_banner()) {
         uni::file out;
         out.attach(STDOUT_FILENO);
         // The run has failed already.
@@ -85,6 +87,7 @@ constexpr guard_word guard_words[] = {
     {&left_out::index_runs, "index runs"},
     {&left_out::parents, "parents"},
     {&left_out::attribute_lists, "attribute lists"},
+    {&left_out::standard_values, "times and attributes"},
     {&left_out::files, "files"},
 };
 
@@ -105,29 +108,54 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         return false;
     }
     uni::fileio_output report_sink(results.target());
-    if (options.shape != output_shape::jsonl) report_sink.write(header);
+    if (options.has_banner()) report_sink.write(header);
+    outputs.diags.begin_run();
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = parse_and_report({options, outputs, report, findings}) && !findings.unreadable;
+        reported = parse_and_report({options, outputs, report, findings});
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
     const bool flushed = report_sink.flush();
-    const bool closed = results.target().close();
-    if (flushed && closed) return reported;
+    const bool finished = results.finish(reported && flushed);
+    if (flushed && finished) return reported && !findings.unreadable;
     say_writing_failed(results.path().empty() ? standard_output : results.path());
     return false;
 }
 
-// Says what may not be meant so, to somebody who reads along; with `-strict` to whomever, and false if there was
-// anything.
-bool doubts_settled(const logfile_options& options, const argument_list& left) {
-    if (!options.strict && (!options.show_progress || !uni::console_is_terminal())) return true;
-    std::string doubts = doubts_of_arguments(options, left);
-    if (options.strict && doubts.empty()) doubts = doubts_of_contents(options);
-    if (!doubts.empty()) uni::console_write(doubts);
-    return !options.strict || doubts.empty();
+// Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
+bool warnings_settled(const logfile_options& options, const run_outputs& outputs, const argument_list& left) {
+    const std::string lacking = provenance_lacks(options);
+    if (!lacking.empty()) uni::console_write(lacking);
+    if (options.strict && !lacking.empty()) return false;
+    if (!options.strict && !says_hints(options)) return true;
+    std::string warnings = warnings_of_outputs(outputs) + warnings_of_arguments(options, left);
+    if (!options.strict) {
+        say_hints(options, warnings);
+        return true;
+    }
+    if (warnings.empty() && !options.value_refused) warnings = warnings_of_contents(options);
+    if (warnings.empty() && !options.value_refused) warnings = misfits_of_inputs(options);
+    if (!warnings.empty()) uni::console_write(warnings);
+    return warnings.empty() && !options.value_refused;
+}
+
+// Reads the options. False if the run cannot begin, which has been said.
+bool settle_options(logfile_options& options, run_outputs& outputs, argument_list& args, const std::string& header) {
+    const bool taken = parse_options(options, outputs, args);
+    if (taken && options.has_source()) return true;
+    if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
+    if (options.extended) say_hints(options, warnings_of_arguments(options, args));
+    tell_what_is_needed(options, header);
+    return false;
+}
+
+// A report without a column that was asked for would not be the one that was meant.
+bool columns_settled(const logfile_options& options) {
+    const std::string words = words_on_columns(options);
+    if (!words.empty()) uni::console_write(words);
+    return words.empty();
 }
 
 bool run_guarded(argument_list args) {
@@ -149,11 +177,9 @@ bool run_guarded(argument_list args) {
     const std::string header = run_header(args);
     run_outputs outputs;
     logfile_options options;
-    if (!parse_options(options, outputs, args) || !options.has_source()) {
-        tell_what_is_needed(options, header);
+    if (!settle_options(options, outputs, args, header)) return false;
+    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, outputs, args))
         return false;
-    }
-    if (writes_input(options, outputs) || !doubts_settled(options, args)) return false;
     const run_timer timer;
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);

@@ -1,8 +1,9 @@
 #include "driver/run_steps.h"
 
-#include "format/number.h"
 #include "logfile/scanner.h"
 #include "logfile/told_sizes.h"
+#include "logfile/whole_log.h"
+#include "options/warning_line.h"
 #include "portable/console.h"
 
 namespace kest {
@@ -25,31 +26,19 @@ bool parse_log(log_store& store, const std::string& path, const logfile_options&
         store.pages.emplace();
         store.carry.drop();  // nothing of the log before this one
     }
+    store.keeps_pages = options.show_cut || options.show_coverage;
     if (!scan_logfile(store, path)) return false;
-    if (options.show_cut || options.show_coverage) link_cut_chains(store);
+    if (store.keeps_pages) complete_log(store);
     settle_sizes(store, options);
-    if (!options.strict && uni::console_is_terminal()) uni::console_write(words_on_clusters(store, options));
     return true;
-}
-
-std::string words_on_clusters(const log_store& store, const logfile_options& options) {
-    const bool reckons = !options.stats_requested && !options.show_coverage && !options.show_events;
-    if (!reckons || !tells_rows(options.shape) || options.cluster_size || options.told_cluster_size) return {};
-    const std::uint32_t told = find_told_sizes(store).cluster.value_or(store.place.cluster_size);
-    if (told == store.place.cluster_size) return {};
-    std::string words = "clusters of ";
-    append_decimal(words, told);
-    words += " bytes, rows reckon with ";
-    append_decimal(words, store.place.cluster_size);
-    return words += ": -cluster_size auto\n";
 }
 
 void say_parsing(const std::string& path) {
     uni::console_write("trying to parse file: " + path + '\n');
 }
 
-void say_parsing_failed(const std::string& path) {
-    uni::console_write("prob parsing file: " + path + '\n');
+void say_parsing_failed(const logfile_options& options, const std::string& path, std::string_view reason) {
+    uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
 }
 
 void say_reading_failed(const run_context& run, const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "options/evidence.h"
 #include "options/logfile_options.h"
@@ -11,7 +12,8 @@ namespace kest {
 
 // What there is to tell of a run besides its report.
 struct run_findings {
-    bool unreadable = false;  // some input could not be read to its end: the run reports on the rest, and fails
+    bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
+                              // rest, and fails
     left_out omitted;
 };
 
@@ -27,13 +29,10 @@ struct run_context {
 // opened.
 [[nodiscard]] bool parse_log(log_store& store, const std::string& path, const logfile_options& options);
 
-// Rows have always reckoned with clusters of one size. On a volume of another one they name wrong files, and that is
-// what this says; empty where it is not so.
-std::string words_on_clusters(const log_store& store, const logfile_options& options);
-
 // Tell the operator of a file at hand.
 void say_parsing(const std::string& path);
-void say_parsing_failed(const std::string& path);
+// The reason is left out where it is empty, and in runs that are not extended.
+void say_parsing_failed(const logfile_options& options, const std::string& path, std::string_view reason);
 // Tells it whatever the options say, and notes it.
 void say_reading_failed(const run_context& run, const std::string& path);
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "driver/warnings.h"
+#include "format/error_words.h"
 #include "portable/console.h"
 
 namespace kest {
@@ -29,10 +31,11 @@ bool single_run(const run_context& run) {
     evidence stores;
     if (run.options.show_progress) say_parsing(path);
     if (!parse_log(stores.log, path, run.options)) {
-        say_parsing_failed(path);
+        say_parsing_failed(run.options, path, error_words(stores.log.open_error));
         return false;
     }
     if (stores.log.incomplete) say_reading_failed(run, path);
+    say_hints(run.options, warnings_of_log(stores.log, path, run.options));
     store_log_inodes(stores);
     if (run.options.show_progress) uni::console_write("parsing complete\n");
     run.report.write(stores, {});

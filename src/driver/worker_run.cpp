@@ -3,13 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <optional>
 #include <vector>
 
+#include "driver/warnings.h"
+#include "format/error_words.h"
 #include "format/number.h"
 #include "journal/journal_cursor.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
+#include "report/input_fit.h"
 #include "report/listings.h"
 
 namespace kest {
@@ -66,25 +70,32 @@ std::string count_text(std::string_view before, std::size_t count, std::string_v
     return text.append(behind);
 }
 
-// Opens what comes with the log, before any thread is started.
-bool open_inputs(const logfile_options& options, evidence& stores) {
+// An input that cannot be read.
+struct unread_input {
+    const std::string& path;
+    std::string reason;
+};
+
+// Opens what comes with the log, before any thread is started. Nothing if all of it can be read.
+std::optional<unread_input> open_inputs(const logfile_options& options, evidence& stores) {
+    const auto resync = options.extended ? journal_resync::at_records : journal_resync::at_pages;
     stores.inodes.all_records = options.have_mft;
     if (options.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!options.mft_path.empty() && !load_mft(stores.inodes, options.mft_path)) {
-        say_parsing_failed(options.mft_path);
-        return false;
+        const int error = stores.inodes.mft_file.open_error();
+        return unread_input{options.mft_path, error != 0 ? error_words(error) : "no file record"};
     }
-    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path)) {
-        say_parsing_failed(options.jrnl_path);
-        return false;
+    if (!options.jrnl_path.empty() && !open_journal(stores.journal, options.jrnl_path, resync)) {
+        const int error = stores.journal.file.open_error();
+        return unread_input{options.jrnl_path, error != 0 ? error_words(error) : "too short"};
     }
-    return true;
+    return std::nullopt;
 }
 
 // Whether there is something to tell of. A journal on its own is looked into as far as its first record.
 bool anything_found(const logfile_options& options, const evidence& stores) {
     if (options.have_log) return !stores.log.entries.empty();
-    return journal_cursor(stores.journal.file).next() != nullptr;
+    return journal_cursor(stores.journal.file, stores.journal.resync).next() != nullptr;
 }
 
 void run_workers(const logfile_options& options, evidence& stores) {
@@ -97,6 +108,12 @@ void run_workers(const logfile_options& options, evidence& stores) {
     show_status(options, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();
+}
+
+// The rest of the report stands without it.
+void say_journal_warnings(const logfile_options& options, const usn_journal& journal) {
+    const std::string warnings = warnings_of_journal(journal.reading, options.jrnl_path);
+    if (!warnings.empty()) uni::console_write(warnings);
 }
 
 // Brings the journal records found in the log into the inode store; says what became of each.
@@ -137,23 +154,42 @@ void combine(const run_context& run, evidence& stores) {
 
 }  // namespace
 
+std::string misfits_of_inputs(logfile_options options) {
+    if (!options.have_log || options.lists_logs() || (!options.have_mft && !options.have_jrnl)) return {};
+    options.show_progress = false;
+    evidence stores;
+    if (open_inputs(options, stores)) return {};
+    run_workers(options, stores);
+    return misfit_lines(stores, options);
+}
+
 bool worker_run(const run_context& run) {
     const logfile_options& options = run.options;
     evidence stores;
-    if (!open_inputs(options, stores)) return false;
-    run_workers(options, stores);
-    if (stores.inodes.incomplete) say_reading_failed(run, options.mft_path);
-    if (stores.log.incomplete) say_reading_failed(run, options.log_path);
-    if (!options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
-    if (!anything_found(options, stores)) {
-        say_parsing_failed(options.have_log ? options.log_path : options.jrnl_path);
+    if (const auto unread = open_inputs(options, stores)) {
+        say_parsing_failed(options, unread->path, unread->reason);
         return false;
     }
+    run_workers(options, stores);
+    const bool mft_incomplete = stores.inodes.incomplete;
+    if (mft_incomplete) say_reading_failed(run, options.mft_path);
+    if (stores.log.incomplete) say_reading_failed(run, options.log_path);
+    if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (!anything_found(options, stores)) {
+        const int error = stores.log.open_error;
+        say_parsing_failed(options, options.have_log ? options.log_path : options.jrnl_path,
+                           error != 0 ? error_words(error) : "no record");
+        return false;
+    }
+    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
+    if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
     show_status(options, "threads completed, combining data");
     if (!options.show_coverage) combine(run, stores);  // which is about each input as it came
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
-    if (options.streams_journal() && stores.journal.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft_path);
+    if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (options.extended && !options.jrnl_path.empty()) say_journal_warnings(options, stores.journal);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }

@@ -69,11 +69,14 @@ struct event {
     event_clock clock = event_clock::after;
     event_kind kind = event_kind::created;
     std::uint32_t said_reason = 0;  // of `reason_given`: its bit
-    std::string path;               // UTF-8, as the evidence has it
+    std::string path;               // UTF-8; its names in words where they could mislead
+    std::string name_hex;           // UTF-16 of the path's last name, where that needed a word
     std::string old_path;
+    std::string old_name_hex;
     known_by known = known_by::log;
-    inode_ref file;                 // sequence number 0: not known
-    inode_ref parent;               // 0: not known
+    inode_ref file;    // sequence number 0: not known
+    inode_ref parent;  // 0: not known
+    std::optional<bool> is_folder = {};
     std::uint64_t lsn = 0;          // none of the journal file's events has one, or a state
     std::uint64_t file_offset = 0;  // bytes, in the log or in the journal file
     event_state state = event_state::done;

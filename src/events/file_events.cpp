@@ -8,7 +8,6 @@
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "mft/record_view.h"
-#include "portable/utf16.h"
 
 namespace kest {
 
@@ -87,6 +86,7 @@ void file_events::find(const file_deeds& deeds) {
     m_deeds = &deeds;
     m_reasons = m_said = 0;
     m_created = m_deleted = false;
+    m_is_folder = is_folder();
     for (const told_fact* const fact : deeds.facts) {
         if (fact->kind == fact_kind::journal_record) m_reasons |= read_usn_record(fact->data)->get(&usn_layout::reason);
     }
@@ -100,6 +100,15 @@ void file_events::find(const file_deeds& deeds) {
         if (!m_created) tell_standard();
     }
     tell_reasons();
+}
+
+// What was rolled back is known by its own facts only; so is a file that is no more than a number.
+std::optional<bool> file_events::is_folder() const {
+    std::optional<bool> folder;
+    if (m_deeds->file.sequence() != 0) folder = m_context.lives.is_directory(m_deeds->file);
+    for (std::size_t at = 0; !folder && at < m_deeds->facts.size(); ++at)
+        folder = folder_by(*m_deeds->facts[at]);
+    return folder;
 }
 
 file_events::file_place file_events::place_of(const file_name_view& name) {
@@ -126,6 +135,7 @@ event& file_events::add(event_kind kind, const told_fact& proof, const std::opti
     event& told = m_out.emplace_back(placed_event{.told = {}, .rank = rank}).told;
     told.kind = kind;
     told.file = m_deeds->file;
+    told.is_folder = m_is_folder;
     told.lsn = proof.lsn;
     told.file_offset = m_context.log.entries[proof.entry].file_offset;
     told.cut = m_deeds->transaction.cut;
@@ -134,32 +144,29 @@ event& file_events::add(event_kind kind, const told_fact& proof, const std::opti
                                              : event_state::open;
     told.reasons = m_reasons;
     m_said |= reason_said(kind);
-    if (!place) {
-        told.path = unknown_path;
-        told.known = known_by::part;
-    } else {
+    told.known = known_by::part;
+    std::string_view above = unknown_path;
+    held_name name;
+    if (place) {
         told.parent = place->name.parent;
         const folder_path& folder = m_context.paths.at(told.parent, proof.lsn);
-        told.path = folder.text;
-        append_name(told.path, place->name);
+        above = folder.text;
+        name = place->name;
         told.known = std::max(place->known, folder.known);
         told.of_system = folder.of_system;
     }
     if (told.file.number() == root_number) {
-        told.path = root_path;
+        above = root_path;
+        name = {};
         told.known = known_by::log;
     }
-    if (!stream.empty()) {
-        told.path += ':';
-        uni::append_utf16_text(told.path, stream);
-    }
+    set_path(told.path, told.name_hex, above, name, stream);
     return told;
 }
 
 void file_events::set_old_path(event& told, const file_name_view& name) {
     const folder_path& folder = m_context.paths.at(name.parent(), told.lsn - 1);
-    told.old_path = folder.text;
-    uni::append_utf16_text(told.old_path, name.name());
+    set_path(told.old_path, told.old_name_hex, folder.text, {.units = name.name()});
     told.known = std::max(told.known, folder.known);
     if (!folder.of_system) told.of_system = false;
 }

@@ -68,6 +68,7 @@ private:
     void set_old_path(event& told, const file_name_view& name);
     bool settles(std::span<const link_change> changes) const;
     bool is_taken() const;
+    std::optional<bool> is_folder() const;
 
     void tell_births();
     void tell_birth(const told_fact& birth);
@@ -104,6 +105,7 @@ private:
     link_changes m_links;
     std::uint32_t m_reasons = 0;  // of the journal records
     std::uint32_t m_said = 0;     // of the reasons those that an event says
+    std::optional<bool> m_is_folder;
     bool m_created = false;
     bool m_deleted = false;
     std::vector<std::uint8_t> m_record;  // a file record of the MFT, read again

@@ -5,7 +5,6 @@
 
 #include "events/system_files.h"
 #include "format/time.h"
-#include "portable/utf16.h"
 
 namespace kest {
 
@@ -38,7 +37,7 @@ std::uint64_t time_of(const journal_record& record) {
 journal_outline outline_journal(const uni::file& file, logged_records& logged) {
     journal_outline outline;
     open_files files;
-    journal_cursor cursor(file);
+    journal_cursor cursor(file, journal_resync::at_records);
     while (const journal_record* const record = cursor.next()) {
         const bool in_log = logged.has(*record);
         const record_news news = files.take(*record, in_log);
@@ -49,7 +48,7 @@ journal_outline outline_journal(const uni::file& file, logged_records& logged) {
     std::ranges::copy(files.waiting(), std::back_inserter(outline.lone_names));
     std::ranges::sort(outline.lone_names);
     outline.folders.seal();
-    outline.incomplete = cursor.incomplete();
+    outline.reading = cursor.reading();
     return outline;
 }
 
@@ -60,7 +59,7 @@ journal_events::journal_events(const uni::file& file, const journal_outline& out
       m_names(names),
       m_paths(paths),
       m_listener(std::move(listener)),
-      m_cursor(file),
+      m_cursor(file, journal_resync::at_records),
       m_next(m_cursor.next()) {}
 
 void journal_events::tell_before(std::uint64_t place, std::uint64_t lsn) {
@@ -104,6 +103,7 @@ void journal_events::tell_news(const journal_record& record, const record_news& 
 void journal_events::locate(const journal_record& record, std::uint64_t lsn) {
     m_told.file = record.usn.file();
     m_told.parent = record.usn.parent();
+    m_told.is_folder = record.has_name() ? std::optional(record.is_directory()) : std::nullopt;
     m_told.source = event_source::journal;
     m_told.file_offset = record.place;
     m_told.reasons = record.usn.get(&usn_layout::reason);
@@ -111,22 +111,21 @@ void journal_events::locate(const journal_record& record, std::uint64_t lsn) {
     m_told.time = time != 0 ? time : m_time;
     m_told.clock = time != 0 ? event_clock::journal : event_clock::after;
     if (m_told.file.number() == root_number) {
-        m_told.path = root_path;
+        set_path(m_told.path, m_told.name_hex, root_path, {});
         m_told.known = known_by::journal;
         m_told.of_system = false;
         return;
     }
     const folder_path& folder = m_paths.in_journal(m_told.parent, record.place, lsn);
-    m_told.path = folder.text;
     m_told.known = std::max(known_by::journal, folder.known);
     m_told.of_system = folder.of_system;
     if (record.has_name()) {
-        uni::append_utf16_text(m_told.path, record.usn.name());
+        set_path(m_told.path, m_told.name_hex, folder.text, {.units = record.usn.name()});
     } else if (const auto name = m_names.name_in_journal(m_told.file, record.place, lsn)) {
-        append_name(m_told.path, *name);
+        set_path(m_told.path, m_told.name_hex, folder.text, *name);
         m_told.known = std::max(m_told.known, name->known);
     } else {
-        m_told.path = unknown_path;
+        set_path(m_told.path, m_told.name_hex, unknown_path, {});
         m_told.known = known_by::part;
     }
 }
@@ -136,8 +135,7 @@ void journal_events::tell_rename(const journal_record& record, const former_name
     const folder_path& folder = m_paths.in_journal(old.parent, old.place, lsn);
     event told = m_told;
     told.before = told.after = {};
-    told.old_path = folder.text;
-    uni::append_utf16_text(told.old_path, units);
+    set_path(told.old_path, told.old_name_hex, folder.text, {.units = units});
     told.known = std::max(told.known, folder.known);
     told.before.name = units;
     told.after.name = record.usn.name();

@@ -16,7 +16,7 @@ namespace kest {
 struct journal_outline {
     journal_folders folders;
     std::vector<std::uint64_t> lone_names;  // places of the old names that no new one follows
-    bool incomplete = false;                // some of the file could not be read
+    journal_reading reading;                // of the file
 };
 
 // Goes through the file once. Notes which records the log has, too.
@@ -28,6 +28,9 @@ class journal_events {
 public:
     journal_events(const uni::file& file, const journal_outline& outline, const logged_records& logged,
                    name_history& names, folder_paths& paths, std::function<void(const event&)> listener);
+
+    // Some of the file could be read the first time only.
+    bool incomplete() const { return m_cursor.reading().incomplete; }
 
     // The next record not told of is here; behind all places at the end.
     std::uint64_t place() const { return m_next != nullptr ? m_next->place : logged_records::nowhere; }

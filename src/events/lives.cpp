@@ -35,6 +35,23 @@ const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t
     return from_mft && first->in_use ? first : nullptr;
 }
 
+std::optional<bool> folder_by(const told_fact& fact) {
+    switch (fact.kind) {
+        case fact_kind::entry_added:
+        case fact_kind::entry_removed:
+            return file_name_view::read(fact.data)->names_directory();
+        case fact_kind::journal_record:
+            return (read_usn_record(fact.data)->get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
+        case fact_kind::image: {
+            const file_record_view record(fact.data);
+            if (!record.in_use() || record.base() != inode_ref{}) return std::nullopt;
+            return record.is_directory();
+        }
+        default:
+            return std::nullopt;
+    }
+}
+
 record_lives::record_lives(const told_log& told, const _inode_collection& inodes, bool guesses_allowed)
     : m_inodes(inodes), m_highest_lsn(told.highest_lsn), m_guesses_allowed(guesses_allowed) {
     for (const told_transaction& transaction : told.transactions)
@@ -56,20 +73,18 @@ void record_lives::learn(std::span<const told_fact> facts) {
 }
 
 void record_lives::learn_fact(const told_fact& fact, bool born_here) {
+    if (const auto folder = folder_by(fact)) m_directories[fact.file.value()] = *folder;
     switch (fact.kind) {
         case fact_kind::entry_added:
         case fact_kind::entry_removed: {
             const auto name = file_name_view::read(fact.data);
             mark(fact.file, fact.lsn, born_here && fact.kind == fact_kind::entry_added ? sign::born : sign::seen);
-            m_directories[fact.file.value()] = name->names_directory();
             mark_folder(name->parent(), fact.lsn);
             break;
         }
         case fact_kind::journal_record: {
             const auto record = read_usn_record(fact.data);
             mark(fact.file, fact.lsn, sign::seen);
-            m_directories[fact.file.value()] =
-                (record->get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
             mark_folder(record->parent(), fact.lsn);
             break;
         }
@@ -82,7 +97,6 @@ void record_lives::learn_fact(const told_fact& fact, bool born_here) {
                 break;
             }
             mark(fact.file, fact.lsn, fact.is_birth() ? sign::born : sign::seen);
-            if (fact.kind == fact_kind::image) m_directories[fact.file.value()] = record.is_directory();
             break;
         }
         case fact_kind::freed:

@@ -22,6 +22,9 @@ const inode_record* stored_file(const _inode_collection& inodes, inode_ref file)
 // The record of an MFT that has this number and is in use; null if none.
 const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number);
 
+// Whether the file that a fact is about is a folder; nothing if the fact does not say so.
+std::optional<bool> folder_by(const told_fact& fact);
+
 // Which file each file record held when, by what the log's transactions prove of it; where the log tells nothing of a
 // record, by the MFT. Undone facts count for nothing.
 class record_lives {
@@ -32,7 +35,7 @@ public:
     // number that the record had then where the fact lacks it.
     record_holder owner_of(const told_fact& fact) const;
 
-    // Whether the file is a folder; nothing if it is not known.
+    // Whether the file is a folder, by the log or else by the MFT; nothing if it is not known.
     std::optional<bool> is_directory(inode_ref file) const;
 
 private:

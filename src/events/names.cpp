@@ -148,6 +148,12 @@ held_name name_history::told_name(const name_word& word) {
     return {.parent = word.name.parent(), .units = word.name.name(), .known = known_by::log};
 }
 
+std::optional<held_name> name_history::stored_name(const inode_record& stored) const {
+    held_name name{.parent = stored.name_parent, .units = m_inodes.odd_name_of(stored), .known = known_by::mft};
+    if (name.units.empty()) name.stored = stored.name;
+    return name.units.empty() && name.stored.empty() ? std::nullopt : std::optional(name);
+}
+
 // The last one told, else the first one.
 std::optional<held_name> name_history::journal_name(inode_ref file, std::uint64_t lsn) const {
     const std::span<const journal_word> words = m_journal_words.find(file.value());
@@ -179,9 +185,7 @@ std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn
     if (const auto told = journal_name(file, lsn)) return told;
     if (const auto told = folder_name(file, m_journal_place); m_folders_count && told) return known_name(*told);
     const inode_record* const stored = file.sequence() != 0 ? stored_file(m_inodes, file) : nullptr;
-    if (stored != nullptr && !stored->name.empty()) {
-        return held_name{.parent = stored->name_parent, .stored = stored->name, .known = known_by::mft};
-    }
+    if (const auto name = stored != nullptr ? stored_name(*stored) : std::nullopt) return name;
     if (state.word == none) return std::nullopt;
     return told_name(words[state.word]);
 }

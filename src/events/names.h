@@ -20,8 +20,8 @@ class journal_folders;
 // A name of a file, at some moment.
 struct held_name {
     inode_ref parent = {};
-    uni::byte_view units = {};     // UTF-16; where the log told it
-    std::string_view stored = {};  // UTF-8; where the MFT did
+    uni::byte_view units = {};     // UTF-16
+    std::string_view stored = {};  // UTF-8; where the MFT told it and this says it all
     known_by known = known_by::log;
 };
 
@@ -72,6 +72,7 @@ private:
     static std::optional<held_name> known_name(const held_name& told) {
         return told.known != known_by::part ? std::optional(told) : std::nullopt;
     }
+    std::optional<held_name> stored_name(const inode_record& stored) const;
     std::optional<held_name> journal_name(inode_ref file, std::uint64_t lsn) const;
     static held_name told_name(const name_word& word);
 

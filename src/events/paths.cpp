@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "events/system_files.h"
-#include "portable/utf16.h"
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "portable/utf8.h"
 
 namespace kest {
 
@@ -12,17 +14,35 @@ namespace {
 constexpr std::size_t deepest = 255;          // folders
 constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of the longest path that the system allows
 constexpr std::size_t most_kept = 16 << 20;   // bytes of paths
-constexpr std::string_view below_root = "[root]\\";
 constexpr std::string_view unknown = "<unk_path>\\";
+
+bool append_name(std::string& out, const held_name& name) {
+    return name.stored.empty() ? append_safe_name(out, name.units) : append_safe_name(out, name.stored);
+}
+
+void append_hex_name(std::string& out, const held_name& name) {
+    if (name.stored.empty()) return append_digits(out, name.units);
+    const std::vector<std::uint8_t> units = uni::utf16_units(name.stored);
+    append_digits(out, std::span<const std::uint8_t>(units));
+}
 
 }  // namespace
 
-void append_name(std::string& out, const held_name& name) {
-    if (!name.stored.empty()) {
-        out += name.stored;
-    } else {
-        uni::append_utf16_text(out, name.units);
+void set_path(std::string& path, std::string& name_hex, std::string_view folder, const held_name& name,
+              uni::byte_view stream) {
+    constexpr std::string_view colon_unit = "3A00";
+    path = folder;
+    name_hex.clear();
+    bool marked = append_name(path, name);
+    if (!stream.empty()) {
+        path += ':';
+        marked = append_safe_name(path, stream) || marked;
     }
+    if (!marked) return;
+    append_hex_name(name_hex, name);
+    if (stream.empty()) return;
+    name_hex += colon_unit;
+    append_digits(name_hex, stream);
 }
 
 const folder_path& folder_paths::at(inode_ref folder, std::uint64_t lsn) {
@@ -53,14 +73,19 @@ const folder_path& folder_paths::build(inode_ref folder, name_source&& name_of) 
     m_path.known = known_by::log;
     m_path.of_system = false;
     m_parts.clear();
-    const bool whole = climb(folder, name_of);
-    m_path.text = !whole ? unknown : m_parts.empty() ? root_path : below_root;
-    for (auto part = m_parts.rbegin(); part != m_parts.rend() && m_path.text.size() <= longest_path; ++part) {
+    bool whole = climb(folder, name_of);
+    m_path.text = whole ? root_path : unknown;
+    for (auto part = m_parts.rbegin(); part != m_parts.rend(); ++part) {
+        const std::size_t above = m_path.text.size();
         append_name(m_path.text, *part);
         m_path.text += '\\';
         m_path.known = std::max(m_path.known, part->known);
+        if (m_path.text.size() <= longest_path) continue;
+        m_path.text.replace(0, above, unknown);  // as rows show a folder that has outgrown the limit
+        whole = false;
+        m_omitted.paths = true;
     }
-    if (!whole || m_path.text.size() > longest_path) m_path.known = known_by::part;
+    if (!whole) m_path.known = known_by::part;
     return m_path;
 }
 
@@ -82,9 +107,10 @@ bool folder_paths::climb(inode_ref folder, name_source&& name_of) {
 // False where the way goes round, or further up than folders lie inside of one another.
 bool folder_paths::meet(inode_ref folder) {
     std::uint64_t& met = m_met[folder.value()];
-    if (met == m_climb || m_parts.size() == deepest) return false;
+    if (met == m_climb) return false;
     met = m_climb;
-    return true;
+    m_omitted.paths = m_omitted.paths || m_parts.size() == deepest;
+    return m_parts.size() != deepest;
 }
 
 }  // namespace kest

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "events/names.h"
+#include "mft/limits.h"
 
 namespace kest {
 
@@ -18,7 +20,8 @@ struct folder_path {
 // Follows folders to the root, each by the name that it had at the moment asked for.
 class folder_paths {
 public:
-    explicit folder_paths(name_history& names) : m_names(names) {}
+    // `omitted` is told of paths that were cut.
+    folder_paths(name_history& names, left_out& omitted) : m_names(names), m_omitted(omitted) {}
 
     // Valid until the next call.
     const folder_path& at(inode_ref folder, std::uint64_t lsn);
@@ -41,6 +44,7 @@ private:
     bool meet(inode_ref folder);
 
     name_history& m_names;
+    left_out& m_omitted;
     folder_path m_path;
     std::vector<held_name> m_parts;        // from the folder up
     uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it
@@ -51,6 +55,10 @@ private:
     std::size_t m_kept_bytes = 0;
 };
 
-void append_name(std::string& out, const held_name& name);
+// Makes `path` a file's path: `folder`, which ends in its separator, its name, and behind ":" the name of a stream. No
+// other path looks like it. `name_hex` becomes the UTF-16 of what stands behind the folder, in hexadecimal, if that
+// needed words.
+void set_path(std::string& path, std::string& name_hex, std::string_view folder, const held_name& name,
+              uni::byte_view stream = {});
 
 }  // namespace kest

@@ -78,7 +78,10 @@ void standard_lookup::add_later(standard_values& known, inode_ref file, std::uin
     auto at = std::ranges::upper_bound(m_writes, std::tuple(file.value(), lsn), {},
                                        [](const write& w) { return std::tuple(w.file, w.lsn); });
     for (std::size_t left = most_later_writes; at != m_writes.end() && at->file == file.value(); ++at, --left) {
-        if (left == 0) return;
+        if (left == 0) {
+            m_omitted.standard_values = true;
+            return;
+        }
         const told_fact& fact = m_told.facts[at->fact];
         known.fill(fact.place, exact_undo(m_log.entries[fact.entry]));
     }

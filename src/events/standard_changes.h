@@ -31,8 +31,8 @@ standard_change find_standard_change(const log_store& log, std::span<const told_
 class standard_lookup {
 public:
     standard_lookup(const log_store& log, const told_log& told, const file_memory& memory,
-                    const _inode_collection& inodes)
-        : m_log(log), m_told(told), m_memory(memory), m_inodes(inodes) {}
+                    const _inode_collection& inodes, left_out& omitted)
+        : m_log(log), m_told(told), m_memory(memory), m_inodes(inodes), m_omitted(omitted) {}
 
     void complete(standard_change& change, inode_ref file, std::uint64_t lsn);
 
@@ -50,6 +50,7 @@ private:
     const told_log& m_told;
     const file_memory& m_memory;
     const _inode_collection& m_inodes;
+    left_out& m_omitted;
     bool m_collected = false;
     std::vector<write> m_writes;  // by file, then LSN
 };

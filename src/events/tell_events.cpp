@@ -76,8 +76,8 @@ public:
         : m_told(gather_facts(inputs.log)),
           m_lives(m_told, inputs.inodes, inputs.guesses_allowed),
           m_names(with_owners(m_told, m_lives), inputs.inodes),
-          m_paths(m_names),
-          m_standard(inputs.log, m_told, m_memory, inputs.inodes),
+          m_paths(m_names, inputs.omitted),
+          m_standard(inputs.log, m_told, m_memory, inputs.inodes, inputs.omitted),
           m_tunnels(m_told),
           m_logged(m_told),
           m_journals(find_journals(m_told, inputs.log)),
@@ -108,7 +108,12 @@ public:
         if (m_journal) m_journal->tell_before(logged_records::nowhere, m_told.highest_lsn);
     }
 
-    bool journal_incomplete() const { return m_outline.incomplete; }
+    // It is read twice, and either time may fail.
+    journal_reading reading() const {
+        journal_reading read = m_outline.reading;
+        read.incomplete = read.incomplete || (m_journal && m_journal->incomplete());
+        return read;
+    }
 
 private:
     void open_journal(const uni::file& file) {
@@ -234,10 +239,11 @@ private:
 
 }  // namespace
 
-bool tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress) {
+journal_reading tell_events(const event_inputs& inputs, const event_listener& listener,
+                            const event_progress& progress) {
     event_teller teller(inputs, listener, progress);
     teller.run();
-    return !teller.journal_incomplete();
+    return teller.reading();
 }
 
 }  // namespace kest

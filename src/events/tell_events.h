@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "events/event.h"
+#include "journal/journal_cursor.h"
 #include "logfile/log_store.h"
 #include "mft/inode_collection.h"
 #include "portable/file.h"
@@ -20,11 +21,12 @@ struct event_inputs {
     const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
     const uni::file* journal;         // the journal file, open; null: none
     bool guesses_allowed;
+    left_out& omitted;  // what guards leave out of the events
 };
 
 // Tells what the log's transactions prove, by the LSN of their first records, and the events of one in the order of its
-// steps; and between them what only the journal file says, in the order of its records. False if some of that file
-// could not be read.
-bool tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress);
+// steps; and between them what only the journal file says, in the order of its records. Answers what came of
+// reading that file.
+journal_reading tell_events(const event_inputs& inputs, const event_listener& listener, const event_progress& progress);
 
 }  // namespace kest

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/time.h"
+#include "portable/utf8.h"
 
 namespace kest {
 
@@ -27,25 +28,6 @@ constexpr std::uint64_t special_bytes(std::uint64_t word) {
 constexpr bool is_special(char c) {
     const auto byte = static_cast<std::uint8_t>(c);
     return byte < 0x20 || byte >= 0x80 || c == '"' || c == '\\';
-}
-
-// Bytes of the character that the text begins with, which is none of ASCII; 0 if it is no sound UTF-8.
-std::size_t character_bytes(std::string_view text) {
-    const auto byte = [text](std::size_t at) { return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0U; };
-    const auto goes_on = [&byte](std::size_t at) { return (byte(at) & 0xC0U) == 0x80U; };
-    const unsigned first = byte(0);
-    if (first >= 0xC2 && first <= 0xDF) return goes_on(1) ? 2 : 0;
-    if (first >= 0xE0 && first <= 0xEF) {
-        const unsigned lowest = first == 0xE0 ? 0xA0 : 0x80;   // not what two bytes can say
-        const unsigned highest = first == 0xED ? 0x9F : 0xBF;  // no surrogate
-        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) ? 3 : 0;
-    }
-    if (first >= 0xF0 && first <= 0xF4) {
-        const unsigned lowest = first == 0xF0 ? 0x90 : 0x80;
-        const unsigned highest = first == 0xF4 ? 0x8F : 0xBF;
-        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) && goes_on(3) ? 4 : 0;
-    }
-    return 0;
 }
 
 char* put(char* at, std::string_view text) {
@@ -79,7 +61,7 @@ char* put_special(char* at, std::string_view& text) {
     } else if (static_cast<std::uint8_t>(c) < 0x80) {
         at = put_control(at, c);
     } else {
-        const std::size_t sound = character_bytes(text);
+        const std::size_t sound = uni::utf8_character_bytes(text);
         at = put(at, sound != 0 ? text.substr(0, sound) : replacement);
         size = std::max<std::size_t>(sound, 1);
     }
@@ -122,14 +104,18 @@ char* put_json_text(char* at, std::string_view text) {
     return at;
 }
 
-void append_json_time(std::string& out, std::uint64_t ticks) {
-    if (!cv::has_calendar_form(ticks)) {
-        out += "null";
-        return;
+void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits) {
+    out += '"';
+    if (cv::has_calendar_form(ticks)) {
+        cv::append_internet_time(out, ticks, digits);
+    } else {
+        append_decimal(out, ticks);
     }
     out += '"';
-    cv::append_internet_time(out, ticks);
-    out += '"';
+}
+
+char* put_json_number(char* at, std::uint64_t number) {
+    return number == ~std::uint64_t{0} ? put(at, "null") : at + put_number(at, number, false);
 }
 
 void json_writer::begin_line() {
@@ -147,7 +133,9 @@ void json_writer::end_line() {
 char* json_writer::begin_member(std::string_view key, std::size_t most) {
     char* const at = m_sink.room(most_key_bytes(key) + most);
     m_begin = at;
-    return put_json_key(at, key, std::exchange(m_first, false));
+    const bool first = std::exchange(m_first, false);
+    if (!key.empty()) return put_json_key(at, key, first);
+    return std::fill_n(at, first ? 0 : 1, ',');
 }
 
 void json_writer::end_member(const char* end) {
@@ -159,8 +147,7 @@ void json_writer::text(std::string_view key, std::string_view text) {
 }
 
 void json_writer::number(std::string_view key, std::uint64_t number) {
-    char* const at = begin_member(key, most_number_bytes);
-    end_member(at + put_number(at, number, false));
+    end_member(put_json_number(begin_member(key, most_number_bytes), number));
 }
 
 void json_writer::truth(std::string_view key, bool truth) {
@@ -168,10 +155,10 @@ void json_writer::truth(std::string_view key, bool truth) {
 }
 
 void json_writer::time(std::string_view key, std::uint64_t ticks) {
-    if (!cv::has_calendar_form(ticks)) return;
+    if (ticks == 0) return;
     if (ticks != m_ticks) {
         m_time.clear();
-        append_json_time(m_time, ticks);
+        append_json_time(m_time, ticks, digits_to_be_found);
         m_ticks = ticks;
     }
     value(key, m_time);
@@ -198,15 +185,7 @@ void json_writer::begin_array(std::string_view key) {
 }
 
 void json_writer::open(std::string_view key, char bracket) {
-    if (!key.empty()) {
-        value(key, {&bracket, 1});
-    } else {
-        char* at = m_sink.room(2);
-        m_begin = at;
-        if (!m_first) *at++ = ',';
-        *at++ = bracket;
-        end_member(at);
-    }
+    value(key, {&bracket, 1});
     m_first = true;
 }
 
@@ -219,7 +198,7 @@ void json_writer::close(char bracket) {
 void json_members::clear() {
     m_members.clear();
     m_seen = 0;
-    m_repeat = false;
+    m_put_anew = false;
 }
 
 bool json_members::join_known(std::size_t place) {
@@ -228,7 +207,7 @@ bool json_members::join_known(std::size_t place) {
         if (at == place || known.key != m_members[place].key) continue;
         m_members[known.last].next = place;
         known.last = place;
-        m_repeat = true;
+        m_put_anew = true;
         return true;
     }
     return false;
@@ -237,7 +216,7 @@ bool json_members::join_known(std::size_t place) {
 char* json_members::put(char* at, std::string_view text) const {
     if (m_members.empty()) return at;
     for (std::size_t key = 0; key != none; key = m_members[key].next_key) {
-        const bool several = m_members[key].last != key;
+        const bool several = m_members[key].listed || m_members[key].last != key;
         at = put_json_key(at, m_members[key].key, key == 0);
         if (several) *at++ = '[';
         for (std::size_t value = key; value != none; value = m_members[value].next) {

@@ -19,9 +19,15 @@ namespace kest {
 char* put_json_text(char* at, std::string_view text);
 std::size_t most_json_bytes(std::string_view text);
 
-// A time as RFC 3339 has it, in UTC with seven digits of fraction and between quotes; null for a value without a
-// calendar form.
-void append_json_time(std::string& out, std::uint64_t ticks);
+// A time as RFC 3339 has it, in UTC and between quotes. A value without a calendar form is its ticks, between quotes,
+// too, as many readers of JSON would round the number. Seven digits of fraction tell the tick; readers that look for
+// times by themselves take six at most.
+constexpr unsigned digits_of_ticks = 7, digits_to_be_found = 6;
+void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits);
+
+// Puts a number where there is room for `most_number_bytes`; returns the end. All bits set is how evidence says that
+// there is no value: null.
+char* put_json_number(char* at, std::uint64_t number);
 
 // "key": with a comma ahead unless it is the first member of its object; takes at most `most_key_bytes`.
 constexpr std::size_t most_key_bytes(std::string_view key) {
@@ -44,6 +50,7 @@ public:
     void begin_line();
     void end_line();
 
+    // Without a key: an element of an array.
     void text(std::string_view key, std::string_view value);
     void text_if_any(std::string_view key, std::string_view value) {
         if (!value.empty()) text(key, value);
@@ -53,10 +60,9 @@ public:
         if (value != 0) number(key, value);
     }
     void truth(std::string_view key, bool value);
-    void time(std::string_view key, std::uint64_t ticks);         // nothing for a value without a calendar form
+    void time(std::string_view key, std::uint64_t ticks);         // cut to six digits; nothing for 0
     void value(std::string_view key, std::string_view json);      // JSON as it stands
     void object(std::string_view key, std::string_view members);  // likewise what stands between the braces
-    // Without a key: an element of an array.
     void begin_object(std::string_view key);
     void end_object() { close('}'); }
     void begin_array(std::string_view key);
@@ -77,24 +83,28 @@ private:
 };
 
 // What stands where in the members of an object, by key: so that a key that comes again makes an array of its values,
-// in the order in which they came.
+// in the order in which they came. A key that may come again is `listed`, and always an array.
 class json_members {
 public:
     void clear();
     // Notes a value that was written from `begin` to `end`. The key must outlive the object. It is looked for among all
     // keys, of which there are few, as they are words of ours.
-    void add(std::string_view key, std::size_t begin, std::size_t end) {
+    void add(std::string_view key, std::size_t begin, std::size_t end, bool listed) {
         const std::uint64_t bit = std::uint64_t{1} << ((key.size() * 7 + static_cast<std::uint8_t>(key.back())) % 64);
         const std::size_t place = m_members.size();
-        m_members.push_back({key, begin, end, none, place, none});
+        m_members.push_back({key, begin, end, none, place, none, listed});
+        m_put_anew = m_put_anew || listed;
         if ((m_seen & bit) != 0 && join_known(place)) return;
         m_seen |= bit;
         if (place != 0) m_members[m_last_key].next_key = place;
         m_last_key = place;
     }
-    bool repeat() const { return m_repeat; }
+    // Whether the members are not what their text is: arrays have yet to be made.
+    bool put_anew() const { return m_put_anew; }
+    // Bytes that the members take at most, of the bytes of their text.
+    std::size_t most_bytes(std::size_t text) const { return text + 2 * m_members.size(); }
     std::size_t capacity() const { return m_members.capacity() * sizeof(member); }  // bytes
-    // Puts the members with their values out of `text` where there is room for `text`; returns the end.
+    // Puts the members with their values out of `text` where there is room for `most_bytes`; returns the end.
     char* put(char* at, std::string_view text) const;
 
 private:
@@ -106,6 +116,7 @@ private:
         std::size_t next;      // value of the same key
         std::size_t last;      // of the first of a key: the last value of that
         std::size_t next_key;  // likewise: the first of another key
+        bool listed;
     };
 
     bool join_known(std::size_t place);
@@ -113,7 +124,7 @@ private:
     std::vector<member> m_members;
     std::size_t m_last_key = 0;
     std::uint64_t m_seen = 0;  // a bit for what some keys have in common: one that is not set was never given
-    bool m_repeat = false;
+    bool m_put_anew = false;
 };
 
 }  // namespace kest

@@ -84,6 +84,11 @@ char* put_dump(char* at, uni::byte_view bytes) {
     return bytes.empty() ? at : at - 1;
 }
 
+void append_digits(std::string& out, uni::byte_view bytes) {
+    for (const std::uint8_t value : bytes.bytes())
+        out.append(byte_digits.data() + std::size_t{value} * 2, 2);
+}
+
 void append_guid(std::string& out, uni::byte_view guid) {
     append_hex(out, guid.u32(0), 8, false);
     out += '-';

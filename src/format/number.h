@@ -36,6 +36,9 @@ constexpr std::size_t most_dump_bytes(uni::byte_view bytes) {
     return 3 * bytes.size();
 }
 
+// Two upper-case hexadecimal digits a byte, in the bytes' order, and nothing between them.
+void append_digits(std::string& out, uni::byte_view bytes);
+
 // A GUID as it is written among people, of its 16 bytes; in lower case.
 constexpr std::size_t guid_size = 16;
 void append_guid(std::string& out, uni::byte_view guid);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/number.h"
+#include "format/safe_text.h"
 
 namespace kest {
 
@@ -66,6 +67,17 @@ char* put(char* at, std::string_view text) {
     return at;
 }
 
+constexpr char quote = '"';
+
+// Each quote twice; not those around the text.
+char* put_doubled(char* at, std::string_view text) {
+    for (const char c : text) {
+        if (c == quote) *at++ = quote;
+        *at++ = c;
+    }
+    return at;
+}
+
 void replace_bytes(char* begin, char* end, char from, char to) {
     const auto find = [end, from](char* at) {
         return static_cast<char*>(std::memchr(at, from, static_cast<std::size_t>(end - at)));
@@ -90,22 +102,17 @@ char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const r
 
 }  // namespace
 
-result_cell& result_row::reset_cell(std::size_t column) {
+void result_row::clear() {
+    for (std::size_t column = 0; column < m_cells.size(); ++column)
+        text(column);
+}
+
+std::string& result_row::text(std::size_t column) {
     result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::own_text;
     cell.led_by_blank = false;
     cell.text.clear();
-    cell.shown = {};
-    return cell;
-}
-
-void result_row::clear() {
-    for (std::size_t column = 0; column < m_cells.size(); ++column)
-        reset_cell(column);
-}
-
-std::string& result_row::text(std::size_t column) {
-    return reset_cell(column).text;
+    return cell.text;
 }
 
 void result_row::show_text(std::size_t column, std::string_view text) {
@@ -113,21 +120,28 @@ void result_row::show_text(std::size_t column, std::string_view text) {
 }
 
 void result_row::show_time(std::size_t column, std::string_view text, bool led_by_blank) {
-    result_cell& cell = reset_cell(column);
+    result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::shown_text;
-    cell.shown = text;
     cell.led_by_blank = led_by_blank;
+    cell.shown = text;
 }
 
 void result_row::set_number(std::size_t column, std::uint64_t value) {
-    result_cell& cell = reset_cell(column);
+    result_cell& cell = m_cells[column];
     cell.type = result_cell::kind::number;
+    cell.led_by_blank = false;
+    cell.shown = {};
     cell.number = value;
 }
 
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
     : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    // Each character of a separator: of several the first could be taken for it at a value's end.
+    for (const char c : style.separator + "\"\r\n")
+        m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
+    if (!style.quotes && std::ranges::any_of(m_columns, &row_column::marks_separator))
+        m_telling = telling_character(style.separator).value_or("");
     if (!style.no_whitespace) return;
     for (row_column& column : m_columns)
         column.width = 0;
@@ -150,12 +164,14 @@ void row_writer::write_header() {
 // Few rows hold a line end: they are looked for in the finished line.
 void row_writer::emit_row(result_row& row) {
     write_header();
+    if (!m_telling.empty()) mark_separators(row);
     if (put_line(row, m_style.marks_line_ends)) return;
     mark_line_ends(row);
     put_line(row, false);
 }
 
 bool row_writer::put_line(const result_row& row, bool wants_marks) {
+    wants_marks = wants_marks && !m_style.quotes;
     const std::size_t most = most_bytes(row, 0, row.cells().size());
     if (most > most_in_place) {
         if (!wants_marks) write_wide_row(row);
@@ -175,7 +191,11 @@ void row_writer::write_wide_row(const result_row& row) {
         const std::string_view text = row.cells()[column].value();
         if (text.size() > most_in_place) {
             if (column != 0) m_sink.write(m_style.separator);
-            write_wide_text(text, m_columns[column].words_alone);
+            if (m_style.quotes) {
+                write_wide_quoted(text);
+            } else {
+                write_wide_text(text, column);
+            }
         } else {
             char* const begin = m_sink.room(most_bytes(row, column, column + 1));
             m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
@@ -184,7 +204,8 @@ void row_writer::write_wide_row(const result_row& row) {
     m_sink.write("\n");
 }
 
-void row_writer::write_wide_text(std::string_view text, bool words_alone) {
+void row_writer::write_wide_text(std::string_view text, std::size_t column) {
+    const bool words_alone = m_columns[column].words_alone;
     const bool lone_returns = marks_lone_returns(text);
     std::string piece;
     for (std::size_t at = 0; at < text.size();) {
@@ -195,11 +216,25 @@ void row_writer::write_wide_text(std::string_view text, bool words_alone) {
             piece = text.substr(at, most_in_place);
             at += piece.size();
         }
-        if (m_style.sep_char != '\0' && !words_alone) {
+        if (replaces(column)) {
             replace_bytes(piece.data(), piece.data() + piece.size(), m_style.sep_char, m_style.sep_subst);
         }
         m_sink.write(piece);
     }
+}
+
+void row_writer::write_wide_quoted(std::string_view text) {
+    m_sink.write({&quote, 1});
+    for (; !text.empty(); text.remove_prefix(std::min(text.size(), most_in_place))) {
+        const std::string_view piece = text.substr(0, most_in_place);
+        char* const begin = m_sink.room(2 * piece.size());
+        m_sink.advance(static_cast<std::size_t>(put_doubled(begin, piece) - begin));
+    }
+    m_sink.write({&quote, 1});
+}
+
+bool row_writer::needs_quotes(std::string_view text) const {
+    return std::ranges::any_of(text, [this](char c) { return m_quoted_bytes[static_cast<std::uint8_t>(c)]; });
 }
 
 // Replaces the line ends of the row's values by words.
@@ -215,18 +250,33 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
+// Few values hold what separates them.
+void row_writer::mark_separators(result_row& row) const {
+    for (std::size_t at = 0; at < row.cells().size(); ++at) {
+        result_cell& cell = row.cells()[at];
+        if (!m_columns[at].marks_separator || cell.type == result_cell::kind::number) continue;
+        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        const std::string text(cell.value());
+        cell.type = result_cell::kind::own_text;
+        cell.text.clear();
+        append_marked_text(cell.text, text, m_telling);
+    }
+}
+
 // Bytes that some cells of the line have at most.
 std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
-    const std::size_t besides = m_style.separator.size() + 1 + hex_prefix.size() + most_number_bytes;
+    constexpr std::size_t blank_and_quotes = 3;
+    const std::size_t besides = m_style.separator.size() + blank_and_quotes + hex_prefix.size() + most_number_bytes;
+    const unsigned doubled = m_style.quotes ? 1 : 0;
     std::size_t most = 1 + (last - first) * besides;
     for (std::size_t at = first; at < last; ++at)
-        most += row.cells()[at].value().size() + m_columns[at].width;
+        most += (row.cells()[at].value().size() << doubled) + m_columns[at].width;
     return most;
 }
 
 // The cells with the separators ahead of them; says where they end.
 char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
-    const bool replaces = m_style.sep_char != '\0';
+    const bool quotes = m_style.quotes;
     for (std::size_t column = first; column < last; ++column) {
         const result_cell& cell = row.cells()[column];
         if (column != 0) at = put(at, m_style.separator);
@@ -237,9 +287,15 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
             continue;
         }
         const std::string_view text = cell.value();
+        if (quotes && needs_quotes(text)) {
+            *at++ = quote;
+            at = put_doubled(at, text);
+            *at++ = quote;
+            continue;
+        }
         char* const begin = at;
         at = put(at, text);
-        if (replaces && !m_columns[column].words_alone) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
+        if (replaces(column)) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
         at = put_padding(at, text.size(), width);
     }
     return at;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -17,12 +18,14 @@ struct row_style {
     char sep_subst = ';';
     bool no_whitespace = false;    // no field is padded
     bool marks_line_ends = false;  // line ends inside values are written as words
+    bool quotes = false;           // as RFC 4180: values stand between quotes where needed, and nothing is replaced
 };
 
 struct row_column {
     std::string title;
-    std::size_t width = 0;     // bytes
-    bool words_alone = false;  // words of ours and numbers, which hold neither separator nor line end
+    std::size_t width = 0;         // bytes
+    bool words_alone = false;      // words of ours and numbers, which hold neither separator nor line end
+    bool marks_separator = false;  // what separates fields becomes a word in a value, and is not replaced
 };
 
 // One field of a line.
@@ -56,9 +59,6 @@ public:
     void set_number(std::size_t column, std::uint64_t value);
 
 private:
-    // The cell as an empty text.
-    result_cell& reset_cell(std::size_t column);
-
     std::vector<result_cell> m_cells;
 };
 
@@ -83,15 +83,23 @@ private:
     // Says whether it wrote the line: with `wants_marks`, not where a value may hold a line end.
     bool put_line(const result_row& row, bool wants_marks);
     void mark_line_ends(result_row& row) const;
+    void mark_separators(result_row& row) const;
+    bool replaces(std::size_t column) const {
+        return m_style.sep_char != '\0' && !m_columns[column].words_alone && !m_columns[column].marks_separator;
+    }
     std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
     char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
+    bool needs_quotes(std::string_view text) const;
     void write_wide_row(const result_row& row);
-    void write_wide_text(std::string_view text, bool words_alone);
+    void write_wide_quoted(std::string_view text);
+    void write_wide_text(std::string_view text, std::size_t column);
 
     uni::fileio_output& m_sink;
     const row_style& m_style;
     bool m_base16;
+    std::string m_telling;  // the character of the separator that values do not hold; none if none has to be kept out
     bool m_header_due = true;
+    std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;
 };
 

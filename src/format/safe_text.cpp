@@ -1,36 +1,111 @@
 #include "format/safe_text.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include "format/number.h"
+#include "portable/utf16.h"
+#include "portable/utf8.h"
 
 namespace kest {
 
 namespace {
 
-constexpr char32_t line_separator = 0x2028;
-constexpr char32_t paragraph_separator = 0x2029;
-
-// The control character or line end that the text begins with, and its length; 0 if it is none.
-struct special {
-    char32_t code = 0;
-    std::size_t length = 0;
+struct character_range {
+    char32_t first, last;
 };
 
-special leading_special(std::string_view text) {
-    const auto byte = [text](std::size_t at) {
-        return at < text.size() ? static_cast<std::uint8_t>(text[at]) : std::uint8_t{0};
-    };
-    if (byte(0) < 0x20 || byte(0) == 0x7F) return {byte(0), 1};
-    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) < 0xA0) return {byte(1), 2};
-    if (byte(0) == 0xE2 && byte(1) == 0x80 && (byte(2) == 0xA8 || byte(2) == 0xA9)) {
-        return {byte(2) == 0xA8 ? line_separator : paragraph_separator, 3};
-    }
-    return {};
+// In order: characters that show nothing by themselves, or change how others are shown.
+constexpr character_range shapeless[] = {
+    {0x0000, 0x001F},    // control characters
+    {0x007F, 0x009F},    // likewise
+    {0x00AD, 0x00AD},    // soft hyphen
+    {0x034F, 0x034F},    // joiner
+    {0x061C, 0x061C},    // direction
+    {0x115F, 0x1160},    // fillers
+    {0x17B4, 0x17B5},    // vowels that are not seen
+    {0x180B, 0x180F},    // variations and a separator
+    {0x200B, 0x200F},    // zero width, joiners, directions
+    {0x2028, 0x202E},    // line ends, directions
+    {0x2060, 0x206F},    // joiners, operators that are not seen, directions
+    {0x3164, 0x3164},    // filler
+    {0xD800, 0xDFFF},    // surrogates
+    {0xFE00, 0xFE0F},    // variations
+    {0xFEFF, 0xFEFF},    // zero width
+    {0xFFA0, 0xFFA0},    // filler
+    {0xFFF0, 0xFFFB},    // annotations
+    {0x1BCA0, 0x1BCA3},  // controls of shorthand
+    {0x1D173, 0x1D17A},  // controls of music
+    {0xE0000, 0xE0FFF},  // tags and variations
+};
+
+bool is_shapeless(char32_t point) {
+    const auto* const range = std::ranges::lower_bound(shapeless, point, {}, &character_range::last);
+    return range != std::end(shapeless) && point >= range->first;
 }
 
-void append_word(std::string& out, char32_t code) {
-    switch (code) {
+constexpr bool is_separator(char32_t point) {
+    return point == '\\' || point == '/' || point == ':';
+}
+
+class utf16_reader {
+public:
+    explicit utf16_reader(uni::byte_view units) : m_units(units.slice(0, units.size() - units.size() % 2)) {}
+    bool at_end() const { return m_at >= m_units.size(); }
+    char32_t next() { return uni::next_utf16_character(m_units, m_at); }
+
+private:
+    uni::byte_view m_units;
+    std::size_t m_at = 0;
+};
+
+class utf8_reader {
+public:
+    explicit utf8_reader(std::string_view text) : m_text(text) {}
+    bool at_end() const { return m_text.empty(); }
+    char32_t next() {
+        const std::size_t bytes = uni::utf8_character_bytes(m_text);
+        const char32_t point = bytes != 0 ? uni::utf8_character(m_text, bytes)
+                                          : char32_t{0xDC00} + static_cast<std::uint8_t>(m_text.front());
+        m_text.remove_prefix(std::max<std::size_t>(bytes, 1));
+        return point;
+    }
+
+private:
+    std::string_view m_text;
+};
+
+constexpr bool is_hex_digit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+bool is_word(std::string_view between_brackets) {
+    constexpr std::size_t fewest_digits = 2, most_digits = 6;
+    for (const std::string_view word : {"LF", "CR", "TAB", "["}) {
+        if (between_brackets == word) return true;
+    }
+    if (!between_brackets.starts_with("0x")) return false;
+    const std::string_view digits = between_brackets.substr(2);
+    return digits.size() >= fewest_digits && digits.size() <= most_digits && std::ranges::all_of(digits, is_hex_digit);
+}
+
+// Whether a word follows on the "[" that was read last.
+template <class reader>
+bool word_follows(reader text) {
+    constexpr std::size_t longest = 8;  // 0x10FFFF
+    char between[longest];
+    for (std::size_t size = 0; !text.at_end(); ++size) {
+        const char32_t point = text.next();
+        if (point == ']') return is_word({between, size});
+        if (size == longest || point >= 0x80) return false;
+        between[size] = static_cast<char>(point);
+    }
+    return false;
+}
+
+void append_word(std::string& out, char32_t point) {
+    switch (point) {
         case '\n':
             out += "[LF]";
             return;
@@ -40,45 +115,99 @@ void append_word(std::string& out, char32_t code) {
         case '\t':
             out += "[TAB]";
             return;
+        case '[':
+            out += "[[]";
+            return;
         default:
             out += "[0x";
-            append_hex(out, code, 2, true);
+            append_hex(out, point, 2, true);
             out += ']';
     }
 }
 
-// Whether the byte is no beginning of anything special.
-constexpr bool is_plain(char c, bool quoted) {
-    const auto byte = static_cast<std::uint8_t>(c);
-    if (quoted && (c == '"' || c == '\\')) return false;
-    return byte >= 0x20 && byte != 0x7F && byte != 0xC2 && byte != 0xE2;
-}
-
-void append(std::string& out, std::string_view text, bool quoted) {
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t plain = at;
-        while (at < text.size() && is_plain(text[at], quoted))
-            ++at;
-        out.append(text, plain, at - plain);
-        if (at == text.size()) return;
-        if (const special found = leading_special(text.substr(at)); found.length != 0) {
-            append_word(out, found.code);
-            at += found.length;
+template <class reader>
+bool append_safe(std::string& out, reader text, bool is_name) {
+    bool marked = false;
+    char plain[256];  // goes to `out` when it is full, or a word comes
+    char* put = plain;
+    while (!text.at_end()) {
+        const char32_t point = text.next();
+        if ((point == '[' && word_follows(text)) || (is_name && is_separator(point)) || is_shapeless(point)) {
+            out.append(plain, put);
+            put = plain;
+            append_word(out, point);
+            marked = true;
             continue;
         }
-        if (quoted && (text[at] == '"' || text[at] == '\\')) out += '\\';
-        out += text[at++];
+        put = uni::put_utf8(put, point);
+        if (put > plain + sizeof plain - uni::most_utf8_bytes) {
+            out.append(plain, put);
+            put = plain;
+        }
     }
+    out.append(plain, put);
+    return marked;
+}
+
+// What times, paths, reasons and the notation of details are made of, and those that are in nearly all of these.
+constexpr std::string_view own_marks = "_-.,;\\<>()*";
+constexpr std::string_view untelling = " :=[]";
+
+constexpr bool is_letter_or_digit(char32_t point) {
+    return (point >= '0' && point <= '9') || (point >= 'A' && point <= 'Z') || (point >= 'a' && point <= 'z');
 }
 
 }  // namespace
 
-void append_safe_text(std::string& out, std::string_view text) {
-    append(out, text, false);
+bool append_safe_name(std::string& out, uni::byte_view units) {
+    return append_safe(out, utf16_reader(units), true);
+}
+
+bool append_safe_name(std::string& out, std::string_view text) {
+    return append_safe(out, utf8_reader(text), true);
+}
+
+bool append_safe_text(std::string& out, uni::byte_view units) {
+    return append_safe(out, utf16_reader(units), false);
+}
+
+bool append_safe_text(std::string& out, std::string_view text) {
+    return append_safe(out, utf8_reader(text), false);
 }
 
 void append_quoted_text(std::string& out, std::string_view text) {
-    append(out, text, true);
+    for (const char c : text) {
+        if (c == '"' || c == '\\') out += '\\';
+        out += c;
+    }
+}
+
+// One that our own text rarely holds is best.
+std::optional<std::string_view> telling_character(std::string_view separator) {
+    if (separator.find_first_of("\n\r\"") != separator.npos) return std::nullopt;
+    std::optional<std::string_view> found;
+    while (!separator.empty()) {
+        const std::size_t bytes = uni::utf8_character_bytes(separator);
+        if (bytes == 0) return std::string_view();
+        const char32_t point = uni::utf8_character(separator, bytes);
+        if (is_shapeless(point)) return std::string_view();
+        const std::string_view character = separator.substr(0, bytes);
+        separator.remove_prefix(bytes);
+        if (is_letter_or_digit(point) || untelling.find(character) != untelling.npos) continue;
+        if (own_marks.find(character) == own_marks.npos) return character;
+        if (!found) found = character;
+    }
+    return found;
+}
+
+void append_marked_text(std::string& out, std::string_view text, std::string_view character) {
+    for (std::size_t at = 0;;) {
+        const std::size_t found = text.find(character, at);
+        out += text.substr(at, found - at);
+        if (found == text.npos) return;
+        append_word(out, uni::utf8_character(character, character.size()));
+        at = found + character.size();
+    }
 }
 
 }  // namespace kest

@@ -28,11 +28,11 @@ constexpr format_flags default_format = {
     .time = 1 | 3 << 1,  // paired, three digits of fraction
 };
 
-constexpr format_flags internet_format = {
-    .separator = '-',
-    .date = date_bits::month_number | date_bits::long_year | date_bits::year_month_day,
-    .time = 7 << 1,
-};
+constexpr format_flags internet_format(unsigned digits) {
+    return {.separator = '-',
+            .date = date_bits::month_number | date_bits::long_year | date_bits::year_month_day,
+            .time = static_cast<std::uint8_t>(digits << 1)};
+}
 
 constexpr std::string_view month_names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -276,8 +276,8 @@ void append_time(std::string& out, std::uint64_t ticks, format_flags flags) {
     append_date_and_clock(out, ticks, flags.compiled() ? flags : default_format, ' ', {});
 }
 
-void append_internet_time(std::string& out, std::uint64_t ticks, std::string_view zone) {
-    append_date_and_clock(out, ticks, internet_format, 'T', zone);
+void append_internet_time(std::string& out, std::uint64_t ticks, unsigned digits, std::string_view zone) {
+    append_date_and_clock(out, ticks, internet_format(digits), 'T', zone);
 }
 
 std::string time_text(std::uint64_t ticks, format_flags flags) {

@@ -1,68 +1,152 @@
 #include "journal/journal_cursor.h"
 
 #include <algorithm>
-
-#include "journal/usn_journal.h"
+#include <cstring>
 
 namespace kest {
 
 namespace {
 
-constexpr std::size_t buffer_size = 1 << 20;                    // bytes
+constexpr std::size_t block_size = 65'536;  // bytes; holes are stepped over in such
+constexpr std::size_t page_size = 4096;     // of a journal
+constexpr std::size_t granule = 8;          // records begin and end at multiples of it
+
+// At hand for a record and the one after it, where the file goes on.
+constexpr std::size_t two_records = 2 * page_size;
+constexpr std::size_t buffer_size = (1 << 20) + two_records;
+
 constexpr std::uint64_t highest_number = 0xFFFF'FFFF;           // of a file record
 constexpr std::uint32_t longest_name = 255 * sizeof(char16_t);  // bytes
-static_assert(buffer_size % journal_block_size == 0 && journal_block_size % journal_page_size == 0);
 
 bool name_sound(const usn_record& record) {
     const std::uint32_t length = record.get(&usn_layout::name_length);
     return record.get(&usn_layout::name_offset) == record.name_begin() && length != 0 && length % 2 == 0 &&
-           length <= longest_name && record.name().size() == length;
+           length <= longest_name && record.name().size() == length &&
+           record.length() - (record.name_begin() + length) < granule;
 }
 
-bool is_sound(const usn_record& record) {
-    const inode_ref file = record.file();
-    return file.number() <= highest_number && file.sequence() != 0 && record.parent().number() <= highest_number &&
-           (!record.has(&usn_layout::name) || name_sound(record));
+// A record at the beginning of `bytes`, whole and about a file.
+std::optional<usn_record> sound_record(uni::byte_view bytes) {
+    const std::uint32_t length = stated_usn_length(bytes);
+    if (length > bytes.size() || length % granule != 0) return std::nullopt;
+    const std::optional<usn_record> record = read_usn_record(bytes.slice(0, length));
+    if (!record) return std::nullopt;
+    const inode_ref file = record->file();
+    const bool sound = file.number() <= highest_number && file.sequence() != 0 &&
+                       record->parent().number() <= highest_number &&
+                       (!record->has(&usn_layout::name) || name_sound(*record));
+    return sound ? record : std::nullopt;
+}
+
+// A journal that is asked for records of version 3 makes them of those of version 2, with longer references.
+std::uint32_t length_in_journal(const usn_record& record) {
+    constexpr std::uint32_t name_begin = 60;
+    return record.length() - (record.has(&usn_layout::name) ? record.name_begin() - name_begin : 0);
+}
+
+bool page_holds(const usn_record& record) {
+    const std::uint64_t usn = record.get(&usn_layout::usn);
+    return usn % granule == 0 && usn % page_size + length_in_journal(record) <= page_size;
+}
+
+// Whether what stands after the record goes on where it ends: the next record, the zeros that fill up its page, or
+// nothing.
+bool leads_on(const usn_record& record, uni::byte_view after) {
+    if (after.u64(0) == 0) return true;
+    const std::optional<usn_record> next = sound_record(after);
+    if (!next) return false;
+    const std::uint64_t usn = record.get(&usn_layout::usn);
+    const std::uint64_t next_usn = next->get(&usn_layout::usn);
+    return next_usn == usn + record.length() || next_usn == usn + length_in_journal(record) ||
+           next_usn == (usn / page_size + 1) * page_size;
 }
 
 }  // namespace
 
-journal_cursor::journal_cursor(const uni::file& file)
-    : m_reader(file, 0, file.size(), journal_block_size), m_buffer(buffer_size) {}
+journal_cursor::journal_cursor(const uni::file& file, journal_resync resync)
+    : m_resync(resync),
+      m_reader(file, 0, file.size(), block_size),
+      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size) {}
 
 const journal_record* journal_cursor::next() {
-    do {
-        while (m_at < m_block.size()) {
-            if (next_in_page()) return &*m_record;
+    return m_resync == journal_resync::at_pages ? next_at_pages() : next_at_records();
+}
+
+const journal_record* journal_cursor::next_at_pages() {
+    while (supply()) {
+        const std::uint32_t length = stated_usn_length(rest());
+        if (length > rest().size()) {
+            m_at = m_bytes.size();
+        } else if (const auto record = read_usn_record(rest())) {
+            return give(*record);
+        } else {
+            m_at = std::min(m_bytes.size(), (m_at / page_size + 1) * page_size);
         }
-    } while (read_block());
+    }
     return nullptr;
 }
 
-// False where there is none at hand; then `m_at` has moved on.
-bool journal_cursor::next_in_page() {
-    if (m_at >= m_page_end) m_page_end = std::min(m_block.size(), (m_at / journal_page_size + 1) * journal_page_size);
-    const uni::byte_view rest = m_block.slice(m_at, m_page_end - m_at);
-    const std::uint32_t length = stated_usn_length(rest);
-    const std::optional<usn_record> record = read_usn_record(rest.slice(0, length));
-    if (!record || length > rest.size()) {
-        m_at = m_page_end;
-        return false;
+const journal_record* journal_cursor::next_at_records() {
+    while (supply()) {
+        const std::optional<usn_record> record = sound_record(rest());
+        if (record && belongs(*record)) {
+            m_lost = false;
+            return give(*record);
+        }
+        pass_over();
     }
-    const std::uint64_t place = m_offset + m_at;
-    m_at += length;
-    if (!is_sound(*record)) return false;
-    m_record = {place, *record};
+    return nullptr;
+}
+
+const journal_record* journal_cursor::give(const usn_record& record) {
+    m_record = {place(), record};
+    m_at += record.length();
+    ++m_reading.records;
+    return &*m_record;
+}
+
+// A record whose USN fits the one before it stands where it should. Another one may begin a piece of the journal that
+// lies elsewhere in the file, and then what comes after it says so, too. One that stands alone counts right after
+// another record, where nothing else is to be expected: its USN is damaged, or records are left out. Among bytes that
+// are no record it may be anything, such as a name that was made to look like one.
+bool journal_cursor::belongs(const usn_record& record) {
+    const std::uint64_t begin = record.get(&usn_layout::usn) - place();
+    if (m_begin == begin) return true;
+    if (!page_holds(record) || !leads_on(record, rest().from(record.length()))) return !m_lost;
+    m_begin = begin;
     return true;
 }
 
+void journal_cursor::pass_over() {
+    const std::size_t step = std::min(granule, rest().size());
+    const auto passed = rest().slice(0, step).bytes();
+    if (std::ranges::any_of(passed, [](std::uint8_t byte) { return byte != 0; })) {
+        m_reading.unread_bytes += step;
+        m_lost = true;
+    }
+    m_at += step;
+}
+
+// Sees to it that as much is at hand as is asked for, or all up to a hole or the end. False at the end.
+bool journal_cursor::supply() {
+    const std::size_t wanted = m_resync == journal_resync::at_pages ? 1 : two_records;
+    while (rest().size() < wanted) {
+        if (m_ended || !m_reader.advance()) break;
+        if (!rest().empty() && m_reader.position() != m_offset + m_bytes.size()) break;
+        m_ended = !read_block();
+    }
+    return !rest().empty();
+}
+
+// What is left of the last block moves to the front.
 bool journal_cursor::read_block() {
-    if (!m_reader.advance()) return false;
-    const uni::block_reader::block block = m_reader.read(m_buffer);
-    m_incomplete = m_incomplete || block.failed;
-    m_offset = block.offset;
-    m_block = uni::byte_view{m_buffer}.slice(0, block.bytes);
-    m_at = m_page_end = 0;
+    const std::size_t left = rest().size();
+    if (left != 0) std::memmove(m_buffer.data(), rest().bytes().data(), left);
+    const uni::block_reader::block block = m_reader.read(std::span(m_buffer).subspan(left));
+    m_reading.incomplete = m_reading.incomplete || block.failed;
+    m_offset = block.offset - left;
+    m_bytes = uni::byte_view{m_buffer}.slice(0, left + block.bytes);
+    m_at = 0;
     return !block.failed || block.bytes != 0;
 }
 

@@ -50,7 +50,8 @@ bool record_sound(const usn_record& record) {
 }
 
 // Leaves the cleared `entry` as it is unless the record passes every test.
-void fill_usn_entry(usn_entry& entry, const usn_record& record, std::uint64_t file_offset) {
+void fill_usn_entry(usn_entry& entry, const journal_record& found) {
+    const usn_record& record = found.usn;
     if (!record_sound(record)) return;
     entry.valid = true;
     entry.file_reference = record.file().value();
@@ -61,18 +62,18 @@ void fill_usn_entry(usn_entry& entry, const usn_record& record, std::uint64_t fi
     entry.source_info = record.get(&usn_layout::source_info);
     entry.security_id = record.get(&usn_layout::security_id);
     entry.file_attributes = record.get(&usn_layout::file_attributes);
-    entry.file_offset = file_offset;
+    entry.file_offset = found.place;
     const std::size_t stated = record.get(&usn_layout::name_length);
     const std::size_t there = record.name(stated < first_refused_name_length ? stated : length_of_refused_name).size();
     entry.name_offset = static_cast<std::uint16_t>(record.name_begin());
     entry.name_length = static_cast<std::uint16_t>(there - there % 2);
 }
 
-void keep_record(usn_journal& journal, uni::byte_view bytes, const usn_record& record, std::uint64_t file_offset) {
+void keep_record(usn_journal& journal, const journal_record& record) {
     const auto index = static_cast<std::uint32_t>(journal.entries.size());
-    fill_usn_entry(journal.entries.emplace_back(), record, file_offset);
-    journal.journal_by_usn.add(bytes.get(usn_key), index);
-    journal.journal_by_inode.add(record.file().number(), index);
+    fill_usn_entry(journal.entries.emplace_back(), record);
+    journal.journal_by_usn.add(record.usn.bytes().get(usn_key), index);
+    journal.journal_by_inode.add(record.usn.file().number(), index);
 }
 
 // A journal is a hole with its data behind it; how much of that is data is not known.
@@ -89,33 +90,29 @@ void reserve_entries(usn_journal& journal) {
 void usn_journal::clear() {
     file.close();
     entries.clear();
-    incomplete = false;
+    reading = {};
     journal_by_usn.clear();
     journal_by_inode.clear();
 }
 
-bool open_journal(usn_journal& journal, const std::string& path) {
+bool open_journal(usn_journal& journal, const std::string& path, journal_resync resync) {
     journal.clear();
-    return journal.file.open(path, uni::open_mode::read) && journal.file.size() >= least_file_size;
+    journal.resync = resync;
+    if (!journal.file.open(path, uni::open_mode::read)) return false;
+    return resync != journal_resync::at_pages || journal.file.size() >= least_file_size;
 }
 
-bool scan_journal(usn_journal& journal) {
+void scan_journal(usn_journal& journal) {
     try {
         reserve_entries(journal);
-        for_each_journal_block(journal, [&journal](uni::byte_view block, std::uint64_t file_offset) {
-            scan_journal_block(journal, block, file_offset);
-        });
+        journal_cursor cursor(journal.file, journal.resync);
+        while (const journal_record* const record = cursor.next())
+            keep_record(journal, *record);
+        journal.reading = cursor.reading();
     } catch (const std::bad_alloc&) {
-        journal.incomplete = true;  // what was found up to here stands
+        journal.reading.incomplete = true;  // what was found up to here stands
     }
     journal.journal_by_usn.seal_unique();
-    return !journal.entries.empty();
-}
-
-void scan_journal_block(usn_journal& journal, uni::byte_view block, std::uint64_t file_offset) {
-    for_each_usn_record(block, [&](const usn_record& record, uni::byte_view bytes, std::size_t position) {
-        keep_record(journal, bytes, record, file_offset + position);
-    });
 }
 
 }  // namespace kest

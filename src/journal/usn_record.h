@@ -80,6 +80,7 @@ public:
     inode_ref file() const { return inode_ref(get(&usn_layout::file)); }
     inode_ref parent() const { return inode_ref(get(&usn_layout::parent)); }
 
+    uni::byte_view bytes() const { return m_bytes; }
     std::uint32_t length() const { return stated_usn_length(m_bytes); }
 
     // Which of the reasons the records of this file have given since it was last closed; `known` ahead of this one.

@@ -7,33 +7,25 @@ namespace kest {
 
 namespace {
 
-// Calls `visit` for each record in a chain.
-template <class visitor>
-void for_each_linked(const log_store& store, visitor&& visit) {
-    for (const chain_head& head : store.chain_heads)
-        visit(head.entry);
-    for (const std::uint32_t member : store.chain_members)
-        visit(member);
-}
-
 // The records without a chain, of which a record in a chain has the LSN of none. Few as a rule.
 std::vector<std::uint32_t> lost_records(const log_store& store) {
     std::vector<bool> linked(store.entries.size());
-    for_each_linked(store, [&linked](std::uint32_t position) { linked[position] = true; });
+    for (const std::uint32_t position : store.chain_records)
+        linked[position] = true;
     uni::sealed_index loose;  // key: LSN
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
         if (!linked[position]) loose.add(store.entries[position].this_lsn, position);
     }
     if (loose.empty()) return {};
     loose.seal_unique();
-    std::vector<bool> told(loose.size());
+    std::vector<bool> repeated(loose.size());
     std::size_t near = 0;
-    for_each_linked(store, [&](std::uint32_t position) {
-        if (loose.find_near(store.entries[position].this_lsn, near) != nullptr) told[near] = true;
-    });
+    for (const std::uint32_t position : store.chain_records) {
+        if (loose.find_near(store.entries[position].this_lsn, near) != nullptr) repeated[near] = true;
+    }
     std::vector<std::uint32_t> lost;
     for (std::size_t at = 0; at < loose.size(); ++at) {
-        if (!told[at]) lost.push_back(loose.entries()[at].position);
+        if (!repeated[at]) lost.push_back(loose.entries()[at].position);
     }
     return lost;
 }
@@ -71,24 +63,15 @@ private:
     }
 
     void add_chain(std::uint32_t first) {
-        chain_head head{.lsn = m_store.entries[first].this_lsn, .entry = first, .cut = true};
-        head.first_member = static_cast<std::uint32_t>(m_store.chain_members.size());
         m_taken[first] = true;
-        for (std::uint64_t current = head.lsn;;) {
-            const auto next = m_by_previous.find(current);
-            if (!next || m_taken[*next]) break;
-            m_taken[*next] = true;
-            m_store.chain_members.push_back(*next);
-            current = m_store.entries[*next].this_lsn;
-        }
-        head.member_count = static_cast<std::uint32_t>(m_store.chain_members.size()) - head.first_member;
-        m_store.chain_heads.push_back(head);
+        append_chain(m_store, first, true, m_by_previous, m_taken, m_near);
     }
 
     log_store& m_store;
     uni::sealed_index m_lost;         // key: LSN
-    uni::sealed_index m_by_previous;  // key: LSN of the predecessor; lost records alone
+    uni::sealed_index m_by_previous;  // key: LSN of the predecessor; lost records only
     std::vector<bool> m_taken;        // by position
+    std::size_t m_near = 0;
 };
 
 }  // namespace

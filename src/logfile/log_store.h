@@ -19,13 +19,18 @@
 
 namespace kest {
 
-// The head of a client chain, and where its members stand in `log_store::chain_members`.
+// A client chain: a record without predecessor, the head, and the records that follow it by their backward links.
 struct chain_head {
-    std::uint64_t lsn = 0;
-    std::uint32_t entry = 0;  // position in `entries`
-    std::uint32_t first_member = 0;
-    std::uint32_t member_count = 0;
+    std::uint64_t lsn = 0;    // of the head
+    std::uint32_t first = 0;  // where its records stand in `log_store::chain_records`
+    std::uint32_t count = 0;
     bool cut = false;  // what went before is not in the log
+};
+
+// A record page with its sector ends put back. Its bytes belong to the `log_store`.
+struct log_page {
+    std::uint64_t file_offset = 0;
+    uni::byte_view bytes;
 };
 
 // A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
@@ -37,15 +42,18 @@ struct log_store {
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
     std::vector<tail_name_image> tail_names_second;     // name table of the second
-    std::vector<std::pair<std::uint64_t, record_page_header>> page_headers;  // by file offset; accepted pages
-    std::optional<page_tally> pages;                                         // counted if there is one
+    std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
+    bool keeps_pages = false;
+    std::optional<page_tally> pages;  // counted if there is one
+
+    int open_error = 0;  // why the file could not be opened, as `errno` has it
 
     // A read failed ahead of the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;
 
     // Filled by `link_chains`.
     uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
-    uni::large_vector<std::uint32_t> chain_members;  // positions, chain after chain
+    uni::large_vector<std::uint32_t> chain_records;  // positions in `entries`, chain after chain
 
     // Journal records found in log records, the first of each file reference, and where it stands.
     std::vector<inode_record> log_inode_records;
@@ -60,18 +68,23 @@ struct log_store {
     // The bytes that the entries show.
     std::vector<uni::byte_block> blocks;
 
-    std::span<const std::uint32_t> members(const chain_head& head) const {
-        return std::span(chain_members).subspan(head.first_member, head.member_count);
+    // The positions of a chain's records, that of the head first.
+    std::span<const std::uint32_t> records(const chain_head& chain) const {
+        return std::span(chain_records).subspan(chain.first, chain.count);
     }
 };
 
-// Strings each chain together from the backward links of its records. False if the store has no records, no heads
-// or no links. Run once a scan.
-bool link_chains(log_store& store);
+// Strings each chain together from the backward links of its records. Run once a scan.
+void link_chains(log_store& store);
 
 // Adds the chains whose beginning is lost: of the records that joined no chain, and whose LSN no record in a chain has,
-// the first of each LSN. Every LSN of the log is then in a chain once. Run behind `link_chains`.
+// the first of each LSN. Every LSN of the log is then in a chain once. Run after `link_chains`.
 void link_cut_chains(log_store& store);
+
+// Appends the chain that begins with the record at `head`. `by_previous` finds the record that follows an LSN; a record
+// in a chain already ends it, so no walk is endless, whatever the links say. `near` is where the last look-up ended.
+void append_chain(log_store& store, std::uint32_t head, bool cut, const uni::sealed_index& by_previous,
+                  std::vector<bool>& in_chain, std::size_t& near);
 
 // The entries by one of their 64-bit fields; of equal ones the first in file order.
 uni::sealed_index index_entries(const log_store& store, std::uint64_t log_entry::*key);

@@ -9,12 +9,6 @@ namespace {
 constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes
 constexpr std::uint64_t least_header = 48;                                       // bytes; never split by a page end
 
-// Pages 0 and 1 are restart pages, 2 and 3 tail pages. Logs of version 2 keep 32 pages in place of these two, and
-// begin with their records behind them; that goes on where such a log is taken back to version 1.
-constexpr std::uint64_t first_tail = 2;
-constexpr std::uint64_t first_record_pages[] = {4, 34};
-constexpr std::uint64_t copies_end = first_record_pages[1];
-
 // Pages of a log from a file offset on, and the number of the round.
 struct log_place {
     std::uint64_t round = 0;
@@ -50,10 +44,9 @@ class gap_finder {
 public:
     gap_finder(const log_store& log, const lsn_layout& layout)
         : m_log(log), m_layout(layout), m_by_lsn(index_entries(log, &log_entry::this_lsn)) {
-        for (const auto& [offset, header] : log.page_headers) {
-            const uni::byte_view page = std::span<const std::uint8_t>(header);
-            m_page_ends.push_back(page.get(page_layout::last_lsn));
-            m_page_ends.push_back(page.get(page_layout::last_end_lsn));
+        for (const log_page& page : log.record_pages) {
+            m_page_ends.push_back(page.bytes.get(page_layout::last_lsn));
+            m_page_ends.push_back(page.bytes.get(page_layout::last_end_lsn));
         }
         std::ranges::sort(m_page_ends);
     }
@@ -112,21 +105,27 @@ std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts) {
     return lsn_layout{.place_bits = place_bits, .log_size = size};
 }
 
+std::optional<lsn_layout> stated_layout(const log_store& log) {
+    std::optional<restart_facts> later;
+    for (const restart_page_image& image : log.restart_pages) {
+        const auto facts = read_restart_page(std::span<const std::uint8_t>(image));
+        if (facts && (!later || facts->current_lsn > later->current_lsn)) later = facts;
+    }
+    return later ? told_lsn_layout(*later) : std::nullopt;
+}
+
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout) {
-    const auto last_lsn_of = [](const record_page_header& header) {
-        return uni::byte_view(std::span<const std::uint8_t>(header)).get(page_layout::last_lsn);
-    };
     std::uint64_t copies = 0;
     std::uint64_t lsn_at_end = 0;  // of the log's last page
-    if (!log.page_headers.empty() && log.page_headers.back().first + log_page_size == layout.log_size) {
-        lsn_at_end = last_lsn_of(log.page_headers.back().second);
+    if (!log.record_pages.empty() && log.record_pages.back().file_offset + log_page_size == layout.log_size) {
+        lsn_at_end = log.record_pages.back().bytes.get(page_layout::last_lsn);
     }
-    for (const auto& [offset, header] : log.page_headers) {
+    for (const auto& [offset, page] : log.record_pages) {
         const std::uint64_t number = offset / log_page_size;
         if (number >= copies_end) break;
         if (number < first_tail) continue;
         // In an own place the LSN is of a record that begins in the page or ahead of it, and goes on there.
-        const std::uint64_t lsn = last_lsn_of(header);
+        const std::uint64_t lsn = page.get(page_layout::last_lsn);
         const bool own = number >= first_record_pages[0] &&
                          (layout.place(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));
         if (!own) ++copies;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -8,6 +9,12 @@
 #include "logfile/restart_page.h"
 
 namespace kest {
+
+// Pages 0 and 1 are restart pages, 2 and 3 tail pages. Logs of version 2 keep 32 pages in place of these two, and
+// begin with their records after them; that goes on where such a log is taken back to version 1.
+inline constexpr std::uint64_t first_tail = 2;
+inline constexpr std::array<std::uint64_t, 2> first_record_pages = {4, 34};
+inline constexpr std::uint64_t copies_end = first_record_pages[1];
 
 // How the LSNs of a log tell the places of its records: the low bits are a file offset in units of 8 bytes, those above
 // count how often the log has wrapped.
@@ -25,6 +32,9 @@ struct lsn_layout {
 
 // Nothing if the page does not say all of it, if it cannot be true, or for pages of another size than 4096 bytes.
 std::optional<lsn_layout> told_lsn_layout(const restart_facts& facts);
+
+// What the later of the two restart pages states: they are written in turn, and the one with the higher LSN counts.
+std::optional<lsn_layout> stated_layout(const log_store& log);
 
 // Record pages that repeat what belongs to another place: those of the two tail pages, and those of the pages that
 // later systems keep behind them for the same.

@@ -40,6 +40,24 @@ bool links_plausibly(std::uint64_t lsn, std::uint64_t previous, std::uint64_t ls
     return lsn >= previous && lsn <= lsn_limit && lsn <= previous + widest_lsn_step;
 }
 
+template <class integer>
+bool shows(uni::byte_view record, uni::field<integer> f) {
+    return record.size() >= f.end();
+}
+
+// All but where the redo and undo data lie.
+bool header_plausible(uni::byte_view record, std::uint64_t lsn_limit) {
+    using namespace record_layout;
+    if (!shows(record, this_lsn) || record.get(this_lsn) == 0) return false;
+    if (shows(record, flags) && record.get(flags) > highest_flags) return false;
+    if (!shows(record, client_previous_lsn)) return true;
+    if (shows(record, record_type) && record.get(record_type) - 1 > 1) return false;
+    if (!links_plausibly(record.get(this_lsn), record.get(client_previous_lsn), lsn_limit)) return false;
+    if (record.get(client_data_length) > highest_data_length) return false;  // reads 0 where it does not show
+    if (!shows(record, undo_op)) return true;
+    return record.get(redo_op) <= highest_operation && record.get(undo_op) <= highest_operation;
+}
+
 }  // namespace
 
 bool has_restart_signature(uni::byte_view page) {
@@ -78,21 +96,22 @@ bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {
 
 bool record_plausible(uni::byte_view record, std::uint64_t lsn_limit) {
     using namespace record_layout;
-    const auto shows = [&](auto f) { return record.size() >= f.end(); };
-    if (!shows(this_lsn) || record.get(this_lsn) == 0) return false;
-    if (shows(flags) && record.get(flags) > highest_flags) return false;
-    if (!shows(client_previous_lsn)) return true;
-    if (shows(record_type) && record.get(record_type) - 1 > 1) return false;
-    if (!links_plausibly(record.get(this_lsn), record.get(client_previous_lsn), lsn_limit)) return false;
+    if (!header_plausible(record, lsn_limit)) return false;
     const std::uint32_t data_length = record.get(client_data_length);
-    if (data_length > highest_data_length) return false;  // reads 0 where it does not show
-    if (!shows(undo_op)) return true;
-    if (shows(undo_length) && data_length > client_header_size &&
-        (!data_fits(record.get(redo_op), record.get(redo_offset), record.get(redo_length), data_length) ||
-         !data_fits(record.get(undo_op), record.get(undo_offset), record.get(undo_length), data_length))) {
-        return false;
-    }
-    return record.get(redo_op) <= highest_operation && record.get(undo_op) <= highest_operation;
+    return !shows(record, undo_length) || data_length <= client_header_size ||
+           (data_fits(record.get(redo_op), record.get(redo_offset), record.get(redo_length), data_length) &&
+            data_fits(record.get(undo_op), record.get(undo_offset), record.get(undo_length), data_length));
+}
+
+bool undo_lies_beyond(uni::byte_view record) {
+    using namespace record_layout;
+    const std::uint32_t data_length = record.get(client_data_length);
+    return record.size() >= payload_begin && header_plausible(record, any_lsn) &&
+           record.get(undo_op) == operation_code::compensation_log_record &&
+           (record.get(redo_op) == operation_code::set_bits_in_nonresident_bit_map ||
+            record.get(redo_op) == operation_code::clear_bits_in_nonresident_bit_map) &&
+           data_fits(record.get(redo_op), record.get(redo_offset), record.get(redo_length), data_length) &&
+           record.get(undo_offset) == data_length;
 }
 
 }  // namespace kest

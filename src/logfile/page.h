@@ -11,8 +11,7 @@ namespace kest {
 inline constexpr std::uint32_t log_page_size = 4096;  // bytes; page sizes that a restart page states are not consulted
 
 using restart_page_image = std::array<std::uint8_t, log_page_size>;
-using record_page_header = std::array<std::uint8_t, 64>;  // the first bytes of a record page
-using tail_name_image = std::array<std::uint8_t, 36>;     // one entry of a name table
+using tail_name_image = std::array<std::uint8_t, 36>;  // one entry of a name table
 
 // Layout of a record page, whose signature stands where that of a restart page does. Offsets in bytes from the page's
 // start.
@@ -53,5 +52,9 @@ inline constexpr std::uint64_t any_lsn = ~std::uint64_t{0};
 //   lsn_limit  highest LSN the page may hold; `any_lsn` for an assembled record
 // False is no error to report: the caller goes on searching.
 [[nodiscard]] bool record_plausible(uni::byte_view record, std::uint64_t lsn_limit);
+
+// Says whether the bytes look like the compensation of a bitmap operation, which states undo data that begin where its
+// own data end. It is whole without them, though `record_plausible` refuses it.
+[[nodiscard]] bool undo_lies_beyond(uni::byte_view record);
 
 }  // namespace kest

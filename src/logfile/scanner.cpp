@@ -40,17 +40,10 @@ void keep_journal_record(log_store& store, const log_entry& entry) {
     store.log_inode_records.push_back(std::move(record));
 }
 
-// The final gate of every record. `bytes` must live as long as the store. A failed allocation costs this record.
+// The final gate of every record that the scan finds.
 bool store_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
-    if (!record_plausible(bytes.slice(0, record_layout::payload_begin), any_lsn)) return false;
-    try {
-        const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
-        keep_journal_record(store, entry);
-    } catch (const std::bad_alloc&) {
-        store.incomplete = true;
-        return false;
-    }
-    return true;
+    return record_plausible(bytes.slice(0, record_layout::payload_begin), any_lsn) &&
+           add_record(store, bytes, file_offset, spanned);
 }
 
 bool store_carried_record(log_store& store) {
@@ -162,12 +155,6 @@ void keep_restart_page(log_store& store, uni::byte_view page, std::uint64_t page
     std::copy_n(page.bytes().begin(), image.size(), image.begin());
 }
 
-void keep_page_header(log_store& store, uni::byte_view page, std::uint64_t page_offset) {
-    auto& [offset, header] = store.page_headers.emplace_back();
-    offset = page_offset;
-    std::copy_n(page.bytes().begin(), header.size(), header.begin());
-}
-
 // Scans the whole pages of a stretch of the log, whose first byte is at `file_offset`, and says how many bytes from its
 // start on the entries may show. Long runs without a record give their memory back: a sparse file may claim far more
 // than it holds.
@@ -176,8 +163,9 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
     std::size_t used = 0;
     for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();
+        const std::size_t known_pages = store.record_pages.size();
         scan_page(store, stretch.subspan(at, log_page_size), file_offset + at);
-        if (store.entries.size() == known) continue;
+        if (store.entries.size() == known && store.record_pages.size() == known_pages) continue;
         if (at - used >= least_released) uni::release_pages(stretch.subspan(used, at - used));
         used = at + log_page_size;
     }
@@ -204,6 +192,17 @@ void scan_blocks(log_store& store, const uni::file& file) {
 
 }  // namespace
 
+bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
+    try {
+        const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
+        keep_journal_record(store, entry);
+    } catch (const std::bad_alloc&) {
+        store.incomplete = true;
+        return false;
+    }
+    return true;
+}
+
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
     if (page.size() < log_page_size) return false;
     if (has_restart_signature(page)) {
@@ -213,13 +212,16 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
     }
     if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
     apply_fixups(page, record_usa_begin);
-    keep_page_header(store, page, page_offset);
+    if (store.keeps_pages) store.record_pages.push_back({page_offset, page});
     return scan_record_page(store, page, page_offset);
 }
 
 bool scan_logfile(log_store& store, const std::string& path) {
     uni::file file;
-    if (!file.open(path, uni::open_mode::read)) return false;
+    if (!file.open(path, uni::open_mode::read)) {
+        store.open_error = file.open_error();
+        return false;
+    }
     try {
         scan_blocks(store, file);
     } catch (const std::bad_alloc&) {

@@ -21,4 +21,8 @@ bool scan_buffer(log_store& store, uni::byte_view bytes);
 // walk ended well.
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset);
 
+// Adds a whole record of at least 88 bytes, which must live as long as the store, and the journal record in it. False
+// if memory runs out: it costs this record, and the store is `incomplete`.
+bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned);
+
 }  // namespace kest

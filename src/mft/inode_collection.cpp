@@ -1,5 +1,6 @@
 #include "mft/inode_collection.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kest {
@@ -38,6 +39,13 @@ std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, 
 void index_directory(_inode_collection& collection, std::uint64_t number, std::uint32_t position) {
     if (collection.inodes_by_number.add_unique(number, position)) return;
     if (collection.records[position].in_use) *collection.inodes_by_number.find(number) = position;
+}
+
+uni::byte_view _inode_collection::odd_name_of(const inode_record& record) const {
+    const auto position = static_cast<std::uint32_t>(&record - records.data());
+    const auto found = std::ranges::lower_bound(odd_names, position, {}, &odd_name::position);
+    if (found == odd_names.end() || found->position != position) return {};
+    return std::span<const std::uint8_t>(found->units);
 }
 
 std::uint64_t add_inode_record(_inode_collection& collection, inode_record record, bool& known) {

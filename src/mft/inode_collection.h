@@ -7,6 +7,7 @@
 
 #include "mft/inode_record.h"
 #include "mft/limits.h"
+#include "portable/byte_view.h"
 #include "portable/file.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
@@ -20,7 +21,14 @@ public:
     static constexpr std::uint64_t name_conflict = 0x8000'0000'0000'0000;  // top bit of a merge result
     static constexpr std::uint64_t not_merged = ~std::uint64_t{0};
 
+    // A name whose text leaves something out, in UTF-16: a zero unit and what follows it, or halves of surrogate pairs.
+    struct odd_name {
+        std::uint32_t position;  // of its record
+        std::vector<std::uint8_t> units;
+    };
+
     uni::large_vector<inode_record> records;
+    std::vector<odd_name> odd_names;      // of records that were read from an MFT, in their order
     uni::ordered_index inodes_by_number;  // key: record number; directories only, one a number
     uni::ordered_index inodes_all;        // key: record number; every record, equal keys in order of arrival
     uni::ordered_index inodes_by_ref;     // key: inode_ref::by_number(); the first stays
@@ -32,11 +40,15 @@ public:
     std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
     left_out omitted;
-    bool incomplete = false;  // a read failed ahead of the file's end, or memory ran out: records are missing
+    // A read failed before the file's end, or memory ran out: records are missing. Also noted where the file is only
+    // looked into again.
+    mutable bool incomplete = false;
 
     const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
     const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }
     const inode_record* find_exact(inode_ref ref) const { return at(inodes_by_ref.find(ref.by_number())); }
+    // Of one of `records`; empty where the text of its name says it all.
+    uni::byte_view odd_name_of(const inode_record& record) const;
 
 private:
     const inode_record* at(const std::uint32_t* position) const {

@@ -112,6 +112,7 @@ private:
 
     void enter(inode_record& record, std::uint64_t inode) {
         const auto position = static_cast<std::uint32_t>(m_store.records.size() - 1);
+        if (!m_source.odd_name.empty()) m_store.odd_names.push_back({position, m_source.odd_name});
         m_callback(record, position, inode);
         m_store.inodes_by_ref.add_unique(record.ref().by_number(), position);
         m_store.inodes_all.add(inode, position);
@@ -146,8 +147,9 @@ namespace {
 
 std::vector<std::uint8_t> read_at(const _inode_collection& collection, std::uint64_t disk_offset) {
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const bool whole = collection.mft_file.read_at(bytes, disk_offset).bytes == bytes.size();
-    if (!whole || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
+    const uni::read_result got = collection.mft_file.read_at(bytes, disk_offset);
+    if (got.failed) collection.incomplete = true;
+    if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
 }
@@ -174,6 +176,7 @@ bool walk_mft_records(_inode_collection& collection, const mft_record_callback& 
     };
     if (collection.mft_file.is_open()) {
         collection.inodes_by_number.clear();
+        collection.odd_names.clear();
         const std::uint64_t claimed = collection.total_size / collection.record_size;
         uni::try_reserve(collection.records, std::min<std::uint64_t>(claimed, most_reserved));
         as_far_as_memory_goes([&] { mft_walk(collection, callback, progress).run(); });

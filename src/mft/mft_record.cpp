@@ -37,6 +37,7 @@ public:
         m_own_number = view.get(own_number);
         m_source.reads.begin_record();
         m_source.runs.begin_record();
+        m_source.odd_name.clear();
         walk_attributes(view, m_own_number);
         return !m_record.parents.empty() || !m_record.base_records.empty();
     }
@@ -133,7 +134,11 @@ private:
         if (m_record.real_size == 0) m_record.real_size = value.get(real_size);
         m_record.name_parent = inode_ref(value.get(parent));
         m_record.name.clear();
-        uni::append_utf16_text(m_record.name, value.slice(name, std::uint64_t{2} * value.get(name_length)));
+        const uni::byte_view units = value.slice(name, std::uint64_t{2} * value.get(name_length));
+        m_source.odd_name.clear();
+        if (!uni::append_utf16_text(m_record.name, units)) {
+            m_source.odd_name.assign(units.bytes().begin(), units.bytes().end());
+        }
     }
 
     void take_index_runs(uni::byte_view attribute) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "mft/limits.h"
 #include "portable/file.h"
@@ -18,6 +19,8 @@ struct mft_source {
 
     // What came of it.
     left_out& omitted;
+    std::vector<std::uint8_t> odd_name =
+        {};                    // of the record read last, in UTF-16, where its text does not say all of it
     bool read_failed = false;  // ahead of the file's end
 };
 

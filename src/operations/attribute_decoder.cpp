@@ -47,10 +47,9 @@ void write_resident_flags(details_writer& details, std::uint16_t value, const te
 }
 
 void write_resident_name(details_writer& details, uni::byte_view attribute, std::uint32_t name_bytes) {
-    std::string& text = details.begin_field("name");
-    uni::append_utf16_text(text, attribute.slice(attribute.get(name_offset), name_bytes));
-    if (attribute.get(type) == attribute_type::data) text += stream_suffix;
-    details.end_field();
+    const bool is_stream = attribute.get(type) == attribute_type::data;
+    details.evidence_text("name", attribute.slice(attribute.get(name_offset), name_bytes),
+                          details_writer::text_kind::name, {}, is_stream ? stream_suffix : std::string_view{});
 }
 
 // False if the header or the value is cut, so that the value is not to be shown.
@@ -74,7 +73,7 @@ bool write_resident_header(details_writer& details, const fragment& record, cons
 }
 
 void write_value_dump(details_writer& details, std::uint32_t type_code, uni::byte_view value) {
-    details.open_group(attribute_name(type_code));
+    details.open_listed_group(attribute_name(type_code));
     details.dump("data", value);
     details.close_group();
 }
@@ -100,12 +99,12 @@ bool decode_attribute(entry_info& info, const fragment& attribute, const text_st
     if (bytes.get(type) - 1U >= attribute_type::highest) return false;  // 0 wraps round
     const fragment record = beginning_of(bytes, attribute.partial || bytes.size() < bytes.get(record_length));
     if (bytes.get(nonresident) == 1) {
-        info.details.open_group(attribute_name(bytes.get(type)));
+        info.details.open_listed_group(attribute_name(bytes.get(type)));
         write_nonresident_header(info, record, style);
         info.details.close_group();
         return true;
     }
-    info.details.open_group("resident_header");
+    info.details.open_listed_group("resident_header");
     const bool whole = write_resident_header(info.details, record, style);
     info.details.close_group();
     if (whole) decode_resident_value(info, record, style);

@@ -27,7 +27,7 @@ public:
     void run() {
         bool any = false;
         while (m_left >= shortest_list && m_left <= longest_list && !ends_by(0)) {
-            m_info.details.open_group(attribute_name(m_entry.get(list_entry_layout::type)));
+            m_info.details.open_listed_group(attribute_name(m_entry.get(list_entry_layout::type)));
             any = true;
             if (!show_entry() || !step()) break;
         }
@@ -62,9 +62,7 @@ private:
         using namespace list_entry_layout;
         std::int64_t units = m_entry.get(name_length);
         if (units != 0) {
-            m_info.name.clear();
-            uni::append_utf16_text(m_info.name, m_entry.slice(name, static_cast<std::uint64_t>(units) * 2));
-            m_info.details.field("name", m_info.name);
+            take_name_text(m_info, m_entry.slice(name, static_cast<std::uint64_t>(units) * 2));
         } else {
             units = (std::int64_t{m_entry.get(entry_length)} - name) / 2;  // below 0 for a short entry
         }
@@ -106,8 +104,7 @@ std::uint64_t zero_units(uni::byte_view value, std::uint64_t at) {
 
 void write_nonempty(details_writer& details, std::string_view key, uni::byte_view units) {
     if (units.size() < 2 || units.u16(0) == 0) return;
-    uni::append_utf16_text(details.begin_field(key), units);
-    details.end_field();
+    details.evidence_text(key, units, details_writer::text_kind::path);
 }
 
 // Kept: where the substitute name begins with zeros both names are looked for behind them; and that there is a print
@@ -158,7 +155,7 @@ void decode_attribute_list(entry_info& info, const fragment& value, const text_s
 
 void decode_object_id(entry_info& info, const fragment& value, const text_style&) {
     if (!value.partial && value.length < 4 * guid_size) return;
-    info.details.open_group("$OBJECT_ID");
+    info.details.open_listed_group("$OBJECT_ID");
     if (value.length >= guid_size) write_guid(info.details, "object_id", value.bytes);
     if (value.length >= 4 * guid_size) {
         write_guid(info.details, "birth_volume_id", value.bytes.from(guid_size));
@@ -171,7 +168,7 @@ void decode_object_id(entry_info& info, const fragment& value, const text_style&
 void decode_reparse_point(entry_info& info, const fragment& value, const text_style& style) {
     using namespace reparse_layout;
     if (!value.partial && value.length < path_buffer) return;
-    info.details.open_group("$REPARSE_POINT");
+    info.details.open_listed_group("$REPARSE_POINT");
     info.details.number("tag", value.bytes.get(tag), style);
     const bool has_names = value.bytes.get(data_length) != 0 && !value.stops_before(path_buffer);
     if (has_names) write_reparse_names(info.details, value);
@@ -180,7 +177,7 @@ void decode_reparse_point(entry_info& info, const fragment& value, const text_st
 
 void decode_volume_information(entry_info& info, const fragment& value, const text_style&) {
     if (!value.partial && value.length < volume_layout::flags.end()) return;
-    info.details.open_group("$VOLUME_INFORMATION");
+    info.details.open_listed_group("$VOLUME_INFORMATION");
     write_volume_information(info.details, value);
     info.details.close_group();
 }

@@ -18,8 +18,11 @@ namespace kest {
 // the only place that knows its punctuation.
 //
 // As JSON it writes the members of an object: a field by its key, a group as an object of its own, a bare word as true.
-// What has one key becomes an array, and numbers and times have their types. A group ends where it is closed or where
-// the next one begins, so that groups stand side by side.
+// What has one key, or may have, becomes an array, and numbers and times have their types. A group ends where it is
+// closed or where the next one begins, so that groups stand side by side.
+//
+// With words no text of the evidence looks like another (`append_safe_name`), and a time without a calendar form is its
+// ticks.
 //
 // Keys and labels are not copied: they must outlive the text.
 class details_writer {
@@ -30,9 +33,11 @@ public:
         m_ticks = 0;
         m_time.clear();
         m_as_json = as_json;
+        m_words = false;
         if (as_json) clear_members();
     }
-    void release() { *this = {}; }  // its memory too
+    void use_words() { m_words = true; }  // until it is cleared
+    void release() { *this = {}; }        // its memory too
 
     void field(std::string_view key, std::string_view value) {
         if (m_as_json) [[unlikely]]
@@ -46,9 +51,10 @@ public:
     void time(std::string_view key, std::uint64_t ticks, const text_style& style) {
         if (m_as_json) [[unlikely]]
             return add_time(key, ticks);
-        if (ticks != m_ticks) {
+        if (ticks != m_ticks || (m_words && m_time.empty())) {
             m_time.clear();
             cv::append_time(m_time, ticks, style.time_format);
+            if (m_words && !cv::has_calendar_form(ticks)) append_decimal(m_time, ticks);
             m_ticks = ticks;
         }
         write_field(key, m_time);
@@ -56,7 +62,8 @@ public:
     // One byte as it stands, whatever character it makes.
     void character(std::string_view key, std::uint8_t value) {
         const char c = static_cast<char>(value);
-        field(key, {&c, 1});
+        const std::uint8_t unit[] = {value, 0};
+        evidence_text(key, std::span<const std::uint8_t>(unit), text_kind::path, {&c, 1});
     }
     void dump(std::string_view key, uni::byte_view bytes) {
         if (m_as_json) [[unlikely]]
@@ -72,16 +79,21 @@ public:
     }
     void end_field() { field(m_key, m_value); }
 
-    void open_group(std::string_view key) {
-        if (m_as_json) [[unlikely]]
-            return begin_object(key);
-        char* at = put_separator(m_text.room(key.size() + 3));
-        at = std::copy_n(key.data(), key.size(), at);
-        *at++ = '=';
-        *at++ = '[';
-        m_text.end_at(at);
-        m_separated = false;
+    void open_group(std::string_view key) { open(key, false); }
+    // One of which there may be several.
+    void open_listed_group(std::string_view key) { open(key, true); }
+    // The same for a field: `in_list().number(...)`.
+    details_writer& in_list() {
+        m_listed = true;
+        return *this;
     }
+
+    enum class text_kind : std::uint8_t { name, path };
+    // A text out of the evidence: a name, or what may hold names with separators between them. `plain` is what it is
+    // without words, where that is known already; `suffix` is ours.
+    void evidence_text(std::string_view key, uni::byte_view units, text_kind kind, std::string_view plain = {},
+                       std::string_view suffix = {});
+
     void close_group() {
         if (m_as_json) [[unlikely]]
             return end_object();
@@ -89,12 +101,6 @@ public:
         *at = ']';
         m_text.end_at(at + 1);
         m_separated = true;
-    }
-    // A text out of the evidence, in which control characters and quotes do not stand for themselves.
-    void quoted_field(std::string_view key, std::string_view value) {
-        if (m_as_json) return add_text(key, value);
-        append_quoted_text(begin_field(key), value);
-        end_field();
     }
     // A group that holds nothing but a dump; none for no bytes.
     void dump_group(std::string_view label, uni::byte_view bytes) {
@@ -122,6 +128,16 @@ public:
     }
 
 private:
+    void open(std::string_view key, bool listed) {
+        if (m_as_json) [[unlikely]]
+            return begin_object(key, listed);
+        char* at = put_separator(m_text.room(key.size() + 3));
+        at = std::copy_n(key.data(), key.size(), at);
+        *at++ = '=';
+        *at++ = '[';
+        m_text.end_at(at);
+        m_separated = false;
+    }
     void write_number(std::string_view key, std::uint64_t value, bool base16) {
         if (m_as_json) [[unlikely]]
             return add_number(key, value);
@@ -158,13 +174,14 @@ private:
     void add_dump(std::string_view key, uni::byte_view bytes);
     void add_number(std::string_view key, std::uint64_t value);
     void add_time(std::string_view key, std::uint64_t ticks);
-    void begin_object(std::string_view key);
+    void begin_object(std::string_view key, bool listed);
     void end_object();
     void put_group_in_order();
 
     text_room m_text;
     bool m_separated = false;  // a separator goes ahead of the next item
     bool m_as_json = false;
+    bool m_words = false;
     std::uint64_t m_ticks = 0;  // many a record holds one time several times
     std::string m_time;         // of `m_ticks`; none for 0
     std::string_view m_key;     // of the value that is built in place
@@ -172,7 +189,9 @@ private:
 
     // As JSON; `m_text` holds the members in the order in which they came.
     json_members m_members;
+    bool m_listed = false;  // the next member is one of several
     bool m_in_group = false;
+    bool m_group_listed = false;
     std::string_view m_group_key;
     std::size_t m_group = 0;  // where its object begins
     json_members m_group_members;

@@ -1,5 +1,7 @@
 #include "operations/entry_info.h"
 
+#include "portable/utf16.h"
+
 namespace kest {
 
 void reset_entry_info(entry_info& info, bool as_json) {
@@ -14,6 +16,12 @@ void reset_entry_info(entry_info& info, bool as_json) {
     info.usn_reason = 0;
     info.name.clear();
     info.details.clear(as_json);
+}
+
+void take_name_text(entry_info& info, uni::byte_view units) {
+    info.name.clear();
+    uni::append_utf16_text(info.name, units);
+    info.details.evidence_text("name", units, details_writer::text_kind::name, info.name);
 }
 
 }  // namespace kest

@@ -81,7 +81,7 @@ void write_standard_information(entry_info& info, const fragment& value, const t
 }
 
 void show_standard_information(entry_info& info, const fragment& value, const text_style& style) {
-    info.details.open_group("$STANDARD_INFORMATION");
+    info.details.open_listed_group("$STANDARD_INFORMATION");
     write_standard_information(info, value, style);
     info.details.close_group();
 }
@@ -135,9 +135,7 @@ void take_name(entry_info& info, const fragment& value) {
     const std::uint32_t name_bytes = value.bytes.get(name_length) * 2U;
     if (name_bytes == 0 || value.cuts(name + name_bytes)) return;
     if (!value.shows(name)) return;
-    info.name.clear();
-    uni::append_utf16_text(info.name, value.bytes.slice(name, name_bytes));
-    info.details.field("name", info.name);
+    take_name_text(info, value.bytes.slice(name, name_bytes));
 }
 
 void write_file_name(entry_info& info, const fragment& value, const text_style& style) {
@@ -149,7 +147,7 @@ void write_file_name(entry_info& info, const fragment& value, const text_style& 
 }
 
 void show_file_name(entry_info& info, const fragment& value, const text_style& style) {
-    info.details.open_group("$FILE_NAME");
+    info.details.open_listed_group("$FILE_NAME");
     write_file_name(info, value, style);
     info.details.close_group();
 }

@@ -44,7 +44,7 @@ void write_data_entry(entry_info& info, uni::byte_view entry) {
     const int length = entry.get(entry_length);
     if (length - entry.get(key_length) < smallest_data) return;
     const std::uint32_t dumped = entry.get(entry_length) - key;
-    info.details.open_group(entry_group(entry));
+    info.details.open_listed_group(entry_group(entry));
     append_entry_dump(info.details.begin_field("data"), entry.slice(key, dumped), dumped);
     info.details.end_field();
     info.details.close_group();
@@ -52,7 +52,7 @@ void write_data_entry(entry_info& info, uni::byte_view entry) {
 
 void take_file_reference(entry_info& info, uni::byte_view entry, const text_style& style) {
     info.inode = inode_ref(entry.get(index_entry_layout::file_reference));
-    info.details.open_group("$I30");
+    info.details.open_listed_group("$I30");
     info.details.number("inode", info.inode.number(), style);
     info.details.number("seq", info.inode.sequence(), style);
     info.details.close_group();

@@ -53,9 +53,7 @@ private:
         if (!m_record.reaches(&usn_layout::file_attributes)) return;
         m_details.field("file_attributes", attribute_text(m_record.get(&usn_layout::file_attributes)));
         if (!m_record.reaches(&usn_layout::name)) return;
-        m_info.name.clear();
-        uni::append_utf16_text(m_info.name, m_record.name());
-        m_details.field("name", m_info.name);
+        take_name_text(m_info, m_record.name());
     }
 
     void write_extents() {

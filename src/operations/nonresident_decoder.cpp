@@ -78,12 +78,12 @@ bool take_name(entry_info& info, const fragment& header, bool compressed) {
     // Kept: the test counts a unit of the name as one byte.
     if (units == 0 || offset + units >= bytes.get(record_length)) return true;
     if (header.cuts(offset + 2 * units)) return false;
+    const uni::byte_view name = bytes.slice(offset, 2 * units);
     info.name.clear();
-    uni::append_utf16_text(info.name, bytes.slice(offset, 2 * units));
+    uni::append_utf16_text(info.name, name);
     const std::uint32_t fields_end = compressed ? compressed_size.end() : initialized_size.end();
     if (header.shows(fields_end) && bytes.get(type) == attribute_type::data) {
-        info.details.begin_field("name").append(info.name).append(stream_suffix);
-        info.details.end_field();
+        info.details.evidence_text("name", name, details_writer::text_kind::name, info.name, stream_suffix);
     }
     return true;
 }

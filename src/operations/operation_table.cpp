@@ -117,6 +117,7 @@ void decode_redo(const log_entry& entry, entry_info& info, const text_style& sty
 
 void decode_undo(const log_entry& entry, entry_info& info, const text_style& style) {
     reset_entry_info(info, style.as_json);
+    info.details.use_words();
     data_window window;
     if (!undo_data(entry, window)) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "format/result_row.h"
@@ -53,12 +54,20 @@ struct cmd_params : text_style, row_style {
     time_bound start_bound;
     time_bound stop_bound;
 
+    bool value_refused = false;  // some option's value is no such value; that has been said
+    std::string warnings;        // lines: what else of the options may not be meant so. Of extended runs only
+
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
 };
 
+// Says that a value is not taken, and notes it.
+void say_value_refused(cmd_params& options, std::string_view words);
+// Notes what may not be meant so.
+void warn(cmd_params& options, std::string_view words, std::string_view shown);
+
 // Takes the options common to a family of tools out of the list, in a fixed order: so it does not matter in which order
 // they are given, and of two that say the same thing the later one in that order wins. What is left is for others. The
-// diagnostic file is opened, and the results file is proved.
+// diagnostic file is opened, and the results file is proved: neither is written to yet.
 // False if the run cannot go on: words for the operator have been written where there are any.
 [[nodiscard]] bool parse_common_options(cmd_params& options, run_outputs& outputs, argument_list& args);
 

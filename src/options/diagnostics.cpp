@@ -1,11 +1,16 @@
 #include "options/diagnostics.h"
 
-#include <utility>
-
 namespace kest {
 
-void diagnostics::begin(std::unique_ptr<uni::file> file) {
-    m_file = std::move(file);
+bool diagnostics::open(const std::string& path, const guard_rules& rules) {
+    return open_output(m_output, path, rules);
+}
+
+void diagnostics::begin_run() {
+    if (!on()) return;
+    m_output.created.clear();
+    m_begun = true;
+    if (m_output.file.truncate()) write(m_held);
 }
 
 void diagnostics::trace(std::string_view text) {
@@ -19,7 +24,12 @@ void diagnostics::print(std::uint32_t level, std::string_view text) {
 }
 
 void diagnostics::write(std::string_view text) {
-    if (on()) static_cast<void>(m_file->append(text));
+    if (!on()) return;
+    if (m_begun) {
+        static_cast<void>(m_output.file.append(text));
+    } else {
+        m_held += text;
+    }
 }
 
 }  // namespace kest

@@ -1,24 +1,25 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "portable/file.h"
+#include "options/output_guard.h"
 
 namespace kest {
 
 // The diagnostic file of `-diags`. Without one nothing is written. A diagnostic that cannot be written stops no run.
 class diagnostics {
 public:
-    // Takes over an open file.
-    void begin(std::unique_ptr<uni::file> file);
+    // False for what cannot be written. What stands in the file stays until the run begins.
+    bool open(const std::string& path, const guard_rules& rules);
+    int open_error() const { return m_output.file.open_error(); }
+    void begin_run();
     void set_level(std::uint32_t level) { m_level = level; }
 
-    bool on() const { return m_file != nullptr; }
+    bool on() const { return m_output.file.is_open(); }
     bool on(std::uint32_t level) const { return on() && m_level >= level; }
-    bool is(const uni::file_identity& file) const { return on() && m_file->identity() == file; }
+    bool is(const uni::file_identity& file) const { return on() && m_output.file.identity() == file; }
 
     // Writes "->", the text and a line end.
     void trace(std::string_view text);
@@ -28,7 +29,9 @@ public:
     void write(std::string_view text);
 
 private:
-    std::unique_ptr<uni::file> m_file;
+    output_file m_output;
+    bool m_begun = false;
+    std::string m_held;  // written before the run begins
     std::uint32_t m_level = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 #include <span>
+#include <unistd.h>
 
 #include "format/number.h"
 #include "options/ascii_text.h"
@@ -20,18 +21,24 @@ bool is_one_of(std::string_view argument, std::span<const std::string_view> opti
     return std::ranges::any_of(options, [argument](std::string_view name) { return equal_folded(argument, name); });
 }
 
+// Reports hold names out of the evidence, which may look like anything farther on.
+constexpr std::string_view report_beginnings[] = {"kest ", "{\""};
+
 // The arguments do not name the logs of a list.
-bool begins_like_evidence(const uni::file& file) {
+bool begins_like_evidence(const uni::file& file, bool any_evidence) {
     std::array<std::uint8_t, 6> bytes{};
     if (!file.is_regular() || file.read_at(bytes, 0).bytes != bytes.size()) return false;
     const input_kind kind = kind_of_head(std::span<const std::uint8_t>(bytes));
-    return kind == input_kind::log || kind == input_kind::mft;
+    if (kind == input_kind::log || kind == input_kind::mft) return true;
+    const std::string head(bytes.begin(), bytes.end());
+    const auto begins = [&head](std::string_view words) { return head.starts_with(words); };
+    return any_evidence && std::ranges::none_of(report_beginnings, begins) && kind_of_file(file) != input_kind::unknown;
 }
 
 // Opened for reading alone, and anew where it is open already: a stream need not be readable.
-bool begins_like_evidence(const std::string& path) {
+bool begins_like_evidence(const std::string& path, bool any_evidence) {
     uni::file file;
-    return file.open(path, uni::open_mode::read) && begins_like_evidence(file);
+    return file.open(path, uni::open_mode::read) && begins_like_evidence(file, any_evidence);
 }
 
 argument_list::const_iterator first_input_option(const argument_list& args) {
@@ -57,17 +64,25 @@ bool is_evidence(int descriptor, const argument_list& args) {
     }
     std::string path = "/dev/fd/";
     append_decimal(path, descriptor);
-    return begins_like_evidence(path);
+    return begins_like_evidence(path, false);
 }
 
-bool open_output(uni::file& file, std::string_view path, const argument_list& left) {
+bool output_file::close() {
+    if (!created.empty() && uni::identify(created) == file.identity()) ::unlink(created.c_str());
+    created.clear();
+    return file.close();
+}
+
+bool open_output(output_file& output, const std::string& path, const guard_rules& rules) {
     const auto existing = uni::identify(path);
-    if (existing && may_be_input(*existing, left)) return false;
+    if (existing && may_be_input(*existing, rules.left)) return false;
     const std::string name(uni::trimmed_path(path));
-    if (uni::is_regular_file(name) && begins_like_evidence(name)) return false;
-    if (!file.open(path, uni::open_mode::create)) return false;
+    if (uni::is_regular_file(name) && begins_like_evidence(name, rules.any_evidence)) return false;
+    uni::file& file = output.file;
+    if (!existing && file.open(name, uni::open_mode::create_new)) output.created = name;
+    if (!file.is_open() && !file.open(name, uni::open_mode::create)) return false;
     // The name may have come to mean another file meanwhile.
-    if (may_be_input(file.identity(), left) || begins_like_evidence(file)) file.close();
+    if (may_be_input(file.identity(), rules.left) || begins_like_evidence(file, rules.any_evidence)) output.close();
     return file.is_open();
 }
 

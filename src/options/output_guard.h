@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string_view>
+#include <string>
 
 #include "options/argument_list.h"
 #include "portable/file.h"
@@ -14,9 +14,29 @@ namespace kest {
 // `args` are all arguments of the run.
 bool is_evidence(int descriptor, const argument_list& args);
 
-// Opens a file of the run's own, which is created if there is none and left as it is otherwise. `left` is what is not
-// yet taken of the arguments. False, with the file closed, also for a file that may become an input, and for one that
-// begins like evidence.
-[[nodiscard]] bool open_output(uni::file& file, std::string_view path, const argument_list& left);
+// A file of the run's own. One that was made for it goes again unless the run begins.
+struct output_file {
+    uni::file file;
+    std::string created;  // path; empty: it was there, or the run has begun
+
+    output_file() = default;
+    output_file(const output_file&) = delete;
+    output_file& operator=(const output_file&) = delete;
+    ~output_file() { close(); }
+
+    // False as for `uni::file`.
+    bool close();
+};
+
+// What an output is held against: what is not yet taken of the arguments, and whether everything counts that is known
+// of evidence. Otherwise it is logs and MFTs.
+struct guard_rules {
+    const argument_list& left;
+    bool any_evidence;
+};
+
+// Opens a file of the run's own, which is created if there is none and left as it is otherwise. False, with the file
+// closed, also for a file that may become an input, and for one that begins like evidence.
+[[nodiscard]] bool open_output(output_file& output, const std::string& path, const guard_rules& rules);
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #include "options/path_filter.h"
 
 #include <algorithm>
+#include <optional>
 #include <sys/stat.h>
 
 #include "format/time.h"
@@ -75,19 +76,23 @@ bool in_time_window(const cmd_params& options, const std::string& path) {
 
 }  // namespace
 
-void add_pattern_filters(std::vector<path_filter>& filters, std::string_view list) {
-    for (const std::string_view pattern : split(list, list_separators)) {
+bool add_pattern_filters(std::vector<path_filter>& filters, std::string_view list) {
+    const std::vector<std::string_view> patterns = split(list, list_separators);
+    for (const std::string_view pattern : patterns) {
         filters.push_back({.pattern = lower_case(pattern), .path = {}, .signature = {}});
     }
+    return !patterns.empty();
 }
 
-void add_signature_filter(std::vector<path_filter>& filters, std::string_view text) {
+bool add_signature_filter(std::vector<path_filter>& filters, std::string_view text) {
     const std::vector<std::string_view> pieces = split(text, list_separators);
-    if (pieces.empty()) return;
+    if (pieces.empty()) return false;
     path_filter filter{.pattern = {}, .path = {}, .signature = parse_hex_bytes(pieces[0])};
-    if (filter.signature.empty()) return;
-    if (pieces.size() == 2) filter.offset = parse_number(pieces[1]).value_or(0);
+    if (filter.signature.empty()) return false;
+    const auto offset = pieces.size() == 2 ? parse_number(pieces[1]) : std::nullopt;
+    filter.offset = offset.value_or(0);
     filters.push_back(std::move(filter));
+    return pieces.size() == 1 || offset;
 }
 
 bool path_wanted(const cmd_params& options, const std::string& path) {

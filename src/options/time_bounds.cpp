@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "format/time.h"
-#include "portable/console.h"
 
 namespace kest {
 
@@ -44,7 +43,7 @@ bool set_start_bound(cmd_params& options, std::string_view text) {
         options.start_bound = {true, *ticks};
         options.stop_bound = {true, latest_ticks};
     } else {
-        uni::console_write("invalid start time, ignoring\n");
+        say_value_refused(options, "invalid start time, ignoring\n");
     }
     return true;
 }
@@ -57,7 +56,7 @@ bool set_stop_bound(cmd_params& options, std::string_view text) {
     if (ticks && (!options.start_bound.set || *ticks >= options.start_bound.ticks)) {
         options.stop_bound = {true, *ticks};
     } else {
-        uni::console_write("invalid stop time, ignoring\n");
+        say_value_refused(options, "invalid stop time, ignoring\n");
     }
     return true;
 }

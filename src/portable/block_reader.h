@@ -17,6 +17,9 @@ public:
     // Goes on to where the next data lies. False at the end.
     [[nodiscard]] bool advance();
 
+    // After `advance`: where the next block begins.
+    std::uint64_t position() const { return m_position; }
+
     struct block {
         std::uint64_t offset = 0;  // bytes, in the file
         std::size_t bytes = 0;

@@ -8,12 +8,12 @@
 
 namespace uni {
 
-byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size))), m_size(size) {
+byte_block::byte_block(std::size_t size) : m_bytes(static_cast<std::uint8_t*>(allocate_pages(size)), deleter{size}) {
     if (m_bytes == nullptr) throw std::bad_alloc();
 }
 
 void byte_block::deleter::operator()(std::uint8_t* bytes) const {
-    free_pages(bytes);
+    free_pages(bytes, size);
 }
 
 void release_pages(std::span<std::uint8_t> bytes) {

@@ -17,14 +17,14 @@ public:
     // come by than many small ones.
     explicit byte_block(std::size_t size);
 
-    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_size}; }
+    std::span<std::uint8_t> bytes() const { return {m_bytes.get(), m_bytes.get_deleter().size}; }
 
 private:
     struct deleter {
+        std::size_t size = 0;
         void operator()(std::uint8_t* bytes) const;
     };
     std::unique_ptr<std::uint8_t[], deleter> m_bytes;
-    std::size_t m_size = 0;
 };
 
 // Gives the memory of whole pages behind bytes of a block back to the system. What the bytes hold is unsettled then.

@@ -21,9 +21,7 @@ constexpr std::size_t read_chunk = 268'435'456;
 constexpr std::string_view process_files = "/proc";
 constexpr std::uint64_t process_file_size = 262'144;
 
-// Kept: a results file is for its owner and for others, but not for the group. Scripts that collect reports run as
-// neither owner nor group.
-constexpr mode_t created_mode = 0606;
+constexpr mode_t created_mode = 0666;  // as far as the umask allows
 
 int flags_of(open_mode mode) {
     switch (mode) {
@@ -46,10 +44,17 @@ int off_standard_numbers(int descriptor) {
     return moved;
 }
 
-bool has_offsets(int descriptor) {
+// An interrupted close has closed all the same.
+bool close_descriptor(int descriptor) {
+    return ::close(descriptor) == 0 || errno == EINTR;
+}
+
+// What speaks against a file that bytes are read from and written to at offsets; 0 if nothing does.
+int lack_of_offsets(int descriptor) {
     struct stat about {};
-    if (::fstat(descriptor, &about) != 0) return false;
-    return !S_ISFIFO(about.st_mode) && !S_ISSOCK(about.st_mode) && !S_ISDIR(about.st_mode);
+    if (::fstat(descriptor, &about) != 0) return errno;
+    if (S_ISDIR(about.st_mode)) return EISDIR;
+    return S_ISFIFO(about.st_mode) || S_ISSOCK(about.st_mode) ? ESPIPE : 0;
 }
 
 }  // namespace
@@ -74,9 +79,10 @@ bool is_regular_file(const std::string& path) {
     return ::stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
 }
 
-bool names_regular_file(const std::string& path) {
+name_kind kind_of_name(const std::string& path) {
     struct stat about {};
-    return ::lstat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+    if (::lstat(path.c_str(), &about) != 0) return errno == ENOENT ? name_kind::nothing : name_kind::other;
+    return S_ISREG(about.st_mode) ? name_kind::regular_file : name_kind::other;
 }
 
 std::optional<file_identity> stored_file(int descriptor) {
@@ -90,6 +96,7 @@ file::~file() {
 }
 
 bool file::open(std::string_view path, open_mode mode) {
+    m_open_error = ENOENT;
     if (path.empty()) return false;
     close();
     const std::string name(trimmed_path(path));
@@ -97,14 +104,17 @@ bool file::open(std::string_view path, open_mode mode) {
     const int flags = flags_of(mode) | O_NONBLOCK | O_CLOEXEC;
     m_fd = off_standard_numbers(mode == open_mode::read ? open_untouched(name.c_str(), flags)
                                                         : ::open(name.c_str(), flags, created_mode));
-    if (m_fd == -1) return false;
-    if (!has_offsets(m_fd)) {
+    m_open_error = m_fd == -1 ? errno : lack_of_offsets(m_fd);
+    if (m_open_error != 0) {
         close();
         return false;
     }
     m_of_process = name.starts_with(process_files);
     errno = 0;
-    if (measure_size() == 0 && errno != 0 && is_regular()) close();  // not known to be empty
+    if (measure_size() == 0 && errno != 0 && is_regular()) {  // not known to be empty
+        m_open_error = errno;
+        close();
+    }
     return is_open();
 }
 
@@ -115,16 +125,18 @@ void file::attach(int descriptor) {
 }
 
 bool file::close() {
-    // Some systems tell only when a file is closed that what was written did not arrive. A stream of somebody else's is
-    // asked by way of a copy, and stays open.
-    const int closed_one = m_attached ? ::dup(m_fd) : m_fd;
-    // An interrupted close has closed all the same.
-    const bool closed = closed_one == -1 || ::close(closed_one) == 0 || errno == EINTR;
+    const bool closed = m_attached ? settle() : !is_open() || close_descriptor(m_fd);
     m_fd = -1;
     m_size = 0;
     m_attached = false;
     m_of_process = false;
     return closed;
+}
+
+// Some systems tell only when a file is closed that what was written did not arrive: so a copy is.
+bool file::settle() const {
+    const int copy = ::fcntl(m_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    return copy != -1 && close_descriptor(copy);
 }
 
 file_identity file::identity() const {
@@ -138,11 +150,13 @@ bool file::is_regular() const {
     return ::fstat(m_fd, &about) == 0 && S_ISREG(about.st_mode);
 }
 
-void file::truncate() {
-    if (::ftruncate(m_fd, 0) == 0) m_size = 0;
+bool file::truncate() {
+    if (::ftruncate(m_fd, 0) != 0) return !is_regular();
+    m_size = 0;
+    return true;
 }
 
-bool file::lock() {
+bool file::lock() const {
     return !is_regular() || ::flock(m_fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 

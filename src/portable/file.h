@@ -46,18 +46,24 @@ public:
     // Takes over an open descriptor, to write to it where it stands; it is not closed with the object.
     void attach(int descriptor);
     bool is_open() const { return m_fd != -1; }
+    // Why the last `open` failed, as `errno` has it: EISDIR for a folder, ESPIPE for a FIFO or a socket. 0 if it did
+    // not.
+    int open_error() const { return m_open_error; }
     // False if the system tells only now that what was written did not arrive.
     bool close();
+    // Asks the same of a file that stays open.
+    [[nodiscard]] bool settle() const;
 
     // What is open, whatever its name means now. Nothing for what is not open.
     file_identity identity() const;
     bool is_regular() const;
 
-    // Empties the file. One that has no length, such as a terminal, stays as it is.
-    void truncate();
+    // Empties the file. One that has no length, such as a terminal, stays as it is. False for a regular one that cannot
+    // be emptied.
+    [[nodiscard]] bool truncate();
     // Keeps other runs from a regular file until it is closed. False if another has it; where locks are unknown nobody
     // has.
-    [[nodiscard]] bool lock();
+    [[nodiscard]] bool lock() const;
 
     // Bytes, as last measured.
     std::uint64_t size() const { return m_size; }
@@ -81,6 +87,7 @@ private:
     std::uint64_t m_size = 0;
     bool m_attached = false;
     bool m_of_process = false;  // lies in /proc
+    int m_open_error = 0;
 };
 
 // Opens to read without a trace in the access time, which only the owner may ask for; as usual where that is refused.
@@ -94,8 +101,9 @@ std::string_view trimmed_path(std::string_view path);
 std::optional<file_identity> identify(std::string_view path);
 // Whether the path names a regular file, itself or by way of links.
 bool is_regular_file(const std::string& path);
-// A link to a regular file does not.
-bool names_regular_file(const std::string& path);
+// What stands under a name itself, wherever it may lead.
+enum class name_kind { nothing, regular_file, other };
+name_kind kind_of_name(const std::string& path);
 // What is open under a descriptor, if that keeps what is written to it: a regular file or a block device.
 std::optional<file_identity> stored_file(int descriptor);
 

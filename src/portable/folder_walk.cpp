@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "portable/file.h"
+#include "portable/unfinished_file.h"
 
 namespace cvportdir {
 
@@ -57,7 +58,9 @@ bool folder_walk::start(const std::string& root, std::uint32_t max_depth, path_t
     m_wanted = std::move(wanted);
     m_directories.clear();
     m_files.clear();
-    if (kind_at(root, true) != entry_kind::directory) return false;
+    errno = ENOTDIR;
+    m_open_error = kind_at(root, true) == entry_kind::directory ? 0 : errno;
+    if (m_open_error != 0) return false;
     m_directories.push_back({root, 0});
     return true;
 }
@@ -86,7 +89,7 @@ void folder_walk::list(const directory& where) {
             return;
         }
         const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") continue;
+        if (name == "." || name == ".." || uni::is_unfinished_name(name)) continue;
         std::string path = prefix;
         path += name;
         const entry_kind kind = kind_of(entry->d_type, path);

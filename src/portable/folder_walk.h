@@ -7,7 +7,8 @@
 
 namespace cvportdir {
 
-// The list of files of a multi-file run, as the regular files of a directory tree, and links to such files.
+// The list of files of a multi-file run, as the regular files of a directory tree, and links to such files. Reports
+// that some run is writing are not listed.
 class folder_walk {
 public:
     folder_walk() = default;
@@ -21,6 +22,9 @@ public:
     // are always listed; a sub-directory is entered while its depth is at most `max_depth`, the root's children having
     // depth 1, and links to directories are passed over. False, and an empty list, if `root` is no directory.
     [[nodiscard]] bool start(const std::string& root, std::uint32_t max_depth, path_test wanted);
+
+    // Why it did not begin, as `errno` has it; 0 if it did.
+    int open_error() const { return m_open_error; }
 
     // Folders that were not listed, or not to their ends: those that lie too deep, and those that cannot be read.
     std::uint64_t too_deep() const { return m_too_deep; }
@@ -41,6 +45,7 @@ private:
     path_test m_wanted;
     std::deque<directory> m_directories;
     std::deque<std::string> m_files;
+    int m_open_error = 0;
     std::uint64_t m_too_deep = 0;
     std::uint64_t m_unreadable = 0;
 };

@@ -1,22 +1,32 @@
 #include "portable/large_pages.h"
 
 #include <cstdint>
-#include <cstdlib>
+#include <new>
 #include <sys/mman.h>
 
 namespace uni {
 
+namespace {
+
+bool comes_in_large_pages(std::size_t size) {
+    return size >= large_page && size <= SIZE_MAX - large_page;
+}
+
+}  // namespace
+
 // What is left behind the last whole large page comes in small ones: most of a large one might never be needed.
 void* allocate_pages(std::size_t size) {
-    if (size < large_page || size > SIZE_MAX - large_page) return std::malloc(size);
-    void* const memory = std::aligned_alloc(large_page, (size + large_page - 1) / large_page * large_page);
+    if (!comes_in_large_pages(size)) return ::operator new(size, std::nothrow);
+    const std::size_t whole = (size + large_page - 1) / large_page * large_page;
+    void* const memory = ::operator new (whole, std::align_val_t{large_page}, std::nothrow);
     // A wish: the system may not have any.
     if (memory != nullptr) ::madvise(memory, size / large_page * large_page, MADV_HUGEPAGE);
     return memory;
 }
 
-void free_pages(void* memory) {
-    std::free(memory);
+void free_pages(void* memory, std::size_t size) {
+    if (!comes_in_large_pages(size)) return ::operator delete(memory);
+    ::operator delete (memory, std::align_val_t{large_page});
 }
 
 }  // namespace uni

@@ -12,7 +12,7 @@ inline constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
 // Memory of `size` bytes; null if there is none. That of some megabytes asks the system for large pages, which are much
 // cheaper to come by than many small ones.
 void* allocate_pages(std::size_t size);
-void free_pages(void* memory);
+void free_pages(void* memory, std::size_t size);  // with the size that was asked for
 
 // For vectors that grow with the evidence.
 template <class element>
@@ -29,7 +29,7 @@ struct large_page_allocator {
         if (memory == nullptr) throw std::bad_alloc();
         return static_cast<element*>(memory);
     }
-    void deallocate(element* memory, std::size_t) { free_pages(memory); }
+    void deallocate(element* memory, std::size_t count) { free_pages(memory, count * sizeof(element)); }
 
     template <class other>
     bool operator==(const large_page_allocator<other>&) const {

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <pthread.h>
 
 namespace kest {
 
-// A thread that is waited for by polling. What it wrote may be read once `wait` has returned.
+// A thread that is waited for. What it wrote may be read once `wait` has returned.
 class portable_thread {
 public:
     using entry_function = void (*)(void*);
@@ -18,21 +17,19 @@ public:
     // Where no thread can be had the body runs in the caller, and has ended when this returns.
     void start(entry_function entry, void* argument);
 
-    // Says whether the body has ended; also true if it was never started. The thread can then be started again.
-    bool check_finished();
-
-    // Polls until the body has ended: quickly at first, so that short jobs are not held up, then every 50,000
-    // microseconds.
+    // Waits until the body has ended, if one was started. Throws std::bad_alloc if the body did. The thread can then be
+    // started again.
     void wait();
 
 private:
     static void* run(void* self);
+    void join();
 
     entry_function m_entry = nullptr;
     void* m_argument = nullptr;
     pthread_t m_handle{};  // valid while started
     bool m_started = false;
-    std::atomic<bool> m_running{false};
+    bool m_out_of_memory = false;  // the body ended so; written by the thread
 };
 
 }  // namespace kest

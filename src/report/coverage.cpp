@@ -2,43 +2,13 @@
 
 #include <algorithm>
 
-#include "format/number.h"
 #include "format/time.h"
-#include "logfile/mft_place.h"
-#include "logfile/operation.h"
 #include "logfile/told_sizes.h"
-#include "portable/utf16.h"
 #include "report/logged_facts.h"
 
 namespace kest {
 
 namespace {
-
-using namespace operation_code;
-
-constexpr std::string_view fits = "fits";
-
-// Operations whose target is a file record, and none of an index buffer or of other clusters.
-bool targets_file_record(const log_entry& entry) {
-    constexpr std::uint16_t operations[] = {
-        initialize_file_record_segment,
-        deallocate_file_record_segment,
-        write_end_of_file_record_segment,
-        create_attribute,
-        delete_attribute,
-        update_resident_value,
-        update_mapping_pairs,
-        set_new_attribute_sizes,
-        add_index_entry_root,
-        delete_index_entry_root,
-        set_index_entry_vcn_root,
-        update_file_name_root,
-        update_record_data_root,
-        zero_end_of_file_record,
-    };
-    return entry.get(record_layout::record_type) == record_types::client &&
-           std::ranges::find(operations, entry.redo_op) != std::end(operations);
-}
 
 void gather_restart_pages(log_coverage& coverage, const log_store& log) {
     for (std::size_t at = 0; at < coverage.restart.size(); ++at) {
@@ -51,25 +21,13 @@ void gather_restart_pages(log_coverage& coverage, const log_store& log) {
     if (first && second) coverage.restart_agree = first->facts == second->facts;
 }
 
-// They are written in turn: the one with the higher LSN is the later one.
-std::optional<lsn_layout> layout_of(const log_coverage& coverage) {
-    const auto& [first, second] = coverage.restart;
-    if (!first && !second) return std::nullopt;
-    if (!first || (second && second->facts.current_lsn > first->facts.current_lsn)) {
-        return told_lsn_layout(second->facts);
-    }
-    return told_lsn_layout(first->facts);
-}
-
 void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_stored = log.entries.size();
-    coverage.transactions = tally_transactions(log);
+    coverage.transactions = tally_transactions(log, find_transaction_states(log));
     const transaction_tally& tally = coverage.transactions;
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)
         coverage.lsns.add(entry.this_lsn);
-    for (const std::uint64_t time : logged_change_times(log))
-        coverage.record_times.add(time);
     coverage.cluster_size = find_told_sizes(log).cluster;
 }
 
@@ -78,69 +36,55 @@ void gather_pages(log_coverage& coverage, const log_store& log) {
     if (log.pages) coverage.pages = *log.pages;
     if (coverage.read_to_end) coverage.never_written = coverage.pages.blank + coverage.pages.not_read();
     gather_restart_pages(coverage, log);
-    if (const auto layout = layout_of(coverage)) {
+    if (const auto layout = stated_layout(log)) {
         coverage.copied_pages = count_copied_pages(log, *layout);
-        coverage.gaps = find_gaps(log, *layout);
+        coverage.gaps.emplace();
+        for (const lsn_gap& gap : find_gaps(log, *layout))
+            coverage.gaps->push_back({.lsns = gap});
     }
 }
 
-class mft_comparison {
-public:
-    mft_comparison(const log_coverage& coverage, const evidence& stores, const std::vector<logged_usn>& logged)
-        : m_stores(stores),
-          m_logged(logged),
-          m_place{.record_size = stores.inodes.record_size},
-          m_by_lsn(index_entries(stores.log, &log_entry::this_lsn)) {
-        m_cluster_known = coverage.cluster_size.has_value();
-        if (m_cluster_known) m_place.cluster_size = *coverage.cluster_size;
-        m_highest = coverage.lsns.highest;
-        for (const auto& restart : coverage.restart) {
-            if (restart) m_highest = std::max(m_highest, restart->facts.current_lsn.value_or(0));
-        }
+// Times of last change reach the log a while after they were set, so those nearest to a gap need not be the last and
+// the first. They are taken only where a clock that was set back, or a time that a program set, leaves no order.
+void find_gap_times(std::vector<gap_coverage>& gaps, std::vector<logged_time>& times) {
+    std::ranges::stable_sort(times, {}, &logged_time::lsn);
+    std::vector<std::uint64_t> last(times.size()), first(times.size());  // up to each time, and from it on
+    std::uint64_t reached = 0;
+    for (std::size_t at = 0; at < times.size(); ++at)
+        last[at] = reached = std::max(reached, times[at].time);
+    for (std::size_t at = times.size(); at-- > 0;)
+        first[at] = reached = std::min(reached, times[at].time);
+    for (gap_coverage& gap : gaps) {
+        const auto after = static_cast<std::size_t>(
+            std::ranges::lower_bound(times, gap.lsns.behind, {}, &logged_time::lsn) - times.begin());
+        if (after != 0) gap.time_before = last[after - 1];
+        if (after != times.size()) gap.time_after = first[after];
+        if (after == 0 || after == times.size() || gap.time_before <= gap.time_after) continue;
+        gap.time_before = times[after - 1].time;
+        gap.time_after = times[after].time;
     }
+}
 
-    void compare(const inode_record& record, mft_fit& fit) const {
-        if (record.lsn > m_highest) ++fit.above;
-        compare_place(record, fit);
-        compare_name(record, fit);
+// `logged` are the journal records in the log.
+void gather_times(log_coverage& coverage, const log_store& log, const std::vector<logged_usn>& logged) {
+    std::vector<logged_time> times = logged_change_times(log);
+    for (const logged_time& change : times)
+        coverage.record_times.add(change.time);
+    for (const logged_usn& told : logged) {
+        coverage.journal_usns.add(told.usn);
+        if (!cv::has_calendar_form(told.time)) continue;
+        coverage.journal_times.add(told.time);
+        times.push_back({.lsn = told.lsn, .time = told.time});
     }
+    if (coverage.gaps) find_gap_times(*coverage.gaps, times);
+}
 
-private:
-    void compare_place(const inode_record& record, mft_fit& fit) const {
-        const auto position = m_by_lsn.find(record.lsn);
-        if (!position) return;
-        const log_entry& entry = m_stores.log.entries[*position];
-        if (!m_cluster_known && entry.get(record_layout::target_vcn) != 0) return;
-        if (targets_file_record(entry) && file_record_at(entry, m_place) == record.inode) {
-            ++fit.agree;
-        } else {
-            ++fit.wrong_place;
-        }
-    }
-
-    // A file with several names is in the journal by any of them.
-    void compare_name(const inode_record& record, mft_fit& fit) const {
-        if (record.usn == 0 || !record.is_base || !record.in_use || record.parents.size() != 1) return;
-        const auto logged = std::ranges::lower_bound(m_logged, record.usn, {}, &logged_usn::usn);
-        if (logged == m_logged.end() || logged->usn != record.usn || logged->file != record.ref()) return;
-        if (uni::utf16_text(logged->name) != record.name) ++fit.wrong_name;
-    }
-
-    const evidence& m_stores;
-    const std::vector<logged_usn>& m_logged;
-    mft_place m_place;
-    bool m_cluster_known = false;
-    const uni::sealed_index m_by_lsn;
-    std::uint64_t m_highest = 0;
-};
-
-mft_coverage gather_mft(const log_coverage& coverage, const evidence& stores, const std::vector<logged_usn>& logged) {
+mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged) {
     mft_coverage found;
-    const mft_comparison comparison(coverage, stores, logged);
+    found.fit = compare_mft(stores, logged);
     for (const inode_record& record : stores.inodes.records) {
         ++found.records;
         if (record.lsn != 0) found.lsns.add(record.lsn);
-        comparison.compare(record, found.fit);
         if (!record.in_use) continue;
         ++found.in_use;
         if (cv::has_calendar_form(record.si_times.mft_changed)) found.times.add(record.si_times.mft_changed);
@@ -152,45 +96,35 @@ mft_coverage gather_mft(const log_coverage& coverage, const evidence& stores, co
 // Reads the journal file by itself: what rows look up in it leaves out records of version 3 and that of USN 0.
 class journal_survey {
 public:
-    explicit journal_survey(const std::vector<logged_usn>& logged) : m_logged(logged) {}
+    journal_survey(const log_store& log, const std::vector<logged_usn>& logged) : m_log(log), m_logged(logged) {}
 
     journal_coverage run(usn_journal& journal) {
-        for_each_journal_block(journal, [this](uni::byte_view block, std::uint64_t) {
-            for_each_usn_record(block, [this](const usn_record& record, uni::byte_view, std::size_t) { add(record); });
-        });
-        if (!m_logged.empty() && m_found.usns.any) {
-            m_found.fit.behind = m_found.usns.lowest > m_logged.back().usn;
-            m_found.fit.ahead = m_found.usns.highest < m_logged.front().usn;
-        }
+        journal_cursor cursor(journal.file, journal.resync);
+        while (const journal_record* const record = cursor.next())
+            add(record->usn);
+        journal.reading = cursor.reading();
+        m_found.records = journal.reading.records;
+        m_found.unread_bytes = journal.reading.unread_bytes;
+        const value_range& usns = m_found.usns;
+        if (usns.any) compare_usns(m_found.fit, usns.lowest, usns.highest, m_log, m_logged);
         return std::move(m_found);
     }
 
 private:
     void add(const usn_record& record) {
-        ++m_found.records;
         const std::uint64_t usn = record.get(&usn_layout::usn);
         const std::uint64_t time = record.get(&usn_layout::time);
         m_found.usns.add(usn);
         if (cv::has_calendar_form(time)) m_found.times.add(time);
         const auto told = std::ranges::lower_bound(m_logged, usn, {}, &logged_usn::usn);
         if (told == m_logged.end() || told->usn != usn) return;
-        const bool same =
-            record.file() == told->file && time == told->time && record.get(&usn_layout::reason) == told->reason;
-        ++(same ? m_found.fit.agree : m_found.fit.differ);
+        ++(told->is(record) ? m_found.fit.agree : m_found.fit.differ);
     }
 
+    const log_store& m_log;
     const std::vector<logged_usn>& m_logged;
     journal_coverage m_found;
 };
-
-void append_joined(std::string& out, std::string_view words) {
-    if (!out.empty()) out += "; ";
-    out += words;
-}
-
-void append_reason(std::string& out, std::uint64_t count, std::string_view words) {
-    if (count != 0) append_joined(out, format_number(count, false).append(words));
-}
 
 }  // namespace
 
@@ -206,37 +140,16 @@ log_coverage gather_coverage(evidence& stores, const logfile_options& options, s
     gather_records(coverage, stores.log);
     gather_pages(coverage, stores.log);
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
-    for (const logged_usn& told : logged) {
-        coverage.journal_times.add(told.time);
-        coverage.journal_usns.add(told.usn);
-    }
+    gather_times(coverage, stores.log, logged);
     if (!options.mft_path.empty()) {
-        coverage.mft = gather_mft(coverage, stores, logged);
+        coverage.mft = gather_mft(stores, logged);
         coverage.mft->path = options.mft_path;
     }
     if (!options.jrnl_path.empty()) {
-        coverage.journal = journal_survey(logged).run(stores.journal);
+        coverage.journal = journal_survey(stores.log, logged).run(stores.journal);
         coverage.journal->path = options.jrnl_path;
     }
     return coverage;
-}
-
-std::string fit_text(const mft_fit& fit) {
-    std::string out;
-    append_reason(out, fit.above, " with an LSN above the log's");
-    append_reason(out, fit.wrong_place, " with the LSN of a record about another file");
-    append_reason(out, fit.wrong_name, " with another name than in the log");
-    if (out.empty() && fit.agree != 0) out = fits;
-    return out;
-}
-
-std::string fit_text(const journal_fit& fit) {
-    std::string out;
-    append_reason(out, fit.differ, " differ from the log's of the same USN");
-    if (fit.behind) append_joined(out, "begins behind the log's last USN");
-    if (fit.ahead) append_joined(out, "ends ahead of the log's first USN");
-    if (out.empty() && fit.agree != 0) out = fits;
-    return out;
 }
 
 }  // namespace kest

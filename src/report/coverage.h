@@ -10,9 +10,11 @@
 #include "logfile/lsn_layout.h"
 #include "logfile/page_tally.h"
 #include "logfile/restart_page.h"
-#include "logfile/transaction_tally.h"
+#include "logfile/transaction_states.h"
 #include "options/evidence.h"
 #include "options/logfile_options.h"
+#include "report/input_fit.h"
+#include "report/provenance.h"
 
 namespace kest {
 
@@ -30,14 +32,6 @@ struct restart_coverage {
     restart_facts facts;
 };
 
-// How an MFT and the log bear on each other. Counts of file records; all 0: nothing can be told.
-struct mft_fit {
-    std::uint64_t agree = 0;        // the log record that the file record names as its last one writes to it
-    std::uint64_t wrong_place = 0;  // that log record writes to another file record
-    std::uint64_t wrong_name = 0;   // the journal record in the log that it names as its last one has another name
-    std::uint64_t above = 0;        // it names a log record behind the last one of the log
-};
-
 struct mft_coverage {
     std::string path;
     std::uint64_t records = 0;
@@ -48,20 +42,20 @@ struct mft_coverage {
     mft_fit fit;
 };
 
-// How a journal file and the journal records in the log bear on each other.
-struct journal_fit {
-    std::uint64_t agree = 0;   // records of one USN that say the same
-    std::uint64_t differ = 0;  // that do not
-    bool behind = false;       // the journal file begins behind the last USN of the log
-    bool ahead = false;        // it ends ahead of the first
-};
-
 struct journal_coverage {
     std::string path;
     std::uint64_t records = 0;
+    std::uint64_t unread_bytes = 0;  // of no record, and not zeros
     value_range times;
     value_range usns;
     journal_fit fit;
+};
+
+// A gap of the log, and the times next to it. 0: the log tells none.
+struct gap_coverage {
+    lsn_gap lsns;
+    std::uint64_t time_before = 0;  // the last one before it
+    std::uint64_t time_after = 0;   // the first one after it
 };
 
 // What one log covers, as far as it says so itself. Empty is what cannot be told.
@@ -78,7 +72,7 @@ struct log_coverage {
     std::uint64_t records_distinct = 0;  // by LSN
     transaction_tally transactions;
     value_range lsns;
-    std::optional<std::vector<lsn_gap>> gaps;
+    std::optional<std::vector<gap_coverage>> gaps;
 
     value_range journal_times;  // of the journal records in the log
     value_range journal_usns;
@@ -87,13 +81,11 @@ struct log_coverage {
 
     std::optional<mft_coverage> mft;
     std::optional<journal_coverage> journal;
+
+    std::optional<provenance> made_of;  // where it was asked for
 };
 
 // Gathers it. `log.pages` was counted; `inodes` holds what the MFT does, and nothing of the log yet.
 log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path);
-
-// "fits", what speaks against it, joined by "; ", or nothing.
-std::string fit_text(const mft_fit& fit);
-std::string fit_text(const journal_fit& fit);
 
 }  // namespace kest

@@ -3,6 +3,7 @@
 #include "format/json.h"
 #include "format/number.h"
 #include "format/safe_text.h"
+#include "report/coverage_summary.h"
 #include "report/time_column.h"
 
 namespace kest {
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::size_t word_width = 28;  // bytes
 constexpr std::string_view to = " to ";
+const std::string unknown = "unknown";
 
 // Lines of a word and what is known of it. Counts and sizes are decimal; LSNs and USNs are written as in rows, so that
 // they can be looked for there.
@@ -47,9 +49,13 @@ public:
         if (range.any) value.append(m_times.text(range.lowest)).append(to).append(m_times.text(range.highest));
         text(word, value);
     }
-    void gaps(const std::vector<lsn_gap>& gaps) {
-        for (const lsn_gap& gap : gaps)
-            from_to("gap", gap.before, gap.behind);
+    void gaps(const std::vector<gap_coverage>& gaps) {
+        for (const gap_coverage& gap : gaps) {
+            from_to("gap", gap.lsns.before, gap.lsns.behind);
+            if (gap.time_before == 0 && gap.time_after == 0) continue;
+            std::string times(gap.time_before != 0 ? m_times.text(gap.time_before) : unknown);
+            text("gap_times", times.append(to).append(gap.time_after != 0 ? m_times.text(gap.time_after) : unknown));
+        }
     }
     std::string take() {
         m_text += '\n';
@@ -93,12 +99,14 @@ public:
         m_object.time("to", range.highest);
         m_object.end_object();
     }
-    void gaps(const std::vector<lsn_gap>& gaps) {
+    void gaps(const std::vector<gap_coverage>& gaps) {
         m_object.begin_array("gap");
-        for (const lsn_gap& gap : gaps) {
+        for (const gap_coverage& gap : gaps) {
             m_object.begin_object({});
-            m_object.number("from", gap.before);
-            m_object.number("to", gap.behind);
+            m_object.number("from", gap.lsns.before);
+            m_object.number("to", gap.lsns.behind);
+            if (gap.time_before != 0) m_object.time("time_before", gap.time_before);
+            if (gap.time_after != 0) m_object.time("time_after", gap.time_after);
             m_object.end_object();
         }
         m_object.end_array();
@@ -154,10 +162,10 @@ void tell_records(facts_writer& lines, const log_coverage& told) {
     lines.count("records_in_whole", tally.records_of_whole);
     lines.count("records_in_cut", tally.records_of_cut);
     lines.count("records_of_checkpoints", tally.records_of_none);
-    lines.count("transactions_done", tally.done);
+    lines.count("transactions_done", tally.committed);
     lines.count("transactions_open", tally.open);
-    lines.count("transactions_undone", tally.undone);
-    lines.count("transactions_partly_undone", tally.partly_undone);
+    lines.count("transactions_undone", tally.rolled_back);
+    lines.count("transactions_partly_undone", tally.partly_rolled_back);
     lines.count("transactions_cut", tally.cut);
     lines.numbers("lsns", told.lsns);
     lines.count("gaps", told.gaps ? std::optional<std::uint64_t>(told.gaps->size()) : std::nullopt);
@@ -179,6 +187,7 @@ template <class facts_writer>
 void tell_journal(facts_writer& lines, const journal_coverage& told) {
     lines.text("journal", told.path);
     lines.count("journal_records", told.records);
+    lines.count("journal_unread_bytes", told.unread_bytes);
     lines.times("journal_times", told.times);
     lines.numbers("journal_usns", told.usns);
     lines.text("journal_fit", fit_text(told.fit));
@@ -186,6 +195,7 @@ void tell_journal(facts_writer& lines, const journal_coverage& told) {
 
 template <class facts_writer>
 void tell_coverage(facts_writer& lines, const log_coverage& told) {
+    lines.text("summary", coverage_summary(told));
     lines.text("log", told.path);
     lines.count("size", told.pages.file_size);
     lines.yes_or_no("read_to_end", told.read_to_end);
@@ -202,11 +212,22 @@ void tell_coverage(facts_writer& lines, const log_coverage& told) {
     if (told.journal) tell_journal(lines, *told.journal);
 }
 
+void tell_provenance(fact_lines& lines, const provenance& told) {
+    lines.text("program", told.program);
+    lines.text("command_line", joined(told.command_line, '\''));
+    for (const input_provenance& input : told.inputs) {
+        const std::string word(input.input);
+        if (input.input != "log") lines.count(word + "_size", input.size);
+        lines.text(word + "_sha256", input.sha256);
+    }
+}
+
 }  // namespace
 
 std::string coverage_text(const log_coverage& coverage, const logfile_options& options) {
     fact_lines lines(options);
     tell_coverage(lines, coverage);
+    if (coverage.made_of) tell_provenance(lines, *coverage.made_of);  // in JSON an object of its own
     return lines.take();
 }
 

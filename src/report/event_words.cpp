@@ -1,9 +1,10 @@
 #include "report/event_words.h"
 
+#include <algorithm>
+
 #include "format/number.h"
 #include "journal/usn_record.h"
 #include "operations/attribute_names.h"
-#include "portable/utf16.h"
 
 namespace kest {
 
@@ -55,7 +56,6 @@ constexpr std::string_view kind_verbs[] = {
     "set the object identifier of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
-constexpr std::string_view cut_mark = "cut; ";
 
 constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
 static_assert(std::size(time_keys) == event_values::time_count);
@@ -81,6 +81,28 @@ void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
     }
 }
 
+constexpr std::size_t most_in_sentence = 1024;  // characters of a path
+constexpr std::size_t shown_of_longer = 256;    // at its end
+
+bool begins_character(char c) {
+    return (static_cast<std::uint8_t>(c) & 0xC0) != 0x80;
+}
+
+// A path; of a long one the end, from a separator on if there is one.
+void append_short_path(std::string& out, std::string_view path) {
+    if (std::ranges::count_if(path, begins_character) <= std::ptrdiff_t{most_in_sentence}) {
+        out += path;
+        return;
+    }
+    std::size_t begin = path.size();
+    for (std::size_t shown = 0; shown < shown_of_longer; --begin) {
+        if (begins_character(path[begin - 1])) ++shown;
+    }
+    std::string_view end = path.substr(begin);
+    if (const std::size_t separator = end.find('\\'); separator != end.npos) end.remove_prefix(separator);
+    out.append("...").append(end);
+}
+
 void write_values(details_writer& details, std::string_view side, const event_values& values, const text_style& style) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
@@ -97,7 +119,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         details.number("parent_seq", values.parent->sequence(), style);
     }
     if (!values.name.empty()) {
-        details.quoted_field("name", uni::utf16_text(values.name));
+        details.evidence_text("name", values.name, details_writer::text_kind::name);
     }
     if (values.reparse_tag) details.number("tag", *values.reparse_tag, style);
     if (values.object_id.size() >= guid_size) {
@@ -130,10 +152,13 @@ std::string_view known_word(const event& told) {
     return word_of(known_words, told.known);
 }
 
-void append_state(std::string& out, const event& told) {
-    if (told.source == event_source::journal) return;
-    if (told.cut) out += cut_mark;
-    out += word_of(state_words, told.state);
+std::string_view state_word(const event& told) {
+    return told.source == event_source::journal ? std::string_view{} : word_of(state_words, told.state);
+}
+
+std::string_view type_word(const event& told) {
+    if (!told.is_folder) return {};
+    return *told.is_folder ? "folder" : "file";
 }
 
 void append_event_word(std::string& out, const event& told) {
@@ -151,14 +176,17 @@ void append_sentence(std::string& out, const event& told) {
     } else {
         out += word_of(kind_verbs, told.kind);
     }
-    const bool from = !told.old_path.empty();
-    out += from ? told.old_path : told.path;
-    if (from) out.append(" to ").append(told.path);
+    if (!told.old_path.empty()) {
+        append_short_path(out, told.old_path);
+        out += " to ";
+    }
+    append_short_path(out, told.path);
     if (told.state == event_state::open) out += " (transaction not ended)";
     if (told.state == event_state::undone) out += " (undone)";
 }
 
 void write_event_details(details_writer& details, const event& told, const text_style& style) {
+    details.use_words();
     write_values(details, "before", told.before, style);
     write_values(details, "after", told.after, style);
 }

@@ -25,9 +25,9 @@ void write_base_record(details_writer& details, const inode_record& record, cons
                        const text_style& style, std::string& path) {
     details.field("name", record.name);
     for (const inode_ref parent : record.parents) {
-        details.number("parent", parent.number(), style);
+        details.in_list().number("parent", parent.number(), style);
         if (const inode_record* directory = inodes.find_directory(parent.number())) {
-            details.field("path", directory->path);
+            details.in_list().field("path", directory->path);
             path.assign(directory->path).append(record.name);
         }
     }
@@ -50,8 +50,8 @@ void write_extension_record(details_writer& details, const inode_record& record,
 void write_owner(details_writer& details, const file_tie& tie, const text_style& style) {
     details.open_group(details_label);
     details.number("inode", tie.owner, style);
-    if (tie.parent_found) details.number("parent", tie.parent.number(), style);
-    if (tie.directory != nullptr) details.field("path", tie.owner_path);
+    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
+    if (tie.directory != nullptr) details.in_list().field("path", tie.owner_path);
     details.close_group();
 }
 
@@ -72,8 +72,8 @@ void write_found_file(details_writer& details, const file_tie& tie, const text_s
     if (tie.mismatch == tie_mismatch::parent) details.field("mismatch", "parent differs");
     if (tie.mismatch == tie_mismatch::sequence) details.field("mismatch", "seq differs");
     if (!found.name.empty()) details.field("name", found.name);
-    if (!found.path.empty()) details.field("path", found.path);
-    if (tie.parent_found) details.number("parent", tie.parent.number(), style);
+    if (!found.path.empty()) details.in_list().field("path", found.path);
+    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
     details.close_group();
 }
 

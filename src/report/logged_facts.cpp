@@ -1,11 +1,12 @@
 #include "report/logged_facts.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "format/time.h"
-#include "journal/usn_record.h"
 #include "logfile/operation.h"
 #include "mft/record_layout.h"
+#include "operations/record_fact.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -16,19 +17,6 @@ using namespace operation_code;
 
 // $STANDARD_INFORMATION is the first attribute of a file record, and no header is longer.
 constexpr std::uint16_t second_attribute = 120;
-
-void add_journal_record(std::vector<logged_usn>& found, uni::byte_view bytes) {
-    const auto record = read_usn_record(bytes);
-    if (!record || record->length() > bytes.size() || !record->has(&usn_layout::name)) return;
-    const std::size_t name_length = record->get(&usn_layout::name_length);
-    const logged_usn told = {.usn = record->get(&usn_layout::usn),
-                             .time = record->get(&usn_layout::time),
-                             .file = record->file(),
-                             .reason = record->get(&usn_layout::reason),
-                             .name = record->name()};
-    if (record->name_begin() + name_length > record->length() || !cv::has_calendar_form(told.time)) return;
-    found.push_back(told);
-}
 
 // The time of last change in what is written over a part of the value, from `begin` on; 0 if it is not whole there.
 std::uint64_t change_time_in(uni::byte_view part, std::uint32_t begin) {
@@ -67,25 +55,25 @@ public:
         if (entry.get(record_layout::record_type) != record_types::client) return;
         if (entry.undo_op == compensation_log_record) return;
         if (entry.redo_op == update_resident_value && entry.undo_op == update_resident_value) {
-            keep(raised_time(entry));
+            keep(entry, raised_time(entry));
         } else if (entry.redo_op == noop && entry.undo_op == initialize_file_record_segment) {
             m_replaced[exact_undo(entry).get(file_record_layout::own_number)] = m_transaction;
         } else if (entry.redo_op == initialize_file_record_segment && !lost && in_use_base(exact_redo(entry))) {
             // A file record whose old image stands ahead is written again, with an old time.
             const std::uint32_t number = exact_redo(entry).get(file_record_layout::own_number);
             const std::uint32_t* const replaced = m_replaced.find(number);
-            if (replaced == nullptr || *replaced != m_transaction) keep(change_time_of(exact_redo(entry)));
+            if (replaced == nullptr || *replaced != m_transaction) keep(entry, change_time_of(exact_redo(entry)));
         }
     }
 
-    std::vector<std::uint64_t> take() { return std::move(m_times); }
+    std::vector<logged_time> take() { return std::move(m_times); }
 
 private:
-    void keep(std::uint64_t time) {
-        if (cv::has_calendar_form(time)) m_times.push_back(time);
+    void keep(const log_entry& entry, std::uint64_t time) {
+        if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
     }
 
-    std::vector<std::uint64_t> m_times;
+    std::vector<logged_time> m_times;
     std::uint32_t m_transaction = 0;            // its number
     uni::seeded_map<std::uint32_t> m_replaced;  // by record number: the last transaction with an old image of it
 };
@@ -95,10 +83,16 @@ private:
 std::vector<logged_usn> logged_journal_records(const log_store& log) {
     std::vector<logged_usn> found;
     for (const log_entry& entry : log.entries) {
-        if (entry.redo_op == update_nonresident_value &&
-            entry.get(record_layout::record_type) == record_types::client) {
-            add_journal_record(found, exact_redo(entry));
-        }
+        if (entry.redo_op != update_nonresident_value) continue;
+        const record_fact fact = proved_fact(entry, log.place);
+        if (fact.kind != fact_kind::journal_record) continue;
+        const usn_record record = *read_usn_record(fact.data);
+        found.push_back({.lsn = entry.this_lsn,
+                         .usn = record.get(&usn_layout::usn),
+                         .time = record.get(&usn_layout::time),
+                         .file = record.file(),
+                         .reason = record.get(&usn_layout::reason),
+                         .name = record.name()});
     }
     std::ranges::stable_sort(found, {}, &logged_usn::usn);
     const auto same = [](const logged_usn& a, const logged_usn& b) { return a.usn == b.usn; };
@@ -106,13 +100,13 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
     return found;
 }
 
-std::vector<std::uint64_t> logged_change_times(const log_store& log) {
+std::vector<logged_time> logged_change_times(const log_store& log) {
     change_times times;
-    for (const chain_head& head : log.chain_heads) {
+    for (const chain_head& chain : log.chain_heads) {
         times.begin();
-        times.add(log.entries[head.entry], head.cut);
-        for (const std::uint32_t member : log.members(head))
-            times.add(log.entries[member], false);
+        bool lost = chain.cut;  // what went before the first record
+        for (const std::uint32_t position : log.records(chain))
+            times.add(log.entries[position], std::exchange(lost, false));
     }
     return times.take();
 }

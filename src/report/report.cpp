@@ -1,12 +1,10 @@
 #include "report/report.h"
 
 #include "events/tell_events.h"
-#include "report/columns.h"
 #include "report/coverage_text.h"
-#include "report/event_lines.h"
-#include "report/event_rows.h"
-#include "report/json_rows.h"
-#include "report/rows.h"
+#include "report/field_sinks.h"
+#include "report/provenance.h"
+#include "report/row_lines.h"
 #include "report/statistics.h"
 #include "transactions/entry_progress.h"
 #include "transactions/walk.h"
@@ -17,21 +15,41 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
     : m_options(options), m_diags(diags), m_sink(report_sink) {
     if (options.stats_requested) {
         if (options.shape == output_shape::csv) {
-            m_rows.emplace(report_sink, options, options.base16, statistics_columns());
+            m_counts.emplace(report_sink, options, options.base16, statistics_columns());
         }
-    } else if (has_rows(options.shape) && !options.show_coverage) {
-        m_rows.emplace(
-            report_sink, options, options.base16,
-            options.show_events ? event_columns() : report_columns(options.guesses_allowed, options.show_undo));
+    } else if (!options.show_coverage) {
+        choose_lines();
+    }
+}
+
+void log_report::choose_lines() {
+    std::vector<field_title> titles;
+    if (m_options.show_events) {
+        m_event_fields = choose_fields(event_fields(), m_options);
+        titles = titles_of<event_line>(m_event_fields);
+    } else {
+        m_row_fields = choose_fields(row_fields(), m_options);
+        titles = marked_titles(titles_of<row_line>(m_row_fields), m_options.guesses_allowed);
+    }
+    if (m_options.shape == output_shape::jsonl) {
+        m_lines = std::make_unique<object_sink>(m_sink);
+    } else if (has_rows(m_options.shape)) {
+        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, m_options.show_events), m_sink);
     }
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
     const bool as_json = m_options.shape == output_shape::jsonl;
-    if (m_rows) m_rows->write_header();
+    const bool shows_provenance = m_options.show_provenance && (as_json || m_options.show_coverage);
+    std::optional<provenance> made_of;
+    if (shows_provenance) made_of = gather_provenance(m_options, log_path);
+    if (made_of && as_json) write_provenance_object(*made_of, m_sink);
+    if (m_counts) m_counts->write_header();
+    if (m_lines) m_lines->begin_report();
     if (m_options.show_coverage) {
-        const log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        log_coverage coverage = gather_coverage(stores, m_options, log_path);
+        coverage.made_of = std::move(made_of);
         if (as_json) {
             write_coverage_object(coverage, m_sink);
         } else {
@@ -43,8 +61,8 @@ void log_report::write(evidence& stores, std::string_view current_file) {
         report_entries(stores, log_path);
     } else if (as_json) {
         write_statistics_object(stores.log, log_path, m_sink);
-    } else if (m_rows) {
-        write_statistics_row(stores.log, current_file, m_options, *m_rows);
+    } else if (m_counts) {
+        write_statistics_row(stores.log, current_file, m_options, *m_counts);
     } else {
         m_sink.write(statistics_table(stores.log, current_file, m_options));
     }
@@ -54,13 +72,10 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
     const walk_settings settings = {.style = m_options,
                                     .guesses_allowed = m_options.guesses_allowed,
                                     .mft_records = m_options.showall_inodes,
-                                    .undo = m_options.show_undo,
+                                    .undo = shows_undo(m_row_fields),
                                     .show_progress = m_options.show_progress};
-    if (m_options.shape == output_shape::jsonl) {
-        json_teller lines(m_options, stores.inodes, log_path, m_sink);
-        walk_transactions(stores, settings, m_diags, lines);
-    } else if (m_rows) {
-        row_teller rows(m_options, stores.inodes, *m_rows);
+    if (m_lines) {
+        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, *m_lines);
         walk_transactions(stores, settings, m_diags, rows);
     } else {
         teller nobody;  // the walk has progress and diagnostics to show all the same
@@ -69,28 +84,19 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (m_options.shape == output_shape::jsonl) {
-        event_lines lines(m_options, log_path, m_sink);
-        tell_all_events(stores, lines);
-    } else if (m_rows) {
-        event_rows rows(m_options, log_path, *m_rows);
-        tell_all_events(stores, rows);
-    }
-}
-
-template <class listener>
-void log_report::tell_all_events(evidence& stores, listener& told_to) {
+    if (!m_lines) return;
+    event_lines lines(m_options, log_path, m_event_fields, *m_lines);
     entry_progress progress;
-    const bool whole = tell_events(
+    stores.journal.reading = tell_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
-         .guesses_allowed = m_options.guesses_allowed},
-        [&told_to](const event& told) { told_to.tell(told); },
+         .guesses_allowed = m_options.guesses_allowed,
+         .omitted = stores.inodes.omitted},
+        [&lines](const event& shown) { lines.write(shown); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) progress.show(done, total);
         });
-    if (!whole) stores.journal.incomplete = true;
 }
 
 }  // namespace kest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,8 @@
 #include "options/evidence.h"
 #include "options/logfile_options.h"
 #include "portable/file.h"
+#include "report/event_fields.h"
+#include "report/row_fields.h"
 
 namespace kest {
 
@@ -22,15 +25,17 @@ public:
     void write(evidence& stores, std::string_view current_file);
 
 private:
+    void choose_lines();
     void report_entries(evidence& stores, std::string_view log_path);
     void report_events(evidence& stores, std::string_view log_path);
-    template <class listener>
-    void tell_all_events(evidence& stores, listener& told_to);
 
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
-    std::optional<row_writer> m_rows;  // none in a shape without rows
+    std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
+    std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
+    field_list<row_line> m_row_fields;
+    field_list<event_line> m_event_fields;
 };
 
 }  // namespace kest

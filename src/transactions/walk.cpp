@@ -1,6 +1,7 @@
 #include "transactions/walk.h"
 
-#include <utility>
+#include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "operations/operation_table.h"
@@ -11,22 +12,24 @@ namespace kest {
 
 namespace {
 
-// What the texts of a transaction's members may take together. One that finds no room is decoded again when its turn
-// comes.
-constexpr std::size_t most_text = 64 << 20;  // bytes
+// How many members of a transaction are kept decoded until their turn comes, and what their texts may take together.
+// The others are decoded again.
+constexpr std::size_t most_decoded = 4096;
+constexpr std::size_t most_text = 16 << 20;  // bytes
 
-struct chain_record {
-    const log_entry* entry = nullptr;
+struct decoded_record {
     entry_info info;
     std::size_t text_room = 0;  // bytes that its text takes
-    bool text_kept = true;
+    bool kept = true;
 };
 
 // What a journal says of the transaction at hand.
 struct chain_fact {
+    static constexpr std::size_t no_member = SIZE_MAX;
+
     journal_fact told;
-    const chain_record* source = nullptr;  // null: none, or the head
-    inode_ref file;                        // the first member's file that a journal record speaks of
+    std::size_t source = no_member;  // index of the member that brought it; none: nobody, or the head
+    inode_ref file;                  // the first member's file that a journal record speaks of
     inode_ref parent;
 };
 
@@ -35,16 +38,18 @@ void take_record(entry_info& info, const inode_record& record) {
     if (!record.parents.empty()) info.parent = record.first_parent();
 }
 
+void take_fact(entry_info& info, const journal_fact& fact) {
+    info.usn_time = fact.time;
+    info.usn_reason = fact.reason;
+}
+
 // What one record of the transaction told of the file and the time holds for all of it.
 void spread(const chain_fact& fact, entry_info& info) {
     if (fact.file.number() != 0 && info.inode.number() == fact.file.number()) {
         info.inode = fact.file;
         info.parent = fact.parent;
     }
-    if (fact.told.time != 0) {
-        info.usn_time = fact.told.time;
-        info.usn_reason = fact.told.reason;
-    }
+    if (fact.told.time != 0) take_fact(info, fact.told);
 }
 
 class transaction_walk {
@@ -104,72 +109,66 @@ private:
     }
 
     void visit_chain(const chain_head& head) {
-        m_head.entry = &m_stores.log.entries[head.entry];
-        decode_redo(*m_head.entry, m_head.info, m_settings.style);
+        const std::span<const std::uint32_t> records = m_stores.log.records(head);
+        const log_entry& entry = m_stores.log.entries[records.front()];
+        const std::span<const std::uint32_t> members = records.subspan(1);
+        decode_redo(entry, m_head, m_settings.style);
         chain_fact fact;
-        tie_head(fact);
-        const file_tie& tie = associate(m_head.entry, m_head.info);
-        const std::span<chain_record> members = decode_members(head, fact);
-        time_from_info(m_head.info, m_last_time);
-        begin(head, members, fact);
-        m_teller.tell({.entry = *m_head.entry,
+        tie_head(entry, fact);
+        const file_tie& tie = associate(entry, m_head);
+        decode_members(members, fact);
+        time_from_info(m_head, m_last_time);
+        begin(head, fact);
+        m_teller.tell({.entry = entry,
                        .head = true,
                        .time = m_last_time,
-                       .shown = named_file(m_head.info.inode),
-                       .redo = m_head.info,
-                       .undo = decoded_undo(*m_head.entry),
+                       .shown = named_file(m_head.inode),
+                       .redo = m_head,
+                       .undo = decoded_undo(entry),
                        .tie = tie,
-                       .file = m_head.info.inode,
-                       .parent = m_head.info.parent,
+                       .file = m_head.inode,
+                       .parent = m_head.parent,
                        .brought_journal = false});
-        for (chain_record& member : members)
-            visit_member(member, fact);
+        for (std::size_t at = 0; at < members.size(); ++at)
+            visit_member(at, m_stores.log.entries[members[at]], fact);
         m_teller.end();
     }
 
     // Ties the head to the MFT record that holds its LSN, and by that to the journal. A head whose own bytes held a
     // journal record needs neither, and shows no reason.
-    void tie_head(chain_fact& fact) {
-        entry_info& info = m_head.info;
-        if (info.usn_time != 0 || !cursor_holds(m_head.entry->this_lsn)) return;
-        if (lookup_cursor_record(fact.told)) {
-            info.usn_time = fact.told.time;
-            info.usn_reason = fact.told.reason;
-        }
+    void tie_head(const log_entry& entry, chain_fact& fact) {
+        if (m_head.usn_time != 0 || !cursor_holds(entry.this_lsn)) return;
+        if (lookup_cursor_record(fact.told)) take_fact(m_head, fact.told);
         if (fact.told.time == 0) time_from_inode(cursor_record(), m_last_time);
-        take_record(info, cursor_record());
+        take_record(m_head, cursor_record());
         ++m_cursor;
     }
 
-    // Decodes all members ahead of the head's row, so that no head is shown earlier than its members.
-    std::span<chain_record> decode_members(const chain_head& head, chain_fact& fact) {
-        const std::span<const std::uint32_t> positions = m_stores.log.members(head);
-        if (m_members.size() < positions.size()) m_members.resize(positions.size());
-        const std::span<chain_record> members = std::span(m_members).first(positions.size());
+    // Decodes all members ahead of the head's row, so that no head is shown earlier than its members, and keeps the
+    // first of them.
+    void decode_members(std::span<const std::uint32_t> members, chain_fact& fact) {
+        const std::size_t kept = std::min(members.size(), most_decoded);
+        if (m_members.size() < kept) m_members.resize(kept);
         for (std::size_t at = 0; at < members.size(); ++at) {
-            members[at].entry = &m_stores.log.entries[positions[at]];
-            decode_member(members[at], fact);
+            decode_member(at, m_stores.log.entries[members[at]], at < kept ? m_members[at].info : m_again, fact);
+            if (at < kept) keep_text(m_members[at]);
         }
-        if (members.empty()) return members;
-        spread(fact, m_head.info);
-        for (chain_record& member : members)
+        if (members.empty()) return;
+        spread(fact, m_head);
+        for (decoded_record& member : std::span(m_members).first(kept))
             spread(fact, member.info);
-        return members;
     }
 
-    void decode_member(chain_record& member, chain_fact& fact) {
-        entry_info& info = member.info;
-        decode_redo(*member.entry, info, m_settings.style);
-        keep_text(member);
+    void decode_member(std::size_t at, const log_entry& entry, entry_info& info, chain_fact& fact) {
+        decode_redo(entry, info, m_settings.style);
         if (info.usn_time != 0) {  // a later member overrides an earlier one
             fact.told = {.time = info.usn_time, .reason = info.usn_reason};
-            fact.source = &member;
+            fact.source = at;
         }
         time_from_info(info, m_last_time);
-        if (fact.told.time == 0 && cursor_holds(member.entry->this_lsn) && lookup_cursor_record(fact.told)) {
-            info.usn_time = fact.told.time;
-            info.usn_reason = fact.told.reason;
-            fact.source = &member;
+        if (fact.told.time == 0 && cursor_holds(entry.this_lsn) && lookup_cursor_record(fact.told)) {
+            take_fact(info, fact.told);
+            fact.source = at;
         }
         if (fact.file.number() == 0 && info.usn_time != 0) {
             fact.file = info.inode;
@@ -177,51 +176,55 @@ private:
         }
     }
 
+    // What `decode_members` had of a member and did not keep. What it looked up of the member is the transaction's by
+    // now, if it has a time.
+    entry_info& decode_again(const log_entry& entry, const chain_fact& fact) {
+        decode_redo(entry, m_again, m_settings.style);
+        spread(fact, m_again);
+        return m_again;
+    }
+
     // Takes stock of a member's text, and drops it if there is no room.
-    void keep_text(chain_record& member) {
+    void keep_text(decoded_record& member) {
         details_writer& details = member.info.details;
         m_text_room -= member.text_room;
-        member.text_kept = details.capacity() <= most_text - m_text_room;
-        if (!member.text_kept) details.release();
+        member.kept = details.capacity() <= most_text - m_text_room;
+        if (!member.kept) details.release();
         member.text_room = details.capacity();
         m_text_room += member.text_room;
     }
 
-    void begin(const chain_head& head, std::span<const chain_record> members, const chain_fact& fact) {
-        m_operations.assign(1, m_head.entry->redo_op);
-        for (const chain_record& member : members)
-            m_operations.push_back(member.entry->redo_op);
+    void begin(const chain_head& head, const chain_fact& fact) {
+        m_operations.clear();
+        for (const std::uint32_t record : m_stores.log.records(head))
+            m_operations.push_back(m_stores.log.entries[record].redo_op);
         m_teller.begin({.operations = m_operations, .fact = fact.told, .cut = head.cut});
     }
 
-    void visit_member(chain_record& member, const chain_fact& fact) {
-        entry_info& info = member.info;
-        visit_older_records(member.entry->this_lsn);
-        if (cursor_holds(member.entry->this_lsn)) {
+    void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
+        const bool kept = at < most_decoded && m_members[at].kept;
+        entry_info& info = kept ? m_members[at].info : decode_again(entry, fact);
+        visit_older_records(entry.this_lsn);
+        if (cursor_holds(entry.this_lsn)) {
             time_from_inode(cursor_record(), m_last_time);
             take_record(info, cursor_record());
             ++m_cursor;
         }
         time_from_info(info, m_last_time);
-        const std::optional<inode_ref> shown = own_file(member);
+        const std::optional<inode_ref> shown = own_file(entry, info.inode);
         if (shown) info.inode = *shown;
-        const file_tie& tie = associate(member.entry, info);
-        if (!member.text_kept) {
-            decode_redo(*member.entry, m_again, m_settings.style);
-            std::swap(info.details, m_again.details);
-        }
-        m_teller.tell({.entry = *member.entry,
+        const file_tie& tie = associate(entry, info);
+        m_teller.tell({.entry = entry,
                        .head = false,
                        .time = m_last_time,
                        .shown = shown,
                        .redo = info,
-                       .undo = decoded_undo(*member.entry),
+                       .undo = decoded_undo(entry),
                        .tie = tie,
                        .file = info.inode,
                        .parent = info.parent,
-                       .brought_journal = fact.source == &member});
-        if (!member.text_kept) std::swap(info.details, m_again.details);
-        keep_text(member);
+                       .brought_journal = fact.source == at});
+        if (kept) keep_text(m_members[at]);
     }
 
     static std::optional<inode_ref> named_file(inode_ref file) {
@@ -229,9 +232,7 @@ private:
     }
 
     // A member whose data names no file is about the file record that it writes to.
-    std::optional<inode_ref> own_file(const chain_record& member) const {
-        const log_entry& entry = *member.entry;
-        const inode_ref named = member.info.inode;
+    std::optional<inode_ref> own_file(const log_entry& entry, inode_ref named) const {
         if (named.number() != 0) return named;
         if (!record_has_inode(entry)) return std::nullopt;
         const std::uint64_t number = record_inode(entry, m_stores.log.place);
@@ -246,9 +247,9 @@ private:
     }
 
     // What was found holds for the record from here on.
-    const file_tie& associate(const log_entry* entry, entry_info& info) {
+    const file_tie& associate(const log_entry& entry, entry_info& info) {
         m_stores.sequence_by_inode.note(info.inode);
-        const file_tie& tie = m_association.associate_entry(*entry, info);
+        const file_tie& tie = m_association.associate_entry(entry, info);
         info.inode = tie.file;
         info.parent = tie.parent;
         m_stores.sequence_by_inode.note(info.inode);
@@ -262,11 +263,11 @@ private:
     const bool m_journal_counts;    // there are a journal and an inode store to look up in
     std::size_t m_cursor = 0;       // in `inodes_by_lsn`
     std::uint64_t m_last_time = 0;  // the running estimate
-    chain_record m_head;
-    std::vector<chain_record> m_members;  // of the transaction at hand; kept for their strings
+    entry_info m_head;
+    std::vector<decoded_record> m_members;  // the first of the transaction at hand; kept for their strings
     std::vector<std::uint16_t> m_operations;
-    std::size_t m_text_room = 0;  // bytes that their texts take
-    entry_info m_again;           // of the member at hand, if its text was dropped
+    std::size_t m_text_room = 0;  // bytes that the members' texts take
+    entry_info m_again;           // of the member at hand, if it was not kept
     entry_info m_undo;            // of the record at hand
     entry_progress m_progress;
 };

@@ -1,9 +1,12 @@
 // What fails inside: reads, writes that fail late, memory, threads, and what others do between two steps of a run.
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <new>
 #include <pthread.h>
+#include <set>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -16,13 +19,18 @@ namespace {
 struct {
     std::atomic<long> allocations = LONG_MAX;  // so many are made, and then
     std::atomic<long> failing = 0;             // so many fail
-    off_t unreadable = -1;                     // offset at which every file fails
+    off_t unreadable = -1;                     // offset at which every file fails, after
+    int readable = 0;                          // so many reads
     bool closing = false;                      // what was open for writing fails when it is closed
-    const char* planted = nullptr;             // a link to this file comes to stand where a file was deleted
+    bool mounted = false;                      // no file can be replaced
+    std::function<void()> at_work;             // is done when the first input is read
 } injected;
 
+bool fails() {
+    return injected.allocations-- <= 0 && injected.failing-- > 0;
+}
 void* allocated(std::size_t size) {
-    return injected.allocations-- <= 0 && injected.failing-- > 0 ? nullptr : std::malloc(size);
+    return fails() ? nullptr : std::malloc(size);
 }
 
 }  // namespace
@@ -35,6 +43,12 @@ void* allocated(std::size_t size) {
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocated(size);
 }
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return fails() ? nullptr : std::aligned_alloc(static_cast<std::size_t>(alignment), size);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
@@ -44,7 +58,9 @@ void* allocated(std::size_t size) {
 
 extern "C" {
 ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
-    if (offset != injected.unreadable) return ::syscall(SYS_pread64, descriptor, buffer, size, offset);
+    if (const auto act = size >= 4096 ? std::exchange(injected.at_work, {}) : nullptr) act();
+    if (offset != injected.unreadable || injected.readable-- > 0)
+        return ::syscall(SYS_pread64, descriptor, buffer, size, offset);
     errno = EIO;
     return -1;
 }
@@ -55,9 +71,10 @@ int close(int descriptor) {
     errno = EDQUOT;
     return -1;
 }
-int unlink(const char* path) noexcept {
-    const auto result = static_cast<int>(::syscall(SYS_unlink, path));
-    return injected.planted != nullptr ? ::symlink(injected.planted, path) : result;
+int rename(const char* from, const char* to) noexcept {
+    if (!injected.mounted) return static_cast<int>(::syscall(SYS_rename, from, to));
+    errno = EBUSY;
+    return -1;
 }
 }
 
@@ -72,6 +89,8 @@ argument_list with(argument_list args, const argument_list& more) {
     return args;
 }
 
+using names = std::set<std::string>;
+
 struct run_faults : ::testing::Test {
     // What it says, and its report behind the lines of the run's own.
     ended_run ran(const argument_list& args, const std::function<void()>& prepare) {
@@ -83,6 +102,13 @@ struct run_faults : ::testing::Test {
         report = contents_of(folder.at("report"));
         report.erase(0, report.find("\"\n"));
         return result;
+    }
+
+    names files() const {
+        names found;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.at("")))
+            found.insert(entry.path().filename());
+        return found;
     }
 
     const scratch_folder folder;
@@ -100,15 +126,22 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
     const argument_list log = {"-log", folder.put("log", at_begin_and_behind(sample, 4 << 20))};
     const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_behind(mft, 1 << 20))});
     const argument_list three =
-        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 65536))});
-    const std::tuple<argument_list, off_t, std::string> rows[] = {{with({"-quiet"}, log), 4 << 20, "log"},
-                                                                  {two, 1 << 20, "mft"},
-                                                                  {three, 65536, "jrnl"},
-                                                                  {with({"-coverage"}, three), 65536, "jrnl"}};
-    for (const auto& [args, offset, name] : rows) {
+        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
+    const std::tuple<argument_list, off_t, int, std::string> rows[] = {
+        {with({"-quiet"}, log), 4 << 20, 0, "log"},
+        {two, 1 << 20, 0, "mft"},
+        {three, 1 << 20, 0, "jrnl"},
+        {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
+        {with({"-events"}, three), 1 << 20, 0, "jrnl"},
+        {with({"-events"}, three), 1 << 20, 1, "jrnl"},
+    };
+    for (const auto& [args, offset, readable, name] : rows) {
         EXPECT_EQ(ran(args, [] {}).status, 0);
         const auto rows_before = std::ranges::count(report, '\n');
-        const ended_run ended = ran(args, [at = offset] { injected.unreadable = at; });
+        const ended_run ended = ran(args, [at = offset, first = readable] {
+            injected.unreadable = at;
+            injected.readable = first;
+        });
         EXPECT_EQ(ended.status, 255);
         EXPECT_EQ(ended.err, "prob reading file: " + folder.at(name) + '\n');
         EXPECT_GT(std::ranges::count(report, '\n'), rows_before / 3);
@@ -166,17 +199,84 @@ TEST_F(run_faults, a_write_that_fails_at_the_end_is_told) {
 // Whatever comes to stand under its name meanwhile: a link to evidence, or the file of another run.
 TEST_F(run_faults, a_results_file_is_not_taken_over) {
     const std::string evidence = folder.put("evidence", "kept"), out = folder.at("out");
-    const ended_run ended =
-        run_prepared(with(sample_log, {"-out", out}), [&evidence] { injected.planted = evidence.c_str(); });
+    const ended_run ended = run_prepared(with(sample_log, {"-out", out}), [&] {
+        injected.at_work = [&] { static_cast<void>(::symlink(evidence.c_str(), out.c_str())); };
+    });
     EXPECT_EQ(ended.status, 255);
-    EXPECT_EQ(ended.err, "prob opening results file: " + out + " for writing\n");
+    EXPECT_EQ(ended.err, "prob writing results file: " + out + "\n");
     std::filesystem::remove(out);
-    const int other = ::open(folder.put("out", "another's").c_str(), O_RDWR);
-    ASSERT_EQ(::flock(other, LOCK_EX), 0);
-    EXPECT_EQ(run_prepared(with(sample_log, {"-out", out})).status, 255);
-    EXPECT_EQ(contents_of(evidence) + contents_of(out), "keptanother's");
-    ::close(other);
-    EXPECT_EQ(run_prepared(with(sample_log, {"-out", out})).status, 0);
+    for (const char* in_use : {"out", ".out.kest-unfinished"}) {
+        const int other = ::open(folder.put(in_use, "another's").c_str(), O_RDWR);
+        ASSERT_EQ(::flock(other, LOCK_EX), 0);
+        EXPECT_EQ(run_prepared(with(sample_log, {"-out", out})).status, 255);
+        EXPECT_EQ(contents_of(evidence) + contents_of(folder.at(in_use)), "keptanother's");
+        ::close(other);
+        EXPECT_EQ(run_prepared(with(sample_log, {"-out", out})).status, 0);
+        EXPECT_TRUE(contents_of(out).starts_with("kest - "));
+        EXPECT_EQ(files(), (names{"evidence", "out"}));
+        std::filesystem::remove(out);
+    }
+}
+
+TEST_F(run_faults, a_file_that_cannot_be_replaced_is_written) {
+    const std::string out = folder.put("out", std::string(1 << 20, 'x'));
+    EXPECT_EQ(run_prepared(with(sample_log, {"-out", out}), [] { injected.mounted = true; }).status, 0);
+    EXPECT_EQ(ran(sample_log, [] {}).status, 0);
+    const std::string written = contents_of(out);
+    EXPECT_EQ(written.substr(written.find("\"\n")), report);
+    std::filesystem::remove(folder.at("report"));
+    EXPECT_EQ(files(), names{"out"});
+}
+
+TEST_F(run_faults, a_signal_leaves_what_stood_there) {
+    for (const char* old : {"old", ""}) {
+        const std::string out = *old != '\0' ? folder.put("out", old) : folder.at("new");
+        const names before = files();
+        for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGKILL}) {
+            const auto run_signalled = [&](auto disposition) {
+                return run_prepared(with(sample_log, {"-out", out}), [&] {
+                    ::signal(number, disposition);
+                    injected.at_work = [number] { ::raise(number); };
+                });
+            };
+            EXPECT_EQ(run_signalled(SIG_DFL).status, -number);
+            EXPECT_TRUE(number == SIGKILL || files() == before) << number;
+            EXPECT_EQ(contents_of(out), old);
+        }
+        EXPECT_EQ(files().size(), before.size() + 1);
+        EXPECT_EQ(ran({"-enumdir", folder.at(""), "-stats"}, [] {}).err.find("unfinished"), std::string::npos);
+        std::filesystem::remove(folder.at("report"));
+        EXPECT_EQ(run_prepared(with(sample_log, {"-out", out}),
+                               [] {
+                                   ::signal(SIGHUP, SIG_IGN);
+                                   injected.at_work = [] { ::raise(SIGHUP); };
+                               })
+                      .status,
+                  0);
+        EXPECT_TRUE(contents_of(out).starts_with("kest - "));
+    }
+    EXPECT_EQ(files(), (names{"new", "out"}));
+}
+
+// Which attribute it is that grows stands in its file record only.
+TEST_F(run_faults, a_second_look_into_the_mft_that_fails_is_told) {
+    const memory_file mft(mft_image(
+        {{.number = 0}, {.attributes = {name_image{}.attribute(), resident(0x80, bytes(5), {.name = u"s"})}}}, 41));
+    const auto sizes = [](u64 real) { return pack(u64{4096}, real, real); };
+    const memory_file log(log_of_pages({{.lsn = 0x2000,
+                                         .redo_op = 11,
+                                         .undo_op = 11,
+                                         .record_offset = 168,
+                                         .block_size = 2,
+                                         .vcn = 10,
+                                         .redo = sizes(20),
+                                         .undo = sizes(10)}}));
+    const argument_list args = {"-log", log.path(), "-mftfile", mft.path(), "-events", "-jsonl", "-quiet"};
+    for (const off_t unreadable : {off_t{-1}, off_t{40 * 1024}}) {
+        const ended_run ended = run_prepared(args, [&] { injected.unreadable = unreadable; });
+        EXPECT_EQ(ended.err, unreadable == -1 ? "" : "prob reading file: " + mft.path() + '\n');
+        EXPECT_EQ(ended.status, unreadable == -1 ? 0 : 255);
+    }
 }
 
 TEST_F(run_faults, inputs_leave_no_trace_and_a_path_forges_no_line) {

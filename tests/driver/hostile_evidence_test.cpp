@@ -156,6 +156,38 @@ TEST(hostile_evidence, mfts_cost_what_they_weigh) {
     }
 }
 
+// The folder that lies too deep has a mark in place of all that lies above it.
+TEST(hostile_evidence, paths_of_events_do_not_look_whole) {
+    const std::tuple<u64, std::size_t, std::string, std::string> rows[] = {
+        // folders, the lengths of their names, what the last path begins with, what is said
+        {128, 255, "[root]\\", ""},
+        {129, 255, "<unk_path>\\", "limits reached: paths\n"},
+        {255, 1, "[root]\\", ""},
+        {256, 1, "<unk_path>\\", "limits reached: paths\n"},
+    };
+    for (const auto& [folders, length, begin, said] : rows) {
+        SCOPED_TRACE(folders);
+        bytes image;
+        for (u64 at = 0; at <= folders; ++at) {
+            const bool is_folder = at != folders;
+            const std::u16string name = is_folder ? std::u16string(length, u'\uffff') : u"leaf";
+            const bytes one = usn_image{.file = 100 + at + (u64{1} << 48),
+                                        .parent = at == 0 ? 5 + (u64{5} << 48) : 99 + at + (u64{1} << 48),
+                                        .attributes = is_folder ? 0x10U : 0x20U,
+                                        .name = name}
+                                  .image();
+            if (image.size() % 4096 + one.size() > 4096) image.resize((image.size() + 4095) / 4096 * 4096);
+            append(image, one);
+        }
+        image.resize((image.size() + 4095) / 4096 * 4096);
+        const memory_file journal(image);
+        const captured_run ran = run_captured({"-jrnlfile", journal.path(), "-events", "-quiet", "-no_whitespace"});
+        EXPECT_EQ(ran.err, said);
+        const std::string last = ran.out.substr(ran.out.rfind('\n', ran.out.size() - 2));
+        EXPECT_NE(last.find("|created||" + begin + "\uffff"), std::string::npos) << last.substr(0, 200);
+    }
+}
+
 // What attackers spend is not missing where an innocent file lies behind them.
 TEST(hostile_evidence, takes_nothing_from_innocent_files) {
     constexpr u32 many = 2048;
@@ -216,6 +248,31 @@ TEST(hostile_evidence, copies_of_a_large_record_are_small) {
             {.lsn = 8 * sequence, .redo_op = 12, .redo = pack(sequence << 48 | 40, u16{16}, u16{80}, u32{0})});
     const memory_file log(log_of_pages(rows)), mft(mft_image(records, 80));
     expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, many - 2, 20 << 20, "parents");
+}
+
+// Few of its records are kept decoded until their rows, and those that are not tell the same.
+TEST(hostile_evidence, a_long_transaction_is_as_cheap_as_short_ones) {
+    constexpr u64 many = 60'000;
+    const bytes of_file = file_record{.sequence = 2, .attributes = {}}.image();
+    std::vector<record> one = {{.lsn = 1}, {.lsn = 2, .redo_op = 8, .redo = usn_image{}.image()}};
+    while (one.size() < many) {
+        const bytes redo = one.size() % 1000 == 0 ? bytes(of_file.begin(), of_file.begin() + 56) : bytes{};
+        one.push_back({.lsn = one.size() + 1, .redo_op = 2, .redo = redo});
+    }
+    const memory_file each(log_of_pages(one));
+    for (record& step : one)
+        step.previous = step.lsn - 1;
+    const bytes log = log_of_pages(one);
+    const memory_file together(log);
+    const auto memory = [](const memory_file& file) { return run_prepared({"-log", file.path(), "-quiet"}).memory; };
+    EXPECT_LE(memory(together) - memory(each), most_memory * 1024 / 32);
+    const std::vector<row_cells> rows = rows_of(log);
+    ASSERT_EQ(rows.size(), many);
+    EXPECT_EQ(rows[1000][parent_cell], "0x05");
+    for (std::size_t at = 2000; at < many; at += 1000) {
+        for (const cell each_cell : {time_cell, inode_cell, sequence_cell, parent_cell, path_cell, details_cell})
+            EXPECT_EQ(rows[at][each_cell], rows[1000][each_cell]) << at;
+    }
 }
 
 // File systems that hold little here and there, and claim the rest.

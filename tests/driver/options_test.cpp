@@ -49,6 +49,40 @@ TEST(options, shapes_exclude_each_other_in_a_fixed_order) {
         EXPECT_EQ(column_line(args), expected) << ::testing::PrintToString(args);
 }
 
+TEST(options, columns_are_known_and_stand_once) {
+    const std::pair<argument_list, std::string> rows[] = {
+        {{"-columns", "lsn,foo\n", "-events"}, "no such column: foo[LF]\n"},
+        {{"-columns", "clock"}, "no such column: clock\n"},
+        {{"-columns", "lcn", "-events"}, "no such column: lcn\n"},
+        {{"-columns", "lsn,"}, "no such column: \n"},
+        {{"-columns", ""}, "no such column: \n"},
+        {{"-columns", "path,lsn,PATH", "-jsonl"}, "column named twice: PATH\n"},
+        {{"-columns", "lsn", "-stats", "-events"}, "-columns is for rows and events only\n"},
+        {{"-columns", "lsn", "-coverage"}, "-columns is for rows and events only\n"},
+        {{"-columns", "lsn", "-xml"}, "-columns is for rows and events only\n"},
+    };
+    for (const auto& [args, words] : rows) {
+        const disk::captured_run result = run_captured(with(args, log_args));
+        EXPECT_EQ(result.err, words) << ::testing::PrintToString(args);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.status, 0);
+    }
+}
+
+TEST(options, the_volume_of_an_event_is_a_folder) {
+    const disk::scratch_folder folder;
+    const std::string log = disk::contents_of(log_file.path());
+    const std::string root = folder.at("a");
+    for (const char* name : {"a/b/LogFile", "a//b//LogFile"})
+        folder.put(name, log);
+    const std::pair<std::string, std::string> rows[] = {{root + "/b/LogFile", root + "/b"},
+                                                        {root + "//b//LogFile", root + "//b"}};
+    for (const auto& [path, volume] : rows) {
+        const argument_list args = {"-events", "-columns", "volume,file", "-csv", "-quiet", "-log", path};
+        EXPECT_EQ(run_captured(args).out, "volume,file\n" + volume + ',' + path + '\n');
+    }
+}
+
 // An option that takes a value takes "-stats" for it.
 TEST(options, of_no_effect_are_taken_with_their_values) {
     const std::string flags = "-gzip -zlib -split_pathfile -separate_files -verbose -v";
@@ -157,6 +191,32 @@ TEST(list, kept_a_long_line_arrives_in_pieces) {
     };
     for (const auto& [input, files] : rows)
         EXPECT_EQ(tried(input), files);
+}
+
+TEST(folder, has_no_file_whose_name_makes_a_line_except_as_ever) {
+    const disk::scratch_folder folder;
+    folder.put("a\nb\u202E");
+    for (const auto& [option, name] : {std::pair{"-base16", "a\nb\u202E"}, {"-events", "a[LF]b[0x202E]"}}) {
+        const std::string err = run_captured({"-enumdir", folder.at(""), option}).err;
+        EXPECT_NE(err.find(name), err.npos) << err;
+    }
+}
+
+TEST(options, refuse_separators_that_are_like_values_in_younger_runs_only) {
+    const disk::scratch_folder folder;
+    const std::string log = std::string(KEST_SAMPLES) + "/LogFile", kept = folder.put("kept", "as it was");
+    const std::string words = "separator cannot be told from values, aborting: ";
+    const std::tuple<const char*, argument_list, std::string> rows[] = {
+        {"x1", {"-events"}, words},     {" : ", {"-undo"}, words}, {" ", {"-cut"}, words},
+        {" ", {"-cut", "-csv"}, words}, {"x1", {"-csv"}, ""},      {"TAB", {"-events"}, ""},
+    };
+    for (auto [separator, args, err] : rows) {
+        args.insert(args.end(), {"-csv_separator", separator, "-log", log, "-quiet"});
+        if (!err.empty()) args.insert(args.end(), {"-out", kept});
+        const std::string said = run_captured(args).err;
+        EXPECT_EQ(said.substr(0, words.size()), err) << separator;
+    }
+    EXPECT_EQ(disk::contents_of(kept), "as it was");
 }
 
 TEST(folder, is_walked_breadth_first_down_to_a_depth) {

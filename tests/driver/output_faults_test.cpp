@@ -101,7 +101,9 @@ TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
             SCOPED_TRACE(told + ", " + std::to_string(most));
             expect_told(run_limited(most), told);
             const std::string cut = contents_of(report);
-            EXPECT_EQ(cut.size(), most);  // as much as there was room for
+            // A stream has as much as there was room for, a file what stood there.
+            EXPECT_EQ(cut.size(), told == report ? 0 : most);
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.at("")), {}), 3);
             EXPECT_TRUE(behind_the_clock(whole).starts_with(behind_the_clock(cut)));
         }
         EXPECT_EQ(run_limited(whole.size()).status, 0);
@@ -172,6 +174,32 @@ TEST(output_faults, what_cannot_be_written_is_refused) {
     EXPECT_TRUE(contents_of(old).starts_with("kest - "));
 }
 
+// Of two results files the later counts. A run that is refused, or finds nothing to report on, makes and changes no
+// file.
+TEST(output_faults, what_is_not_written_stays_as_it_was) {
+    const scratch_folder folder;
+    const std::string log = folder.put("log", sample_log), old = folder.put("old", "kept");
+    const std::string fresh = folder.at("new"), missing = folder.at("missing");
+    const argument_list rows[] = {
+        {"-log", log, "-sqlite", "x"},  {"-log", log, "-strict", "-nonsense"}, {"-stats"}, {"-log", missing},
+        {"-log", log, "-mftfile", old},
+    };
+    for (const argument_list& args : rows) {
+        for (const std::string& path : {old, fresh}) {
+            EXPECT_EQ(run_captured(with(args, {"-out", path})).status, -1);
+            if (args.back() == missing || args.back() == old) continue;  // which begins
+            EXPECT_EQ(run_captured(with({"-diags", path}, args)).status, -1);
+        }
+        EXPECT_EQ(contents_of(old), "kept");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.at("")), {}), 2);
+    }
+    EXPECT_EQ(run_captured({"-log", log, "-strict", "-quiet", "-out", old, "-outfile", fresh}).err,
+              "ignored: -out " + old + '\n');
+    EXPECT_EQ(run_captured({"-log", log, "-quiet", "-out", old, "-outfile", fresh}).status, 0);
+    EXPECT_EQ(contents_of(old), "kept");
+    EXPECT_TRUE(contents_of(fresh).starts_with("kest - "));
+}
+
 // Whatever name an input goes by as an output, it is not even opened for writing: it is known by its identity.
 TEST(output_faults, evidence_is_not_written) {
     const scratch_folder folder, tree;
@@ -208,6 +236,11 @@ TEST(output_faults, evidence_is_not_written) {
         EXPECT_EQ(run_captured(with(inputs, {"-diags", path, "-quiet"})).status, 0);
     for (const std::string& path : {log, mft})  // the arguments do not name them
         EXPECT_EQ(run_captured({"-pipe", "-out", path, "-diags", path}, folder.put("list", log + '\n')).status, -1);
+    const std::string image = folder.put("image", "\xEBR\x90NTFS    ");
+    for (const std::string& path : {journal, image})
+        EXPECT_EQ(run_captured({"-log", log, "-events", "-quiet", "-out", path, "-diags", path}).status, -1);
+    for (const char* shape : {"-csv", "-jsonl", "-jsonl"})  // reports may be replaced
+        EXPECT_EQ(run_captured({"-log", log, "-undo", shape, "-quiet", "-out", folder.at("report")}).status, 0);
     run_captured({"-mftfile", "-diags", log, log});
     char event[4096];
     EXPECT_EQ(::read(watch, event, sizeof event), -1);  // none
@@ -236,6 +269,9 @@ TEST(output_faults, evidence_is_not_written) {
     EXPECT_EQ(run_into(STDOUT_FILENO).err,
               "trying to parse file: " + wiped + "\nprob parsing file: " + wiped + "\n\x1b[2K\r    \r");
     EXPECT_EQ(run_into(STDERR_FILENO).status, 255);
+    const std::string before = contents_of(wiped);
+    EXPECT_EQ(run_captured({"-pipe", "-quiet", "-out", wiped}, list).status, -1);
+    EXPECT_EQ(contents_of(wiped), before);
     const std::string both = folder.at("both");
     EXPECT_EQ(run_captured({"-diags", both, "-out", both, "-log", log}).status, -1);
     EXPECT_EQ(run_captured({"-log", log, "-diags", both, "-out", both}).status, -1);

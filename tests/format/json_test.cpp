@@ -45,5 +45,11 @@ TEST(put_json_text, is_valid_whatever_the_bytes_are) {
     EXPECT_EQ(as_value(all).size(), 2 + 6 * all.size());
 }
 
+TEST(put_json_number, has_no_value_where_all_bits_are_set) {
+    char text[most_number_bytes];
+    EXPECT_EQ(std::string(text, put_json_number(text, ~std::uint64_t{0})), "null");
+    EXPECT_EQ(std::string(text, put_json_number(text, ~std::uint64_t{1})), "18446744073709551614");
+}
+
 }  // namespace
 }  // namespace kest

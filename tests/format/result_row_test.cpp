@@ -12,13 +12,14 @@ using kest::row_style;
 
 // What a run in this style writes for one row of one column that `fill` fills, behind the titles.
 template <class filler>
-std::string report(const row_style& style, std::size_t width, filler&& fill, bool base16 = true) {
+std::string report(const row_style& style, std::size_t width, filler&& fill, bool base16 = true,
+                   bool marks_separator = false) {
     const kest::disk::scratch_folder folder;
     uni::file file;
     if (!file.open(folder.at("report"), uni::open_mode::create_new)) return "not opened";
     {
         uni::fileio_output sink(file);
-        kest::row_writer rows(sink, style, base16, {{"", width}});
+        kest::row_writer rows(sink, style, base16, {{"", width, false, marks_separator}});
         result_row row = rows.new_row();
         fill(row);
         rows.emit_row(row);
@@ -64,6 +65,44 @@ TEST(result_row, wide_values_are_no_others) {
         for (const auto& [separator, marks, expected] : rows) {
             const row_style style{.sep_char = separator, .no_whitespace = true, .marks_line_ends = marks};
             EXPECT_TRUE(report(style, 0, fill) == expected + '\n') << size << separator;
+        }
+    }
+}
+
+TEST(result_row, quotes_where_needed) {
+    const std::string wide(65'537, '"');
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {",", "a b;c|d", "a b;c|d"},
+        {",", "a,b", "\"a,b\""},
+        {",", "\"", "\"\"\"\""},
+        {",", "a\nb\r", "\"a\nb\r\""},
+        {",", "", ""},
+        {"||", "a|", "\"a|\""},  // whoever splits at the first separator would take the value's end for a part of it
+        {"; ", "a; b", "\"a; b\""},
+        {"\t", "a\tb,", "\"a\tb,\""},
+        {",", wide, '"' + wide + wide + '"'},
+    };
+    for (const auto& [separator, text, written] : rows) {
+        const row_style style{
+            .separator = separator, .sep_char = '\0', .no_whitespace = true, .marks_line_ends = true, .quotes = true};
+        const auto fill = [shown = text](result_row& row) { row.show_text(0, shown); };
+        EXPECT_TRUE(report(style, 0, fill) == written + '\n') << text.substr(0, 9);
+    }
+}
+
+TEST(result_row, separators_in_values_are_words_where_that_is_asked_for) {
+    for (const std::size_t size : {0, 65'536}) {  // wide values are written by pieces
+        const std::string before(size, 'x');
+        const std::tuple<const char*, char, std::string> rows[] = {
+            {" | ", '|', "a[0x7C],;\t"},
+            {", ", ',', "a|[0x2C];\t"},
+            {"\t", '\0', "a|,;\t"},
+        };
+        const auto fill = [&before](result_row& row) { row.text(0) = before + "a|,;\t"; };
+        for (const auto& [separator, replaced, expected] : rows) {
+            const row_style style{
+                .separator = separator, .sep_char = replaced, .sep_subst = '-', .no_whitespace = true};
+            EXPECT_TRUE(report(style, 0, fill, true, true) == before + expected + '\n') << size << separator;
         }
     }
 }

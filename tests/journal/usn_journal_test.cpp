@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "journal/usn_record.h"
+#include "support/memory_file.h"
 #include "support/scratch_folder.h"
 #include "support/usn_image.h"
 
@@ -16,8 +17,9 @@ constexpr u64 block_offset = 0x30000;
 
 struct scanned_block : usn_journal {
     explicit scanned_block(const bytes& block) {
-        scan_journal_block(*this, uni::byte_view{block}, block_offset);
-        journal_by_usn.seal_unique();
+        const memory_file input(pack(at{block_offset}, block));
+        EXPECT_TRUE(open_journal(*this, input.path(), journal_resync::at_pages));
+        scan_journal(*this);
         journal_by_inode.seal_unique();
     }
 };
@@ -97,25 +99,90 @@ TEST(usn_journal, goes_on_behind_what_is_no_record) {
 }
 
 // Holes are stepped over. A record across two blocks of 65536 bytes is lost, and the second is read from its start.
-TEST(usn_journal, is_read_in_blocks) {
+TEST(usn_journal, kept_is_read_by_pages_and_blocks) {
     const scratch_folder folder;
     const bytes image = pack(at{0x41000}, of({.usn = 1}), at{0x4FFC0}, of({.usn = 2, .name = {u'a', u'b', 0}}),
                              at{0x51000}, of({.usn = 3}), at{0x90000}, of({.usn = 4}));
     const std::string path = folder.put("J", std::string(image.begin(), image.end()));
     std::filesystem::resize_file(path, 0x2000000 + 100);
     usn_journal journal;
-    ASSERT_TRUE(open_journal(journal, path));
-    EXPECT_TRUE(scan_journal(journal));
+    ASSERT_TRUE(open_journal(journal, path, journal_resync::at_pages));
+    scan_journal(journal);
     ASSERT_EQ(journal.entries.size(), 3u);
     EXPECT_EQ(journal.entries[0].file_offset, 0x41000u);
     EXPECT_EQ(journal.entries[1].file_offset, 0x51000u);
     EXPECT_EQ(journal.journal_by_usn.find(4), 2u);
 
     std::filesystem::resize_file(path, 4096);
-    ASSERT_TRUE(open_journal(journal, path));
-    EXPECT_FALSE(scan_journal(journal));
+    ASSERT_TRUE(open_journal(journal, path, journal_resync::at_pages));
+    scan_journal(journal);
+    EXPECT_TRUE(journal.entries.empty());
     std::filesystem::resize_file(path, 4095);
-    EXPECT_FALSE(open_journal(journal, path));
+    EXPECT_FALSE(open_journal(journal, path, journal_resync::at_pages));
+}
+
+// Where records are found, and the bytes that are in none.
+using found_records = std::pair<std::vector<u64>, u64>;
+found_records found_in(const bytes& image) {
+    const memory_file input(image);
+    uni::file file;
+    EXPECT_TRUE(file.open(input.path(), uni::open_mode::read));
+    journal_cursor cursor(file, journal_resync::at_records);
+    found_records found;
+    while (const journal_record* const record = cursor.next())
+        found.first.push_back(record->place);
+    found.second = cursor.reading().unread_bytes;
+    EXPECT_EQ(cursor.reading().records, found.first.size());
+    return found;
+}
+
+TEST(journal_cursor, finds_each_record_wherever_a_copy_begins) {
+    const std::string sample = contents_of(KEST_SAMPLES "/UsnJrnl_J");
+    const bytes whole(sample.begin(), sample.end());
+    const found_records all = found_in(whole);
+    EXPECT_EQ(all, found_records({all.first, 0}));
+    EXPECT_EQ(all.first.size(), 73u);
+    for (std::size_t begin = 0; begin < whole.size(); begin += 8) {
+        std::vector<u64> expected;
+        for (const u64 place : all.first)
+            if (place >= begin) expected.push_back(place - begin);
+        const found_records found = found_in(part(whole, begin));
+        EXPECT_EQ(found.first, expected) << begin;
+        EXPECT_LE(found.second, expected.empty() ? whole.size() - begin : expected[0]) << begin;
+    }
+}
+
+TEST(journal_cursor, judges_a_record_by_its_own_usn_and_what_is_around_it) {
+    const auto with_usn = [](u64 usn) { return of({.usn = usn}); };  // 72 bytes
+    const bytes first = with_usn(0x1000), second = with_usn(0x1048), third = with_usn(0x1090);
+    bytes long_one = second, of_no_file = second, other_usn = second;
+    put(long_one, 0, u32{4096});
+    put(of_no_file, 8, u64{0x28});
+    put(other_usn, 24, u64{0x7701});
+    const bytes inside = of({.file = 0x0001'0000'0000'0077, .usn = 0x9100});
+    bytes outside = of({.usn = 0x1048, .name = std::u16string(38, u'n')});  // 136 bytes
+    lay(outside, 64, inside);
+    put(outside, 4, u16{9});
+    const bytes version_3 = of({.version = 3, .usn = 0x1FB8}), longer = of({.version = 3, .usn = 0x2000});
+    const std::tuple<const char*, bytes, std::vector<u64>, u64> rows[] = {
+        {"nothing", {}, {}, 0},
+        {"a record", first, {0}, 0},
+        {"cut off", part(first, 0, 70), {}, 70},
+        {"a piece of one", pack(part(first, 56), second, third), {16, 88}, 16},
+        {"a long length", pack(first, long_one, third), {0, 144}, 72},
+        {"no file", pack(first, of_no_file, third), {0, 144}, 72},
+        {"a damaged USN", pack(first, other_usn, third), {0, 72, 144}, 0},
+        {"pages left out", pack(first, at{4096}, with_usn(0x9000)), {0, 4096}, 0},
+        {"records left out", pack(first, with_usn(0x1900)), {0, 72}, 0},
+        {"ends of pages left out", pack(with_usn(0x1F80), with_usn(0x2000), u64{1}, with_usn(0x2048)), {0, 72, 152}, 8},
+        {"longer than in the journal", pack(u64{1}, version_3, longer), {8, 96}, 8},
+        {"a record in a name", pack(first, outside, with_usn(0x10D0)), {0, 208}, 136},
+        {"likewise, in a piece", pack(part(outside, 8), with_usn(0x10D0)), {128}, 128},
+        {"stands across two pages", pack(first, u64{1}, with_usn(0x1FC8)), {0}, 80},
+        {"over blocks", pack(at{0xFFFC8}, with_usn(0x50'0000), at{0x220000}, with_usn(0x5000)), {0xFFFC8, 0x220000}, 0},
+    };
+    for (const auto& [what, image, found, unread] : rows)
+        EXPECT_EQ(found_in(image), found_records(found, unread)) << what;
 }
 
 TEST(usn_record, is_known_by_version_and_length) {

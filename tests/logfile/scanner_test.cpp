@@ -228,9 +228,9 @@ TEST(link_chains, strings_records_together_once) {
         const log_store store = scan(log_image{}.page({.last_lsn = 100, .records = records}));
         std::vector<lsns> chains;
         for (const chain_head& head : store.chain_heads) {
-            chains.push_back({head.lsn});
-            for (const u32 member : store.members(head))
-                chains.back().push_back(store.entries[member].this_lsn);
+            chains.emplace_back();
+            for (const u32 record : store.records(head))
+                chains.back().push_back(store.entries[record].this_lsn);
         }
         EXPECT_EQ(chains, expected) << what;
     }

@@ -53,11 +53,11 @@ TEST_F(file, kept_process_files_have_a_size_and_others_end_where_they_were_measu
     EXPECT_TRUE(opened.read_at(buffer, 0).failed);
 }
 
-TEST_F(file, kept_results_are_not_for_the_group) {
-    const mode_t mask = ::umask(0);
+TEST_F(file, new_ones_have_the_mode_that_the_umask_leaves) {
+    const mode_t mask = ::umask(027);
     EXPECT_TRUE(opened.open(folder.at("out"), open_mode::create_new));
     ::umask(mask);
-    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder.at("out")).permissions()), 0606u);
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder.at("out")).permissions()), 0640u);
 }
 
 TEST_F(fileio_output, keeps_every_byte_in_order) {

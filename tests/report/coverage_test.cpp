@@ -34,7 +34,15 @@ facts covered(const bytes& log, const bytes& mft = {}, const bytes& journal = {}
     argument_list args = {"-quiet", "-no_whitespace", "-base10", "-coverage", "-log", log_file.path()};
     if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
     if (!journal.empty()) args.insert(args.end(), {"-jrnlfile", journal_file.path()});
-    return facts_in(run_captured(args).out);
+    const captured_run ran = run_captured(args);
+    facts found = facts_in(ran.out);
+    std::string& misfit = found["misfit"];  // as it is told on the standard error stream
+    if (!ran.err.empty()) misfit = ran.err.substr(ran.err.rfind(": ") + 2, ran.err.size() - ran.err.rfind(": ") - 3);
+    return found;
+}
+
+std::string if_misfit(const std::string& fit) {
+    return fit == "fits" ? std::string() : fit;
 }
 
 // Those of `wanted` as they are in `got`: so a difference shows what is there.
@@ -278,11 +286,49 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     const auto logged = [](usn_image image) { return record{.lsn = image.usn, .redo_op = 8, .redo = image.image()}; };
     record other_logged = logged({.usn = 230});
     other_logged.type = 2;
+    record unpadded = logged({.usn = 240, .time = noon + minute, .name = u"b.t"});
+    unpadded.redo.resize(66);
     const facts told = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
                                    logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300}),
-                                   logged({.usn = 220, .time = ~u64{0}}), other_logged});
+                                   logged({.usn = 220, .time = ~u64{0}}), unpadded, other_logged});
     EXPECT_EQ(told.at("times_by_journal"), clock_text(0, 20));
-    EXPECT_EQ(told.at("usns"), "88 to 99") << "not of those that are not whole";
+    EXPECT_EQ(told.at("usns"), "88 to 240") << "of those that are events";
+}
+
+TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
+    const auto files_until = [](u64 count, u64 step, u64 late = ~u64{0}) {
+        log_writer log(64 * 1024, 3);
+        for (u64 at = 0; at < count; ++at)
+            log.add({.redo_op = 2, .redo = file_changed_at(noon + at * step + (at == late ? 90 * 60 * minute : 0))});
+        return log.image();
+    };
+    const auto without_page = [](bytes log, std::size_t page) {
+        lay(log, page * 4096, bytes(4096));
+        return log;
+    };
+    const std::string covers = "The log covers 2012-12-14 23:06 to ";
+    const bytes whole = files_until(24, minute);
+    const std::tuple<const char*, bytes, std::string, std::string> rows[] = {
+        {"whole", whole, "", covers + "23:29 UTC, without a gap."},
+        {"a page", without_page(whole, 6), clock_text(6, 11), covers + "23:29 UTC, with one gap of about 5 minutes."},
+        {"near the end, of which a tail page has a copy", without_page(whole, 10), "",
+         covers + "23:29 UTC, without a gap."},
+        {"a time set ahead", without_page(files_until(24, minute, 1), 6), clock_text(6, 11),
+         covers + "2012-12-18 17:07 UTC, with one gap of about 5 minutes."},
+        {"days", without_page(files_until(24, 1440 * minute), 6),
+         "2012-12-20 23:06:40.000000000 to 2012-12-25 23:06:40.000000000",
+         covers + "2013-01-06 23:06 UTC, with one gap of about 5 days."},
+        {"seconds", files_until(6, minute / 60), "",
+         "The log covers less than a minute at 2012-12-14 23:06 UTC, without a gap."},
+        {"no time", log_of_pages({{.lsn = 8, .redo_op = 7}}), "",
+         "The log states no time; whether it has gaps is unknown."},
+        {"no record", bytes(8192), "", "The log has no record."},
+    };
+    for (const auto& [what, log, gap, summary] : rows) {
+        const facts told = covered(log);
+        EXPECT_EQ(told.contains("gap_times") ? told.at("gap_times") : "", gap) << what;
+        EXPECT_EQ(told.at("summary"), summary) << what;
+    }
 }
 
 TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
@@ -321,7 +367,8 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     };
     const std::tuple<const char*, bytes, const char*> mfts[] = {
         {"fits", file(20), "fits"},
-        {"nothing in common", file(19), ""},
+        {"an LSN that the log does not have", file(19), "names no record of the log"},
+        {"an earlier one", file(9), "older than the log, or of another volume"},
         {"another place", file(21), "1 with the LSN of a record about another file"},
         {"a later one", file(31), "1 with an LSN above the log's"},
         {"another name", file(20, u"b.txt"), "1 with another name than in the log"},
@@ -330,8 +377,11 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"no place of a file record", file(22), "1 with the LSN of a record about another file"},
         {"another file of that USN", file(21, u"b.txt", 42), "fits"},
     };
-    for (const auto& [what, mft, wanted] : mfts)
-        EXPECT_EQ(covered(log, mft).at("mft_fit"), wanted) << what;
+    for (const auto& [what, mft, wanted] : mfts) {
+        const facts told = covered(log, mft);
+        EXPECT_EQ(told.at("mft_fit"), wanted) << what;
+        EXPECT_EQ(told.at("misfit"), if_misfit(wanted)) << what;
+    }
 
     const auto of_two_names = [&](const name_image& second) {
         const file_record two{.number = 41,
@@ -369,12 +419,16 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"of another time", {other_time}, "1 differ from the log's of the same USN"},
         {"behind", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
         {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
-        {"around", {{.usn = 499}, {.usn = 501}}, ""},
+        {"around", {{.usn = 432}, {.usn = 504}}, "has no record of the log's USNs"},
     };
+    EXPECT_EQ(covered(log_of_pages({born}), {}, journal({same})).at("misfit"), "the log has no journal record");
+    EXPECT_EQ(covered(log_of_pages({change(20, 2)}), {}, journal({same})).at("misfit"), "") << "it need not";
     EXPECT_EQ(covered(log, {}, journal({same, {.usn = 501, .time = ~u64{0}}})).at("journal_times"), clock_text(0, 0));
     for (const auto& [what, records, wanted] : journals) {
         const facts told = covered(log, {}, journal(records));
         EXPECT_EQ(told.at("journal_fit"), wanted) << what;
+        const std::string counted = if_misfit(wanted);
+        EXPECT_EQ(told.at("misfit"), counted[0] == '1' ? "records" + counted.substr(1) : counted) << what;
         EXPECT_EQ(told.at("journal_records"), std::to_string(records.size())) << what;
     }
 }

@@ -37,7 +37,7 @@ private:
         std::string path;
         for (; number != root; number = m_nodes.at(number).parent)
             path = "\\" + m_nodes.at(number).name + path;
-        return path.find('\\', 1) == std::string::npos ? "[root]/" + path.substr(1) : "[root]" + path;
+        return "[root]" + path;
     }
     bool lies_in(u32 number, u32 folder) const {
         while (number != root && number != folder)
@@ -96,7 +96,9 @@ private:
 // Of whole transactions; paths that do not come from where they should are marked.
 texts told_paths(const bytes& log, const bytes& mft, const std::string& known) {
     const memory_file log_file(log), mft_file(mft);
-    argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10", "-log", log_file.path()};
+    argument_list args = {"-quiet",  "-no_whitespace", "-events",
+                          "-base10", "-columns",       "event,path,old_path,inode,known,cut,state",
+                          "-log",    log_file.path()};
     if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
     std::istringstream report(run_captured(args).out);
     texts told;
@@ -106,9 +108,9 @@ texts told_paths(const bytes& log, const bytes& mft, const std::string& known) {
         row_cells cells;
         for (std::string cell; std::getline(cut, cell, '|');)
             cells.push_back(cell);
-        if (lines < 4 || cells.at(13) != "done") continue;
-        told.push_back(cells[3] + "|" + cells[4] + "|" + cells[5] + "|" + cells[7]);
-        if (known.find(cells[6]) == std::string::npos) told.back() += " known by " + cells[6];
+        if (lines < 4 || cells.at(6) != "done" || cells[5] == "yes") continue;
+        told.push_back(cells[0] + "|" + cells[1] + "|" + cells[2] + "|" + cells[3]);
+        if (known.find(cells[4]) == std::string::npos) told.back() += " known by " + cells[4];
     }
     return told;
 }

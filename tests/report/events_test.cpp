@@ -29,10 +29,16 @@ public:
 
     bytes image() const { return log_of_pages(m_records); }
 
-    // These cells of each event, except those of `folder` and `other_folder`.
+    // These cells of each event, except those of `folder` and `other_folder`; with the state whether it is cut.
     texts told(const std::vector<std::size_t>& cells, const argument_list& more = {}) const {
         const memory_file log(image());
-        argument_list args = {"-quiet", "-no_whitespace", "-events", "-base10"};
+        argument_list args = {"-quiet",
+                              "-no_whitespace",
+                              "-events",
+                              "-base10",
+                              "-columns",
+                              "time,clock,source,event,path,old_path,known,inode,seq,parent,parent_seq,lsn,offset,"
+                              "state,reason,file,details,cut,type"};
         if (!m_records.empty()) args.insert(args.end(), {"-log", log.path()});
         args.insert(args.end(), more.begin(), more.end());
         std::istringstream report(run_captured(args).out);
@@ -47,6 +53,7 @@ public:
                     row.back() += c;
             }
             if (lines < 4 || row.at(7) == "30" || row.at(7) == "31") continue;
+            if (row.at(17) == "yes") row[13] += ", cut";
             all.emplace_back();
             for (const std::size_t cell : cells)
                 all.back() += (all.back().empty() ? "" : "|") + row.at(cell);
@@ -115,11 +122,13 @@ record journal(u32 reason, u64 time = noon) {
     return logged({.file = file, .time = time, .reason = reason});
 }
 
-// A journal file's page: its records one after the other.
+// A journal file's page: its records one after the other, and so their USNs where a case says nothing of them.
 bytes page_of(const std::vector<usn_image>& records) {
     bytes page;
-    for (const usn_image& record : records)
+    for (usn_image record : records) {
+        if (record.usn == usn_image{}.usn) record.usn += page.size();
         page = pack(page, record.image());
+    }
     return pack(page, at{4096});
 }
 // With the last cells, those of all events that a journal file brings.
@@ -166,7 +175,7 @@ TEST(events, tell_what_became_of_names) {
           went(file, root, u"LONGNA~1", 2), got(root, u"new name"), came(file, root, u"new name"),
           got(root, u"NEWNAM~1", 2), came(file, root, u"NEWNAM~1", 2), end()},
          false,
-         {"renamed|[root]/new name|[root]/long name|done"}},
+         {"renamed|[root]\\new name|[root]\\long name|done"}},
         {"nor do they move alone",
          {went(file, folder, u"long name"), went(file, folder, u"LONGNA~1", 2), lost(folder, u"long name"),
           got(other_folder, u"long name"), came(file, other_folder, u"long name"),
@@ -176,85 +185,85 @@ TEST(events, tell_what_became_of_names) {
         {"upper case",
          {went(file, root, u"a"), came(file, root, u"A"), end()},
          false,
-         {"renamed|[root]/A|[root]/a|done"}},
-        {"a link", {came(file, root, u"b"), got(root, u"b"), end()}, false, {"link_added|[root]/b||done"}},
-        {"a link goes", {went(file, root, u"b"), lost(root, u"b"), end()}, false, {"link_removed|[root]/b||done"}},
+         {"renamed|[root]\\A|[root]\\a|done"}},
+        {"a link", {came(file, root, u"b"), got(root, u"b"), end()}, false, {"link_added|[root]\\b||done"}},
+        {"a link goes", {went(file, root, u"b"), lost(root, u"b"), end()}, false, {"link_removed|[root]\\b||done"}},
         {"a split lifts an entry", {{.redo_op = 16, .undo_op = 16}, came(file, root, u"b"), end()}, false, {}},
         {"an entry moves in its tree", {went(file, root, u"a"), came(file, root, u"a"), end()}, false, {}},
-        {"not ended", renaming, false, {"renamed|[root]/b|[root]/a|open"}},
+        {"not ended", renaming, false, {"renamed|[root]\\b|[root]\\a|open"}},
         {"rolled back",
          with({undoing(15, 1060), undoing(6, 1050), undoing(5, 1040), undoing(14, 0), end()}),
          false,
-         {"renamed|[root]/b|[root]/a|undone"}},
+         {"renamed|[root]\\b|[root]\\a|undone"}},
         {"rolled back to the end of a nested action",
          with({undoing(24, 1030), went(file, root, u"b"), came(file, root, u"c"), undoing(15, 1090), undoing(14, 1080),
                end()}),
          false,
-         {"renamed|[root]/b|[root]/a|done", "renamed|[root]/c|[root]/b|undone"}},
+         {"renamed|[root]\\b|[root]\\a|done", "renamed|[root]\\c|[root]\\b|undone"}},
         {"a file record is written again",
          {flagged, came(file, root, u"b"), to_record(0, 2, {}, make.redo, 0), make, got(root, u"b")},
          false,
-         {"attributes_set|[root]/a||open", "link_added|[root]/b||open"}},
+         {"attributes_set|[root]\\a||open", "link_added|[root]\\b||open"}},
         {"called as it is told next",
          {flagged, went(file, root, u"a"), went(file, root, u"b"), end()},
          false,
-         {"attributes_set|[root]/a||done", "link_removed|[root]/a||done", "link_removed|[root]/b||done"}},
+         {"attributes_set|[root]\\a||done", "link_removed|[root]\\a||done", "link_removed|[root]\\b||done"}},
         {"called as it is told behind one that went",
          {went(file, root, u"a"), flagged, went(file, root, u"b"), end()},
          false,
-         {"link_removed|[root]/a||done", "attributes_set|[root]/b||done", "link_removed|[root]/b||done"}},
+         {"link_removed|[root]\\a||done", "attributes_set|[root]\\b||done", "link_removed|[root]\\b||done"}},
         {"called as it is told at all",
          {flagged, came(file, root, u"b"), end()},
          false,
-         {"attributes_set|[root]/b||done", "link_added|[root]/b||done"}},
+         {"attributes_set|[root]\\b||done", "link_added|[root]\\b||done"}},
         {"called by a short name that became a long one",
          {came(file, root, u"b"), came(file, root, u"x", 2), came(file, root, u"x"), flagged, end()},
          false,
-         {"link_added|[root]/b||done", "link_added|[root]/x||done", "attributes_set|[root]/x||done"}},
+         {"link_added|[root]\\b||done", "link_added|[root]\\x||done", "attributes_set|[root]\\x||done"}},
         {"taken back to a name that stands",
          {came(file, root, u"b"), got(root, u"b"), came(file, root, u"c"), undoing(15, 1050), end()},
          false,
-         {"link_added|[root]/b||done", "link_added|[root]/c||undone"}},
+         {"link_added|[root]\\b||done", "link_added|[root]\\c||undone"}},
         {"what takes nothing back",
          with({undoing(25, 0), undoing(0, 0), end()}),
          false,
-         {"renamed|[root]/b|[root]/a|done"}},
+         {"renamed|[root]\\b|[root]\\a|done"}},
         {"records of another type",
          with({of_type(2, undoing(6, 0)), of_type(2, end())}),
          false,
-         {"renamed|[root]/b|[root]/a|open"}},
+         {"renamed|[root]\\b|[root]\\a|open"}},
         {"out of the system's folder",
          {went(file, extend, u"a"), came(file, root, u"a"), end()},
          false,
-         {"moved|[root]/a|<unk_path>\\a|done"}},
+         {"moved|[root]\\a|<unk_path>\\a|done"}},
         {"into it",
          {went(file, root, u"a"), came(file, extend, u"a"), end()},
          false,
-         {"moved|<unk_path>\\a|[root]/a|done"}},
+         {"moved|<unk_path>\\a|[root]\\a|done"}},
         {"within it", {went(file, extend, u"a"), came(file, extend, u"b"), end()}, false, {}},
         {"one of the system's own files", {came(file - 17, root, u"b"), end()}, false, {}},
         {"the index knows better",
          {went(file, root, u"a"), got(root, u"a"), end()},
          false,
-         {"link_removed|[root]/a||done"}},
-        {"a taken record without an image", {taken, came(file, root, u"b")}, false, {"created|[root]/b||open"}},
+         {"link_removed|[root]\\a||done"}},
+        {"a taken record without an image", {taken, came(file, root, u"b")}, false, {"created|[root]\\b||open"}},
         {"of which the beginning is lost",
          {taken, came(file, root, u"b"), end()},
          true,
-         {"created|[root]/b||cut; done"}},
+         {"created|[root]\\b||done, cut"}},
         {"whose name is taken back",
          {taken, came(file, root, u"b"), undoing(15, 1040), end()},
          false,
-         {"created|[root]/b||undone"}},
+         {"created|[root]\\b||undone"}},
         {"or that held a file all the while",
          {taken, came(file, root, u"b"), end()},
          false,
-         {"link_added|[root]/b||done"}},
+         {"link_added|[root]\\b||done"}},
         {"half an entry's move", {came(file, root, u"b"), end()}, true, {}},
         {"below a record whose file is not known",
          {got(root, u"x"), came(file + 1, file & 0xFFFF'FFFF, u"b"), end()},
          false,
-         {"link_added|[root]/x||done", "link_added|<unk_path>\\b||done"}},
+         {"link_added|[root]\\x||done", "link_added|<unk_path>\\b||done"}},
         {"below an extension record",
          {written({.number = 41, .base = file}), came(file + 2, file + 1, u"b"), end()},
          false,
@@ -262,7 +271,7 @@ TEST(events, tell_what_became_of_names) {
         {"the entry that went is lost",
          {lost(root, u"a"), got(root, u"b"), came(file, root, u"b"), end()},
          true,
-         {"renamed|[root]/b|[root]/a|cut; done"}},
+         {"renamed|[root]\\b|[root]\\a|done, cut"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -281,36 +290,36 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
         return to_record(3, 2, {}, pack(u32{0x454C4946}, at{16}, u16{1}, links, u16{56}, flags), 0);
     };
     const transaction_row rows[] = {
-        {"the first long name", {written({.attributes = {dos, named, other}})}, false, {"created|[root]/long||open"}},
+        {"the first long name", {written({.attributes = {dos, named, other}})}, false, {"created|[root]\\long||open"}},
         {"streams, but no later part of one",
          {written({.attributes = {named, resident(0x80, bytes(8), {.name = u"s"}),
                                   nonresident(0x80, bytes(8), {.name = u"t", .first_vcn = 1})}})},
          false,
-         {"created|[root]/long||open", "stream_added|[root]/long:s||open"}},
+         {"created|[root]\\long||open", "stream_added|[root]\\long:s||open"}},
         {"an extension record", {written({.number = 41, .base = file})}, false, {}},
         {"a record that is not in use", {written({.flags = 0})}, false, {}},
         {"behind a record that was not in use",
          {to_record(0, 2, {}, part(file_record{.flags = 0}.image(), 0, 400), 0), written({})},
          false,
-         {"created|[root]/a||open"}},
+         {"created|[root]\\a||open"}},
         {"ended without an index entry", {written({}), end()}, false, {}},
         {"the first that is left", {written({}), end()}, true, {}},
-        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]/a||cut; done"}},
+        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]\\a||done, cut"}},
         {"an end", {gone(1, 1), end()}, false, {"deleted|<unk_path>\\||done"}},
         {"an extension record's end", {gone(0, 1), end()}, false, {}},
         {"a record that was just taken", {to_record(0, 3, {}, {}, 0), gone(1, 1), end()}, false, {}},
         {"of two names",
          {went(file, root, u"a"), lost(root, u"a"), went(file, root, u"b"), lost(root, u"b"), gone(0, 1), end()},
          false,
-         {"link_removed|[root]/b||done", "deleted|[root]/a||done"}},
+         {"link_removed|[root]\\b||done", "deleted|[root]\\a||done"}},
         {"of three names",
          {went(file, root, u"a"), went(file, root, u"b"), went(file, root, u"c"), gone(0, 1), end()},
          false,
-         {"link_removed|[root]/b||done", "link_removed|[root]/c||done", "deleted|[root]/a||done"}},
+         {"link_removed|[root]\\b||done", "link_removed|[root]\\c||done", "deleted|[root]\\a||done"}},
         {"a name and an extension record",
          {went(file, root, u"a"), lost(root, u"a"), written({.number = 41, .base = file}), of_41(gone(1, 1)), end()},
          false,
-         {"link_removed|[root]/a||done"}},
+         {"link_removed|[root]\\a||done"}},
         {"a record that was free", {gone(1, 0), end()}, false, {}},
     };
     for (const auto& row : rows) {
@@ -319,7 +328,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
     }
     const record replaced = to_record(0, 2, {}, born({noon, noon, noon, noon}).redo, 0);
     EXPECT_EQ(story().add({replaced, end()}).add({born({noon, noon, noon, noon}), came(file, root, u"a")}).told(),
-              texts{"created|[root]/a||open"})
+              texts{"created|[root]\\a||open"})
         << "written again in another transaction";
 }
 
@@ -376,27 +385,27 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
                "\"];after=[\"real_size\":\"" + std::to_string(after) + "\"]";
     };
     const std::tuple<const char*, std::vector<record>, texts> rows[] = {
-        {"grown", {sized(10, 20)}, {resized("[root]/a", 10, 20)}},
+        {"grown", {sized(10, 20)}, {resized("[root]\\a", 10, 20)}},
         {"there and back", {sized(10, 20), sized(20, 10)}, {}},
         {"converted alone", {removed(u"", 5), added(u""), sized(0, 0)}, {}},
         {"converted and filled", {removed(u"", 5), added(u""), sized(0, 5)}, {}},
-        {"converted and grown", {removed(u"", 5), added(u""), sized(0, 9)}, {resized("[root]/a", 5, 9)}},
+        {"converted and grown", {removed(u"", 5), added(u""), sized(0, 9)}, {resized("[root]\\a", 5, 9)}},
         {"converted from later parts",
          {to_record(6, 5, {}, nonresident(0x80, bytes(8), {.first_vcn = 1, .real_size = 7})), added(u""), sized(3, 9)},
-         {resized("[root]/a", 3, 9)}},
+         {resized("[root]\\a", 3, 9)}},
         {"a part that went behind what came",
          {added(u"", 0x80, 300), removed(u"", 6, 0x80, 300), sized(10, 20)},
-         {resized("[root]/a", 10, 20)}},
-        {"grown, then converted", {sized(10, 20), removed(u"", 6), added(u"")}, {resized("[root]/a", 10, 20)}},
+         {resized("[root]\\a", 10, 20)}},
+        {"grown, then converted", {sized(10, 20), removed(u"", 6), added(u"")}, {resized("[root]\\a", 10, 20)}},
         {"beside a converted stream",
          {removed(u"s", 5, 0x80, 300), added(u"s", 0x80, 300), sized(10, 20)},
-         {resized("[root]/a", 10, 20)}},
+         {resized("[root]\\a", 10, 20)}},
         {"beside another attribute",
          {removed(u"", 5, 0xE0, 300), added(u"", 0xE0, 300), sized(10, 20)},
-         {resized("[root]/a", 10, 20)}},
+         {resized("[root]\\a", 10, 20)}},
         {"an index", {added(u"$I30", 0xA0), sized(0, 9)}, {}},
-        {"not yet there", {sized(10, 20), added(u"", 0xA0)}, {resized("[root]/a", 10, 20)}},
-        {"in place of another", {removed(u"$I30", 5, 0xA0), added(u""), sized(0, 9)}, {resized("[root]/a", 0, 9)}},
+        {"not yet there", {sized(10, 20), added(u"", 0xA0)}, {resized("[root]\\a", 10, 20)}},
+        {"in place of another", {removed(u"$I30", 5, 0xA0), added(u""), sized(0, 9)}, {resized("[root]\\a", 0, 9)}},
     };
     for (auto [what, steps, told] : rows) {
         steps.push_back(end());
@@ -422,18 +431,18 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
                            .add({sized(0, 9, 300), end()})
                            .add({removed(u"s", 9, 0x80, 300), end()})
                            .add({sized(9, 10, 300), end()});
-    EXPECT_EQ(known.told({3, 4}), (texts{"link_added|[root]/a", "stream_added|[root]/a:s", "resized|[root]/a",
-                                         "resized|[root]/a:s", "stream_removed|[root]/a:s", "resized|[root]/a"}));
+    EXPECT_EQ(known.told({3, 4}), (texts{"link_added|[root]\\a", "stream_added|[root]\\a:s", "resized|[root]\\a",
+                                         "resized|[root]\\a:s", "stream_removed|[root]\\a:s", "resized|[root]\\a"}));
     for (const u16 sequence : {u16{1}, u16{2}}) {
         const memory_file mft(mft_image(
             {{.number = 0}, {.sequence = sequence, .attributes = {name_image{}.attribute(), stored(u"s", 5)}}}, 41));
         const story log = story().add({came(file, root, u"a"), end()}).add({sized(10, 20, 168), end()});
-        EXPECT_EQ(log.told({4}, {"-mftfile", mft.path()}).at(1), sequence == 1 ? "[root]/a:s" : "[root]/a");
+        EXPECT_EQ(log.told({4}, {"-mftfile", mft.path()}).at(1), sequence == 1 ? "[root]\\a:s" : "[root]\\a");
     }
     const memory_file extended(mft_image(
         {{.number = 0}, {}, {.number = 41, .sequence = 3, .base = file, .attributes = {stored(u"s", 5)}}}, 42));
     const story grown = story().add({came(file, root, u"a"), end()}).add({of_41(sized(10, 20, 72)), end()});
-    EXPECT_EQ(grown.told({4}, {"-mftfile", extended.path()}), (texts{"[root]/a", "[root]/a:s"}));
+    EXPECT_EQ(grown.told({4}, {"-mftfile", extended.path()}), (texts{"[root]\\a", "[root]\\a:s"}));
 }
 
 TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
@@ -483,9 +492,9 @@ TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
 
 TEST(events, take_from_the_mft_whose_record_it_was) {
     const story log = story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});  // up to LSN 1010
-    const std::tuple<u64, const char*, const char*> rows[] = {{1010, "-showall_inodes", "[root]/a|mft"},
-                                                              {1011, "-showall_inodes", "[root]/a|guess"},
-                                                              {1010, "-no_guesses", "[root]/a|mft"},
+    const std::tuple<u64, const char*, const char*> rows[] = {{1010, "-showall_inodes", "[root]\\a|mft"},
+                                                              {1011, "-showall_inodes", "[root]\\a|guess"},
+                                                              {1010, "-no_guesses", "[root]\\a|mft"},
                                                               {1011, "-no_guesses", "<unk_path>\\|part"}};
     for (const auto& [lsn, option, told] : rows) {
         const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
@@ -499,7 +508,7 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
                   .add({got(root, u"x"), standard(32, {0x20}, {0x22}), end()})
                   .told({4, 6, 16}, {"-mftfile", in_use.path()})
                   .at(1),
-              R"([root]/x|mft|before=["flags":""];after=["flags":"HIDDEN"])");
+              R"([root]\x|mft|before=["flags":""];after=["flags":"HIDDEN"])");
     const story taken_back = story().add({logged({.file = file + 1}), undoing(8, 0), end()}).add({name, end()});
     EXPECT_EQ(taken_back.told({7, 8}, {"-mftfile", in_use.path()}), (texts{"41|1", "41|"}));
     // An extension record in the MFT that the log knows as a file of its own.
@@ -513,8 +522,8 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
     const std::tuple<u16, u16, u16, texts> rows[] = {
-        {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
-        {u16{1}, u16{2}, u16{0}, {"deleted|[root]/a|mft", "attributes_set|<unk_path>\\|part"}},
+        {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]\\a|mft", "attributes_set|<unk_path>\\|part"}},
+        {u16{1}, u16{2}, u16{0}, {"deleted|[root]\\a|mft", "attributes_set|<unk_path>\\|part"}},
         {u16{1}, u16{2}, u16{1}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
         {u16{1}, u16{1}, u16{0}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
     };
@@ -535,7 +544,7 @@ TEST(events, belong_to_the_file_that_the_record_held_then) {
             .add({born({noon, noon, noon, noon}, 2, u"new"), came(file + (u64{1} << 48), root, u"new"), end()})
             .add({standard(32, pack(u32{0x20}), pack(u32{0x22})), end()});
     EXPECT_EQ(reuse.told({3, 4, 6, 8}),
-              (texts{"deleted|[root]/old|log|1", "created|[root]/new|log|2", "attributes_set|[root]/new|log|2"}));
+              (texts{"deleted|[root]\\old|log|1", "created|[root]\\new|log|2", "attributes_set|[root]\\new|log|2"}));
 }
 
 TEST(events, belong_to_who_is_told_to_hold_the_record) {
@@ -627,9 +636,23 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
 
 TEST(events, have_the_name_that_a_journal_record_tells) {
     const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
-    EXPECT_EQ(story().add({flagged, journal(0x8000), end()}).told(), texts{"attributes_set|[root]/a.txt||done"});
+    EXPECT_EQ(story().add({flagged, journal(0x8000), end()}).told(), texts{"attributes_set|[root]\\a.txt||done"});
     EXPECT_EQ(story().add({journal(0x1)}).add({flagged, end()}).add({logged({.file = file, .name = u"b"})}).told({4}),
-              (texts{"[root]/a.txt", "[root]/a.txt", "[root]/b"}));
+              (texts{"[root]\\a.txt", "[root]\\a.txt", "[root]\\b"}));
+}
+
+TEST(events, say_whether_they_are_about_a_folder) {
+    const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
+    const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
+        {"by a journal record", {logged({.file = file, .attributes = 0x10}), end()}, "folder"},
+        {"by a file record", {came(file, root, u"a"), written({.flags = 3}), end()}, "folder"},
+        {"by what was rolled back", {came(file, root, u"a"), got(root, u"a"), undoing(15, 0), end()}, "file"},
+        {"not known", {flagged, end()}, ""},
+    };
+    for (const auto& [what, steps, type] : rows)
+        EXPECT_EQ(story().add(steps).told({18}), texts{type}) << what;
+    const bytes page = page_of({{.file = file, .attributes = 0x10}, {.version = 4, .file = file, .reason = 0x2}});
+    EXPECT_EQ(told_with(page, {}, {18}), (texts{"folder", ""}));
 }
 
 TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
@@ -745,6 +768,14 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
         EXPECT_EQ(some.told({16}).at(1),
                   "before=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 23:06:40.000\"];"
                   "after=[\"created\":\"2012-12-14 21:06:40.001\";\"modified\":\"2012-12-14 22:06:40.000\"]");
+    for (const std::size_t later : {64U, 65U}) {
+        story busy = story().add({begun, set_back, end()});
+        for (std::size_t count = 0; count < later; ++count)
+            busy.add({standard(8, pack(noon), pack(noon)), end()});
+        const memory_file log_file(busy.image());
+        EXPECT_EQ(run_captured({"-quiet", "-events", "-log", log_file.path()}).err,
+                  later == 64 ? "" : "limits reached: times and attributes\n");
+    }
     const bytes stream = resident(0x80, pack(noon, noon, noon, noon, at{72}), {.name = u"s"});
     const story beside = story().add({came(file, root, u"a"), to_record(5, 6, stream, {}, 300), end()});
     EXPECT_EQ(story(beside).add({standard(32, {0x20}, {0x22}), end()}).told({16}).back(),
@@ -795,14 +826,68 @@ TEST(events, have_paths_as_long_as_the_system_allows) {
     EXPECT_EQ(path_below(255, 1), "log 1");
     EXPECT_EQ(path_below(256, 1), "part 1");
     EXPECT_EQ(path_below(128, 255), "log 98");
-    EXPECT_EQ(path_below(200, 255), "part 98");
+    EXPECT_EQ(path_below(200, 255), "part 55");  // below the first folder that has no room
 }
 
-TEST(events, keep_names_on_their_line) {
-    EXPECT_EQ(story()
-                  .add({came(file, root, u"a\n\u001B\u0085\"];x\\"), got(root, u"a\n\u001B\u0085\"];x\\"), end()})
-                  .told({4, 16}),
-              texts{R"([root]/a[LF][0x1B][0x85]"];x\|before=[];after=["name":"a[LF][0x1B][0x85]\"];x\\"])"});
+// Of the log, of the MFT, and of a journal file; as text, where fields are cut at "|", and as JSON.
+TEST(events, have_names_that_look_like_no_other) {
+    const std::u16string name = {u'[', u'L', u'F', u']', u'|', u'"', u'\\', u':', 0xD800, 0, u'z'};
+    const std::string told = R"([root]\[[]LF][0x7C]"[0x5C][0x3A][0xD800][0x00]z)";
+    const story in_log = story().add({came(file, root, name), got(root, name), end()});
+    EXPECT_EQ(in_log.told({4, 16}),
+              texts{told + R"(|before=[];after=["name":"[[]LF][0x7C]\"[0x5C][0x3A][0xD800][0x00]z"])"});
+    EXPECT_EQ(told_with(page_of({{.file = file, .name = name}}), {}, {4}), texts{told});
+    const memory_file mft(mft_image({{.number = 0}, {.attributes = {name_image{.name = name}.attribute()}}}, 41));
+    const story set = story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
+    EXPECT_EQ(set.told({4, 6}, {"-mftfile", mft.path()}), texts{told + "|mft"});
+
+    const std::string hex = R"(","name_hex":"5B004C0046005D007C0022005C003A0000D800007A00)";
+    const std::string as_json = R"("path":"[root]\\[[]LF]|\"[0x5C][0x3A][0xD800][0x00]z)" + hex;
+    for (const auto& [made, inputs, found] :
+         {std::tuple(in_log, argument_list{}, R"("after":{"name":"[[]LF]|\"[0x5C][0x3A][0xD800][0x00]z)" + hex),
+          std::tuple(set, argument_list{"-mftfile", mft.path()}, as_json)}) {
+        const memory_file log(made.image());
+        argument_list args = {"-quiet", "-events", "-jsonl", "-log", log.path()};
+        args.insert(args.end(), inputs.begin(), inputs.end());
+        const std::string lines = run_captured(args).out;
+        EXPECT_NE(lines.find(as_json), lines.npos) << lines;
+        EXPECT_NE(lines.find(found), lines.npos) << lines;
+    }
+
+    const std::u16string stream = {u'a', u'/', u'b'};
+    const record added = to_record(5, 6, resident(0x80, {}, {.name = stream}), {});
+    EXPECT_EQ(story().add({came(file, root, u"f:"), got(root, u"f:"), end()}).add({added, end()}).told({3, 4}).at(1),
+              "stream_added|[root]\\f[0x3A]:a[0x2F]b");
+    const record gone = to_record(6, 5, {}, name_image{.name = name}.attribute());
+    const memory_file undone(story().add({gone, end()}).image());
+    const std::string undo = run_captured({"-quiet", "-undo", "-log", undone.path()}).out;
+    EXPECT_NE(undo.find(R"("name":"[[]LF][0x7C]\"[0x5C][0x3A][0xD800][0x00]z")"), undo.npos) << undo;
+}
+
+TEST(events, tell_times_without_a_calendar_form_as_ticks) {
+    const auto set = [](u64 before, u64 after) {
+        return story().add({standard(0, pack(before), pack(after)), end()}).told({16});
+    };
+    EXPECT_EQ(set(noon, noon - 14'000'000'000'000'000),
+              texts{R"(before=["created":"2012-12-14 23:06:40.000"];after=["created":"116000000000000000"])"});
+    EXPECT_EQ(set(1, 0), texts{R"(before=["created":"1"];after=["created":"0"])"});
+}
+
+TEST(events, repeat_no_long_path_in_a_sentence) {
+    const auto message_of = [](const std::u16string& name) {
+        std::vector<record> steps;
+        u64 parent = root;
+        for (u64 made = file + 1; made <= file + 8; parent = made++)  // 1,016 characters
+            steps.push_back(came(made, parent, std::u16string(126, u'\u4E2D')));
+        const memory_file log(story().add(steps).add({came(file, parent, name), end()}).image());
+        const std::string lines = run_captured({"-quiet", "-events", "-jsonl", "-log", log.path()}).out;
+        return lines.substr(lines.find("\"message\":"));
+    };
+    EXPECT_NE(message_of(u"f").find("[root]\\\\"), std::string::npos);
+    const std::string shortened = message_of(u"ff"), end = "\u4E2D\\\\ff\"}\n";
+    EXPECT_EQ(shortened.find("[root]"), std::string::npos);
+    EXPECT_NE(shortened.find(" ...\\\\\u4E2D"), std::string::npos) << shortened;
+    EXPECT_TRUE(shortened.ends_with(end)) << shortened;
 }
 
 namespace reasons {
@@ -825,30 +910,31 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
     } rows[] = {
         {"reasons gather until it is closed",
          {says(created), says(created | appended), says(created | appended | closed), says(appended), says(closed)},
-         {"created|[root]/a.txt||journal", "data_appended|[root]/a.txt||journal",
-          "data_appended|[root]/a.txt||journal"}},
+         {"created|[root]\\a.txt||journal", "data_appended|[root]\\a.txt||journal",
+          "data_appended|[root]\\a.txt||journal"}},
         {"of another file",
          {says(appended), says(appended, u"b", root, file + 1), says(deleted | appended | closed)},
-         {"data_appended|[root]/a.txt||journal", "data_appended|[root]/b||journal", "deleted|[root]/a.txt||journal"}},
+         {"data_appended|[root]\\a.txt||journal", "data_appended|[root]\\b||journal",
+          "deleted|[root]\\a.txt||journal"}},
         {"two names",
          {says(old_name), says(appended, u"x", root, file + 1), says(new_name, u"b"), says(new_name | closed, u"b")},
-         {"data_appended|[root]/x||journal", "renamed|[root]/b|[root]/a.txt|journal"}},
+         {"data_appended|[root]\\x||journal", "renamed|[root]\\b|[root]\\a.txt|journal"}},
         {"more between two names",
          {says(old_name), says(old_name | appended), says(new_name | appended, u"b")},
-         {"data_appended|[root]/a.txt||journal", "renamed|[root]/b|[root]/a.txt|journal"}},
+         {"data_appended|[root]\\a.txt||journal", "renamed|[root]\\b|[root]\\a.txt|journal"}},
         {"renamed twice while open",
          {says(old_name), says(new_name, u"b"), says(old_name, u"b"), says(new_name, u"c"), says(closed, u"c")},
-         {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
+         {"renamed|[root]\\b|[root]\\a.txt|journal", "renamed|[root]\\c|[root]\\b|journal"}},
         {"the new name stays a reason",
          {says(old_name), says(new_name, u"b"), says(old_name | new_name, u"b"), says(new_name, u"c")},
-         {"renamed|[root]/b|[root]/a.txt|journal", "renamed|[root]/c|[root]/b|journal"}},
+         {"renamed|[root]\\b|[root]\\a.txt|journal", "renamed|[root]\\c|[root]\\b|journal"}},
         {"both at once",
          {says(old_name | new_name, u"b"), says(old_name | new_name | closed, u"b")},
-         {"file_old_name|[root]/b||journal", "file_new_name|[root]/b||journal"}},
+         {"file_old_name|[root]\\b||journal", "file_new_name|[root]\\b||journal"}},
         {"a name of two is missing",
          {says(old_name), says(appended, u"a.txt"), says(new_name | closed, u"b"), says(old_name, u"b")},
-         {"file_old_name|[root]/a.txt||journal", "data_appended|[root]/a.txt||journal",
-          "file_new_name|[root]/b||journal", "file_old_name|[root]/b||journal"}},
+         {"file_old_name|[root]\\a.txt||journal", "data_appended|[root]\\a.txt||journal",
+          "file_new_name|[root]\\b||journal", "file_old_name|[root]\\b||journal"}},
         {"the folders of the moment",
          {says(appended, u"a.txt", folder), about(folder, created, u"one"), about(folder, old_name, u"one"),
           about(folder, new_name, u"two"), says(created, u"b", folder, file + 1), about(other_folder, closed, u"other"),
@@ -861,33 +947,34 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
          {"data_appended|<unk_path>\\a.txt||part", "deleted|[root]\\two\\a.txt||journal"}},
         {"moved",
          {about(folder, closed, u"one"), says(old_name), says(new_name, u"b", folder)},
-         {"moved|[root]\\one\\b|[root]/a.txt|journal"}},
+         {"moved|[root]\\one\\b|[root]\\a.txt|journal"}},
         {"a folder below itself",
          {about(folder, created, u"one", folder), says(appended, u"a.txt", folder)},
          {"data_appended|<unk_path>\\one\\a.txt||part"}},
-        {"version 3", {{.version = 3, .file = file, .reason = created}}, {"created|[root]/a.txt||journal"}},
+        {"version 3", {{.version = 3, .file = file, .reason = created}}, {"created|[root]\\a.txt||journal"}},
         {"version 4 repeats",
          {says(created),
           {.version = 4, .file = file, .reason = created | closed},
           says(created | closed),
           {.version = 4, .file = file, .reason = appended | closed},
           says(appended | closed)},
-         {"created|[root]/a.txt||journal", "data_appended|<unk_path>\\||part"}},
+         {"created|[root]\\a.txt||journal", "data_appended|<unk_path>\\||part"}},
         {"of the system", {says(appended, u"$a", extend), says(appended, u"$Secure", root, 0x0009'0000'0000'0009)}, {}},
-        {"the root", {says(appended, u".", root, root)}, {"data_appended|[root]/||journal"}},
+        {"the root", {says(appended, u".", root, root)}, {"data_appended|[root]\\||journal"}},
         {"out of the system's folder and into it",
          {says(old_name, u"q", extend), says(new_name, u"q"), says(appended | new_name, u"q"), says(closed, u"q"),
           says(old_name, u"q"), says(new_name | appended | closed, u"q", extend), says(old_name, u"q", extend),
           says(new_name | closed, u"r", extend)},
-         {"moved|[root]/q|<unk_path>\\q|part", "data_appended|[root]/q||journal", "moved|<unk_path>\\q|[root]/q|part"}},
+         {"moved|[root]\\q|<unk_path>\\q|part", "data_appended|[root]\\q||journal",
+          "moved|<unk_path>\\q|[root]\\q|part"}},
         {"alone, behind two names of another file",
          {says(old_name), says(new_name | closed, u"b"), says(old_name, u"x", root, file + 1)},
-         {"renamed|[root]/b|[root]/a.txt|journal", "file_old_name|[root]/x||journal"}},
+         {"renamed|[root]\\b|[root]\\a.txt|journal", "file_old_name|[root]\\x||journal"}},
         {"closed between two names",
          {says(old_name), says(old_name | closed), says(new_name | closed, u"b"), says(appended),
           says(appended | old_name | closed)},
-         {"file_old_name|[root]/a.txt||journal", "file_new_name|[root]/b||journal",
-          "data_appended|[root]/a.txt||journal", "file_old_name|[root]/a.txt||journal"}},
+         {"file_old_name|[root]\\a.txt||journal", "file_new_name|[root]\\b||journal",
+          "data_appended|[root]\\a.txt||journal", "file_old_name|[root]\\a.txt||journal"}},
         {"a folder of the same name elsewhere, and one whose renaming is lost",
          {about(folder, closed, u"one"), says(appended, u"a.txt", folder), about(folder, closed, u"two"),
           says(deleted | closed, u"a.txt", folder), about(other_folder, closed, u"other"),
@@ -901,7 +988,7 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
     }
 }
 
-TEST(journal_events, damage_costs_its_own_page) {
+TEST(journal_events, damage_costs_itself_only) {
     const auto named = [](const std::u16string& name) {
         return usn_image{.file = file, .reason = 0x8000'0002, .name = name};
     };
@@ -920,14 +1007,15 @@ TEST(journal_events, damage_costs_its_own_page) {
     far_off.parent = 0x0001'0001'0000'0000;
     const bytes pages =
         pack(page_of({named(u"a"), long_name, unnumbered, timeless, longest, shifted, nameless, odd, far, far_off,
-                      named(std::u16string(256, u'l')), endless, named(u"lost")}),
+                      named(std::u16string(256, u'l')), endless, named(u"found")}),
              page_of({named(u"b")}), bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
     EXPECT_EQ(
         told_with(pages, {}, {0, 1, 4, 12}),
-        (texts{"2012-12-14 23:06:40.000000000|journal|[root]/a|0", "2012-12-14 23:06:40.000000000|after|[root]/t|216",
-               "2012-12-14 23:06:40.000000000|journal|[root]/" + std::string(255, 'l') + "|280",
-               "2012-12-14 23:06:40.000000000|journal|[root]/b|4096",
-               "2012-12-14 23:06:40.000000000|journal|[root]/c|77824"}));
+        (texts{"2012-12-14 23:06:40.000000000|journal|[root]\\a|0", "2012-12-14 23:06:40.000000000|after|[root]\\t|216",
+               "2012-12-14 23:06:40.000000000|journal|[root]\\" + std::string(255, 'l') + "|280",
+               "2012-12-14 23:06:40.000000000|journal|[root]\\found|1896",
+               "2012-12-14 23:06:40.000000000|journal|[root]\\b|4096",
+               "2012-12-14 23:06:40.000000000|journal|[root]\\c|77824"}));
 }
 
 TEST(journal_events, stand_among_those_of_the_log) {
@@ -984,12 +1072,14 @@ TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
         now{.file = file, .usn = 0x1100, .reason = new_name, .name = u"b"};
     for (const usn_image& logged_one : {old, now}) {
         EXPECT_EQ(told_with(page_of({old, now}), story().add({logged(logged_one), end()}), {3, 4, 5}),
-                  (texts{"file_old_name|[root]/a.txt|", "file_new_name|[root]/b|"}));
+                  (texts{"file_old_name|[root]\\a.txt|", "file_new_name|[root]\\b|"}));
     }
 }
 
 TEST(journal_events, make_a_run_of_their_own) {
-    const memory_file sound(page_of({{.file = file}})), zeros(bytes(9000)), small(bytes(4000));
+    const memory_file sound(page_of({{.file = file}})), zeros(bytes(9000)), small(usn_image{.file = file}.image()),
+        damaged(pack(page_of({{.file = file}}), u64{1}, u64{0}, u64{2})), empty(bytes{}),
+        log(log_of_pages({{.lsn = 8, .redo_op = 8, .redo = usn_image{}.image()}}));
     const struct {
         const char* what;
         argument_list args;
@@ -997,8 +1087,28 @@ TEST(journal_events, make_a_run_of_their_own) {
         std::string err;
     } rows[] = {
         {"a journal", {"-events", "-jrnlfile", sound.path()}, 0, ""},
-        {"without a record", {"-events", "-jrnlfile", zeros.path()}, -1, "prob parsing file: " + zeros.path() + '\n'},
-        {"too small", {"-events", "-jrnlfile", small.path()}, -1, "prob parsing file: " + small.path() + '\n'},
+        {"without a record",
+         {"-events", "-jrnlfile", zeros.path()},
+         -1,
+         "prob parsing file: " + zeros.path() + " (no record)\n"},
+        {"small", {"-events", "-jrnlfile", small.path()}, 0, ""},
+        {"damaged",
+         {"-events", "-jrnlfile", damaged.path()},
+         0,
+         "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
+        {"damaged, in rows",
+         {"-jsonl", "-log", log.path(), "-jrnlfile", damaged.path()},
+         0,
+         "does not fit the log: -jrnlfile " + damaged.path() + ": records differ from the log's of the same USN\n" +
+             "16 bytes hold no record that can be read: " + damaged.path() + '\n'},
+        {"empty beside a log",
+         {"-events", "-log", log.path(), "-jrnlfile", empty.path()},
+         0,
+         "no record in: " + empty.path() + '\n'},
+        {"zeros beside a log",
+         {"-coverage", "-log", log.path(), "-jrnlfile", zeros.path()},
+         0,
+         "no record in: " + zeros.path() + '\n'},
         {"not in statistics",
          {"-events", "-stats", "-jrnlfile", sound.path()},
          -1,

@@ -45,7 +45,7 @@ std::vector<cells> of_json(const std::string& report, const std::string& log) {
         if (row.erase("guess") != 0) row["path"].insert(0, 1, '*');
         if (row.contains("time")) {
             EXPECT_EQ(row["time"].back(), 'Z');
-            row["time"].replace(10, 1, " ").replace(27, 1, "00");
+            row["time"].replace(10, 1, " ").replace(26, 1, "000");
         }
         for (const char* key : {"log", "details", "undo"})
             row.erase(key);
@@ -62,6 +62,7 @@ std::vector<cells> of_text(const std::string& report) {
         cells& row = rows.emplace_back();
         for (std::size_t at = 0; at < 13 && at < texts.size(); ++at)
             if (!texts[at].empty()) row[titles[at] == "path (*guess)" ? "path" : titles[at]] = texts[at];
+        if (row.contains("time")) row["time"].replace(26, 1, "0");  // JSON has six digits
     }
     return rows;
 }

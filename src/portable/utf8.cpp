@@ -1,0 +1,51 @@
+#include "portable/utf8.h"
+
+namespace uni {
+
+std::size_t utf8_character_bytes(std::string_view text) {
+    const auto byte = [text](std::size_t at) { return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0U; };
+    const auto goes_on = [&byte](std::size_t at) { return (byte(at) & 0xC0U) == 0x80U; };
+    const unsigned first = byte(0);
+    if (first < 0x80) return text.empty() ? 0 : 1;
+    if (first >= 0xC2 && first <= 0xDF) return goes_on(1) ? 2 : 0;
+    if (first >= 0xE0 && first <= 0xEF) {
+        const unsigned lowest = first == 0xE0 ? 0xA0 : 0x80;   // not what two bytes can say
+        const unsigned highest = first == 0xED ? 0x9F : 0xBF;  // no surrogate
+        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) ? 3 : 0;
+    }
+    if (first >= 0xF0 && first <= 0xF4) {
+        const unsigned lowest = first == 0xF0 ? 0x90 : 0x80;
+        const unsigned highest = first == 0xF4 ? 0x8F : 0xBF;
+        return byte(1) >= lowest && byte(1) <= highest && goes_on(2) && goes_on(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+char32_t utf8_character(std::string_view text, std::size_t bytes) {
+    if (bytes == 1) return static_cast<std::uint8_t>(text[0]);
+    char32_t point = static_cast<std::uint8_t>(text[0]) & (0x7FU >> bytes);
+    for (std::size_t at = 1; at < bytes; ++at)
+        point = point << 6 | (static_cast<std::uint8_t>(text[at]) & 0x3FU);
+    return point;
+}
+
+std::vector<std::uint8_t> utf16_units(std::string_view text) {
+    std::vector<std::uint8_t> units;
+    const auto add = [&units](char32_t unit) {
+        units.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        units.push_back(static_cast<std::uint8_t>(unit >> 8));
+    };
+    while (const std::size_t bytes = utf8_character_bytes(text)) {
+        const char32_t point = utf8_character(text, bytes);
+        text.remove_prefix(bytes);
+        if (point < 0x10000) {
+            add(point);
+        } else {
+            add(0xD800 + ((point - 0x10000) >> 10));
+            add(0xDC00 + (point & 0x3FF));
+        }
+    }
+    return units;
+}
+
+}  // namespace uni

@@ -1,0 +1,131 @@
+#include "report/event_fields.h"
+
+#include "format/json.h"
+#include "format/safe_text.h"
+#include "format/time.h"
+#include "journal/usn_record.h"
+#include "report/event_words.h"
+
+namespace kest {
+
+namespace {
+
+constexpr bool words = true;
+constexpr bool any_text = false;
+
+bool is_in_log(const event& shown) {
+    return shown.source != event_source::journal;
+}
+
+void write_if_known(field_sink& out, std::uint64_t value) {
+    if (value != 0) out.number(value);
+}
+
+template <class appender>
+void write_built(field_sink& out, appender&& append) {
+    append(out.begin_text());
+    out.end_text();
+}
+
+// An event without a time of its own has no place on a timeline.
+bool has_instant(const event& shown) {
+    return shown.clock != event_clock::after && cv::has_calendar_form(shown.time);
+}
+
+void write_datetime(field_sink& out, const event& shown) {
+    if (!has_instant(shown)) return;
+    write_built(
+        out, [&shown](std::string& text) { cv::append_internet_time(text, shown.time, digits_to_be_found, "+00:00"); });
+}
+
+void write_timestamp(field_sink& out, const event& shown) {
+    constexpr std::uint64_t ticks_per_microsecond = 10;
+    if (has_instant(shown)) out.decimal((shown.time - cv::unix_epoch_ticks) / ticks_per_microsecond);
+}
+
+using sink = field_sink;
+using line = event_line;
+
+constexpr field<line> fields[] = {
+    {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
+    {{"not_after", 30, words}, [](sink&, const line&) {}},  // no event has a bound on this side yet
+    {{"clock", 8, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
+    {{"event", 24, words},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_event_word(text, of.shown); });
+     }},
+    {{"state", 7, words}, [](sink& out, const line& of) { out.text(state_word(of.shown)); }},
+    {{"path", 40, any_text}, [](sink& out, const line& of) { out.text(of.shown.path); }},
+    {{"name_hex", 25, words, field_presence::objects}, [](sink& out, const line& of) { out.text(of.shown.name_hex); }},
+    {{"old_path", 25, any_text}, [](sink& out, const line& of) { out.text(of.shown.old_path); }},
+    {{"old_name_hex", 25, words, field_presence::objects},
+     [](sink& out, const line& of) { out.text(of.shown.old_name_hex); }},
+    {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
+    {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
+    {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
+    {{"inode", 12, words}, [](sink& out, const line& of) { out.number(of.shown.file.number()); }},
+    {{"seq", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
+    {{"parent", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},
+    {{"parent_seq", 13, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.sequence()); }},
+    {{"lsn", 12, words},
+     [](sink& out, const line& of) {
+         if (is_in_log(of.shown)) out.wide_number(of.shown.lsn);
+     }},
+    {{"offset", 12, words}, [](sink& out, const line& of) { out.wide_number(of.shown.file_offset); }},
+    {{"cut", 4, words},
+     [](sink& out, const line& of) {
+         if (is_in_log(of.shown)) out.truth(of.shown.cut);
+     }},
+    {{"reason", 31, words},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_reason_text(text, of.shown.reasons, false); });
+     }},
+    {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
+    {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
+    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
+    // What servers of timelines ask for.
+    {{"datetime", 32, words, field_presence::objects},
+     [](sink& out, const line& of) { write_datetime(out, of.shown); }},
+    {{"timestamp", 16, words, field_presence::objects},
+     [](sink& out, const line& of) { write_timestamp(out, of.shown); }},
+    {{"timestamp_desc", 50, words, field_presence::objects},
+     [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},
+    {{"message", 40, any_text, field_presence::objects},
+     [](sink& out, const line& of) {
+         write_built(out, [&of](std::string& text) { append_sentence(text, of.shown); });
+     }},
+};
+
+// The folder that a path leads to its file by; "." for a bare name.
+std::string folder_of(std::string_view path) {
+    const std::size_t slash = path.find_last_of('/');
+    if (slash == path.npos) return ".";
+    const std::size_t end = path.find_last_not_of('/', slash);
+    return std::string(end == path.npos ? "/" : path.substr(0, end + 1));
+}
+
+}  // namespace
+
+std::span<const field<event_line>> event_fields() {
+    return fields;
+}
+
+std::vector<field_title> titles_of_events() {
+    return titles_of(event_fields());
+}
+
+event_lines::event_lines(const logfile_options& options, std::string_view log_path,
+                         const field_list<event_line>& chosen, field_sink& out)
+    : m_options(options), m_out(out), m_fields(chosen) {
+    append_safe_text(m_log, log_path);
+    append_safe_text(m_journal, options.jrnl_path);
+    append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
+}
+
+void event_lines::write(const event& shown) {
+    m_details.clear(m_options.as_json);
+    write_event_details(m_details, shown, m_options);
+    write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details});
+}
+
+}  // namespace kest

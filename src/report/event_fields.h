@@ -1,0 +1,43 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "events/event.h"
+#include "report/field.h"
+
+namespace kest {
+
+// An event, and the names of what it rests on.
+struct event_line {
+    const event& shown;
+    std::string_view log;  // paths of the files, in words where they hold what could mislead
+    std::string_view journal;
+    std::string_view volume;
+    const details_writer& details;
+};
+
+// The fields of an event, in order.
+std::span<const field<event_line>> event_fields();
+
+// Writes a line for each event of one log. All arguments must outlive it.
+class event_lines {
+public:
+    // Where there is no log, `log_path` is empty.
+    event_lines(const logfile_options& options, std::string_view log_path, const field_list<event_line>& fields,
+                field_sink& out);
+
+    void write(const event& shown);
+
+private:
+    const logfile_options& m_options;
+    field_sink& m_out;
+    const field_list<event_line>& m_fields;
+    std::string m_log;
+    std::string m_journal;
+    std::string m_volume;
+    details_writer m_details;
+};
+
+}  // namespace kest

@@ -1,0 +1,65 @@
+#include "report/field.h"
+
+#include <algorithm>
+
+#include "format/safe_text.h"
+#include "options/ascii_text.h"
+
+namespace kest {
+
+namespace {
+
+bool is_usual(field_presence presence, const logfile_options& options) {
+    switch (presence) {
+        case field_presence::every:
+            return true;
+        case field_presence::objects:
+            return options.as_json;
+        case field_presence::undo:
+            return options.show_undo;
+    }
+    return true;
+}
+
+std::size_t find_title(std::span<const field_title> titles, std::string_view name) {
+    const auto found =
+        std::ranges::find_if(titles, [name](const field_title& title) { return equal_folded(title.name, name); });
+    return static_cast<std::size_t>(found - titles.begin());
+}
+
+std::string line_on(std::string_view words, std::string_view shown) {
+    std::string text(words);
+    append_safe_text(text, shown);
+    return text += '\n';
+}
+
+}  // namespace
+
+std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options) {
+    std::vector<std::size_t> chosen;
+    for (const std::string& name : options.columns)
+        chosen.push_back(find_title(titles, name));
+    if (!chosen.empty()) return chosen;
+    for (std::size_t place = 0; place < titles.size(); ++place) {
+        if (is_usual(titles[place].presence, options)) chosen.push_back(place);
+    }
+    return chosen;
+}
+
+std::string words_on_columns(const logfile_options& options) {
+    if (options.columns.empty()) return {};
+    if (options.stats_requested || options.show_coverage || !tells_rows(options.shape)) {
+        return "-columns is for rows and events only\n";
+    }
+    const std::vector<field_title> titles = options.show_events ? titles_of_events() : titles_of_rows();
+    std::vector<std::size_t> chosen;
+    for (const std::string& name : options.columns) {
+        const std::size_t place = find_title(titles, name);
+        if (place == titles.size()) return line_on("no such column: ", name);
+        if (std::ranges::find(chosen, place) != chosen.end()) return line_on("column named twice: ", name);
+        chosen.push_back(place);
+    }
+    return {};
+}
+
+}  // namespace kest

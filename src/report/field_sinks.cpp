@@ -1,0 +1,60 @@
+#include "report/field_sinks.h"
+
+#include <utility>
+
+#include "format/number.h"
+#include "format/safe_text.h"
+
+namespace kest {
+
+std::vector<row_column> columns_of(std::span<const field_title> titles, bool marks_separators) {
+    std::vector<row_column> columns;
+    for (const field_title& title : titles)
+        columns.push_back({std::string(title.name), title.width, title.words_alone,
+                           marks_separators || title.presence == field_presence::undo});
+    return columns;
+}
+
+cell_sink::cell_sink(const logfile_options& options, std::vector<row_column> columns, uni::fileio_output& report_sink)
+    : m_options(options),
+      m_rows(report_sink, options, options.base16, std::move(columns)),
+      m_row(m_rows.new_row()),
+      m_times(m_row.cells().size(), time_column(options.time_format)) {}
+
+void cell_sink::evidence(std::string_view value) {
+    append_safe_text(m_row.text(m_column), value);
+}
+
+void cell_sink::path(std::string_view value, bool guess) {
+    std::string& cell = m_row.text(m_column);
+    if (guess) cell += '*';
+    cell += value;
+}
+
+void cell_sink::number(std::uint64_t value) {
+    append_number(m_row.text(m_column), value, m_options.base16);
+}
+
+void cell_sink::decimal(std::uint64_t value) {
+    append_decimal(m_row.text(m_column), value);
+}
+
+void cell_sink::truth(bool value) {
+    if (value) text("yes");
+}
+
+void cell_sink::time(std::uint64_t ticks) {
+    m_row.show_time(m_column, m_times[m_column].text(ticks), !m_options.no_whitespace);
+}
+
+void object_sink::details(const details_writer& value) {
+    const std::string_view members = value.members(m_room);
+    if (!members.empty()) m_line.object(m_name, members);
+}
+
+std::string& object_sink::begin_text() {
+    m_text.clear();
+    return m_text;
+}
+
+}  // namespace kest

@@ -1,0 +1,221 @@
+#include "report/input_fit.h"
+
+#include <algorithm>
+
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "journal/journal_probe.h"
+#include "logfile/mft_place.h"
+#include "logfile/operation.h"
+#include "logfile/restart_page.h"
+#include "logfile/told_sizes.h"
+#include "mft/record_layout.h"
+#include "portable/utf16.h"
+
+namespace kest {
+
+namespace {
+
+using namespace operation_code;
+
+constexpr std::string_view fits = "fits";
+constexpr std::size_t most_samples = 64;  // of a journal file's records
+
+// Operations whose target is a file record, and none of an index buffer or of other clusters.
+bool targets_file_record(const log_entry& entry) {
+    constexpr std::uint16_t operations[] = {
+        initialize_file_record_segment,
+        deallocate_file_record_segment,
+        write_end_of_file_record_segment,
+        create_attribute,
+        delete_attribute,
+        update_resident_value,
+        update_mapping_pairs,
+        set_new_attribute_sizes,
+        add_index_entry_root,
+        delete_index_entry_root,
+        set_index_entry_vcn_root,
+        update_file_name_root,
+        update_record_data_root,
+        zero_end_of_file_record,
+    };
+    return entry.get(record_layout::record_type) == record_types::client &&
+           std::ranges::find(operations, entry.redo_op) != std::end(operations);
+}
+
+// Such a record has journal records beside it wherever the volume has a journal.
+bool makes_file(const log_entry& entry) {
+    return entry.redo_op == initialize_file_record_segment &&
+           entry.get(record_layout::record_type) == record_types::client &&
+           exact_redo(entry).get(file_record_layout::signature) == file_record_layout::file_signature;
+}
+
+class mft_comparison {
+public:
+    mft_comparison(const evidence& stores, const std::vector<logged_usn>& logged)
+        : m_log(stores.log),
+          m_logged(logged),
+          m_place{.record_size = stores.inodes.record_size},
+          m_by_lsn(index_entries(stores.log, &log_entry::this_lsn)) {
+        const auto cluster_size = find_told_sizes(m_log).cluster;
+        m_cluster_known = cluster_size.has_value();
+        if (m_cluster_known) m_place.cluster_size = *cluster_size;
+        const auto& records = m_by_lsn.entries();
+        if (!records.empty()) {
+            m_first = records.front().key;
+            m_last = m_last_record = records.back().key;
+        }
+        for (const auto& page : m_log.restart_pages) {
+            const auto facts = read_restart_page(std::span<const std::uint8_t>(page));
+            if (facts) m_last = std::max(m_last, facts->current_lsn.value_or(0));
+        }
+    }
+
+    mft_fit compare(const _inode_collection& inodes) const {
+        mft_fit fit;
+        std::uint64_t highest = 0;
+        bool met = false;
+        for (const inode_record& record : inodes.records) {
+            highest = std::max(highest, record.lsn);
+            if (record.lsn > m_last) ++fit.above;
+            if (record.lsn >= m_first && compare_place(record, fit)) met = true;
+            compare_name(record, fit);
+        }
+        // What is written to the file records later shows in those of the MFT, unless it was copied before.
+        if (highest != 0 && !met && std::ranges::any_of(m_log.entries, targets_file_record)) {
+            fit.older = highest < m_first;
+            fit.none_met = !fit.older && highest <= m_last_record;
+        }
+        return fit;
+    }
+
+private:
+    // False if the log does not have the record that is named.
+    bool compare_place(const inode_record& record, mft_fit& fit) const {
+        const auto position = m_by_lsn.find(record.lsn);
+        if (!position) return false;
+        const log_entry& entry = m_log.entries[*position];
+        if (!m_cluster_known && entry.get(record_layout::target_vcn) != 0) return true;
+        if (targets_file_record(entry) && file_record_at(entry, m_place) == record.inode) {
+            ++fit.agree;
+        } else {
+            ++fit.wrong_place;
+        }
+        return true;
+    }
+
+    // A file with several names is in the journal by any of them.
+    void compare_name(const inode_record& record, mft_fit& fit) const {
+        if (record.usn == 0 || m_logged.empty() || record.usn < m_logged.front().usn) return;
+        if (!record.is_base || !record.in_use || record.parents.size() != 1) return;
+        const auto logged = std::ranges::lower_bound(m_logged, record.usn, {}, &logged_usn::usn);
+        if (logged == m_logged.end() || logged->usn != record.usn || logged->file != record.ref()) return;
+        if (uni::utf16_text(logged->name) != record.name) ++fit.wrong_name;
+    }
+
+    const log_store& m_log;
+    const std::vector<logged_usn>& m_logged;
+    mft_place m_place;
+    bool m_cluster_known = false;
+    const uni::sealed_index m_by_lsn;
+    std::uint64_t m_first = 0;  // LSN of the log
+    std::uint64_t m_last_record = 0;
+    std::uint64_t m_last = 0;  // as a restart page knows it, though the record may not be in the log
+};
+
+void append_joined(std::string& out, std::string_view words) {
+    if (!out.empty()) out += "; ";
+    out += words;
+}
+
+void append_reason(std::string& out, std::uint64_t count, std::string_view words) {
+    if (count != 0) append_joined(out, format_number(count, false).append(words));
+}
+
+void append_misfit(std::string& out, std::string_view option, const std::string& path, const std::string& words) {
+    out.append("does not fit the log: ").append(option).append(1, ' ');
+    append_safe_text(out, path);
+    out.append(": ").append(words).append(1, '\n');
+}
+
+}  // namespace
+
+mft_fit compare_mft(const evidence& stores, const std::vector<logged_usn>& logged) {
+    return mft_comparison(stores, logged).compare(stores.inodes);
+}
+
+journal_fit sample_journal(const uni::file& journal, const log_store& log, const std::vector<logged_usn>& logged) {
+    journal_fit fit = {.sampled = true};
+    journal_probe probe(journal);
+    if (!probe.any()) return fit;
+    const auto inside =
+        std::ranges::subrange(std::ranges::lower_bound(logged, probe.lowest_usn(), {}, &logged_usn::usn),
+                              std::ranges::upper_bound(logged, probe.highest_usn(), {}, &logged_usn::usn));
+    const std::size_t step = inside.size() / most_samples + 1;
+    for (std::size_t at = 0; at < inside.size(); at += step) {
+        const logged_usn& wanted = *(inside.begin() + static_cast<std::ptrdiff_t>(at));
+        const std::optional<usn_record> record = probe.find(wanted.usn);
+        if (record) ++(wanted.is(*record) ? fit.agree : fit.differ);
+    }
+    compare_usns(fit, probe.lowest_usn(), probe.highest_usn(), log, logged);
+    fit.none_met = fit.none_met && probe.contiguous();
+    return fit;
+}
+
+void compare_usns(journal_fit& fit, std::uint64_t lowest, std::uint64_t highest, const log_store& log,
+                  const std::vector<logged_usn>& logged) {
+    fit.not_logged = logged.empty() && std::ranges::any_of(log.entries, makes_file);
+    if (logged.empty()) return;
+    fit.behind = lowest > logged.back().usn;
+    fit.ahead = highest < logged.front().usn;
+    fit.none_met = !fit.behind && !fit.ahead && fit.agree == 0 && fit.differ == 0;
+}
+
+bool contradicts(const mft_fit& fit) {
+    return fit.above != 0 || fit.wrong_place != 0 || fit.wrong_name != 0 || fit.older || fit.none_met;
+}
+
+bool contradicts(const journal_fit& fit) {
+    return fit.differ != 0 || fit.behind || fit.ahead || fit.none_met || fit.not_logged;
+}
+
+std::string fit_text(const mft_fit& fit) {
+    std::string out;
+    if (!contradicts(fit)) return fit.agree != 0 ? std::string(fits) : out;
+    if (fit.older) append_joined(out, "older than the log, or of another volume");
+    append_reason(out, fit.above, " with an LSN above the log's");
+    append_reason(out, fit.wrong_place, " with the LSN of a record about another file");
+    append_reason(out, fit.wrong_name, " with another name than in the log");
+    if (fit.none_met) append_joined(out, "names no record of the log");
+    return out;
+}
+
+std::string fit_text(const journal_fit& fit) {
+    std::string out;
+    if (!contradicts(fit)) return fit.agree != 0 ? std::string(fits) : out;
+    constexpr std::string_view differ = " differ from the log's of the same USN";
+    if (fit.sampled && fit.differ != 0) append_joined(out, std::string("records").append(differ));
+    if (!fit.sampled) append_reason(out, fit.differ, differ);
+    if (fit.behind) append_joined(out, "begins behind the log's last USN");
+    if (fit.ahead) append_joined(out, "ends ahead of the log's first USN");
+    if (fit.none_met) append_joined(out, "has no record of the log's USNs");
+    if (fit.not_logged) append_joined(out, "the log has no journal record");
+    return out;
+}
+
+std::string misfit_lines(const evidence& stores, const logfile_options& options) {
+    std::string lines;
+    if (stores.log.entries.empty()) return lines;
+    const std::vector<logged_usn> logged = logged_journal_records(stores.log);
+    if (!options.mft_path.empty()) {
+        const mft_fit fit = compare_mft(stores, logged);
+        if (contradicts(fit)) append_misfit(lines, "-mftfile", options.mft_path, fit_text(fit));
+    }
+    if (!options.jrnl_path.empty()) {
+        const journal_fit fit = sample_journal(stores.journal.file, stores.log, logged);
+        if (contradicts(fit)) append_misfit(lines, "-jrnlfile", options.jrnl_path, fit_text(fit));
+    }
+    return lines;
+}
+
+}  // namespace kest

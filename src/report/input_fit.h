@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "options/evidence.h"
+#include "options/logfile_options.h"
+#include "report/logged_facts.h"
+
+namespace kest {
+
+// How an MFT and the log bear on each other. Counts of file records; nothing set: nothing can be told.
+struct mft_fit {
+    std::uint64_t agree = 0;        // the log record that the file record names as its last one writes to it
+    std::uint64_t wrong_place = 0;  // that log record writes to another file record
+    std::uint64_t wrong_name = 0;   // the journal record in the log that it names as its last one has another name
+    std::uint64_t above = 0;        // it names a log record behind the last one of the log
+    bool older = false;             // all name log records before the first one of a log that writes to file records
+    bool none_met = false;          // some name later ones, up to its last, and it has none of these
+};
+
+// How a journal file and the journal records in the log bear on each other.
+struct journal_fit {
+    std::uint64_t agree = 0;   // records of one USN that say the same
+    std::uint64_t differ = 0;  // that do not
+    bool behind = false;       // the journal file begins behind the last USN of the log
+    bool ahead = false;        // it ends ahead of the first
+    bool none_met = false;     // neither, but it has none of the log's records
+    bool not_logged = false;   // the log makes files, but has no journal record
+    bool sampled = false;      // some records were compared, not all
+};
+
+// `stores.inodes` holds what the MFT does, and nothing of the log yet.
+mft_fit compare_mft(const evidence& stores, const std::vector<logged_usn>& logged);
+
+// Reads a few records of the open file only.
+journal_fit sample_journal(const uni::file& journal, const log_store& log, const std::vector<logged_usn>& logged);
+// Completes a fit whose records were counted; `lowest` and `highest` are USNs of the journal file.
+void compare_usns(journal_fit& fit, std::uint64_t lowest, std::uint64_t highest, const log_store& log,
+                  const std::vector<logged_usn>& logged);
+
+// "fits", what speaks against it, joined by "; ", or nothing.
+std::string fit_text(const mft_fit& fit);
+std::string fit_text(const journal_fit& fit);
+bool contradicts(const mft_fit& fit);
+bool contradicts(const journal_fit& fit);
+
+// A line for each input that does not fit the log, for the operator. As in `compare_mft`.
+std::string misfit_lines(const evidence& stores, const logfile_options& options);
+
+}  // namespace kest
