@@ -87,7 +87,7 @@ constexpr guard_word guard_words[] = {
     {&left_out::index_runs, "index runs"},
     {&left_out::parents, "parents"},
     {&left_out::attribute_lists, "attribute lists"},
-    {&left_out::standard_values, "times and attributes"},
+    {&left_out::changes, "changes of file records"},
     {&left_out::files, "files"},
 };
 

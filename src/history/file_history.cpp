@@ -111,9 +111,8 @@ private:
 
     struct turn {
         replayed_record before;
-        std::uint32_t first = transaction_view::none;
-        std::uint32_t last = 0;
-        std::uint64_t lsn = 0;
+        record_change change = {};
+        std::vector<change_finder::write> writes = {};
         bool running = false;
     };
 
@@ -147,7 +146,7 @@ private:
         const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
         const uni::byte_view record = std::span<const std::uint8_t>(bytes);
         if (record.size() != m_now.bytes().size()) return;
-        m_copy.load(record);
+        m_copy.load(record, true);
         m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
         const std::uint64_t lsn = record.get(file_record_layout::lsn);
         const auto after = std::ranges::upper_bound(m_steps, lsn, {}, &record_step::lsn);
@@ -213,14 +212,22 @@ private:
         begin_turn(m_turn);
         if (step.rolled_back) begin_turn(m_rolled_back);
         const std::optional<bool> was_in_use = m_now.in_use();
+        const std::uint32_t was_there = m_now.attribute_at(step.attribute);
         m_now.redo(step);
-        if (!step.compensates) {
-            turn& counted = step.rolled_back ? m_rolled_back : m_turn;
-            if (counted.first == transaction_view::none) counted.first = step.position;
-            counted.last = step.position;
-        }
+        if (!step.compensates) count_step(step.rolled_back ? m_rolled_back : m_turn, step, was_there);
         if (step.rolled_back || step.compensates || !changes_identity(step)) return;
         note(step.lsn, was_in_use != true && m_now.in_use() == true);
+    }
+
+    void count_step(turn& counted, const record_step& step, std::uint32_t was_there) const {
+        record_change& change = counted.change;
+        if (change.first == record_change::none) change.first = step.position;
+        change.last = step.position;
+        if (step.redo.operation == initialize_file_record_segment) change.image = step.position;
+        if (step.redo.operation == deallocate_file_record_segment) change.freed = step.position;
+        const bool removes = step.redo.operation == delete_attribute;
+        const std::uint32_t attribute = removes ? was_there : m_now.attribute_at(step.attribute);
+        if (attribute != 0) counted.writes.push_back({attribute, step.position});
     }
 
     static bool changes_identity(const record_step& step) { return step.redo.operation <= delete_attribute; }
@@ -228,27 +235,29 @@ private:
     void begin_turn(turn& one) {
         if (one.running) return;
         one.before = m_now;
-        one.first = transaction_view::none;
+        one.change = {};
+        one.writes.clear();
         one.running = true;
     }
 
     void end_turn(turn& one, bool rolled_back) {
         if (!one.running) return;
         one.running = false;
-        if (one.first == transaction_view::none) return;
-        m_finder.add({.number = m_number,
-                      .transaction = m_transaction,
-                      .first = one.first,
-                      .last = one.last,
-                      .rolled_back = rolled_back},
-                     one.before, m_now, !m_copy_is_extension);
+        if (one.change.first == record_change::none) return;
+        one.change.number = m_number;
+        one.change.transaction = m_transaction;
+        one.change.rolled_back = rolled_back;
+        m_finder.add(one.change, one.before, m_now, !m_copy_is_extension, one.writes);
     }
 
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
         read_state(m_state, m_now, false);
-        file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born};
-        if (const auto name = newest_name(m_state)) moment.name = timeline_name(*name);
+        file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
+        if (const found_attribute* const name = newest_name(m_state)) {
+            moment.name = timeline_name(*name->state.file_name());
+            moment.name->copied = name->state.copied;
+        }
         if (!born && !moment.adds_to(m_noted)) return;
         if (moment.name && moment.name == m_noted.name) {
             moment.name = m_noted.name;

@@ -60,15 +60,19 @@ void file_timeline::enter(std::uint64_t number, const file_moment& moment) {
     const record_header& header = moment.header;
     if (!header.sequence || header.in_use == false || (header.base && *header.base != inode_ref{})) return;
     const inode_ref file(number, *header.sequence);
-    file_facts& facts = m_files[file.value()];
-    if (header.directory) facts.directory = header.directory;
-    if (moment.born && !facts.born) facts.born = moment.lsn;
+    m_numbers[number] = true;
+    if (header.directory) m_directories[file.value()] = *header.directory;
     if (moment.name) m_names.add(file.value(), {moment.lsn, *moment.name, moment.what});
 }
 
-// Puts in the place of each name what the file is called from then on.
+// Puts in the place of each name what the file is called from then on: a name that is there, else the next that is
+// known to have been there.
 void file_timeline::replay_names(std::span<name_moment> names) {
+    std::vector<const timeline_name*> next(names.size(), nullptr);
+    for (std::size_t at = names.size(); at-- > 1;)
+        next[at - 1] = names[at].what != file_moment::sign::name_added ? &names[at].name : next[at];
     std::vector<timeline_name> there;
+    std::size_t at = 0;
     for (name_moment& moment : names) {
         std::erase(there, moment.name);
         if (moment.what != file_moment::sign::name_removed) {
@@ -82,7 +86,10 @@ void file_timeline::replay_names(std::span<name_moment> names) {
             moment.name = *found;
         } else if (!there.empty()) {
             moment.name = there.back();
+        } else if (next[at] != nullptr) {
+            moment.name = *next[at];
         }
+        ++at;
     }
 }
 
@@ -106,13 +113,8 @@ std::optional<file_timeline::found_name> file_timeline::name(inode_ref file, std
 }
 
 std::optional<bool> file_timeline::is_directory(inode_ref file) const {
-    const file_facts* const facts = m_files.find(file.value());
-    return facts != nullptr ? facts->directory : std::nullopt;
-}
-
-std::optional<std::uint64_t> file_timeline::born(inode_ref file) const {
-    const file_facts* const facts = m_files.find(file.value());
-    return facts != nullptr ? facts->born : std::nullopt;
+    const bool* const known = m_directories.find(file.value());
+    return known != nullptr ? std::optional(*known) : std::nullopt;
 }
 
 }  // namespace kest

@@ -12,6 +12,7 @@ namespace kest {
 struct timeline_name {
     inode_ref parent;
     std::uint8_t name_space = 0;
+    bool copied = false;   // known by the MFT copy only
     uni::byte_view units;  // UTF-16
 
     timeline_name() = default;
@@ -37,7 +38,8 @@ struct file_moment {
     record_header header;   // sequence number: filled in from the moments around it where they leave no doubt
     std::optional<timeline_name> name;
     sign what = sign::state;
-    bool born = false;  // the record was put to use
+    bool born = false;    // the record was put to use
+    bool copied = false;  // the sequence number is known by the MFT copy only
 
     // Whether something is known of it that the earlier moment does not hold.
     bool adds_to(const file_moment& earlier) const;
@@ -52,6 +54,8 @@ public:
     // What held the record at that LSN; else what held it next, unless that is put to use only then. Null: nothing is
     // known.
     const file_moment* holder(std::uint64_t number, std::uint64_t lsn) const;
+    // Whether the log names a file that holds the record at any time.
+    bool names_holder(std::uint64_t number) const { return m_numbers.find(number) != nullptr; }
     // The file's name at that LSN: a long one rather than a DOS one, of several the one that came last. Where none is
     // known so early, the first that is known to have been there; `weak`: it came later.
     struct found_name {
@@ -60,8 +64,6 @@ public:
     };
     std::optional<found_name> name(inode_ref file, std::uint64_t lsn) const;
     std::optional<bool> is_directory(inode_ref file) const;
-    // LSN at which the file was put to use; nothing if that is not in the log.
-    std::optional<std::uint64_t> born(inode_ref file) const;
 
 private:
     struct name_moment {
@@ -69,18 +71,14 @@ private:
         timeline_name name;
         file_moment::sign what;
     };
-    struct file_facts {
-        std::optional<bool> directory;
-        std::optional<std::uint64_t> born;
-    };
-
     void complete(std::span<file_moment> moments);
     void enter(std::uint64_t number, const file_moment& moment);
     static void replay_names(std::span<name_moment> names);
 
     uni::key_groups<file_moment> m_moments;  // by record number, then LSN
     uni::key_groups<name_moment> m_names;    // by file reference, then LSN; the name behind each
-    uni::seeded_map<file_facts> m_files;     // by file reference
+    uni::seeded_map<bool> m_directories;     // by file reference
+    uni::seeded_map<bool> m_numbers;         // of records whose holder is known
 };
 
 }  // namespace kest

@@ -60,20 +60,31 @@ void skip_common_runs(attribute_state& before, attribute_state& after) {
 }  // namespace
 
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
-                        bool may_be_base) {
+                        bool may_be_base, std::vector<write>& writes) {
     read_state(m_before, before, may_be_base);
     read_state(m_after, after, may_be_base);
+    std::ranges::stable_sort(writes, {}, &write::attribute);
+    m_writes = writes;
+    change.copied = change.freed != record_change::none ? m_before.copied : m_after.copied;
+    m_change = change;
     change.before = m_before.header;
     change.after = m_after.header;
     change.first_attribute = static_cast<std::uint32_t>(m_changes.attributes.size());
     match_attributes();
     change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;
     if (m_before.standard != m_after.standard && m_changes.kept.spend(sizeof(standard_change))) {
-        m_changes.standards.push_back({m_before.standard, m_after.standard});
+        const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
+        m_changes.standards.push_back({m_before.standard, m_after.standard, last_write(id, change.last)});
         change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
     }
     if (change.attribute_count == 0 && change.standard == 0 && change.before == change.after) return;
     m_changes.records.push_back(change);
+}
+
+std::uint32_t change_finder::last_write(std::uint32_t attribute, std::uint32_t otherwise) const {
+    const auto after = std::ranges::upper_bound(m_writes, attribute, {}, &write::attribute);
+    if (after == m_writes.begin() || std::prev(after)->attribute != attribute) return otherwise;
+    return std::prev(after)->position;
 }
 
 // Makes changes of pairs that the order takes for equal; what is left stays in the lists.
@@ -119,8 +130,13 @@ void change_finder::add_attribute(found before, found after) {
     const found_attribute& shown = after != nullptr ? *after : *before;
     if (shown.type == attribute_type::standard_information) return;
     if (before != nullptr && after != nullptr && same_state(*before, *after)) return;
-    attribute_change change{
-        .type = shown.type, .name = shown.name, .lowest_vcn = shown.lowest_vcn, .before = {}, .after = {}};
+    const bool imaged = m_change.image != record_change::none;
+    attribute_change change{.type = shown.type,
+                            .name = shown.name,
+                            .lowest_vcn = shown.lowest_vcn,
+                            .proof = last_write(shown.id, imaged ? m_change.image : m_change.last),
+                            .before = {},
+                            .after = {}};
     const bool replaced = m_before.generation != m_after.generation;
     if (before != nullptr) {
         change.before = before->state;

@@ -26,6 +26,7 @@ public:
         using namespace file_record_layout;
         m_out.generation = m_record.generation();
         m_out.standard = {};
+        m_out.standard_id = 0;
         m_out.attributes.clear();
         read_header();
         const bool unused = m_out.header.in_use == false;
@@ -43,6 +44,8 @@ private:
         record_header& header = m_out.header;
         header = {};
         header.sequence = m_record.get(sequence);
+        header.links = m_record.get(hard_links);
+        m_out.copied = m_record.is_copied(sequence.offset);
         header.in_use = m_record.in_use();
         if (const auto bits = m_record.get(file_record_layout::flags)) header.directory = (*bits & directory) != 0;
         if (const auto base = m_record.get(base_record)) header.base = inode_ref(*base);
@@ -59,7 +62,10 @@ private:
         if (!found.type && is_first) found.type = attribute_type::standard_information;
         if (const auto length = m_record.get(record_length, at)) found.bytes = m_record.bytes().slice(at, *length);
         read_name(found, at);
-        if (found.type == attribute_type::standard_information) read_standard(at);
+        if (found.type == attribute_type::standard_information) {
+            m_out.standard_id = found.id;
+            read_standard(at);
+        }
         if (found.state.resident == true) read_resident(found, at);
         if (found.state.resident == false) read_nonresident(found, at);
     }
@@ -80,8 +86,8 @@ private:
             if (f.end() <= length) to = m_record.get(f, value);
         };
         for (std::size_t time = 0; time < standard.times.size(); ++time)
-            take(standard.times[time], layout::times[time]);
-        take(standard.flags, layout::flags);
+            standard.times[time] = known_part(layout::times[time], value);
+        standard.flags = known_part(layout::flags, value);
         take(standard.owner_id, layout::owner_id);
         take(standard.security_id, layout::security_id);
         take(standard.usn, layout::usn);
@@ -93,6 +99,7 @@ private:
         if (length && found.type != attribute_type::index_root) found.state.file_size = *length;
         if (!length || !place || !found.type || !has_small_value(*found.type)) return;
         found.state.value = known_bytes(at + *place, *length);
+        found.state.copied = m_record.is_copied(at + *place);
     }
 
     void read_nonresident(found_attribute& found, std::uint32_t at) {
@@ -103,6 +110,17 @@ private:
             found.state.allocated_size = m_record.get(allocated_size, at);
         }
         found.state.runs = m_record.runs_of(at);
+    }
+
+    template <class integer>
+    partial_number<integer> known_part(uni::field<integer> f, std::uint32_t base) const {
+        partial_number<integer> part;
+        for (std::uint32_t at = 0; at < sizeof(integer); ++at) {
+            if (!m_record.knows(std::uint64_t{base} + f.offset + at, 1)) continue;
+            part.value |= static_cast<integer>(integer{m_record.bytes().u8(base + f.offset + at)} << 8 * at);
+            part.known |= static_cast<integer>(integer{0xFF} << 8 * at);
+        }
+        return part;
     }
 
     std::optional<uni::byte_view> known_bytes(std::uint64_t offset, std::size_t size) const {
@@ -118,16 +136,16 @@ private:
 }  // namespace
 
 // Identifiers of attributes rise.
-std::optional<file_name_view> newest_name(const record_state& state) {
-    std::optional<file_name_view> newest;
+const found_attribute* newest_name(const record_state& state) {
+    const found_attribute* newest = nullptr;
     std::uint32_t highest = 0;
     for (const found_attribute& attribute : state.attributes) {
         const auto name = attribute.type == attribute_type::file_name ? attribute.state.file_name() : std::nullopt;
         if (!name) continue;
         const std::uint32_t rank = attribute.bytes.get(id) + (name->is_dos_name() ? 0 : 0x10000U);
-        if (newest && rank < highest) continue;
+        if (newest != nullptr && rank < highest) continue;
         highest = rank;
-        newest = name;
+        newest = &attribute;
     }
     return newest;
 }

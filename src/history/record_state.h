@@ -13,8 +13,21 @@ namespace kest {
 
 // What a file record holds, as far as it is known: empty is unknown.
 
+// A number of which some bytes may be known only.
+template <class integer>
+struct partial_number {
+    integer value = 0;  // zeros for what is not known
+    integer known = 0;  // the bits that are
+
+    std::optional<integer> whole() const {
+        return known == static_cast<integer>(~integer{0}) ? std::optional(value) : std::nullopt;
+    }
+    bool operator==(const partial_number&) const = default;
+};
+
 struct record_header {
     std::optional<std::uint16_t> sequence;
+    std::optional<std::uint16_t> links;
     std::optional<bool> in_use;
     std::optional<bool> directory;
     std::optional<inode_ref> base;  // 0: this is a base record
@@ -23,8 +36,8 @@ struct record_header {
 };
 
 struct standard_information {
-    std::array<std::optional<std::uint64_t>, 4> times;  // ticks: created, modified, mft_changed, accessed
-    std::optional<std::uint32_t> flags;
+    std::array<partial_number<std::uint64_t>, 4> times;  // ticks: created, modified, mft_changed, accessed
+    partial_number<std::uint32_t> flags;
     std::optional<std::uint32_t> owner_id;
     std::optional<std::uint32_t> security_id;
     std::optional<std::uint64_t> usn;
@@ -37,14 +50,15 @@ enum class presence : std::uint8_t { unknown, absent, present };
 // One attribute at one moment. Sizes in bytes.
 struct attribute_state {
     presence present = presence::unknown;
-    std::optional<bool> resident;
-    std::optional<std::uint64_t> file_size;  // of a resident attribute its length
-    std::optional<std::uint64_t> valid_length;
-    std::optional<std::uint64_t> allocated_size;
+    std::optional<bool> resident = {};
+    std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
+    std::optional<std::uint64_t> valid_length = {};
+    std::optional<std::uint64_t> allocated_size = {};
     // Of data: the runs, or those from the first on that is not the same on the other side.
-    std::optional<run_reader> runs;
+    std::optional<run_reader> runs = {};
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
-    std::optional<uni::byte_view> value;
+    std::optional<uni::byte_view> value = {};
+    bool copied = false;  // the value is known by the MFT copy only
 
     std::optional<file_name_view> file_name() const { return value ? file_name_view::read(*value) : std::nullopt; }
     std::optional<std::uint32_t> reparse_tag() const {
@@ -65,7 +79,9 @@ struct found_attribute {
 struct record_state {
     record_header header;
     standard_information standard;
-    bool complete = false;  // nothing else is in the record
+    std::uint32_t standard_id = 0;  // of the attribute; 0: none
+    bool copied = false;            // the sequence number is known by the MFT copy only
+    bool complete = false;          // nothing else is in the record
     std::uint32_t generation = 0;
     std::vector<found_attribute> attributes;  // none in a record that is not in use
 };
@@ -73,8 +89,8 @@ struct record_state {
 // `may_be_base`: what is not known is taken for a base record, whose first attribute is $STANDARD_INFORMATION.
 void read_state(record_state& out, const replayed_record& record, bool may_be_base);
 
-// Its name: a long one rather than a DOS one, of several the one that came last.
-std::optional<file_name_view> newest_name(const record_state& state);
+// Its name: a long one rather than a DOS one, of several the one that came last. Null: none is known.
+const found_attribute* newest_name(const record_state& state);
 
 // Calls `visit(name, value)` for each extended attribute of an $EA value; the name is in the system's own characters.
 template <class visitor>

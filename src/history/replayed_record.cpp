@@ -83,7 +83,7 @@ void replayed_record::put(std::uint64_t offset, uni::byte_view data) {
     if (!bytes().has(offset, data.size())) return;
     const auto at = static_cast<std::ptrdiff_t>(offset);
     std::ranges::copy(data.bytes(), m_bytes.begin() + at);
-    std::fill_n(m_known.begin() + at, data.size(), std::uint8_t{1});
+    std::fill_n(m_known.begin() + at, data.size(), by_log);
 }
 
 template <class integer>
@@ -103,15 +103,16 @@ void replayed_record::take_header(uni::byte_view image) {
     m_in_use = (image.get(flags) & file_record_layout::in_use) != 0;
 }
 
-void replayed_record::load(uni::byte_view image) {
+void replayed_record::load(uni::byte_view image, bool from_copy) {
     forget();
     const std::uint64_t used = image.get(bytes_in_use);
     if (image.get(signature) != file_signature || image.size() < usa_begin) return;
     put(0, image.slice(0, size()));
     if (used <= image.size() && image.size() < size()) {
         std::fill(m_bytes.begin() + static_cast<std::ptrdiff_t>(image.size()), m_bytes.end(), std::uint8_t{0});
-        std::ranges::fill(m_known, std::uint8_t{1});
+        std::ranges::fill(m_known, by_log);
     }
+    if (from_copy) std::ranges::replace(m_known, by_log, by_copy);
     m_in_use = (image.get(flags) & file_record_layout::in_use) != 0;
     walk_attributes(image.get(first_attribute), of_image);
 }
@@ -143,7 +144,7 @@ void replayed_record::merge(const replayed_record& other) {
     for (std::uint32_t at = 0; at < size(); ++at) {
         if (other.m_known[at] == 0) continue;
         m_bytes[at] = other.m_bytes[at];
-        m_known[at] = 1;
+        if (m_known[at] != by_log) m_known[at] = other.m_known[at];
     }
     for (std::uint32_t at = 0; at < m_starts.size(); ++at) {
         if (m_starts[at] == 0 && other.m_starts[at] != 0) begin_attribute(at * 8, came_to_light);
@@ -300,6 +301,7 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
         const uni::byte_view number = there.data.slice(sequence.offset, sizeof(std::uint16_t));
         return there.data.size() >= usa_begin || holds({sequence.offset, number, 2, 2});  // an image replaces all
     }
+    if (m_in_use == false) return false;  // a record that is free holds no attributes
     std::array<piece, 4> pieces;
     const std::size_t count = pieces_of(step, there, pieces);
     if (!std::all_of(pieces.begin(), pieces.begin() + count, [this](const piece& one) { return holds(one); })) {

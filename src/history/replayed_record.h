@@ -29,7 +29,7 @@ public:
 
     void forget();
     // Takes the bytes of a whole file record; what is missing at its end is zeros if the attributes do not reach there.
-    void load(uni::byte_view image);
+    void load(uni::byte_view image, bool from_copy = false);
     // Adds what another state of the same moment knows. Where they differ the other one counts.
     void merge(const replayed_record& other);
 
@@ -42,6 +42,12 @@ public:
 
     uni::byte_view bytes() const { return std::span<const std::uint8_t>(m_bytes); }
     bool knows(std::uint64_t offset, std::uint64_t width) const;
+    // Whether only the MFT copy knows the byte.
+    bool is_copied(std::uint64_t offset) const { return offset < m_known.size() && m_known[offset] == by_copy; }
+    // The identifier of the attribute that begins there; 0 for none.
+    std::uint32_t attribute_at(std::uint32_t offset) const {
+        return offset / 8 < m_starts.size() ? m_starts[offset / 8] : 0;
+    }
     template <class integer>
     std::optional<integer> get(uni::field<integer> f, std::uint32_t base = 0) const {
         if (!knows(std::uint64_t{base} + f.offset, sizeof(integer))) return std::nullopt;
@@ -58,6 +64,9 @@ public:
     std::uint32_t generation() const { return m_generation; }
 
 private:
+    static constexpr std::uint8_t by_log = 1;
+    static constexpr std::uint8_t by_copy = 2;
+
     // Bytes that are to stand at an offset; those from `lag_begin` to `lag_end` may be others, as they are not logged.
     struct piece {
         std::uint64_t offset;
@@ -97,7 +106,7 @@ private:
     std::uint32_t size() const { return static_cast<std::uint32_t>(m_bytes.size()); }
 
     std::vector<std::uint8_t> m_bytes;
-    std::vector<std::uint8_t> m_known;    // 1 for a byte that is known
+    std::vector<std::uint8_t> m_known;    // of each byte: 0, `by_log` or `by_copy`
     std::vector<std::uint32_t> m_starts;  // identifiers, one for 8 bytes; 0: no attribute begins here
     std::optional<bool> m_in_use;         // may be known where the other flags are not
     std::uint32_t m_generation = 0;
