@@ -114,31 +114,34 @@ bool file_events::is_taken() const {
 
 // The name is that of the index entry. Without one, that in the record itself, where what would be missing may be lost
 // or still to come; but the first record that is left of a transaction may as well be a record written again.
-void file_events::find_birth() {
+std::optional<file_name_view> file_events::birth_name(const record_change& birth) const {
     const transaction_facts& transaction = m_changes->transaction;
+    const link_change* const entry = m_links.first_entry();
+    const bool own_name_counts = transaction.cut ? birth.image != transaction.head : !transaction.done;
+    if (entry == nullptr && !own_name_counts) return std::nullopt;
+    std::optional<file_name_view> name;
+    if (entry != nullptr) name = entry->name;
+    for (const joined_change& change : m_attributes) {
+        if (name && !name->is_dos_name()) break;
+        const auto own = change.type() == attribute_type::file_name ? change.state_after().file_name() : std::nullopt;
+        if (own && (!name || !own->is_dos_name())) name = own;
+    }
+    return name;
+}
+
+void file_events::find_birth() {
     for (const record_change* const record : m_changes->records) {
         if (!record->is_birth() || record->number != m_changes->file.number() || m_created) continue;
-        const link_change* shown = nullptr;
-        const bool own_name_counts = transaction.cut ? record->image != transaction.head : !transaction.done;
-        bool in_index = false;
-        for (const auto* const list : {&m_links.dos_came, &m_links.came}) {
-            const auto entry = std::ranges::find(*list, true, &link_change::in_index);
-            in_index = in_index || entry != list->end();
-            if (entry != list->end()) {
-                shown = &*entry;
-            } else if (!list->empty() && (shown == nullptr || shown->name.is_dos_name())) {
-                shown = &list->front();
-            }
-        }
-        if (shown == nullptr || (!in_index && !own_name_counts)) continue;
+        const auto name = birth_name(*record);
+        if (!name) continue;
         found_event& created = add(event_kind::created, record->image);
-        created.name = shown->name;
+        created.name = *name;
         created.record = record;
         m_created = true;
         for (const link_change& came : m_links.came) {
-            if (came.in_index && &came != shown) add(event_kind::link_added, came);
+            if (came.in_index && compare_links(came.name, *name) != 0) add(event_kind::link_added, came);
         }
-        find_birth_attributes(shown->name);
+        find_birth_attributes(*name);
     }
 }
 

@@ -79,6 +79,7 @@ private:
     bool is_taken() const;
     std::optional<bool> is_folder() const;
 
+    std::optional<file_name_view> birth_name(const record_change& birth) const;
     void find_birth();
     void find_end();
     void find_links();

@@ -28,6 +28,15 @@ struct link_changes {
     const link_change* first_went() const {
         return !went.empty() ? &went.front() : !dos_went.empty() ? &dos_went.front() : nullptr;
     }
+    // Likewise of those that came, if an index entry says so.
+    const link_change* first_entry() const {
+        for (const auto* const list : {&came, &dos_came}) {
+            for (const link_change& link : *list) {
+                if (link.in_index) return &link;
+            }
+        }
+        return nullptr;
+    }
 };
 
 void find_link_changes(link_changes& out, const log_store& log, std::span<const event_fact* const> facts,

@@ -1,7 +1,6 @@
 #include "events/names.h"
 
 #include "events/journal_folders.h"
-#include "events/owners.h"
 #include "events/system_files.h"
 
 namespace kest {
@@ -24,8 +23,9 @@ std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn
                   .units = name.units,
                   .known = name.copied ? known_by::mft : known_by::log};
     }
-    if (logged && !found->weak) return logged;
+    if (logged && !found->weak && !found->name.copied) return logged;
     if (const auto told = folder_name(file, m_journal_place); m_folders_count && told) return known_name(*told);
+    if (logged && !found->weak) return logged;
     const auto stored = stored_name(file);
     return stored ? stored : logged;
 }

@@ -36,7 +36,8 @@ std::uint64_t record_time(const file_history& history, const record_change& chan
 
 std::uint64_t carried_time(const file_history& history, const record_change& change) {
     std::uint64_t latest = record_time(history, change);
-    if (const standard_change* const standard = history.standard_of(change)) {
+    const standard_change* const standard = history.standard_of(change);
+    if (standard != nullptr && standard->before.times[mft_changed] != standard->after.times[mft_changed]) {
         latest = std::max(latest, plausible(standard->before.times[mft_changed].whole()));
     }
     for (const attribute_change& attribute : history.attributes_of(change)) {

@@ -2,33 +2,6 @@
 
 namespace kest {
 
-namespace {
-
-std::uint16_t sequence_after(std::uint16_t sequence) {
-    return sequence == 0xFFFF ? 1 : static_cast<std::uint16_t>(sequence + 1);
-}
-
-// What the log's journal records say of a file stands in the store too, but was read from no MFT.
-bool is_stored_base(const inode_record* record) {
-    return record != nullptr && record->is_base;
-}
-
-// Null if none.
-const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number) {
-    const inode_record* const first = inodes.find_first(number);
-    const bool from_mft = first != nullptr && (first->is_base || !first->base_records.empty());
-    return from_mft && first->in_use ? first : nullptr;
-}
-
-}  // namespace
-
-const inode_record* stored_file(const _inode_collection& inodes, inode_ref file) {
-    const inode_record* const exact = inodes.find_exact(file);
-    if (is_stored_base(exact) && exact->in_use) return exact;
-    const inode_record* const freed = inodes.find_exact({file.number(), sequence_after(file.sequence())});
-    return is_stored_base(freed) && !freed->in_use ? freed : nullptr;
-}
-
 record_owner record_owners::owner_of(const record_change& change, std::uint64_t lsn) const {
     const record_header& its = change.after.in_use == false ? change.before : change.after;
     const file_moment* const moment = m_timeline.holder(change.number, lsn);
@@ -48,18 +21,13 @@ record_owner record_owners::owner_of(const record_change& change, std::uint64_t 
 }
 
 // A record that the MFT wrote later than the log goes may have another owner since.
-known_by record_owners::certainty(const inode_record& stored) const {
-    return stored.lsn <= m_highest_lsn ? known_by::mft : known_by::guess;
-}
-
 record_owner record_owners::stored_owner(std::uint64_t number) const {
     const record_owner nobody{inode_ref(number, 0), known_by::part};
     const inode_record* const stored = record_in_use(m_inodes, number);
     if (stored == nullptr) return nobody;
-    const inode_record* const base =
-        stored->is_base ? stored : record_in_use(m_inodes, *stored->base_records.begin());
-    if (!is_stored_base(base)) return nobody;
-    const known_by known = certainty(*stored);
+    const inode_record* const base = stored->is_base ? stored : record_in_use(m_inodes, *stored->base_records.begin());
+    if (base == nullptr || !base->is_base) return nobody;
+    const known_by known = stored->lsn <= m_highest_lsn ? known_by::mft : known_by::guess;
     return known == known_by::guess && !m_guesses_allowed ? nobody : record_owner{base->ref(), known};
 }
 

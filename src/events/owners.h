@@ -9,10 +9,6 @@
 
 namespace kest {
 
-// The record of exactly this file in the MFT: in use, or given up since, when its sequence number is one higher. Null
-// if there is none.
-const inode_record* stored_file(const _inode_collection& inodes, inode_ref file);
-
 struct record_owner {
     inode_ref file;                  // sequence number 0: not known
     known_by known = known_by::log;  // by what: `part` for nothing
@@ -32,7 +28,6 @@ public:
 
 private:
     record_owner stored_owner(std::uint64_t number) const;
-    known_by certainty(const inode_record& stored) const;
 
     const file_timeline& m_timeline;
     const _inode_collection& m_inodes;

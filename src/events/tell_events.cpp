@@ -195,10 +195,12 @@ private:
 
     void list_parts(std::span<const record_change> changes) {
         m_parts.clear();
+        m_sequences.clear();
         for (const event_fact& fact : m_facts.facts)
             m_parts.push_back({.file = fact.file, .rolled_back = fact.rolled_back, .fact = &fact});
         for (const record_change& change : changes) {
-            const record_owner owner = m_owners.owner_of(change, m_log.entries[change.first].this_lsn);
+            record_owner owner = m_owners.owner_of(change, m_log.entries[change.first].this_lsn);
+            if (change.rolled_back && owner.file.sequence() == 0) owner = owner_by_facts(change.number);
             m_parts.push_back(
                 {.file = owner.file, .owner = owner.known, .rolled_back = change.rolled_back, .record = &change});
             if (change.is_birth() && change.is_end()) {
@@ -206,6 +208,18 @@ private:
             }
         }
         std::ranges::stable_sort(m_parts, {}, &part::file);
+    }
+
+    // What was rolled back says nothing of who held a record, so where nothing else does, the rest of its transaction
+    // answers.
+    record_owner owner_by_facts(std::uint64_t number) {
+        if (m_sequences.empty()) {
+            for (const event_fact& fact : m_facts.facts)
+                m_sequences[fact.file.number()] = fact.file.sequence();
+        }
+        const std::uint16_t* const sequence = m_sequences.find(number);
+        if (sequence == nullptr) return {inode_ref(number, 0), known_by::part};
+        return {inode_ref(number, *sequence), known_by::log};
     }
 
     // `parts` are all that the transaction has of the file.
@@ -217,7 +231,7 @@ private:
         const std::size_t first = m_subjects.size();
         for (const bool rolled_back : {false, true}) {
             m_some = {};
-            known_by owner = known_by::part;
+            known_by owner = known_by::guess;
             for (const part& one : parts) {
                 if (one.rolled_back != rolled_back) continue;
                 owner = std::min(owner, one.owner);
@@ -307,6 +321,7 @@ private:
     // Of the transaction at hand.
     transaction_facts m_facts;
     std::vector<part> m_parts;
+    uni::seeded_map<std::uint16_t> m_sequences;  // by record number; filled where they are asked for
     std::vector<found_event> m_found;
     std::vector<event_subject> m_subjects;
     part_list m_some;  // what stands of a file, or what was rolled back

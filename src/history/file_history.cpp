@@ -223,7 +223,9 @@ private:
         record_change& change = counted.change;
         if (change.first == record_change::none) change.first = step.position;
         change.last = step.position;
-        if (step.redo.operation == initialize_file_record_segment) change.image = step.position;
+        if (step.redo.operation == initialize_file_record_segment && change.image == record_change::none) {
+            change.image = step.position;
+        }
         if (step.redo.operation == deallocate_file_record_segment) change.freed = step.position;
         const bool removes = step.redo.operation == delete_attribute;
         const std::uint32_t attribute = removes ? was_there : m_now.attribute_at(step.attribute);
@@ -253,6 +255,7 @@ private:
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
         read_state(m_state, m_now, false);
+        born = born && m_state.header.base.value_or(inode_ref{}) == inode_ref{};
         file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
         if (const found_attribute* const name = newest_name(m_state)) {
             moment.name = timeline_name(*name->state.file_name());
@@ -345,7 +348,10 @@ file_history::file_history(const history_inputs& inputs) {
         return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
     });
     add_mentions(m_timeline, inputs, {inputs.geometry.cluster_size(), record_size});
-    m_timeline.seal();
+    std::uint64_t highest_lsn = 0;
+    for (const log_entry& entry : inputs.log.entries)
+        highest_lsn = std::max(highest_lsn, entry.this_lsn);
+    m_timeline.seal(inputs.inodes, highest_lsn);
 }
 
 std::span<const record_change> file_history::changes_of(std::uint32_t transaction) const {

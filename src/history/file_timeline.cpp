@@ -22,16 +22,27 @@ bool file_moment::adds_to(const file_moment& earlier) const {
            differs(name, earlier.name);
 }
 
-void file_timeline::seal() {
+void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_lsn) {
     const auto by_lsn = [](const auto& a, const auto& b) { return a.lsn < b.lsn; };
     m_moments.seal(by_lsn);
-    m_moments.for_each([this](std::uint64_t number, std::span<file_moment> moments) {
+    m_moments.for_each([&](std::uint64_t number, std::span<file_moment> moments) {
         complete(moments);
+        const inode_record* const stored = record_in_use(inodes, number);
+        const bool counts = stored != nullptr && stored->is_base && stored->lsn <= highest_lsn &&
+                            std::ranges::none_of(moments, [](const file_moment& m) {
+                                return m.header.sequence || m.header.in_use == false || m.header.base;
+                            });
+        for (file_moment& moment : counts ? moments : std::span<file_moment>{}) {
+            moment.header.sequence = stored->sequence;
+            moment.copied = true;
+        }
         for (const file_moment& moment : moments)
             enter(number, moment);
     });
     m_names.seal(by_lsn);
-    m_names.for_each([](std::uint64_t, std::span<name_moment> names) { replay_names(names); });
+    m_names.for_each([this](std::uint64_t file, std::span<name_moment> names) {
+        m_first_names[file] = replay_names(names);
+    });
 }
 
 // A record keeps its sequence number from when it is put to use until it is freed.
@@ -66,11 +77,24 @@ void file_timeline::enter(std::uint64_t number, const file_moment& moment) {
 }
 
 // Puts in the place of each name what the file is called from then on: a name that is there, else the next that is
-// known to have been there.
-void file_timeline::replay_names(std::span<name_moment> names) {
-    std::vector<const timeline_name*> next(names.size(), nullptr);
-    for (std::size_t at = names.size(); at-- > 1;)
-        next[at - 1] = names[at].what != file_moment::sign::name_added ? &names[at].name : next[at];
+// known to have been there. Answers what it was called before.
+file_timeline::found_name file_timeline::replay_names(std::span<name_moment> names) {
+    // Of each moment the first later name that was not added there, a long one if there is one.
+    std::vector<timeline_name> next(names.size() + 1);
+    for (std::size_t at = names.size(); at-- != 0;) {
+        const timeline_name& name = names[at].name;
+        const bool counts = names[at].what != file_moment::sign::name_added &&
+                            (!name.is_dos_name() || next[at + 1].units.empty() || next[at + 1].is_dos_name());
+        next[at] = counts ? name : next[at + 1];
+    }
+    const found_name first{next[0].units.empty() ? names[0].name : next[0], next[0].units.empty()};
+    // What the MFT copy says first the log itself may say soon after.
+    for (std::size_t at = 0; at < names.size(); ++at) {
+        if (!names[at].name.copied) continue;
+        const auto later = names.subspan(at + 1, std::min(most_names, names.size() - at - 1));
+        const auto again = std::ranges::find(later, names[at].name, &name_moment::name);
+        names[at].name.copied = again == later.end() || again->name.copied;
+    }
     std::vector<timeline_name> there;
     std::size_t at = 0;
     for (name_moment& moment : names) {
@@ -86,11 +110,12 @@ void file_timeline::replay_names(std::span<name_moment> names) {
             moment.name = *found;
         } else if (!there.empty()) {
             moment.name = there.back();
-        } else if (next[at] != nullptr) {
-            moment.name = *next[at];
+        } else if (!next[at + 1].units.empty()) {
+            moment.name = next[at + 1];
         }
         ++at;
     }
+    return first;
 }
 
 const file_moment* file_timeline::holder(std::uint64_t number, std::uint64_t lsn) const {
@@ -109,7 +134,7 @@ std::optional<file_timeline::found_name> file_timeline::name(inode_ref file, std
     if (names.empty()) return std::nullopt;
     const auto after = std::ranges::upper_bound(names, lsn, {}, &name_moment::lsn);
     if (after != names.begin()) return found_name{std::prev(after)->name};
-    return found_name{after->name, after->what == file_moment::sign::name_added};
+    return *m_first_names.find(file.value());
 }
 
 std::optional<bool> file_timeline::is_directory(inode_ref file) const {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "history/record_state.h"
+#include "mft/inode_collection.h"
 #include "portable/key_groups.h"
 
 namespace kest {
@@ -49,7 +50,8 @@ struct file_moment {
 class file_timeline {
 public:
     void add(std::uint64_t number, const file_moment& moment) { m_moments.add(number, moment); }
-    void seal();
+    // Where the log names no holder of a record at all, the MFT does, unless it was written later.
+    void seal(const _inode_collection& inodes, std::uint64_t highest_lsn);
 
     // What held the record at that LSN; else what held it next, unless that is put to use only then. Null: nothing is
     // known.
@@ -73,11 +75,12 @@ private:
     };
     void complete(std::span<file_moment> moments);
     void enter(std::uint64_t number, const file_moment& moment);
-    static void replay_names(std::span<name_moment> names);
+    static found_name replay_names(std::span<name_moment> names);
 
     uni::key_groups<file_moment> m_moments;  // by record number, then LSN
     uni::key_groups<name_moment> m_names;    // by file reference, then LSN; the name behind each
     uni::seeded_map<bool> m_directories;     // by file reference
+    uni::seeded_map<found_name> m_first_names;  // by file reference: ahead of the first moment
     uni::seeded_map<bool> m_numbers;         // of records whose holder is known
 };
 

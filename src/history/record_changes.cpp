@@ -74,17 +74,21 @@ void change_finder::add(record_change change, const replayed_record& before, con
     change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;
     if (m_before.standard != m_after.standard && m_changes.kept.spend(sizeof(standard_change))) {
         const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
-        m_changes.standards.push_back({m_before.standard, m_after.standard, last_write(id, change.last)});
+        m_changes.standards.push_back({m_before.standard, m_after.standard, write_to(id, false)});
         change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
     }
     if (change.attribute_count == 0 && change.standard == 0 && change.before == change.after) return;
     m_changes.records.push_back(change);
 }
 
-std::uint32_t change_finder::last_write(std::uint32_t attribute, std::uint32_t otherwise) const {
-    const auto after = std::ranges::upper_bound(m_writes, attribute, {}, &write::attribute);
-    if (after == m_writes.begin() || std::prev(after)->attribute != attribute) return otherwise;
-    return std::prev(after)->position;
+// Position of the first or the last write to the attribute; where there is none, of a write to all of the record.
+std::uint32_t change_finder::write_to(std::uint32_t attribute, bool created) const {
+    const auto [begin, end] = std::ranges::equal_range(m_writes, attribute, {}, &write::attribute);
+    const bool imaged = m_change.image != record_change::none;
+    if (begin == end || (created && imaged && (attribute & replayed_record::of_image) != 0)) {
+        return imaged ? m_change.image : m_change.last;
+    }
+    return created ? begin->position : std::prev(end)->position;
 }
 
 // Makes changes of pairs that the order takes for equal; what is left stays in the lists.
@@ -130,11 +134,10 @@ void change_finder::add_attribute(found before, found after) {
     const found_attribute& shown = after != nullptr ? *after : *before;
     if (shown.type == attribute_type::standard_information) return;
     if (before != nullptr && after != nullptr && same_state(*before, *after)) return;
-    const bool imaged = m_change.image != record_change::none;
     attribute_change change{.type = shown.type,
                             .name = shown.name,
                             .lowest_vcn = shown.lowest_vcn,
-                            .proof = last_write(shown.id, imaged ? m_change.image : m_change.last),
+                            .proof = write_to(shown.id, before == nullptr),
                             .before = {},
                             .after = {}};
     const bool replaced = m_before.generation != m_after.generation;

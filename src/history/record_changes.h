@@ -21,7 +21,7 @@ struct attribute_change {
     std::optional<std::uint32_t> type;
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute, which has no sizes
-    std::uint32_t proof = 0;             // position in the log: the last record that writes to it
+    std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
     attribute_state before;
     attribute_state after;
 };
@@ -36,7 +36,7 @@ struct record_change {
     std::uint32_t transaction = 0;
     std::uint32_t first = none;  // positions in the log
     std::uint32_t last = 0;
-    std::uint32_t image = none;  // of the last record that writes all of it
+    std::uint32_t image = none;  // of the first record that writes all of it
     std::uint32_t freed = none;  // of the last one that frees it
     std::uint32_t first_attribute = 0;
     std::uint32_t attribute_count = 0;
@@ -87,7 +87,7 @@ private:
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
     void keep(attribute_state& state);
-    std::uint32_t last_write(std::uint32_t attribute, std::uint32_t otherwise) const;
+    std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
     record_changes& m_changes;
     record_change m_change;

@@ -77,4 +77,10 @@ void index_directory(_inode_collection& collection, std::uint64_t number, std::u
 // Gives every directory without a path its path, from the parent links. Can be run again after additions.
 void build_paths(_inode_collection& collection);
 
+// The record of exactly this file in the MFT: in use, or given up since, when its sequence number is one higher. Null
+// if there is none.
+const inode_record* stored_file(const _inode_collection& inodes, inode_ref file);
+// The record of an MFT that has this number and is in use; null if none.
+const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number);
+
 }  // namespace kest

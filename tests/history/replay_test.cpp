@@ -198,10 +198,8 @@ struct standing {
     explicit standing(const log_store& log)
         : number(log.entries.size(), transaction_view::none), rolled_back(log.entries.size()) {
         for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
-            const chain_head& head = log.chain_heads[chain];
-            number[head.entry] = chain;
-            for (const std::uint32_t member : log.members(head))
-                number[member] = chain;
+            for (const std::uint32_t position : log.records(log.chain_heads[chain]))
+                number[position] = chain;
         }
     }
 };
@@ -259,30 +257,29 @@ TEST(file_history, tells_what_each_transaction_changed) {
 
     EXPECT_EQ(change(0).number, 40u);
     EXPECT_EQ(change(0).before.in_use, false);
-    EXPECT_EQ(change(0).after, (record_header{1, true, false, inode_ref{}}));
+    EXPECT_EQ(change(0).after, (record_header{1, 1, true, false, inode_ref{}}));
     ASSERT_EQ(history.attributes_of(change(0)).size(), 2u);
     EXPECT_EQ(history.attributes_of(change(0))[0].before.present, presence::absent);
     EXPECT_EQ(history.attributes_of(change(0))[1].after.file_size, 10u);
     EXPECT_TRUE(change(1).rolled_back);
-    EXPECT_EQ(history.standard_of(change(1))->before.times[1], 2u);
-    EXPECT_EQ(history.standard_of(change(1))->after.times[1], 9u);
+    EXPECT_EQ(history.standard_of(change(1))->before.times[1].whole(), 2u);
+    EXPECT_EQ(history.standard_of(change(1))->after.times[1].whole(), 9u);
     ASSERT_EQ(history.attributes_of(change(2)).size(), 2u);
     EXPECT_EQ(history.attributes_of(change(2))[0].after.present, presence::absent);
     EXPECT_EQ(history.attributes_of(change(2))[1].after.file_name()->name().u8(0), 'b');
-    EXPECT_EQ(history.standard_of(change(3))->before.flags, 32u);
-    EXPECT_EQ(history.standard_of(change(3))->after.flags, 33u);
-    EXPECT_FALSE(history.standard_of(change(3))->after.times[0]);
+    EXPECT_EQ(history.standard_of(change(3))->before.flags.whole(), 32u);
+    EXPECT_EQ(history.standard_of(change(3))->after.flags.whole(), 33u);
+    EXPECT_FALSE(history.standard_of(change(3))->after.times[0].whole());
     EXPECT_FALSE(history.attributes_of(change(4))[0].type);
     EXPECT_EQ(history.attributes_of(change(4))[0].before.file_size, 20u);
     EXPECT_EQ(history.attributes_of(change(4))[0].after.valid_length, 5000u);
-    EXPECT_EQ(change(5).after, (record_header{2, false, false, inode_ref{}}));
+    EXPECT_EQ(change(5).after, (record_header{2, 1, false, false, inode_ref{}}));
     EXPECT_EQ(history.attributes_of(change(5))[0].before.file_name()->name().u8(0), 'b');
 
     const file_timeline& timeline = history.timeline();
     const inode_ref file(40, 1);
     EXPECT_EQ(timeline.name(file, 32)->name.units.u8(0), 'a');
     EXPECT_EQ(timeline.name(file, 48)->name.units.u8(0), 'b');
-    EXPECT_EQ(timeline.born(file), 16u);
     EXPECT_EQ(timeline.holder(40, 64)->header.sequence, 1);
     EXPECT_EQ(timeline.holder(40, 80)->header.in_use, false);
 }
