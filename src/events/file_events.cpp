@@ -204,9 +204,10 @@ void file_events::find_links() {
 }
 
 // An index entry by itself may have moved within its tree: where a node is split, and where the other half is not
-// there.
+// there. The names of a file record that is put to use may be those of one that is written again.
 bool file_events::proves_link(const link_change& change) const {
     const transaction_facts& transaction = m_changes->transaction;
+    if (!change.in_index && std::ranges::any_of(m_changes->records, &record_change::is_birth)) return false;
     return change.by_attribute || (transaction.done && !transaction.cut && !transaction.splits_index);
 }
 

@@ -45,25 +45,32 @@ void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_
     });
 }
 
-// A record keeps its sequence number from when it is put to use until it is freed.
+// A record keeps its sequence number and its base record from when it is put to use until it is freed.
 void file_timeline::complete(std::span<file_moment> moments) {
-    std::optional<std::uint16_t> known;
+    record_header known;
+    const auto take = [&known](file_moment& moment, bool apply) {
+        record_header& header = moment.header;
+        if (apply && !header.sequence) header.sequence = known.sequence;
+        if (apply && !header.base) header.base = known.base;
+    };
+    const auto keep = [&known](const file_moment& moment, bool ends) {
+        known.sequence = ends ? std::nullopt : moment.header.sequence;
+        known.base = ends ? std::nullopt : moment.header.base;
+    };
     for (file_moment& moment : moments) {
-        std::optional<std::uint16_t>& sequence = moment.header.sequence;
-        if (!sequence && !moment.born) sequence = known;
-        known = moment.header.in_use == false ? std::nullopt : sequence;
+        take(moment, !moment.born);
+        keep(moment, moment.header.in_use == false);
     }
-    known.reset();
+    known = {};
     for (std::size_t at = moments.size(); at-- != 0;) {
         file_moment& moment = moments[at];
-        std::optional<std::uint16_t>& sequence = moment.header.sequence;
-        if (!sequence && moment.header.in_use != false) sequence = known;
+        take(moment, moment.header.in_use != false);
         // The name of a file that is being made may stand ahead of its record.
-        const bool made_next =
-            at + 1 < moments.size() && moments[at + 1].born && moments[at + 1].header.sequence == sequence;
+        const bool made_next = at + 1 < moments.size() && moments[at + 1].born &&
+                               moments[at + 1].header.sequence == moment.header.sequence;
         if (made_next && moment.what != file_moment::sign::name_removed && moment.header.in_use != false)
             moment.born = true;
-        known = moment.born || moment.header.in_use == false ? std::nullopt : sequence;
+        keep(moment, moment.born || moment.header.in_use == false);
     }
 }
 

@@ -69,6 +69,11 @@ void change_finder::add(record_change change, const replayed_record& before, con
     m_change = change;
     change.before = m_before.header;
     change.after = m_after.header;
+    if (change.is_birth()) {  // what was there before is another file's
+        m_before.attributes.clear();
+        m_before.standard = {};
+        m_before.complete = true;
+    }
     change.first_attribute = static_cast<std::uint32_t>(m_changes.attributes.size());
     match_attributes();
     change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;

@@ -142,9 +142,10 @@ void replayed_record::merge(const replayed_record& other) {
         return;
     }
     for (std::uint32_t at = 0; at < size(); ++at) {
-        if (other.m_known[at] == 0) continue;
+        if (other.m_known[at] == 0 || m_known[at] == by_log) continue;
+        if (m_known[at] == by_copy && m_bytes[at] != other.m_bytes[at]) continue;
         m_bytes[at] = other.m_bytes[at];
-        if (m_known[at] != by_log) m_known[at] = other.m_known[at];
+        m_known[at] = other.m_known[at];
     }
     for (std::uint32_t at = 0; at < m_starts.size(); ++at) {
         if (m_starts[at] == 0 && other.m_starts[at] != 0) begin_attribute(at * 8, came_to_light);

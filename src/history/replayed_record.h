@@ -30,7 +30,7 @@ public:
     void forget();
     // Takes the bytes of a whole file record; what is missing at its end is zeros if the attributes do not reach there.
     void load(uni::byte_view image, bool from_copy = false);
-    // Adds what another state of the same moment knows. Where they differ the other one counts.
+    // Adds what another state of the same moment knows. Where they contradict each other, the other one counts.
     void merge(const replayed_record& other);
 
     // Takes what a step says of the state ahead of it, or behind it. What contradicts it is forgotten.
