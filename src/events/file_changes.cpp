@@ -25,8 +25,8 @@ bool is_reported(const attribute_change& change) {
 // A name is another attribute with each name and folder.
 uni::byte_view key_of(const joined_change& change) {
     if (change.type() != attribute_type::file_name) return change.name();
-    const std::optional<uni::byte_view> value = change.after != nullptr ? change.state_after().value
-                                                                        : change.state_before().value;
+    const std::optional<uni::byte_view> value =
+        change.after != nullptr ? change.state_after().value : change.state_before().value;
     return value.value_or(uni::byte_view{});
 }
 
@@ -37,7 +37,8 @@ std::strong_ordering compare(const joined_change& a, const joined_change& b) {
     if (a.type() != attribute_type::file_name) return compare_bytes(one, other);
     const auto order = one.get(file_name_layout::parent) <=> other.get(file_name_layout::parent);
     if (order != 0) return order;
-    return compare_bytes(one.from(file_name_layout::name_length.offset), other.from(file_name_layout::name_length.offset));
+    return compare_bytes(one.from(file_name_layout::name_length.offset),
+                         other.from(file_name_layout::name_length.offset));
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ struct file_changes {
     inode_ref file;
     known_by owner = known_by::log;  // by what the file is known to be the one
     const transaction_facts& transaction;
-    std::span<const event_fact* const> facts;        // in the order of the steps
+    std::span<const event_fact* const> facts;       // in the order of the steps
     std::span<const record_change* const> records;  // of its file record and its extension records
     bool rolled_back = false;
 };

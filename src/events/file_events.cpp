@@ -152,9 +152,9 @@ void file_events::find_birth_attributes(const file_name_view& name) {
         const bool is_stream = change.type() == attribute_type::data && !change.name().empty();
         if (!is_stream && change.type() != attribute_type::reparse_point && change.type() != attribute_type::object_id)
             continue;
-        const event_kind kind = is_stream                                         ? event_kind::stream_added
+        const event_kind kind = is_stream                                        ? event_kind::stream_added
                                 : change.type() == attribute_type::reparse_point ? event_kind::reparse_point_set
-                                                                                  : event_kind::object_id_set;
+                                                                                 : event_kind::object_id_set;
         found_event& found = add(kind, change.proof(), after_birth);
         found.name = name;
         found.attribute = change;

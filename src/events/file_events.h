@@ -17,9 +17,10 @@ namespace kest {
 
 // What earlier transactions say of a file.
 struct file_past {
-    std::uint32_t reasons = 0;     // of its journal records since it was last closed
-    std::uint64_t birth_time = 0;  // the latest time that it got when it was created; 0 if that is not in the log so far
-    bool just_created = false;     // the last transaction on the file created it
+    std::uint32_t reasons = 0;  // of its journal records since it was last closed
+    std::uint64_t birth_time =
+        0;                      // the latest time that it got when it was created; 0 if that is not in the log so far
+    bool just_created = false;  // the last transaction on the file created it
 };
 
 // What is known of a log beside the transaction at hand.
@@ -31,7 +32,7 @@ struct event_context {
     folder_paths& paths;
     name_tunnels& tunnels;
     const logged_records& logged;
-    const uni::seeded_map<bool>& journals;  // numbers of file records that grow with each journal record
+    const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;  // by file reference
 };
 
@@ -53,16 +54,16 @@ struct found_event {
     std::uint8_t rank = 0;   // among those of one log record
     std::uint8_t known = 0;  // of its name: `known_by`
     std::uint32_t subject = 0;
-    std::uint32_t proof = 0;  // position in the log
-    std::uint64_t lsn = 0;    // of the proof
+    std::uint32_t proof = 0;   // position in the log
+    std::uint64_t lsn = 0;     // of the proof
     file_name_view name = {};  // what it is called after the event; empty: to be looked up
     file_name_view old_name = {};
     uni::byte_view stream = {};
     const record_change* record = nullptr;
     joined_change attribute = {};
-    const event_fact* said = nullptr;   // the journal record that says it
-    std::uint32_t known_reasons = 0;    // ahead of it
-    std::uint32_t new_reasons = 0;      // an event each
+    const event_fact* said = nullptr;  // the journal record that says it
+    std::uint32_t known_reasons = 0;   // ahead of it
+    std::uint32_t new_reasons = 0;     // an event each
 };
 
 // Finds the events of one file in one transaction. Reads nothing of a system file.

@@ -19,9 +19,7 @@ std::optional<held_name> name_history::name_at(inode_ref file, std::uint64_t lsn
     std::optional<held_name> logged;
     if (found) {
         const timeline_name& name = found->name;
-        logged = {.parent = name.parent,
-                  .units = name.units,
-                  .known = name.copied ? known_by::mft : known_by::log};
+        logged = {.parent = name.parent, .units = name.units, .known = name.copied ? known_by::mft : known_by::log};
     }
     if (logged && !found->weak && !found->name.copied) return logged;
     if (const auto told = folder_name(file, m_journal_place); m_folders_count && told) return known_name(*told);

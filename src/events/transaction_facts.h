@@ -21,12 +21,12 @@ struct event_fact {
 
 struct transaction_facts {
     std::uint32_t number = 0xFFFF'FFFF;  // of its chain
-    std::uint32_t head = 0;    // position of its first record
-    bool cut = false;          // its beginning is lost
-    bool done = false;         // a record says so
-    bool splits_index = false;  // index entries move
-    std::vector<event_fact> facts;     // in the order of the steps
-    std::vector<std::uint64_t> taken;  // numbers of the file records that were free until now, in order
+    std::uint32_t head = 0;              // position of its first record
+    bool cut = false;                    // its beginning is lost
+    bool done = false;                   // a record says so
+    bool splits_index = false;           // index entries move
+    std::vector<event_fact> facts;       // in the order of the steps
+    std::vector<std::uint64_t> taken;    // numbers of the file records that were free until now, in order
 };
 
 // Reads the facts of a log's transactions.

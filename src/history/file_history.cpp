@@ -177,8 +177,12 @@ private:
             std::size_t end = begin;
             while (end < m_steps.size() && !is_final(m_steps[end]))
                 ++end;
-            go_back(begin, end);
-            m_now.merge(m_later);
+            m_end = end;
+            m_recoveries = 0;
+            if (!m_now.complete()) {  // else nothing of it is left to be learned
+                go_back(begin, end);
+                m_now.merge(m_later);
+            }
             note(begin == 0 ? 0 : m_steps[begin - 1].lsn, false);
             for (std::size_t at = begin; at < std::min(end + 1, m_steps.size()); ++at)
                 go_forward(at);
@@ -199,6 +203,14 @@ private:
         }
     }
 
+    // What is known was forgotten; the steps from here on say something of it yet. Seldom enough to cost little.
+    void recover(std::size_t at) {
+        constexpr unsigned most = 4;
+        if (++m_recoveries > most) return;
+        go_back(at, m_end);
+        m_now.merge(m_later);
+    }
+
     void go_forward(std::size_t at) {
         const record_step& step = m_steps[at];
         if (m_turn.running && step.transaction != m_transaction) {
@@ -207,7 +219,7 @@ private:
         }
         if (!step.rolled_back) end_turn(m_rolled_back, true);
         if (at == m_copy_at) m_now.merge(m_copy);
-        m_now.learn_before(step);
+        if (!m_now.learn_before(step)) recover(at);
         m_transaction = step.transaction;
         begin_turn(m_turn);
         if (step.rolled_back) begin_turn(m_rolled_back);
@@ -254,7 +266,7 @@ private:
 
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
-        read_state(m_state, m_now, false);
+        read_identity(m_state, m_now);
         born = born && m_state.header.base.value_or(inode_ref{}) == inode_ref{};
         file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
         if (const found_attribute* const name = newest_name(m_state)) {
@@ -290,6 +302,8 @@ private:
     std::vector<std::uint32_t> m_open;  // steps whose compensation is still to come
     std::size_t m_copy_at = nowhere;    // the step ahead of which the MFT copy stands
     bool m_copy_is_extension = false;
+    std::size_t m_end = 0;      // of the piece at hand
+    unsigned m_recoveries = 0;  // in it
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};

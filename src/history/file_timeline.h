@@ -77,11 +77,11 @@ private:
     void enter(std::uint64_t number, const file_moment& moment);
     static found_name replay_names(std::span<name_moment> names);
 
-    uni::key_groups<file_moment> m_moments;  // by record number, then LSN
-    uni::key_groups<name_moment> m_names;    // by file reference, then LSN; the name behind each
-    uni::seeded_map<bool> m_directories;     // by file reference
+    uni::key_groups<file_moment> m_moments;     // by record number, then LSN
+    uni::key_groups<name_moment> m_names;       // by file reference, then LSN; the name behind each
+    uni::seeded_map<bool> m_directories;        // by file reference
     uni::seeded_map<found_name> m_first_names;  // by file reference: ahead of the first moment
-    uni::seeded_map<bool> m_numbers;         // of records whose holder is known
+    uni::seeded_map<bool> m_numbers;            // of records whose holder is known
 };
 
 }  // namespace kest

@@ -61,12 +61,16 @@ void skip_common_runs(attribute_state& before, attribute_state& after) {
 
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
                         bool may_be_base, std::vector<write>& writes) {
-    read_state(m_before, before, may_be_base);
-    read_state(m_after, after, may_be_base);
+    read_state(m_before, before, may_be_base, after);
+    read_state(m_after, after, may_be_base, before);
     std::ranges::stable_sort(writes, {}, &write::attribute);
     m_writes = writes;
     change.copied = change.freed != record_change::none ? m_before.copied : m_after.copied;
     m_change = change;
+    if (!m_before.attributes.empty() || !m_after.attributes.empty()) {
+        m_before.complete = m_before.header.in_use == false || before.complete();
+        m_after.complete = m_after.header.in_use == false || after.complete();
+    }
     change.before = m_before.header;
     change.after = m_after.header;
     if (change.is_birth()) {  // what was there before is another file's

@@ -20,7 +20,9 @@ bool has_small_value(std::uint32_t type) {
 
 class state_reader {
 public:
-    state_reader(record_state& out, const replayed_record& record) : m_out(out), m_record(record) {}
+    // Without another state of the record: of the attributes the names only.
+    state_reader(record_state& out, const replayed_record& record, const replayed_record* other)
+        : m_out(out), m_record(record), m_other(other) {}
 
     void read(bool may_be_base) {
         using namespace file_record_layout;
@@ -29,9 +31,7 @@ public:
         m_out.standard_id = 0;
         m_out.attributes.clear();
         read_header();
-        const bool unused = m_out.header.in_use == false;
-        m_out.complete = unused || m_record.complete();
-        if (unused) return;
+        if (m_out.header.in_use == false) return;
         const bool is_base = m_out.header.base ? *m_out.header.base == inode_ref{} : may_be_base;
         m_record.list_attributes(m_starts);
         for (const auto& start : m_starts)
@@ -53,6 +53,8 @@ private:
 
     void read_attribute(const replayed_record::attribute_start& start, bool is_base) {
         const std::uint32_t at = start.offset;
+        if (m_other == nullptr && m_record.get(type, at) != attribute_type::file_name) return;
+        if (m_other != nullptr && m_record.same_attribute(*m_other, start)) return;
         found_attribute& found = m_out.attributes.emplace_back();
         found.id = start.id;
         found.state.present = presence::present;
@@ -114,6 +116,7 @@ private:
 
     template <class integer>
     partial_number<integer> known_part(uni::field<integer> f, std::uint32_t base) const {
+        if (const auto whole = m_record.get(f, base)) return {*whole, static_cast<integer>(~integer{0})};
         partial_number<integer> part;
         for (std::uint32_t at = 0; at < sizeof(integer); ++at) {
             if (!m_record.knows(std::uint64_t{base} + f.offset + at, 1)) continue;
@@ -130,6 +133,7 @@ private:
 
     record_state& m_out;
     const replayed_record& m_record;
+    const replayed_record* const m_other;
     std::vector<replayed_record::attribute_start> m_starts;
 };
 
@@ -150,8 +154,12 @@ const found_attribute* newest_name(const record_state& state) {
     return newest;
 }
 
-void read_state(record_state& out, const replayed_record& record, bool may_be_base) {
-    state_reader(out, record).read(may_be_base);
+void read_state(record_state& out, const replayed_record& record, bool may_be_base, const replayed_record& other) {
+    state_reader(out, record, &other).read(may_be_base);
+}
+
+void read_identity(record_state& out, const replayed_record& record) {
+    state_reader(out, record, nullptr).read(false);
 }
 
 }  // namespace kest

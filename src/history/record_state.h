@@ -81,13 +81,16 @@ struct record_state {
     standard_information standard;
     std::uint32_t standard_id = 0;  // of the attribute; 0: none
     bool copied = false;            // the sequence number is known by the MFT copy only
-    bool complete = false;          // nothing else is in the record
+    bool complete = false;          // nothing else is in the record; filled where it is asked for
     std::uint32_t generation = 0;
     std::vector<found_attribute> attributes;  // none in a record that is not in use
 };
 
 // `may_be_base`: what is not known is taken for a base record, whose first attribute is $STANDARD_INFORMATION.
-void read_state(record_state& out, const replayed_record& record, bool may_be_base);
+// Leaves out the attributes that are the same in `other`, and whether the state is complete.
+void read_state(record_state& out, const replayed_record& record, bool may_be_base, const replayed_record& other);
+// Whose it is and what it is called: of the attributes the names only.
+void read_identity(record_state& out, const replayed_record& record);
 
 // Its name: a long one rather than a DOS one, of several the one that came last. Null: none is known.
 const found_attribute* newest_name(const record_state& state);

@@ -66,22 +66,18 @@ uni::byte_view attribute_in(uni::byte_view data) {
 }  // namespace
 
 void replayed_record::forget() {
+    ++m_generation;
+    m_in_use.reset();
+    if (m_blank) return;
     std::ranges::fill(m_known, std::uint8_t{0});
     std::ranges::fill(m_starts, 0U);
-    m_in_use.reset();
-    ++m_generation;
-}
-
-bool replayed_record::knows(std::uint64_t offset, std::uint64_t width) const {
-    if (!bytes().has(offset, width)) return false;
-    const auto begin = m_known.begin() + static_cast<std::ptrdiff_t>(offset);
-    return std::all_of(begin, begin + static_cast<std::ptrdiff_t>(width),
-                       [](std::uint8_t known) { return known != 0; });
+    m_blank = true;
 }
 
 void replayed_record::put(std::uint64_t offset, uni::byte_view data) {
     if (!bytes().has(offset, data.size())) return;
     const auto at = static_cast<std::ptrdiff_t>(offset);
+    m_blank = false;
     std::ranges::copy(data.bytes(), m_bytes.begin() + at);
     std::fill_n(m_known.begin() + at, data.size(), by_log);
 }
@@ -133,6 +129,8 @@ bool replayed_record::contradicts(const replayed_record& other) const {
 }
 
 void replayed_record::merge(const replayed_record& other) {
+    if (!m_in_use) m_in_use = other.m_in_use;
+    if (other.m_blank) return;
     if (contradicts(other)) {
         const std::uint32_t generation = m_generation;
         const std::uint32_t last_id = m_last_id;
@@ -150,12 +148,13 @@ void replayed_record::merge(const replayed_record& other) {
     for (std::uint32_t at = 0; at < m_starts.size(); ++at) {
         if (m_starts[at] == 0 && other.m_starts[at] != 0) begin_attribute(at * 8, came_to_light);
     }
-    if (!m_in_use) m_in_use = other.m_in_use;
+    m_blank = false;
 }
 
 void replayed_record::begin_attribute(std::uint32_t offset, std::uint32_t kind) {
     m_last_id = (m_last_id + 1) & ~(came_to_light | of_image);
     m_starts[offset / 8] = m_last_id | kind;
+    m_blank = false;
 }
 
 void replayed_record::walk_attributes(std::uint32_t offset, std::uint32_t kind) {
@@ -179,12 +178,26 @@ std::optional<std::uint32_t> replayed_record::attribute_length(std::uint32_t off
 
 void replayed_record::list_attributes(std::vector<attribute_start>& out) const {
     out.clear();
-    std::uint32_t end = 0;
-    for (std::uint32_t at = 0; at < m_starts.size(); ++at) {
-        if (m_starts[at] == 0 || at * 8 < end) continue;
+    for (std::uint32_t at = smallest_header / 8; at < m_starts.size();) {
+        if (m_starts[at] == 0) {
+            if (get(attribute_layout::type, at * 8) == attribute_type::end_of_attributes) return;
+            while (++at < m_starts.size() && m_starts[at] == 0) {
+            }
+            continue;
+        }
         out.push_back({at * 8, m_starts[at]});
-        end = at * 8 + attribute_length(at * 8).value_or(8);
+        at += attribute_length(at * 8).value_or(8) / 8;
     }
+}
+
+bool replayed_record::same_attribute(const replayed_record& other, const attribute_start& start) const {
+    if (other.m_starts[start.offset / 8] != start.id) return false;
+    const auto length = attribute_length(start.offset);
+    if (!length) return false;
+    const auto same = [&](const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+        return std::memcmp(a.data() + start.offset, b.data() + start.offset, *length) == 0;
+    };
+    return same(m_known, other.m_known) && same(m_bytes, other.m_bytes);
 }
 
 bool replayed_record::complete() const {
@@ -317,9 +330,11 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
     return ends_attribute(there.operation, there, other) ? *length == end : *length >= end;
 }
 
-void replayed_record::learn(const record_step& step, const operation_side& there, const operation_side& other) {
-    if (!agrees(step, there, other)) forget();
+bool replayed_record::learn(const record_step& step, const operation_side& there, const operation_side& other) {
+    const bool fits = agrees(step, there, other);
+    if (!fits) forget();
     write(step, there, other);
+    return fits;
 }
 
 // Puts down what a side of the step says is there. It agrees, or nothing is known.

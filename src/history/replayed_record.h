@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -33,15 +34,19 @@ public:
     // Adds what another state of the same moment knows. Where they contradict each other, the other one counts.
     void merge(const replayed_record& other);
 
-    // Takes what a step says of the state ahead of it, or behind it. What contradicts it is forgotten.
-    void learn_before(const record_step& step) { learn(step, step.undo, step.redo); }
-    void learn_after(const record_step& step) { learn(step, step.redo, step.undo); }
+    // Takes what a step says of the state ahead of it, or behind it. False: that contradicted it, and all was
+    // forgotten.
+    bool learn_before(const record_step& step) { return learn(step, step.undo, step.redo); }
+    bool learn_after(const record_step& step) { return learn(step, step.redo, step.undo); }
     // Carries a step out, or takes it back. Nothing is known afterwards if that does not fit.
     void redo(const record_step& step) { carry_out(step, step.redo, step.undo); }
     void undo(const record_step& step) { carry_out(step, step.undo, step.redo); }
 
     uni::byte_view bytes() const { return std::span<const std::uint8_t>(m_bytes); }
-    bool knows(std::uint64_t offset, std::uint64_t width) const;
+    bool knows(std::uint64_t offset, std::uint64_t width) const {
+        if (!bytes().has(offset, width)) return false;
+        return std::memchr(m_known.data() + offset, 0, static_cast<std::size_t>(width)) == nullptr;
+    }
     // Whether only the MFT copy knows the byte.
     bool is_copied(std::uint64_t offset) const { return offset < m_known.size() && m_known[offset] == by_copy; }
     // The identifier of the attribute that begins there; 0 for none.
@@ -50,12 +55,18 @@ public:
     }
     template <class integer>
     std::optional<integer> get(uni::field<integer> f, std::uint32_t base = 0) const {
-        if (!knows(std::uint64_t{base} + f.offset, sizeof(integer))) return std::nullopt;
+        const std::uint64_t begin = std::uint64_t{base} + f.offset;
+        if (!bytes().has(begin, sizeof(integer))) return std::nullopt;
+        for (std::uint64_t at = begin; at < begin + sizeof(integer); ++at) {
+            if (m_known[at] == 0) return std::nullopt;
+        }
         return bytes().from(base).get(f);
     }
     std::optional<bool> in_use() const { return m_in_use; }
     // Attributes in their order; none lies inside of another.
     void list_attributes(std::vector<attribute_start>& out) const;
+    // Whether an attribute of known length is the same in another state of the record.
+    bool same_attribute(const replayed_record& other, const attribute_start& start) const;
     // The runs of a non-resident attribute, if they are known.
     std::optional<run_reader> runs_of(std::uint32_t attribute) const;
     // All attributes are known, up to the end marker.
@@ -75,7 +86,7 @@ private:
         std::uint64_t lag_end;
     };
 
-    void learn(const record_step& step, const operation_side& there, const operation_side& other);
+    bool learn(const record_step& step, const operation_side& there, const operation_side& other);
     void carry_out(const record_step& step, const operation_side& done, const operation_side& was);
     bool change(const record_step& step, const operation_side& done, const operation_side& was);
     std::size_t pieces_of(const record_step& step, const operation_side& there, std::array<piece, 4>& out) const;
@@ -109,6 +120,7 @@ private:
     std::vector<std::uint8_t> m_known;    // of each byte: 0, `by_log` or `by_copy`
     std::vector<std::uint32_t> m_starts;  // identifiers, one for 8 bytes; 0: no attribute begins here
     std::optional<bool> m_in_use;         // may be known where the other flags are not
+    bool m_blank = true;                  // nothing is known
     std::uint32_t m_generation = 0;
     std::uint32_t m_last_id = 0;
 };

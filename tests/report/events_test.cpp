@@ -379,9 +379,8 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         return resident(type, bytes(size), {.name = name});
     };
     const auto lying = [](const std::u16string& name, u64 size, u32 type = 0x80) {
-        return nonresident(
-            type, bytes(8),
-            {.name = name, .allocated_size = 4096, .real_size = size, .initialized_size = size});
+        return nonresident(type, bytes(8),
+                           {.name = name, .allocated_size = 4096, .real_size = size, .initialized_size = size});
     };
     const auto added = [&](const std::u16string& name, u32 type = 0x80, u16 place = 200) {
         return to_record(5, 6, lying(name, 0, type), {}, place);
@@ -437,8 +436,8 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
                            .add({sized(9, 10, 304), end()});
     EXPECT_EQ(known.told({3, 4}), (texts{"link_added|[root]\\a", "stream_added|[root]\\a:s", "resized|[root]\\a",
                                          "resized|[root]\\a:s", "stream_removed|[root]\\a:s", "resized|[root]\\a"}));
-    const memory_file mft(mft_image(
-        {{.number = 0}, {.lsn = 1020, .attributes = {name_image{}.attribute(), lying(u"s", 20)}}}, 41));
+    const memory_file mft(
+        mft_image({{.number = 0}, {.lsn = 1020, .attributes = {name_image{}.attribute(), lying(u"s", 20)}}}, 41));
     const story lone = story().add({came(file, root, u"a"), end()}).add({sized(10, 20, 168), end()});
     EXPECT_EQ(lone.told({4}, {"-mftfile", mft.path()}).at(1), "[root]\\a:s");
     const memory_file extended(mft_image(
@@ -698,9 +697,7 @@ TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
           {modified(noon + 5 * hour, noon + 4 * hour), end()}},
          {"created"}},
         {"once sizes were written",
-         {{make, name, end()},
-          {to_record(11, 11, bytes(24), bytes(24), 200), end()},
-          {created(noon - hour), end()}},
+         {{make, name, end()}, {to_record(11, 11, bytes(24), bytes(24), 200), end()}, {created(noon - hour), end()}},
          {"created"}},
         {"more bytes replaced than written", {{standard(24, pack(noon, u32{0x20}), pack(noon + hour)), end()}}, {}},
         {"more bytes written than replaced", {{standard(24, pack(noon), pack(noon + hour, u32{0x21})), end()}}, {}},
@@ -793,7 +790,8 @@ TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
         };
         const story made = story()
                                .add({place(born({noon, noon, noon, noon})), came(file, root, u"a"), end()})
-                               .add({place(journal(0x8000), usn_image{}.usn), place(standard(32, pack(u32{0x20}), pack(u32{0x21}))), end()});
+                               .add({place(journal(0x8000), usn_image{}.usn),
+                                     place(standard(32, pack(u32{0x20}), pack(u32{0x21}))), end()});
         EXPECT_EQ(made.told({3, 7}), (texts{"created|40", "attributes_set|40"}));
         // A row of a step that names a place alone. In the first cluster no record tells the size.
         const auto row_tells = [&made](const argument_list& more) {
