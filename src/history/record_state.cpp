@@ -54,7 +54,7 @@ private:
     void read_attribute(const replayed_record::attribute_start& start, bool is_base) {
         const std::uint32_t at = start.offset;
         if (m_other == nullptr && m_record.get(type, at) != attribute_type::file_name) return;
-        if (m_other != nullptr && m_record.same_attribute(*m_other, start)) return;
+        if (m_other != nullptr && m_other->in_use() != false && m_record.same_attribute(*m_other, start)) return;
         found_attribute& found = m_out.attributes.emplace_back();
         found.id = start.id;
         found.state.present = presence::present;
