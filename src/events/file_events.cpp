@@ -130,19 +130,20 @@ std::optional<file_name_view> file_events::birth_name(const record_change& birth
 }
 
 void file_events::find_birth() {
-    for (const record_change* const record : m_changes->records) {
-        if (!record->is_birth() || record->number != m_changes->file.number() || m_created) continue;
-        const auto name = birth_name(*record);
-        if (!name) continue;
-        found_event& created = add(event_kind::created, record->image);
-        created.name = *name;
-        created.record = record;
-        m_created = true;
-        for (const link_change& came : m_links.came) {
-            if (came.in_index && compare_links(came.name, *name) != 0) add(event_kind::link_added, came);
-        }
-        find_birth_attributes(*name);
+    const auto birth = std::ranges::find_if(m_changes->records, [this](const record_change* record) {
+        return record->is_birth() && record->number == m_changes->file.number();
+    });
+    m_birth = birth != m_changes->records.end() ? *birth : nullptr;
+    const auto name = m_birth != nullptr ? birth_name(*m_birth) : std::nullopt;
+    if (!name) return;
+    found_event& created = add(event_kind::created, m_birth->image);
+    created.name = *name;
+    created.record = m_birth;
+    m_created = true;
+    for (const link_change& came : m_links.came) {
+        if (came.in_index && compare_links(came.name, *name) != 0) add(event_kind::link_added, came);
     }
+    find_birth_attributes(*name);
 }
 
 void file_events::find_birth_attributes(const file_name_view& name) {
@@ -207,7 +208,7 @@ void file_events::find_links() {
 // there. The names of a file record that is put to use may be those of one that is written again.
 bool file_events::proves_link(const link_change& change) const {
     const transaction_facts& transaction = m_changes->transaction;
-    if (!change.in_index && std::ranges::any_of(m_changes->records, &record_change::is_birth)) return false;
+    if (!change.in_index && m_birth != nullptr) return false;
     return change.by_attribute || (transaction.done && !transaction.cut && !transaction.splits_index);
 }
 

@@ -106,6 +106,7 @@ private:
     std::uint32_t m_reasons = 0;  // of the journal records
     std::uint32_t m_said = 0;     // of the reasons those that an event says
     std::optional<bool> m_is_folder;
+    const record_change* m_birth = nullptr;  // the first
     bool m_created = false;
     bool m_deleted = false;
 };
