@@ -50,13 +50,18 @@ std::optional<std::string> parse_alone(const run_context& run, evidence& stores,
     return std::nullopt;
 }
 
+// A folder may hold anything; a log that was named, or that cannot be opened, is missed.
+bool is_loss(const logfile_options& options, const log_store& log, const std::string& reason) {
+    return options.extended && !reason.empty() && (options.pipe_mode || log.open_error != 0);
+}
+
 bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
     const bool show_progress = run.options.show_progress;
     const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
     if (show_progress) say_parsing(shown);
     if (const auto reason = parse_alone(run, stores, path)) {
-        if (show_progress) say_parsing_failed(run.options, shown, *reason);
+        if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, shown, *reason);
         return false;
     }
     run.report.write(stores, path);

@@ -52,7 +52,9 @@ void tell_what_is_needed(const logfile_options& options, const std::string& head
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.have_log || options.lists_logs()) {
+    if (options.extended && options.lists_logs()) {
+        uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
+    } else if (options.have_log || options.lists_logs()) {
         write_usage();
     } else {
         uni::console_write("Need to specify a $LogFile in your arguments [-log <file>]\n\n");
@@ -113,7 +115,10 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     bool reported = false;
     try {
         log_report report(options, outputs.diags, report_sink);
-        reported = parse_and_report({options, outputs, report, findings});
+        const run_context run{options, outputs, report, findings};
+        reported = parse_and_report(run);
+        for (const std::string& path : report.unread_inputs())
+            say_reading_failed(run, path);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }

@@ -1,5 +1,7 @@
 #include "driver/run_steps.h"
 
+#include <algorithm>
+
 #include "logfile/scanner.h"
 #include "logfile/told_sizes.h"
 #include "logfile/whole_log.h"
@@ -22,11 +24,9 @@ void settle_sizes(log_store& store, const logfile_options& options) {
 }  // namespace
 
 bool parse_log(log_store& store, const std::string& path, const logfile_options& options) {
-    if (options.show_coverage) {
-        store.pages.emplace();
-        store.carry.drop();  // nothing of the log before this one
-    }
+    if (options.show_coverage) store.pages.emplace();
     store.keeps_pages = options.show_cut || options.show_coverage;
+    if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
     if (!scan_logfile(store, path)) return false;
     if (store.keeps_pages) complete_log(store);
     settle_sizes(store, options);
@@ -43,6 +43,9 @@ void say_parsing_failed(const logfile_options& options, const std::string& path,
 
 void say_reading_failed(const run_context& run, const std::string& path) {
     run.findings.unreadable = true;
+    argument_list& said = run.findings.said_unreadable;
+    if (std::ranges::find(said, path) != said.end()) return;
+    said.push_back(path);
     uni::console_write("prob reading file: " + path + '\n');
 }
 

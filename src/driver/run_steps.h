@@ -14,6 +14,7 @@ namespace kest {
 struct run_findings {
     bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
                               // rest, and fails
+    argument_list said_unreadable;  // each once
     left_out omitted;
 };
 

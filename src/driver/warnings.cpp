@@ -25,7 +25,7 @@ std::string warnings_of_left(const argument_list& left) {
     return ignored.empty() ? std::string() : warning_line("ignored", joined(ignored, '\''));
 }
 
-// `shown` is how the input is named. What cannot be opened is told by whoever needs it.
+// `shown` is how the input is named. What cannot be opened is reported by whoever needs it.
 std::string warnings_of_kind(const std::string& path, input_kind expected, const std::string& shown) {
     uni::file file;
     if (path.empty() || !file.open(path, uni::open_mode::read)) return {};

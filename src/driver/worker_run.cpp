@@ -118,7 +118,8 @@ void say_journal_warnings(const logfile_options& options, const usn_journal& jou
 
 // Brings the journal records found in the log into the inode store; says what became of each.
 // Kept: once one record has told the store nothing new, no later one counts as unique. The order of the records
-// decides, so a log is always listed alike.
+// decides, so a log is always listed alike. Where the log was read whole each counts for itself: the oldest comes first
+// then, and is in the MFT as a rule.
 std::vector<merged_record> merge_log_inodes(evidence& stores) {
     std::vector<merged_record> merged;
     merged.reserve(stores.log.log_inode_records.size());
@@ -126,7 +127,7 @@ std::vector<merged_record> merge_log_inodes(evidence& stores) {
     for (const inode_record& element : stores.log.log_inode_records) {
         bool known = false;
         const std::uint64_t result = merge_inode_record(stores.inodes, element, known, true);
-        known_flag = known_flag || known;
+        known_flag = known || (known_flag && !stores.log.keeps_pages);
         const bool taken = result != _inode_collection::not_merged;
         merged.push_back({.store_index = taken ? result : 0, .unique = taken && !known_flag});
     }

@@ -198,7 +198,7 @@ void json_writer::close(char bracket) {
 void json_members::clear() {
     m_members.clear();
     m_seen = 0;
-    m_put_anew = false;
+    m_repeat = false;
 }
 
 bool json_members::join_known(std::size_t place) {
@@ -207,7 +207,7 @@ bool json_members::join_known(std::size_t place) {
         if (at == place || known.key != m_members[place].key) continue;
         m_members[known.last].next = place;
         known.last = place;
-        m_put_anew = true;
+        m_repeat = true;
         return true;
     }
     return false;

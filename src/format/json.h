@@ -20,7 +20,7 @@ char* put_json_text(char* at, std::string_view text);
 std::size_t most_json_bytes(std::string_view text);
 
 // A time as RFC 3339 has it, in UTC and between quotes. A value without a calendar form is its ticks, between quotes,
-// too, as many readers of JSON would round the number. Seven digits of fraction tell the tick; readers that look for
+// too, as many readers of JSON would round the number. Seven digits of fraction hold the tick; readers that look for
 // times by themselves take six at most.
 constexpr unsigned digits_of_ticks = 7, digits_to_be_found = 6;
 void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits);
@@ -87,24 +87,22 @@ private:
 class json_members {
 public:
     void clear();
-    // Notes a value that was written from `begin` to `end`. The key must outlive the object. It is looked for among all
-    // keys, of which there are few, as they are words of ours.
+    // Notes a value that was written from `begin` to `end`; one that is `listed` stands between brackets, which are not
+    // noted. The key must outlive the object. It is looked for among all keys, of which there are few, as they are
+    // words of ours.
     void add(std::string_view key, std::size_t begin, std::size_t end, bool listed) {
         const std::uint64_t bit = std::uint64_t{1} << ((key.size() * 7 + static_cast<std::uint8_t>(key.back())) % 64);
         const std::size_t place = m_members.size();
         m_members.push_back({key, begin, end, none, place, none, listed});
-        m_put_anew = m_put_anew || listed;
         if ((m_seen & bit) != 0 && join_known(place)) return;
         m_seen |= bit;
         if (place != 0) m_members[m_last_key].next_key = place;
         m_last_key = place;
     }
-    // Whether the members are not what their text is: arrays have yet to be made.
-    bool put_anew() const { return m_put_anew; }
-    // Bytes that the members take at most, of the bytes of their text.
-    std::size_t most_bytes(std::size_t text) const { return text + 2 * m_members.size(); }
+    // Whether a key came again: the members are not what their text is.
+    bool repeat() const { return m_repeat; }
     std::size_t capacity() const { return m_members.capacity() * sizeof(member); }  // bytes
-    // Puts the members with their values out of `text` where there is room for `most_bytes`; returns the end.
+    // Puts the members with their values out of `text` where there is room for as many bytes; returns the end.
     char* put(char* at, std::string_view text) const;
 
 private:
@@ -124,7 +122,7 @@ private:
     std::vector<member> m_members;
     std::size_t m_last_key = 0;
     std::uint64_t m_seen = 0;  // a bit for what some keys have in common: one that is not set was never given
-    bool m_put_anew = false;
+    bool m_repeat = false;
 };
 
 }  // namespace kest

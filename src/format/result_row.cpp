@@ -91,7 +91,7 @@ char* put_padding(char* at, std::size_t written, std::size_t width) {
 }
 
 // Kept: a decimal number, too, is padded as if "0x" stood in front of it.
-char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const row_style& style, bool base16) {
+char* put_wide_number(char* at, std::uint64_t number, std::size_t width, const row_style& style, bool base16) {
     const std::size_t digits = width_left(width, hex_prefix.size());
     if (base16) return put_hex(put(at, hex_prefix), number, style.no_whitespace ? hex_digits : digits);
     char text[most_number_bytes];
@@ -103,8 +103,11 @@ char* put_number_cell(char* at, std::uint64_t number, std::size_t width, const r
 }  // namespace
 
 void result_row::clear() {
-    for (std::size_t column = 0; column < m_cells.size(); ++column)
-        text(column);
+    for (result_cell& cell : m_cells) {
+        cell.type = result_cell::kind::shown_text;
+        cell.led_by_blank = false;
+        cell.shown = {};
+    }
 }
 
 std::string& result_row::text(std::size_t column) {
@@ -126,9 +129,9 @@ void result_row::show_time(std::size_t column, std::string_view text, bool led_b
     cell.shown = text;
 }
 
-void result_row::set_number(std::size_t column, std::uint64_t value) {
+void result_row::set(std::size_t column, result_cell::kind type, std::uint64_t value) {
     result_cell& cell = m_cells[column];
-    cell.type = result_cell::kind::number;
+    cell.type = type;
     cell.led_by_blank = false;
     cell.shown = {};
     cell.number = value;
@@ -153,12 +156,22 @@ void row_writer::write_header() {
     std::string line;
     std::string_view separator;
     for (const row_column& column : m_columns) {
-        line.append(separator).append(column.title);
-        append_padding(line, column.title.size(), column.width);
+        const std::string title = shown_title(column);
+        line.append(separator).append(title);
+        append_padding(line, title.size(), column.width);
         separator = m_style.separator;
     }
     line += '\n';
     m_sink.write(line);
+}
+
+// What separates fields is in a title what it is in a value.
+std::string row_writer::shown_title(const row_column& column) const {
+    if (m_style.quotes && needs_quotes(column.title)) return quote + column.title + quote;
+    if (!column.marks_separator || m_telling.empty()) return column.title;
+    std::string marked;
+    append_marked_text(marked, column.title, m_telling);
+    return marked;
 }
 
 // Few rows hold a line end: they are looked for in the finished line.
@@ -241,7 +254,7 @@ bool row_writer::needs_quotes(std::string_view text) const {
 void row_writer::mark_line_ends(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
-        if (m_columns[at].words_alone || cell.type == result_cell::kind::number) continue;
+        if (m_columns[at].words_alone || cell.is_number()) continue;
         if (cell.value().size() > most_in_place || !holds_line_end(cell.value())) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;
@@ -250,12 +263,14 @@ void row_writer::mark_line_ends(result_row& row) const {
     }
 }
 
-// Few values hold what separates them.
+// Few values hold what separates them, and most cells of an event are short or empty: a single byte is looked for
+// first.
 void row_writer::mark_separators(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
-        if (!m_columns[at].marks_separator || cell.type == result_cell::kind::number) continue;
-        if (cell.value().find(m_telling) == std::string_view::npos) continue;
+        const std::string_view value = cell.is_number() ? std::string_view{} : cell.value();
+        if (value.empty() || !m_columns[at].marks_separator) continue;
+        if (value.find(m_telling.front()) == value.npos || value.find(m_telling) == value.npos) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;
         cell.text.clear();
@@ -282,8 +297,13 @@ char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, 
         if (column != 0) at = put(at, m_style.separator);
         if (cell.led_by_blank) *at++ = ' ';
         const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
+        if (cell.type == result_cell::kind::wide_number) {
+            at = put_wide_number(at, cell.number, width, m_style, m_base16);
+            continue;
+        }
         if (cell.type == result_cell::kind::number) {
-            at = put_number_cell(at, cell.number, width, m_style, m_base16);
+            const std::size_t size = put_number(at, cell.number, m_base16);
+            at = put_padding(at + size, size, width);
             continue;
         }
         const std::string_view text = cell.value();

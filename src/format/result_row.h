@@ -30,15 +30,16 @@ struct row_column {
 
 // One field of a line.
 struct result_cell {
-    enum class kind : std::uint8_t { own_text, shown_text, number };
+    enum class kind : std::uint8_t { own_text, shown_text, number, wide_number };
 
-    kind type = kind::own_text;
+    kind type = kind::shown_text;
     bool led_by_blank = false;  // one blank before the value, which is part of the field's width
     std::string text;
     std::string_view shown;
     std::uint64_t number = 0;
 
     std::string_view value() const { return type == kind::own_text ? std::string_view(text) : shown; }
+    bool is_number() const { return type == kind::number || type == kind::wide_number; }
 };
 
 // A report line as cells, named by their column's place.
@@ -56,9 +57,15 @@ public:
     // Texts that are not copied: they stand until the row has been emitted.
     void show_text(std::size_t column, std::string_view text);
     void show_time(std::size_t column, std::string_view text, bool led_by_blank);
-    void set_number(std::size_t column, std::uint64_t value);
+    void set_number(std::size_t column, std::uint64_t value) { set(column, result_cell::kind::number, value); }
+    // One of many digits: where lines are padded it fills its column.
+    void set_wide_number(std::size_t column, std::uint64_t value) {
+        set(column, result_cell::kind::wide_number, value);
+    }
 
 private:
+    void set(std::size_t column, result_cell::kind type, std::uint64_t value);
+
     std::vector<result_cell> m_cells;
 };
 
@@ -80,6 +87,7 @@ public:
     void emit_row(result_row& row);
 
 private:
+    std::string shown_title(const row_column& column) const;
     // Says whether it wrote the line: with `wants_marks`, not where a value may hold a line end.
     bool put_line(const result_row& row, bool wants_marks);
     void mark_line_ends(result_row& row) const;

@@ -29,12 +29,14 @@ constexpr character_range shapeless[] = {
     {0x200B, 0x200F},    // zero width, joiners, directions
     {0x2028, 0x202E},    // line ends, directions
     {0x2060, 0x206F},    // joiners, operators that are not seen, directions
+    {0x2800, 0x2800},    // a blank of Braille
     {0x3164, 0x3164},    // filler
     {0xD800, 0xDFFF},    // surrogates
     {0xFE00, 0xFE0F},    // variations
     {0xFEFF, 0xFEFF},    // zero width
     {0xFFA0, 0xFFA0},    // filler
     {0xFFF0, 0xFFFB},    // annotations
+    {0x13430, 0x1343F},  // joiners of hieroglyphs
     {0x1BCA0, 0x1BCA3},  // controls of shorthand
     {0x1D173, 0x1D17A},  // controls of music
     {0xE0000, 0xE0FFF},  // tags and variations
@@ -43,6 +45,10 @@ constexpr character_range shapeless[] = {
 bool is_shapeless(char32_t point) {
     const auto* const range = std::ranges::lower_bound(shapeless, point, {}, &character_range::last);
     return range != std::end(shapeless) && point >= range->first;
+}
+
+constexpr bool is_printable_ascii(char32_t point) {
+    return point >= 0x20 && point < 0x7F;
 }
 
 constexpr bool is_separator(char32_t point) {
@@ -132,7 +138,10 @@ bool append_safe(std::string& out, reader text, bool is_name) {
     char* put = plain;
     while (!text.at_end()) {
         const char32_t point = text.next();
-        if ((point == '[' && word_follows(text)) || (is_name && is_separator(point)) || is_shapeless(point)) {
+        const bool misleads = !is_printable_ascii(point) ? is_shapeless(point)
+                              : point == '['             ? word_follows(text)
+                                             : is_name && (is_separator(point) || (point == ' ' && text.at_end()));
+        if (misleads) {
             out.append(plain, put);
             put = plain;
             append_word(out, point);
@@ -150,8 +159,8 @@ bool append_safe(std::string& out, reader text, bool is_name) {
 }
 
 // What times, paths, reasons and the notation of details are made of, and those that are in nearly all of these.
-constexpr std::string_view own_marks = "_-.,;\\<>()*";
-constexpr std::string_view untelling = " :=[]";
+constexpr std::string_view own_marks = "-.,;\\<>()*";
+constexpr std::string_view untelling = " :=[]_";  // "_" is in titles
 
 constexpr bool is_letter_or_digit(char32_t point) {
     return (point >= '0' && point <= '9') || (point >= 'A' && point <= 'Z') || (point >= 'a' && point <= 'z');
@@ -188,7 +197,7 @@ std::optional<std::string_view> telling_character(std::string_view separator) {
     std::optional<std::string_view> found;
     while (!separator.empty()) {
         const std::size_t bytes = uni::utf8_character_bytes(separator);
-        if (bytes == 0) return std::string_view();
+        if (bytes == 0) return std::nullopt;  // may be part of a character in a value
         const char32_t point = uni::utf8_character(separator, bytes);
         if (is_shapeless(point)) return std::string_view();
         const std::string_view character = separator.substr(0, bytes);

@@ -13,7 +13,8 @@ namespace kest {
 // its own (directions, joiners, tags), a surrogate without its half, [0xD800]. "[" is [[] where what it begins would
 // read as such a word. So two texts never come to the same, and each can be read back.
 //
-// A name is one part of a path: separators within it, "\", "/" and ":", are words, too. Nothing ends it but its length.
+// A name is one part of a path: separators within it, "\", "/" and ":", are words, too, and so is a blank at its end,
+// which padding would hide. Nothing ends it but its length.
 //
 // All say whether a word was needed. UTF-16 is little-endian; a byte that is no UTF-8 becomes [0xDC80] to [0xDCFF].
 bool append_safe_name(std::string& out, uni::byte_view units);
@@ -22,7 +23,7 @@ bool append_safe_name(std::string& out, std::string_view text);
 bool append_safe_text(std::string& out, uni::byte_view units);
 bool append_safe_text(std::string& out, std::string_view text);
 
-// For a value between quotes: a quote has "\" ahead of it, and so has "\" itself.
+// For a value between quotes: "\" stands before a quote, and before "\" itself.
 void append_quoted_text(std::string& out, std::string_view text);
 
 // The character of a separator of fields that a value must not hold: then no field becomes two. Empty where no value

@@ -75,7 +75,7 @@ std::string time_text(std::uint64_t ticks, format_flags flags);
 // The same in two strings, both empty for a value without a calendar form.
 void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t ticks, format_flags flags);
 
-// As RFC 3339 has it: "2026-03-16T09:11:16.1234567Z". `digits` of fraction, nine at most; seven tell the tick. Appends
+// As RFC 3339 has it: "2026-03-16T09:11:16.1234567Z". `digits` of fraction, nine at most; seven hold the tick. Appends
 // nothing for a value without a calendar form. `zone` may be another word for UTC.
 void append_internet_time(std::string& out, std::uint64_t ticks, unsigned digits, std::string_view zone = "Z");
 

@@ -9,34 +9,10 @@ namespace {
 
 constexpr std::size_t block_size = 65'536;  // bytes; holes are stepped over in such
 constexpr std::size_t page_size = 4096;     // of a journal
-constexpr std::size_t granule = 8;          // records begin and end at multiples of it
 
 // At hand for a record and the one after it, where the file goes on.
 constexpr std::size_t two_records = 2 * page_size;
 constexpr std::size_t buffer_size = (1 << 20) + two_records;
-
-constexpr std::uint64_t highest_number = 0xFFFF'FFFF;           // of a file record
-constexpr std::uint32_t longest_name = 255 * sizeof(char16_t);  // bytes
-
-bool name_sound(const usn_record& record) {
-    const std::uint32_t length = record.get(&usn_layout::name_length);
-    return record.get(&usn_layout::name_offset) == record.name_begin() && length != 0 && length % 2 == 0 &&
-           length <= longest_name && record.name().size() == length &&
-           record.length() - (record.name_begin() + length) < granule;
-}
-
-// A record at the beginning of `bytes`, whole and about a file.
-std::optional<usn_record> sound_record(uni::byte_view bytes) {
-    const std::uint32_t length = stated_usn_length(bytes);
-    if (length > bytes.size() || length % granule != 0) return std::nullopt;
-    const std::optional<usn_record> record = read_usn_record(bytes.slice(0, length));
-    if (!record) return std::nullopt;
-    const inode_ref file = record->file();
-    const bool sound = file.number() <= highest_number && file.sequence() != 0 &&
-                       record->parent().number() <= highest_number &&
-                       (!record->has(&usn_layout::name) || name_sound(*record));
-    return sound ? record : std::nullopt;
-}
 
 // A journal that is asked for records of version 3 makes them of those of version 2, with longer references.
 std::uint32_t length_in_journal(const usn_record& record) {
@@ -46,14 +22,14 @@ std::uint32_t length_in_journal(const usn_record& record) {
 
 bool page_holds(const usn_record& record) {
     const std::uint64_t usn = record.get(&usn_layout::usn);
-    return usn % granule == 0 && usn % page_size + length_in_journal(record) <= page_size;
+    return usn % usn_granule == 0 && usn % page_size + length_in_journal(record) <= page_size;
 }
 
 // Whether what stands after the record goes on where it ends: the next record, the zeros that fill up its page, or
 // nothing.
 bool leads_on(const usn_record& record, uni::byte_view after) {
     if (after.u64(0) == 0) return true;
-    const std::optional<usn_record> next = sound_record(after);
+    const std::optional<usn_record> next = sound_usn_record(after);
     if (!next) return false;
     const std::uint64_t usn = record.get(&usn_layout::usn);
     const std::uint64_t next_usn = next->get(&usn_layout::usn);
@@ -61,12 +37,25 @@ bool leads_on(const usn_record& record, uni::byte_view after) {
            next_usn == (usn / page_size + 1) * page_size;
 }
 
+// Whether a record after damage proves it: one whose USN is as far from its own as it lies in the file. `bytes` begin
+// with the record. The one after it may be damaged as a whole.
+bool is_confirmed(const usn_record& record, uni::byte_view bytes) {
+    constexpr std::size_t farthest = 1024;
+    const std::size_t end = std::min(bytes.size(), record.length() + farthest);
+    for (std::size_t at = record.length(); at < end; at += usn_granule) {
+        const std::optional<usn_record> later = sound_usn_record(bytes.from(at));
+        if (later && later->get(&usn_layout::usn) == record.get(&usn_layout::usn) + at) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 journal_cursor::journal_cursor(const uni::file& file, journal_resync resync)
     : m_resync(resync),
       m_reader(file, 0, file.size(), block_size),
-      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size) {}
+      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size),
+      m_wanted(resync == journal_resync::at_pages ? 1 : two_records) {}
 
 const journal_record* journal_cursor::next() {
     return m_resync == journal_resync::at_pages ? next_at_pages() : next_at_records();
@@ -88,7 +77,7 @@ const journal_record* journal_cursor::next_at_pages() {
 
 const journal_record* journal_cursor::next_at_records() {
     while (supply()) {
-        const std::optional<usn_record> record = sound_record(rest());
+        const std::optional<usn_record> record = sound_usn_record(rest());
         if (record && belongs(*record)) {
             m_lost = false;
             return give(*record);
@@ -106,19 +95,20 @@ const journal_record* journal_cursor::give(const usn_record& record) {
 }
 
 // A record whose USN fits the one before it stands where it should. Another one may begin a piece of the journal that
-// lies elsewhere in the file, and then what comes after it says so, too. One that stands alone counts right after
-// another record, where nothing else is to be expected: its USN is damaged, or records are left out. Among bytes that
-// are no record it may be anything, such as a name that was made to look like one.
+// lies elsewhere in the file, and then what comes after it says so, too, across one damaged record. One that stands
+// by itself counts right after another record, where nothing else is to be expected: its USN is damaged, or records are
+// left out. Among bytes that are no record it may be anything, such as a name that was made to look like one.
 bool journal_cursor::belongs(const usn_record& record) {
     const std::uint64_t begin = record.get(&usn_layout::usn) - place();
     if (m_begin == begin) return true;
-    if (!page_holds(record) || !leads_on(record, rest().from(record.length()))) return !m_lost;
+    if (!page_holds(record)) return !m_lost;
+    if (!leads_on(record, rest().from(record.length())) && !(m_lost && is_confirmed(record, rest()))) return !m_lost;
     m_begin = begin;
     return true;
 }
 
 void journal_cursor::pass_over() {
-    const std::size_t step = std::min(granule, rest().size());
+    const std::size_t step = std::min(usn_granule, rest().size());
     const auto passed = rest().slice(0, step).bytes();
     if (std::ranges::any_of(passed, [](std::uint8_t byte) { return byte != 0; })) {
         m_reading.unread_bytes += step;
@@ -128,9 +118,8 @@ void journal_cursor::pass_over() {
 }
 
 // Sees to it that as much is at hand as is asked for, or all up to a hole or the end. False at the end.
-bool journal_cursor::supply() {
-    const std::size_t wanted = m_resync == journal_resync::at_pages ? 1 : two_records;
-    while (rest().size() < wanted) {
+bool journal_cursor::supply_more() {
+    while (rest().size() < m_wanted) {
         if (m_ended || !m_reader.advance()) break;
         if (!rest().empty() && m_reader.position() != m_offset + m_bytes.size()) break;
         m_ended = !read_block();

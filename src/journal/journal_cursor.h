@@ -53,7 +53,8 @@ public:
 private:
     uni::byte_view rest() const { return m_bytes.from(m_at); }
     std::uint64_t place() const { return m_offset + m_at; }
-    bool supply();
+    bool supply() { return rest().size() >= m_wanted || supply_more(); }
+    bool supply_more();
     bool read_block();
     const journal_record* next_at_pages();
     const journal_record* next_at_records();
@@ -64,6 +65,7 @@ private:
     const journal_resync m_resync;
     uni::block_reader m_reader;
     std::vector<std::uint8_t> m_buffer;
+    const std::size_t m_wanted;  // bytes at hand for the next record
     std::uint64_t m_offset = 0;  // of the bytes at hand, in the file
     uni::byte_view m_bytes;      // at hand; without a hole
     std::size_t m_at = 0;        // in them: what comes next

@@ -16,21 +16,19 @@ public:
     // The file is open and outlives the probe.
     explicit journal_probe(const uni::file& file);
 
+    // A read failed: what was not found may be there.
+    bool incomplete() const { return m_incomplete; }
     // Whether there is a record. The others may be asked only then.
-    bool any() const { return m_first.has_value(); }
+    bool any() const { return m_first_shift.has_value(); }
     std::uint64_t lowest_usn() const { return m_lowest; }  // of the records at the ends
     std::uint64_t highest_usn() const { return m_highest; }
     // USNs are offsets in the journal. True if the file lacks nothing of it between its first and its last record.
-    bool contiguous() const { return m_first->shift == m_last->shift; }
+    bool contiguous() const { return m_first_shift == m_last_shift; }
 
     // Nothing if the record is not where the first one lets expect it. Stands until the next call.
     std::optional<usn_record> find(std::uint64_t usn);
 
 private:
-    struct found_record {
-        std::uint64_t shift = 0;  // its USN less its offset
-    };
-
     uni::byte_view read(std::uint64_t offset, std::size_t length);
     bool scan(std::uint64_t offset, std::size_t length);
     void find_first();
@@ -38,10 +36,11 @@ private:
 
     const uni::file& m_file;
     std::vector<std::uint8_t> m_buffer;
-    std::optional<found_record> m_first;
-    std::optional<found_record> m_last;
+    std::optional<std::uint64_t> m_first_shift;  // of the first record: its USN less its offset
+    std::optional<std::uint64_t> m_last_shift;
     std::uint64_t m_lowest = ~std::uint64_t{0};
     std::uint64_t m_highest = 0;
+    bool m_incomplete = false;
 };
 
 }  // namespace kest

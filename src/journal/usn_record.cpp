@@ -91,6 +91,14 @@ bool take_details(inode_record& record, const usn_record& told) {
     return true;
 }
 
+bool name_sound(const usn_record& record) {
+    constexpr std::uint32_t longest_name = 255 * sizeof(char16_t);  // bytes
+    const std::uint32_t length = record.get(&usn_layout::name_length);
+    return record.get(&usn_layout::name_offset) == record.name_begin() && length != 0 && length % 2 == 0 &&
+           length <= longest_name && record.name().size() == length &&
+           record.length() - (record.name_begin() + length) < usn_granule;
+}
+
 }  // namespace
 
 std::span<const flag_word> reason_words() {
@@ -105,6 +113,19 @@ std::optional<usn_record> read_usn_record(uni::byte_view bytes) {
     const std::uint32_t length = stated_usn_length(bytes);
     if (length <= layout.floor || length > longest_record) return std::nullopt;
     return usn_record(bytes, layout);
+}
+
+std::optional<usn_record> sound_usn_record(uni::byte_view bytes) {
+    constexpr std::uint64_t highest_number = 0xFFFF'FFFF;  // of a file record
+    const std::uint32_t length = stated_usn_length(bytes);
+    if (length > bytes.size() || length % usn_granule != 0) return std::nullopt;
+    const std::optional<usn_record> record = read_usn_record(bytes.slice(0, length));
+    if (!record) return std::nullopt;
+    const inode_ref file = record->file();
+    const bool sound = file.number() <= highest_number && file.sequence() != 0 &&
+                       record->parent().number() <= highest_number &&
+                       (!record->has(&usn_layout::name) || name_sound(*record));
+    return sound ? record : std::nullopt;
 }
 
 bool parse_usn_record(inode_record& record, uni::byte_view bytes) {

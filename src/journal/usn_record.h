@@ -110,6 +110,12 @@ inline bool is_usn_record(uni::byte_view bytes) {
     return read_usn_record(bytes).has_value();
 }
 
+constexpr std::size_t usn_granule = 8;  // bytes: records begin and end at multiples of it
+
+// The same of a record that is whole within `bytes` and says of which file it is, with a name where its version has
+// one.
+std::optional<usn_record> sound_usn_record(uni::byte_view bytes);
+
 // Takes what one journal record says of its file. `bytes` may end within the record: false then, with `record`
 // filled as far as it got.
 bool parse_usn_record(inode_record& record, uni::byte_view bytes);

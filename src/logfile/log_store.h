@@ -33,8 +33,8 @@ struct log_page {
     uni::byte_view bytes;
 };
 
-// A log as parsed: its records in the order in which the file holds them, and what links them. Positions are
-// 32-bit indexes into `entries`.
+// A log as parsed: its records in the order in which the file holds them, or of their LSNs after `complete_log`, and
+// what links them. Positions are 32-bit indexes into `entries`.
 struct log_store {
     uni::large_vector<log_entry> entries;
 
@@ -42,8 +42,8 @@ struct log_store {
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page
     std::vector<tail_name_image> tail_names_second;     // name table of the second
-    std::vector<log_page> record_pages;  // by file offset; kept if `keeps_pages` is set ahead of the scan
-    bool keeps_pages = false;
+    std::vector<log_page> record_pages;                 // by file offset; kept if `keeps_pages` is set before the scan
+    bool keeps_pages = false;         // `complete_log` follows the scan, and gathers journal records and chains
     std::optional<page_tally> pages;  // counted if there is one
 
     int open_error = 0;  // why the file could not be opened, as `errno` has it
@@ -52,7 +52,7 @@ struct log_store {
     bool incomplete = false;
 
     // Filled by `link_chains`.
-    uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first in file order
+    uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first of the entries
     uni::large_vector<std::uint32_t> chain_records;  // positions in `entries`, chain after chain
 
     // Journal records found in log records, the first of each file reference, and where it stands.

@@ -6,9 +6,6 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes
-constexpr std::uint64_t least_header = 48;                                       // bytes; never split by a page end
-
 // Pages of a log from a file offset on, and the number of the round.
 struct log_place {
     std::uint64_t round = 0;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "logfile/log_store.h"
+#include "logfile/page.h"
 #include "logfile/restart_page.h"
 
 namespace kest {
@@ -15,6 +16,9 @@ namespace kest {
 inline constexpr std::uint64_t first_tail = 2;
 inline constexpr std::array<std::uint64_t, 2> first_record_pages = {4, 34};
 inline constexpr std::uint64_t copies_end = first_record_pages[1];
+
+inline constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes of records in a page
+inline constexpr std::uint64_t least_header = 48;  // bytes of a record that a page end never splits
 
 // How the LSNs of a log tell the places of its records: the low bits are a file offset in units of 8 bytes, those above
 // count how often the log has wrapped.

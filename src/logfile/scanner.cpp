@@ -195,12 +195,22 @@ void scan_blocks(log_store& store, const uni::file& file) {
 bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
     try {
         const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
-        keep_journal_record(store, entry);
+        if (!store.keeps_pages) keep_journal_record(store, entry);
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
         return false;
     }
     return true;
+}
+
+void keep_journal_records(log_store& store) {
+    constexpr std::size_t ahead = 16;  // the scan has left a large log out of the processor's caches
+    for (std::size_t at = 0; at < store.entries.size(); ++at) {
+        if (at + ahead < store.entries.size()) {
+            __builtin_prefetch(store.entries[at + ahead].payload().bytes().data());
+        }
+        keep_journal_record(store, store.entries[at]);
+    }
 }
 
 bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
@@ -227,8 +237,9 @@ bool scan_logfile(log_store& store, const std::string& path) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
+    if (store.keeps_pages) return true;
     try {
-        link_chains(store);
+        if (!store.keeps_pages) link_chains(store);
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
@@ -241,7 +252,7 @@ bool scan_buffer(log_store& store, uni::byte_view bytes) {
     const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
     std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
     scan_stretch(store, copy, 0);
-    link_chains(store);
+    if (!store.keeps_pages) link_chains(store);
     return true;
 }
 

@@ -8,9 +8,9 @@
 
 namespace kest {
 
-// Reads every page of a log into `store`, in file order, and links the chains. Bad pages and records are passed over.
-// False, with nothing in the store, only if the file cannot be opened. Where reading stops early what was read is kept
-// and linked, and `incomplete` is set.
+// Reads every page of a log into `store`, in file order, and links the chains, unless the store `keeps_pages`. Bad
+// pages and records are passed over. False, with nothing in the store, only if the file cannot be opened. Where reading
+// stops early what was read is kept and linked, and `incomplete` is set.
 [[nodiscard]] bool scan_logfile(log_store& store, const std::string& path);
 
 // The same over a log in memory, which is copied. False for fewer than 4096 bytes.
@@ -24,5 +24,8 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
 // Adds a whole record of at least 88 bytes, which must live as long as the store, and the journal record in it. False
 // if memory runs out: it costs this record, and the store is `incomplete`.
 bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned);
+
+// Gathers the journal records of all entries, for a store that `keeps_pages`.
+void keep_journal_records(log_store& store);
 
 }  // namespace kest

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <new>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 #include "logfile/scanner.h"
@@ -11,9 +13,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint32_t least_header = 48;  // bytes of a record; a page end never splits them
-constexpr std::size_t alignment = 8;        // bytes, of records
-constexpr std::uint64_t page_data = log_page_size - page_layout::records_begin;  // bytes
+constexpr std::size_t alignment = 8;  // bytes, of records
 
 constexpr std::size_t aligned(std::size_t at) {
     return (at + alignment - 1) / alignment * alignment;
@@ -28,77 +28,138 @@ struct page_copy {
 
     std::uint64_t last_lsn() const { return bytes.get(page_layout::last_lsn); }
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
+    bool is_tail_copy() const { return home != file_offset; }
 };
 
 class log_completer {
 public:
     log_completer(log_store& store, const lsn_layout& layout)
-        : m_store(store), m_layout(layout), m_by_lsn(index_entries(store, &log_entry::this_lsn)) {}
+        : m_store(store), m_layout(layout), m_scanned(store.entries.size()) {}
 
     void run() {
-        m_proved.resize(m_store.entries.size());
+        order_entries();
+        m_proved.resize(m_scanned);
         place_pages();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
-        take_out_false_joins();
+        take_out_false_records();
+        order_entries();
     }
 
 private:
     bool is_record(const page_copy& page, std::size_t at) const {
         const uni::byte_view record = page.bytes.from(at);
-        if (record.size() < least_header || !record_plausible(record, any_lsn)) {
-            if (!undo_lies_beyond(record)) return false;
-        }
-        return m_layout.place(record.get(record_layout::this_lsn)) == page.home + at;
+        return record.size() >= least_header && m_layout.place(record.get(record_layout::this_lsn)) == page.home + at &&
+               (record_plausible(record, any_lsn) || undo_lies_beyond(record));
     }
 
-    // Pages of the record area are at home where they stand, those of the tail where their records say. One in which no
-    // record begins stays where it stands: what goes on in it has its LSN.
+    bool is_at_home(const log_entry& entry) const { return m_layout.place(entry.this_lsn) == entry.file_offset; }
+
+    // A tail page is at home elsewhere; after its last record it may have some that were at home where it stands.
     void place_pages() {
         for (const log_page& kept : m_store.record_pages) {
             page_copy page{.bytes = kept.bytes, .file_offset = kept.file_offset, .home = kept.file_offset};
-            if (may_be_tail_copy(page)) find_home(page);
-            m_pages.push_back(page);
+            const std::uint64_t home = kept.file_offset < copies_end * log_page_size ? home_of(page) : page.home;
+            if (home != page.home) {
+                page_copy copy = page;
+                copy.home = home;
+                m_pages.push_back(copy);
+                page.begin =
+                    aligned(std::max<std::size_t>(page.begin, page.bytes.get(page_layout::next_record_offset)));
+            }
+            if (page.file_offset >= first_record_pages[0] * log_page_size) m_pages.push_back(page);
         }
         std::ranges::stable_sort(m_pages, {}, &page_copy::home);
     }
 
-    // Says that no record of the page is at home here.
-    bool may_be_tail_copy(const page_copy& page) const {
-        if (page.file_offset >= copies_end * log_page_size) return false;
-        for (std::size_t at = page_layout::records_begin; at + least_header <= page.bytes.size(); at += alignment) {
-            if (is_record(page, at)) return false;
-        }
-        return true;
+    bool in_log(std::uint64_t place) const {
+        return place >= first_record_pages[0] * log_page_size && place < m_layout.log_size;
     }
 
-    // By the first record that fits into a page of the log.
-    void find_home(page_copy& page) const {
-        page_copy placed = page;
+    // By the LSN of the last record that begins in the page. Tail pages of version 1 state their own place instead;
+    // where nothing is stated, by the first record that fits. In a page of the log no record may begin at all.
+    std::uint64_t home_of(const page_copy& page) const {
+        const std::uint64_t stated = page.last_lsn();
+        if (in_log(stated) && stated % log_page_size == 0) return stated;
+        const std::uint64_t place = m_layout.place(stated);
+        if (in_log(place) && page.bytes.u64(place % log_page_size) == stated) return place - place % log_page_size;
+        return stated == 0 ? home_of_first_record(page) : page.file_offset;
+    }
+
+    std::uint64_t home_of_first_record(page_copy page) const {
+        const std::uint64_t file_offset = page.file_offset;
         for (std::size_t at = page_layout::records_begin; at + least_header <= page.bytes.size(); at += alignment) {
             const std::uint64_t place = m_layout.place(page.bytes.u64(at));
-            if (place % log_page_size != at || place >= m_layout.log_size ||
-                place < first_record_pages[0] * log_page_size) {
-                continue;
-            }
-            placed.home = place - at;
-            if (!is_record(placed, at)) continue;
-            page = placed;
-            return;
+            if (!in_log(place) || place % log_page_size != at) continue;
+            page.home = place - at;
+            if (is_record(page, at)) return page.home;
         }
+        return file_offset;
     }
 
-    // A record is walked to before the page that it goes on in.
+    // A record is walked to before the page that it goes on in. Where no record ends between both, the page in which
+    // the last one begins comes first.
     std::vector<std::uint32_t> in_order_of_lsns() const {
         std::vector<std::uint32_t> order(m_pages.size());
-        for (std::uint32_t at = 0; at < order.size(); ++at)
-            order[at] = at;
-        std::ranges::stable_sort(order, {}, [this](std::uint32_t at) { return m_pages[at].last_end_lsn(); });
+        std::iota(order.begin(), order.end(), 0);
+        std::ranges::stable_sort(order, {}, [this](std::uint32_t at) {
+            const page_copy& page = m_pages[at];
+            const std::uint64_t place = m_layout.place(page.last_lsn());
+            return std::pair(page.last_end_lsn(), place / log_page_size != page.home / log_page_size);
+        });
         return order;
     }
 
+    // By LSN, and of equal ones the one at its own place first: the order must not depend on where the ring ends. A
+    // scan leaves a few runs in order, which are merged.
+    void order_entries() {
+        const auto before = [this](const log_entry& a, const log_entry& b) {
+            return a.this_lsn != b.this_lsn ? a.this_lsn < b.this_lsn : is_at_home(a) && !is_at_home(b);
+        };
+        const auto end = m_store.entries.end();
+        for (bool merged = true; merged;) {
+            merged = false;
+            for (auto begin = m_store.entries.begin(); begin != end;) {
+                const auto middle = std::is_sorted_until(begin, end, before);
+                const auto next = std::is_sorted_until(middle, end, before);
+                if (middle != end) {
+                    std::inplace_merge(begin, middle, next, before);
+                    merged = true;
+                }
+                begin = next;
+            }
+        }
+    }
+
+    // Position of the first entry of an LSN, or of the next one, among those that the scan found.
+    std::size_t position_of(std::uint64_t lsn) const {
+        const auto scanned = std::span(m_store.entries).first(m_scanned);
+        const auto found = std::ranges::lower_bound(scanned, lsn, {}, &log_entry::this_lsn);
+        return static_cast<std::size_t>(found - scanned.begin());
+    }
+    bool is_scanned(std::size_t position, std::uint64_t lsn) const {
+        return position < m_scanned && m_store.entries[position].this_lsn == lsn;
+    }
+
+    // Nothing is left to ask of a record that the scan found whole at its own place. Its bytes are not touched again.
+    bool is_proved(std::size_t position, std::uint64_t file_offset) const {
+        if (position >= m_scanned) return false;
+        const log_entry& entry = m_store.entries[position];
+        return entry.file_offset == file_offset && !entry.spanned && is_at_home(entry);
+    }
+
     void walk(const page_copy& page) {
+        std::size_t known = position_of(page.bytes.u64(page.begin));
         for (std::size_t at = page.begin; at + least_header <= page.bytes.size();) {
+            const std::uint64_t file_offset = page.file_offset + at;
+            if (is_proved(known, file_offset)) {
+                const log_entry& entry = m_store.entries[known];
+                at = aligned(at + entry.bytes.size());
+                m_proved[known] = true;
+                while (is_scanned(known, entry.this_lsn))
+                    ++known;
+                continue;
+            }
             if (!is_record(page, at)) {
                 at += alignment;
                 continue;
@@ -106,13 +167,12 @@ private:
             const uni::byte_view record = page.bytes.from(at);
             const std::size_t size = std::max<std::size_t>(total_length(record), record_layout::payload_begin);
             if (size <= record.size()) {
-                keep(record.slice(0, size), page.file_offset + at, false);
+                keep(record.slice(0, size), file_offset);
             } else if (join(page, record, size)) {
-                const auto& block = m_store.blocks.emplace_back(m_joined.size());
-                std::ranges::copy(m_joined, block.bytes().begin());
-                keep(block.bytes(), page.file_offset + at, true);
+                keep_joined(file_offset);
             }
             at = aligned(at + size);
+            known = position_of(page.bytes.u64(at));
         }
     }
 
@@ -160,52 +220,77 @@ private:
                m_layout.round(page.bytes.u64(end)) <= m_layout.round(lsn) + 1;
     }
 
-    void keep(uni::byte_view record, std::uint64_t file_offset, bool spanned) {
+    void keep(uni::byte_view record, std::uint64_t file_offset) {
         const std::uint64_t lsn = record.get(record_layout::this_lsn);
-        if (const auto known = m_by_lsn.find(lsn)) {
-            log_entry& entry = m_store.entries[*known];
-            if (entry.spanned && spanned) entry = make_log_entry(record, entry.file_offset, true);
-            m_proved[*known] = true;
+        if (const std::size_t known = position_of(lsn); is_scanned(known, lsn)) {
+            m_proved[known] = true;
         } else if (bool& added = m_added[lsn]; !added) {
-            added = add_record(m_store, record, file_offset, spanned);
+            added = add_record(m_store, record, file_offset, false);
         }
     }
 
-    // A record over a page end that stands where its LSN says, and that goes on nowhere, was joined with bytes of
-    // another round.
-    void take_out_false_joins() {
+    // What the scan has joined wrongly is mended.
+    void keep_joined(std::uint64_t file_offset) {
+        const std::uint64_t lsn = uni::byte_view(m_joined).get(record_layout::this_lsn);
+        const std::size_t known = position_of(lsn);
+        const bool scanned = is_scanned(known, lsn);
+        if (scanned) {
+            m_proved[known] = true;
+            const log_entry& entry = m_store.entries[known];
+            if (!entry.spanned || std::ranges::equal(entry.bytes.bytes(), m_joined)) return;
+        } else if (std::exchange(m_added[lsn], true)) {
+            return;
+        }
+        const auto& block = m_store.blocks.emplace_back(m_joined.size());
+        std::ranges::copy(m_joined, block.bytes().begin());
+        if (scanned) {
+            m_store.entries[known] = make_log_entry(block.bytes(), m_store.entries[known].file_offset, true);
+        } else {
+            add_record(m_store, block.bytes(), file_offset, true);
+        }
+    }
+
+    // What stands where its LSN says and was not walked to lies within another record, or goes on nowhere over its page
+    // end and was joined with bytes of another round.
+    void take_out_false_records() {
         std::size_t kept = 0;
         for (std::size_t at = 0; at < m_store.entries.size(); ++at) {
             const log_entry& entry = m_store.entries[at];
-            const bool of_scan = at < m_proved.size();
-            const bool proves_itself = m_layout.place(entry.this_lsn) == entry.file_offset;
-            if (of_scan && entry.spanned && proves_itself && !m_proved[at]) continue;
-            m_store.entries[kept++] = m_store.entries[at];
+            if (at < m_scanned && !m_proved[at] && is_at_home(entry)) continue;
+            if (kept != at) m_store.entries[kept] = entry;
+            ++kept;
         }
         m_store.entries.resize(kept);
     }
 
     log_store& m_store;
     const lsn_layout m_layout;
-    const uni::sealed_index m_by_lsn;  // of what the scan found
-    std::vector<bool> m_proved;        // likewise, by position
-    uni::seeded_map<bool> m_added;     // by LSN
-    std::vector<page_copy> m_pages;    // by home
+    const std::size_t m_scanned;     // entries that the scan found; what is added stands after them
+    std::vector<bool> m_proved;      // of these, by position
+    uni::seeded_map<bool> m_added;   // by LSN
+    std::vector<page_copy> m_pages;  // by home
     std::vector<std::uint8_t> m_joined;
 };
+
+// Memory that runs out costs the step that asked for it, and no other.
+template <class step>
+void attempt(log_store& store, step&& taken) {
+    try {
+        taken();
+    } catch (const std::bad_alloc&) {
+        store.incomplete = true;
+    }
+}
 
 }  // namespace
 
 void complete_log(log_store& store) {
-    try {
-        if (const auto layout = stated_layout(store)) log_completer(store, *layout).run();
-    } catch (const std::bad_alloc&) {
-        store.incomplete = true;
-    }
-    store.chain_heads.clear();
-    store.chain_records.clear();
-    link_chains(store);
-    link_cut_chains(store);
+    if (const auto layout = stated_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
+    attempt(store, [&] { keep_journal_records(store); });
+    attempt(store, [&] {
+        link_chains(store);
+        link_cut_chains(store);
+    });
 }
 
 }  // namespace kest

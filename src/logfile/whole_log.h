@@ -12,8 +12,9 @@ namespace kest {
 // - records over a page end that go on in another page than the next of the file, over the end of the log too;
 // - records of earlier rounds after the last record of a page;
 // - compensation records whose undo data are stated to lie beyond their end.
-// Takes out what the scan has put together of pieces that do not belong together. Links all chains anew, cut ones
-// included. Changes only the chains where neither restart page states how LSNs are built.
+// Takes out what the scan has put together of pieces that do not belong together. The entries are then in the order of
+// their LSNs; they stay as they are where neither restart page states how LSNs are built. In the end the journal
+// records are gathered, and all chains are linked, cut ones included.
 void complete_log(log_store& store);
 
 }  // namespace kest

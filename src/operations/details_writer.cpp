@@ -7,9 +7,9 @@
 namespace kest {
 
 std::string_view details_writer::members(text_room& room) const {
-    if (!m_members.put_anew()) return m_text.text();
+    if (!m_members.repeat()) return m_text.text();
     room.clear();
-    room.end_at(m_members.put(room.room(m_members.most_bytes(m_text.size())), m_text.text()));
+    room.end_at(m_members.put(room.room(m_text.size()), m_text.text()));
     return room.text();
 }
 
@@ -43,13 +43,18 @@ void details_writer::evidence_text(std::string_view key, uni::byte_view units, t
 }
 
 char* details_writer::begin_member(std::string_view key, std::size_t most) {
-    return put_json_key(m_text.room(most_key_bytes(key) + most), key, !m_separated);
+    constexpr std::size_t brackets = 2;
+    char* const at = put_json_key(m_text.room(most_key_bytes(key) + most + brackets), key, !m_separated);
+    if (!m_listed) return at;
+    *at = '[';
+    return at + 1;
 }
 
-void details_writer::end_member(std::string_view key, const char* begin, const char* end) {
-    const std::size_t place = m_text.place_of(begin);
+void details_writer::end_member(std::string_view key, const char* begin, char* end) {
+    const bool listed = std::exchange(m_listed, false);
+    (m_in_group ? m_group_members : m_members).add(key, m_text.place_of(begin), m_text.place_of(end), listed);
+    if (listed) *end++ = ']';
     m_text.end_at(end);
-    (m_in_group ? m_group_members : m_members).add(key, place, m_text.size(), std::exchange(m_listed, false));
     m_separated = true;
 }
 
@@ -87,10 +92,11 @@ void details_writer::add_time(std::string_view key, std::uint64_t ticks) {
 
 void details_writer::begin_object(std::string_view key, bool listed) {
     if (m_in_group) end_object();
+    m_listed = m_group_listed = listed;
     char* const at = begin_member(key, 1);
     *at = '{';
+    m_listed = false;
     m_group_key = key;
-    m_group_listed = listed;
     m_group = m_text.place_of(at);
     m_text.end_at(at + 1);
     m_separated = false;
@@ -99,20 +105,20 @@ void details_writer::begin_object(std::string_view key, bool listed) {
 }
 
 void details_writer::end_object() {
-    if (m_group_members.put_anew()) put_group_in_order();
-    char* const end = m_text.room(1);
+    if (m_group_members.repeat()) put_group_in_order();
+    char* const end = m_text.room(2);
     *end = '}';
     m_in_group = false;
     m_listed = m_group_listed;
     end_member(m_group_key, m_text.text().data() + m_group, end + 1);
 }
 
-// Behind themselves first, and then in their own place.
+// Put after themselves first, and then in their own place.
 void details_writer::put_group_in_order() {
     const std::size_t size = m_text.size() - m_group - 1;
-    char* const behind = m_text.room(m_group_members.most_bytes(size));
-    char* const end = m_group_members.put(behind, m_text.text());
-    m_text.end_at(std::copy(behind, end, behind - size));
+    char* const copy = m_text.room(size);
+    char* const end = m_group_members.put(copy, m_text.text());
+    m_text.end_at(std::copy(copy, end, copy - size));
 }
 
 }  // namespace kest

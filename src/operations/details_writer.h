@@ -168,7 +168,7 @@ private:
     void clear_members();
     // Writes a member as far as its value, and leaves room for `most` bytes more; notes where that stands.
     char* begin_member(std::string_view key, std::size_t most);
-    void end_member(std::string_view key, const char* begin, const char* end);
+    void end_member(std::string_view key, const char* begin, char* end);
     void add_json(std::string_view key, std::string_view value);
     void add_text(std::string_view key, std::string_view value);
     void add_dump(std::string_view key, uni::byte_view bytes);

@@ -28,7 +28,7 @@ struct entry_info {
 // Clears everything; strings keep their capacity. The details are written in that notation from here on.
 void reset_entry_info(entry_info& info, bool as_json);
 
-// Takes a name, in UTF-16, and tells it in the details.
+// Takes a name, in UTF-16, and writes it to the details.
 void take_name_text(entry_info& info, uni::byte_view units);
 
 }  // namespace kest

@@ -1,6 +1,8 @@
 #include "options/cmd_params.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 
 #include "format/error_words.h"
 #include "format/safe_text.h"
@@ -41,11 +43,18 @@ void refuse(option_parse& parse, std::string_view words) {
     parse.refused = true;
 }
 
+// Why an output was not opened: by an `errno`, or else by the guard or another run.
+std::string output_refusal(const cmd_params& options, int error) {
+    if (!options.extended) return {};
+    return error != 0 ? folder_error_words(error) : "evidence, or in use";
+}
+
 void open_diagnostics(option_parse& parse, const std::string& path) {
     diagnostics& diags = parse.outputs.diags;
     parse.diags_path = path;
     if (!diags.open(path, {parse.args, parse.options.extended})) {
-        warn(parse.options, with_reason("not opened", folder_error_words(diags.open_error())), "-diags " + path);
+        warn(parse.options, with_reason("not opened", output_refusal(parse.options, diags.open_error())),
+             "-diags " + path);
         return;
     }
     diags.trace(parse.cmdline);
@@ -156,8 +165,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
     if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = parse.options.extended ? parse.outputs.results.open_error() : 0;
-    refuse(parse, with_reason(words, folder_error_words(error)) + '\n');
+    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
 
 void set_walked_folder(option_parse& parse, const std::string& value) {
@@ -280,6 +289,17 @@ constexpr option_row option_rows[] = {
     {"-quiet", takes::flag, [](option_parse& p, const std::string&) { p.options.show_progress = false; }},
 };
 
+// An option whose value was forgotten takes the next one for it.
+void judge_value(option_parse& parse, const option_row& row, const std::string& value) {
+    if (value.size() <= 2 || value.front() != '-' || value[1] < 'A') return;  // "-5" is no option
+    const std::string shown = std::string(row.name) + ' ' + value;
+    if (equal_folded(value, "-strict")) {
+        refuse(parse, warning_line("taken as a value, aborting", shown));
+    } else {
+        warn(parse.options, "taken as a value", shown);
+    }
+}
+
 bool take(const option_row& row, const option_parse& parse, std::string& value) {
     if (row.kind == takes::flag) return take_flag(row.name, parse.args);
     if (row.kind == takes::value_for_filters && parse.options.filters.empty()) return false;
@@ -289,6 +309,8 @@ bool take(const option_row& row, const option_parse& parse, std::string& value) 
 void apply_row(const option_row& row, option_parse& parse) {
     std::string value;
     while (take(row, parse, value)) {
+        judge_value(parse, row, value);
+        if (parse.refused) return;
         if (row.apply != nullptr) row.apply(parse, value);
         parse.given[static_cast<std::size_t>(row.group)].emplace_back(row.name);
         if (row.kind != takes::values) return;

@@ -83,15 +83,44 @@ std::vector<std::uint8_t> bytes_at(const uni::file& file, std::uint64_t offset) 
     return bytes;
 }
 
+input_kind kind_of_page(uni::byte_view page) {
+    if (page.has(0, usa_offset.end()) && page.get(usa_offset) <= most_usa_offset) {
+        for (const evidence_row& row : evidence_rows)
+            if (page.u32(0) == row.signature) return row.kind;
+    }
+    return input_kind::unknown;
+}
+
+// Names out of the evidence, which may hold any words, stand no nearer to a report's beginning.
+bool is_text(uni::byte_view ahead) {
+    constexpr std::size_t least = 100;
+    return ahead.size() > least && std::ranges::find(ahead.bytes(), 0) == ahead.bytes().end();
+}
+
+bool is_whole_journal_record(uni::byte_view bytes) {
+    const auto record = read_usn_record(bytes);
+    if (!record || !record->has(&usn_layout::name) || record->length() % 8 != 0) return false;
+    const std::uint32_t name = record->get(&usn_layout::name_offset);
+    return name == record->name_begin() && name + record->get(&usn_layout::name_length) <= record->length() &&
+           record->length() <= bytes.size();
+}
+
+bool holds_evidence(uni::byte_view data) {
+    constexpr std::size_t sector = 512, unit = 8;
+    for (std::size_t at = 0; at < data.size(); at += unit) {
+        if (is_whole_journal_record(data.from(at))) return true;
+        if (at % sector == 0 && kind_of_page(data.from(at)) != input_kind::unknown) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 input_kind kind_of_head(uni::byte_view head) {
-    if (head.has(0, usa_offset.end()) && head.get(usa_offset) <= most_usa_offset) {
-        for (const evidence_row& row : evidence_rows)
-            if (head.u32(0) == row.signature) return row.kind;
-    }
+    const input_kind kind = kind_of_page(head);
+    if (kind != input_kind::unknown) return kind;
     for (const signature_row& row : signature_rows)
-        if (holds(head, row.offset, row.bytes)) return row.kind;
+        if (holds(head, row.offset, row.bytes) && !is_text(head.slice(0, row.offset))) return row.kind;
     return input_kind::unknown;
 }
 
@@ -100,6 +129,15 @@ input_kind kind_of_file(const uni::file& file) {
     if (kind != input_kind::unknown) return kind;
     const std::vector<std::uint8_t> data = bytes_at(file, file.next_data(0));
     return begins_like_journal(std::span<const std::uint8_t>(data)) ? input_kind::journal : input_kind::unknown;
+}
+
+bool may_be_evidence(const uni::file& file) {
+    if (kind_of_file(file) != input_kind::unknown) return true;
+    const std::uint64_t last = file.size() < looked_at ? 0 : (file.size() - looked_at) / 4096 * 4096;
+    return std::ranges::any_of(std::array{file.next_data(0), last}, [&file](std::uint64_t offset) {
+        const std::vector<std::uint8_t> data = bytes_at(file, offset);
+        return holds_evidence(std::span<const std::uint8_t>(data));
+    });
 }
 
 std::string_view kind_words(input_kind kind) {

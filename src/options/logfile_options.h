@@ -26,7 +26,7 @@ struct logfile_options : cmd_params {
     bool show_cut = false;       // transactions whose beginning is lost too
     bool show_events = false;
     std::vector<std::string> columns;           // in this order; empty: the usual ones
-    bool show_provenance = false;               // what a report was made of, ahead of it
+    bool show_provenance = false;               // what a report was made of, before it
     argument_list command_line;                 // as it was given; set with `show_provenance` only
     std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
     bool told_cluster_size = false;             // what the log tells

@@ -32,7 +32,7 @@ bool begins_like_evidence(const uni::file& file, bool any_evidence) {
     if (kind == input_kind::log || kind == input_kind::mft) return true;
     const std::string head(bytes.begin(), bytes.end());
     const auto begins = [&head](std::string_view words) { return head.starts_with(words); };
-    return any_evidence && std::ranges::none_of(report_beginnings, begins) && kind_of_file(file) != input_kind::unknown;
+    return any_evidence && std::ranges::none_of(report_beginnings, begins) && may_be_evidence(file);
 }
 
 // Opened for reading alone, and anew where it is open already: a stream need not be readable.

@@ -133,7 +133,7 @@ bool file::close() {
     return closed;
 }
 
-// Some systems tell only when a file is closed that what was written did not arrive: so a copy is.
+// Some systems report only when a file is closed that what was written did not arrive: so a copy is closed.
 bool file::settle() const {
     const int copy = ::fcntl(m_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     return copy != -1 && close_descriptor(copy);

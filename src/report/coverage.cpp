@@ -70,11 +70,11 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
     std::vector<logged_time> times = logged_change_times(log);
     for (const logged_time& change : times)
         coverage.record_times.add(change.time);
-    for (const logged_usn& told : logged) {
-        coverage.journal_usns.add(told.usn);
-        if (!cv::has_calendar_form(told.time)) continue;
-        coverage.journal_times.add(told.time);
-        times.push_back({.lsn = told.lsn, .time = told.time});
+    for (const logged_usn& record : logged) {
+        coverage.journal_usns.add(record.usn);
+        if (!cv::has_calendar_form(record.time)) continue;
+        coverage.journal_times.add(record.time);
+        times.push_back({.lsn = record.lsn, .time = record.time});
     }
     if (coverage.gaps) find_gap_times(*coverage.gaps, times);
 }

@@ -51,7 +51,7 @@ struct journal_coverage {
     journal_fit fit;
 };
 
-// A gap of the log, and the times next to it. 0: the log tells none.
+// A gap of the log, and the times next to it. 0: the log holds none.
 struct gap_coverage {
     lsn_gap lsns;
     std::uint64_t time_before = 0;  // the last one before it

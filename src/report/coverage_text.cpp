@@ -212,10 +212,10 @@ void tell_coverage(facts_writer& lines, const log_coverage& told) {
     if (told.journal) tell_journal(lines, *told.journal);
 }
 
-void tell_provenance(fact_lines& lines, const provenance& told) {
-    lines.text("program", told.program);
-    lines.text("command_line", joined(told.command_line, '\''));
-    for (const input_provenance& input : told.inputs) {
+void write_provenance(fact_lines& lines, const provenance& made_of) {
+    lines.text("program", made_of.program);
+    lines.text("command_line", joined(made_of.command_line, '\''));
+    for (const input_provenance& input : made_of.inputs) {
         const std::string word(input.input);
         if (input.input != "log") lines.count(word + "_size", input.size);
         lines.text(word + "_sha256", input.sha256);
@@ -227,7 +227,7 @@ void tell_provenance(fact_lines& lines, const provenance& told) {
 std::string coverage_text(const log_coverage& coverage, const logfile_options& options) {
     fact_lines lines(options);
     tell_coverage(lines, coverage);
-    if (coverage.made_of) tell_provenance(lines, *coverage.made_of);  // in JSON an object of its own
+    if (coverage.made_of) write_provenance(lines, *coverage.made_of);  // in JSON an object of its own
     return lines.take();
 }
 

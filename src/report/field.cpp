@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "format/safe_text.h"
 #include "options/ascii_text.h"
+#include "options/warning_line.h"
 
 namespace kest {
 
@@ -25,12 +25,6 @@ std::size_t find_title(std::span<const field_title> titles, std::string_view nam
     const auto found =
         std::ranges::find_if(titles, [name](const field_title& title) { return equal_folded(title.name, name); });
     return static_cast<std::size_t>(found - titles.begin());
-}
-
-std::string line_on(std::string_view words, std::string_view shown) {
-    std::string text(words);
-    append_safe_text(text, shown);
-    return text += '\n';
 }
 
 }  // namespace
@@ -55,8 +49,8 @@ std::string words_on_columns(const logfile_options& options) {
     std::vector<std::size_t> chosen;
     for (const std::string& name : options.columns) {
         const std::size_t place = find_title(titles, name);
-        if (place == titles.size()) return line_on("no such column: ", name);
-        if (std::ranges::find(chosen, place) != chosen.end()) return line_on("column named twice: ", name);
+        if (place == titles.size()) return warning_line("no such column", name);
+        if (std::ranges::find(chosen, place) != chosen.end()) return warning_line("column named twice", name);
         chosen.push_back(place);
     }
     return {};

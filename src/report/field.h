@@ -30,15 +30,16 @@ public:
         m_column = column;
         m_name = name;
     }
-    // Not copied: it stands until the line has ended.
+    // Not copied, as paths are not: they stand until the line has ended.
     virtual void text(std::string_view value) = 0;
     // A text out of the evidence, which may hold anything; copied.
     virtual void evidence(std::string_view value) = 0;
     virtual void path(std::string_view value, bool guess) = 0;
     virtual void number(std::uint64_t value) = 0;
-    virtual void wide_number(
-        std::uint64_t value) = 0;                   // one of many digits; where lines are padded it fills its column
-    virtual void decimal(std::uint64_t value) = 0;  // whatever the base of the report's numbers
+    // One of many digits; where lines are padded it fills its column.
+    virtual void wide_number(std::uint64_t value) = 0;
+    // Whatever the base of the report's numbers.
+    virtual void decimal(std::uint64_t value) = 0;
     virtual void truth(bool value) = 0;
     virtual void time(std::uint64_t ticks) = 0;
     virtual void details(const details_writer& value) = 0;

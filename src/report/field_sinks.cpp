@@ -26,13 +26,11 @@ void cell_sink::evidence(std::string_view value) {
 }
 
 void cell_sink::path(std::string_view value, bool guess) {
-    std::string& cell = m_row.text(m_column);
-    if (guess) cell += '*';
-    cell += value;
-}
-
-void cell_sink::number(std::uint64_t value) {
-    append_number(m_row.text(m_column), value, m_options.base16);
+    if (guess) {
+        m_row.text(m_column).append(1, '*').append(value);
+    } else {
+        text(value);
+    }
 }
 
 void cell_sink::decimal(std::uint64_t value) {

@@ -27,8 +27,8 @@ public:
     void text(std::string_view value) override { m_row.show_text(m_column, value); }
     void evidence(std::string_view value) override;
     void path(std::string_view value, bool guess) override;
-    void number(std::uint64_t value) override;
-    void wide_number(std::uint64_t value) override { m_row.set_number(m_column, value); }
+    void number(std::uint64_t value) override { m_row.set_number(m_column, value); }
+    void wide_number(std::uint64_t value) override { m_row.set_wide_number(m_column, value); }
     void decimal(std::uint64_t value) override;
     void truth(bool value) override;
     void time(std::uint64_t ticks) override;

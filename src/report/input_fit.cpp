@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "format/number.h"
-#include "format/safe_text.h"
 #include "journal/journal_probe.h"
 #include "logfile/mft_place.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
 #include "logfile/told_sizes.h"
 #include "mft/record_layout.h"
+#include "options/warning_line.h"
 #include "portable/utf16.h"
 
 namespace kest {
@@ -132,10 +132,8 @@ void append_reason(std::string& out, std::uint64_t count, std::string_view words
     if (count != 0) append_joined(out, format_number(count, false).append(words));
 }
 
-void append_misfit(std::string& out, std::string_view option, const std::string& path, const std::string& words) {
-    out.append("does not fit the log: ").append(option).append(1, ' ');
-    append_safe_text(out, path);
-    out.append(": ").append(words).append(1, '\n');
+std::string misfit_line(std::string_view option, const std::string& path, const std::string& words) {
+    return warning_line("does not fit the log", std::string(option).append(1, ' ').append(path).append(": ") + words);
 }
 
 }  // namespace
@@ -157,6 +155,7 @@ journal_fit sample_journal(const uni::file& journal, const log_store& log, const
         const std::optional<usn_record> record = probe.find(wanted.usn);
         if (record) ++(wanted.is(*record) ? fit.agree : fit.differ);
     }
+    if (probe.incomplete()) return {};  // which is said in other words
     compare_usns(fit, probe.lowest_usn(), probe.highest_usn(), log, logged);
     fit.none_met = fit.none_met && probe.contiguous();
     return fit;
@@ -209,11 +208,11 @@ std::string misfit_lines(const evidence& stores, const logfile_options& options)
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     if (!options.mft_path.empty()) {
         const mft_fit fit = compare_mft(stores, logged);
-        if (contradicts(fit)) append_misfit(lines, "-mftfile", options.mft_path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line("-mftfile", options.mft_path, fit_text(fit));
     }
     if (!options.jrnl_path.empty()) {
         const journal_fit fit = sample_journal(stores.journal.file, stores.log, logged);
-        if (contradicts(fit)) append_misfit(lines, "-jrnlfile", options.jrnl_path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line("-jrnlfile", options.jrnl_path, fit_text(fit));
     }
     return lines;
 }

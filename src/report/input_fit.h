@@ -10,12 +10,12 @@
 
 namespace kest {
 
-// How an MFT and the log bear on each other. Counts of file records; nothing set: nothing can be told.
+// How an MFT and the log bear on each other. Counts of file records; nothing set: nothing is known.
 struct mft_fit {
     std::uint64_t agree = 0;        // the log record that the file record names as its last one writes to it
     std::uint64_t wrong_place = 0;  // that log record writes to another file record
     std::uint64_t wrong_name = 0;   // the journal record in the log that it names as its last one has another name
-    std::uint64_t above = 0;        // it names a log record behind the last one of the log
+    std::uint64_t above = 0;        // it names a log record after the last one of the log
     bool older = false;             // all name log records before the first one of a log that writes to file records
     bool none_met = false;          // some name later ones, up to its last, and it has none of these
 };
@@ -24,8 +24,8 @@ struct mft_fit {
 struct journal_fit {
     std::uint64_t agree = 0;   // records of one USN that say the same
     std::uint64_t differ = 0;  // that do not
-    bool behind = false;       // the journal file begins behind the last USN of the log
-    bool ahead = false;        // it ends ahead of the first
+    bool behind = false;       // the journal file begins after the last USN of the log
+    bool ahead = false;        // it ends before the first
     bool none_met = false;     // neither, but it has none of the log's records
     bool not_logged = false;   // the log makes files, but has no journal record
     bool sampled = false;      // some records were compared, not all

@@ -9,15 +9,19 @@ namespace {
 
 constexpr std::size_t buffer_size = 1 << 20;  // bytes
 
-// Nothing if it cannot be read to its end. Holes are read as zeros: the sum is that of a copy without any.
-std::string sha256_of(const uni::file& file) {
-    if (!uni::sha256::available()) return {};
+// Holes are read as zeros: the sum is that of a copy without any.
+void add_sum(input_provenance& input, const uni::file& file) {
+    if (!uni::sha256::available()) return;
     uni::sha256 sum;
     std::vector<std::uint8_t> buffer(buffer_size);
     for (std::uint64_t offset = 0;;) {
         const uni::read_result read = file.read_at(buffer, offset);
-        if (read.failed) return {};
-        if (read.bytes == 0) return sum.digest();
+        input.unread = read.failed;
+        if (read.failed) return;
+        if (read.bytes == 0) {
+            input.sha256 = sum.digest();
+            return;
+        }
         sum.add(std::span(buffer).first(read.bytes));
         offset += read.bytes;
     }
@@ -29,9 +33,10 @@ void add_input(provenance& out, std::string_view input, std::string_view path) {
     added.input = input;
     added.path = path;
     uni::file file;
-    if (!file.open(path, uni::open_mode::read)) return;
+    added.unread = !file.open(path, uni::open_mode::read);
+    if (added.unread) return;
     added.size = file.measure_size();
-    added.sha256 = sha256_of(file);
+    add_sum(added, file);
 }
 
 }  // namespace

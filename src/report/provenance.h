@@ -15,6 +15,7 @@ struct input_provenance {
     std::string path;
     std::uint64_t size = 0;  // bytes
     std::string sha256;      // empty: it could not be read, or the program cannot tell
+    bool unread = false;     // it could not be read to its end
 };
 
 // What a report was made of and by: with `-provenance`.

@@ -43,7 +43,11 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     const bool as_json = m_options.shape == output_shape::jsonl;
     const bool shows_provenance = m_options.show_provenance && (as_json || m_options.show_coverage);
     std::optional<provenance> made_of;
-    if (shows_provenance) made_of = gather_provenance(m_options, log_path);
+    if (shows_provenance) {
+        made_of = gather_provenance(m_options, log_path);
+        for (const input_provenance& input : made_of->inputs)
+            if (input.unread) m_unread_inputs.push_back(input.path);
+    }
     if (made_of && as_json) write_provenance_object(*made_of, m_sink);
     if (m_counts) m_counts->write_header();
     if (m_lines) m_lines->begin_report();

@@ -23,6 +23,8 @@ public:
 
     // Reports on the parsed log. `current_file` names it where a run has several.
     void write(evidence& stores, std::string_view current_file);
+    // Of which -provenance could not tell what they hold.
+    const argument_list& unread_inputs() const { return m_unread_inputs; }
 
 private:
     void choose_lines();
@@ -36,6 +38,7 @@ private:
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
+    argument_list m_unread_inputs;
 };
 
 }  // namespace kest

@@ -36,7 +36,7 @@ std::span<const field<row_line>> row_fields();
 // Whether undo data are to be decoded for them.
 bool shows_undo(const field_list<row_line>& fields);
 
-// The titles as rows of cells have them. With `guesses_allowed` the path's title tells that some are guesses.
+// The titles as rows of cells have them. With `guesses_allowed` the path's title says that some are guesses.
 std::vector<field_title> marked_titles(std::vector<field_title> titles, bool guesses_allowed);
 
 }  // namespace kest

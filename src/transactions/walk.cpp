@@ -144,8 +144,8 @@ private:
         ++m_cursor;
     }
 
-    // Decodes all members ahead of the head's row, so that no head is shown earlier than its members, and keeps the
-    // first of them.
+    // Decodes all members before the head's row is written, so that no head is shown earlier than its members, and
+    // keeps the first of them.
     void decode_members(std::span<const std::uint32_t> members, chain_fact& fact) {
         const std::size_t kept = std::min(members.size(), most_decoded);
         if (m_members.size() < kept) m_members.resize(kept);

@@ -237,7 +237,10 @@ TEST(output_faults, evidence_is_not_written) {
     for (const std::string& path : {log, mft})  // the arguments do not name them
         EXPECT_EQ(run_captured({"-pipe", "-out", path, "-diags", path}, folder.put("list", log + '\n')).status, -1);
     const std::string image = folder.put("image", "\xEBR\x90NTFS    ");
-    for (const std::string& path : {journal, image})
+    const std::string wiped_log = folder.put("headless", std::string(4096, '\0') + sample_log.substr(4096)),
+                      far = folder.put("far", std::string(100'000, '\0') + sample_journal),
+                      off_page = folder.put("off page", sample_journal.substr(8));
+    for (const std::string& path : {journal, image, wiped_log, far, off_page})
         EXPECT_EQ(run_captured({"-log", log, "-events", "-quiet", "-out", path, "-diags", path}).status, -1);
     for (const char* shape : {"-csv", "-jsonl", "-jsonl"})  // reports may be replaced
         EXPECT_EQ(run_captured({"-log", log, "-undo", shape, "-quiet", "-out", folder.at("report")}).status, 0);

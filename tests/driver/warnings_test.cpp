@@ -147,6 +147,11 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
         {{"-log", m_log, "-csv_separator", "tabs"}, -1, "separator cannot be told from values, aborting: tabs\n"},
         {{"-log", m_log, "-csv_separator", ";\n"}, -1, "separator cannot be told from values, aborting: ;[LF]\n"},
         {{"-log", m_log, "-csv_separator", "a;"}, 0, ""},
+        {{"-log", m_log, "-hostname", "-undo"}, -1, "taken as a value: -hostname -undo\n"},
+        {{"-log", m_log, "-hostname", "-strict"}, -1, "taken as a value, aborting: -hostname -strict\n"},
+        {{"-pipe", "-mftfile", m_mft, "-jsonl"},
+         -1,
+         "a list takes logs only: -mftfile and -jrnlfile need a run for each log\n"},
         {{"-log", m_log, "-csv_separator", "TAB"}, 0, ""},
     };
     for (const auto& [args, status, said] : rows) {
@@ -163,6 +168,10 @@ TEST_F(warnings, each_log_of_a_list_is_judged_in_its_turn) {
     EXPECT_EQ(ran.err, "looks like an MFT: " + m_mft + "\nno record in: " + zeros +
                            "\nclusters of 1024 bytes, rows reckon with 4096: -cluster_size auto\n");
     EXPECT_EQ(std::ranges::count(ran.out, '\n'), 1) << ran.out;
+    const std::string nowhere = m_folder.at("nowhere");
+    EXPECT_EQ(
+        run_captured({"-pipe", "-quiet", "-cut"}, m_folder.put("some", nowhere + '\n' + zeros + '\n' + m_log)).err,
+        "prob parsing file: " + nowhere + " (no such file)\nprob parsing file: " + zeros + " (no record)\n");
     EXPECT_EQ(run_captured({"-pipe", "-strict", "-quiet"}, m_folder.put("good", m_log + '\n')).status, 0);
 }
 
@@ -189,6 +198,7 @@ TEST_F(warnings, what_cannot_be_opened_says_why) {
         {{"-log", m_log, "-jrnlfile", nowhere}, not_parsed(nowhere, "no such file")},
         {{"-log", m_log, "-out", nowhere + "/x"}, no_report(nowhere + "/x", "no such folder")},
         {{"-log", m_log, "-out", m_log + "/x"}, no_report(m_log + "/x", "not a folder")},
+        {{"-log", m_log, "-out", m_mft}, no_report(m_mft, "evidence, or in use")},
         {{"-enumdir", nowhere}, "prob opening folder: " + nowhere + " (no such folder)\n"},
         {{"-enumdir", m_log}, "prob opening folder: " + m_log + " (not a folder)\n"},
     };
@@ -214,12 +224,13 @@ TEST_F(warnings, are_said_on_a_terminal_and_in_extended_runs) {
     const auto said = [](const argument_list& args) {
         int leader = -1, follower = -1;
         EXPECT_EQ(::openpty(&leader, &follower, nullptr, nullptr, nullptr), 0);
-        ::fcntl(leader, F_SETFL, O_NONBLOCK);
         run_prepared(args, [follower] { ::dup2(follower, STDERR_FILENO); });
-        std::string text(4096, '\0');
-        text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(leader, text.data(), text.size()), 0)));
+        ::close(follower);  // so that a read fails after the last byte; one read need not bring all
+        std::string text;
+        char part[4096];
+        for (ssize_t got = 0; (got = ::read(leader, part, sizeof part)) > 0;)
+            text.append(part, static_cast<std::size_t>(got));
         ::close(leader);
-        ::close(follower);
         return text;
     };
     argument_list slips = {"-log", m_log, "-mftfiel", m_mft, "-mftfile", m_journal, "-stats"};

@@ -29,7 +29,7 @@ std::string report(const row_style& style, std::size_t width, filler&& fill, boo
 }
 
 TEST(result_row, kept_decimal_number_is_padded_to_two_less) {
-    const auto fill = [](result_row& row) { row.set_number(0, 0x2ABC); };
+    const auto fill = [](result_row& row) { row.set_wide_number(0, 0x2ABC); };
     EXPECT_EQ(report({}, 10, fill, false), "   10940\n");
     EXPECT_EQ(report({.no_whitespace = true}, 10, fill, false), "10940\n");
 }

@@ -178,6 +178,7 @@ TEST(journal_cursor, judges_a_record_by_its_own_usn_and_what_is_around_it) {
         {"longer than in the journal", pack(u64{1}, version_3, longer), {8, 96}, 8},
         {"a record in a name", pack(first, outside, with_usn(0x10D0)), {0, 208}, 136},
         {"likewise, in a piece", pack(part(outside, 8), with_usn(0x10D0)), {128}, 128},
+        {"between damaged ones", pack(part(first, 56), second, bytes(72, 0xFF), with_usn(0x10D8)), {16, 160}, 88},
         {"stands across two pages", pack(first, u64{1}, with_usn(0x1FC8)), {0}, 80},
         {"over blocks", pack(at{0xFFFC8}, with_usn(0x50'0000), at{0x220000}, with_usn(0x5000)), {0xFFFC8, 0x220000}, 0},
     };

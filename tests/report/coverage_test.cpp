@@ -35,6 +35,7 @@ facts covered(const bytes& log, const bytes& mft = {}, const bytes& journal = {}
     if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
     if (!journal.empty()) args.insert(args.end(), {"-jrnlfile", journal_file.path()});
     const captured_run ran = run_captured(args);
+    EXPECT_EQ(ran.status, 0) << ran.err;
     facts found = facts_in(ran.out);
     std::string& misfit = found["misfit"];  // as it is told on the standard error stream
     if (!ran.err.empty()) misfit = ran.err.substr(ran.err.rfind(": ") + 2, ran.err.size() - ran.err.rfind(": ") - 3);

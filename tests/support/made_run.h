@@ -3,7 +3,6 @@
 #include <csignal>
 #include <functional>
 #include <sstream>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <utility>
 
@@ -52,7 +51,6 @@ inline void put_on(int standard, const std::string& path, int flags = O_RDWR) {
 struct ended_run {
     int status;  // as the system has it; or the signal that stopped the run, negative
     std::string err;
-    long memory;  // KiB at most
 };
 inline ended_run run_prepared(
     argument_list args, const std::function<void()>& prepare = [] {}) {
@@ -78,10 +76,8 @@ inline ended_run run_prepared(
         result.err.append(piece, static_cast<std::size_t>(got));
     ::close(ends[0]);
     int status = 0;
-    rusage usage{};
-    ::wait4(child, &status, 0, &usage);
+    ::waitpid(child, &status, 0);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    result.memory = usage.ru_maxrss;
     return result;
 }
 
@@ -112,7 +108,9 @@ inline std::vector<row_cells> rows_of(const bytes& log, const bytes& mft = {}, c
     if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
     if (!journal.empty()) args.insert(args.end(), {"-jrnlfile", journal_file.path()});
     args.insert(args.end(), more.begin(), more.end());
-    std::istringstream report(run_captured(args).out);
+    const captured_run ran = run_captured(args);
+    EXPECT_EQ(ran.status, 0) << ran.err;  // what expects no rows expects a run that succeeds
+    std::istringstream report(ran.out);
     std::vector<row_cells> rows;
     std::string line;
     for (int lines = 0; std::getline(report, line); ++lines) {

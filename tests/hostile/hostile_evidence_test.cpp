@@ -1,37 +1,38 @@
 // Evidence made to cost more than it weighs. Each run is a process of its own, with bounds on what it may spend.
 
 #include <numeric>
+#include <sys/resource.h>
 
+#include "hostile/allocations.h"
 #include "support/made_run.h"
 
 namespace kest::disk {
 namespace {
 
-// What is not bounded takes hours, or does not end. Sanitizers keep what was freed for a while.
-#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+// What is not bounded takes hours, or does not end; more under sanitizers.
 constexpr rlim_t most_seconds = 60;
-constexpr long most_memory = 2048;  // MiB
-#else
-constexpr rlim_t most_seconds = 15;
-constexpr long most_memory = 256;  // MiB
-#endif
+constexpr std::size_t most_memory = std::size_t{256} << 20;  // bytes
+constexpr std::size_t most_reserved = most_memory;           // as well, and not touched
 
 constexpr u64 late_lsn = 0x0800'0000;  // later than any file record
 
+void limit_time() {
+    const rlimit seconds{most_seconds, most_seconds};
+    ::setrlimit(RLIMIT_CPU, &seconds);
+}
+
 // Besides the rows a report as text has four lines. `limits`: what the run says of guards.
 void expect_bounded(argument_list args, std::size_t rows, std::uintmax_t most_report, const std::string& limits = {},
-                    bool as_json = false) {
+                    bool as_json = false, std::size_t most_allocated = most_memory) {
     const scratch_folder folder;
     const std::string report = folder.at("report");
     args.insert(args.end(),
                 {"-quiet", as_json ? "-jsonl" : "-csv", "-no_whitespace", "-showall_inodes", "-out", report});
-    const ended_run ended = run_prepared(args, [] {
-        const rlimit seconds{most_seconds, most_seconds};
-        ::setrlimit(RLIMIT_CPU, &seconds);
-    });
+    take_peak_of_allocations();
+    const ended_run ended = run_prepared(args, limit_time);
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.err, limits.empty() ? "" : "limits reached: " + limits + '\n');
-    EXPECT_LE(ended.memory / 1024, most_memory);
+    EXPECT_LE(take_peak_of_allocations(), most_allocated);
     EXPECT_LE(std::filesystem::file_size(report), most_report);
     std::ifstream text(report);
     std::size_t lines = 0;
@@ -264,8 +265,12 @@ TEST(hostile_evidence, a_long_transaction_is_as_cheap_as_short_ones) {
         step.previous = step.lsn - 1;
     const bytes log = log_of_pages(one);
     const memory_file together(log);
-    const auto memory = [](const memory_file& file) { return run_prepared({"-log", file.path(), "-quiet"}).memory; };
-    EXPECT_LE(memory(together) - memory(each), most_memory * 1024 / 32);
+    const auto memory_for = [](const memory_file& file) {
+        take_peak_of_allocations();
+        run_prepared({"-log", file.path(), "-quiet"});
+        return take_peak_of_allocations();
+    };
+    EXPECT_LE(memory_for(together), memory_for(each) + most_memory / 32);
     const std::vector<row_cells> rows = rows_of(log);
     ASSERT_EQ(rows.size(), many);
     EXPECT_EQ(rows[1000][parent_cell], "0x05");
@@ -276,15 +281,38 @@ TEST(hostile_evidence, a_long_transaction_is_as_cheap_as_short_ones) {
 }
 
 // File systems that hold little here and there, and claim the rest.
+// Each record claims most of the log, and each page that it goes on there.
+TEST(hostile_evidence, pages_that_claim_one_another_cost_what_they_weigh) {
+    constexpr u64 many = 2048;
+    constexpr unsigned bits = 20;
+    bytes log(many * 4096, 0xFF);
+    lay(log, 0, restart_page{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - bits}.image());
+    const u64 claimed = u64{2} << bits | 4 * 512 | 8;
+    for (u64 page = 2; page < many; ++page) {
+        record_page hostile{.last_lsn = claimed, .last_end_lsn = claimed};
+        for (u64 at = 64; at < 4000; at += 88)
+            hostile.records.push_back(
+                {.lsn = u64{2 + page % 2} << bits | (page * 4096 + at) / 8, .data_length = 0xFF000});
+        lay(log, page * 4096, hostile.image());
+    }
+    const memory_file file(log);
+    take_peak_of_allocations();
+    EXPECT_EQ(run_prepared({"-log", file.path(), "-events", "-quiet"}, limit_time).status, 0);
+    EXPECT_LE(take_peak_of_allocations(), most_memory);
+}
+
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});
     const memory_file log(pages), log_with_holes(pages, claimed);
     const memory_file mft(mft_of_folders(16, 5, 1), claimed), journal(usn_image{}.image(), claimed);
-    expect_bounded({"-log", log_with_holes.path()}, 2, 4096);
-    expect_bounded({"-log", memory_file(pages, (u64{12} << 30) + pages.size(), 1024).path()}, 2, 4096);
-    expect_bounded({"-log", log.path(), "-mftfile", mft.path()}, 2 + 16, 8192);
-    expect_bounded({"-log", log.path(), "-jrnlfile", journal.path()}, 2, 4096);
+    const auto expect_cheap = [](const argument_list& args, std::size_t rows) {
+        expect_bounded(args, rows, 8192, {}, false, most_memory + most_reserved);
+    };
+    expect_cheap({"-log", log_with_holes.path()}, 2);
+    expect_cheap({"-log", memory_file(pages, (u64{12} << 30) + pages.size(), 1024).path()}, 2);
+    expect_cheap({"-log", log.path(), "-mftfile", mft.path()}, 2 + 16);
+    expect_cheap({"-log", log.path(), "-jrnlfile", journal.path()}, 2);
 }
 
 }  // namespace

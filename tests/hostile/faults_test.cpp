@@ -4,57 +4,27 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
-#include <new>
 #include <pthread.h>
 #include <set>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include "hostile/allocations.h"
 #include "support/made_run.h"
 
 namespace {
 
-// Some system calls and every allocation come by here. Runs are processes of their own, which set what is to fail.
+// Some system calls come by here. Runs are processes of their own, which set what is to fail.
 struct {
-    std::atomic<long> allocations = LONG_MAX;  // so many are made, and then
-    std::atomic<long> failing = 0;             // so many fail
-    off_t unreadable = -1;                     // offset at which every file fails, after
-    int readable = 0;                          // so many reads
-    bool closing = false;                      // what was open for writing fails when it is closed
-    bool mounted = false;                      // no file can be replaced
-    std::function<void()> at_work;             // is done when the first input is read
+    off_t unreadable = -1;          // offset at which every file fails, after
+    int readable = 0;               // so many reads
+    bool closing = false;           // what was open for writing fails when it is closed
+    bool mounted = false;           // no file can be replaced
+    std::function<void()> at_work;  // is done when the first input is read
 } injected;
 
-bool fails() {
-    return injected.allocations-- <= 0 && injected.failing-- > 0;
-}
-void* allocated(std::size_t size) {
-    return fails() ? nullptr : std::malloc(size);
-}
-
 }  // namespace
-
-// Not inlined: a compiler that sees through one of a pair takes the other for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (void* const memory = allocated(size)) return memory;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocated(size);
-}
-[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return fails() ? nullptr : std::aligned_alloc(static_cast<std::size_t>(alignment), size);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 extern "C" {
 ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
@@ -129,6 +99,7 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
         with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
     const std::tuple<argument_list, off_t, int, std::string> rows[] = {
         {with({"-quiet"}, log), 4 << 20, 0, "log"},
+        {with({"-quiet", "-coverage", "-provenance"}, log), 4 << 20, 1, "log"},
         {two, 1 << 20, 0, "mft"},
         {three, 1 << 20, 0, "jrnl"},
         {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
@@ -156,13 +127,16 @@ TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
         with(sample_log, {"-mftfile", samples + "/MFT", "-jrnlfile", samples + "/UsnJrnl_J", "-showall_inodes"}),
         with(sample_log, {"-mftfile", samples + "/MFT", "-diags", folder.at("diags"), "-l2"}),
         {"-pipe", "-quiet", "-csv", "-stats"},
+        with(sample_log, {"-cut"}),
+        with(sample_log, {"-events"}),
+        with(sample_log, {"-coverage"}),
     };
     for (const argument_list& args : rows) {
         const auto failing = [&](long from, long count) {
             return ran(args, [&list, from, count] {
                 put_on(STDIN_FILENO, list);
-                injected.failing = count;
-                injected.allocations = from;
+                allocated.failing = count;
+                allocated.before_failing = from;
             });
         };
         EXPECT_EQ(failing(0, 0).status, 0);
