@@ -15,7 +15,7 @@
 #include <utility>
 
 #include "driver/run.h"
-#include "driver/usage.h"
+#include "options/logfile_options.h"
 #include "support/json_lines.h"
 #include "support/memory_file.h"
 
@@ -87,7 +87,7 @@ constexpr std::string_view values =
 // Every option that the program lists, and values.
 std::vector<std::string> known_words() {
     std::vector<std::string> all;
-    const std::string listed = kest::all_options();
+    const std::string listed = kest::option_list();
     for (std::size_t at = 0; (at = listed.find('-', at)) != listed.npos;) {
         const std::size_t end = listed.find_first_of(" ,\n", at);
         const bool begins = listed.compare(at - 2, 2, "  ") == 0 || listed.compare(at - 2, 2, ", ") == 0;

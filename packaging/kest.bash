@@ -1,34 +1,36 @@
-# bash completion for kest
+# bash completion for kest; what options there are is asked of the program
 
 _kest() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local options='--help --help-all --version -base10 -base16 -cluster_size -cmd_start_time -cmd_stop_time -columns -coverage -csv
-        -csv_separator -csvgen -cut -dateformat -diags -enumdir -events -filter -filter_path -filter_sig -h -help -jrnlfile
-        -jsonl -l2 -l3 -log -mftfile -multiline -no_guesses -no_whitespace -num_subdirs -out -outfile -pipe -profile -provenance -quiet
-        -showall_inodes -stats -strict -timeformat -undo'
-    local words=
-    case ${previous,,} in
-    -log | -mftfile | -jrnlfile | -out | -outfile | -diags | -filter_path)
-        compopt -o filenames
-        mapfile -t COMPREPLY < <(compgen -f -- "$current")
-        return
-        ;;
-    -enumdir)
+    local line name options='' value='' words='' offered=yes
+    while IFS= read -r line; do
+        [[ $line != 'Without effect'* ]] || offered=
+        [[ $line =~ ^\ \ ([-/][^ ]+(, [-/][^ ]+)*)( <[a-z]+>)? ]] || continue
+        for name in ${BASH_REMATCH[1]//,/}; do
+            [[ ! $offered || $name != -* ]] || options+=" $name"
+            [[ ${previous,,} != "$name" ]] || value=${BASH_REMATCH[3]# }
+        done
+    done < <("${COMP_WORDS[0]}" --help-all 2>/dev/null)
+    case ${previous,,}$value in
+    *'<folder>')
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         return
         ;;
-    -dateformat) words='yyyy-mm-dd mm/dd/yyyy dd/mm/yyyy dd-mmm-yyyy' ;;
-    -timeformat) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
-    -csv_separator) words='tab' ;;
-    -cluster_size) words='auto 512 1024 2048 4096 8192 65536 2097152' ;;
-    -num_subdirs) words='0 1 2 3 5 10' ;;
-    -columns | -filter | -filter_sig | -cmd_start_time | -cmd_stop_time) ;; # values that only the user knows
-    -alias | -aliaspath | -cpu | -cpuinst | -fragment_files | -hostname | -offset | -outdir | -signal | -sqlite | -sqlite_log | \
-        -threads | -username | -zlibex) ;; # do nothing, but have values
+    *'<file>' | -filter_path*)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    -dateformat*) words='yyyy-mm-dd mm/dd/yyyy dd/mm/yyyy dd-mmm-yyyy' ;;
+    -timeformat*) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
+    -csv_separator*) words='tab' ;;
+    -cluster_size*) words='auto 512 1024 2048 4096 8192 65536 2097152' ;;
+    -num_subdirs*) words='0 1 2 3 5 10' ;;
+    *'>') ;; # a value that only the user knows
     *) words=$options ;;
     esac
-    # The word at the cursor begins behind the last ":" for readline.
+    # For readline the word at the cursor begins after the last ":".
     [[ $COMP_WORDBREAKS != *:* || $current != *:* ]] || words=
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }

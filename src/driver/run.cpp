@@ -1,20 +1,18 @@
 #include "driver/run.h"
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <new>
 #include <optional>
 #include <unistd.h>
 #include <utility>
 
-#include "driver/multi_run.h"
-#include "driver/run_header.h"
-#include "driver/run_timer.h"
-#include "driver/single_run.h"
-#include "driver/usage.h"
+#include "driver/banner.h"
+#include "driver/log_runs.h"
 #include "driver/warnings.h"
-#include "driver/worker_run.h"
-#include "options/output_guard.h"
+#include "format/time.h"
+#include "outputs/output_guard.h"
 #include "portable/console.h"
 #include "portable/descriptor.h"
 #include "report/field.h"
@@ -36,7 +34,7 @@ bool asks_for_help(const argument_list& args) {
 // Answers a question about the program itself, on the standard output. Nothing if none is asked.
 std::optional<bool> answer(const argument_list& args) {
     std::string text;
-    if (peek_flag("--help-all", args, 1)) text = all_options();
+    if (peek_flag("--help-all", args, 1)) text = std::string(banner) + '\n' + option_list();
     if (peek_flag("--version", args, 1)) text = std::string(version).append(1, '\n');
     if (text.empty()) return std::nullopt;
     uni::file out;
@@ -45,7 +43,7 @@ std::optional<bool> answer(const argument_list& args) {
     return out.close() && written;
 }
 
-void tell_what_is_needed(const logfile_options& options, const std::string& header) {
+void say_what_is_needed(const logfile_options& options, const std::string& header) {
     if (options.has_banner()) {
         uni::file out;
         out.attach(STDOUT_FILENO);
@@ -73,12 +71,6 @@ void say_writing_failed(std::string_view target) {
     uni::console_write(writing_failed(target));
 }
 
-bool parse_and_report(const run_context& run) {
-    if (run.options.lists_logs()) return multi_run(run);
-    if (run.options.have_mft || run.options.have_jrnl) return worker_run(run);
-    return single_run(run);
-}
-
 struct guard_word {
     bool left_out::*reached;
     std::string_view word;
@@ -93,7 +85,7 @@ constexpr guard_word guard_words[] = {
     {&left_out::files, "files"},
 };
 
-// The report is not whole, and does not look so: that is told whatever the options say.
+// The report is not whole, and does not look so: that is said whatever the options are.
 void say_limits(const left_out& omitted) {
     std::string text;
     for (const guard_word& guard : guard_words) {
@@ -116,7 +108,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     try {
         log_report report(options, outputs.diags, report_sink);
         const run_context run{options, outputs, report, findings};
-        reported = parse_and_report(run);
+        reported = report_logs(run);
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
     } catch (const std::bad_alloc&) {
@@ -152,7 +144,7 @@ bool settle_options(logfile_options& options, run_outputs& outputs, argument_lis
     if (taken && options.has_source()) return true;
     if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
     if (options.extended) say_hints(options, warnings_of_arguments(options, args));
-    tell_what_is_needed(options, header);
+    say_what_is_needed(options, header);
     return false;
 }
 
@@ -163,10 +155,27 @@ bool columns_settled(const logfile_options& options) {
     return words.empty();
 }
 
+constexpr int seconds_precision = 6;  // significant digits
+
+std::string elapsed_text(std::uint64_t start_ticks) {
+    char digits[32];
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, cv::elapsed_seconds(start_ticks, cv::now()),
+                                            std::chars_format::general, seconds_precision);
+    return "->" + std::string(digits, end) + " secs";
+}
+
+// On the standard error stream with `profile`, and in the diagnostic file.
+// Kept: no line end after the time in the diagnostic file.
+void report_time(std::uint64_t start_ticks, bool profile, diagnostics& diags) {
+    const std::string text = elapsed_text(start_ticks);
+    if (profile) uni::console_write(text + '\n');
+    diags.write(text);
+}
+
 bool run_guarded(argument_list args) {
     const bool stdout_is_evidence = is_evidence(STDOUT_FILENO, args);
     if (is_evidence(STDERR_FILENO, args)) {
-        // Not a word may go there; it is told on the other stream if that is free.
+        // Not a word may go there; it is said on the other stream if that is free.
         if (!stdout_is_evidence) static_cast<void>(uni::write_all(STDOUT_FILENO, writing_failed("standard error")));
         return false;
     }
@@ -185,12 +194,12 @@ bool run_guarded(argument_list args) {
     if (!settle_options(options, outputs, args, header)) return false;
     if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, outputs, args))
         return false;
-    const run_timer timer;
+    const std::uint64_t start = cv::now();
     run_findings findings;
     const bool done = run_with_output(options, outputs, header, findings);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
-    timer.tell(options.profile, outputs.diags);
+    report_time(start, options.profile, outputs.diags);
     return done;
 }
 

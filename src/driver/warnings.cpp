@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "driver/run_steps.h"
+#include "driver/log_runs.h"
+#include "format/ascii_text.h"
 #include "format/number.h"
+#include "inputs/input_kind.h"
 #include "logfile/told_sizes.h"
-#include "options/ascii_text.h"
-#include "options/input_kind.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 
@@ -67,8 +67,8 @@ std::string words_on_clusters(std::uint32_t stated, std::uint32_t used, std::str
 
 // Rows have always reckoned with clusters of one size. On a volume of another one they name wrong files.
 std::string warnings_of_clusters(const log_store& store, const logfile_options& options) {
-    const bool reckons = !options.stats_requested && !options.show_coverage && !options.show_events;
-    if (options.told_cluster_size || (!options.cluster_size && !(reckons && tells_rows(options.shape)))) return {};
+    const bool reckons = options.report == report_kind::rows && shows_lines(options.shape);
+    if (options.auto_cluster_size || (!options.cluster_size && !reckons)) return {};
     const std::uint32_t used = options.cluster_size.value_or(usual_cluster_size);
     const std::uint32_t stated = find_told_sizes(store).cluster.value_or(used);
     if (stated == used) return {};

@@ -6,7 +6,7 @@
 #include "logfile/log_store.h"
 #include "options/argument_list.h"
 #include "options/logfile_options.h"
-#include "options/run_outputs.h"
+#include "outputs/run_outputs.h"
 #include "portable/folder_walk.h"
 
 namespace kest {

@@ -101,7 +101,6 @@ public:
     }
     // Whether a key came again: the members are not what their text is.
     bool repeat() const { return m_repeat; }
-    std::size_t capacity() const { return m_members.capacity() * sizeof(member); }  // bytes
     // Puts the members with their values out of `text` where there is room for as many bytes; returns the end.
     char* put(char* at, std::string_view text) const;
 

@@ -20,7 +20,6 @@ public:
     std::size_t place_of(const char* at) const { return static_cast<std::size_t>(at - m_bytes.get()); }
     void clear() { m_size = 0; }  // keeps the capacity
 
-    std::size_t capacity() const { return m_capacity; }
     std::size_t size() const { return m_size; }
     std::string_view text() const { return {m_bytes.get(), m_size}; }
 

@@ -1,9 +1,7 @@
-#include "operations/attribute_decoder.h"
-
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
-#include "operations/value_decoders.h"
 #include "portable/utf16.h"
 
 namespace kest {

@@ -1,7 +1,8 @@
 #include "format/flag_words.h"
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
-#include "operations/value_decoders.h"
+#include "operations/decoders.h"
 #include "portable/utf16.h"
 
 namespace kest {

@@ -4,7 +4,7 @@
 
 namespace kest {
 
-void reset_entry_info(entry_info& info, bool as_json) {
+void reset_entry_info(entry_info& info) {
     info.std_times = {};
     info.name_times = {};
     info.name_alloc_size = 0;
@@ -15,7 +15,7 @@ void reset_entry_info(entry_info& info, bool as_json) {
     info.usn_time = 0;
     info.usn_reason = 0;
     info.name.clear();
-    info.details.clear(as_json);
+    info.details.clear();
 }
 
 void take_name_text(entry_info& info, uni::byte_view units) {

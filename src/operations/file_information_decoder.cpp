@@ -5,7 +5,6 @@
 #include "mft/record_layout.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
-#include "operations/value_decoders.h"
 #include "portable/utf16.h"
 
 namespace kest {

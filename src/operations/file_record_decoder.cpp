@@ -1,5 +1,4 @@
 #include "mft/record_layout.h"
-#include "operations/attribute_decoder.h"
 #include "operations/decoders.h"
 
 namespace kest {

@@ -1,6 +1,6 @@
+#include "format/number.h"
 #include "mft/record_layout.h"
 #include "operations/decoders.h"
-#include "operations/value_decoders.h"
 
 namespace kest {
 

@@ -1,3 +1,4 @@
+#include "format/number.h"
 #include "operations/decoders.h"
 
 namespace kest {

@@ -1,7 +1,7 @@
 #include <array>
 
+#include "format/number.h"
 #include "mft/record_layout.h"
-#include "operations/attribute_decoder.h"
 #include "operations/attribute_names.h"
 #include "operations/decoders.h"
 #include "portable/utf16.h"

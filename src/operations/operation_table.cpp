@@ -9,41 +9,47 @@ namespace kest {
 
 namespace {
 
-// What is told of one operation code, and what is done with its bytes.
+// What is known of one operation code, and what is done with its bytes.
 struct operation_row {
     std::string_view name;
     decoder decode = nullptr;       // null: no decoder
     std::string_view dump_label{};  // empty: no dump
-    bool location = false;          // tells behind the data where it was done
-    std::string_view word{};        // a plain word ahead of the dump
+    bool location = false;          // shows after the data where it was done
+    std::string_view word{};        // a plain word before the dump
     std::string_view event{};
+    bool dated = false;  // its bytes hold times of a file
 };
 
-// By code. Kept: of the operations that go in pairs, only the deleting one tells its location; and two event words
+// By code. Kept: of the operations that go in pairs, only the deleting one shows its location; and two event words
 // begin with a blank.
 constexpr operation_row operations[] = {
     /*  0 */ {.name = "Noop", .dump_label = "noop_data"},
     /*  1 */ {.name = "CompensationLogRecord", .dump_label = "compensation_data"},
-    /*  2 */ {.name = "InitializeFileRecordSegment", .decode = decode_file_record, .event = " file_created"},
+    /*  2 */
+    {.name = "InitializeFileRecordSegment", .decode = decode_file_record, .event = " file_created", .dated = true},
     /*  3 */
-    {.name = "DeallocateFileRecordSegment", .decode = decode_file_record, .location = true, .event = " file_deleted"},
+    {.name = "DeallocateFileRecordSegment",
+     .decode = decode_file_record,
+     .location = true,
+     .event = " file_deleted",
+     .dated = true},
     /*  4 */ {.name = "WriteEndOfFileRecordSegment", .dump_label = "end_of_record_data"},
-    /*  5 */ {.name = "CreateAttribute", .decode = decode_attribute_record},
-    /*  6 */ {.name = "DeleteAttribute", .decode = decode_attribute_record, .location = true},
-    /*  7 */ {.name = "UpdateResidentValue", .decode = decode_resident_update},
-    /*  8 */ {.name = "UpdateNonresidentValue", .decode = decode_journal_record},
+    /*  5 */ {.name = "CreateAttribute", .decode = decode_attribute_record, .dated = true},
+    /*  6 */ {.name = "DeleteAttribute", .decode = decode_attribute_record, .location = true, .dated = true},
+    /*  7 */ {.name = "UpdateResidentValue", .decode = decode_resident_update, .dated = true},
+    /*  8 */ {.name = "UpdateNonresidentValue", .decode = decode_journal_record, .dated = true},
     /*  9 */ {.name = "UpdateMappingPairs", .decode = decode_mapping_pairs, .event = "changing_allocated_space"},
     /* 10 */ {.name = "DeleteDirtyClusters", .dump_label = "dirty_clusters_data", .location = true},
     /* 11 */ {.name = "SetNewAttributeSizes", .decode = decode_attribute_sizes},
-    /* 12 */ {.name = "AddIndexEntryRoot", .decode = decode_index_entries},
+    /* 12 */ {.name = "AddIndexEntryRoot", .decode = decode_index_entries, .dated = true},
     /* 13 */ {.name = "DeleteIndexEntryRoot", .dump_label = "deleted_entry_data", .location = true},
-    /* 14 */ {.name = "AddIndexEntryAllocation", .decode = decode_index_entries},
+    /* 14 */ {.name = "AddIndexEntryAllocation", .decode = decode_index_entries, .dated = true},
     /* 15 */ {.name = "DeleteIndexEntryAllocation", .dump_label = "deleted_entry_data", .location = true},
-    /* 16 */ {.name = "WriteEndOfIndexBuffer", .decode = decode_index_entries},
+    /* 16 */ {.name = "WriteEndOfIndexBuffer", .decode = decode_index_entries, .dated = true},
     /* 17 */ {.name = "SetIndexEntryVcnRoot", .decode = decode_index_vcn},
     /* 18 */ {.name = "SetIndexEntryVcnAllocation", .decode = decode_index_vcn},
-    /* 19 */ {.name = "UpdateFileNameRoot", .decode = decode_duplicated_information},
-    /* 20 */ {.name = "UpdateFileNameAllocation", .decode = decode_duplicated_information},
+    /* 19 */ {.name = "UpdateFileNameRoot", .decode = decode_duplicated_information, .dated = true},
+    /* 20 */ {.name = "UpdateFileNameAllocation", .decode = decode_duplicated_information, .dated = true},
     /* 21 */ {.name = "SetBitsInNonresidentBitMap", .dump_label = "set_bits_data"},
     /* 22 */ {.name = "ClearBitsInNonresidentBitMap", .dump_label = "clear_bits_data"},
     /* 23 */ {.name = "HotFix", .dump_label = "hot_fix_data"},
@@ -103,21 +109,28 @@ std::string_view event_word(std::uint16_t code) {
 }
 
 void decode_redo(const log_entry& entry, entry_info& info, const text_style& style) {
-    reset_entry_info(info, style.as_json);
+    reset_entry_info(info);
     data_window window;  // stays empty without redo bytes
     static_cast<void>(redo_data(entry, window));
     decode_data(entry.redo_op, entry, window, info, style);
     if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
         write_location(info.details, entry, style);
     }
-    // Judged by the window as the header tells it, not by what the payload holds of it.
+    // Judged by the window as the header states it, not by what the payload holds of it.
     const std::uint16_t expected = entry.get(record_layout::redo_length);
     if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent, style);
 }
 
+void decode_facts(const log_entry& entry, entry_info& info, const text_style& style) {
+    reset_entry_info(info);
+    data_window window;
+    if (entry.redo_op >= std::size(operations) || !operations[entry.redo_op].dated) return;
+    static_cast<void>(redo_data(entry, window));
+    decode_data(entry.redo_op, entry, window, info, style);
+}
+
 void decode_undo(const log_entry& entry, entry_info& info, const text_style& style) {
-    reset_entry_info(info, style.as_json);
-    info.details.use_words();
+    reset_entry_info(info);
     data_window window;
     if (!undo_data(entry, window)) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data

@@ -1,6 +1,6 @@
 #include "options/argument_list.h"
 
-#include "options/ascii_text.h"
+#include "format/ascii_text.h"
 
 namespace kest {
 

@@ -14,13 +14,13 @@ using argument_list = std::vector<std::string>;
 // True if an entry from index `first` on is `name`. Takes nothing out.
 bool peek_flag(std::string_view name, const argument_list& args, std::size_t first);
 
-// The same, and copies the entry behind it to `value`, if there is one.
+// The same, and copies the entry after it to `value`, if there is one.
 bool peek_value(std::string_view name, std::string& value, const argument_list& args, std::size_t first);
 
 // Takes out the first entry that is `name`; false if there is none.
 bool take_flag(std::string_view name, argument_list& args);
 
-// Takes out the first entry that is `name` and the one behind it, which becomes `value`. False, with nothing taken
+// Takes out the first entry that is `name` and the one after it, which becomes `value`. False, with nothing taken
 // out, if there is no such entry or it is the last one.
 bool take_value(std::string_view name, std::string& value, argument_list& args);
 

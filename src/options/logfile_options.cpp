@@ -1,52 +1,260 @@
 #include "options/logfile_options.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 
+#include "format/ascii_text.h"
+#include "format/error_words.h"
 #include "format/safe_text.h"
 #include "logfile/mft_place.h"
-#include "options/ascii_text.h"
-#include "options/parse_number.h"
+#include "options/option_values.h"
+#include "options/warning_line.h"
+#include "portable/console.h"
+#include "portable/unfinished_file.h"
 
 namespace kest {
 
 namespace {
 
-// Options that the first reports did not know. What is said of a run with any of them may grow.
-constexpr std::string_view extended_options[] = {"-events",       "-coverage",   "-jsonl",  "-undo",   "-cut",
-                                                 "-cluster_size", "-provenance", "-strict", "-columns"};
+constexpr std::string_view not_understood = "not understood";
 
-bool is_extended(const argument_list& args) {
-    return std::ranges::any_of(extended_options, [&args](std::string_view name) { return peek_flag(name, args, 1); });
+// Where an option stands in the list of all.
+enum class option_group { inputs, report, shape, list, run, program, none };
+constexpr std::string_view group_titles[] = {"Inputs",
+                                             "Report",
+                                             "Shape of the report",
+                                             "Many logs",
+                                             "Run",
+                                             "Program",
+                                             "Without effect, for the sake of other tools' command lines"};
+
+// Options of which one run can have but one, and those that only mean something to a list.
+enum class option_set { none, shape, base, list, of_list, report };
+constexpr std::size_t set_count = 6;
+
+struct option_parse {
+    logfile_options& options;
+    run_outputs& outputs;
+    argument_list& args;
+    const std::string cmdline;
+    bool pair_datetime = false;
+    std::string date_format = "yyyy-mm-dd";
+    std::string time_format = "hh:mm:ss.xxx";
+    std::string diags_path = {};  // also where it could not be opened: two outputs never are one file
+    bool refused = false;         // the run cannot go on
+    std::array<argument_list, set_count> given = {};  // of each set: its options, in the order of the rows
+
+    argument_list& given_of(option_set set) { return given[static_cast<std::size_t>(set)]; }
+};
+
+// Says that a value is not taken, and notes it.
+void say_value_refused(logfile_options& options, std::string_view words) {
+    uni::console_write(words);
+    options.value_refused = true;
 }
 
-void expect_mft(logfile_options& options, argument_list& args) {
-    options.have_mft = true;
-    options.showall_inodes = take_flag("-showall_inodes", args);
+// Notes what may not be meant so.
+void warn(logfile_options& options, std::string_view words, std::string_view shown) {
+    if (options.extended) options.warnings += warning_line(words, shown);
 }
 
-// In a multi-file run the input options are flags: they tell what the listed files are.
-void take_list_options(logfile_options& options, argument_list& args) {
-    options.have_log = take_flag("-log", args);
-    if (take_flag("-mftfile", args)) expect_mft(options, args);
-    options.have_jrnl = take_flag("-jrnlfile", args);
-    if (!options.have_mft && !options.have_jrnl) options.have_log = true;
+void refuse(option_parse& parse, std::string_view words) {
+    uni::console_write(words);
+    parse.refused = true;
 }
 
-void take_file_options(logfile_options& options, argument_list& args) {
-    options.have_log = take_value("-log", options.log_path, args);
-    // Kept: an offset is taken and has no effect, since a log is read from its start. Command lines made for a family
-    // of tools hold one.
-    std::string offset;
-    take_value("-offset", offset, args);
-    if (take_value("-mftfile", options.mft_path, args)) expect_mft(options, args);
-    options.have_jrnl = take_value("-jrnlfile", options.jrnl_path, args);
+template <std::uint32_t level>
+void set_level(option_parse& parse, const std::string&) {
+    parse.outputs.diags.set_level(level);
 }
 
-void take_cluster_size(logfile_options& options, argument_list& args) {
-    std::string value;
-    if (!take_value("-cluster_size", value, args)) return;
-    options.told_cluster_size = equal_folded(value, "auto");
-    if (options.told_cluster_size) return;
+// Why an output was not opened: by an `errno`, or else by the guard or another run.
+std::string output_refusal(const logfile_options& options, int error) {
+    if (!options.extended) return {};
+    return error != 0 ? folder_error_words(error) : "evidence, or in use";
+}
+
+void open_diagnostics(option_parse& parse, const std::string& path) {
+    diagnostics& diags = parse.outputs.diags;
+    parse.diags_path = path;
+    if (!diags.open(path, {parse.args, parse.options.extended})) {
+        warn(parse.options, with_reason("not opened", output_refusal(parse.options, diags.open_error())),
+             "-diags " + path);
+        return;
+    }
+    diags.trace(parse.cmdline);
+}
+
+bool is_tab_word(std::string_view separator) {
+    return equal_folded(separator, "tab") || equal_folded(separator, "\\t");
+}
+
+// What separates fields must not stand inside a value.
+void set_separator(logfile_options& options, std::string_view separator) {
+    options.separator = separator;
+    options.sep_char = options.sep_subst = '\0';
+    if (separator.find('|') != separator.npos) {
+        options.sep_char = '|';
+        options.sep_subst = ';';
+    } else if (separator.find(',') != separator.npos) {
+        options.sep_char = ',';
+        options.sep_subst = ' ';
+    } else if (is_tab_word(separator)) {
+        options.separator.assign(1, '\t');
+    }
+}
+
+// Kept: runs with the first options take whatever separator they are given.
+void set_chosen_separator(option_parse& parse, const std::string& value) {
+    if (parse.options.extended && !is_tab_word(value) && !telling_character(value)) {
+        refuse(parse, warning_line("separator cannot be told from values, aborting", value));
+    } else {
+        set_separator(parse.options, value);
+    }
+}
+
+template <output_shape shape>
+void set_shape(option_parse& parse, const std::string&) {
+    constexpr bool comma = shape == output_shape::csv || shape == output_shape::csvgen || shape == output_shape::csvl2t;
+    parse.options.shape = shape;
+    if (shape == output_shape::jsonl) return;
+    set_separator(parse.options, comma ? "," : shape == output_shape::bodyfile ? "|" : "");
+    if (shape == output_shape::csv) parse.options.no_whitespace = !parse.pair_datetime;
+    if (shape == output_shape::csvgen) parse.options.no_whitespace = true;
+}
+
+// A list of pairs, "a|b|c|d".
+void check_pairs(option_parse& parse, std::string_view list, std::ptrdiff_t pieces_if_empty) {
+    const std::ptrdiff_t pieces = list.empty() ? pieces_if_empty : std::ranges::count(list, '|') + 1;
+    if (pieces % 2 != 0) refuse(parse, "imbalanced alias to true pathfiles, aborting\n");
+}
+
+void check_aliases(option_parse& parse, const std::string& value) {
+    check_pairs(parse, expand_environment(value), 0);
+}
+
+// Kept: an empty value is one path here, and so lacks its other half.
+void check_alias_paths(option_parse& parse, const std::string& value) {
+    check_pairs(parse, expand_environment(value), 1);
+}
+
+void refuse_database(option_parse& parse, const std::string&) {
+    refuse(parse, "This option is not offered in this build\n");
+}
+
+// Says whether two outputs would be one file, be it there or not. Devices can be shared.
+bool is_one_file(const std::string& one, const std::string& other) {
+    if (uni::identify(one)) return uni::is_regular_file(one) && uni::identify(one) == uni::identify(other);
+    const auto name_at = [](const std::string& path) { return path.rfind('/') + 1; };  // no folder: npos + 1 is 0
+    const auto folder = [&](const std::string& path) { return uni::identify(path.substr(0, name_at(path)) + '.'); };
+    return one.substr(name_at(one)) == other.substr(name_at(other)) && folder(one) && folder(one) == folder(other);
+}
+
+// Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
+void set_results_file(option_parse& parse, const std::string& value) {
+    std::string path = expand_environment(value);
+    std::ranges::replace(path, '\\', '/');
+    const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
+    const bool of_diagnostics =
+        !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
+    if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
+    const std::string words = "prob opening file " + path + " for output, aborting";
+    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
+}
+
+void set_walked_folder(option_parse& parse, const std::string& value) {
+    parse.options.enumdir_path = expand_environment(value);
+    parse.options.enumdir_mode = true;
+}
+
+void set_walk_depth(option_parse& parse, const std::string& value) {
+    if (const auto depth = parse_number(value)) {
+        parse.options.num_subdirs = static_cast<std::uint32_t>(*depth);
+    } else {
+        warn(parse.options, not_understood, "-num_subdirs " + value);
+    }
+}
+
+void add_patterns(option_parse& parse, const std::string& value) {
+    if (!add_pattern_filters(parse.options.wanted.filters, value))
+        warn(parse.options, not_understood, "-filter " + value);
+}
+
+void add_signature(option_parse& parse, const std::string& value) {
+    if (!add_signature_filter(parse.options.wanted.filters, value))
+        warn(parse.options, not_understood, "-filter_sig " + value);
+}
+
+void refuse_time(option_parse& parse, const std::string& value) {
+    refuse(parse, parse.options.extended ? warning_line("invalid time, aborting", value) : std::string());
+}
+
+// A start opens the window's other end. What is no time is left unset.
+void set_start_time(option_parse& parse, const std::string& value) {
+    const time_value start = parse_time(value, {});
+    if (!start.has_separator) return refuse_time(parse, value);
+    parse.options.wanted.start = start.ticks;
+    if (!start.ticks) say_value_refused(parse.options, "invalid start time, ignoring\n");
+}
+
+// A stop without time is the last second of its day, and counts only if it is not earlier than the start.
+void set_stop_time(option_parse& parse, const std::string& value) {
+    file_choice& wanted = parse.options.wanted;
+    const time_value stop = parse_time(value, "23:59:59");
+    if (!stop.has_separator) return refuse_time(parse, value);
+    wanted.stop = stop.ticks && (!wanted.start || *stop.ticks >= *wanted.start) ? stop.ticks : std::nullopt;
+    if (!wanted.stop) say_value_refused(parse.options, "invalid stop time, ignoring\n");
+}
+
+void set_filter_path(option_parse& parse, const std::string& value) {
+    for (path_filter& filter : parse.options.wanted.filters)
+        filter.path = lower_case(value);
+}
+
+void remove_whitespace(option_parse& parse, const std::string&) {
+    parse.options.no_whitespace = true;
+    std::erase(parse.options.separator, ' ');
+}
+
+void set_format(option_parse& parse, std::string& format, const std::string& value, bool accepted) {
+    if (accepted) {
+        format = lower_case(value);
+    } else {
+        say_value_refused(parse.options, "invalid " + value + ", using default format\n");
+    }
+}
+
+// Kept: a format is judged by its length here, not by its parts.
+void set_date_format(option_parse& parse, const std::string& value) {
+    set_format(parse, parse.date_format, value, value.size() == 8 || value.size() == 10);
+}
+
+void set_time_format(option_parse& parse, const std::string& value) {
+    const bool length_fits = value.size() == 8 || (value.size() >= 12 && value.size() <= 18);
+    set_format(parse, parse.time_format, value, length_fits && value.find(':') != value.npos);
+}
+
+void set_pair_datetime(option_parse& parse, const std::string&) {
+    parse.pair_datetime = true;
+}
+
+// Of several the first in the order of the rows counts.
+template <report_kind kind>
+void set_report(option_parse& parse, const std::string&) {
+    logfile_options& options = parse.options;
+    if (parse.given_of(option_set::report).empty()) options.report = kind;
+    if (kind == report_kind::events) options.keeps_pages = options.stated_sizes = true;
+}
+
+void set_cluster_size(option_parse& parse, const std::string& value) {
+    logfile_options& options = parse.options;
+    options.auto_cluster_size = equal_folded(value, "auto");
+    if (options.auto_cluster_size) {
+        options.stated_sizes = true;
+        return;
+    }
     const auto size = parse_number(value);
     if (size && is_cluster_size(*size)) {
         options.cluster_size = static_cast<std::uint32_t>(*size);
@@ -55,81 +263,275 @@ void take_cluster_size(logfile_options& options, argument_list& args) {
     }
 }
 
-void take_columns(logfile_options& options, argument_list& args) {
-    std::string names;
-    if (!take_value("-columns", names, args)) return;
+void set_columns(option_parse& parse, const std::string& names) {
     for (std::size_t at = 0; at <= names.size();) {
         const std::size_t end = std::min(names.find(',', at), names.size());
-        options.columns.push_back(names.substr(at, end - at));
+        parse.options.columns.push_back(names.substr(at, end - at));
         at = end + 1;
     }
 }
 
-// Events are a table that any reader of such takes; what the rows of steps look like is kept.
-void settle_table(logfile_options& options) {
-    if (!options.tells_events()) return;
-    if (options.shape != output_shape::csv && options.shape != output_shape::csvgen) return;
-    options.quotes = options.no_whitespace = true;
-    options.sep_char = '\0';
+// In a run on a list the input options are flags: they say what the listed files are.
+template <auto has, auto path>
+void set_input(option_parse& parse, const std::string& value) {
+    parse.options.*has = true;
+    parse.options.*path = value;
 }
 
-struct shape_name {
-    output_shape shape;
-    std::string_view name;
+template <auto option, bool value = true>
+void set(option_parse& parse, const std::string&) {
+    parse.options.*option = value;
+}
+
+using options_of = const option_parse&;
+bool has_filters(options_of p) {
+    return !p.options.wanted.filters.empty();
+}
+bool has_mft(options_of p) {
+    return p.options.have_mft;
+}
+bool has_diagnostics(options_of p) {
+    return p.outputs.diags.on() && !p.outputs.diags.on(2);
+}
+bool has_no_list(options_of p) {
+    return !p.options.lists_logs();
+}
+
+enum class takes {
+    flag,     // no value
+    value,    // one value
+    values,   // one each time that it is given
+    input,    // one value; none in a run on a list of logs
+    nothing,  // looked for elsewhere, and left in the list
 };
-constexpr shape_name shapes_without_rows[] = {
-    {output_shape::xml, "-xml"}, {output_shape::csvl2t, "-csvl2t"}, {output_shape::bodyfile, "-bodyfile"}};
 
-// Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
-void judge_report(logfile_options& options, bool coverage) {
-    argument_list given;
-    const auto add_if = [&given](bool is_given, const char* name) {
-        if (is_given) given.emplace_back(name);
-    };
-    add_if(options.stats_requested, "-stats");
-    add_if(coverage, "-coverage");
-    add_if(options.show_events, "-events");
-    if (given.empty()) return;
-    add_if(options.show_undo, "-undo");
-    add_if(options.showall_inodes, "-showall_inodes");
-    if (given.size() > 1) warn(options, "exclude each other", joined(given, '\''));
+struct option_row {
+    std::string_view name;
+    option_group group;
+    takes kind;
+    std::string_view value;  // how the list of options names it
+    std::string_view text;   // likewise what it does; rows with the same stand in one line
+    void (*apply)(option_parse&, const std::string& value) = nullptr;  // null: of no effect
+    option_set set = option_set::none;
+    bool extends = false;                      // the first reports did not know it
+    bool (*looked_for)(options_of) = nullptr;  // null: always
+};
+
+constexpr std::string_view taken = "taken", no_rows = "no rows", refused = "refused", pairs = "must be pairs",
+                           results = "where the report goes; an existing file is replaced",
+                           listings = "with -diags: listings of what was combined",
+                           base = "numbers in decimal, or in hexadecimal", usage = "a short usage text";
+
+using enum option_group;
+using enum takes;
+using o = logfile_options;
+using r = report_kind;
+using s = output_shape;
+using set_of = option_set;
+
+// In the order in which they are looked for.
+constexpr option_row option_rows[] = {
+    {"-h", program, nothing, "", usage},
+    {"-help", program, nothing, "", usage},
+    {"--help", program, nothing, "", usage},
+    {"/?", program, nothing, "", usage},
+    {"--help-all", program, nothing, "", "this list"},
+    {"--version", program, nothing, "", "the version"},
+    {"-pair_datetime", none, flag, "", "changes the padding of -csv only", set_pair_datetime},
+    {"-diags", run, value, "<file>", "a diagnostic file", open_diagnostics},
+    {"-l2", run, flag, "", listings, set_level<2>, set_of::none, false, has_diagnostics},
+    {"-l3", run, flag, "", listings, set_level<3>, set_of::none, false, has_diagnostics},
+    {"-csv", shape, flag, "", "fields separated by a comma; of rows padded, of events as RFC 4180 says",
+     set_shape<s::csv>, set_of::shape},
+    {"-csvgen", shape, flag, "", "the report with commas and without padding", set_shape<s::csvgen>, set_of::shape},
+    {"-csvl2t", none, flag, "", no_rows, set_shape<s::csvl2t>, set_of::shape},
+    {"-bodyfile", none, flag, "", no_rows, set_shape<s::bodyfile>, set_of::shape},
+    {"-xml", none, flag, "", no_rows, set_shape<s::xml>, set_of::shape},
+    {"-multiline", shape, flag, "", "the report without any separator", set_shape<s::multiline>, set_of::shape},
+    {"-jsonl", shape, flag, "", "one JSON object a line, typed, with nothing before the first", set_shape<s::jsonl>,
+     set_of::shape, true},
+    {"-alias", none, value, "<pairs>", pairs, check_aliases},
+    {"-aliaspath", none, value, "<pairs>", pairs, check_alias_paths},
+    {"-gzip", none, flag, "", taken},
+    {"-zlib", none, flag, "", taken},
+    {"-threads", none, value, "<text>", taken},
+    {"-zlibex", none, value, "<text>", taken},
+    {"-sqlite_log", none, value, "<file>", refused, refuse_database},
+    {"-sqlite", none, value, "<file>", refused, refuse_database},
+    {"-signal", none, value, "<text>", taken},
+    {"-hostname", none, value, "<text>", taken},
+    {"-split_pathfile", none, flag, "", taken},
+    {"-username", none, value, "<text>", taken},
+    {"-cpuinst", none, value, "<text>", taken},
+    {"-cpu", none, value, "<text>", taken},
+    {"-fragment_files", none, value, "<text>", taken},
+    {"-separate_files", none, flag, "", taken},
+    {"-out", run, value, "<file>", results, set_results_file},
+    {"-outfile", run, value, "<file>", results, set_results_file},
+    {"-append", none, nothing, "", "a results file is replaced all the same"},
+    {"-outdir", none, value, "<text>", taken},
+    {"-enumdir", list, value, "<folder>", "every file in the folder", set_walked_folder, set_of::list},
+    {"-num_subdirs", list, value, "<number>", "levels of sub-folders that -enumdir enters", set_walk_depth,
+     set_of::of_list},
+    {"-profile", run, flag, "", "how long the run took", set<&o::profile>},
+    {"-pipe", list, flag, "", "paths of logs from the standard input, one a line", set<&o::pipe_mode>, set_of::list},
+    {"-filter", list, values, "<patterns>", "only files whose name matches", add_patterns, set_of::of_list},
+    {"-filter_path", list, value, "<text>", "with -filter: or whose path begins so", set_filter_path, set_of::of_list,
+     false, has_filters},
+    {"-filter_sig", list, values, "<hex>[|<offset>]", "or that hold these bytes", add_signature, set_of::of_list},
+    {"-cmd_start_time", list, value, "<time>", "only files whose copy was touched then or later", set_start_time,
+     set_of::of_list},
+    {"-cmd_stop_time", list, value, "<time>", "only files whose copy was touched then or earlier", set_stop_time,
+     set_of::of_list},
+    {"-base10", shape, flag, "", base, set<&o::base16, false>, set_of::base},
+    {"-base16", shape, flag, "", base, set<&o::base16>, set_of::base},
+    {"-csv_separator", shape, value, "<text>", "the separator of fields; tab for a tab", set_chosen_separator},
+    {"-no_whitespace", shape, flag, "", "no padding", remove_whitespace},
+    {"-dateformat", shape, value, "<format>", "yyyy-mm-dd, mm/dd/yyyy, ...", set_date_format},
+    {"-timeformat", shape, value, "<format>", "hh:mm:ss.xxx: digits of fraction in the details", set_time_format},
+    {"-verbose", none, flag, "", taken},
+    {"-v", none, flag, "", taken},
+    {"-quiet", run, flag, "", "no progress, no hints", set<&o::show_progress, false>},
+    {"-strict", run, flag, "",
+     "what may not be meant so is an error: ignored arguments, invalid values, inputs of another kind, ...",
+     set<&o::strict>, set_of::none, true},
+    {"-provenance", run, flag, "", "with -jsonl or -coverage: version, command line, size and SHA-256 of each input",
+     set<&o::show_provenance>, set_of::none, true},
+    {"-stats", report, flag, "", "how often each operation occurs, in place of the report", set_report<r::statistics>,
+     set_of::report},
+    {"-coverage", report, flag, "", "what the log covers, and whether the other inputs fit, in place of the report",
+     set_report<r::coverage>, set_of::report, true},
+    {"-events", report, flag, "",
+     "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
+     set_report<r::events>, set_of::report, true},
+    {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
+    {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
+     true},
+    {"-cut", report, flag, "", "also the transactions whose beginning is overwritten", set<&o::keeps_pages>,
+     set_of::none, true},
+    {"-cluster_size", report, value, "<number>|auto",
+     "of the volume, for record numbers in rows; auto: what the log states", set_cluster_size, set_of::none, true},
+    {"-columns", report, value, "<names>",
+     "these columns only, in this order, separated by commas; of rows and of events", set_columns, set_of::none, true},
+    {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log_path>},
+    {"-offset", none, value, "<number>", "a log is read from its start", nullptr, set_of::none, false, has_no_list},
+    {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume",
+     set_input<&o::have_mft, &o::mft_path>},
+    {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
+     set<&o::showall_inodes>, set_of::none, false, has_mft},
+    {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
+     set_input<&o::have_jrnl, &o::jrnl_path>},
+};
+
+// An option whose value was forgotten takes the next one for it.
+void judge_value(option_parse& parse, const option_row& row, const std::string& value) {
+    if (value.size() <= 2 || value.front() != '-' || value[1] < 'A') return;  // "-5" is no option
+    const std::string shown = std::string(row.name) + ' ' + value;
+    if (equal_folded(value, "-strict")) {
+        refuse(parse, warning_line("taken as a value, aborting", shown));
+    } else {
+        warn(parse.options, "taken as a value", shown);
+    }
 }
 
-void judge_shape(logfile_options& options) {
-    if (options.stats_requested || options.show_coverage) return;
-    for (const shape_name& row : shapes_without_rows)
-        if (row.shape == options.shape) warn(options, "no rows in this form", row.name);
+bool take(const option_row& row, const option_parse& parse, std::string& value) {
+    if (row.kind == takes::nothing || (row.looked_for != nullptr && !row.looked_for(parse))) return false;
+    const bool flag = row.kind == takes::flag || (row.kind == takes::input && parse.options.lists_logs());
+    return flag ? take_flag(row.name, parse.args) : take_value(row.name, value, parse.args);
+}
+
+void apply_row(const option_row& row, option_parse& parse) {
+    std::string value;
+    while (take(row, parse, value)) {
+        judge_value(parse, row, value);
+        if (parse.refused) return;
+        if (row.apply != nullptr) row.apply(parse, value);
+        parse.given_of(row.set).emplace_back(row.name);
+        if (row.kind != takes::values) return;
+    }
+}
+
+void warn_of_several(option_parse& parse, const argument_list& given) {
+    if (given.size() > 1) warn(parse.options, "exclude each other", joined(given, '\''));
+}
+
+void judge_combinations(option_parse& parse) {
+    logfile_options& options = parse.options;
+    for (const option_set set : {option_set::shape, option_set::base, option_set::list})
+        warn_of_several(parse, parse.given_of(set));
+    const argument_list& of_list = parse.given_of(option_set::of_list);
+    if (!of_list.empty() && !options.lists_logs()) warn(options, "without a list of logs", joined(of_list, '\''));
+    // Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
+    argument_list reports = parse.given_of(option_set::report);
+    if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
+    if (!reports.empty() && options.showall_inodes) reports.emplace_back("-showall_inodes");
+    warn_of_several(parse, reports);
+    if (options.has_lines() && !shows_lines(options.shape)) {
+        warn(options, "no rows in this form", parse.given_of(option_set::shape).back());
+    }
+}
+
+bool writes_one_line_a_row(output_shape shape) {
+    return shape == output_shape::csv || shape == output_shape::csvl2t || shape == output_shape::csvgen ||
+           shape == output_shape::bodyfile;
+}
+
+// What follows from several options.
+void settle(option_parse& parse, bool no_whitespace) {
+    logfile_options& options = parse.options;
+    options.marks_line_ends = writes_one_line_a_row(options.shape);
+    options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
+    if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
+    if (options.report == report_kind::events &&
+        (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
+        // A table that any reader of such takes; what the rows of steps look like is kept.
+        options.quotes = options.no_whitespace = true;
+        options.sep_char = '\0';
+    }
+    options.every_record = options.extended;
+    options.counts_pages = options.report == report_kind::coverage;
+    options.keeps_pages = options.keeps_pages || options.counts_pages;
+    options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
+    if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
 }
 
 }  // namespace
 
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
+    options.extended = std::ranges::any_of(
+        option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
-    options.extended = is_extended(args);
-    options.show_provenance = peek_flag("-provenance", args, 1);
-    if (options.show_provenance) options.command_line = args;
-    if (!parse_common_options(options, outputs, args)) return false;
-    if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
-    options.strict = take_flag("-strict", args);
-    options.show_provenance = take_flag("-provenance", args);
-    options.stats_requested = take_flag("-stats", args);
-    const bool coverage = take_flag("-coverage", args);
-    options.show_coverage = coverage && !options.stats_requested;
-    options.guesses_allowed = !take_flag("-no_guesses", args);
-    options.show_undo = take_flag("-undo", args);
-    options.show_events = take_flag("-events", args);
-    options.show_cut = take_flag("-cut", args) || options.show_events;
-    take_cluster_size(options, args);
-    take_columns(options, args);
-    settle_table(options);
-    if (options.lists_logs()) {
-        take_list_options(options, args);
-    } else {
-        take_file_options(options, args);
+    if (peek_flag("-provenance", args, 1)) options.command_line = args;
+    option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
+    for (const option_row& row : option_rows) {
+        apply_row(row, parse);
+        if (parse.refused) return false;
     }
-    judge_report(options, coverage);
-    judge_shape(options);
+    settle(parse, no_whitespace);
+    judge_combinations(parse);
     return true;
+}
+
+std::string option_list() {
+    constexpr std::size_t text_column = 42;  // bytes
+    std::string out;
+    for (std::size_t group = 0; group < std::size(group_titles); ++group) {
+        out.append(1, '\n').append(group_titles[group]).append(1, '\n');
+        std::vector<std::string_view> shown;
+        for (const option_row& first : option_rows) {
+            if (static_cast<std::size_t>(first.group) != group || std::ranges::count(shown, first.name) != 0) continue;
+            std::string line = " ";
+            for (const option_row& row : option_rows) {
+                if (row.group != first.group || row.text != first.text || row.value != first.value) continue;
+                line.append(line.size() == 1 ? " " : ", ").append(row.name);
+                shown.push_back(row.name);
+            }
+            if (!first.value.empty()) line.append(" ").append(first.value);
+            line.append(line.size() < text_column ? text_column - line.size() : 1, ' ').append(first.text);
+            out.append(line).append(1, '\n');
+        }
+    }
+    return out;
 }
 
 }  // namespace kest

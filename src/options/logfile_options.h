@@ -1,50 +1,78 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "options/cmd_params.h"
+#include "format/result_row.h"
+#include "format/text_style.h"
+#include "inputs/read_inputs.h"
+#include "options/argument_list.h"
+#include "options/path_filter.h"
+#include "outputs/run_outputs.h"
 
 namespace kest {
 
+enum class output_shape { text, xml, csv, csvl2t, csvgen, bodyfile, multiline, jsonl };
+
+// Whether a report in this shape is lines of cells.
+// Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics only.
+constexpr bool has_rows(output_shape shape) {
+    return shape != output_shape::jsonl && shape != output_shape::xml && shape != output_shape::csvl2t &&
+           shape != output_shape::bodyfile;
+}
+// Whether a report in this shape has lines for rows in whatever way.
+constexpr bool shows_lines(output_shape shape) {
+    return has_rows(shape) || shape == output_shape::jsonl;
+}
+
+// What is written of a log: a line for each of its records, for each event, how often each operation occurs, or what
+// the log covers.
+enum class report_kind { rows, events, statistics, coverage };
+
 // What the options say. Constant once the arguments are read.
-struct logfile_options : cmd_params {
-    std::string log_path;
-    std::string mft_path;
-    std::string jrnl_path;
-    bool have_log = false;
-    bool have_mft = false;
-    bool have_jrnl = false;
+struct logfile_options : text_style, row_style, input_settings {
+    output_shape shape = output_shape::text;
+    report_kind report = report_kind::rows;
+    std::vector<std::string> columns;  // in this order; empty: the usual ones
     bool guesses_allowed = true;
     bool showall_inodes = false;
-    bool strict = false;  // what is said as a hint otherwise is an error
-    bool stats_requested = false;
-    bool show_coverage = false;  // what the log covers, in place of rows
-    bool show_undo = false;      // a column of its own for what each record would put back
-    bool show_cut = false;       // transactions whose beginning is lost too
-    bool show_events = false;
-    std::vector<std::string> columns;           // in this order; empty: the usual ones
-    bool show_provenance = false;               // what a report was made of, before it
-    argument_list command_line;                 // as it was given; set with `show_provenance` only
-    std::optional<std::uint32_t> cluster_size;  // bytes; nothing: the usual one, or
-    bool told_cluster_size = false;             // what the log tells
+    bool auto_cluster_size = false;
+    bool show_undo = false;        // a column of its own for what each record would put back
+    bool show_provenance = false;  // what a report was made of, before it
+    argument_list command_line;    // as it was given; set with `show_provenance` only
 
-    bool tells_events() const { return show_events && !stats_requested && !show_coverage; }
+    bool pipe_mode = false;
+    bool enumdir_mode = false;
+    std::string enumdir_path;
+    std::uint32_t num_subdirs = 0;
+    file_choice wanted;
+
+    bool extended = false;  // some option is younger than the first reports; a run without one keeps its bytes
+    bool strict = false;    // what is said as a hint otherwise is an error
+    bool profile = false;
+    bool value_refused = false;  // some option's value is no such value; that has been said
+    std::string warnings;        // lines: what else of the options may not be meant so. Of extended runs only
+
+    bool lists_logs() const { return pipe_mode || enumdir_mode; }
+    // Whether the report is lines for records or events.
+    bool has_lines() const { return report == report_kind::rows || report == report_kind::events; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
     bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
-    // A journal file is told of in events, too. A list of logs has none.
-    bool tells_journal() const { return tells_events() && !jrnl_path.empty(); }
-    // The report reads the journal file by itself, record for record, and nothing of it is kept.
-    bool streams_journal() const { return (tells_events() || show_coverage) && !jrnl_path.empty(); }
+    // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
         const bool has_input = lists_logs() || !log_path.empty() || !mft_path.empty() || !jrnl_path.empty();
-        return has_input && (have_log || tells_journal());
+        return has_input && (have_log || (report == report_kind::events && !jrnl_path.empty()));
     }
 };
 
-// Takes the common options and then the program's own out of the list; what is left is ignored. False likewise.
+// Takes the options out of the list, in a fixed order: so it does not matter in which order they are given, and of two
+// that say the same thing the later one in that order wins. What is left is ignored. The diagnostic file is opened, and
+// the results file is proved: neither is written to yet.
+// False if the run cannot go on: words for the operator have been written where there are any.
 [[nodiscard]] bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args);
+
+// Every option, in groups, a line each.
+std::string option_list();
 
 }  // namespace kest

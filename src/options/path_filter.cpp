@@ -4,9 +4,9 @@
 #include <optional>
 #include <sys/stat.h>
 
+#include "format/ascii_text.h"
 #include "format/time.h"
-#include "options/ascii_text.h"
-#include "options/parse_number.h"
+#include "options/option_values.h"
 #include "portable/file.h"
 
 namespace kest {
@@ -20,17 +20,17 @@ constexpr std::string_view list_separators = "|,";
 bool matches_pattern(std::string_view text, std::string_view pattern) {
     std::size_t at = 0;
     std::size_t in_pattern = 0;
-    std::size_t behind_star = pattern.npos;
+    std::size_t after_star = pattern.npos;
     std::size_t taken_up_to = 0;
     while (at < text.size()) {
         if (in_pattern < pattern.size() && pattern[in_pattern] == '*') {
-            behind_star = ++in_pattern;
+            after_star = ++in_pattern;
             taken_up_to = at;
         } else if (in_pattern < pattern.size() && (pattern[in_pattern] == '?' || pattern[in_pattern] == text[at])) {
             ++in_pattern;
             ++at;
-        } else if (behind_star != pattern.npos) {
-            in_pattern = behind_star;
+        } else if (after_star != pattern.npos) {
+            in_pattern = after_star;
             at = ++taken_up_to;
         } else {
             return false;
@@ -63,15 +63,14 @@ std::uint64_t ticks_of(const timespec& time) {
            static_cast<std::uint64_t>(time.tv_nsec) / 100 + cv::unix_epoch_ticks;
 }
 
-// A file is in the window if some time between the earliest and the latest that its volume tells of it is.
-bool in_time_window(const cmd_params& options, const std::string& path) {
-    if (!options.start_bound.set && !options.stop_bound.set) return true;
+// A file is in the window if some time between the earliest and the latest that its volume has of it is.
+bool in_time_window(const file_choice& choice, const std::string& path) {
+    if (!choice.start && !choice.stop) return true;
     struct stat about {};
     if (::stat(std::string(uni::trimmed_path(path)).c_str(), &about) != 0) return false;
     const auto [earliest, latest] =
         std::minmax({ticks_of(about.st_mtim), ticks_of(about.st_atim), ticks_of(about.st_ctim)});
-    if (options.start_bound.set && latest < options.start_bound.ticks) return false;
-    return !options.stop_bound.set || earliest <= options.stop_bound.ticks;
+    return (!choice.start || latest >= *choice.start) && (!choice.stop || earliest <= *choice.stop);
 }
 
 }  // namespace
@@ -95,11 +94,11 @@ bool add_signature_filter(std::vector<path_filter>& filters, std::string_view te
     return pieces.size() == 1 || offset;
 }
 
-bool path_wanted(const cmd_params& options, const std::string& path) {
-    if (path.empty() || !in_time_window(options, path)) return false;
-    if (options.filters.empty()) return true;
+bool path_wanted(const file_choice& choice, const std::string& path) {
+    if (path.empty() || !in_time_window(choice, path)) return false;
+    if (choice.filters.empty()) return true;
     const std::string lower_path = lower_case(uni::trimmed_path(path));
-    return std::ranges::any_of(options.filters,
+    return std::ranges::any_of(choice.filters,
                                [&](const path_filter& filter) { return matches(path, lower_path, filter); });
 }
 

@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "inputs/evidence.h"
 #include "logfile/lsn_layout.h"
 #include "logfile/page_tally.h"
 #include "logfile/restart_page.h"
 #include "logfile/transaction_states.h"
-#include "options/evidence.h"
 #include "options/logfile_options.h"
 #include "report/input_fit.h"
 #include "report/provenance.h"

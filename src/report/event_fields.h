@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "events/event.h"
+#include "operations/details_writer.h"
 #include "report/field.h"
 
 namespace kest {
@@ -15,7 +16,7 @@ struct event_line {
     std::string_view log;  // paths of the files, in words where they hold what could mislead
     std::string_view journal;
     std::string_view volume;
-    const details_writer& details;
+    std::string_view details;
 };
 
 // The fields of an event, in order.
@@ -26,7 +27,7 @@ class event_lines {
 public:
     // Where there is no log, `log_path` is empty.
     event_lines(const logfile_options& options, std::string_view log_path, const field_list<event_line>& fields,
-                field_sink& out);
+                details_notation notation, field_sink& out);
 
     void write(const event& shown);
 
@@ -37,7 +38,7 @@ private:
     std::string m_log;
     std::string m_journal;
     std::string m_volume;
-    details_writer m_details;
+    const std::unique_ptr<details_writer> m_details;
 };
 
 }  // namespace kest

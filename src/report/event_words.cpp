@@ -188,7 +188,6 @@ void append_sentence(std::string& out, const event& told) {
 }
 
 void write_event_details(details_writer& details, const event& told, const text_style& style) {
-    details.use_words();
     write_values(details, "before", told.before, style);
     write_values(details, "after", told.after, style);
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "options/ascii_text.h"
+#include "format/ascii_text.h"
 #include "options/warning_line.h"
 
 namespace kest {
@@ -14,7 +14,7 @@ bool is_usual(field_presence presence, const logfile_options& options) {
         case field_presence::every:
             return true;
         case field_presence::objects:
-            return options.as_json;
+            return options.shape == output_shape::jsonl;
         case field_presence::undo:
             return options.show_undo;
     }
@@ -42,10 +42,11 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
 
 std::string words_on_columns(const logfile_options& options) {
     if (options.columns.empty()) return {};
-    if (options.stats_requested || options.show_coverage || !tells_rows(options.shape)) {
+    const bool events = options.report == report_kind::events;
+    if (!options.has_lines() || !shows_lines(options.shape)) {
         return "-columns is for rows and events only\n";
     }
-    const std::vector<field_title> titles = options.show_events ? titles_of_events() : titles_of_rows();
+    const std::vector<field_title> titles = events ? titles_of_events() : titles_of_rows();
     std::vector<std::size_t> chosen;
     for (const std::string& name : options.columns) {
         const std::size_t place = find_title(titles, name);

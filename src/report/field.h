@@ -7,7 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "operations/details_writer.h"
 #include "options/logfile_options.h"
 
 namespace kest {
@@ -42,7 +41,7 @@ public:
     virtual void decimal(std::uint64_t value) = 0;
     virtual void truth(bool value) = 0;
     virtual void time(std::uint64_t ticks) = 0;
-    virtual void details(const details_writer& value) = 0;
+    virtual void details(std::string_view value) = 0;  // in the notation of the sink
     // For a text that is built in place: append it to what `begin_text` returns, then `end_text`.
     virtual std::string& begin_text() = 0;
     virtual void end_text() = 0;

@@ -45,11 +45,6 @@ void cell_sink::time(std::uint64_t ticks) {
     m_row.show_time(m_column, m_times[m_column].text(ticks), !m_options.no_whitespace);
 }
 
-void object_sink::details(const details_writer& value) {
-    const std::string_view members = value.members(m_room);
-    if (!members.empty()) m_line.object(m_name, members);
-}
-
 std::string& object_sink::begin_text() {
     m_text.clear();
     return m_text;

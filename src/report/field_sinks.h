@@ -32,7 +32,7 @@ public:
     void decimal(std::uint64_t value) override;
     void truth(bool value) override;
     void time(std::uint64_t ticks) override;
-    void details(const details_writer& value) override { text(value.text()); }
+    void details(std::string_view value) override { text(value); }
     std::string& begin_text() override { return m_row.text(m_column); }
     void end_text() override {}
 
@@ -60,14 +60,15 @@ public:
     void decimal(std::uint64_t value) override { number(value); }
     void truth(bool value) override { m_line.truth(m_name, value); }
     void time(std::uint64_t ticks) override { m_line.time(m_name, ticks); }
-    void details(const details_writer& value) override;
+    void details(std::string_view value) override {
+        if (!value.empty()) m_line.object(m_name, value);
+    }
     std::string& begin_text() override;
     void end_text() override { text(m_text); }
 
 private:
     json_writer m_line;
     std::string m_text;  // that is built in place
-    text_room m_room;    // scratch
 };
 
 }  // namespace kest

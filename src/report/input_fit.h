@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "options/evidence.h"
+#include "inputs/evidence.h"
 #include "options/logfile_options.h"
 #include "report/logged_facts.h"
 

@@ -75,7 +75,7 @@ void write_provenance_object(const provenance& of_report, uni::fileio_output& re
 std::string provenance_lacks(const logfile_options& options) {
     if (!options.show_provenance) return {};
     std::string lines;
-    if (options.shape != output_shape::jsonl && !options.show_coverage) {
+    if (options.shape != output_shape::jsonl && options.report != report_kind::coverage) {
         lines += "-provenance: only with -jsonl or -coverage\n";
     } else if (!uni::sha256::available()) {
         lines += "-provenance: without SHA-256, as libcrypto is not there\n";

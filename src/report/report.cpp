@@ -13,59 +13,72 @@ namespace kest {
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink)
     : m_options(options), m_diags(diags), m_sink(report_sink) {
-    if (options.stats_requested) {
-        if (options.shape == output_shape::csv) {
-            m_counts.emplace(report_sink, options, options.base16, statistics_columns());
-        }
-    } else if (!options.show_coverage) {
-        choose_lines();
+    switch (options.report) {
+        case report_kind::rows:
+            m_row_fields = choose_fields(row_fields(), options);
+            open_lines(marked_titles(titles_of<row_line>(m_row_fields), options.guesses_allowed));
+            break;
+        case report_kind::events:
+            m_event_fields = choose_fields(event_fields(), options);
+            open_lines(titles_of<event_line>(m_event_fields));
+            break;
+        case report_kind::statistics:
+            if (options.shape == output_shape::csv)
+                m_counts.emplace(report_sink, options, options.base16, statistics_columns());
+            break;
+        case report_kind::coverage:
+            break;
     }
 }
 
-void log_report::choose_lines() {
-    std::vector<field_title> titles;
-    if (m_options.show_events) {
-        m_event_fields = choose_fields(event_fields(), m_options);
-        titles = titles_of<event_line>(m_event_fields);
-    } else {
-        m_row_fields = choose_fields(row_fields(), m_options);
-        titles = marked_titles(titles_of<row_line>(m_row_fields), m_options.guesses_allowed);
-    }
-    if (m_options.shape == output_shape::jsonl) {
+void log_report::open_lines(const std::vector<field_title>& titles) {
+    if (writes_json()) {
+        m_notation = details_notation::json;
         m_lines = std::make_unique<object_sink>(m_sink);
     } else if (has_rows(m_options.shape)) {
-        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, m_options.show_events), m_sink);
+        const bool marks_separators = m_options.report == report_kind::events;
+        m_notation = details_notation::text;
+        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, marks_separators), m_sink);
     }
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
-    const bool as_json = m_options.shape == output_shape::jsonl;
-    const bool shows_provenance = m_options.show_provenance && (as_json || m_options.show_coverage);
     std::optional<provenance> made_of;
-    if (shows_provenance) {
+    if (m_options.show_provenance && (writes_json() || m_options.report == report_kind::coverage)) {
         made_of = gather_provenance(m_options, log_path);
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
-    if (made_of && as_json) write_provenance_object(*made_of, m_sink);
-    if (m_counts) m_counts->write_header();
+    if (made_of && writes_json()) write_provenance_object(*made_of, m_sink);
     if (m_lines) m_lines->begin_report();
-    if (m_options.show_coverage) {
-        log_coverage coverage = gather_coverage(stores, m_options, log_path);
-        coverage.made_of = std::move(made_of);
-        if (as_json) {
-            write_coverage_object(coverage, m_sink);
-        } else {
-            m_sink.write(coverage_text(coverage, m_options));
-        }
-    } else if (!m_options.stats_requested && m_options.show_events) {
-        report_events(stores, log_path);
-    } else if (!m_options.stats_requested) {
-        report_entries(stores, log_path);
-    } else if (as_json) {
-        write_statistics_object(stores.log, log_path, m_sink);
+    switch (m_options.report) {
+        case report_kind::rows:
+            return report_entries(stores, log_path);
+        case report_kind::events:
+            return report_events(stores, log_path);
+        case report_kind::statistics:
+            return report_statistics(stores, current_file);
+        case report_kind::coverage:
+            return report_coverage(stores, log_path, std::move(made_of));
+    }
+}
+
+void log_report::report_coverage(evidence& stores, std::string_view log_path, std::optional<provenance> made_of) {
+    log_coverage coverage = gather_coverage(stores, m_options, log_path);
+    coverage.made_of = std::move(made_of);
+    if (writes_json()) {
+        write_coverage_object(coverage, m_sink);
+    } else {
+        m_sink.write(coverage_text(coverage, m_options));
+    }
+}
+
+void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
+    if (writes_json()) {
+        write_statistics_object(stores.log, current_file.empty() ? m_options.log_path : current_file, m_sink);
     } else if (m_counts) {
+        m_counts->write_header();
         write_statistics_row(stores.log, current_file, m_options, *m_counts);
     } else {
         m_sink.write(statistics_table(stores.log, current_file, m_options));
@@ -74,22 +87,23 @@ void log_report::write(evidence& stores, std::string_view current_file) {
 
 void log_report::report_entries(evidence& stores, std::string_view log_path) {
     const walk_settings settings = {.style = m_options,
+                                    .notation = m_notation,
                                     .guesses_allowed = m_options.guesses_allowed,
                                     .mft_records = m_options.showall_inodes,
                                     .undo = shows_undo(m_row_fields),
                                     .show_progress = m_options.show_progress};
     if (m_lines) {
-        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, *m_lines);
+        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, m_notation, *m_lines);
         walk_transactions(stores, settings, m_diags, rows);
     } else {
-        teller nobody;  // the walk has progress and diagnostics to show all the same
-        walk_transactions(stores, settings, m_diags, nobody);
+        step_sink nothing;  // the walk has progress and diagnostics to show all the same
+        walk_transactions(stores, settings, m_diags, nothing);
     }
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
     if (!m_lines) return;
-    event_lines lines(m_options, log_path, m_event_fields, *m_lines);
+    event_lines lines(m_options, log_path, m_event_fields, m_notation, *m_lines);
     entry_progress progress;
     stores.journal.reading = tell_events(
         {.log = stores.log,

@@ -5,11 +5,12 @@
 #include <string>
 
 #include "format/result_row.h"
-#include "options/diagnostics.h"
-#include "options/evidence.h"
+#include "inputs/evidence.h"
 #include "options/logfile_options.h"
+#include "outputs/diagnostics.h"
 #include "portable/file.h"
 #include "report/event_fields.h"
+#include "report/provenance.h"
 #include "report/row_fields.h"
 
 namespace kest {
@@ -27,15 +28,19 @@ public:
     const argument_list& unread_inputs() const { return m_unread_inputs; }
 
 private:
-    void choose_lines();
+    bool writes_json() const { return m_options.shape == output_shape::jsonl; }
+    void open_lines(const std::vector<field_title>& titles);
     void report_entries(evidence& stores, std::string_view log_path);
     void report_events(evidence& stores, std::string_view log_path);
+    void report_statistics(const evidence& stores, std::string_view current_file);
+    void report_coverage(evidence& stores, std::string_view log_path, std::optional<provenance> made_of);
 
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
     std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
+    details_notation m_notation = details_notation::none;
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
     argument_list m_unread_inputs;

@@ -39,11 +39,8 @@ constexpr field<line> fields[] = {
          if (of.guess) out.truth(true);
      }},
     {{"log", 25, any_text, field_presence::objects}, [](sink& out, const line& of) { out.evidence(of.log); }},
-    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(*of.details); }},
-    {{"undo", 12, any_text, field_presence::undo},
-     [](sink& out, const line& of) {
-         if (of.undo != nullptr) out.details(*of.undo);
-     }},
+    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
+    {{"undo", 12, any_text, field_presence::undo}, [](sink& out, const line& of) { out.details(of.undo); }},
 };
 
 }  // namespace

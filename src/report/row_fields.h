@@ -26,8 +26,8 @@ struct row_line {
     std::string_view path = {};
     bool guess = false;  // the path is one
     std::string_view log = {};
-    const details_writer* details = nullptr;
-    const details_writer* undo = nullptr;  // null: none
+    std::string_view details = {};
+    std::string_view undo = {};
 };
 
 // The fields of a row, in order.

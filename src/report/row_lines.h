@@ -4,33 +4,49 @@
 #include <string_view>
 
 #include "report/row_fields.h"
-#include "report/row_words.h"
 #include "transactions/walk.h"
 
 namespace kest {
 
-// Writes a line for each record of each transaction, and for each file record of the MFT that it is given. The sink
-// must outlive it.
-class row_lines : public teller {
+// The journal's words for what happened, or else the operation's. The last are kept, as all rows of a transaction show
+// the same.
+class action_words {
 public:
-    row_lines(const logfile_options& options, const _inode_collection& inodes, std::string_view log_path,
-              const field_list<row_line>& fields, field_sink& out)
-        : m_options(options), m_inodes(inodes), m_log(log_path), m_fields(fields), m_out(out) {}
-
-    void mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) override;
-    void begin(const transaction& told) override { m_transaction = told; }
-    void tell(const step& told) override;
+    std::string_view of(const step& shown, const transaction& whole);
+    std::string_view of(std::uint32_t reason);
 
 private:
-    void set_words(row_line& row, const step& told);
-    void set_files(row_line& row, const step& told);
+    std::uint32_t m_reason = 0;
+    std::string m_text;  // of `m_reason`; none for 0
+};
+
+// Writes a line for each record of each transaction, and for each file record of the MFT that it is given. The sink
+// must outlive it.
+class row_lines : public step_sink {
+public:
+    row_lines(const logfile_options& options, const _inode_collection& inodes, std::string_view log_path,
+              const field_list<row_line>& fields, details_notation notation, field_sink& out)
+        : m_options(options),
+          m_inodes(inodes),
+          m_log(log_path),
+          m_fields(fields),
+          m_out(out),
+          m_details(make_details(notation, false)) {}
+
+    void write_mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) override;
+    void begin_transaction(const transaction& begun) override { m_transaction = begun; }
+    void write_step(const step& shown) override;
+
+private:
+    void set_words(row_line& row, const step& shown);
+    void set_files(row_line& row, const step& shown);
 
     const logfile_options& m_options;
     const _inode_collection& m_inodes;
     const std::string m_log;
     const field_list<row_line>& m_fields;
     field_sink& m_out;
-    details_writer m_details;  // of a file record
+    const std::unique_ptr<details_writer> m_details;  // of a file record
     action_words m_actions;
     std::string m_pattern;
     std::string m_path;

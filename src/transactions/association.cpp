@@ -22,7 +22,7 @@ bool holds_parent_number(const inode_record& record, std::uint64_t number) {
 
 }  // namespace
 
-void found_file::clear() {
+void candidate::clear() {
     ref = {};
     parent.reset();
     name.clear();
@@ -33,20 +33,20 @@ void found_file::clear() {
     source.reset();
 }
 
-const file_tie& association::associate_entry(const log_entry& entry, const entry_info& info) {
-    m_tie.file = info.inode;
-    m_tie.parent = info.parent;
-    m_tie.name = info.name;
-    m_tie.path.clear();
-    m_tie.owner_path.clear();
-    m_tie.guessed = false;
-    m_tie.found = nullptr;
-    m_tie.extension.reset();
-    m_tie.mismatch = tie_mismatch::none;
-    m_tie.parent_found = false;
-    m_tie.owner = 0;
-    m_tie.directory = nullptr;
-    if (m_inodes.inodes_by_number.empty()) return m_tie;
+const file_match& association::associate_entry(const log_entry& entry, const entry_info& info) {
+    m_match.file = info.inode;
+    m_match.parent = info.parent;
+    m_match.name = info.name;
+    m_match.path.clear();
+    m_match.owner_path.clear();
+    m_match.guessed = false;
+    m_match.found = nullptr;
+    m_match.extension.reset();
+    m_match.conflict = match_conflict::none;
+    m_match.parent_found = false;
+    m_match.owner = 0;
+    m_match.directory = nullptr;
+    if (m_inodes.inodes_by_number.empty()) return m_match;
 
     std::uint64_t number = info.inode.number();
     if (number == 0)
@@ -54,30 +54,30 @@ const file_tie& association::associate_entry(const log_entry& entry, const entry
     if (number == 0) {
         if (const auto found = m_stores.mft.inodes_by_lsn.find(entry.this_lsn)) {
             number = m_inodes.records[*found].inode;
-            m_tie.file.set_number(number);
+            m_match.file.set_number(number);
         }
     }
     if (number == 0) {
         place_by_cluster(entry);
     } else if (choose({number, info.inode.sequence()})) {
         resolve_path();
-        settle_tie();
+        settle_match();
     }
-    return m_tie;
+    return m_match;
 }
 
 // A record without inode can still be placed through the owner of its target cluster.
 void association::place_by_cluster(const log_entry& entry) {
     const std::uint64_t lcn = entry.get(record_layout::first_lcn);
-    if (lcn == 0 || m_tie.parent.value() != 0) return;
-    m_tie.owner = owner_by_cluster(m_stores.mft, lcn);
-    if (m_tie.owner == 0) return;
-    m_tie.file.set_number(m_tie.owner);
-    m_tie.directory = m_inodes.find_directory(m_tie.owner);
-    if (m_tie.directory == nullptr) return;
-    m_tie.parent_found = !m_tie.directory->parents.empty();
-    if (m_tie.parent_found) m_tie.parent = m_tie.directory->first_parent();
-    m_tie.owner_path = m_tie.directory->path;
+    if (lcn == 0 || m_match.parent.value() != 0) return;
+    m_match.owner = owner_by_cluster(m_stores.mft, lcn);
+    if (m_match.owner == 0) return;
+    m_match.file.set_number(m_match.owner);
+    m_match.directory = m_inodes.find_directory(m_match.owner);
+    if (m_match.directory == nullptr) return;
+    m_match.parent_found = !m_match.directory->parents.empty();
+    if (m_match.parent_found) m_match.parent = m_match.directory->first_parent();
+    m_match.owner_path = m_match.directory->path;
 }
 
 // Settles the candidate; false if the association fails.
@@ -93,15 +93,15 @@ bool association::choose(inode_ref ref) {
 bool association::take_exact(std::uint32_t position) {
     const inode_record& record = m_inodes.records[position];
     if (record.parents.empty() || record.sequence == 0) return false;
-    if (m_tie.parent.number() == 0 || holds_parent(record, m_tie.parent)) {
+    if (m_match.parent.number() == 0 || holds_parent(record, m_match.parent)) {
         copy_record(position);
-        if (m_tie.parent.number() != 0) m_candidate.parent = m_tie.parent;
+        if (m_match.parent.number() != 0) m_candidate.parent = m_match.parent;
         return true;
     }
-    if (holds_parent_number(record, m_tie.parent.number())) {
+    if (holds_parent_number(record, m_match.parent.number())) {
         copy_record(position);
-        m_candidate.parent = m_tie.parent;
-        m_tie.guessed = true;
+        m_candidate.parent = m_match.parent;
+        m_match.guessed = true;
         return true;
     }
     return take_new_name(record.is_directory, record.ref());
@@ -109,14 +109,14 @@ bool association::take_exact(std::uint32_t position) {
 
 // The log speaks of another parent than the store: the file moved, or its record was used again.
 bool association::take_new_name(bool is_directory, inode_ref ref) {
-    const inode_record* directory = m_inodes.find_directory(m_tie.parent.number());
+    const inode_record* directory = m_inodes.find_directory(m_match.parent.number());
     if (directory == nullptr || !directory->in_use) return false;
     m_candidate.ref = ref;
     m_candidate.parent = directory->ref();
-    m_candidate.name = m_tie.name;
+    m_candidate.name = m_match.name;
     m_candidate.is_directory = is_directory;
-    if (m_tie.parent.sequence() != directory->sequence) {
-        m_tie.guessed = true;
+    if (m_match.parent.sequence() != directory->sequence) {
+        m_match.guessed = true;
     } else {
         store_new_name(ref);
     }
@@ -125,18 +125,18 @@ bool association::take_new_name(bool is_directory, inode_ref ref) {
 
 // No record of this very file: tries the further sources, the best first.
 bool association::take_other(inode_ref ref) {
-    const bool parent_known = m_tie.parent.number() != 0;
-    const bool parent_sequence_known = m_tie.parent.sequence() != 0;
+    const bool parent_known = m_match.parent.number() != 0;
+    const bool parent_sequence_known = m_match.parent.sequence() != 0;
     if (ref.sequence() != 0) {
         if (take_one_lower(ref)) return true;
-        if (parent_known && parent_sequence_known) return take_from_log(ref, m_tie.parent);
+        if (parent_known && parent_sequence_known) return take_from_log(ref, m_match.parent);
     } else if (parent_known && parent_sequence_known) {
-        m_tie.guessed = true;
-        return take_from_log(ref, m_tie.parent);
+        m_match.guessed = true;
+        return take_from_log(ref, m_match.parent);
     } else if (parent_known && m_guesses_allowed) {
-        const inode_record* directory = m_inodes.find_directory(m_tie.parent.number());
+        const inode_record* directory = m_inodes.find_directory(m_match.parent.number());
         if (directory != nullptr && directory->in_use) {
-            m_tie.guessed = true;
+            m_match.guessed = true;
             return take_from_log(ref, directory->ref());
         }
     }
@@ -157,7 +157,7 @@ bool association::take_one_lower(inode_ref ref) {
 bool association::take_from_log(inode_ref ref, inode_ref parent) {
     m_candidate.ref = ref;
     m_candidate.parent = parent;
-    m_candidate.name = m_tie.name;
+    m_candidate.name = m_match.name;
     return true;
 }
 
@@ -167,15 +167,15 @@ bool association::take_directory_of_number(inode_ref ref) {
     if (found == nullptr) return false;
     if (m_diags.on(guess_level)) {
         std::string text = "guess: found inode w/o seq#, searching on parent inode: compare w/ ";
-        append_decimal(text, m_tie.parent.number());
+        append_decimal(text, m_match.parent.number());
         m_diags.print(guess_level, text);
     }
-    m_tie.guessed = true;
+    m_match.guessed = true;
     copy_record(*found);
-    if (holds_parent(m_inodes.records[*found], m_tie.parent)) {
-        m_candidate.parent = m_tie.parent;
-    } else if (!m_tie.name.empty()) {
-        m_candidate.name = m_tie.name;
+    if (holds_parent(m_inodes.records[*found], m_match.parent)) {
+        m_candidate.parent = m_match.parent;
+    } else if (!m_match.name.empty()) {
+        m_candidate.name = m_match.name;
     }
     return true;
 }
@@ -244,7 +244,7 @@ void association::store_new_name(inode_ref ref) {
 // Gives the candidate a path: through its base record if it is an extension record, else through its parent.
 void association::resolve_path() {
     if (!m_candidate.is_base && m_candidate.base_record) {
-        m_tie.extension = m_candidate.ref.number();
+        m_match.extension = m_candidate.ref.number();
         const std::uint64_t base = *m_candidate.base_record;
         const std::uint32_t* found = m_inodes.inodes_all.find(base);
         if (found != nullptr && m_inodes.records[*found].in_use) copy_record(*found);
@@ -264,42 +264,42 @@ bool association::take_directory_path() {
     return true;
 }
 
-// Completes what the record's own data told by the candidate.
-void association::settle_tie() {
-    const found_file& c = m_candidate;
-    if (!m_tie.extension && !c.parent && c.name.empty() && c.path.empty()) return;
-    m_tie.found = &c;
-    const inode_ref told = m_tie.parent;
+// Completes what the record's own data state by the candidate.
+void association::settle_match() {
+    const candidate& c = m_candidate;
+    if (!m_match.extension && !c.parent && c.name.empty() && c.path.empty()) return;
+    m_match.found = &c;
+    const inode_ref stated = m_match.parent;
     if (c.parent) {
-        const bool parent_differs = told.number() != 0 && told.number() != c.parent->number();
-        const bool sequence_differs = told.sequence() != 0 && told.sequence() != c.parent->sequence();
+        const bool parent_differs = stated.number() != 0 && stated.number() != c.parent->number();
+        const bool sequence_differs = stated.sequence() != 0 && stated.sequence() != c.parent->sequence();
         if (parent_differs) {
-            m_tie.mismatch = tie_mismatch::parent;
+            m_match.conflict = match_conflict::parent;
         } else if (sequence_differs) {
-            m_tie.mismatch = tie_mismatch::sequence;
+            m_match.conflict = match_conflict::sequence;
         }
-        m_tie.parent_found = told.number() == 0;
-        if (m_tie.parent_found) m_tie.parent = *c.parent;
+        m_match.parent_found = stated.number() == 0;
+        if (m_match.parent_found) m_match.parent = *c.parent;
     }
-    if (m_tie.name.empty()) m_tie.name = c.name;
-    if (!c.path.empty()) settle_path(!c.name.empty() && m_tie.name != c.name);
+    if (m_match.name.empty()) m_match.name = c.name;
+    if (!c.path.empty()) settle_path(!c.name.empty() && m_match.name != c.name);
 }
 
 void association::settle_path(bool names_differ) {
-    const bool mismatch = m_tie.mismatch != tie_mismatch::none;
+    const bool conflict = m_match.conflict != match_conflict::none;
     const auto join_parent_path = [&] {
-        if (m_parent_path != nullptr) m_tie.path = *m_parent_path;
-        m_tie.path += m_tie.name;
+        if (m_parent_path != nullptr) m_match.path = *m_parent_path;
+        m_match.path += m_match.name;
     };
-    if (mismatch && m_tie.guessed) {
+    if (conflict && m_match.guessed) {
         join_parent_path();
-    } else if (mismatch) {
-        m_tie.path.assign(unknown_path).append(m_tie.name);
+    } else if (conflict) {
+        m_match.path.assign(unknown_path).append(m_match.name);
     } else if (names_differ && m_parent_path != nullptr) {
-        m_tie.guessed = true;
+        m_match.guessed = true;
         join_parent_path();
     } else {
-        m_tie.path = m_candidate.path;
+        m_match.path = m_candidate.path;
     }
 }
 

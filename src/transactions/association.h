@@ -4,15 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "inputs/evidence.h"
 #include "logfile/log_entry.h"
 #include "operations/entry_info.h"
-#include "options/diagnostics.h"
-#include "options/evidence.h"
+#include "outputs/diagnostics.h"
 
 namespace kest {
 
 // What the file of a log record is believed to be.
-struct found_file {
+struct candidate {
     inode_ref ref;
     std::optional<inode_ref> parent;  // the first one
     std::string name;
@@ -28,11 +28,11 @@ struct found_file {
 };
 
 // How what the log says of a file differs from what was found.
-enum class tie_mismatch { none, parent, sequence };
+enum class match_conflict { none, parent, sequence };
 
-// A log record tied to its file. The first part is what holds of the file from here on: what the record's own data
-// told, completed by what was found.
-struct file_tie {
+// A log record and its file. The first part is what holds of the file from here on: what the record's own data state,
+// completed by what was found.
+struct file_match {
     inode_ref file;    // number 0: unknown; sequence 0: unknown
     inode_ref parent;  // likewise
     std::string name;
@@ -41,10 +41,10 @@ struct file_tie {
     bool guessed = false;    // the association is not certain
 
     // What was found: a file or an owner of the target cluster, or nothing.
-    const found_file* found = nullptr;
+    const candidate* found = nullptr;
     std::optional<std::uint64_t> extension;  // number of the extension record that stood for `found`
-    tie_mismatch mismatch = tie_mismatch::none;
-    bool parent_found = false;                // the record's own data did not tell the parent
+    match_conflict conflict = match_conflict::none;
+    bool parent_found = false;                // the record's own data do not state the parent
     std::uint64_t owner = 0;                  // record number
     const inode_record* directory = nullptr;  // of the owner; in the store
 };
@@ -56,8 +56,8 @@ public:
     association(evidence& stores, diagnostics& diags, bool guesses_allowed)
         : m_stores(stores), m_inodes(stores.inodes), m_diags(diags), m_guesses_allowed(guesses_allowed) {}
 
-    // Ties the record, whose own data told `info`, to its file. The answer stands until the next call.
-    const file_tie& associate_entry(const log_entry& entry, const entry_info& info);
+    // Finds the file of the record, whose own data yielded `info`. The answer stands until the next call.
+    const file_match& associate_entry(const log_entry& entry, const entry_info& info);
 
 private:
     void place_by_cluster(const log_entry& entry);
@@ -75,15 +75,15 @@ private:
     void store_new_name(inode_ref ref);
     void resolve_path();
     bool take_directory_path();
-    void settle_tie();
+    void settle_match();
     void settle_path(bool names_differ);
 
     evidence& m_stores;
     _inode_collection& m_inodes;
     diagnostics& m_diags;
     const bool m_guesses_allowed;
-    file_tie m_tie;
-    found_file m_candidate;
+    file_match m_match;
+    candidate m_candidate;
     // Every row may enter a copy of some record in the store.
     allowance m_parents_copied{16, 1 << 20};
     allowance m_names_copied{512, 16 << 20};          // bytes

@@ -6,28 +6,31 @@
 
 #include "operations/operation_table.h"
 #include "transactions/entry_progress.h"
-#include "transactions/running_time.h"
 
 namespace kest {
 
 namespace {
 
-// How many members of a transaction are kept decoded until their turn comes, and what their texts may take together.
-// The others are decoded again.
-constexpr std::size_t most_decoded = 4096;
-constexpr std::size_t most_text = 16 << 20;  // bytes
+// Log records carry no clock: of their time there is a running estimate, in ticks.
+// Raises the time to the latest of the record's eight times.
+void time_from_inode(const inode_record& record, std::uint64_t& time) {
+    time = std::max({time, record.si_times.latest(), record.fn_times.latest()});
+}
 
-struct decoded_record {
-    entry_info info;
-    std::size_t text_room = 0;  // bytes that its text takes
-    bool kept = true;
-};
+// A journal time holds, be it earlier or later; without one the time is raised to the latest of the decoded times.
+void time_from_info(const entry_info& info, std::uint64_t& time) {
+    if (info.usn_time != 0) {
+        time = info.usn_time;
+    } else {
+        time = std::max({time, info.std_times.latest(), info.name_times.latest()});
+    }
+}
 
 // What a journal says of the transaction at hand.
 struct chain_fact {
     static constexpr std::size_t no_member = SIZE_MAX;
 
-    journal_fact told;
+    journal_fact journal;
     std::size_t source = no_member;  // index of the member that brought it; none: nobody, or the head
     inode_ref file;                  // the first member's file that a journal record speaks of
     inode_ref parent;
@@ -43,23 +46,29 @@ void take_fact(entry_info& info, const journal_fact& fact) {
     info.usn_reason = fact.reason;
 }
 
-// What one record of the transaction told of the file and the time holds for all of it.
+// What one record of the transaction states of the file and the time holds for all of it.
 void spread(const chain_fact& fact, entry_info& info) {
     if (fact.file.number() != 0 && info.inode.number() == fact.file.number()) {
         info.inode = fact.file;
         info.parent = fact.parent;
     }
-    if (fact.told.time != 0) take_fact(info, fact.told);
+    if (fact.journal.time != 0) take_fact(info, fact.journal);
 }
 
 class transaction_walk {
 public:
-    transaction_walk(evidence& stores, const walk_settings& settings, diagnostics& diags, teller& listener)
+    transaction_walk(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink)
         : m_stores(stores),
           m_settings(settings),
-          m_teller(listener),
+          m_sink(sink),
           m_association(stores, diags, settings.guesses_allowed),
-          m_journal_counts(!stores.journal.entries.empty() && !stores.inodes.records.empty()) {}
+          m_journal_counts(!stores.journal.entries.empty() && !stores.inodes.records.empty()),
+          m_redo_details(make_details(settings.notation, false)),
+          m_undo_details(make_details(settings.notation, true)),
+          m_no_details(make_details(details_notation::none, false)),
+          m_redo(*m_redo_details),
+          m_undo(*m_undo_details),
+          m_facts(*m_no_details) {}
 
     void run() {
         const auto& heads = m_stores.log.chain_heads;
@@ -82,7 +91,7 @@ private:
     void visit_older_records(std::uint64_t lsn) {
         for (; !cursor_at_end() && cursor_lsn() < lsn; ++m_cursor) {
             if (m_settings.mft_records) {
-                tell_mft_record(cursor_record());
+                show_mft_record(cursor_record());
             } else {
                 time_from_inode(cursor_record(), m_last_time);
             }
@@ -90,7 +99,7 @@ private:
     }
 
     // Kept: a record's own time may lower the running estimate.
-    void tell_mft_record(const inode_record& record) {
+    void show_mft_record(const inode_record& record) {
         journal_fact fact;
         lookup_journal(m_stores.journal, record.usn, fact);
         m_last_time = fact.time;
@@ -98,7 +107,7 @@ private:
             m_last_time = 0;
             time_from_inode(record, m_last_time);
         }
-        m_teller.mft_record(record, m_last_time, fact);
+        m_sink.write_mft_record(record, m_last_time, fact);
     }
 
     bool lookup_cursor_record(journal_fact& fact) {
@@ -112,119 +121,89 @@ private:
         const std::span<const std::uint32_t> records = m_stores.log.records(head);
         const log_entry& entry = m_stores.log.entries[records.front()];
         const std::span<const std::uint32_t> members = records.subspan(1);
-        decode_redo(entry, m_head, m_settings.style);
+        decode_redo(entry, m_redo, m_settings.style);
         chain_fact fact;
-        tie_head(entry, fact);
-        const file_tie& tie = associate(entry, m_head);
-        decode_members(members, fact);
-        time_from_info(m_head, m_last_time);
+        match_head(entry, fact);
+        const file_match& match = associate(entry, m_redo);
+        read_facts(members, fact);
+        spread(fact, m_redo);
+        time_from_info(m_redo, m_last_time);
         begin(head, fact);
-        m_teller.tell({.entry = entry,
-                       .head = true,
-                       .time = m_last_time,
-                       .shown = named_file(m_head.inode),
-                       .redo = m_head,
-                       .undo = decoded_undo(entry),
-                       .tie = tie,
-                       .file = m_head.inode,
-                       .parent = m_head.parent,
-                       .brought_journal = false});
+        m_sink.write_step({.entry = entry,
+                           .head = true,
+                           .time = m_last_time,
+                           .shown = named_file(m_redo.inode),
+                           .redo = m_redo,
+                           .undo = decoded_undo(entry),
+                           .match = match,
+                           .file = m_redo.inode,
+                           .parent = m_redo.parent,
+                           .brought_journal = false});
         for (std::size_t at = 0; at < members.size(); ++at)
             visit_member(at, m_stores.log.entries[members[at]], fact);
-        m_teller.end();
     }
 
-    // Ties the head to the MFT record that holds its LSN, and by that to the journal. A head whose own bytes held a
+    // Finds the head in the MFT record that holds its LSN, and by that to the journal. A head whose own bytes held a
     // journal record needs neither, and shows no reason.
-    void tie_head(const log_entry& entry, chain_fact& fact) {
-        if (m_head.usn_time != 0 || !cursor_holds(entry.this_lsn)) return;
-        if (lookup_cursor_record(fact.told)) take_fact(m_head, fact.told);
-        if (fact.told.time == 0) time_from_inode(cursor_record(), m_last_time);
-        take_record(m_head, cursor_record());
+    void match_head(const log_entry& entry, chain_fact& fact) {
+        if (m_redo.usn_time != 0 || !cursor_holds(entry.this_lsn)) return;
+        if (lookup_cursor_record(fact.journal)) take_fact(m_redo, fact.journal);
+        if (fact.journal.time == 0) time_from_inode(cursor_record(), m_last_time);
+        take_record(m_redo, cursor_record());
         ++m_cursor;
     }
 
-    // Decodes all members before the head's row is written, so that no head is shown earlier than its members, and
-    // keeps the first of them.
-    void decode_members(std::span<const std::uint32_t> members, chain_fact& fact) {
-        const std::size_t kept = std::min(members.size(), most_decoded);
-        if (m_members.size() < kept) m_members.resize(kept);
+    // Reads the facts of all members before the head's row, so that no head is shown earlier than its members.
+    void read_facts(std::span<const std::uint32_t> members, chain_fact& fact) {
         for (std::size_t at = 0; at < members.size(); ++at) {
-            decode_member(at, m_stores.log.entries[members[at]], at < kept ? m_members[at].info : m_again, fact);
-            if (at < kept) keep_text(m_members[at]);
+            const log_entry& entry = m_stores.log.entries[members[at]];
+            decode_facts(entry, m_facts, m_settings.style);
+            if (m_facts.usn_time != 0) {  // a later member overrides an earlier one
+                fact.journal = {.time = m_facts.usn_time, .reason = m_facts.usn_reason};
+                fact.source = at;
+            }
+            time_from_info(m_facts, m_last_time);
+            if (fact.journal.time == 0 && cursor_holds(entry.this_lsn) && lookup_cursor_record(fact.journal)) {
+                take_fact(m_facts, fact.journal);
+                fact.source = at;
+            }
+            if (fact.file.number() == 0 && m_facts.usn_time != 0) {
+                fact.file = m_facts.inode;
+                fact.parent = m_facts.parent;
+            }
         }
-        if (members.empty()) return;
-        spread(fact, m_head);
-        for (decoded_record& member : std::span(m_members).first(kept))
-            spread(fact, member.info);
-    }
-
-    void decode_member(std::size_t at, const log_entry& entry, entry_info& info, chain_fact& fact) {
-        decode_redo(entry, info, m_settings.style);
-        if (info.usn_time != 0) {  // a later member overrides an earlier one
-            fact.told = {.time = info.usn_time, .reason = info.usn_reason};
-            fact.source = at;
-        }
-        time_from_info(info, m_last_time);
-        if (fact.told.time == 0 && cursor_holds(entry.this_lsn) && lookup_cursor_record(fact.told)) {
-            take_fact(info, fact.told);
-            fact.source = at;
-        }
-        if (fact.file.number() == 0 && info.usn_time != 0) {
-            fact.file = info.inode;
-            fact.parent = info.parent;
-        }
-    }
-
-    // What `decode_members` had of a member and did not keep. What it looked up of the member is the transaction's by
-    // now, if it has a time.
-    entry_info& decode_again(const log_entry& entry, const chain_fact& fact) {
-        decode_redo(entry, m_again, m_settings.style);
-        spread(fact, m_again);
-        return m_again;
-    }
-
-    // Takes stock of a member's text, and drops it if there is no room.
-    void keep_text(decoded_record& member) {
-        details_writer& details = member.info.details;
-        m_text_room -= member.text_room;
-        member.kept = details.capacity() <= most_text - m_text_room;
-        if (!member.kept) details.release();
-        member.text_room = details.capacity();
-        m_text_room += member.text_room;
     }
 
     void begin(const chain_head& head, const chain_fact& fact) {
         m_operations.clear();
         for (const std::uint32_t record : m_stores.log.records(head))
             m_operations.push_back(m_stores.log.entries[record].redo_op);
-        m_teller.begin({.operations = m_operations, .fact = fact.told, .cut = head.cut});
+        m_sink.begin_transaction({.operations = m_operations, .fact = fact.journal, .cut = head.cut});
     }
 
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
-        const bool kept = at < most_decoded && m_members[at].kept;
-        entry_info& info = kept ? m_members[at].info : decode_again(entry, fact);
+        decode_redo(entry, m_redo, m_settings.style);
+        spread(fact, m_redo);
         visit_older_records(entry.this_lsn);
         if (cursor_holds(entry.this_lsn)) {
             time_from_inode(cursor_record(), m_last_time);
-            take_record(info, cursor_record());
+            take_record(m_redo, cursor_record());
             ++m_cursor;
         }
-        time_from_info(info, m_last_time);
-        const std::optional<inode_ref> shown = own_file(entry, info.inode);
-        if (shown) info.inode = *shown;
-        const file_tie& tie = associate(entry, info);
-        m_teller.tell({.entry = entry,
-                       .head = false,
-                       .time = m_last_time,
-                       .shown = shown,
-                       .redo = info,
-                       .undo = decoded_undo(entry),
-                       .tie = tie,
-                       .file = info.inode,
-                       .parent = info.parent,
-                       .brought_journal = fact.source == at});
-        if (kept) keep_text(m_members[at]);
+        time_from_info(m_redo, m_last_time);
+        const std::optional<inode_ref> shown = own_file(entry, m_redo.inode);
+        if (shown) m_redo.inode = *shown;
+        const file_match& match = associate(entry, m_redo);
+        m_sink.write_step({.entry = entry,
+                           .head = false,
+                           .time = m_last_time,
+                           .shown = shown,
+                           .redo = m_redo,
+                           .undo = decoded_undo(entry),
+                           .match = match,
+                           .file = m_redo.inode,
+                           .parent = m_redo.parent,
+                           .brought_journal = fact.source == at});
     }
 
     static std::optional<inode_ref> named_file(inode_ref file) {
@@ -247,35 +226,33 @@ private:
     }
 
     // What was found holds for the record from here on.
-    const file_tie& associate(const log_entry& entry, entry_info& info) {
+    const file_match& associate(const log_entry& entry, entry_info& info) {
         m_stores.sequence_by_inode.note(info.inode);
-        const file_tie& tie = m_association.associate_entry(entry, info);
-        info.inode = tie.file;
-        info.parent = tie.parent;
+        const file_match& match = m_association.associate_entry(entry, info);
+        info.inode = match.file;
+        info.parent = match.parent;
         m_stores.sequence_by_inode.note(info.inode);
-        return tie;
+        return match;
     }
 
     evidence& m_stores;
     const walk_settings& m_settings;
-    teller& m_teller;
+    step_sink& m_sink;
     association m_association;
     const bool m_journal_counts;    // there are a journal and an inode store to look up in
     std::size_t m_cursor = 0;       // in `inodes_by_lsn`
     std::uint64_t m_last_time = 0;  // the running estimate
-    entry_info m_head;
-    std::vector<decoded_record> m_members;  // the first of the transaction at hand; kept for their strings
     std::vector<std::uint16_t> m_operations;
-    std::size_t m_text_room = 0;  // bytes that the members' texts take
-    entry_info m_again;           // of the member at hand, if it was not kept
-    entry_info m_undo;            // of the record at hand
+    const std::unique_ptr<details_writer> m_redo_details, m_undo_details, m_no_details;
+    entry_info m_redo, m_undo;  // of the record at hand
+    entry_info m_facts;         // of a member whose row is still to come
     entry_progress m_progress;
 };
 
 }  // namespace
 
-void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, teller& listener) {
-    transaction_walk(stores, settings, diags, listener).run();
+void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink) {
+    transaction_walk(stores, settings, diags, sink).run();
 }
 
 }  // namespace kest

@@ -4,8 +4,7 @@
 #include <sys/stat.h>
 #include <thread>
 
-#include "options/environment.h"
-#include "options/parse_number.h"
+#include "options/option_values.h"
 #include "portable/file.h"
 #include "support/made_run.h"
 

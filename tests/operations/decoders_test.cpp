@@ -10,28 +10,41 @@
 namespace kest::disk {
 namespace {
 
-// What the program makes of a log record.
-entry_info decoded(const bytes& image, bool base16, bool as_json = false) {
-    static entry_info used;  // over and over, as a report does
-    entry_info fresh;
-    text_style style;
-    style.base16 = base16;
-    style.as_json = as_json;
-    const log_entry entry = make_log_entry(uni::byte_view(image), 0, false);
-    decode_redo(entry, fresh, style);
-    decode_redo(entry, used, style);
-    EXPECT_EQ(std::pair(used.details.text(), used.name), std::pair(fresh.details.text(), fresh.name));
-    return fresh;
+// What the program makes of a log record: its details, and what is remembered of the file.
+struct decoding {
+    std::string text, name;
+    inode_ref file, parent;
+
+    bool operator==(const decoding&) const = default;
+};
+
+decoding decoded(const bytes& image, bool base16, details_writer& details) {
+    entry_info info(details);
+    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info, {.base16 = base16, .time_format = {}});
+    return {std::string(details.text()), info.name, info.inode, info.parent};
 }
 
-// The details, and behind an arrow what is remembered of the file: number and sequence, the same of its parent, its
+decoding decoded(const bytes& image, bool base16, details_notation notation = details_notation::text) {
+    static const auto text = make_details(details_notation::text, false);  // over and over, as a report does
+    static const auto json = make_details(details_notation::json, false);
+    const auto fresh = make_details(notation, false), nothing = make_details(details_notation::none, false);
+    const decoding told = decoded(image, base16, *fresh);
+    EXPECT_EQ(decoded(image, base16, notation == details_notation::text ? *text : *json).text, told.text);
+    decoding silent = decoded(image, base16, *nothing);
+    EXPECT_EQ(silent.text, "");
+    silent.text = told.text;
+    EXPECT_TRUE(silent == told) << told.text;
+    return told;
+}
+
+// The details, and after an arrow what is remembered of the file: number and sequence, the same of its parent, its
 // name.
-std::string told(const entry_info& info) {
-    std::string text(info.details.text()), known;
-    for (const inode_ref& ref : {info.inode, info.parent})
+std::string told(const decoding& of) {
+    std::string known;
+    for (const inode_ref& ref : {of.file, of.parent})
         known += ' ' + std::to_string(ref.number()) + '/' + std::to_string(ref.sequence());
-    known += info.name.empty() ? "" : ' ' + info.name;
-    return known == " 0/0 0/0" ? text : text + " ->" + known;
+    known += of.name.empty() ? "" : ' ' + of.name;
+    return known == " 0/0 0/0" ? of.text : of.text + " ->" + known;
 }
 
 // A case of decoders.table.
@@ -61,16 +74,13 @@ struct decoder_case {
     }
 
     // Of the redo bytes as far as this size, with nothing behind them.
-    entry_info decoded_at(std::size_t size, bool as_json = false) const {
+    decoding decoded_at(std::size_t size, details_notation notation = details_notation::text) const {
         record cut = r;
         cut.redo.resize(size);
         cut.undo_offset = 40;
-        return decoded(part(cut.image(), 0, 88 + size), base16, as_json);
+        return decoded(part(cut.image(), 0, 88 + size), base16, notation);
     }
-    std::string object_at(std::size_t size) const {
-        text_room room;
-        return '{' + std::string(decoded_at(size, true).details.members(room)) + '}';
-    }
+    std::string object_at(std::size_t size) const { return '{' + decoded_at(size, details_notation::json).text + '}'; }
 
     // Decodes the redo bytes cut at every size, and tells from which size on each key is there, the second of a name as
     // `key'`. The sanitizers see whatever is read behind the cut.
@@ -79,8 +89,7 @@ struct decoder_case {
         std::map<std::string, std::size_t> seen;
         for (std::size_t size = 0; size <= r.redo.size(); ++size) {
             std::map<std::string, std::size_t> keys;
-            const entry_info info = decoded_at(size);
-            const std::string_view told = info.details.text();
+            const std::string told = decoded_at(size).text;
             for (std::size_t end = 0; (end = told.find("\":\"", end)) != told.npos; ++end) {
                 const std::size_t begin = told.rfind('"', end - 1) + 1;
                 std::string key(told.substr(begin, end - begin));
@@ -177,7 +186,7 @@ TEST(data_windows, end_with_the_payload) {
             const bool there = undo_data(make_log_entry(uni::byte_view(image), 0, false), found);
             return window(there, found.begin, found.length, found.extent);
         };
-        EXPECT_EQ(decoded(r.image(), false).details.text(), t.shown) << t.what;
+        EXPECT_EQ(decoded(r.image(), false).text, t.shown) << t.what;
         EXPECT_EQ(undo_of(), t.undo) << t.what;
         r.undo_op = 0;
         EXPECT_EQ(undo_of(), none) << t.what;

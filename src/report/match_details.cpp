@@ -1,4 +1,4 @@
-#include "report/found_text.h"
+#include "report/match_details.h"
 
 #include "format/number.h"
 
@@ -47,43 +47,43 @@ void write_extension_record(details_writer& details, const inode_record& record,
     details.end_field();
 }
 
-void write_owner(details_writer& details, const file_tie& tie, const text_style& style) {
+void write_owner(details_writer& details, const file_match& match, const text_style& style) {
     details.open_group(details_label);
-    details.number("inode", tie.owner, style);
-    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
-    if (tie.directory != nullptr) details.in_list().field("path", tie.owner_path);
+    details.number("inode", match.owner, style);
+    if (match.parent_found) details.in_list().number("parent", match.parent.number(), style);
+    if (match.directory != nullptr) details.in_list().field("path", match.owner_path);
     details.close_group();
 }
 
-void write_found_file(details_writer& details, const file_tie& tie, const text_style& style) {
-    const found_file& found = *tie.found;
+void write_found_file(details_writer& details, const file_match& match, const text_style& style) {
+    const candidate& found = *match.found;
     details.open_group(details_label);
-    if (tie.extension) {
+    if (match.extension) {
         std::string& value = details.begin_field("base");
         append_number(value, *found.base_record, style.base16);
         value += " extension- ";
-        append_number(value, *tie.extension, style.base16);
+        append_number(value, *match.extension, style.base16);
         details.end_field();
     }
     if (found.parent) {
         details.number("inode", found.ref.number(), style);
         details.number("seq", found.ref.sequence(), style);
     }
-    if (tie.mismatch == tie_mismatch::parent) details.field("mismatch", "parent differs");
-    if (tie.mismatch == tie_mismatch::sequence) details.field("mismatch", "seq differs");
+    if (match.conflict == match_conflict::parent) details.field("mismatch", "parent differs");
+    if (match.conflict == match_conflict::sequence) details.field("mismatch", "seq differs");
     if (!found.name.empty()) details.field("name", found.name);
     if (!found.path.empty()) details.in_list().field("path", found.path);
-    if (tie.parent_found) details.in_list().number("parent", tie.parent.number(), style);
+    if (match.parent_found) details.in_list().number("parent", match.parent.number(), style);
     details.close_group();
 }
 
 }  // namespace
 
-void write_tie(details_writer& details, const file_tie& tie, const text_style& style) {
-    if (tie.owner != 0) {
-        write_owner(details, tie, style);
-    } else if (tie.found != nullptr) {
-        write_found_file(details, tie, style);
+void write_match(details_writer& details, const file_match& match, const text_style& style) {
+    if (match.owner != 0) {
+        write_owner(details, match, style);
+    } else if (match.found != nullptr) {
+        write_found_file(details, match, style);
     }
 }
 

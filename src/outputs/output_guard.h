@@ -1,18 +1,18 @@
 #pragma once
 
+#include <span>
 #include <string>
 
-#include "options/argument_list.h"
 #include "portable/file.h"
 
 namespace kest {
 
-// Evidence is kept from being written. Files are told apart by device and inode number of what is open, whatever they
-// are called: a name may come to mean another file at any time.
+// Evidence is kept from being written. Files are distinguished by device and inode number of what is open, whatever
+// they are called: a name may come to mean another file at any time.
 
 // Says whether what is open under this number may not be written, since it may become an input or begins like evidence.
 // `args` are all arguments of the run.
-bool is_evidence(int descriptor, const argument_list& args);
+bool is_evidence(int descriptor, std::span<const std::string> args);
 
 // A file of the run's own. One that was made for it goes again unless the run begins.
 struct output_file {
@@ -31,7 +31,7 @@ struct output_file {
 // What an output is held against: what is not yet taken of the arguments, and whether everything counts that is known
 // of evidence. Otherwise it is logs and MFTs.
 struct guard_rules {
-    const argument_list& left;
+    std::span<const std::string> left;
     bool any_evidence;
 };
 

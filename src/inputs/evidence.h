@@ -9,7 +9,7 @@
 namespace kest {
 
 // What the inputs hold: the stores that the readers fill. The log worker writes `log`, the MFT worker `inodes` and
-// `mft`, the journal worker `journal`; each leaves the others' alone. The report adds what the log proves to `inodes`
+// `mft`, the journal worker `journal`; none writes another's. The report adds what the log proves to `inodes`
 // and to `sequence_by_inode`.
 struct evidence {
     log_store log;

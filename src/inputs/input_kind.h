@@ -10,7 +10,7 @@ namespace kest {
 // What a file's bytes say that it is. Damage may hide it: then nothing is known.
 enum class input_kind { unknown, log, mft, journal, image, compressed };
 
-// Of the bytes that it begins with, as many as there are. A journal is not told by these.
+// Of the bytes that it begins with, as many as there are. A journal is not known by these.
 input_kind kind_of_head(uni::byte_view head);
 
 // Of an open file. A journal may begin with a hole, so it is looked for where data begin.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "options/output_guard.h"
+#include "outputs/output_guard.h"
 
 namespace kest {
 

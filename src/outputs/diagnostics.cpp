@@ -1,4 +1,4 @@
-#include "options/diagnostics.h"
+#include "outputs/diagnostics.h"
 
 namespace kest {
 

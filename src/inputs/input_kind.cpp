@@ -1,4 +1,4 @@
-#include "options/input_kind.h"
+#include "inputs/input_kind.h"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t looked_at = 65'536;  // bytes
 
 // What pages of a log and file records begin with, sound or marked as broken. The offset of the update sequence that
-// stands behind has a zero byte, so that no text begins like them.
+// follows has a zero byte, so that no text begins like them.
 struct evidence_row {
     std::uint32_t signature;
     input_kind kind;
@@ -66,7 +66,7 @@ bool holds(uni::byte_view head, std::size_t offset, std::string_view bytes) {
     return there.size() == bytes.size() && std::memcmp(there.data(), bytes.data(), bytes.size()) == 0;
 }
 
-// Records follow one another, and begin where a page does; ahead of the first there may be zeros.
+// Records follow one another, and begin where a page does; before the first there may be zeros.
 bool begins_like_journal(uni::byte_view data) {
     constexpr std::size_t page_size = 4096;
     const auto bytes = data.bytes();

@@ -10,7 +10,7 @@
 namespace kest {
 
 // Appends what association found of a record's file, in brackets, to the record's details; nothing if it found nothing.
-void write_tie(details_writer& details, const file_tie& tie, const text_style& style);
+void write_match(details_writer& details, const file_match& match, const text_style& style);
 
 // Appends what the MFT holds of a file. `path` becomes its path under the last parent whose directory is known.
 void write_mft_record(details_writer& details, const inode_record& record, const _inode_collection& inodes,

@@ -1,4 +1,4 @@
-#include "options/results_file.h"
+#include "outputs/results_file.h"
 
 #include <cstdio>
 #include <unistd.h>

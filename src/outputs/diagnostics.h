@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "options/output_guard.h"
+#include "outputs/output_guard.h"
 
 namespace kest {
 

@@ -1,4 +1,4 @@
-#include "options/output_guard.h"
+#include "outputs/output_guard.h"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,9 @@
 #include <span>
 #include <unistd.h>
 
+#include "format/ascii_text.h"
 #include "format/number.h"
-#include "options/ascii_text.h"
-#include "options/input_kind.h"
+#include "inputs/input_kind.h"
 
 namespace kest {
 
@@ -35,29 +35,30 @@ bool begins_like_evidence(const uni::file& file, bool any_evidence) {
     return any_evidence && std::ranges::none_of(report_beginnings, begins) && may_be_evidence(file);
 }
 
-// Opened for reading alone, and anew where it is open already: a stream need not be readable.
+// Opened for reading only, and anew where it is open already: a stream need not be readable.
 bool begins_like_evidence(const std::string& path, bool any_evidence) {
     uni::file file;
     return file.open(path, uni::open_mode::read) && begins_like_evidence(file, any_evidence);
 }
 
-argument_list::const_iterator first_input_option(const argument_list& args) {
+auto first_input_option(std::span<const std::string> args) {
     return std::ranges::find_if(args, [](const std::string& argument) { return is_one_of(argument, input_options); });
 }
 
-// Options are taken out of the list, so that what stands farther behind an input option can become its value: every
+// Options are taken out of the list, so that what stands farther after an input option can become its value: every
 // entry there counts.
-bool may_be_input(const uni::file_identity& file, const argument_list& left) {
+bool may_be_input(const uni::file_identity& file, std::span<const std::string> left) {
     return std::any_of(first_input_option(left), left.end(),
                        [&file](const std::string& argument) { return uni::identify(argument) == file; });
 }
 
 }  // namespace
 
-bool is_evidence(int descriptor, const argument_list& args) {
+bool is_evidence(int descriptor, std::span<const std::string> args) {
     const auto file = uni::stored_file(descriptor);
     if (!file) return false;
-    // Ahead of the options: what stands behind an output option is most likely its value, and may be this very stream.
+    // Before the options are read: what stands after an output option is most likely its value, and may be this very
+    // stream.
     const auto first = first_input_option(args);
     for (auto at = first; at != args.end(); ++at) {
         if (at != first && !is_one_of(*std::prev(at), output_options) && uni::identify(*at) == file) return true;

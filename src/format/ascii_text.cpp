@@ -1,4 +1,4 @@
-#include "options/ascii_text.h"
+#include "format/ascii_text.h"
 
 #include <algorithm>
 

@@ -1,13 +1,18 @@
-#include "options/parse_number.h"
+#include "options/option_values.h"
 
 #include <algorithm>
+#include <cstdlib>
+
+#include "format/time.h"
 
 namespace kest {
 
 namespace {
 
+constexpr std::size_t longest_template = 512;  // bytes
+
 // Longest texts, in characters, with what stands before the digits.
-constexpr std::size_t longest_text = 31;
+constexpr std::size_t longest_number = 31;
 constexpr std::size_t longest_decimal = 20;
 constexpr std::size_t longest_octal = 23;
 constexpr std::size_t most_hex_digits = 16;
@@ -37,9 +42,28 @@ std::optional<std::uint64_t> read_hex(std::string_view digits) {
 
 }  // namespace
 
+std::string expand_environment(std::string_view text) {
+    if (text.size() > longest_template) return std::string(text);
+    std::string expanded;
+    while (!text.empty()) {
+        const std::size_t open = text.find('%');
+        const std::size_t close = open == text.npos ? text.npos : text.find('%', open + 1);
+        if (close == text.npos) break;
+        const std::string name(text.substr(open + 1, close - open - 1));
+        const char* const value = std::getenv(name.c_str());
+        if (value != nullptr) {
+            expanded.append(text.substr(0, open)).append(value);
+        } else {
+            expanded.append(text.substr(0, close + 1));
+        }
+        text.remove_prefix(close + 1);
+    }
+    return expanded.append(text);
+}
+
 std::optional<std::uint64_t> parse_number(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-    if (text.empty() || text.size() > longest_text) return std::nullopt;
+    if (text.empty() || text.size() > longest_number) return std::nullopt;
     if (text.size() > 2) {
         if (text[1] == 'x' || text[1] == 'X') return read_hex(text.substr(2));
         if (text[0] == 'x' || text[0] == 'X') return read_hex(text.substr(1));
@@ -60,6 +84,17 @@ std::string parse_hex_bytes(std::string_view text) {
         bytes += static_cast<char>(*byte);
     }
     return bytes;
+}
+
+// Kept: a blank with nothing after it is a time, midnight, and not a missing one.
+time_value parse_time(std::string_view text, std::string_view missing_time) {
+    const std::size_t blank = text.find(' ');
+    const std::string_view date = text.substr(0, blank);
+    const std::string_view time = blank == text.npos ? missing_time : text.substr(blank + 1);
+    const bool slash = date.find('/') != date.npos;
+    if (!slash && date.find('-') == date.npos) return {};
+    const auto parsed = cv::parse_date_time(date, time, slash ? '/' : '-');
+    return {true, parsed ? std::optional(cv::systemtime_to_ticks(*parsed)) : std::nullopt};
 }
 
 }  // namespace kest

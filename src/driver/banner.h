@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "options/argument_list.h"
+
 namespace kest {
 
 extern const std::string_view version;  // the program and its version
@@ -11,7 +13,7 @@ extern const std::string_view banner;   // the program, its version, what it is 
 // Writes banner and usage to the standard error stream.
 void write_usage();
 
-// Every option, in groups, a line each.
-std::string all_options();
+// What stands before every report: the banner, when and where the run was made, and its command line.
+std::string run_header(const argument_list& args);
 
 }  // namespace kest

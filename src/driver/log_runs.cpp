@@ -1,0 +1,250 @@
+#include "driver/log_runs.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "driver/warnings.h"
+#include "format/error_words.h"
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "inputs/read_inputs.h"
+#include "options/warning_line.h"
+#include "portable/console.h"
+#include "portable/folder_walk.h"
+#include "portable/stdin_stream_ex.h"
+#include "report/input_fit.h"
+#include "report/listings.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint32_t count_level = 2;  // of the diagnostics that show counts
+
+// Tell the operator of a file at hand.
+void say_parsing(const std::string& path) {
+    uni::console_write("trying to parse file: " + path + '\n');
+}
+
+void say_parsing_failed(const logfile_options& options, const std::string& path, std::string_view reason) {
+    uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
+}
+
+void show_status(const logfile_options& options, std::string_view text) {
+    if (options.show_progress) uni::status_line(uni::status_width, text);
+}
+
+std::string count_text(std::string_view before, std::size_t count, std::string_view after) {
+    std::string text(before);
+    append_decimal(text, count);
+    return text.append(after);
+}
+
+// Whether there is something to report. A journal on its own is looked into as far as its first record.
+bool anything_found(const logfile_options& options, const evidence& stores) {
+    if (options.have_log) return !stores.log.entries.empty();
+    return journal_cursor(stores.journal.file, stores.journal.resync).next() != nullptr;
+}
+
+// The rest of the report stands without it.
+void say_journal_warnings(const logfile_options& options, const usn_journal& journal) {
+    const std::string warnings = warnings_of_journal(journal.reading, options.jrnl_path);
+    if (!warnings.empty()) uni::console_write(warnings);
+}
+
+void combine(const run_context& run, evidence& stores) {
+    const logfile_options& options = run.options;
+    run.outputs.diags.print(count_level, count_text("found ", stores.inodes.records.size(), " mft entries [mft]"));
+    merge_mft_data(stores.inodes, options, run.outputs.diags);
+    const std::size_t count = stores.log.log_inode_records.size();
+    if (count == 0) return;
+    show_status(options, count_text("diags - logfile data: ", count, " entries"));
+    const std::vector<merged_record> merged = merge_log_inodes(stores);
+    const auto unique = static_cast<std::size_t>(std::ranges::count(merged, true, &merged_record::unique));
+    merge_journal_data(stores, merged, options, run.outputs.diags);
+    stores.log.log_inode_records.clear();
+    stores.log.usn_seen.clear();
+    const std::string found = count_text("found ", count, " mft entries [logfile-usnjrnl], ");
+    run.outputs.diags.print(count_level, count_text(found, unique, " were unique"));
+    if (unique == 0) return;
+    show_status(options, count_text("populating subdirs: ", stores.inodes.inodes_by_number.size(), " folders"));
+    build_paths(stores.inodes);
+}
+
+// Says what there is to say, and whether that was anything.
+bool said(const std::string& words) {
+    if (!words.empty()) uni::console_write(words);
+    return !words.empty();
+}
+
+// The path of a listed file, as the operator sees it.
+std::string shown_path(const logfile_options& options, const std::string& path) {
+    if (!options.extended) return path;
+    std::string shown;
+    append_safe_text(shown, path);
+    return shown;
+}
+
+// What -strict refuses is an error, otherwise a hint. True if it is refused, which has been said.
+bool is_refused(const logfile_options& options, const std::string& warnings) {
+    if (options.strict) return said(warnings);
+    say_hints(options, warnings);
+    return false;
+}
+
+// Nothing of one volume may reach another's report. A file that the run is writing is no log.
+// Nothing if the log can be reported; else why it cannot, or an empty text where that has been said.
+std::optional<std::string> parse_alone(const run_context& run, evidence& stores, const std::string& path) {
+    log_store_reset(stores.log);
+    stores.sequence_by_inode.clear();
+    if (run.outputs.hold(path)) return "being written by this run";
+    if (run.options.extended && is_refused(run.options, warnings_of_listed_file(path))) return "";
+    if (!parse_log(stores.log, path, run.options)) return error_words(stores.log.open_error);
+    if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
+    if (!run.options.strict && stores.log.entries.empty()) return "no record";
+    if (is_refused(run.options, warnings_of_log(stores.log, path, run.options))) return "";
+    return std::nullopt;
+}
+
+// A folder may hold anything; a log that was named, or that cannot be opened, is missed.
+bool is_loss(const logfile_options& options, const log_store& log, const std::string& reason) {
+    return options.extended && !reason.empty() && (options.pipe_mode || log.open_error != 0);
+}
+
+bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
+    const bool show_progress = run.options.show_progress;
+    const std::string shown = shown_path(run.options, path);
+    run.outputs.diags.trace(path);
+    if (show_progress) say_parsing(shown);
+    if (const auto reason = parse_alone(run, stores, path)) {
+        if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, shown, *reason);
+        return false;
+    }
+    run.report.write(stores, path);
+    log_store_reset(stores.log);
+    if (show_progress) uni::console_write("success: " + shown + '\n');
+    return true;
+}
+
+// `next_path` gives the next file to parse; false at the end.
+template <class path_source>
+bool report_all(const run_context& run, path_source&& next_path) {
+    evidence stores;
+    bool reported = false, failed = false;
+    for (std::string path; next_path(path);)
+        (parse_and_report(run, stores, path) ? reported : failed) = true;
+    if (run.options.extended) run.findings.omitted = stores.inodes.omitted;
+    if (failed && run.options.strict) run.findings.unreadable = true;
+    return reported;
+}
+
+void say_no_folder(const std::string& path, int error) {
+    uni::console_write(with_reason("prob opening folder: " + path, folder_error_words(error)) + '\n');
+}
+
+// Parses the logs of a list one after another, from the standard input or a directory tree, and reports on each.
+// True if there was a report on at least one.
+bool multi_run(const run_context& run) {
+    const auto wanted = [&run](const std::string& path) { return path_wanted(run.options.wanted, path); };
+    if (run.options.pipe_mode) {
+        cvportdir::stdin_stream_ex lines;
+        const bool reported = report_all(run, [&](std::string& path) {
+            while (lines.read_line(path)) {
+                if (wanted(path)) return true;
+            }
+            return false;
+        });
+        if (lines.failed()) say_reading_failed(run, "standard input");
+        return reported;
+    }
+    cvportdir::folder_walk files;
+    if (!files.start(run.options.enumdir_path, run.options.num_subdirs, wanted)) {
+        if (run.options.extended) say_no_folder(run.options.enumdir_path, files.open_error());
+        return false;
+    }
+    const bool reported = report_all(run, [&files](std::string& path) { return files.read_line(path); });
+    if (run.options.extended) say_hints(run.options, warnings_of_folders(files));
+    return reported;
+}
+
+// Parses one log that comes without an MFT or a journal, and reports on it. False, with words for the operator, if
+// it cannot be opened.
+// Kept: a log without a single record is reported too, as a header and no rows; with an MFT or a journal beside it,
+// or in a list, it counts as damaged.
+bool single_run(const run_context& run) {
+    const std::string& path = run.options.log_path;
+    evidence stores;
+    if (run.options.show_progress) say_parsing(path);
+    if (!parse_log(stores.log, path, run.options)) {
+        say_parsing_failed(run.options, path, error_words(stores.log.open_error));
+        return false;
+    }
+    if (stores.log.incomplete) say_reading_failed(run, path);
+    say_hints(run.options, warnings_of_log(stores.log, path, run.options));
+    store_log_inodes(stores);
+    if (run.options.show_progress) uni::console_write("parsing complete\n");
+    run.report.write(stores, {});
+    run.findings.omitted = stores.inodes.omitted;
+    return true;
+}
+
+// Parses a log together with an MFT, a journal or both, brings together what they hold and reports on the log. False,
+// with words for the operator, if one of the files is not what it should be.
+bool worker_run(const run_context& run) {
+    const logfile_options& options = run.options;
+    evidence stores;
+    if (const auto unread = open_inputs(options, stores)) {
+        say_parsing_failed(options, unread->path, unread->reason);
+        return false;
+    }
+    read_inputs(options, stores);
+    const bool mft_incomplete = stores.inodes.incomplete;
+    if (mft_incomplete) say_reading_failed(run, options.mft_path);
+    if (stores.log.incomplete) say_reading_failed(run, options.log_path);
+    if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (!anything_found(options, stores)) {
+        const int error = stores.log.open_error;
+        say_parsing_failed(options, options.have_log ? options.log_path : options.jrnl_path,
+                           error != 0 ? error_words(error) : "no record");
+        return false;
+    }
+    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
+    if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
+    show_status(options, "threads completed, combining data");
+    if (options.report != report_kind::coverage) combine(run, stores);  // which is about each input as it came
+    show_status(options, "threads completed, formatting output");
+    run.report.write(stores, {});
+    if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft_path);
+    if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (options.extended && !options.jrnl_path.empty()) say_journal_warnings(options, stores.journal);
+    run.findings.omitted = stores.inodes.omitted;
+    return true;
+}
+
+}  // namespace
+
+std::string misfits_of_inputs(logfile_options options) {
+    if (!options.have_log || options.lists_logs() || (!options.have_mft && !options.have_jrnl)) return {};
+    options.show_progress = false;
+    evidence stores;
+    if (open_inputs(options, stores)) return {};
+    read_inputs(options, stores);
+    return misfit_lines(stores, options);
+}
+
+void say_reading_failed(const run_context& run, const std::string& path) {
+    run.findings.unreadable = true;
+    argument_list& said = run.findings.said_unreadable;
+    if (std::ranges::find(said, path) != said.end()) return;
+    said.push_back(path);
+    uni::console_write("prob reading file: " + path + '\n');
+}
+
+bool report_logs(const run_context& run) {
+    if (run.options.lists_logs()) return multi_run(run);
+    if (run.options.have_mft || run.options.have_jrnl) return worker_run(run);
+    return single_run(run);
+}
+
+}  // namespace kest

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "options/logfile_options.h"
+#include "report/report.h"
+
+namespace kest {
+
+// What there is to say of a run besides its report.
+struct run_findings {
+    bool unreadable = false;  // some input not to its end, or some log of a list with `-strict`: the run reports on the
+                              // rest, and fails
+    argument_list said_unreadable;  // each once
+    left_out omitted;
+};
+
+// What a run works with. The results file is open, and the run's header stands in it.
+struct run_context {
+    const logfile_options& options;
+    run_outputs& outputs;
+    log_report& report;
+    run_findings& findings;
+};
+
+// Reads the inputs and reports on them: on one log, on a log with an MFT or a journal, each read on a thread of its
+// own, or on a list of logs one after another. False if there was no report, which has been said. Inputs that do not
+// fit the log are reported in an extended run; with `-strict` they are refused before it, see below.
+[[nodiscard]] bool report_logs(const run_context& run);
+
+// Says it whatever the options say, and notes it.
+void say_reading_failed(const run_context& run, const std::string& path);
+
+// For `-strict`: reads the inputs before all work, and gives a line for each that does not fit the log. Nothing, too,
+// where that cannot be known, or an input cannot be opened: the run says that.
+std::string misfits_of_inputs(logfile_options options);
+
+}  // namespace kest

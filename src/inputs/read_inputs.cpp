@@ -1,0 +1,134 @@
+#include "inputs/read_inputs.h"
+
+#include <array>
+#include <new>
+#include <utility>
+
+#include "format/error_words.h"
+#include "logfile/scanner.h"
+#include "logfile/told_sizes.h"
+#include "logfile/whole_log.h"
+#include "mft/mft_reader.h"
+#include "portable/console.h"
+#include "portable/portable_thread.h"
+
+namespace kest {
+
+namespace {
+
+constexpr double progress_step = 5;  // percent
+
+// What a worker is given. All share it without a lock: each writes its own store and reads only what was set before it
+// was started. What was stored of an MFT stands when memory runs out.
+struct worker_task {
+    const input_settings& settings;
+    evidence& stores;
+};
+
+void mft_worker(void* argument) {
+    const auto& task = *static_cast<worker_task*>(argument);
+    mft_index& index = task.stores.mft;
+    uni::percent_meter meter(uni::status_width, progress_step);
+    walk_mft_records(
+        task.stores.inodes,
+        [&index](inode_record& record, std::uint32_t position, std::uint64_t inode) {
+            index_mft_record(index, record, position, inode);
+        },
+        [&](std::uint64_t done, std::uint64_t total) {
+            if (task.settings.show_progress) meter.step(done, total);
+        });
+    index.seal();
+}
+
+void log_worker(void* argument) {
+    const auto& task = *static_cast<worker_task*>(argument);
+    log_store& log = task.stores.log;
+    try {
+        // A log that cannot be opened leaves an empty store, and that is reported.
+        static_cast<void>(parse_log(log, task.settings.log_path, task.settings));
+    } catch (const std::bad_alloc&) {
+        log.incomplete = true;
+    }
+}
+
+void jrnl_worker(void* argument) {
+    scan_journal(static_cast<worker_task*>(argument)->stores.journal);
+}
+
+void settle_sizes(log_store& store, const input_settings& settings) {
+    if (settings.stated_sizes) {
+        const told_sizes stated = find_told_sizes(store);
+        store.place.cluster_size = stated.cluster.value_or(store.place.cluster_size);
+        store.place.record_size = stated.file_record.value_or(store.place.record_size);
+    }
+    store.place.cluster_size = settings.cluster_size.value_or(store.place.cluster_size);
+}
+
+}  // namespace
+
+bool parse_log(log_store& store, const std::string& path, const input_settings& settings) {
+    if (settings.counts_pages) store.pages.emplace();
+    store.keeps_pages = settings.keeps_pages;
+    if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
+    if (!scan_logfile(store, path)) return false;
+    if (store.keeps_pages) complete_log(store);
+    settle_sizes(store, settings);
+    return true;
+}
+
+std::optional<unread_input> open_inputs(const input_settings& settings, evidence& stores) {
+    const auto resync = settings.every_record ? journal_resync::at_records : journal_resync::at_pages;
+    stores.inodes.all_records = settings.have_mft;
+    if (settings.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
+    if (!settings.mft_path.empty() && !load_mft(stores.inodes, settings.mft_path)) {
+        const int error = stores.inodes.mft_file.open_error();
+        return unread_input{settings.mft_path, error != 0 ? error_words(error) : "no file record"};
+    }
+    if (!settings.jrnl_path.empty() && !open_journal(stores.journal, settings.jrnl_path, resync)) {
+        const int error = stores.journal.file.open_error();
+        return unread_input{settings.jrnl_path, error != 0 ? error_words(error) : "too short"};
+    }
+    return std::nullopt;
+}
+
+void read_inputs(const input_settings& settings, evidence& stores) {
+    worker_task task{settings, stores};
+    std::array<portable_thread, 3> threads;
+    std::size_t started = 0;
+    if (settings.have_mft) threads[started++].start(mft_worker, &task);
+    if (settings.have_log) threads[started++].start(log_worker, &task);
+    if (settings.have_jrnl && !settings.streams_journal()) threads[started++].start(jrnl_worker, &task);
+    if (settings.show_progress) uni::status_line(uni::status_width, "worker threads spawned");
+    for (portable_thread& thread : threads)
+        thread.wait();
+}
+
+// Kept: once one record has brought the store nothing new, no later one counts as unique. The order of the records
+// decides, so a log is always listed alike. Where the log was read whole each counts for itself: the oldest comes first
+// then, and is in the MFT as a rule.
+std::vector<merged_record> merge_log_inodes(evidence& stores) {
+    std::vector<merged_record> merged;
+    merged.reserve(stores.log.log_inode_records.size());
+    bool known_flag = false;
+    for (const inode_record& element : stores.log.log_inode_records) {
+        bool known = false;
+        const std::uint64_t result = merge_inode_record(stores.inodes, element, known, true);
+        known_flag = known || (known_flag && !stores.log.keeps_pages);
+        const bool taken = result != _inode_collection::not_merged;
+        merged.push_back({.store_index = taken ? result : 0, .unique = taken && !known_flag});
+    }
+    return merged;
+}
+
+void store_log_inodes(evidence& stores) {
+    if (stores.log.log_inode_records.empty()) return;
+    stores.inodes.records.reserve(stores.log.log_inode_records.size());
+    for (inode_record& record : stores.log.log_inode_records) {
+        bool known = false;
+        add_inode_record(stores.inodes, std::move(record), known);
+    }
+    stores.log.log_inode_records = {};
+    build_paths(stores.inodes);
+}
+
+}  // namespace kest

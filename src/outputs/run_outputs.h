@@ -1,0 +1,23 @@
+#pragma once
+
+#include <unistd.h>
+
+#include "outputs/diagnostics.h"
+#include "outputs/results_file.h"
+
+namespace kest {
+
+// What a run writes to, apart from the standard error stream.
+struct run_outputs {
+    diagnostics diags;
+    results_file results;
+
+    // Says whether the run is writing the file of this path.
+    bool hold(const std::string& path) const {
+        const auto file = uni::identify(path);
+        return file && (uni::stored_file(STDOUT_FILENO) == file || uni::stored_file(STDERR_FILENO) == file ||
+                        diags.is(*file) || results.is(*file));
+    }
+};
+
+}  // namespace kest
