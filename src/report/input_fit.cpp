@@ -1,6 +1,7 @@
 #include "report/input_fit.h"
 
 #include <algorithm>
+#include <span>
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
@@ -146,12 +147,12 @@ journal_fit sample_journal(const uni::file& journal, const log_store& log, const
     journal_fit fit = {.sampled = true};
     journal_probe probe(journal);
     if (!probe.any()) return fit;
-    const auto inside =
-        std::ranges::subrange(std::ranges::lower_bound(logged, probe.lowest_usn(), {}, &logged_usn::usn),
-                              std::ranges::upper_bound(logged, probe.highest_usn(), {}, &logged_usn::usn));
+    const auto begin = std::ranges::lower_bound(logged, probe.lowest_usn(), {}, &logged_usn::usn);
+    const std::span<const logged_usn> inside(
+        begin, std::ranges::upper_bound(begin, logged.end(), probe.highest_usn(), {}, &logged_usn::usn));
     const std::size_t step = inside.size() / most_samples + 1;
     for (std::size_t at = 0; at < inside.size(); at += step) {
-        const logged_usn& wanted = *(inside.begin() + static_cast<std::ptrdiff_t>(at));
+        const logged_usn& wanted = inside[at];
         const std::optional<usn_record> record = probe.find(wanted.usn);
         if (record) ++(wanted.is(*record) ? fit.agree : fit.differ);
     }
