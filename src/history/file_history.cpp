@@ -69,8 +69,8 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
         targets.push_back({number, entry.this_lsn, at});
     }
     std::ranges::sort(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn, t.position); });
-    const auto again = std::ranges::unique(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn); });
-    targets.erase(again.begin(), again.end());
+    const auto same = [](const target& a, const target& b) { return a.number == b.number && a.lsn == b.lsn; };
+    targets.erase(std::unique(targets.begin(), targets.end(), same), targets.end());
     return targets;
 }
 
@@ -369,8 +369,9 @@ file_history::file_history(const history_inputs& inputs) {
 }
 
 std::span<const record_change> file_history::changes_of(std::uint32_t transaction) const {
-    const auto found = std::ranges::equal_range(m_changes.records, transaction, {}, &record_change::transaction);
-    return {found.begin(), found.end()};
+    const auto& all = m_changes.records;
+    const auto begin = std::ranges::lower_bound(all, transaction, {}, &record_change::transaction);
+    return {begin, std::ranges::upper_bound(begin, all.end(), transaction, {}, &record_change::transaction)};
 }
 
 }  // namespace kest

@@ -92,7 +92,8 @@ void change_finder::add(record_change change, const replayed_record& before, con
 
 // Position of the first or the last write to the attribute; where there is none, of a write to all of the record.
 std::uint32_t change_finder::write_to(std::uint32_t attribute, bool created) const {
-    const auto [begin, end] = std::ranges::equal_range(m_writes, attribute, {}, &write::attribute);
+    const auto begin = std::ranges::lower_bound(m_writes, attribute, {}, &write::attribute);
+    const auto end = std::ranges::upper_bound(begin, m_writes.end(), attribute, {}, &write::attribute);
     const bool imaged = m_change.image != record_change::none;
     if (begin == end || (created && imaged && (attribute & replayed_record::of_image) != 0)) {
         return imaged ? m_change.image : m_change.last;
