@@ -53,6 +53,16 @@ struct target {
     std::uint32_t position;
 };
 
+// Whether the record holds an image that calls itself another file record than it is written to: it is no file record's
+// of this volume, whatever put it into the log.
+bool names_another(const log_entry& entry, std::uint64_t number) {
+    const bool redo = entry.redo_op == operation_code::initialize_file_record_segment;
+    if (!redo && entry.undo_op != operation_code::initialize_file_record_segment) return false;
+    const file_record_view image(redo ? exact_redo(entry) : exact_undo(entry));
+    const std::optional<std::uint32_t> own = image.has_header() ? image.own_number() : std::nullopt;
+    return own && *own != number;
+}
+
 // The log's records that change file records, by number and LSN; of those with one LSN one that a transaction has.
 std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t record_size) {
     const mft_place place{inputs.geometry.cluster_size(), record_size};
@@ -66,6 +76,7 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
         const std::uint64_t number = file_record_at(entry, place);
         if (number == 0 && (entry.get(record_layout::target_vcn) != 0 || place_in_cluster(entry) >= record_size))
             continue;
+        if (names_another(entry, number)) continue;
         targets.push_back({number, entry.this_lsn, at});
     }
     std::ranges::sort(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn, t.position); });

@@ -307,6 +307,26 @@ bool replayed_record::holds(const piece& one) const {
     return true;
 }
 
+// Whether an operation can be about the attribute that begins here, as far as that one is known: sizes are of
+// attributes that lie elsewhere, entries of an index root.
+bool replayed_record::may_target(std::uint32_t attribute, std::uint16_t operation) const {
+    if (!attribute_may_begin(attribute) || m_starts[attribute / 8] == 0) return true;
+    switch (operation) {
+        case set_new_attribute_sizes:
+        case update_mapping_pairs:
+            return get(attribute_layout::nonresident, attribute).value_or(1) != 0;
+        case add_index_entry_root:
+        case delete_index_entry_root:
+        case set_index_entry_vcn_root:
+        case update_file_name_root:
+        case update_record_data_root:
+            return get(attribute_layout::type, attribute).value_or(attribute_type::index_root) ==
+                   attribute_type::index_root;
+        default:
+            return true;
+    }
+}
+
 // Whether the state holds what a side of the step says is there. What is not known agrees with anything.
 bool replayed_record::agrees(const record_step& step, const operation_side& there, const operation_side& other) const {
     if (states_nothing(there.operation)) return true;
@@ -316,6 +336,7 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
         return there.data.size() >= usa_begin || holds({sequence.offset, number, 2, 2});  // an image replaces all
     }
     if (m_in_use == false) return false;  // a record that is free holds no attributes
+    if (!may_target(step.attribute, there.operation)) return false;
     std::array<piece, 4> pieces;
     const std::size_t count = pieces_of(step, there, pieces);
     if (!std::all_of(pieces.begin(), pieces.begin() + count, [this](const piece& one) { return holds(one); })) {
@@ -331,10 +352,14 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
 }
 
 bool replayed_record::learn(const record_step& step, const operation_side& there, const operation_side& other) {
-    const bool fits = agrees(step, there, other);
-    if (!fits) forget();
-    write(step, there, other);
-    return fits;
+    if (agrees(step, there, other)) {
+        write(step, there, other);
+        return true;
+    }
+    const bool of_another = !may_target(step.attribute, there.operation);
+    forget();
+    if (!of_another) write(step, there, other);  // what contradicts the kind of attribute proves nothing of it
+    return false;
 }
 
 // Puts down what a side of the step says is there. It agrees, or nothing is known.
@@ -405,6 +430,7 @@ void replayed_record::set_highest_vcn(std::uint32_t attribute) {
 
 void replayed_record::carry_out(const record_step& step, const operation_side& done, const operation_side& was) {
     if (was.operation == zero_end_of_file_record) unknow(step.attribute, size());
+    if (!may_target(step.attribute, done.operation)) return forget();
     if (!change(step, done, was)) forget();
     write(step, done, was);
 }
