@@ -167,6 +167,8 @@ void file_events::find_birth_attributes(const file_name_view& name) {
 void file_events::find_end() {
     for (const record_change* const record : m_changes->records) {
         if (!record->is_end() || record->number != m_changes->file.number() || m_deleted || m_created) continue;
+        // The end of the file that had the record before.
+        if (record->is_birth() && record->after.sequence == m_changes->file.sequence()) continue;
         const link_change* const went = m_links.first_went();
         if (went == nullptr && (record->before.links == std::uint16_t{0} || is_taken())) continue;
         found_event& deleted = add(event_kind::deleted, record->freed);

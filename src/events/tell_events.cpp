@@ -204,7 +204,8 @@ private:
             m_parts.push_back(
                 {.file = owner.file, .owner = owner.known, .rolled_back = change.rolled_back, .record = &change});
             if (change.is_birth() && change.is_end()) {
-                m_parts.push_back({.file = inode_ref(change.number, *change.before.sequence), .record = &change});
+                m_parts.push_back(
+                    {.file = inode_ref(change.number, change.before.sequence.value_or(0)), .record = &change});
             }
         }
         std::ranges::stable_sort(m_parts, {}, &part::file);

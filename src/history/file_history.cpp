@@ -101,7 +101,8 @@ public:
           m_now(record_size),
           m_later(record_size),
           m_copy(record_size),
-          m_finder(changes) {
+          m_finder(changes),
+          m_recoverable(inputs.log.entries.size() + few_steps) {
         for (const log_entry& entry : inputs.log.entries) {
             m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
         }
@@ -119,6 +120,7 @@ public:
 
 private:
     static constexpr std::size_t nowhere = ~std::size_t{0};
+    static constexpr std::size_t few_steps = 4096;
 
     struct turn {
         replayed_record before;
@@ -214,10 +216,12 @@ private:
         }
     }
 
-    // What is known was forgotten; the steps from here on say something of it yet. Seldom enough to cost little.
+    // What is known was forgotten; the steps from here on say something of it yet. All recoveries together go over no
+    // more steps than the log has, beyond a few.
     void recover(std::size_t at) {
         constexpr unsigned most = 4;
-        if (++m_recoveries > most) return;
+        if (++m_recoveries > most || m_end - at > m_recoverable) return;
+        m_recoverable -= m_end - at;
         go_back(at, m_end);
         m_now.merge(m_later);
     }
@@ -315,6 +319,7 @@ private:
     bool m_copy_is_extension = false;
     std::size_t m_end = 0;      // of the piece at hand
     unsigned m_recoveries = 0;  // in it
+    std::size_t m_recoverable;  // steps that recoveries may still go over
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};

@@ -284,11 +284,6 @@ std::size_t replayed_record::pieces_of(const record_step& step, const operation_
         case update_file_name_root:
             out[0].lag_begin = sizeof(std::uint64_t);  // the creation stays
             break;
-        case update_mapping_pairs: {
-            const std::uint64_t end = run_list_end(step.attribute);
-            out[0].lag_begin = end > *place ? end - *place : 0;  // what lies behind the last run is not of the runs
-            break;
-        }
         case update_resident_value:
             if (may_lag(step.attribute, step.offset)) out[0].lag_begin = 0;
             break;
@@ -327,6 +322,11 @@ bool replayed_record::may_target(std::uint32_t attribute, std::uint16_t operatio
     }
 }
 
+bool replayed_record::stands_already(const piece& one) const {
+    return knows(one.offset, one.data.size()) &&
+           std::ranges::equal(bytes().slice(one.offset, one.data.size()).bytes(), one.data.bytes());
+}
+
 // Whether the state holds what a side of the step says is there. What is not known agrees with anything.
 bool replayed_record::agrees(const record_step& step, const operation_side& there, const operation_side& other) const {
     if (states_nothing(there.operation)) return true;
@@ -339,6 +339,11 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
     if (!may_target(step.attribute, there.operation)) return false;
     std::array<piece, 4> pieces;
     const std::size_t count = pieces_of(step, there, pieces);
+    // What lies behind the last run is not of the runs. To find it takes long, so only where it matters.
+    if (there.operation == update_mapping_pairs && count != 0 && !holds(pieces[0])) {
+        const std::uint64_t end = run_list_end(step.attribute);
+        pieces[0].lag_begin = end > pieces[0].offset ? end - pieces[0].offset : 0;
+    }
     if (!std::all_of(pieces.begin(), pieces.begin() + count, [this](const piece& one) { return holds(one); })) {
         return false;
     }
@@ -385,6 +390,7 @@ void replayed_record::write(const record_step& step, const operation_side& there
     } else if (there.operation == update_resident_value) {
         set<std::uint8_t>(attribute_layout::nonresident, step.attribute, 0);
     }
+    const bool stands = count == 1 && there.data.size() == there.length && stands_already(pieces[0]);
     for (std::size_t at = 0; at < count; ++at)
         put(pieces[at].offset, pieces[at].data);
     if (count == 1 && there.operation != create_attribute) {
@@ -392,6 +398,10 @@ void replayed_record::write(const record_step& step, const operation_side& there
     }
     if (!ends_attribute(there.operation, there, other)) return;
     const std::uint32_t end = step.offset + there.length;
+    if (stands && attribute_length(step.attribute) == end && get(attribute_layout::highest_vcn, step.attribute) &&
+        there.operation == update_mapping_pairs) {
+        return;  // to count the clusters anew takes long
+    }
     unknow(step.attribute + end, step.attribute + aligned(end));
     set(attribute_layout::record_length, step.attribute, static_cast<std::uint32_t>(aligned(end)));
     if (there.operation == update_mapping_pairs) return set_highest_vcn(step.attribute);

@@ -92,6 +92,7 @@ private:
     std::size_t pieces_of(const record_step& step, const operation_side& there, std::array<piece, 4>& out) const;
     bool holds(const piece& one) const;
     bool may_target(std::uint32_t attribute, std::uint16_t operation) const;
+    bool stands_already(const piece& one) const;
     bool agrees(const record_step& step, const operation_side& there, const operation_side& other) const;
     void write(const record_step& step, const operation_side& there, const operation_side& other);
     std::optional<std::uint32_t> data_offset(const record_step& step, std::uint16_t operation) const;
