@@ -398,6 +398,7 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
     const std::tuple<const char*, std::vector<record>, texts> rows[] = {
         {"grown", {sized(10, 20)}, {resized("[root]\\a", 10, 20)}},
         {"there and back", {sized(10, 20), sized(20, 10)}, {}},
+        {"of what lies in the record", {to_record(5, 6, stored(u"", 80), {}, 200), sized(80, 500)}, {}},
         {"converted alone", {removed(u"", 5), added(u""), sized(0, 0)}, {resized("[root]\\a", 5, 0, true)}},
         {"converted and filled", {removed(u"", 5), added(u""), sized(0, 5)}, {}},
         {"converted and grown", {removed(u"", 5), added(u""), sized(0, 9)}, {resized("[root]\\a", 5, 9, true)}},
