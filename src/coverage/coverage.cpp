@@ -4,7 +4,7 @@
 
 #include "coverage/logged_facts.h"
 #include "format/time.h"
-#include "logfile/volume_geometry.h"
+#include "logfile/mft_geometry.h"
 
 namespace kest {
 
@@ -28,7 +28,7 @@ void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)
         coverage.lsns.add(entry.this_lsn);
-    coverage.cluster_size = find_volume_geometry(log).cluster;
+    coverage.cluster_size = find_voted_sizes(log).cluster;
 }
 
 void gather_pages(log_coverage& coverage, const log_store& log) {

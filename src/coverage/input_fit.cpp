@@ -1,12 +1,13 @@
 #include "coverage/input_fit.h"
 
 #include <algorithm>
+#include <span>
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
-#include "logfile/volume_geometry.h"
+#include "logfile/mft_geometry.h"
 #include "mft/record_layout.h"
 #include "options/warning_line.h"
 #include "portable/unicode.h"
@@ -37,7 +38,7 @@ public:
           m_logged(logged),
           m_geometry{.record_size = stores.inodes.record_size},
           m_by_lsn(index_entries(stores.log, &log_entry::this_lsn)) {
-        const auto cluster_size = find_volume_geometry(m_log).cluster;
+        const auto cluster_size = find_voted_sizes(m_log).cluster;
         m_cluster_known = cluster_size.has_value();
         if (m_cluster_known) m_geometry.cluster_size = *cluster_size;
         const auto& records = m_by_lsn.entries();
@@ -126,12 +127,12 @@ journal_fit sample_journal(const uni::file& journal, const log_store& log, const
     journal_fit fit = {.sampled = true};
     journal_probe probe(journal);
     if (!probe.any()) return fit;
-    const auto inside =
-        std::ranges::subrange(std::ranges::lower_bound(logged, probe.lowest_usn(), {}, &logged_usn::usn),
-                              std::ranges::upper_bound(logged, probe.highest_usn(), {}, &logged_usn::usn));
+    const auto begin = std::ranges::lower_bound(logged, probe.lowest_usn(), {}, &logged_usn::usn);
+    const std::span<const logged_usn> inside(
+        begin, std::ranges::upper_bound(begin, logged.end(), probe.highest_usn(), {}, &logged_usn::usn));
     const std::size_t step = inside.size() / most_samples + 1;
     for (std::size_t at = 0; at < inside.size(); at += step) {
-        const logged_usn& wanted = *(inside.begin() + static_cast<std::ptrdiff_t>(at));
+        const logged_usn& wanted = inside[at];
         const std::optional<usn_record> record = probe.find(wanted.usn);
         if (record) ++(wanted.is(*record) ? fit.agree : fit.differ);
     }

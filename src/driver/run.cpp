@@ -81,7 +81,7 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::index_runs, "index runs"},
     {&limits_hit::parents, "parents"},
     {&limits_hit::attribute_lists, "attribute lists"},
-    {&limits_hit::standard_values, "times and attributes"},
+    {&limits_hit::changes, "changes of file records"},
     {&limits_hit::files, "files"},
 };
 

@@ -6,7 +6,7 @@
 #include "format/ascii_text.h"
 #include "format/number.h"
 #include "inputs/input_kind.h"
-#include "logfile/volume_geometry.h"
+#include "logfile/mft_geometry.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 
@@ -70,7 +70,7 @@ std::string warnings_of_clusters(const log_store& store, const logfile_options& 
     const bool reckons = options.report == report_kind::rows && shows_lines(options.shape);
     if (options.auto_cluster_size || (!options.cluster_size && !reckons)) return {};
     const std::uint32_t used = options.cluster_size.value_or(usual_cluster_size);
-    const std::uint32_t stated = find_volume_geometry(store).cluster.value_or(used);
+    const std::uint32_t stated = find_voted_sizes(store).cluster.value_or(used);
     if (stated == used) return {};
     return options.cluster_size ? words_on_clusters(stated, used, "-cluster_size says ", {})
                                 : words_on_clusters(stated, used, "rows reckon with ", ": -cluster_size auto");

@@ -55,7 +55,9 @@ struct event_values {
     std::optional<bool> is_directory;
     std::optional<std::uint32_t> flags;  // attribute bits
     bool some_flags = false;             // `flags` are those alone that are known to have changed
-    std::optional<std::uint64_t> real_size;
+    std::optional<std::uint64_t> size;   // these three in bytes
+    std::optional<std::uint64_t> allocated;
+    std::optional<std::uint64_t> valid;
     std::optional<inode_ref> parent;
     uni::byte_view name;  // UTF-16, in the log's own bytes
     std::optional<std::uint32_t> reparse_tag;

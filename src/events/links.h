@@ -3,16 +3,17 @@
 #include <span>
 #include <vector>
 
-#include "events/told_log.h"
-#include "mft/record_view.h"
+#include "events/file_changes.h"
 
 namespace kest {
 
 // A name that a transaction gave a file or took from it.
 struct link_change {
-    const told_fact* fact = nullptr;  // the record that shows it: that of the index entry if there is one
+    std::uint32_t proof = 0;  // position of the record that shows it: that of the index entry if there is one
     file_name_view name;
-    bool by_attribute = false;  // the file record's own name attribute says so too
+    bool in_index = false;      // an index entry says so
+    bool by_attribute = false;  // the file record's own name attribute says so
+    bool copied = false;        // the name is known by the MFT copy only
 };
 
 // What a transaction did to the names of one file, in the order of its steps. A name that went and came again, as when
@@ -24,16 +25,21 @@ struct link_changes {
     std::vector<link_change> dos_went;
 
     // The first, a long name if there is one; null for none.
-    const link_change* first_came() const { return first_of(came, dos_came); }
-    const link_change* first_went() const { return first_of(went, dos_went); }
-
-private:
-    static const link_change* first_of(const std::vector<link_change>& names, const std::vector<link_change>& dos) {
-        return !names.empty() ? &names.front() : !dos.empty() ? &dos.front() : nullptr;
+    const link_change* first_went() const {
+        return !went.empty() ? &went.front() : !dos_went.empty() ? &dos_went.front() : nullptr;
+    }
+    // Likewise of those that came, if an index entry says so.
+    const link_change* first_entry() const {
+        for (const auto* const list : {&came, &dos_came}) {
+            for (const link_change& link : *list) {
+                if (link.in_index) return &link;
+            }
+        }
+        return nullptr;
     }
 };
 
-// `facts` are those of one transaction on one file.
-void find_link_changes(link_changes& out, std::span<const told_fact* const> facts);
+void find_link_changes(link_changes& out, const log_store& log, std::span<const event_fact* const> facts,
+                       std::span<const joined_change> attributes);
 
 }  // namespace kest

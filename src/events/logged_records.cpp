@@ -11,11 +11,14 @@ logged_records::record_key::record_key(const usn_record& record)
       time(record.get(&usn_layout::time)),
       reasons(record.get(&usn_layout::reason)) {}
 
-logged_records::logged_records(const told_log& told) {
-    for (const told_fact& fact : told.facts) {
+void logged_records::add(std::span<const event_fact> facts) {
+    for (const event_fact& fact : facts) {
         if (fact.kind != fact_kind::journal_record) continue;
         m_records.push_back({.key = record_key(*read_usn_record(fact.data)), .entry = fact.entry});
     }
+}
+
+void logged_records::seal() {
     std::ranges::sort(m_records, [](const logged_record& a, const logged_record& b) {
         return std::tie(a.key, a.entry) < std::tie(b.key, b.entry);
     });
@@ -39,7 +42,7 @@ void logged_records::note(const journal_record& record, std::uint32_t known) {
     }
 }
 
-const logged_records::logged_record* logged_records::in_file(const told_fact& fact) const {
+const logged_records::logged_record* logged_records::in_file(const event_fact& fact) const {
     if (fact.kind != fact_kind::journal_record || !m_found) return nullptr;
     const auto equal = equal_records(record_key(*read_usn_record(fact.data)));
     const auto found = std::ranges::lower_bound(equal, fact.entry, {}, &logged_record::entry);

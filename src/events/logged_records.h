@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "events/told_log.h"
+#include "events/transaction_facts.h"
 #include "journal/journal_cursor.h"
 
 namespace kest {
@@ -32,14 +32,16 @@ public:
         std::uint64_t place = nowhere;  // in the journal file
     };
 
-    explicit logged_records(const told_log& told);
+    // Takes the facts of the transactions, one after the other; `seal` ends that.
+    void add(std::span<const event_fact> facts);
+    void seal();
 
     bool has(const journal_record& record) const { return !equal_records(record_key(record.usn)).empty(); }
     // Notes where a record of the journal file stands, if the log has it, and what was known ahead of it.
     void note(const journal_record& record, std::uint32_t known);
 
     // Null if the fact is about no record of the journal file.
-    const logged_record* in_file(const told_fact& fact) const;
+    const logged_record* in_file(const event_fact& fact) const;
     // Whether any was found there.
     bool meet_file() const { return m_found; }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "events/event.h"
 #include "journal/journal_cursor.h"
@@ -21,7 +22,8 @@ struct event_inputs {
     const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
     const uni::file* journal;         // the journal file, open; null: none
     bool guesses_allowed;
-    limits_hit& omitted;  // what guards leave out of the events
+    std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
+    limits_hit& omitted;                         // what guards leave out of the events
 };
 
 // Tells what the log's transactions prove, by the LSN of their first records, and the events of one in the order of its

@@ -4,20 +4,21 @@
 #include <optional>
 #include <vector>
 
-#include "events/told_log.h"
-#include "mft/record_view.h"
+#include "history/file_history.h"
+#include "logfile/transaction_states.h"
 
 namespace kest {
 
 // A file that is made in a folder shortly after one of the same name went from it gets that one's creation time: the
-// system tunnels it. Knows the names that went.
+// system tunnels it. Knows the names that went, by index entries and by file records.
 class name_tunnels {
 public:
-    explicit name_tunnels(const told_log& told) : m_told(told) {}
+    name_tunnels(const log_store& log, const transaction_states& states, const file_history& history)
+        : m_log(log), m_states(states), m_history(history) {}
 
-    // The creation time of the file whose name went last from the folder ahead of the LSN; upper and lower case count
-    // as equal. Nothing if there was none.
-    std::optional<std::uint64_t> last_creation(inode_ref folder, uni::byte_view name, std::uint64_t lsn);
+    // Whether the file whose name went last from the folder ahead of the LSN was created then; upper and lower case
+    // count as equal.
+    bool brings_back(std::uint64_t creation, inode_ref folder, uni::byte_view name, std::uint64_t lsn);
 
 private:
     struct gone_name {
@@ -27,8 +28,11 @@ private:
     };
 
     void collect();
+    void add(std::uint64_t lsn, const file_name_view& name) { m_gone.push_back({name.parent().number(), lsn, name}); }
 
-    const told_log& m_told;
+    const log_store& m_log;
+    const transaction_states& m_states;
+    const file_history& m_history;
     bool m_collected = false;  // it is seldom asked for
     std::vector<gone_name> m_gone;
 };

@@ -6,7 +6,7 @@
 
 #include "format/error_words.h"
 #include "logfile/scanner.h"
-#include "logfile/volume_geometry.h"
+#include "logfile/mft_geometry.h"
 #include "logfile/whole_log.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
@@ -57,7 +57,7 @@ void jrnl_worker(void* argument) {
 
 void settle_sizes(log_store& store, const input_settings& settings) {
     if (settings.stated_sizes) {
-        const volume_geometry stated = find_volume_geometry(store);
+        const voted_sizes stated = find_voted_sizes(store);
         store.geometry.cluster_size = stated.cluster.value_or(store.geometry.cluster_size);
         store.geometry.record_size = stated.file_record.value_or(store.geometry.record_size);
     }

@@ -115,4 +115,26 @@ std::uint64_t owner_by_cluster(const mft_index& index, std::uint64_t cluster) {
     return cluster - before.lcn <= before.clusters ? before.owner : 0;
 }
 
+namespace {
+
+std::uint16_t sequence_after(std::uint16_t sequence) {
+    return sequence == 0xFFFF ? 1 : static_cast<std::uint16_t>(sequence + 1);
+}
+
+}  // namespace
+
+// What the log's journal records say of a file stands in the store too, but was read from no MFT: `is_base` tells.
+const inode_record* stored_file(const _inode_collection& inodes, inode_ref file) {
+    const inode_record* const exact = inodes.find_exact(file);
+    if (exact != nullptr && exact->is_base && exact->in_use) return exact;
+    const inode_record* const freed = inodes.find_exact({file.number(), sequence_after(file.sequence())});
+    return freed != nullptr && freed->is_base && !freed->in_use ? freed : nullptr;
+}
+
+const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number) {
+    const inode_record* const first = inodes.find_first(number);
+    const bool from_mft = first != nullptr && (first->is_base || !first->base_records.empty());
+    return from_mft && first->in_use ? first : nullptr;
+}
+
 }  // namespace kest

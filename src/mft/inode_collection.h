@@ -97,5 +97,10 @@ void index_mft_record(mft_index& index, inode_record& record, std::uint32_t posi
 
 // Record number of the owner of the run that holds `cluster`; 0 if none is known. `index` is sealed.
 std::uint64_t owner_by_cluster(const mft_index& index, std::uint64_t cluster);
+// The record of exactly this file in the MFT: in use, or given up since, when its sequence number is one higher. Null
+// if there is none.
+const inode_record* stored_file(const _inode_collection& inodes, inode_ref file);
+// The record of an MFT that has this number and is in use; null if none.
+const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number);
 
 }  // namespace kest

@@ -142,13 +142,26 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     return file.is_open();
 }
 
-std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
+namespace {
+
+std::vector<std::uint8_t> read_at(const _inode_collection& collection, std::uint64_t disk_offset) {
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const uni::read_result got = collection.mft_file.read_at(bytes, record.disk_offset);
+    const uni::read_result got = collection.mft_file.read_at(bytes, disk_offset);
     if (got.failed) collection.incomplete = true;
     if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
+    return read_at(collection, record.disk_offset);
+}
+
+std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
+    if (number >= collection.total_size / collection.record_size) return {};
+    return read_at(collection, collection.base_offset + number * collection.record_size);
 }
 
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,

@@ -77,6 +77,8 @@ inline constexpr std::uint32_t data = 0x80;
 inline constexpr std::uint32_t index_root = 0x90;
 inline constexpr std::uint32_t index_allocation = 0xA0;
 inline constexpr std::uint32_t reparse_point = 0xC0;
+inline constexpr std::uint32_t extended_attributes = 0xE0;
+inline constexpr std::uint32_t logged_utility_stream = 0x100;
 inline constexpr std::uint32_t highest = 1024;  // that counts as one
 inline constexpr std::uint32_t end_of_attributes = 0xFFFF'FFFF;
 }  // namespace attribute_type

@@ -18,6 +18,7 @@ public:
         std::uint32_t& group = m_groups[key];
         if (group == 0) {
             m_ends.push_back(0);
+            m_keys.push_back(key);
             group = static_cast<std::uint32_t>(m_ends.size());
         }
         ++m_ends[group - 1];
@@ -54,6 +55,13 @@ public:
     }
     bool empty() const { return m_values.empty(); }
 
+    // Calls `visit(key, values)` for each key, the values open to change.
+    template <class visitor>
+    void for_each(visitor&& visit) {
+        for (std::uint32_t group = 0; group < m_ends.size(); ++group)
+            visit(m_keys[group], std::span(m_values).subspan(begin_of(group), m_ends[group] - begin_of(group)));
+    }
+
 private:
     struct arrival {
         std::uint32_t group;
@@ -63,6 +71,7 @@ private:
     std::uint32_t begin_of(std::uint32_t group) const { return group == 0 ? 0 : m_ends[group - 1]; }
 
     seeded_map<std::uint32_t> m_groups;  // by key, from 1
+    std::vector<std::uint64_t> m_keys;   // of each group
     std::vector<std::uint32_t> m_ends;   // of each group: how many values there are, then where they end
     large_vector<arrival> m_arrived;
     large_vector<value> m_values;

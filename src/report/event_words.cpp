@@ -113,7 +113,9 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_attribute_bits(details.begin_field("flags"), *values.flags, values.some_flags);
         details.end_field();
     }
-    if (values.real_size) details.number("real_size", *values.real_size, style);
+    if (values.size) details.number("size", *values.size, style);
+    if (values.allocated) details.number("allocated", *values.allocated, style);
+    if (values.valid) details.number("valid", *values.valid, style);
     if (values.parent) {
         details.number("parent_inode", values.parent->number(), style);
         details.number("parent_seq", values.parent->sequence(), style);

@@ -110,6 +110,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
          .guesses_allowed = m_options.guesses_allowed,
+         .cluster_size = m_options.cluster_size,
          .omitted = stores.inodes.omitted},
         [&lines](const event& shown) { lines.write(shown); },
         [this, &progress](std::uint64_t done, std::uint64_t total) {

@@ -19,7 +19,8 @@ argument_list with(argument_list args, const argument_list& more) {
 }
 
 // A log of one record, whose row has a time.
-const disk::memory_file log_file(disk::log_of_pages({{.lsn = 8, .redo_op = 8, .redo = disk::usn_image{}.image()}}));
+const disk::memory_file log_file(
+    disk::log_of_pages({{.lsn = 8, .redo_op = 8, .vcn = 0x140, .redo = disk::usn_image{}.image()}}));
 const argument_list log_args = {"-quiet", "-log", log_file.path()};
 
 // The line behind the three of the head, up to its second column.
@@ -129,7 +130,8 @@ TEST(options, kept_formats_are_judged_by_length) {
         {"-timeformat", "hhmmss.xxxxxx", "2012-12-14 23:06:40.000000000"},
     };
     for (const auto& [option, value, expected] : rows) {
-        const disk::bytes log = disk::log_of_pages({{.lsn = 8, .redo_op = 8, .redo = disk::usn_image{}.image()}});
+        const disk::bytes log =
+            disk::log_of_pages({{.lsn = 8, .redo_op = 8, .vcn = 0x140, .redo = disk::usn_image{}.image()}});
         EXPECT_EQ(disk::rows_of(log, {}, {}, {option, value})[0][disk::time_cell], expected) << value;
     }
     const std::string host = disk::contents_of("/proc/sys/kernel/hostname");

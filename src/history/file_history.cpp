@@ -1,0 +1,393 @@
+#include "history/file_history.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "journal/usn_record.h"
+#include "mft/mft_reader.h"
+#include "operations/record_fact.h"
+
+namespace kest {
+
+namespace {
+
+using namespace operation_code;
+
+// What may be kept of a step: differences are larger than the log's own bytes, as they hold both sides.
+constexpr std::uint64_t kept_for_a_step = 512;
+constexpr std::uint64_t kept_for_a_byte = 6;
+
+// The operations from the first whole record on that write to a file record.
+constexpr std::uint16_t changing[] = {initialize_file_record_segment,
+                                      deallocate_file_record_segment,
+                                      write_end_of_file_record_segment,
+                                      create_attribute,
+                                      delete_attribute,
+                                      update_resident_value,
+                                      update_mapping_pairs,
+                                      set_new_attribute_sizes,
+                                      add_index_entry_root,
+                                      delete_index_entry_root,
+                                      set_index_entry_vcn_root,
+                                      update_file_name_root,
+                                      update_record_data_root,
+                                      zero_end_of_file_record};
+
+bool changes_file_record(const log_entry& entry) {
+    if (entry.get(record_layout::record_type) != record_types::client) return false;
+    if (entry.redo_op > compensation_log_record)
+        return std::ranges::find(changing, entry.redo_op) != std::end(changing);
+    return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
+}
+
+// What a step cannot be taken back over.
+bool is_final(const record_step& step) {
+    if (step.redo.operation == initialize_file_record_segment) return true;
+    if (step.redo.operation == noop || step.redo.operation == zero_end_of_file_record) return false;
+    return step.undo.operation == noop || step.undo.operation == compensation_log_record;
+}
+
+struct target {
+    std::uint64_t number;  // of the file record
+    std::uint64_t lsn;
+    std::uint32_t position;
+};
+
+// Whether the record holds an image that calls itself another file record than it is written to: it is no file record's
+// of this volume, whatever put it into the log.
+bool names_another(const log_entry& entry, std::uint64_t number) {
+    const bool redo = entry.redo_op == operation_code::initialize_file_record_segment;
+    if (!redo && entry.undo_op != operation_code::initialize_file_record_segment) return false;
+    const file_record_view image(redo ? exact_redo(entry) : exact_undo(entry));
+    const std::optional<std::uint32_t> own = image.has_header() ? image.own_number() : std::nullopt;
+    return own && *own != number;
+}
+
+// The log's records that change file records, by number and LSN; of those with one LSN one that a transaction has.
+std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t record_size) {
+    const mft_geometry place{inputs.geometry.cluster_size(), record_size};
+    const auto& entries = inputs.log.entries;
+    std::vector<target> targets;
+    for (std::uint32_t at = 0; at < entries.size(); ++at) {
+        const log_entry& entry = entries[at];
+        if (inputs.transactions.number[at] == transaction_view::none || !changes_file_record(entry)) continue;
+        const std::uint32_t stated = stated_record_size(entry);
+        if (stated != 0 && stated != record_size) continue;  // no file record of this volume
+        const std::uint64_t number = file_record_at(entry, place);
+        if (number == 0 && (entry.get(record_layout::target_vcn) != 0 || offset_in_cluster(entry) >= record_size))
+            continue;
+        if (names_another(entry, number)) continue;
+        targets.push_back({number, entry.this_lsn, at});
+    }
+    std::ranges::sort(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn, t.position); });
+    const auto same = [](const target& a, const target& b) { return a.number == b.number && a.lsn == b.lsn; };
+    targets.erase(std::unique(targets.begin(), targets.end(), same), targets.end());
+    return targets;
+}
+
+bool same_place(const record_step& a, const record_step& b) {
+    return a.attribute == b.attribute && a.offset == b.offset && a.transaction == b.transaction;
+}
+
+// Replays one file record after another.
+class record_replay {
+public:
+    record_replay(const history_inputs& inputs, std::uint32_t record_size, record_changes& changes,
+                  std::vector<copy_comparison>& comparisons, file_timeline& timeline)
+        : m_inputs(inputs),
+          m_changes(changes),
+          m_comparisons(comparisons),
+          m_timeline(timeline),
+          m_now(record_size),
+          m_later(record_size),
+          m_copy(record_size),
+          m_finder(changes),
+          m_recoverable(inputs.log.entries.size() + few_steps) {
+        for (const log_entry& entry : inputs.log.entries) {
+            m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
+        }
+    }
+
+    void run(std::span<const target> targets) {
+        m_number = targets.front().number;
+        m_steps.clear();
+        m_open.clear();
+        for (const target& one : targets)
+            add_step(one.position);
+        read_copy();
+        replay();
+    }
+
+private:
+    static constexpr std::size_t nowhere = ~std::size_t{0};
+    static constexpr std::size_t few_steps = 4096;
+
+    struct turn {
+        replayed_record before;
+        record_change change = {};
+        std::vector<change_finder::write> writes = {};
+        bool running = false;
+    };
+
+    void add_step(std::uint32_t position) {
+        const log_entry& entry = m_inputs.log.entries[position];
+        record_step step(entry);
+        step.position = position;
+        step.transaction = m_inputs.transactions.number[position];
+        step.rolled_back = m_inputs.transactions.rolled_back[position];
+        m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
+        if (step.compensates) complete_compensation(step);
+        if (step.rolled_back) m_open.push_back(static_cast<std::uint32_t>(m_steps.size()));
+        m_steps.push_back(step);
+    }
+
+    // A compensation repeats what is to be undone, and does not say what it replaces: the step itself does.
+    void complete_compensation(record_step& step) {
+        if (m_open.empty()) return;
+        const record_step& compensated = m_steps[m_open.back()];
+        if (compensated.undo.operation != step.redo.operation || !same_place(compensated, step)) return;
+        step.undo = compensated.redo;
+        m_open.pop_back();
+    }
+
+    // The MFT copy counts where it lies among the steps: it is what one of them left, or older than all and no older
+    // than the log.
+    void read_copy() {
+        m_copy_at = nowhere;
+        m_copy_is_extension = false;
+        if (!m_inputs.inodes.mft_file.is_open()) return;
+        const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
+        const uni::byte_view record = std::span<const std::uint8_t>(bytes);
+        if (record.size() != m_now.bytes().size()) return;
+        m_copy.load(record, true);
+        m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
+        const std::uint64_t lsn = record.get(file_record_layout::lsn);
+        const auto after = std::ranges::upper_bound(m_steps, lsn, {}, &record_step::lsn);
+        const auto place = static_cast<std::size_t>(after - m_steps.begin());
+        const bool left_by_step = place != 0 && m_steps[place - 1].lsn == lsn;
+        if (left_by_step || (place == 0 && lsn >= m_lowest_lsn)) m_copy_at = place;
+        if (left_by_step && place == m_steps.size()) compare_copy();
+    }
+
+    // By what the log alone says.
+    void compare_copy() {
+        m_now.forget();
+        for (const record_step& step : m_steps) {
+            m_now.learn_before(step);
+            m_now.redo(step);
+        }
+        if (m_now.complete() || m_now.in_use() == false) {
+            m_comparisons.push_back(compare_with_copy(m_number, m_now, m_copy));
+        }
+    }
+
+    // What can be taken back goes together: backward from its end, so that its beginning is known, then forward.
+    void replay() {
+        m_now.forget();
+        m_turn.running = m_rolled_back.running = false;
+        m_noted = {};
+        for (std::size_t begin = 0; begin < m_steps.size();) {
+            std::size_t end = begin;
+            while (end < m_steps.size() && !is_final(m_steps[end]))
+                ++end;
+            m_end = end;
+            m_recoveries = 0;
+            if (!m_now.complete()) {  // else nothing of it is left to be learned
+                go_back(begin, end);
+                m_now.merge(m_later);
+            }
+            note(begin == 0 ? 0 : m_steps[begin - 1].lsn, false);
+            for (std::size_t at = begin; at < std::min(end + 1, m_steps.size()); ++at)
+                go_forward(at);
+            begin = end + 1;
+        }
+        end_turn(m_rolled_back, true);
+        end_turn(m_turn, false);
+    }
+
+    void go_back(std::size_t begin, std::size_t end) {
+        m_later.forget();
+        if (end < m_steps.size()) m_later.learn_before(m_steps[end]);
+        if (end == m_copy_at) m_later.merge(m_copy);
+        for (std::size_t at = end; at-- != begin;) {
+            m_later.learn_after(m_steps[at]);
+            m_later.undo(m_steps[at]);
+            if (at == m_copy_at) m_later.merge(m_copy);
+        }
+    }
+
+    // What is known was forgotten; the steps from here on say something of it yet. All recoveries together go over no
+    // more steps than the log has, beyond a few.
+    void recover(std::size_t at) {
+        constexpr unsigned most = 4;
+        if (++m_recoveries > most || m_end - at > m_recoverable) return;
+        m_recoverable -= m_end - at;
+        go_back(at, m_end);
+        m_now.merge(m_later);
+    }
+
+    void go_forward(std::size_t at) {
+        const record_step& step = m_steps[at];
+        if (m_turn.running && step.transaction != m_transaction) {
+            end_turn(m_rolled_back, true);
+            end_turn(m_turn, false);
+        }
+        if (!step.rolled_back) end_turn(m_rolled_back, true);
+        if (at == m_copy_at) m_now.merge(m_copy);
+        if (!m_now.learn_before(step)) recover(at);
+        m_transaction = step.transaction;
+        begin_turn(m_turn);
+        if (step.rolled_back) begin_turn(m_rolled_back);
+        const std::optional<bool> was_in_use = m_now.in_use();
+        const std::uint32_t was_there = m_now.attribute_at(step.attribute);
+        m_now.redo(step);
+        if (!step.compensates) count_step(step.rolled_back ? m_rolled_back : m_turn, step, was_there);
+        if (step.rolled_back || step.compensates || !changes_identity(step)) return;
+        note(step.lsn, was_in_use != true && m_now.in_use() == true);
+    }
+
+    void count_step(turn& counted, const record_step& step, std::uint32_t was_there) const {
+        record_change& change = counted.change;
+        if (change.first == record_change::none) change.first = step.position;
+        change.last = step.position;
+        if (step.redo.operation == initialize_file_record_segment && change.image == record_change::none) {
+            change.image = step.position;
+        }
+        if (step.redo.operation == deallocate_file_record_segment) change.freed = step.position;
+        const bool removes = step.redo.operation == delete_attribute;
+        const std::uint32_t attribute = removes ? was_there : m_now.attribute_at(step.attribute);
+        if (attribute != 0) counted.writes.push_back({attribute, step.position});
+    }
+
+    static bool changes_identity(const record_step& step) { return step.redo.operation <= delete_attribute; }
+
+    void begin_turn(turn& one) {
+        if (one.running) return;
+        one.before = m_now;
+        one.change = {};
+        one.writes.clear();
+        one.running = true;
+    }
+
+    void end_turn(turn& one, bool rolled_back) {
+        if (!one.running) return;
+        one.running = false;
+        if (one.change.first == record_change::none) return;
+        one.change.number = m_number;
+        one.change.transaction = m_transaction;
+        one.change.rolled_back = rolled_back;
+        m_finder.add(one.change, one.before, m_now, !m_copy_is_extension, one.writes);
+    }
+
+    // Puts down whose record it is, where that is news.
+    void note(std::uint64_t lsn, bool born) {
+        read_identity(m_state, m_now);
+        born = born && m_state.header.base.value_or(inode_ref{}) == inode_ref{};
+        file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
+        if (const found_attribute* const name = newest_name(m_state)) {
+            moment.name = timeline_name(*name->state.file_name());
+            moment.name->copied = name->state.copied;
+        }
+        if (!born && !moment.adds_to(m_noted)) return;
+        if (moment.name && moment.name == m_noted.name) {
+            moment.name = m_noted.name;
+        } else if (moment.name) {
+            const auto units = m_changes.kept.keep(moment.name->units);
+            if (!units) return;
+            moment.name->units = *units;
+        }
+        if (!m_changes.kept.spend(sizeof moment)) return;
+        m_noted = moment;
+        m_timeline.add(m_number, moment);
+    }
+
+    const history_inputs& m_inputs;
+    record_changes& m_changes;
+    std::vector<copy_comparison>& m_comparisons;
+    file_timeline& m_timeline;
+    replayed_record m_now;
+    replayed_record m_later;
+    replayed_record m_copy;
+    change_finder m_finder;
+    std::uint64_t m_lowest_lsn = ~std::uint64_t{0};
+
+    // Of the file record at hand.
+    std::uint64_t m_number = 0;
+    std::vector<record_step> m_steps;   // by LSN
+    std::vector<std::uint32_t> m_open;  // steps whose compensation is still to come
+    std::size_t m_copy_at = nowhere;    // the step ahead of which the MFT copy stands
+    bool m_copy_is_extension = false;
+    std::size_t m_end = 0;      // of the piece at hand
+    unsigned m_recoveries = 0;  // in it
+    std::size_t m_recoverable;  // steps that recoveries may still go over
+    std::uint32_t m_transaction = 0;
+    turn m_turn{replayed_record(0)};
+    turn m_rolled_back{replayed_record(0)};
+    record_state m_state;
+    file_moment m_noted;
+};
+
+// What stands beside the file records: index entries and journal records.
+void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& place) {
+    using sign = file_moment::sign;
+    for (std::uint32_t at = 0; at < inputs.log.entries.size(); ++at) {
+        const log_entry& entry = inputs.log.entries[at];
+        if (inputs.transactions.number[at] == transaction_view::none || inputs.transactions.rolled_back[at]) continue;
+        const record_fact fact = proved_fact(entry, place);
+        file_moment moment{.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
+        moment.header.sequence = fact.file.sequence();
+        if (fact.kind == fact_kind::entry_added || fact.kind == fact_kind::entry_removed) {
+            const auto name = file_name_view::read(fact.data);
+            moment.what = fact.kind == fact_kind::entry_added ? sign::name_added : sign::name_removed;
+            moment.name = timeline_name(*name);
+            moment.header.directory = name->names_directory();
+        } else if (fact.kind == fact_kind::journal_record) {
+            const auto record = read_usn_record(fact.data);
+            const std::uint32_t reasons = record->get(&usn_layout::reason);
+            if (!is_written_at(entry, place.cluster_size, record->get(&usn_layout::usn))) continue;
+            moment.header.directory = (record->get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
+            const bool past = (reasons & usn_reasons::old_name) != 0 && (reasons & usn_reasons::new_name) == 0;
+            if (!past) moment.name = timeline_name(record->parent(), record->name());
+        } else {
+            continue;
+        }
+        timeline.add(fact.file.number(), moment);
+        const inode_ref parent = moment.name ? moment.name->parent : inode_ref{};
+        if (parent.sequence() == 0) continue;
+        moment = {.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
+        moment.header.sequence = parent.sequence();
+        moment.header.directory = true;
+        timeline.add(parent.number(), moment);
+    }
+}
+
+}  // namespace
+
+file_history::file_history(const history_inputs& inputs) {
+    std::uint32_t record_size = inputs.geometry.record_size();
+    if (!inputs.geometry.voted_record && inputs.inodes.mft_file.is_open()) record_size = inputs.inodes.record_size;
+    const std::vector<target> targets = find_targets(inputs, record_size);
+    record_replay replay(inputs, record_size, m_changes, m_comparisons, m_timeline);
+    for (auto begin = targets.begin(); begin != targets.end();) {
+        const auto end =
+            std::find_if(begin, targets.end(), [begin](const target& t) { return t.number != begin->number; });
+        replay.run({begin, end});
+        begin = end;
+    }
+    std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
+        return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
+    });
+    add_mentions(m_timeline, inputs, {inputs.geometry.cluster_size(), record_size});
+    std::uint64_t highest_lsn = 0;
+    for (const log_entry& entry : inputs.log.entries)
+        highest_lsn = std::max(highest_lsn, entry.this_lsn);
+    m_timeline.seal(inputs.inodes, highest_lsn);
+}
+
+std::span<const record_change> file_history::changes_of(std::uint32_t transaction) const {
+    const auto& all = m_changes.records;
+    const auto begin = std::ranges::lower_bound(all, transaction, {}, &record_change::transaction);
+    return {begin, std::ranges::upper_bound(begin, all.end(), transaction, {}, &record_change::transaction)};
+}
+
+}  // namespace kest

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "history/file_timeline.h"
+#include "history/record_changes.h"
+#include "logfile/log_store.h"
+#include "logfile/volume_geometry.h"
+#include "mft/inode_collection.h"
+
+namespace kest {
+
+// The transactions of a log, by position of a record.
+struct transaction_view {
+    static constexpr std::uint32_t none = 0xFFFF'FFFF;
+
+    std::span<const std::uint32_t> number;  // of the transaction that the record belongs to
+    const std::vector<bool>& rolled_back;
+};
+
+struct history_inputs {
+    const log_store& log;
+    transaction_view transactions;
+    const _inode_collection& inodes;  // its file is the MFT copy, if it is open
+    volume_geometry geometry;
+};
+
+// The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.
+class file_history {
+public:
+    explicit file_history(const history_inputs& inputs);
+
+    // By transaction, then by LSN of the first record.
+    std::span<const record_change> changes() const { return m_changes.records; }
+    std::span<const record_change> changes_of(std::uint32_t transaction) const;
+    const standard_change* standard_of(const record_change& change) const {
+        return change.standard != 0 ? &m_changes.standards[change.standard - 1] : nullptr;
+    }
+    std::span<const attribute_change> attributes_of(const record_change& change) const {
+        return std::span(m_changes.attributes).subspan(change.first_attribute, change.attribute_count);
+    }
+    const file_timeline& timeline() const { return m_timeline; }
+    std::span<const copy_comparison> comparisons() const { return m_comparisons; }
+    // Some of what changed was too much to be kept.
+    bool limits_hit() const { return m_changes.kept.exceeded(); }
+
+private:
+    record_changes m_changes;
+    std::vector<copy_comparison> m_comparisons;
+    file_timeline m_timeline;
+};
+
+}  // namespace kest

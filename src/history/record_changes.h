@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "history/file_timeline.h"
+#include "history/record_state.h"
+#include "portable/kept_bytes.h"
+
+namespace kest {
+
+struct standard_change {
+    standard_information before;
+    standard_information after;
+    std::uint32_t proof = 0;  // position in the log: the last record that writes to it
+};
+
+// An attribute that is not the same before and after.
+struct attribute_change {
+    std::optional<std::uint32_t> type;
+    std::optional<uni::byte_view> name;  // UTF-16
+    std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute, which has no sizes
+    std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
+    attribute_state before;
+    attribute_state after;
+};
+
+// What a transaction did to a file record: the states before its first and after its last record that stands; or before
+// the first and after the last of those in a row that were rolled back. Where transactions take turns at one file
+// record, one for each turn.
+struct record_change {
+    static constexpr std::uint32_t none = 0xFFFF'FFFF;
+
+    std::uint64_t number = 0;  // of the file record
+    std::uint32_t transaction = 0;
+    std::uint32_t first = none;  // positions in the log
+    std::uint32_t last = 0;
+    std::uint32_t image = none;  // of the first record that writes all of it
+    std::uint32_t freed = none;  // of the last one that frees it
+    std::uint32_t first_attribute = 0;
+    std::uint32_t attribute_count = 0;
+    std::uint32_t standard = 0;  // from 1; 0: the same before and after, or unknown
+    bool rolled_back = false;
+    bool copied = false;  // whose record it is is known by the MFT copy only
+    record_header before = {};
+    record_header after = {};
+
+    // It is another file's than before.
+    bool is_birth() const {
+        return image != none && after.in_use == true && after.base == inode_ref{} &&
+               (before.in_use != true || (before.sequence && before.sequence != after.sequence));
+    }
+    // It is no longer the file's that had it.
+    bool is_end() const {
+        return freed != none && before.in_use != false && before.base.value_or(inode_ref{}) == inode_ref{} &&
+               (after.in_use == false || (after.in_use == true && before.sequence != after.sequence));
+    }
+};
+
+// The changes of a log, and what they show.
+struct record_changes {
+    std::vector<record_change> records;
+    std::vector<standard_change> standards;
+    std::vector<attribute_change> attributes;
+    uni::kept_bytes kept;
+};
+
+// Finds what differs between two states of a file record, and enters it.
+class change_finder {
+public:
+    // A log record that wrote to an attribute.
+    struct write {
+        std::uint32_t attribute;  // identifier
+        std::uint32_t position;   // in the log
+    };
+
+    explicit change_finder(record_changes& changes) : m_changes(changes) {}
+
+    // Completes `change` by the states, and enters it unless they are the same. `writes` are those in between.
+    void add(record_change change, const replayed_record& before, const replayed_record& after, bool may_be_base,
+             std::vector<write>& writes);
+
+private:
+    void match_attributes();
+    template <class order>
+    void pair_up(order&& compare);
+    void add_attribute(const found_attribute* before, const found_attribute* after);
+    void keep(attribute_state& state);
+    std::uint32_t write_to(std::uint32_t attribute, bool created) const;
+
+    record_changes& m_changes;
+    record_change m_change;
+    std::span<const write> m_writes;  // by attribute, then position
+    record_state m_before;
+    record_state m_after;
+    std::vector<const found_attribute*> m_gone;
+    std::vector<const found_attribute*> m_new;
+};
+
+// How a file record of the MFT copy compares with the replay; for records whose own LSN is the log's last about them.
+struct copy_comparison {
+    std::uint64_t number = 0;
+    bool differs = false;
+    bool differs_in_content = false;  // in bytes of data within the record, which not every system logs
+    std::uint32_t differing_at = 0;   // the first such byte
+};
+
+copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy);
+
+}  // namespace kest

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "history/replayed_record.h"
+#include "mft/record_view.h"
+#include "mft/run_reader.h"
+
+namespace kest {
+
+// What a file record holds, as far as it is known: empty is unknown.
+
+// A number of which some bytes may be known only.
+template <class integer>
+struct partial_number {
+    integer value = 0;  // zeros for what is not known
+    integer known = 0;  // the bits that are
+
+    std::optional<integer> whole() const {
+        return known == static_cast<integer>(~integer{0}) ? std::optional(value) : std::nullopt;
+    }
+    bool operator==(const partial_number&) const = default;
+};
+
+struct record_header {
+    std::optional<std::uint16_t> sequence;
+    std::optional<std::uint16_t> links;
+    std::optional<bool> in_use;
+    std::optional<bool> directory;
+    std::optional<inode_ref> base;  // 0: this is a base record
+
+    bool operator==(const record_header&) const = default;
+};
+
+struct standard_information {
+    std::array<partial_number<std::uint64_t>, 4> times;  // ticks: created, modified, mft_changed, accessed
+    partial_number<std::uint32_t> flags;
+    std::optional<std::uint32_t> owner_id;
+    std::optional<std::uint32_t> security_id;
+    std::optional<std::uint64_t> usn;
+
+    bool operator==(const standard_information&) const = default;
+};
+
+enum class presence : std::uint8_t { unknown, absent, present };
+
+// One attribute at one moment. Sizes in bytes.
+struct attribute_state {
+    presence present = presence::unknown;
+    std::optional<bool> resident = {};
+    std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
+    std::optional<std::uint64_t> valid_length = {};
+    std::optional<std::uint64_t> allocated_size = {};
+    // Of data: the runs, or those from the first on that is not the same on the other side.
+    std::optional<run_reader> runs = {};
+    // Of small attributes, such as names, reparse points, identifiers and extended attributes.
+    std::optional<uni::byte_view> value = {};
+    bool copied = false;  // the value is known by the MFT copy only
+
+    std::optional<file_name_view> file_name() const { return value ? file_name_view::read(*value) : std::nullopt; }
+    std::optional<std::uint32_t> reparse_tag() const {
+        return value && value->has(0, 4) ? std::optional(value->get(reparse_layout::tag)) : std::nullopt;
+    }
+};
+
+// An attribute as it is found in a file record; shows the record's bytes.
+struct found_attribute {
+    std::uint32_t id = 0;
+    std::optional<std::uint32_t> type;
+    std::optional<uni::byte_view> name;  // UTF-16
+    std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute
+    uni::byte_view bytes;                // as far as its length is known
+    attribute_state state;
+};
+
+struct record_state {
+    record_header header;
+    standard_information standard;
+    std::uint32_t standard_id = 0;  // of the attribute; 0: none
+    bool copied = false;            // the sequence number is known by the MFT copy only
+    bool complete = false;          // nothing else is in the record; filled where it is asked for
+    std::uint32_t generation = 0;
+    std::vector<found_attribute> attributes;  // none in a record that is not in use
+};
+
+// `may_be_base`: what is not known is taken for a base record, whose first attribute is $STANDARD_INFORMATION.
+// Leaves out the attributes that are the same in `other`, and whether the state is complete.
+void read_state(record_state& out, const replayed_record& record, bool may_be_base, const replayed_record& other);
+// Whose it is and what it is called: of the attributes the names only.
+void read_identity(record_state& out, const replayed_record& record);
+
+// Its name: a long one rather than a DOS one, of several the one that came last. Null: none is known.
+const found_attribute* newest_name(const record_state& state);
+
+// Calls `visit(name, value)` for each extended attribute of an $EA value; the name is in the system's own characters.
+template <class visitor>
+void for_each_extended_attribute(uni::byte_view value, visitor&& visit) {
+    constexpr std::uint32_t header = 8;
+    for (;;) {
+        const std::uint32_t step = value.u32(0);
+        const std::size_t name_length = value.u8(5);
+        const std::size_t value_length = value.u16(6);
+        if (!value.has(header, name_length + 1 + value_length) || name_length == 0) return;
+        visit(value.slice(header, name_length), value.slice(header + name_length + 1, value_length));
+        if (step <= header) return;
+        value = value.from(step);
+    }
+}
+
+}  // namespace kest

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "history/record_step.h"
+#include "mft/record_layout.h"
+#include "mft/run_reader.h"
+#include "portable/byte_view.h"
+
+namespace kest {
+
+// A file record as far as it is known: its bytes, which of them are known, and where attributes begin. Attributes lie
+// at multiples of 8 bytes. Each has an identifier, which stays as it moves.
+class replayed_record {
+public:
+    struct attribute_start {
+        std::uint32_t offset;
+        std::uint32_t id;
+    };
+    // In an identifier: the attribute came to light with a record that changes it, and may have been there before; it
+    // came with an image of the whole record. Neither: it was created.
+    static constexpr std::uint32_t came_to_light = 0x8000'0000;
+    static constexpr std::uint32_t of_image = 0x4000'0000;
+
+    explicit replayed_record(std::uint32_t size) : m_bytes(size), m_known(size), m_starts(size / 8) {}
+
+    void forget();
+    // Takes the bytes of a whole file record; what is missing at its end is zeros if the attributes do not reach there.
+    void load(uni::byte_view image, bool from_copy = false);
+    // Adds what another state of the same moment knows. Where they contradict each other, the other one counts.
+    void merge(const replayed_record& other);
+
+    // Takes what a step says of the state ahead of it, or behind it. False: that contradicted it, and all was
+    // forgotten.
+    bool learn_before(const record_step& step) { return learn(step, step.undo, step.redo); }
+    bool learn_after(const record_step& step) { return learn(step, step.redo, step.undo); }
+    // Carries a step out, or takes it back. Nothing is known afterwards if that does not fit.
+    void redo(const record_step& step) { carry_out(step, step.redo, step.undo); }
+    void undo(const record_step& step) { carry_out(step, step.undo, step.redo); }
+
+    uni::byte_view bytes() const { return std::span<const std::uint8_t>(m_bytes); }
+    bool knows(std::uint64_t offset, std::uint64_t width) const {
+        if (!bytes().has(offset, width)) return false;
+        return std::memchr(m_known.data() + offset, 0, static_cast<std::size_t>(width)) == nullptr;
+    }
+    // Whether only the MFT copy knows the byte.
+    bool is_copied(std::uint64_t offset) const { return offset < m_known.size() && m_known[offset] == by_copy; }
+    // The identifier of the attribute that begins there; 0 for none.
+    std::uint32_t attribute_at(std::uint32_t offset) const {
+        return offset / 8 < m_starts.size() ? m_starts[offset / 8] : 0;
+    }
+    template <class integer>
+    std::optional<integer> get(uni::field<integer> f, std::uint32_t base = 0) const {
+        const std::uint64_t begin = std::uint64_t{base} + f.offset;
+        if (!bytes().has(begin, sizeof(integer))) return std::nullopt;
+        for (std::uint64_t at = begin; at < begin + sizeof(integer); ++at) {
+            if (m_known[at] == 0) return std::nullopt;
+        }
+        return bytes().from(base).get(f);
+    }
+    std::optional<bool> in_use() const { return m_in_use; }
+    // Attributes in their order; none lies inside of another.
+    void list_attributes(std::vector<attribute_start>& out) const;
+    // Whether an attribute of known length is the same in another state of the record.
+    bool same_attribute(const replayed_record& other, const attribute_start& start) const;
+    // The runs of a non-resident attribute, if they are known.
+    std::optional<run_reader> runs_of(std::uint32_t attribute) const;
+    // All attributes are known, up to the end marker.
+    bool complete() const;
+    // Differs once the state was forgotten or replaced: what is missing since then was not removed.
+    std::uint32_t generation() const { return m_generation; }
+
+private:
+    static constexpr std::uint8_t by_log = 1;
+    static constexpr std::uint8_t by_copy = 2;
+
+    // Bytes that are to stand at an offset; those from `lag_begin` to `lag_end` may be others, as they are not logged.
+    struct piece {
+        std::uint64_t offset;
+        uni::byte_view data;
+        std::uint64_t lag_begin;
+        std::uint64_t lag_end;
+    };
+
+    bool learn(const record_step& step, const operation_side& there, const operation_side& other);
+    void carry_out(const record_step& step, const operation_side& done, const operation_side& was);
+    bool change(const record_step& step, const operation_side& done, const operation_side& was);
+    std::size_t pieces_of(const record_step& step, const operation_side& there, std::array<piece, 4>& out) const;
+    bool holds(const piece& one) const;
+    bool may_target(std::uint32_t attribute, std::uint16_t operation) const;
+    bool stands_already(const piece& one) const;
+    bool agrees(const record_step& step, const operation_side& there, const operation_side& other) const;
+    void write(const record_step& step, const operation_side& there, const operation_side& other);
+    std::optional<std::uint32_t> data_offset(const record_step& step, std::uint16_t operation) const;
+
+    bool contradicts(const replayed_record& other) const;
+    bool attribute_may_begin(std::uint32_t offset) const;
+    std::optional<std::uint32_t> attribute_length(std::uint32_t offset) const;
+    bool may_lag(std::uint32_t attribute, std::uint32_t offset) const;
+    void put(std::uint64_t offset, uni::byte_view data);
+    template <class integer>
+    void set(uni::field<integer> f, std::uint32_t base, integer value);
+    void unknow(std::uint64_t begin, std::uint64_t end);
+    bool shift(std::uint32_t from, std::int64_t by);
+    bool resize_attribute(std::uint32_t attribute, std::uint64_t old_length, std::uint64_t new_length);
+    bool resize_index_entry(const record_step& step, std::int64_t by);
+    std::uint64_t run_list_end(std::uint32_t attribute) const;
+    void set_highest_vcn(std::uint32_t attribute);
+    void begin_attribute(std::uint32_t offset, std::uint32_t kind);
+    void walk_attributes(std::uint32_t offset, std::uint32_t kind);
+    void count_links(uni::byte_view attribute, int by);
+    void take_header(uni::byte_view image);
+    void deallocate();
+
+    std::uint32_t size() const { return static_cast<std::uint32_t>(m_bytes.size()); }
+
+    std::vector<std::uint8_t> m_bytes;
+    std::vector<std::uint8_t> m_known;    // of each byte: 0, `by_log` or `by_copy`
+    std::vector<std::uint32_t> m_starts;  // identifiers, one for 8 bytes; 0: no attribute begins here
+    std::optional<bool> m_in_use;         // may be known where the other flags are not
+    bool m_blank = true;                  // nothing is known
+    std::uint32_t m_generation = 0;
+    std::uint32_t m_last_id = 0;
+};
+
+}  // namespace kest

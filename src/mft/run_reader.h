@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "portable/byte_view.h"
+
+namespace kest {
+
+// Reads mapping pairs one by one. Numbers of clusters are modulo 2^64.
+class run_reader {
+public:
+    run_reader() = default;
+    // `vcn`: where the first run begins; `lcn`: what its step counts from.
+    explicit run_reader(uni::byte_view pairs, std::uint64_t vcn, std::uint64_t lcn = 0)
+        : m_pairs(pairs), m_end_vcn(vcn), m_lcn(lcn) {}
+
+    // False at the end of the list, or where a pair does not fit.
+    bool next() {
+        const std::uint8_t widths = m_pairs.u8(0);
+        const std::size_t length_width = widths & 15;
+        const std::size_t step_width = widths >> 4;
+        if (length_width == 0 || length_width > 8 || step_width > 8) return false;
+        if (!m_pairs.has(0, 1 + length_width + step_width)) return false;
+        m_vcn = m_end_vcn;
+        m_end_vcn += number(1, length_width, false);
+        m_hole = step_width == 0;
+        m_lcn += number(1 + length_width, step_width, true);
+        m_pairs = m_pairs.from(1 + length_width + step_width);
+        return true;
+    }
+
+    std::uint64_t vcn() const { return m_vcn; }
+    std::optional<std::uint64_t> lcn() const { return m_hole ? std::nullopt : std::optional(m_lcn); }
+    std::uint64_t clusters() const { return m_end_vcn - m_vcn; }
+    // Where the next run begins, what its step counts from, and the pairs from there on.
+    std::uint64_t end_vcn() const { return m_end_vcn; }
+    std::uint64_t last_lcn() const { return m_lcn; }
+    uni::byte_view rest() const { return m_pairs; }
+
+private:
+    std::uint64_t number(std::size_t begin, std::size_t width, bool has_sign) const {
+        std::uint64_t value = 0;
+        for (std::size_t at = width; at != 0; --at)
+            value = value << 8 | m_pairs.u8(begin + at - 1);
+        const bool negative = has_sign && width != 0 && (m_pairs.u8(begin + width - 1) & 0x80) != 0;
+        return negative && width < 8 ? value | ~std::uint64_t{0} << 8 * width : value;
+    }
+
+    uni::byte_view m_pairs;
+    std::uint64_t m_vcn = 0;
+    std::uint64_t m_end_vcn = 0;
+    std::uint64_t m_lcn = 0;
+    bool m_hole = false;
+};
+
+}  // namespace kest
