@@ -17,26 +17,9 @@ using namespace operation_code;
 constexpr std::uint64_t kept_for_a_step = 512;
 constexpr std::uint64_t kept_for_a_byte = 6;
 
-// The operations from the first whole record on that write to a file record.
-constexpr std::uint16_t changing[] = {initialize_file_record_segment,
-                                      deallocate_file_record_segment,
-                                      write_end_of_file_record_segment,
-                                      create_attribute,
-                                      delete_attribute,
-                                      update_resident_value,
-                                      update_mapping_pairs,
-                                      set_new_attribute_sizes,
-                                      add_index_entry_root,
-                                      delete_index_entry_root,
-                                      set_index_entry_vcn_root,
-                                      update_file_name_root,
-                                      update_record_data_root,
-                                      zero_end_of_file_record};
-
 bool changes_file_record(const log_entry& entry) {
     if (entry.get(record_layout::record_type) != record_types::client) return false;
-    if (entry.redo_op > compensation_log_record)
-        return std::ranges::find(changing, entry.redo_op) != std::end(changing);
+    if (entry.redo_op > compensation_log_record) return target_of(entry.redo_op) == operation_target::file_record;
     return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
 }
 
