@@ -25,10 +25,10 @@ enum class event_kind : std::uint8_t {
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
-    reason_given,  // what a journal record alone says
+    reason_given,  // what only a journal record says
 };
 
-// What tells of the event.
+// Where the event is from.
 enum class event_source : std::uint8_t {
     log,
     journal,  // the journal file
@@ -37,13 +37,13 @@ enum class event_source : std::uint8_t {
 
 // Where a time is from.
 enum class event_clock : std::uint8_t {
-    journal,  // a journal record: of the transaction, or of the journal file
-    record,   // a time that the transaction sets, by the system's clock
-    after     // no time of its own: not before the one told
+    journal,    // a journal record: of the transaction, or of the journal file
+    record,     // a time that the transaction sets, by the system's clock
+    not_before  // no time of its own: the event is not earlier than the time shown
 };
 
-// What a path rests on; the weakest of its parts counts.
-enum class known_by : std::uint8_t { log, journal, mft, part, guess };
+// What a name rests on; of a path the weakest of its parts counts.
+enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
@@ -54,37 +54,41 @@ struct event_values {
     std::array<std::optional<std::uint64_t>, time_count> times;  // ticks
     std::optional<bool> is_directory;
     std::optional<std::uint32_t> flags;  // attribute bits
-    bool some_flags = false;             // `flags` are those alone that are known to have changed
+    bool some_flags = false;             // `flags` are only those that are known to have changed
     std::optional<std::uint64_t> size;   // these three in bytes
     std::optional<std::uint64_t> allocated;
     std::optional<std::uint64_t> valid;
     std::optional<inode_ref> parent;
-    uni::byte_view name;  // UTF-16, in the log's own bytes
+    uni::byte_view name;  // UTF-16, as on disk; stands as long as the event
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
 };
 
-struct event {
+// What all events of one file in one transaction have in common, or all of one record of a journal file.
+struct event_header {
     std::uint64_t time = 0;  // ticks; 0: there is none
     event_source source = event_source::log;
-    event_clock clock = event_clock::after;
+    event_clock clock = event_clock::not_before;
+    event_state state = event_state::done;
+    bool cut = false;  // the transaction's beginning is lost
+    inode_ref file;    // sequence number 0: not known
+    std::optional<bool> is_folder = {};
+    std::uint32_t reasons = 0;  // of the transaction's journal records on the file, or of the one record
+};
+
+struct event : event_header {
     event_kind kind = event_kind::created;
-    std::uint32_t said_reason = 0;  // of `reason_given`: its bit
-    std::string path;               // UTF-8; its names in words where they could mislead
-    std::string name_hex;           // UTF-16 of the path's last name, where that needed a word
+    std::uint32_t given_reason = 0;  // of `reason_given`: its bit
+    std::string path;                // UTF-8; its names in words where they could mislead
+    std::string name_hex;            // UTF-16 of the path's last name, where that needed a word
     std::string old_path;
     std::string old_name_hex;
-    known_by known = known_by::log;
-    inode_ref file;    // sequence number 0: not known
-    inode_ref parent;  // 0: not known
-    std::optional<bool> is_folder = {};
+    name_source known = name_source::log;
+    inode_ref parent;               // 0: not known
     std::uint64_t lsn = 0;          // none of the journal file's events has one, or a state
     std::uint64_t file_offset = 0;  // bytes, in the log or in the journal file
-    event_state state = event_state::done;
-    bool cut = false;           // the transaction's beginning is lost
-    std::uint32_t reasons = 0;  // of the transaction's journal records on the file, or of the one record
-    bool of_system = false;     // about what the system keeps for itself
+    bool of_system = false;         // about what the system keeps for itself
     event_values before;
     event_values after;
 };

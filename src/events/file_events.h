@@ -1,21 +1,16 @@
 #pragma once
 
 #include <optional>
-#include <span>
-#include <string_view>
 #include <vector>
 
 #include "events/event.h"
 #include "events/file_changes.h"
-#include "events/links.h"
-#include "events/logged_records.h"
-#include "events/own_times.h"
-#include "events/paths.h"
-#include "events/tunnels.h"
+#include "events/file_tunneling.h"
+#include "events/folder_paths.h"
 
 namespace kest {
 
-// What earlier transactions say of a file.
+// What earlier transactions state of a file.
 struct file_past {
     std::uint32_t reasons = 0;  // of its journal records since it was last closed
     std::uint64_t birth_time =
@@ -27,88 +22,70 @@ struct file_past {
 struct event_context {
     const log_store& log;
     const file_history& history;
-    const record_owners& owners;
-    const name_history& names;
+    const file_names& names;
     folder_paths& paths;
-    name_tunnels& tunnels;
-    const logged_records& logged;
+    file_tunneling& tunneling;
     const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;  // by file reference
 };
 
 // A file in the transaction at hand.
-struct event_subject {
-    inode_ref file;
-    known_by owner = known_by::log;
-    event_state state = event_state::done;
-    bool cut = false;
-    std::uint32_t reasons = 0;  // of its journal records
-    std::optional<bool> is_folder;
-    event_source source = event_source::log;
-    event_time time = {};
+struct event_subject : event_header {
+    name_source owner = name_source::log;
 };
 
 // An event without its texts: what it rests on, and where it belongs among those of its transaction.
 struct found_event {
     event_kind kind = event_kind::created;
-    std::uint8_t rank = 0;   // among those of one log record
-    std::uint8_t known = 0;  // of its name: `known_by`
-    std::uint32_t subject = 0;
-    std::uint32_t proof = 0;   // position in the log
-    std::uint64_t lsn = 0;     // of the proof
-    file_name_view name = {};  // what it is called after the event; empty: to be looked up
-    file_name_view old_name = {};
-    uni::byte_view stream = {};
-    const record_change* record = nullptr;
+    std::uint8_t rank = 0;                  // among those of one log record
+    name_source known = name_source::log;   // of `name`
+    std::uint32_t subject = 0;              // which one
+    std::uint32_t proof = 0;                // position in the log
+    file_name_view name = {};               // after the event; of what is removed the last; empty: to be looked up
+    file_name_view old_name = {};           // of a rename
+    const record_change* record = nullptr;  // where the event shows in more than an attribute
     joined_change attribute = {};
-    const event_fact* said = nullptr;  // the journal record that says it
-    std::uint32_t known_reasons = 0;   // ahead of it
-    std::uint32_t new_reasons = 0;     // an event each
+    const log_fact* journal_record = nullptr;  // that proves it
+    std::uint32_t known_reasons = 0;           // before it
+    std::uint32_t new_reasons = 0;             // an event each
 };
 
-// Finds the events of one file in one transaction. Reads nothing of a system file.
+// Finds the events of one file in one transaction.
 class file_events {
 public:
     file_events(const event_context& context, std::vector<found_event>& out) : m_context(context), m_out(out) {}
 
-    // Completes what `subject`, which will be at that place, has of its own.
-    void find(const file_changes& changes, event_subject& subject, std::uint32_t place);
+    // Fills in what `subject`, the one of that index, has of its own.
+    void find(const file_changes& changes, event_subject& subject, std::uint32_t index);
 
 private:
     found_event& add(event_kind kind, std::uint32_t proof, unsigned rank = 0);
     found_event& add(event_kind kind, const link_change& link);
-    bool is_taken() const;
-    std::optional<bool> is_folder() const;
+    void describe(event_subject& subject);
 
-    std::optional<file_name_view> birth_name(const record_change& birth) const;
-    void find_birth();
-    void find_end();
-    void find_links();
-    void find_renaming(const link_change& came, const link_change& went);
+    // These two answer whether that happened to the file.
+    bool find_creation();
+    bool find_deletion();
+    bool find_links();  // likewise, by a name that is added
     bool proves_link(const link_change& change) const;
-    void find_birth_attributes(const file_name_view& name);
-    void find_attributes();
-    void find_attribute(const joined_change& change);
+    std::optional<file_name_view> name_at_birth() const;
     void find_new_size(const joined_change& change);
     void find_standard(const record_change& record, const standard_change& change);
-    bool is_innocent(const standard_change& change, std::uint32_t set_back, bool new_creation) const;
-    bool is_tunnelled(const standard_change& change) const;
-    bool is_copied(const standard_change& change, std::uint32_t set_back) const;
+    bool has_benign_cause(const standard_change& change, std::uint32_t set_back, bool new_creation) const;
+    bool is_tunneled(const standard_change& change) const;
+    bool is_copy(const standard_change& change, std::uint32_t set_back) const;
     void find_reasons();
-    file_past past() const;
 
     const event_context& m_context;
     std::vector<found_event>& m_out;
     const file_changes* m_changes = nullptr;
-    std::uint32_t m_place = 0;  // of the subject
+    std::uint32_t m_subject = 0;
     std::vector<joined_change> m_attributes;
     link_changes m_links;
-    std::uint32_t m_reasons = 0;  // of the journal records
-    std::uint32_t m_said = 0;     // of the reasons those that an event says
+    std::uint32_t m_covered = 0;  // reasons of journal records that are covered by an event
     std::optional<bool> m_is_folder;
     const record_change* m_birth = nullptr;  // the first
-    bool m_created = false;
-    bool m_deleted = false;
+    file_past m_past;
 };
 
 }  // namespace kest

@@ -1,30 +1,18 @@
 #include "events/journal_events.h"
 
 #include <algorithm>
-#include <utility>
 
-#include "events/system_files.h"
 #include "format/time.h"
 
 namespace kest {
 
 namespace {
 
-constexpr std::uint32_t rename_reasons = usn_reasons::old_name | usn_reasons::new_name;
+using namespace usn_reasons;
 
-// Reasons that have an event of their own.
-struct reason_event {
-    std::uint32_t reason;
-    event_kind kind;
-};
-constexpr reason_event reason_events[] = {
-    {usn_reasons::created, event_kind::created},
-    {usn_reasons::deleted, event_kind::deleted},
-};
-
+// The other reasons have their own words.
 event_kind kind_of(std::uint32_t reason) {
-    const auto* const found = std::ranges::find(reason_events, reason, &reason_event::reason);
-    return found != std::end(reason_events) ? found->kind : event_kind::reason_given;
+    return reason == created ? event_kind::created : reason == deleted ? event_kind::deleted : event_kind::reason_given;
 }
 
 std::uint64_t time_of(const journal_record& record) {
@@ -34,137 +22,112 @@ std::uint64_t time_of(const journal_record& record) {
 
 }  // namespace
 
-journal_outline outline_journal(const uni::file& file, logged_records& logged) {
-    journal_outline outline;
-    open_files files;
-    journal_cursor cursor(file, journal_resync::at_records);
-    while (const journal_record* const record = cursor.next()) {
-        const bool in_log = logged.has(*record);
-        const record_news news = files.take(*record, in_log);
-        if (in_log) logged.note(*record, news.known);
-        if (news.left_alone) outline.lone_names.push_back(*news.left_alone);
-        outline.folders.learn(*record);
-    }
-    std::ranges::copy(files.waiting(), std::back_inserter(outline.lone_names));
-    std::ranges::sort(outline.lone_names);
-    outline.folders.seal();
-    outline.reading = cursor.reading();
-    return outline;
-}
-
-journal_events::journal_events(const uni::file& file, const journal_outline& outline, const logged_records& logged,
-                               name_history& names, folder_paths& paths, std::function<void(const event&)> listener)
+journal_events::journal_events(const uni::file& file, const journal_outline& outline, const log_facts& facts,
+                               const file_names& names, folder_paths& paths,
+                               const std::function<void(const event&)>& listener)
     : m_outline(outline),
-      m_logged(logged),
+      m_facts(facts),
       m_names(names),
       m_paths(paths),
-      m_listener(std::move(listener)),
+      m_listener(listener),
       m_cursor(file, journal_resync::at_records),
       m_next(m_cursor.next()) {}
 
-void journal_events::tell_before(std::uint64_t place, std::uint64_t lsn) {
-    while (m_next != nullptr && m_next->place < place)
-        tell_next(lsn);
+void journal_events::report_until(std::uint64_t offset, std::uint64_t lsn, std::uint64_t time) {
+    while (m_next != nullptr && m_next->place < offset && (time == no_limit || next_time() < time))
+        report_next(lsn);
 }
 
-void journal_events::tell_earlier(std::uint64_t time, std::uint64_t place, std::uint64_t lsn) {
-    while (m_next != nullptr && m_next->place < place && next_time() < time)
-        tell_next(lsn);
-}
-
-// A record without a time is as late as those ahead of it.
+// A record without a time is as late as those before it.
 std::uint64_t journal_events::next_time() const {
     const std::uint64_t time = time_of(*m_next);
     return time != 0 ? time : m_time;
 }
 
-void journal_events::tell_next(std::uint64_t lsn) {
+void journal_events::report_next(std::uint64_t lsn) {
     const journal_record& record = *m_next;
-    const bool in_log = m_logged.has(record);
-    const record_news news = m_files.take(record, in_log);
+    const bool in_log = m_facts.holds(record);
+    const reason_delta delta = m_files.take(record, in_log);
     m_time = std::max(m_time, time_of(record));
-    if (!in_log && (news.reasons != 0 || news.of)) tell_news(record, news, lsn);
+    if (!in_log && (delta.added != 0 || delta.renamed_from)) report(record, delta, lsn);
     m_next = m_cursor.next();
 }
 
-void journal_events::tell_news(const journal_record& record, const record_news& news, std::uint64_t lsn) {
-    const bool waits = news.waits && !is_lone(record.place);
-    const std::uint32_t alone = news.reasons & ~(news.of ? rename_reasons : waits ? usn_reasons::old_name : 0);
-    if ((alone == 0 && !news.of) || is_system_file(record.usn.file().number())) return;
-    locate(record, lsn);
-    if (news.of) tell_rename(record, *news.of, lsn);
-    if (m_told.of_system) return;
+void journal_events::report(const journal_record& record, const reason_delta& delta, std::uint64_t lsn) {
+    const bool paired = delta.waits && is_paired(record.place);
+    const std::uint32_t others = delta.added & ~(delta.renamed_from ? old_name | new_name : paired ? old_name : 0);
+    if ((others == 0 && !delta.renamed_from) || is_system_file(record.usn.file().number())) return;
+    locate(record, {lsn, record.place});
+    if (delta.renamed_from) report_rename(record, *delta.renamed_from, lsn);
+    if (m_event.of_system) return;
     for (const flag_word& row : reason_words()) {
-        if ((alone & row.bits) != 0) tell_reason(record, row.bits, news.known);
+        if ((others & row.bits) != 0) report_reason(record, row.bits, delta.known);
     }
 }
 
 // What all events of the record have in common.
-void journal_events::locate(const journal_record& record, std::uint64_t lsn) {
-    m_told.file = record.usn.file();
-    m_told.parent = record.usn.parent();
-    m_told.is_folder = record.has_name() ? std::optional(record.is_directory()) : std::nullopt;
-    m_told.source = event_source::journal;
-    m_told.file_offset = record.place;
-    m_told.reasons = record.usn.get(&usn_layout::reason);
+void journal_events::locate(const journal_record& record, const moment& when) {
+    m_event.file = record.usn.file();
+    m_event.parent = record.usn.parent();
+    m_event.is_folder = record.has_name() ? std::optional(record.is_directory()) : std::nullopt;
+    m_event.source = event_source::journal;
+    m_event.file_offset = record.place;
+    m_event.reasons = record.usn.get(&usn_layout::reason);
     const std::uint64_t time = time_of(record);
-    m_told.time = time != 0 ? time : m_time;
-    m_told.clock = time != 0 ? event_clock::journal : event_clock::after;
-    if (m_told.file.number() == root_number) {
-        set_path(m_told.path, m_told.name_hex, root_path, {});
-        m_told.known = known_by::journal;
-        m_told.of_system = false;
-        return;
-    }
-    const folder_path& folder = m_paths.in_journal(m_told.parent, record.place, lsn);
-    m_told.known = std::max(known_by::journal, folder.known);
-    m_told.of_system = folder.of_system;
+    m_event.time = time != 0 ? time : m_time;
+    m_event.clock = time != 0 ? event_clock::journal : event_clock::not_before;
+    m_event.known = name_source::journal;
+    m_event.of_system = false;
+    if (m_event.file.number() == root_number) return set_path(m_event.path, m_event.name_hex, root_path, {});
+    const folder_path& folder = m_paths.at(m_event.parent, when);
+    m_event.known = std::max(m_event.known, folder.source);
+    m_event.of_system = folder.of_system;
     if (record.has_name()) {
-        set_path(m_told.path, m_told.name_hex, folder.text, {.units = record.usn.name()});
-    } else if (const auto name = m_names.name_in_journal(m_told.file, record.place, lsn)) {
-        set_path(m_told.path, m_told.name_hex, folder.text, *name);
-        m_told.known = std::max(m_told.known, name->known);
+        set_path(m_event.path, m_event.name_hex, folder.text, {.units = record.usn.name()});
+    } else if (const auto name = m_names.name_at(m_event.file, when)) {
+        set_path(m_event.path, m_event.name_hex, folder.text, *name);
+        m_event.known = std::max(m_event.known, name->source);
     } else {
-        set_path(m_told.path, m_told.name_hex, unknown_path, {});
-        m_told.known = known_by::part;
+        set_path(m_event.path, m_event.name_hex, unknown_path, {});
+        m_event.known = name_source::part;
     }
 }
 
-void journal_events::tell_rename(const journal_record& record, const former_name& old, std::uint64_t lsn) {
+void journal_events::report_rename(const journal_record& record, const former_name& old, std::uint64_t lsn) {
     const auto units = uni::byte_view{std::span<const std::uint8_t>(old.units)};
-    const folder_path& folder = m_paths.in_journal(old.parent, old.place, lsn);
-    event told = m_told;
-    told.before = told.after = {};
-    set_path(told.old_path, told.old_name_hex, folder.text, {.units = units});
-    told.known = std::max(told.known, folder.known);
-    told.before.name = units;
-    told.after.name = record.usn.name();
-    told.kind = old.parent == told.parent ? event_kind::renamed : event_kind::moved;
-    if (told.kind == event_kind::moved) {
-        told.before.parent = old.parent;
-        told.after.parent = told.parent;
+    const folder_path& folder = m_paths.at(old.parent, {lsn, old.offset});
+    event renamed = m_event;
+    renamed.before = renamed.after = {};
+    set_path(renamed.old_path, renamed.old_name_hex, folder.text, {.units = units});
+    renamed.known = std::max(renamed.known, folder.source);
+    renamed.before.name = units;
+    renamed.after.name = record.usn.name();
+    renamed.kind = old.parent == renamed.parent ? event_kind::renamed : event_kind::moved;
+    if (renamed.kind == event_kind::moved) {
+        renamed.before.parent = old.parent;
+        renamed.after.parent = renamed.parent;
     }
-    told.of_system = told.of_system && folder.of_system;
-    if (!told.of_system) m_listener(told);
+    renamed.of_system = renamed.of_system && folder.of_system;
+    if (!renamed.of_system) m_listener(renamed);
 }
 
-void journal_events::tell_reason(const journal_record& record, std::uint32_t reason, std::uint32_t known) {
-    m_told.kind = kind_of(reason);
-    m_told.said_reason = reason;
-    m_told.before = m_told.after = {};
-    if (m_told.kind == event_kind::created) m_told.after.is_directory = record.is_directory();
-    if (m_told.kind == event_kind::reason_given) {
-        m_told.before.reasons = known;
-        m_told.after.reasons = m_told.reasons;
+void journal_events::report_reason(const journal_record& record, std::uint32_t reason, std::uint32_t known) {
+    m_event.kind = kind_of(reason);
+    m_event.given_reason = reason;
+    m_event.before = m_event.after = {};
+    if (m_event.kind == event_kind::created) m_event.after.is_directory = record.is_directory();
+    if (m_event.kind == event_kind::reason_given) {
+        m_event.before.reasons = known;
+        m_event.after.reasons = m_event.reasons;
     }
-    m_listener(m_told);
+    m_listener(m_event);
 }
 
-bool journal_events::is_lone(std::uint64_t place) {
-    const std::vector<std::uint64_t>& lone = m_outline.lone_names;
-    while (m_lone < lone.size() && lone[m_lone] < place)
-        ++m_lone;
-    return m_lone < lone.size() && lone[m_lone] == place;
+bool journal_events::is_paired(std::uint64_t offset) {
+    const std::vector<std::uint64_t>& paired = m_outline.paired_names;
+    while (m_paired < paired.size() && paired[m_paired] < offset)
+        ++m_paired;
+    return m_paired < paired.size() && paired[m_paired] == offset;
 }
 
 }  // namespace kest

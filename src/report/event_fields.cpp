@@ -29,7 +29,7 @@ void write_built(field_sink& out, appender&& append) {
 
 // An event without a time of its own has no place on a timeline.
 bool has_instant(const event& shown) {
-    return shown.clock != event_clock::after && cv::has_calendar_form(shown.time);
+    return shown.clock != event_clock::not_before && cv::has_calendar_form(shown.time);
 }
 
 void write_datetime(field_sink& out, const event& shown) {

@@ -165,7 +165,7 @@ std::string_view type_word(const event& told) {
 
 void append_event_word(std::string& out, const event& told) {
     if (told.kind == event_kind::reason_given) {
-        append_reason_text(out, told.said_reason, false);
+        append_reason_text(out, told.given_reason, false);
     } else {
         out += word_of(kind_words, told.kind);
     }

@@ -1,6 +1,6 @@
 #include "report/report.h"
 
-#include "events/tell_events.h"
+#include "events/derive_events.h"
 #include "report/coverage_text.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
@@ -105,7 +105,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
     if (!m_lines) return;
     event_lines lines(m_options, log_path, m_event_fields, m_notation, *m_lines);
     entry_progress progress;
-    stores.journal.reading = tell_events(
+    stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,

@@ -1,0 +1,314 @@
+#include "events/derive_events.h"
+
+#include <algorithm>
+#include <numeric>
+#include <tuple>
+#include <utility>
+
+#include "events/event_times.h"
+#include "events/event_writer.h"
+#include "events/journal_events.h"
+#include "logfile/volume_geometry.h"
+
+namespace kest {
+
+namespace {
+
+std::vector<std::uint32_t> number_transactions(const log_store& log) {
+    std::vector<std::uint32_t> numbers(log.entries.size(), transaction_view::none);
+    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
+        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
+            numbers[position] = chain;
+    }
+    return numbers;
+}
+
+volume_geometry geometry_of(const event_inputs& inputs) {
+    volume_geometry geometry = find_volume_geometry(inputs.log);
+    if (inputs.cluster_size) geometry.stated_cluster = inputs.cluster_size;
+    return geometry;
+}
+
+// A journal file grows by each record that it gets: from one's USN to the end of another in one transaction.
+uni::seeded_map<bool> find_journals(const log_facts& facts, const file_history& history) {
+    using usn_of = std::pair<std::uint32_t, std::uint64_t>;  // the transaction's number first
+    std::vector<usn_of> begins;
+    std::vector<usn_of> ends;
+    for (std::uint32_t number = 0; number < facts.transaction_count(); ++number) {
+        for (const log_fact& fact : facts.of_transaction(number).facts) {
+            if (fact.rolled_back || !fact.is_journal_record()) continue;
+            begins.emplace_back(number, fact.usn().get(&usn_layout::usn));
+            ends.emplace_back(number, begins.back().second + fact.usn().length());
+        }
+    }
+    std::ranges::sort(begins);
+    std::ranges::sort(ends);
+    uni::seeded_map<bool> journals;
+    if (begins.empty()) return journals;
+    for (const record_change& change : history.changes()) {
+        if (change.rolled_back) continue;
+        for (const attribute_change& attribute : history.attributes_of(change)) {
+            const auto before = attribute.before.file_size;
+            const auto after = attribute.after.valid_length;
+            if (!before || !after || *before >= *after) continue;
+            if (!std::ranges::binary_search(begins, usn_of(change.transaction, *before))) continue;
+            if (std::ranges::binary_search(ends, usn_of(change.transaction, *after))) journals[change.number] = true;
+        }
+    }
+    return journals;
+}
+
+bool has_both_sides(const attribute_change& change) {
+    return change.before.present == change.after.present;
+}
+
+class event_derivation {
+public:
+    event_derivation(const event_inputs& inputs, const event_listener& listener, const event_progress& progress)
+        : m_log(inputs.log),
+          m_numbers(number_transactions(inputs.log)),
+          m_states(find_transaction_states(inputs.log)),
+          m_geometry(geometry_of(inputs)),
+          m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
+          m_history({inputs.log, {m_numbers, m_states.rolled_back}, inputs.inodes, m_geometry}),
+          m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
+          m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
+          m_paths(m_names, inputs.omitted),
+          m_tunneling(m_facts, m_history),
+          m_journals(find_journals(m_facts, m_history)),
+          m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_journals, m_past},
+          m_file_events(m_context, m_found),
+          m_writer(m_context, listener),
+          m_changes_left(m_history.changes()),
+          m_progress(progress) {
+        if (m_history.limits_hit()) inputs.omitted.changes = true;
+        if (inputs.journal != nullptr) open_journal(*inputs.journal, listener);
+    }
+
+    void run() {
+        const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
+        for (std::uint32_t number = 0; number < count; ++number) {
+            m_progress(number + 1, count);
+            report(number);
+        }
+        if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
+    }
+
+    // The file is read twice, and either time may fail.
+    journal_reading reading() const {
+        journal_reading read = m_outline.reading;
+        read.incomplete = read.incomplete || (m_journal && m_journal->incomplete());
+        return read;
+    }
+
+private:
+    void open_journal(const uni::file& file, const event_listener& listener) {
+        m_facts.index_journal_records();
+        m_outline = outline_journal(file, m_facts);
+        m_names.use_journal(m_outline.folders, m_facts.any_matched());
+        m_journal.emplace(file, m_outline, m_facts, m_names, m_paths, listener);
+        for (std::uint32_t number = 0; number < m_log.chain_heads.size(); ++number)
+            m_limits.push_back(journal_offset_of(m_facts.of_transaction(number)));
+        std::partial_sum(m_limits.rbegin(), m_limits.rend(), m_limits.rbegin(),
+                         [](std::uint64_t a, std::uint64_t b) { return std::min(a, b); });
+    }
+
+    // Where in the journal file the first of the transaction's own records stands.
+    static std::uint64_t journal_offset_of(const transaction_facts& transaction) {
+        std::uint64_t first = log_fact::not_in_file;
+        for (const log_fact& fact : transaction.facts)
+            first = std::min(first, fact.journal_offset);
+        return first;
+    }
+
+    // Reports what the journal file has before the transaction that is next. One whose journal record stands in the
+    // file comes where that does. Another one comes by its time, but before what later transactions have there.
+    void report_journal(std::uint32_t number, const transaction_facts& transaction, const proved_times& times) {
+        if (!m_journal) return;
+        const std::uint64_t lsn = m_log.entries[transaction.head].this_lsn;
+        const std::uint64_t offset = journal_offset_of(transaction);
+        if (offset != log_fact::not_in_file) {
+            m_journal->report_until(offset, lsn);
+        } else if (times.own() != 0) {
+            m_journal->report_until(m_limits[number], lsn, times.own());
+        }
+        m_names.set_journal_offset(m_journal->offset());
+    }
+
+    void report(std::uint32_t number) {
+        const transaction_facts transaction = m_facts.of_transaction(number);
+        const auto rest = std::ranges::find_if(
+            m_changes_left, [number](const record_change& change) { return change.transaction != number; });
+        const std::span<const record_change> changes(m_changes_left.begin(), rest);
+        m_changes_left = {rest, m_changes_left.end()};
+        if (transaction.facts.empty() && changes.empty()) return;
+        proved_times times;
+        for (const log_fact& fact : transaction.facts)
+            times.add(fact);
+        for (const record_change& change : changes)
+            times.add(m_history, change);
+        report_journal(number, transaction, times);
+        m_found.clear();
+        m_subjects.clear();
+        group_by_file(transaction, changes);
+        find_events(transaction, times);
+        const auto key = [](const found_event& found) { return std::pair(found.proof, found.rank); };
+        if (!std::ranges::is_sorted(m_found, {}, key)) std::ranges::stable_sort(m_found, {}, key);
+        for (const found_event& found : m_found)
+            m_writer.write(found, m_subjects[found.subject]);
+        m_bound = std::max(m_bound, times.own());
+    }
+
+    // Of each file what stands comes before what was rolled back.
+    void group_by_file(const transaction_facts& transaction, std::span<const record_change> changes) {
+        m_file_facts.clear();
+        m_file_changes.clear();
+        m_sequences.clear();
+        for (const log_fact& fact : transaction.facts)
+            m_file_facts.push_back(&fact);
+        for (const record_change& change : changes) {
+            record_owner owner = m_names.owner_of(change, m_log.entries[change.first].this_lsn);
+            if (change.rolled_back && owner.file.sequence() == 0) {
+                owner = owner_by_facts(change.number, transaction.facts);
+            }
+            m_file_changes.push_back({owner.file, owner.source, &change});
+            if (!change.is_birth() || !change.is_end()) continue;
+            m_file_changes.push_back(
+                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change});
+        }
+        std::ranges::sort(m_file_facts, {},
+                          [](const log_fact* fact) { return std::tuple(fact->file, fact->rolled_back, fact); });
+        std::ranges::sort(m_file_changes, {}, [](const owned_change& change) {
+            return std::tuple(change.file, change.record->rolled_back, change.record);
+        });
+    }
+
+    // What was rolled back does not show who held a record, so where nothing else does, the rest of its transaction
+    // answers.
+    record_owner owner_by_facts(std::uint64_t number, std::span<const log_fact> facts) {
+        if (m_sequences.empty()) {
+            for (const log_fact& fact : facts)
+                m_sequences[fact.file.number()] = fact.file.sequence();
+        }
+        const std::uint16_t* const sequence = m_sequences.find(number);
+        if (sequence == nullptr) return {inode_ref(number, 0), name_source::part};
+        return {inode_ref(number, *sequence)};
+    }
+
+    void find_events(const transaction_facts& transaction, const proved_times& times) {
+        std::span<const log_fact* const> facts = m_file_facts;
+        std::span<const owned_change> changes = m_file_changes;
+        const auto take = [](auto& from, auto&& belongs) {
+            const auto end = std::ranges::find_if_not(from, belongs);
+            const auto taken = from.first(static_cast<std::size_t>(end - from.begin()));
+            from = from.subspan(taken.size());
+            return taken;
+        };
+        while (!facts.empty() || !changes.empty()) {
+            inode_ref file = facts.empty() ? changes.front().file : facts.front()->file;
+            if (!changes.empty()) file = std::min(file, changes.front().file);
+            find_events_of(
+                {.file = file,
+                 .transaction = transaction,
+                 .facts = take(facts, [file](const log_fact* fact) { return fact->file == file; }),
+                 .records = take(changes, [file](const owned_change& change) { return change.file == file; })},
+                times);
+        }
+    }
+
+    // `all` that the transaction has of the file.
+    void find_events_of(const file_changes& all, const proved_times& times) {
+        if (is_system_file(all.file.number())) return;
+        const auto standing_facts =
+            static_cast<std::size_t>(std::ranges::find_if(all.facts, &log_fact::rolled_back) - all.facts.begin());
+        const auto standing_changes = static_cast<std::size_t>(
+            std::ranges::find_if(all.records, [](const owned_change& one) { return one.record->rolled_back; }) -
+            all.records.begin());
+        file_changes standing = all;
+        standing.facts = all.facts.first(standing_facts);
+        standing.records = all.records.first(standing_changes);
+        file_changes rolled_back = all;
+        rolled_back.facts = all.facts.subspan(standing_facts);
+        rolled_back.records = all.records.subspan(standing_changes);
+        rolled_back.rolled_back = true;
+        event_subject subject;
+        proved_times own;
+        for (const log_fact* const fact : all.facts) {
+            own.add(*fact);
+            if (fact->in_journal_file()) subject.source = event_source::both;
+        }
+        for (const owned_change& one : all.records)
+            own.add(m_history, *one.record);
+        set_time(subject, own, times, m_bound);
+        for (const file_changes& some : {standing, rolled_back}) {
+            if (some.facts.empty() && some.records.empty()) continue;
+            m_subjects.push_back(subject);
+            m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
+        }
+        learn(standing);
+    }
+
+    // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
+    void learn(const file_changes& changes) {
+        const auto touches = [this](const owned_change& one) {
+            return one.record->standard != 0 || one.record->before != one.record->after ||
+                   !std::ranges::all_of(m_history.attributes_of(*one.record), has_both_sides);
+        };
+        if (changes.file.sequence() == 0) return;
+        if (changes.facts.empty() && std::ranges::none_of(changes.records, touches)) return;
+        file_past& past = m_past[changes.file.value()];
+        past.just_created = false;
+        for (const log_fact* const fact : changes.facts) {
+            if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
+        }
+        std::uint64_t birth_time = 0;
+        for (const owned_change& one : changes.records) {
+            if (!one.record->is_birth()) continue;
+            past.just_created = true;
+            const standard_change* const standard = m_history.standard_of(*one.record);
+            if (standard == nullptr) continue;
+            for (const auto& time : standard->after.times)
+                birth_time = std::max(birth_time, time.whole().value_or(0));
+        }
+        if (past.birth_time == 0) past.birth_time = birth_time;
+    }
+
+    const log_store& m_log;
+    const std::vector<std::uint32_t> m_numbers;  // of the transactions, by position
+    const transaction_states m_states;
+    const volume_geometry m_geometry;
+    const std::uint64_t m_highest_lsn;
+    const file_history m_history;
+    log_facts m_facts;
+    file_names m_names;
+    folder_paths m_paths;
+    file_tunneling m_tunneling;
+    const uni::seeded_map<bool> m_journals;
+    uni::seeded_map<file_past> m_past;
+    const event_context m_context;
+    file_events m_file_events;
+    event_writer m_writer;
+    std::span<const record_change> m_changes_left;  // of this transaction and those after it
+    const event_progress& m_progress;
+    std::uint64_t m_bound = 0;  // the latest time that an earlier transaction had of its own
+    // Of the transaction at hand.
+    std::vector<const log_fact*> m_file_facts;   // by file
+    std::vector<owned_change> m_file_changes;    // likewise
+    uni::seeded_map<std::uint16_t> m_sequences;  // by record number; filled where they are asked for
+    std::vector<found_event> m_found;
+    std::vector<event_subject> m_subjects;
+    journal_outline m_outline;
+    std::optional<journal_events> m_journal;  // none without a journal file
+    std::vector<std::uint64_t> m_limits;      // the first offset in it of each transaction and those after it
+};
+
+}  // namespace
+
+journal_reading derive_events(const event_inputs& inputs, const event_listener& listener,
+                              const event_progress& progress) {
+    event_derivation derivation(inputs, listener, progress);
+    derivation.run();
+    return derivation.reading();
+}
+
+}  // namespace kest

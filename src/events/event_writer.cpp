@@ -1,0 +1,168 @@
+#include "events/event_writer.h"
+
+#include <algorithm>
+
+namespace kest {
+
+namespace {
+
+void take_name(event_values& values, const file_name_view& name) {
+    for (std::size_t at = 0; at < values.times.size(); ++at)
+        values.times[at] = name.get(file_name_layout::times[at]);
+    values.size = name.get(file_name_layout::real_size);
+    values.name = name.name();
+}
+
+void take_attribute(event_values& values, const attribute_state& state, event_kind kind) {
+    if (kind == event_kind::object_id_set) {
+        values.object_id = state.value.value_or(uni::byte_view{});
+    } else if (kind == event_kind::reparse_point_set || kind == event_kind::reparse_point_removed) {
+        values.reparse_tag = state.reparse_tag();
+    } else {
+        values.size = state.file_size;
+    }
+    if (kind != event_kind::resized || state.resident == true) return;
+    values.allocated = state.allocated_size;
+    values.valid = state.valid_length;
+}
+
+void take_times(event_values& values, const standard_information& standard) {
+    for (std::size_t at = 0; at < values.times.size(); ++at)
+        values.times[at] = standard.times[at].whole();
+}
+
+bool is_about_data(event_kind kind) {
+    return kind == event_kind::stream_added || kind == event_kind::stream_removed || kind == event_kind::resized;
+}
+
+}  // namespace
+
+void event_writer::write(const found_event& found, const event_subject& subject) {
+    static_cast<event_header&>(m_event) = subject;
+    m_event.kind = found.kind;
+    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
+    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
+    set_paths(found, subject);
+    if (m_event.of_system) return;
+    m_event.before = m_event.after = {};
+    set_values(found);
+    if (found.kind != event_kind::reason_given) return m_listener(m_event);
+    for (const flag_word& row : reason_words()) {
+        m_event.given_reason = row.bits;
+        if ((found.new_reasons & row.bits) != 0) m_listener(m_event);
+    }
+}
+
+// Where the event itself does not name the file, its name is looked up.
+std::optional<resolved_name> event_writer::name_of(const found_event& found, const event_subject& subject) const {
+    if (found.journal_record != nullptr) {
+        const usn_record record = found.journal_record->usn();
+        return resolved_name{.parent = record.parent(), .units = record.name()};
+    }
+    if (!found.name.name().empty()) {
+        return resolved_name{.parent = found.name.parent(), .units = found.name.name(), .source = found.known};
+    }
+    if (subject.file.sequence() == 0) return std::nullopt;
+    auto name = m_context.names.name_at(subject.file, {m_event.lsn});
+    if (name) name->source = std::max(name->source, subject.owner);
+    return name;
+}
+
+void event_writer::set_paths(const found_event& found, const event_subject& subject) {
+    m_event.known = name_source::part;
+    m_event.parent = {};
+    m_event.of_system = false;
+    std::string_view above = unknown_path;
+    resolved_name name;
+    if (const auto known = name_of(found, subject)) {
+        name = *known;
+        m_event.parent = name.parent;
+        const folder_path& folder = m_context.paths.at(m_event.parent, {m_event.lsn});
+        above = folder.text;
+        m_event.known = std::max(name.source, folder.source);
+        m_event.of_system = folder.of_system;
+    }
+    if (subject.file.number() == root_number) {
+        above = root_path;
+        name = {};
+        m_event.known = name_source::log;
+    }
+    set_path(m_event.path, m_event.name_hex, above, name,
+             is_about_data(found.kind) ? found.attribute.name() : uni::byte_view{});
+    m_event.old_path.clear();
+    m_event.old_name_hex.clear();
+    if (found.old_name.name().empty()) return;
+    const folder_path& folder = m_context.paths.at(found.old_name.parent(), {m_event.lsn - 1});
+    set_path(m_event.old_path, m_event.old_name_hex, folder.text, {.units = found.old_name.name()});
+    m_event.known = std::max(m_event.known, folder.source);
+    if (!folder.of_system) m_event.of_system = false;
+}
+
+void event_writer::set_values(const found_event& found) {
+    event_values& before = m_event.before;
+    event_values& after = m_event.after;
+    const standard_change* const standard =
+        found.record != nullptr ? m_context.history.standard_of(*found.record) : nullptr;
+    switch (found.kind) {
+        case event_kind::created:
+            if (found.record != nullptr) after.is_directory = found.record->after.directory;
+            if (standard != nullptr) take_times(after, standard->after);
+            break;
+        case event_kind::deleted:
+            if (!found.name.name().empty()) take_name(before, found.name);
+            break;
+        case event_kind::moved:
+            before.parent = found.old_name.parent();
+            after.parent = found.name.parent();
+            [[fallthrough]];
+        case event_kind::renamed:
+            before.name = found.old_name.name();
+            after.name = found.name.name();
+            break;
+        case event_kind::link_added:
+            after.name = found.name.name();
+            break;
+        case event_kind::link_removed:
+            before.name = found.name.name();
+            break;
+        case event_kind::stream_added:
+            take_attribute(after, found.attribute.state_after(), found.kind);
+            break;
+        case event_kind::stream_removed:
+            take_attribute(before, found.attribute.state_before(), found.kind);
+            break;
+        case event_kind::resized:
+        case event_kind::reparse_point_set:
+        case event_kind::reparse_point_removed:
+        case event_kind::object_id_set:
+            take_attribute(before, found.attribute.state_before(), found.kind);
+            take_attribute(after, found.attribute.state_after(), found.kind);
+            break;
+        case event_kind::times_set:
+            take_times(before, standard->before);
+            take_times(after, standard->after);
+            break;
+        case event_kind::attributes_set:
+            set_flags(*standard);
+            break;
+        case event_kind::reason_given:
+            before.reasons = found.known_reasons;
+            after.reasons = found.journal_record->usn().get(&usn_layout::reason);
+            break;
+    }
+}
+
+// Where one side is known in part only, the bits that are known to have changed.
+void event_writer::set_flags(const standard_change& change) {
+    const auto& had = change.before.flags;
+    const auto& has = change.after.flags;
+    m_event.before.flags = had.whole();
+    m_event.after.flags = has.whole();
+    if (had.whole() && has.whole()) return;
+    const std::uint32_t changed = (had.value ^ has.value) & had.known & has.known;
+    m_event.before.some_flags = m_event.after.some_flags = true;
+    m_event.before.flags = had.value & changed;
+    m_event.after.flags = has.value & changed;
+}
+
+}  // namespace kest

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "events/log_facts.h"
+#include "history/file_history.h"
+
+namespace kest {
+
+// File system tunneling: a file that is made in a folder shortly after one of the same name was removed from it gets
+// that one's creation time. Knows the removed names, by index entries and by file records.
+class file_tunneling {
+public:
+    file_tunneling(const log_facts& facts, const file_history& history) : m_facts(facts), m_history(history) {}
+
+    // Whether the file whose name was removed last from the folder, before this position of the log, was created then;
+    // upper and lower case count as equal.
+    bool restores(std::uint64_t creation, inode_ref folder, uni::byte_view name, std::uint32_t position);
+
+private:
+    struct removed_name {
+        std::uint64_t folder;  // record number
+        uni::byte_view name;
+        std::uint32_t position;
+        std::uint64_t creation;
+    };
+
+    static bool comes_before(const removed_name& a, const removed_name& b);
+    void collect();
+    void add(std::uint32_t position, const file_name_view& name);
+
+    const log_facts& m_facts;
+    const file_history& m_history;
+    bool m_collected = false;  // it is seldom asked for
+    std::vector<removed_name> m_removed;
+};
+
+}  // namespace kest

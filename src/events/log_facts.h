@@ -1,0 +1,97 @@
+#pragma once
+
+#include <algorithm>
+#include <compare>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "journal/journal_cursor.h"
+#include "logfile/log_store.h"
+#include "logfile/transaction_states.h"
+#include "mft/record_view.h"
+#include "operations/record_fact.h"
+
+namespace kest {
+
+// An index entry or a journal record in the log: what it states of a file outside of the file's own record.
+struct log_fact {
+    static constexpr std::uint64_t not_in_file = ~std::uint64_t{0};
+
+    inode_ref file;
+    uni::byte_view data;                         // in the log's own bytes
+    std::uint64_t journal_offset = not_in_file;  // where the same record stands in the journal file
+    std::uint32_t known_reasons = 0;             // likewise: those that the file's records there gave before it
+    std::uint32_t position = 0;                  // in the log
+    fact_kind kind = fact_kind::none;
+    bool rolled_back = false;
+
+    bool is_journal_record() const { return kind == fact_kind::journal_record; }
+    bool in_journal_file() const { return journal_offset != not_in_file; }
+    usn_record usn() const { return *read_usn_record(data); }            // of a journal record
+    file_name_view name() const { return *file_name_view::read(data); }  // of an index entry
+    bool names_directory() const;
+};
+
+struct transaction_facts {
+    std::uint32_t head = 0;                // position of its first record
+    bool cut = false;                      // its beginning is lost
+    bool ended = false;                    // a record says so
+    bool splits_index = false;             // index entries move
+    std::span<const log_fact> facts;       // in the order of the steps
+    std::span<const std::uint64_t> taken;  // numbers of the file records that were free until now, in order
+
+    bool takes(std::uint64_t number) const { return std::ranges::binary_search(taken, number); }
+};
+
+// The facts of all transactions of a log, and which of its journal records the journal file holds, too.
+class log_facts {
+public:
+    log_facts(const log_store& log, const transaction_states& states, const mft_geometry& geometry);
+
+    std::span<const log_fact> all() const { return m_facts; }
+    std::uint32_t transaction_count() const { return static_cast<std::uint32_t>(m_extents.size() - 1); }
+    // `number` is that of the chain.
+    transaction_facts of_transaction(std::uint32_t number) const;
+
+    // Ahead of the questions about a journal file.
+    void index_journal_records();
+    bool holds(const journal_record& record) const { return !find_equal(record_key(record.usn)).empty(); }
+    // Notes where a record of the journal file stands, if the log has it, and which reasons were known before it.
+    void match(const journal_record& record, std::uint32_t known_reasons);
+    bool any_matched() const { return m_any_matched; }
+
+private:
+    // What makes two records one: another volume's journal has the same numbers.
+    struct record_key {
+        std::uint64_t usn = 0;
+        inode_ref file;
+        std::uint64_t time = 0;
+        std::uint32_t reasons = 0;
+
+        explicit record_key(const usn_record& record);
+        auto operator<=>(const record_key&) const = default;
+    };
+    struct indexed_record {
+        record_key key;
+        std::uint32_t fact = 0;  // in `m_facts`
+    };
+    struct transaction_extent {
+        std::size_t first_fact = 0;
+        std::size_t first_taken = 0;
+        bool splits_index = false;
+    };
+
+    void read_record(std::uint32_t position, const mft_geometry& geometry);
+    std::span<const indexed_record> find_equal(const record_key& key) const;
+
+    const log_store& m_log;
+    const transaction_states& m_states;
+    uni::large_vector<log_fact> m_facts;
+    std::vector<std::uint64_t> m_taken;
+    std::vector<transaction_extent> m_extents;  // of the transactions; the last one ends them
+    std::vector<indexed_record> m_by_key;       // then by position
+    bool m_any_matched = false;
+};
+
+}  // namespace kest
