@@ -44,6 +44,7 @@ void event_writer::write(const found_event& found, const event_subject& subject)
     m_event.file_offset = m_context.log.entries[found.proof].file_offset;
     set_paths(found, subject);
     if (m_event.of_system) return;
+    set_time(found, subject);
     m_event.before = m_event.after = {};
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
@@ -51,6 +52,26 @@ void event_writer::write(const found_event& found, const event_subject& subject)
         m_event.given_reason = row.bits;
         if ((found.new_reasons & row.bits) != 0) m_listener(m_event);
     }
+}
+
+void event_writer::set_time(const found_event& found, const event_subject& subject) {
+    event_time& time = m_event;
+    if (subject.journal_time != 0) {
+        time = {subject.journal_time, 0, event_clock::journal};
+    } else {
+        time = m_context.clock.time_of(subject.transaction, m_event.lsn, found.own_time);
+    }
+}
+
+void event_writer::write(const clock_change& change) {
+    m_event = {};
+    static_cast<event_time&>(m_event) = {change.after, 0, change.clock};
+    m_event.kind = event_kind::clock_set_back;
+    m_event.lsn = change.lsn;
+    m_event.file_offset = m_context.log.entries[change.position].file_offset;
+    m_event.before.clock = change.before;
+    m_event.after.clock = change.after;
+    m_listener(m_event);
 }
 
 // Where the event itself does not name the file, its name is looked up.
@@ -98,6 +119,12 @@ void event_writer::set_paths(const found_event& found, const event_subject& subj
     if (!folder.of_system) m_event.of_system = false;
 }
 
+void event_writer::set_age(const found_event& found) {
+    m_event.after.transactions_since = found.transactions_since_birth;
+    const bool dated = m_event.clock != event_clock::not_before && m_event.time >= found.birth_time;
+    if (dated) m_event.after.since_creation = m_event.time - found.birth_time;
+}
+
 void event_writer::set_values(const found_event& found) {
     event_values& before = m_event.before;
     event_values& after = m_event.after;
@@ -138,9 +165,17 @@ void event_writer::set_values(const found_event& found) {
             take_attribute(before, found.attribute.state_before(), found.kind);
             take_attribute(after, found.attribute.state_after(), found.kind);
             break;
+        case event_kind::times_copied:
+            set_age(found);
+            [[fallthrough]];
         case event_kind::times_set:
+        case event_kind::written:
+        case event_kind::read:
+        case event_kind::metadata_changed:
             take_times(before, standard->before);
             take_times(after, standard->after);
+            break;
+        case event_kind::clock_set_back:
             break;
         case event_kind::attributes_set:
             set_flags(*standard);

@@ -16,8 +16,7 @@ event_kind kind_of(std::uint32_t reason) {
 }
 
 std::uint64_t time_of(const journal_record& record) {
-    const std::uint64_t time = record.usn.get(&usn_layout::time);
-    return cv::has_calendar_form(time) ? time : 0;
+    return calendar_time(record.usn);
 }
 
 }  // namespace
