@@ -174,7 +174,7 @@ private:
             m_file_changes.push_back({owner.file, owner.source, &change});
             if (!change.is_birth() || !change.is_end()) continue;
             m_file_changes.push_back(
-                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change});
+                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change, true});
         }
         std::ranges::sort(m_file_facts, {},
                           [](const log_fact* fact) { return std::tuple(fact->file, fact->rolled_back, fact); });
@@ -260,6 +260,7 @@ private:
         past.just_created = false;
         for (const log_fact* const fact : changes.facts) {
             if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
+            if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
         std::uint64_t birth_time = 0;
         for (const owned_change& one : changes.records) {

@@ -16,6 +16,7 @@ struct file_past {
     std::uint64_t birth_time =
         0;                      // the latest time that it got when it was created; 0 if that is not in the log so far
     bool just_created = false;  // the last transaction on the file created it
+    file_name_view name = {};   // by the last index entry that was added, a DOS name aside
 };
 
 // What is known of a log beside the transaction at hand.
@@ -67,6 +68,7 @@ private:
     bool find_creation();
     bool find_deletion();
     bool find_links();  // likewise, by a name that is added
+    bool has_name(const file_name_view& name, std::uint32_t position) const;
     bool proves_link(const link_change& change) const;
     std::optional<file_name_view> name_at_birth() const;
     void find_new_size(const joined_change& change);
