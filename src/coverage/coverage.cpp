@@ -28,7 +28,9 @@ void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)
         coverage.lsns.add(entry.this_lsn);
-    coverage.cluster_size = find_voted_sizes(log).cluster;
+    const volume_geometry geometry = find_volume_geometry(log);
+    coverage.cluster_size = geometry.voted_cluster;
+    coverage.cluster_size_fit = fit_text(geometry);
 }
 
 void gather_pages(log_coverage& coverage, const log_store& log) {

@@ -77,6 +77,7 @@ struct log_coverage {
     value_range journal_usns;
     value_range record_times;                   // last changes that log records set
     std::optional<std::uint32_t> cluster_size;  // bytes
+    std::string cluster_size_fit;               // what speaks against it; empty: nothing does
 
     std::optional<mft_coverage> mft;
     std::optional<journal_coverage> journal;

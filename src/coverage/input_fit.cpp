@@ -183,9 +183,25 @@ std::string fit_text(const journal_fit& fit) {
     return out;
 }
 
+std::string fit_text(const volume_geometry& geometry) {
+    std::string out;
+    if (!geometry.contradicted()) return out;
+    append_decimal(out, *geometry.stated_cluster);
+    out += " bytes per cluster by its restart record, ";
+    append_decimal(out, *geometry.voted_cluster);
+    return out += " by its file records";
+}
+
+std::string log_misfit_line(const log_store& log, const std::string& path) {
+    const std::string words = fit_text(find_volume_geometry(log));
+    return words.empty() ? words : warning_line("the log contradicts itself", path + ": " + words);
+}
+
 std::string misfit_lines(const evidence& stores, const logfile_options& options) {
     std::string lines;
     if (stores.log.entries.empty()) return lines;
+    lines = log_misfit_line(stores.log, options.log_path);
+    if (options.mft_path.empty() && options.jrnl_path.empty()) return lines;
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     if (!options.mft_path.empty()) {
         const mft_fit fit = compare_mft(stores, logged);

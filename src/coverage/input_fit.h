@@ -6,6 +6,7 @@
 
 #include "coverage/logged_facts.h"
 #include "inputs/evidence.h"
+#include "logfile/volume_geometry.h"
 #include "options/logfile_options.h"
 
 namespace kest {
@@ -46,7 +47,13 @@ std::string fit_text(const journal_fit& fit);
 bool contradicts(const mft_fit& fit);
 bool contradicts(const journal_fit& fit);
 
-// A line for each input that does not fit the log, for the operator. As in `compare_mft`.
+// What speaks against the log's own parts being of one volume: its restart record and its file records state other
+// sizes of a cluster. Empty: nothing does.
+std::string fit_text(const volume_geometry& geometry);
+// The same as a line for the operator, of the log at `path`.
+std::string log_misfit_line(const log_store& log, const std::string& path);
+
+// A line for each input that does not fit the log, and one for a log that contradicts itself. As in `compare_mft`.
 std::string misfit_lines(const evidence& stores, const logfile_options& options);
 
 }  // namespace kest

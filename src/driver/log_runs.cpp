@@ -103,6 +103,11 @@ std::optional<std::string> parse_alone(const run_context& run, evidence& stores,
     if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
     if (!run.options.strict && stores.log.entries.empty()) return "no record";
     if (is_refused(run.options, warnings_of_log(stores.log, path, run.options))) return "";
+    if (run.options.extended) {
+        const std::string misfit = log_misfit_line(stores.log, shown_path(run.options, path));
+        uni::console_write(misfit);
+        if (run.options.strict && !misfit.empty()) return "";
+    }
     return std::nullopt;
 }
 
@@ -181,6 +186,7 @@ bool single_run(const run_context& run) {
     }
     if (stores.log.incomplete) say_reading_failed(run, path);
     say_hints(run.options, warnings_of_log(stores.log, path, run.options));
+    if (run.options.extended && !run.options.strict) uni::console_write(misfit_lines(stores, run.options));
     store_log_inodes(stores);
     if (run.options.show_progress) uni::console_write("parsing complete\n");
     run.report.write(stores, {});
@@ -224,7 +230,7 @@ bool worker_run(const run_context& run) {
 }  // namespace
 
 std::string misfits_of_inputs(logfile_options options) {
-    if (!options.have_log || options.lists_logs() || (!options.have_mft && !options.have_jrnl)) return {};
+    if (!options.have_log || options.lists_logs()) return {};
     options.show_progress = false;
     evidence stores;
     if (open_inputs(options, stores)) return {};

@@ -178,7 +178,7 @@ private:
             m_file_changes.push_back({owner.file, owner.source, &change});
             if (!change.is_birth() || !change.is_end()) continue;
             m_file_changes.push_back(
-                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change});
+                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change, true});
         }
         std::ranges::sort(m_file_facts, {},
                           [](const log_fact* fact) { return std::tuple(fact->file, fact->rolled_back, fact); });
@@ -258,6 +258,7 @@ private:
         file_past& past = m_past[changes.file.value()];
         for (const log_fact* const fact : changes.facts) {
             if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
+            if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
         const event_time when = m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn);
         if (when.clock != event_clock::not_before) past.last_event = journal_time != 0 ? journal_time : when.time;

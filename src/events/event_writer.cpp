@@ -56,7 +56,12 @@ void event_writer::write(const found_event& found, const event_subject& subject)
 
 void event_writer::set_time(const found_event& found, const event_subject& subject) {
     event_time& time = m_event;
-    if (subject.journal_time != 0) {
+    const bool dates_itself = found.kind == event_kind::written || found.kind == event_kind::read ||
+                              found.kind == event_kind::metadata_changed;
+    if (dates_itself && m_context.clock.has_passed(found.own_time, m_event.lsn) && found.own_time != 0) {
+        // The file record may be written long after.
+        time = {found.own_time, 0, event_clock::record};
+    } else if (subject.journal_time != 0) {
         time = {subject.journal_time, 0, event_clock::journal};
     } else {
         time = m_context.clock.time_of(subject.transaction, m_event.lsn, found.own_time);

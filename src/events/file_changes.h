@@ -13,6 +13,7 @@ struct owned_change {
     inode_ref file;
     name_source owner = name_source::log;  // by what the file is known to be the one
     const record_change* record = nullptr;
+    bool lost = false;  // the record is another file's after the change
 };
 
 // What one transaction did to one file: all that stands, or all that was rolled back.

@@ -13,7 +13,7 @@ namespace {
 using namespace usn_reasons;
 
 // Copying a file sets its times within so many transactions and ticks after its creation.
-constexpr std::uint32_t copy_transactions = 5;
+constexpr std::uint32_t copy_transactions = 6;
 constexpr std::uint64_t copy_duration = 2 * cv::ticks_per_second;
 // For so long the system remembers the name and the creation time of a file.
 constexpr std::uint64_t tunneling_duration = 15 * cv::ticks_per_second;
@@ -104,7 +104,7 @@ void file_events::describe(event_subject& subject) {
     subject.owner = changes.facts.empty() ? name_source::guess : name_source::log;
     for (const owned_change& one : changes.records) {
         subject.owner = std::min(subject.owner, one.owner);
-        if (!one.record->is_birth()) continue;
+        if (!one.record->is_birth() || one.lost) continue;
         if (!subject.is_folder) subject.is_folder = one.record->after.directory;
         if (m_birth == nullptr && one.record->number == changes.file.number()) m_birth = one.record;
     }
@@ -174,22 +174,32 @@ bool file_events::find_creation() {
 // A record without links is an extension record.
 bool file_events::find_deletion() {
     const link_change* const link = m_links.first_removed();
-    const bool is_file = link != nullptr || !m_changes->transaction.takes(m_changes->file.number());
-    for (const owned_change& one : m_changes->records) {
-        const record_change& record = *one.record;
-        if (!record.is_end() || record.number != m_changes->file.number()) continue;
-        // The end of the file that had the record before.
-        if (record.is_birth() && record.after.sequence == m_changes->file.sequence()) continue;
-        if (!is_file || (link == nullptr && record.before.links == std::uint16_t{0})) continue;
-        if (link == nullptr) return add(event_kind::deleted, record.freed), true;
-        found_event& found = add(event_kind::deleted, *link);
-        found.proof = record.freed;
-        for (const link_change& other : link_changes::long_names(m_links.removed)) {
-            if (&other != link) add(event_kind::link_removed, other);
-        }
+    const auto ends = [this](const owned_change& one) {
+        return one.record->is_end() && one.record->number == m_changes->file.number() &&
+               (one.lost || !one.record->is_birth());
+    };
+    const auto end = std::ranges::find_if(m_changes->records, ends);
+    if (end == m_changes->records.end()) return false;
+    const record_change& record = *end->record;
+    if (link == nullptr) {
+        if (record.before.links == std::uint16_t{0} || m_changes->transaction.takes(record.number)) return false;
+        found_event& found = add(event_kind::deleted, record.freed);
+        if (has_name(m_past.name, record.first)) found.name = m_past.name;
         return true;
     }
-    return false;
+    found_event& found = add(event_kind::deleted, *link);
+    found.proof = record.freed;
+    for (const link_change& other : link_changes::long_names(m_links.removed)) {
+        if (&other != link) add(event_kind::link_removed, other);
+    }
+    return true;
+}
+
+// Whether the file was called that before the record at the position of the log.
+bool file_events::has_name(const file_name_view& name, std::uint32_t position) const {
+    const auto known = m_context.names.name_at(m_changes->file, {m_context.log.entries[position].this_lsn - 1});
+    return known && !name.name().empty() && known->parent == name.parent() &&
+           std::ranges::equal(known->units.bytes(), name.name().bytes());
 }
 
 // Names that were removed and names that were added pair up in their order.

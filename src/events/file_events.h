@@ -17,6 +17,7 @@ struct file_past {
     std::uint64_t birth_time = 0;  // ticks; 0 if its creation is not in the log so far
     std::uint32_t birth_transaction = 0;
     std::uint64_t last_event = 0;  // ticks, of the last transaction on the file that has a time of its own
+    file_name_view name = {};   // by the last index entry that was added, a DOS name aside
 };
 
 // What is known of a log beside the transaction at hand.
@@ -75,6 +76,7 @@ private:
     bool find_creation();
     bool find_deletion();
     bool find_links();  // likewise, by a name that is added
+    bool has_name(const file_name_view& name, std::uint32_t position) const;
     bool proves_link(const link_change& change) const;
     std::optional<file_name_view> name_at_birth() const;
     void find_attributes();

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <tuple>
 
+#include "events/file_changes.h"
 #include "format/time.h"
 #include "journal/usn_record.h"
 #include "logfile/lsn_layout.h"
@@ -41,8 +42,8 @@ std::uint64_t time_of_birth(const standard_information& standard) {
 
 // The time that a write gives to what changed in a folder: its times of last change, and only as new ones.
 std::uint64_t time_of_folder(const standard_change& change) {
-    const std::uint64_t time = plausible(change.after.times[mft_changed]);
-    const auto before = change.before.times[mft_changed].whole();
+    const std::uint64_t time = plausible(change.after.times[modified]);
+    const auto before = change.before.times[modified].whole();
     const bool raised = before && *before < time && change.before.times[created] == change.after.times[created];
     return raised && change.after.times[modified] == change.after.times[mft_changed] ? time : 0;
 }
@@ -81,8 +82,10 @@ void log_clock::list_changes() {
     std::ranges::sort(m_changes, {}, [this, all](std::uint32_t at) {
         return std::tuple(all[at].number, lsn_of(all[at].first));
     });
-    std::ranges::copy_if(m_changes, std::back_inserter(m_writes), [all](std::uint32_t at) {
-        return all[at].standard != 0 || all[at].is_birth() || all[at].is_end();
+    std::ranges::copy_if(m_changes, std::back_inserter(m_writes), [this, all](std::uint32_t at) {
+        const standard_change* const standard = m_history.standard_of(all[at]);
+        if (standard == nullptr) return all[at].is_birth() || all[at].is_end();
+        return standard->before.times[modified] != standard->after.times[modified];
     });
 }
 

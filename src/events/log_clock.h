@@ -94,7 +94,7 @@ private:
     const file_history& m_history;
     // Of the history: those of one file record together, by LSN.
     std::vector<std::uint32_t> m_changes;
-    std::vector<std::uint32_t> m_writes;  // of these those of the times, of birth and end
+    std::vector<std::uint32_t> m_writes;  // of these those that set the time of modification, or are birth or end
     std::vector<index_change> m_entries;    // of one transaction, by file and name
     std::vector<name_change> m_names;
     std::vector<lsn_gap> m_gaps;

@@ -326,6 +326,7 @@ void report_coverage(facts_writer& lines, const log_coverage& shown) {
     lines.times("times_by_record", shown.record_times);
     lines.numbers("usns", shown.journal_usns);
     lines.count("cluster_size", shown.cluster_size);
+    if (!shown.cluster_size_fit.empty()) lines.text("cluster_size_fit", shown.cluster_size_fit);
     if (shown.mft) report_mft(lines, *shown.mft);
     if (shown.journal) report_journal(lines, *shown.journal);
 }

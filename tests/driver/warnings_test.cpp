@@ -98,7 +98,18 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
     const std::string logged = put("logged", log_of_pages({{.lsn = 8, .redo_op = 8, .redo = usn_image{}.image()}}));
     const std::string later = put("later", mft_image({{.number = 0, .lsn = 9}}));
     const std::string misfit = "does not fit the log: -mftfile " + later + ": 1 with an LSN above the log's\n";
+    const std::string other_size =
+        put("other_size", log_of_pages({{.lsn = 8, .type = 2, .redo_op = 0, .redo = pack(at{40}, u32{512}, at{64})},
+                                        {.lsn = 16,
+                                         .redo_op = 2,
+                                         .block_size = 2,
+                                         .vcn = 40,
+                                         .redo = part(file_record{.number = 40}.image(), 0, 200)}}));
+    const std::string contradicts = "the log contradicts itself: " + other_size +
+                                    ": 512 bytes per cluster by its restart record, 1024 by its file records\n";
     const std::tuple<argument_list, int, std::string> rows[] = {
+        {{"-log", other_size, "-events"}, -1, contradicts},
+        {{"-log", other_size, "-mftfile", m_mft, "-events"}, -1, contradicts},
         {{"-log", logged, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
         {{"-log", m_log, "-mftfile", later, "-events"}, -1, misfit},
         {{"-log", m_log, "-mftfile", later}, -1, misfit},
