@@ -1,6 +1,7 @@
 #include "events/derive_events.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -207,45 +208,35 @@ private:
         while (!facts.empty() || !changes.empty()) {
             inode_ref file = facts.empty() ? changes.front().file : facts.front()->file;
             if (!changes.empty()) file = std::min(file, changes.front().file);
-            find_events_of(
-                {.file = file,
-                 .transaction = transaction,
-                 .facts = take(facts, [file](const log_fact* fact) { return fact->file == file; }),
-                 .records = take(changes, [file](const owned_change& change) { return change.file == file; })},
-                times);
+            const auto has_fact = [file](const log_fact* fact) { return fact->file == file; };
+            const auto has_change = [file](const owned_change& change) { return change.file == file; };
+            const auto stands = [&](const auto& one) { return has_fact(one) && !one->rolled_back; };
+            const auto change_stands = [&](const auto& one) { return has_change(one) && !one.record->rolled_back; };
+            const file_changes standing{file, transaction, take(facts, stands), take(changes, change_stands)};
+            const file_changes rolled_back{file, transaction, take(facts, has_fact), take(changes, has_change), true};
+            if (!is_system_file(file.number())) find_events_of({standing, rolled_back}, times);
         }
     }
 
-    // `all` that the transaction has of the file.
-    void find_events_of(const file_changes& all, const proved_times& times) {
-        if (is_system_file(all.file.number())) return;
-        const auto standing_facts =
-            static_cast<std::size_t>(std::ranges::find_if(all.facts, &log_fact::rolled_back) - all.facts.begin());
-        const auto standing_changes = static_cast<std::size_t>(
-            std::ranges::find_if(all.records, [](const owned_change& one) { return one.record->rolled_back; }) -
-            all.records.begin());
-        file_changes standing = all;
-        standing.facts = all.facts.first(standing_facts);
-        standing.records = all.records.first(standing_changes);
-        file_changes rolled_back = all;
-        rolled_back.facts = all.facts.subspan(standing_facts);
-        rolled_back.records = all.records.subspan(standing_changes);
-        rolled_back.rolled_back = true;
+    // All that the transaction has of one file.
+    void find_events_of(const std::array<file_changes, 2>& all, const proved_times& times) {
         event_subject subject;
         proved_times own;
-        for (const log_fact* const fact : all.facts) {
-            own.add(*fact);
-            if (fact->in_journal_file()) subject.source = event_source::both;
+        for (const file_changes& some : all) {
+            for (const log_fact* const fact : some.facts) {
+                own.add(*fact);
+                if (fact->in_journal_file()) subject.source = event_source::both;
+            }
+            for (const owned_change& one : some.records)
+                own.add(m_history, *one.record);
         }
-        for (const owned_change& one : all.records)
-            own.add(m_history, *one.record);
         set_time(subject, own, times, m_bound);
-        for (const file_changes& some : {standing, rolled_back}) {
+        for (const file_changes& some : all) {
             if (some.facts.empty() && some.records.empty()) continue;
             m_subjects.push_back(subject);
             m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
-        learn(standing);
+        learn(all.front());
     }
 
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
