@@ -264,14 +264,14 @@ private:
 
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
-        read_identity(m_state, m_now);
-        born = born && m_state.header.base.value_or(inode_ref{}) == inode_ref{};
-        file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
-        if (const found_attribute* const name = newest_name(m_state)) {
+        file_moment moment{.lsn = lsn, .header = read_header(m_now), .name = {}};
+        moment.born = born && moment.header.base.value_or(inode_ref{}) == inode_ref{};
+        moment.copied = m_now.is_copied(file_record_layout::sequence.offset);
+        if (const auto name = newest_name(m_now)) {
             moment.name = timeline_name(*name->state.file_name());
             moment.name->copied = name->state.copied;
         }
-        if (!born && !moment.adds_to(m_noted)) return;
+        if (!moment.born && !moment.adds_to(m_noted)) return;
         if (moment.name && moment.name == m_noted.name) {
             moment.name = m_noted.name;
         } else if (moment.name) {
@@ -306,7 +306,6 @@ private:
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};
-    record_state m_state;
     file_moment m_noted;
 };
 

@@ -68,32 +68,21 @@ struct attribute_state {
 
 // An attribute as it is found in a file record; shows the record's bytes.
 struct found_attribute {
+    std::uint32_t offset = 0;  // in the file record
     std::uint32_t id = 0;
     std::optional<std::uint32_t> type;
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute
-    uni::byte_view bytes;                // as far as its length is known
     attribute_state state;
 };
 
-struct record_state {
-    record_header header;
-    standard_information standard;
-    std::uint32_t standard_id = 0;  // of the attribute; 0: none
-    bool copied = false;            // the sequence number is known by the MFT copy only
-    bool complete = false;          // nothing else is in the record; filled where it is asked for
-    std::uint32_t generation = 0;
-    std::vector<found_attribute> attributes;  // none in a record that is not in use
-};
-
-// `may_be_base`: what is not known is taken for a base record, whose first attribute is $STANDARD_INFORMATION.
-// Leaves out the attributes that are the same in `other`, and whether the state is complete.
-void read_state(record_state& out, const replayed_record& record, bool may_be_base, const replayed_record& other);
-// Whose it is and what it is called: of the attributes the names only.
-void read_identity(record_state& out, const replayed_record& record);
-
-// Its name: a long one rather than a DOS one, of several the one that came last. Null: none is known.
-const found_attribute* newest_name(const record_state& state);
+record_header read_header(const replayed_record& record);
+// `is_base`: in a base record the first attribute is $STANDARD_INFORMATION, whatever is known of it.
+found_attribute read_attribute(const replayed_record& record, const replayed_record::attribute_start& start,
+                               bool is_base);
+standard_information read_standard(const replayed_record& record, std::uint32_t attribute);
+// The file's name: a long one rather than a DOS one, of several the one that came last.
+std::optional<found_attribute> newest_name(const replayed_record& record);
 
 // Calls `visit(name, value)` for each extended attribute of an $EA value; the name is in the system's own characters.
 template <class visitor>
