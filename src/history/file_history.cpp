@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "operations/record_fact.h"
+#include "portable/seeded_map.h"
 
 namespace kest {
 
@@ -309,12 +311,21 @@ private:
     file_moment m_noted;
 };
 
-// What stands beside the file records: index entries and journal records.
+// Whether an operation may write an index entry or a journal record.
+bool names_files(const log_entry& entry) {
+    return entry.redo_op == update_nonresident_value ||
+           (entry.redo_op >= add_index_entry_root && entry.redo_op <= delete_index_entry_allocation);
+}
+
+// What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
+// where the last mention was another one's.
 void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& place) {
     using sign = file_moment::sign;
+    uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
     for (std::uint32_t at = 0; at < inputs.log.entries.size(); ++at) {
         const log_entry& entry = inputs.log.entries[at];
         if (inputs.transactions.number[at] == transaction_view::none || inputs.transactions.rolled_back[at]) continue;
+        if (!names_files(entry)) continue;
         const record_fact fact = proved_fact(entry, place);
         file_moment moment{.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = fact.file.sequence();
@@ -335,7 +346,8 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
         }
         timeline.add(fact.file.number(), moment);
         const inode_ref parent = moment.name ? moment.name->parent : inode_ref{};
-        if (parent.sequence() == 0) continue;
+        if (parent.sequence() == 0 || std::exchange(folders[parent.number()], parent.sequence()) == parent.sequence())
+            continue;  // as it was mentioned last
         moment = {.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = parent.sequence();
         moment.header.directory = true;
@@ -349,6 +361,10 @@ file_history::file_history(const history_inputs& inputs) {
     std::uint32_t record_size = inputs.geometry.record_size();
     if (!inputs.geometry.voted_record && inputs.inodes.mft_file.is_open()) record_size = inputs.inodes.record_size;
     const std::vector<target> targets = find_targets(inputs, record_size);
+    uni::try_reserve(m_changes.records, targets.size());
+    uni::try_reserve(m_changes.standards, targets.size());
+    uni::try_reserve(m_changes.attributes, targets.size());
+    m_timeline.reserve(2 * inputs.log.entries.size());
     record_replay replay(inputs, record_size, m_changes, m_comparisons, m_timeline);
     for (auto begin = targets.begin(); begin != targets.end();) {
         const auto end =
@@ -359,17 +375,14 @@ file_history::file_history(const history_inputs& inputs) {
     std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
         return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
     });
+    for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
+        m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
+    m_first_changes.push_back(static_cast<std::uint32_t>(m_changes.records.size()));
     add_mentions(m_timeline, inputs, {inputs.geometry.cluster_size(), record_size});
     std::uint64_t highest_lsn = 0;
     for (const log_entry& entry : inputs.log.entries)
         highest_lsn = std::max(highest_lsn, entry.this_lsn);
     m_timeline.seal(inputs.inodes, highest_lsn);
-}
-
-std::span<const record_change> file_history::changes_of(std::uint32_t transaction) const {
-    const auto& all = m_changes.records;
-    const auto begin = std::ranges::lower_bound(all, transaction, {}, &record_change::transaction);
-    return {begin, std::ranges::upper_bound(begin, all.end(), transaction, {}, &record_change::transaction)};
 }
 
 }  // namespace kest

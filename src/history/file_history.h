@@ -34,7 +34,11 @@ public:
 
     // By transaction, then by LSN of the first record.
     std::span<const record_change> changes() const { return m_changes.records; }
-    std::span<const record_change> changes_of(std::uint32_t transaction) const;
+    std::span<const record_change> changes_of(std::uint32_t transaction) const {
+        if (transaction + std::size_t{1} >= m_first_changes.size()) return {};
+        return changes().subspan(m_first_changes[transaction],
+                                 m_first_changes[transaction + 1] - m_first_changes[transaction]);
+    }
     const standard_change* standard_of(const record_change& change) const {
         return change.standard != 0 ? &m_changes.standards[change.standard - 1] : nullptr;
     }
@@ -48,6 +52,7 @@ public:
 
 private:
     record_changes m_changes;
+    std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
     std::vector<copy_comparison> m_comparisons;
     file_timeline m_timeline;
 };

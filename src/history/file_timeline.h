@@ -49,6 +49,7 @@ struct file_moment {
 // Which file each file record held when, and what it was called, by what the log says of it.
 class file_timeline {
 public:
+    void reserve(std::size_t moments) { m_moments.reserve(moments); }
     void add(std::uint64_t number, const file_moment& moment) { m_moments.add(number, moment); }
     // Where the log names no holder of a record at all, the MFT does, unless it was written later.
     void seal(const _inode_collection& inodes, std::uint64_t highest_lsn);

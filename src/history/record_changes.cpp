@@ -35,26 +35,10 @@ bool same_state(const found_attribute& a, const found_attribute& b) {
     if (a.type == attribute_type::file_name) return compare_keys(a, b) == 0;
     const attribute_state& one = a.state;
     const attribute_state& other = b.state;
-    const auto pairs = [](const attribute_state& state) {
-        return state.runs ? state.runs->rest().bytes() : std::span<const std::uint8_t>{};
-    };
     return one.resident == other.resident && one.file_size == other.file_size &&
            one.valid_length == other.valid_length && one.allocated_size == other.allocated_size &&
            one.value.has_value() == other.value.has_value() &&
-           std::ranges::equal(bytes_of(one.value), bytes_of(other.value)) &&
-           std::ranges::equal(pairs(one), pairs(other));
-}
-
-// Leaves out the runs that both sides have in common.
-void skip_common_runs(attribute_state& before, attribute_state& after) {
-    if (!before.runs || !after.runs) return;
-    run_reader one = *before.runs;
-    run_reader other = *after.runs;
-    while (one.next() && other.next() && one.vcn() == other.vcn() && one.lcn() == other.lcn() &&
-           one.end_vcn() == other.end_vcn()) {
-        before.runs = one;
-        after.runs = other;
-    }
+           std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
 }
 
 }  // namespace
@@ -192,26 +176,10 @@ void change_finder::add_attribute(found before, found after) {
         change.after.present = presence::absent;
     }
     if (!m_changes.kept.spend(sizeof(attribute_change))) return;
-    skip_common_runs(change.before, change.after);
-    if (change.name) change.name = m_changes.kept.keep(*change.name);
-    keep(change.before);
-    keep(change.after);
+    for (std::optional<uni::byte_view>* const shown_bytes : {&change.name, &change.before.value, &change.after.value}) {
+        if (*shown_bytes) *shown_bytes = m_changes.kept.keep(**shown_bytes);
+    }
     m_changes.attributes.push_back(change);
-}
-
-void change_finder::keep(attribute_state& state) {
-    if (state.value) state.value = m_changes.kept.keep(*state.value);
-    if (!state.runs) return;
-    run_reader end = *state.runs;
-    while (end.next()) {
-    }
-    const uni::byte_view pairs = state.runs->rest();
-    const auto kept = m_changes.kept.keep(pairs.slice(0, pairs.size() - end.rest().size()));
-    if (kept) {
-        state.runs = run_reader(*kept, state.runs->end_vcn(), state.runs->last_lcn());
-    } else {
-        state.runs.reset();
-    }
 }
 
 copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy) {

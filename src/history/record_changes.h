@@ -60,9 +60,9 @@ struct record_change {
 
 // The changes of a log, and what they show.
 struct record_changes {
-    std::vector<record_change> records;
-    std::vector<standard_change> standards;
-    std::vector<attribute_change> attributes;
+    uni::large_vector<record_change> records;
+    uni::large_vector<standard_change> standards;
+    uni::large_vector<attribute_change> attributes;
     uni::kept_bytes kept;
 };
 
@@ -99,7 +99,6 @@ private:
     template <class order>
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
-    void keep(attribute_state& state);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
     record_changes& m_changes;

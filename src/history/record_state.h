@@ -7,7 +7,6 @@
 
 #include "history/replayed_record.h"
 #include "mft/record_view.h"
-#include "mft/run_reader.h"
 
 namespace kest {
 
@@ -54,8 +53,6 @@ struct attribute_state {
     std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
     std::optional<std::uint64_t> valid_length = {};
     std::optional<std::uint64_t> allocated_size = {};
-    // Of data: the runs, or those from the first on that is not the same on the other side.
-    std::optional<run_reader> runs = {};
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
     std::optional<uni::byte_view> value = {};
     bool copied = false;  // the value is known by the MFT copy only
@@ -83,20 +80,5 @@ found_attribute read_attribute(const replayed_record& record, const replayed_rec
 standard_information read_standard(const replayed_record& record, std::uint32_t attribute);
 // The file's name: a long one rather than a DOS one, of several the one that came last.
 std::optional<found_attribute> newest_name(const replayed_record& record);
-
-// Calls `visit(name, value)` for each extended attribute of an $EA value; the name is in the system's own characters.
-template <class visitor>
-void for_each_extended_attribute(uni::byte_view value, visitor&& visit) {
-    constexpr std::uint32_t header = 8;
-    for (;;) {
-        const std::uint32_t step = value.u32(0);
-        const std::size_t name_length = value.u8(5);
-        const std::size_t value_length = value.u16(6);
-        if (!value.has(header, name_length + 1 + value_length) || name_length == 0) return;
-        visit(value.slice(header, name_length), value.slice(header + name_length + 1, value_length));
-        if (step <= header) return;
-        value = value.from(step);
-    }
-}
 
 }  // namespace kest
