@@ -79,9 +79,9 @@ private:
     static found_name replay_names(std::span<name_moment> names);
 
     uni::key_groups<file_moment> m_moments;     // by record number, then LSN
-    uni::key_groups<name_moment> m_names;       // by file reference, then LSN; the name behind each
+    uni::key_groups<name_moment> m_names;       // by file reference, then LSN; with the name from then on
     uni::seeded_map<bool> m_directories;        // by file reference
-    uni::seeded_map<found_name> m_first_names;  // by file reference: ahead of the first moment
+    uni::seeded_map<found_name> m_first_names;  // by file reference: before the first moment
     uni::seeded_map<bool> m_numbers;            // of records whose holder is known
 };
 

@@ -182,28 +182,4 @@ void change_finder::add_attribute(found before, found after) {
     m_changes.attributes.push_back(change);
 }
 
-copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy) {
-    using namespace file_record_layout;
-    constexpr std::uint32_t header_end = 40;  // what follows in the header is not of the file
-    copy_comparison result{.number = number};
-    const auto compare = [&](std::uint32_t begin, std::uint32_t end, bool& differs) {
-        for (std::uint32_t at = begin; at < end; ++at) {
-            if (!replayed.knows(at, 1) || replayed.bytes().u8(at) == copy.bytes().u8(at)) continue;
-            differs = true;
-            if (result.differing_at == 0) result.differing_at = at;
-        }
-    };
-    compare(sequence.offset, header_end, result.differs);
-    copy.for_each_attribute([&](const replayed_record::attribute_start& start) {
-        const uni::byte_view bytes = copy.bytes().from(start.offset);
-        const std::uint32_t length = bytes.get(attribute_layout::record_length);
-        const bool is_content =
-            bytes.get(attribute_layout::type) == attribute_type::data && bytes.get(attribute_layout::nonresident) == 0;
-        const std::uint32_t begin = is_content ? bytes.get(attribute_layout::value_offset) : length;
-        compare(start.offset, start.offset + begin, result.differs);
-        compare(start.offset + begin, start.offset + length, result.differs_in_content);
-    });
-    return result;
-}
-
 }  // namespace kest

@@ -26,9 +26,9 @@ struct attribute_change {
     attribute_state after;
 };
 
-// What a transaction did to a file record: the states before its first and after its last record that stands; or before
-// the first and after the last of those in a row that were rolled back. Where transactions take turns at one file
-// record, one for each turn.
+// What a transaction did to a file record: the states before its first and after its last record that was not rolled
+// back; or before the first and after the last of those in a row that were rolled back. Where transactions take turns
+// at one file record, one for each turn.
 struct record_change {
     static constexpr std::uint32_t none = 0xFFFF'FFFF;
 
@@ -108,15 +108,5 @@ private:
     side m_before;
     side m_after;
 };
-
-// How a file record of the MFT copy compares with the replay; for records whose own LSN is the log's last about them.
-struct copy_comparison {
-    std::uint64_t number = 0;
-    bool differs = false;
-    bool differs_in_content = false;  // in bytes of data within the record, which not every system logs
-    std::uint32_t differing_at = 0;   // the first such byte
-};
-
-copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy);
 
 }  // namespace kest

@@ -28,9 +28,9 @@ constexpr std::uint64_t aligned(std::uint64_t size) {
 }
 
 // The order in which a log record holds new sizes is not that of the attribute.
-constexpr std::uint32_t size_places[] = {attribute_layout::allocated_size.offset,
-                                         attribute_layout::initialized_size.offset, attribute_layout::real_size.offset,
-                                         attribute_layout::compressed_size.offset};
+constexpr std::uint32_t size_offsets[] = {attribute_layout::allocated_size.offset,
+                                          attribute_layout::initialized_size.offset, attribute_layout::real_size.offset,
+                                          attribute_layout::compressed_size.offset};
 
 enum class target_kind : std::uint8_t { any, nonresident, index_root };
 
@@ -268,38 +268,38 @@ bool replayed_record::may_lag(std::uint32_t attribute, std::uint32_t offset) con
 
 // Where the data of an operation lie in the file record; nothing if that is not known.
 std::optional<std::uint32_t> replayed_record::data_offset(const record_step& step, std::uint16_t operation) const {
-    const std::uint32_t place = std::uint32_t{step.attribute} + step.offset;
+    const std::uint32_t begin = std::uint32_t{step.attribute} + step.offset;
     switch (operation) {
         case write_end_of_file_record_segment:
         case create_attribute:
             return step.attribute;
         case set_index_entry_vcn_root: {
-            const auto length = get(index_entry_layout::entry_length, place);
+            const auto length = get(index_entry_layout::entry_length, begin);
             if (!length || *length < index_entry_layout::key + sizeof(std::uint64_t)) return std::nullopt;
-            return place + *length - sizeof(std::uint64_t);
+            return begin + *length - sizeof(std::uint64_t);
         }
         case update_file_name_root:
-            return place + name_copy_in_entry;
+            return begin + name_copy_in_entry;
         case update_record_data_root: {
-            const auto begin = get(uni::field<std::uint16_t>{0}, place);
-            return begin ? std::optional(place + *begin) : std::nullopt;
+            const auto within = get(uni::field<std::uint16_t>{0}, begin);
+            return within ? std::optional(begin + *within) : std::nullopt;
         }
         default:
-            return place;
+            return begin;
     }
 }
 
-// What a side of the step says is there, piece by piece; nothing where its place is not known.
+// What a side of the step says is there, piece by piece; nothing where its offset is not known.
 std::size_t replayed_record::pieces_of(const record_step& step, const operation_side& there, piece_list& out) const {
     const std::size_t size = there.data.size();
     if (there.operation == set_new_attribute_sizes) {
         for (std::size_t at = 0; at < out.size(); ++at)
-            out[at] = {step.attribute + size_places[at], there.data.slice(at * 8, 8), 8, 8};
+            out[at] = {step.attribute + size_offsets[at], there.data.slice(at * 8, 8), 8, 8};
         return out.size();
     }
-    const auto place = data_offset(step, there.operation);
-    if (!place) return 0;
-    out[0] = {*place, there.data, size, size};
+    const auto offset = data_offset(step, there.operation);
+    if (!offset) return 0;
+    out[0] = {*offset, there.data, size, size};
     switch (there.operation) {
         case create_attribute:
             out[0].data = attribute_in(there.data);
@@ -364,7 +364,7 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
     if (!may_target(step.attribute, there.operation)) return false;
     piece_list pieces;
     const std::size_t count = pieces_of(step, there, pieces);
-    // What lies behind the last run is not of the runs. To find it takes long, so only where it matters.
+    // What comes after the last run is not of the runs. To find it takes long, so only where it matters.
     if (there.operation == update_mapping_pairs && count != 0 && !holds(pieces[0])) {
         const std::uint64_t end = run_list_end(step.attribute);
         pieces[0].lag_begin = end > pieces[0].offset ? end - pieces[0].offset : 0;
@@ -535,7 +535,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
     }
 }
 
-// Moves what stands from `from` on; what comes free is not known. Ahead of it bytes are lost if `by` is negative.
+// Moves what is there from `from` on; what comes free is not known. Bytes before it are lost if `by` is negative.
 bool replayed_record::shift(std::uint32_t from, std::int64_t by) {
     const std::int64_t to = from + by;
     if (from % 8 != 0 || by % 8 != 0 || from > size() || to < 0 || to > size()) return false;
@@ -583,10 +583,10 @@ bool replayed_record::resize_attribute(std::uint32_t attribute, std::uint64_t ol
 
 bool replayed_record::resize_index_entry(const record_step& step, std::int64_t by) {
     using namespace attribute_layout;
-    const std::uint32_t place = std::uint32_t{step.attribute} + step.offset;
+    const std::uint32_t begin = std::uint32_t{step.attribute} + step.offset;
     if (!attribute_may_begin(step.attribute) || step.offset < resident_header_size) return false;
     const auto length = attribute_length(step.attribute);
-    const std::int64_t end = by < 0 ? place - by : place;
+    const std::int64_t end = by < 0 ? begin - by : begin;
     if (length && end > step.attribute + *length) return false;
     if (!shift(static_cast<std::uint32_t>(std::min<std::int64_t>(end, size())), by)) return false;
     const auto grow = [this, by](uni::field<std::uint32_t> f, std::uint32_t base) {
