@@ -50,6 +50,7 @@ void fact_reader::read(transaction_facts& out, std::uint32_t chain) const {
 void fact_reader::read_record(transaction_facts& out, std::uint32_t position) const {
     const log_entry& entry = m_log.entries[position];
     out.splits_index = out.splits_index || splits_index(entry);
+    if (!may_name_file(entry)) return;
     const record_fact fact = proved_fact(entry, m_place);
     if (fact.kind == fact_kind::taken) out.taken.push_back(fact.file.number());
     if (!counts(fact, entry, m_place)) return;

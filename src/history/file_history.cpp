@@ -307,12 +307,6 @@ private:
     file_moment m_noted;
 };
 
-// Whether an operation may write an index entry or a journal record.
-bool names_files(const log_entry& entry) {
-    return entry.redo_op == update_nonresident_value ||
-           (entry.redo_op >= add_index_entry_root && entry.redo_op <= delete_index_entry_allocation);
-}
-
 // What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
 // where the last mention was another one's.
 void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& geometry) {
@@ -320,8 +314,9 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
     uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
     for (std::uint32_t at = 0; at < inputs.log.entries.size(); ++at) {
         const log_entry& entry = inputs.log.entries[at];
-        if (inputs.transactions.number[at] == transaction_view::none || inputs.transactions.rolled_back[at]) continue;
-        if (!names_files(entry)) continue;
+        if (!may_name_file(entry) || inputs.transactions.number[at] == transaction_view::none ||
+            inputs.transactions.rolled_back[at])
+            continue;
         const record_fact fact = proved_fact(entry, geometry);
         file_moment moment{.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = fact.file.sequence();
