@@ -14,6 +14,8 @@ namespace uni {
 template <class value>
 class key_groups {
 public:
+    // `count` values are expected at most.
+    void reserve(std::size_t count) { try_reserve(m_arrived, count); }
     void add(std::uint64_t key, const value& added) {
         std::uint32_t& group = m_groups[key];
         if (group == 0) {
