@@ -316,7 +316,8 @@ TEST(file_history, replays_what_the_mft_holds) {
     EXPECT_EQ(bundled.differing, 0u) << odd;
 }
 
-// What is not known hides a contradiction: so each record is replayed backward from the copy, and then forward with that.
+// What is not known hides a contradiction: so each record is replayed backward from the copy, and then forward with
+// that.
 TEST(file_history, meets_no_contradiction_in_the_sample) {
     log_store log;
     _inode_collection inodes;
