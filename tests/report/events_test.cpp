@@ -309,6 +309,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
          false,
          {"created|[root]\\long||open", "stream_added|[root]\\long:s||open"}},
         {"an extension record", {written({.number = 41, .base = file})}, false, {}},
+        {"what calls itself another record", {of_41(written({}))}, false, {}},
         {"a record that is not in use", {written({.flags = 0})}, false, {}},
         {"behind a record that was not in use",
          {to_record(0, 2, {}, part(file_record{.flags = 0}.image(), 0, 400), 0), written({})},
@@ -815,11 +816,15 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
 }
 
 TEST(events, find_file_records_on_volumes_of_any_cluster_size) {
-    for (const u64 size : {512, 1024, 2048, 4096, 65536}) {
-        SCOPED_TRACE(size);
-        const auto place = [size](record step, u64 at = 40 * 1024) {
+    const std::pair<u64, u16> sizes[] = {{512, 2}, {1024, 2}, {2048, 2}, {4096, 2}, {4096, 8}, {65536, 2}};
+    for (const auto& [size, blocks] : sizes) {
+        SCOPED_TRACE(std::to_string(size) + ", file records of " + std::to_string(blocks * 512));
+        const auto place = [size = size, blocks = blocks](record step, u64 at = 0) {
+            at = at != 0 ? at : u64{40} * blocks * 512;
             step.vcn = at / size;
             step.cluster_block = static_cast<u16>(at % size / 512);
+            step.block_size = blocks;
+            if (step.redo_op == 2) put(step.redo, 6, static_cast<u16>(blocks + 1));
             return step;
         };
         const story made = story()
