@@ -78,9 +78,9 @@ std::uint32_t value_place(uni::byte_view attribute) {
     return (attribute.get(name_length) * 2U + 31U) & ~7U;
 }
 
-void write_resident_flags(details_writer& details, std::uint16_t value, const text_style& style) {
+void write_resident_flags(details_writer& details, std::uint16_t value) {
     std::string& text = details.begin_field("flags");
-    append_number(text, value, style.base16);
+    append_number(text, value, details.style().base16);
     for (const flag_word& row : attribute_flag_words()) {
         if ((value & row.bits) != 0) text.append(" (").append(row.word).append(")");
     }
@@ -94,17 +94,17 @@ void write_resident_name(details_writer& details, uni::byte_view attribute, std:
 }
 
 // False if the header or the value is cut, so that the value is not to be shown.
-bool write_resident_header(details_writer& details, const fragment& record, const text_style& style) {
+bool write_resident_header(details_writer& details, const fragment& record) {
     const uni::byte_view attribute = record.bytes;
     if (record.stops_before(flags.offset)) return false;
-    write_resident_flags(details, attribute.get(flags), style);
+    write_resident_flags(details, attribute.get(flags));
     if (record.stops_before(id.offset)) return false;
-    details.number("id", attribute.get(id), style);
+    details.number("id", attribute.get(id));
     if (attribute.get(nonresident) != 0) return false;  // neither kind
     if (record.stops_before(value_length.offset)) return false;
-    details.number("value_length", attribute.get(value_length), style);
+    details.number("value_length", attribute.get(value_length));
     if (record.stops_before(indexed_flags.offset)) return false;
-    details.number("indexed_flags", attribute.get(indexed_flags), style);
+    details.number("indexed_flags", attribute.get(indexed_flags));
     if (record.cuts(resident_header_size)) return false;
     if (const std::uint32_t name_bytes = attribute.get(name_length) * 2U; name_bytes != 0) {
         if (record.cuts(attribute.get(name_offset) + name_bytes)) return false;
@@ -119,7 +119,7 @@ void write_value_dump(details_writer& details, std::uint32_t type_code, uni::byt
     details.close_group();
 }
 
-void decode_resident_value(entry_info& info, const fragment& record, const text_style& style) {
+void decode_resident_value(entry_info& info, const fragment& record) {
     const uni::byte_view attribute = record.bytes;
     const std::uint32_t place = value_place(attribute);
     if (place >= attribute.get(record_length)) return;
@@ -127,33 +127,33 @@ void decode_resident_value(entry_info& info, const fragment& record, const text_
     const uni::byte_view own = value.slice(0, attribute.get(record_length) - place);
     for (const value_row& row : value_rows) {
         if (row.type != attribute.get(type)) continue;
-        return row.decode(info, beginning_of(row.own_bytes ? own : value, record.partial), style);
+        return row.decode(info, beginning_of(row.own_bytes ? own : value, record.partial));
     }
     write_value_dump(info.details, attribute.get(type), own.slice(0, attribute.get(value_length)));
 }
 
 }  // namespace
 
-bool decode_attribute(entry_info& info, const fragment& attribute, const text_style& style) {
+bool decode_attribute(entry_info& info, const fragment& attribute) {
     const uni::byte_view bytes = attribute.bytes;
     if (!attribute.partial && bytes.size() < resident_header_size) return false;
     if (bytes.get(type) - 1U >= attribute_type::highest) return false;  // 0 wraps round
     const fragment record = beginning_of(bytes, attribute.partial || bytes.size() < bytes.get(record_length));
     if (bytes.get(nonresident) == 1) {
         info.details.open_listed_group(attribute_name(bytes.get(type)));
-        write_nonresident_header(info, record, style);
+        write_nonresident_header(info, record);
         info.details.close_group();
         return true;
     }
     info.details.open_listed_group("resident_header");
-    const bool whole = write_resident_header(info.details, record, style);
+    const bool whole = write_resident_header(info.details, record);
     info.details.close_group();
-    if (whole) decode_resident_value(info, record, style);
+    if (whole) decode_resident_value(info, record);
     return true;
 }
 
 void decode_attribute_record(entry_info& info, const operation_data& given) {
-    decode_attribute(info, beginning_of(given.bytes, false), given.style);
+    decode_attribute(info, beginning_of(given.bytes, false));
 }
 
 }  // namespace kest

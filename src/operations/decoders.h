@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "format/number.h"
-#include "format/text_style.h"
 #include "logfile/log_entry.h"
 #include "operations/entry_info.h"
 #include "portable/byte_view.h"
@@ -52,7 +51,6 @@ fragment lay_fragment(std::array<std::uint8_t, size>& image, std::size_t offset,
 struct operation_data {
     uni::byte_view bytes;
     const log_entry& entry;
-    const text_style& style;
 };
 
 // Appends text to `info.details` and leaves facts in `info`. Bad bytes yield no text, or the text up to the bad
@@ -64,7 +62,7 @@ using decoder = void (*)(entry_info& info, const operation_data& given);
 //          is partial what is there of it is shown; if not, a value that is shorter than its kind ever is shows
 //          nothing.
 // A field of a partial structure is shown as soon as its first byte is there; one that is cut reads as 0.
-using value_decoder = void (*)(entry_info& info, const fragment& value, const text_style& style);
+using value_decoder = void (*)(entry_info& info, const fragment& value);
 
 // The decoders that the operation table names, by family.
 
@@ -89,27 +87,27 @@ void decode_index_entries(entry_info& info, const operation_data& given);  // co
 // The decoders of resident attribute values; each is a `value_decoder`.
 
 // file_information_decoder.cpp
-void decode_standard_information(entry_info& info, const fragment& value, const text_style& style);
-void decode_file_name(entry_info& info, const fragment& value, const text_style& style);
+void decode_standard_information(entry_info& info, const fragment& value);
+void decode_file_name(entry_info& info, const fragment& value);
 // index_decoder.cpp
-void decode_index_root(entry_info& info, const fragment& value, const text_style& style);
+void decode_index_root(entry_info& info, const fragment& value);
 // attribute_value_decoder.cpp
-void decode_attribute_list(entry_info& info, const fragment& value, const text_style& style);
-void decode_object_id(entry_info& info, const fragment& value, const text_style& style);
-void decode_reparse_point(entry_info& info, const fragment& value, const text_style& style);
-void decode_volume_information(entry_info& info, const fragment& value, const text_style& style);
+void decode_attribute_list(entry_info& info, const fragment& value);
+void decode_object_id(entry_info& info, const fragment& value);
+void decode_reparse_point(entry_info& info, const fragment& value);
+void decode_volume_information(entry_info& info, const fragment& value);
 
 // A file name that is the key of an index entry. `key` shows what is there of `key_length` bytes. Nothing below the
 // 68 bytes of a name of one character.
-void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length, const text_style& style);
+void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length);
 
 // Shows one attribute record: its header and, if it is resident, its value.
 // Of one that is partial the bytes may end within the header; otherwise fewer bytes than a header show nothing.
 // False if nothing was shown, for that reason or since the type is none (0, the end marker, above 1024).
-bool decode_attribute(entry_info& info, const fragment& attribute, const text_style& style);
+bool decode_attribute(entry_info& info, const fragment& attribute);
 
 // Shows the fields of a non-resident attribute header without a group around them.
-void write_nonresident_header(entry_info& info, const fragment& header, const text_style& style);
+void write_nonresident_header(entry_info& info, const fragment& header);
 
 // The name of an attribute type, as it keys a group: "$data", "$stdinfo"; "unk" for a type without one.
 std::string_view attribute_name(std::uint32_t type);

@@ -37,9 +37,9 @@ public:
     void field(std::string_view key, std::string_view value) override {
         end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
     }
-    void time(std::string_view key, std::uint64_t ticks, const text_style& style) override {
+    void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) {
-            cv::append_time(m_time, ticks, style.time_format);
+            cv::append_time(m_time, ticks, style().time_format);
             if (m_safe_names && !cv::has_calendar_form(ticks)) append_decimal(m_time, ticks);
         }
         field(key, m_time);
@@ -119,7 +119,7 @@ public:
         char* const at = begin_member(key, most_json_bytes(value));
         end_member(key, at, put_json_text(at, value));
     }
-    void time(std::string_view key, std::uint64_t ticks, const text_style&) override {
+    void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) append_json_time(m_time, ticks, digits_of_ticks);
         write_value(key, m_time);
     }
@@ -235,16 +235,16 @@ void details_writer::dump_group(std::string_view label, uni::byte_view bytes) {
     close_group();
 }
 
-std::unique_ptr<details_writer> make_details(details_notation notation, bool safe_names) {
+std::unique_ptr<details_writer> make_details(details_notation notation, const text_style& style, bool safe_names) {
     switch (notation) {
         case details_notation::text:
-            return std::make_unique<text_details>(safe_names);
+            return std::make_unique<text_details>(style, safe_names);
         case details_notation::json:
-            return std::make_unique<json_details>(safe_names);
+            return std::make_unique<json_details>(style, safe_names);
         case details_notation::none:
             break;
     }
-    return std::make_unique<details_writer>(safe_names);
+    return std::make_unique<details_writer>(style, safe_names);
 }
 
 }  // namespace kest

@@ -53,14 +53,14 @@ void append_file_flags_text(std::string& out, std::uint32_t flags) {
 
 // Kept: the fragment's start is compared with the times and the flags only. The four fields after them are
 // shown as zeros where a fragment lies further on.
-void write_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void write_standard_information(entry_info& info, const fragment& value) {
     using namespace standard_information_layout;
     details_writer& details = info.details;
     for (const time_row& row : time_rows) {
         if (row.offset != 0 && !value.reaches(row.offset)) return;
         if (value.begin > row.offset) continue;
         info.std_times.*row.time = value.bytes.u64(row.offset);
-        details.time(row.key, info.std_times.*row.time, style);
+        details.time(row.key, info.std_times.*row.time);
     }
     if (!value.reaches(flags.offset)) return;
     info.std_flags = value.bytes.get(flags);
@@ -69,61 +69,61 @@ void write_standard_information(entry_info& info, const fragment& value, const t
         details.end_field();
     }
     if (!value.reaches(owner_id.offset)) return;
-    details.number("owner_id", value.bytes.get(owner_id), style);
+    details.number("owner_id", value.bytes.get(owner_id));
     if (!value.reaches(security_id.offset)) return;
-    details.number("security_id", value.bytes.get(security_id), style);
+    details.number("security_id", value.bytes.get(security_id));
     if (!value.reaches(quota_charged.offset)) return;
-    details.number("quota_charged", value.bytes.get(quota_charged), style);
+    details.number("quota_charged", value.bytes.get(quota_charged));
     if (!value.reaches(usn.offset)) return;
-    details.number("usn", value.bytes.get(usn), style);
+    details.number("usn", value.bytes.get(usn));
 }
 
-void show_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void show_standard_information(entry_info& info, const fragment& value) {
     info.details.open_listed_group("$STANDARD_INFORMATION");
-    write_standard_information(info, value, style);
+    write_standard_information(info, value);
     info.details.close_group();
 }
 
-void take_parent(entry_info& info, uni::byte_view value, const text_style& style) {
+void take_parent(entry_info& info, uni::byte_view value) {
     info.parent = inode_ref(value.get(file_name_layout::parent));
-    info.details.number("parent_inode", info.parent.number(), style);
-    info.details.number("parent_seq", info.parent.sequence(), style);
+    info.details.number("parent_inode", info.parent.number());
+    info.details.number("parent_seq", info.parent.sequence());
 }
 
 // False where the value ends before what is to be shown; so are the next two.
-bool take_name_times(entry_info& info, const fragment& value, const text_style& style) {
+bool take_name_times(entry_info& info, const fragment& value) {
     for (const time_row& row : time_rows) {
         const std::uint32_t offset = name_times + row.offset;
         if (!value.reaches(offset)) return false;
         if (!value.shows(offset)) continue;
         info.name_times.*row.time = value.bytes.u64(offset);
-        info.details.time(row.key, info.name_times.*row.time, style);
+        info.details.time(row.key, info.name_times.*row.time);
     }
     return true;
 }
 
-bool take_sizes(entry_info& info, const fragment& value, const text_style& style) {
+bool take_sizes(entry_info& info, const fragment& value) {
     using namespace file_name_layout;
     if (!value.reaches(allocated_size.offset)) return false;
     if (value.shows(allocated_size.offset)) {
         info.name_alloc_size = value.bytes.get(allocated_size);
-        info.details.number("allocated_size", info.name_alloc_size, style);
+        info.details.number("allocated_size", info.name_alloc_size);
     }
     if (!value.reaches(real_size.offset)) return false;
-    if (value.shows(real_size.offset)) info.details.number("real_size", value.bytes.get(real_size), style);
+    if (value.shows(real_size.offset)) info.details.number("real_size", value.bytes.get(real_size));
     return true;
 }
 
 // Kept: the flags are a number here, and words in $STANDARD_INFORMATION. They are stored even where they are not of
 // the fragment, as 0.
-bool take_name_flags(entry_info& info, const fragment& value, const text_style& style) {
+bool take_name_flags(entry_info& info, const fragment& value) {
     using namespace file_name_layout;
     if (!value.reaches(flags.offset)) return false;
     info.name_flags = value.bytes.get(flags);
-    if (value.shows(flags.offset)) info.details.number("flags", info.name_flags, style);
+    if (value.shows(flags.offset)) info.details.number("flags", info.name_flags);
     if (!value.reaches(reparse_value.offset)) return false;
     if (value.shows(reparse_value.offset)) {
-        info.details.number("reparse_value", value.bytes.get(reparse_value), style);
+        info.details.number("reparse_value", value.bytes.get(reparse_value));
     }
     return value.reaches(name);
 }
@@ -136,17 +136,17 @@ void take_name(entry_info& info, const fragment& value) {
     take_name_text(info, value.bytes.slice(name, name_bytes));
 }
 
-void write_file_name(entry_info& info, const fragment& value, const text_style& style) {
-    if (value.shows(file_name_layout::parent.offset)) take_parent(info, value.bytes, style);
-    if (!take_name_times(info, value, style)) return;
-    if (!take_sizes(info, value, style)) return;
-    if (!take_name_flags(info, value, style)) return;
+void write_file_name(entry_info& info, const fragment& value) {
+    if (value.shows(file_name_layout::parent.offset)) take_parent(info, value.bytes);
+    if (!take_name_times(info, value)) return;
+    if (!take_sizes(info, value)) return;
+    if (!take_name_flags(info, value)) return;
     take_name(info, value);
 }
 
-void show_file_name(entry_info& info, const fragment& value, const text_style& style) {
+void show_file_name(entry_info& info, const fragment& value) {
     info.details.open_listed_group("$FILE_NAME");
-    write_file_name(info, value, style);
+    write_file_name(info, value);
     info.details.close_group();
 }
 
@@ -156,19 +156,19 @@ std::span<const flag_word> file_flag_words() {
     return flag_rows;
 }
 
-void decode_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void decode_standard_information(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < standard_information_layout::size) return;
-    show_standard_information(info, value, style);
+    show_standard_information(info, value);
 }
 
-void decode_file_name(entry_info& info, const fragment& value, const text_style& style) {
+void decode_file_name(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < file_name_layout::smallest) return;
-    show_file_name(info, value, style);
+    show_file_name(info, value);
 }
 
-void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length, const text_style& style) {
+void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length) {
     if (key_length < file_name_layout::smallest) return;
-    show_file_name(info, {key.slice(0, key_length), false, 0, key_length, key_length}, style);
+    show_file_name(info, {key.slice(0, key_length), false, 0, key_length, key_length});
 }
 
 // Kept: a value is taken to be $STANDARD_INFORMATION if it lies where that lies in a file record, in the first
@@ -181,7 +181,7 @@ void decode_resident_update(entry_info& info, const operation_data& given) {
                                  given.entry.get(record_layout::record_offset);  // wraps before the value
     if (offset > image_size) return;
     std::array<std::uint8_t, image_size> image{};
-    show_standard_information(info, lay_fragment(image, offset, given.bytes), given.style);
+    show_standard_information(info, lay_fragment(image, offset, given.bytes));
 }
 
 // The bytes are what an index entry repeats of the file, from the times on, and perhaps the name.
@@ -191,7 +191,7 @@ void decode_duplicated_information(entry_info& info, const operation_data& given
     std::array<std::uint8_t, longest> image{};
     fragment value = lay_fragment(image, name_times, given.bytes);
     value.length = std::max<std::uint64_t>(smallest, value.length);
-    show_file_name(info, value, given.style);
+    show_file_name(info, value);
 }
 
 }  // namespace kest

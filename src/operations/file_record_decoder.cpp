@@ -25,20 +25,20 @@ void append_record_flags(std::string& out, std::uint16_t value) {
 }
 
 // Ends at the first field of which not even the first byte is there.
-void write_header(entry_info& info, uni::byte_view record, const text_style& style) {
+void write_header(entry_info& info, uni::byte_view record) {
     using namespace file_record_layout;
     details_writer& details = info.details;
     if (record.size() <= lsn.offset) return;
-    details.number("lsn", record.get(lsn), style);
+    details.number("lsn", record.get(lsn));
     if (record.size() <= sequence.offset) return;
     if (record.size() >= own_number.end()) {
         info.inode.set_number(record.get(own_number));
-        details.number("inode", info.inode.number(), style);
+        details.number("inode", info.inode.number());
     }
     info.inode.set_sequence(record.get(sequence));
-    details.number("seq", info.inode.sequence(), style);
+    details.number("seq", info.inode.sequence());
     if (record.size() <= hard_links.offset) return;
-    details.number("hard_links", record.get(hard_links), style);
+    details.number("hard_links", record.get(hard_links));
     if (record.size() <= flags.offset) return;
     append_record_flags(details.begin_field("flags"), record.get(flags));
     details.end_field();
@@ -46,11 +46,11 @@ void write_header(entry_info& info, uni::byte_view record, const text_style& sty
 
 // Neither the end marker nor a type ends the walk: what is no attribute is stepped over by its length. A length of
 // 0, or the last 7 bytes, which hold none, end it.
-void walk_attributes(entry_info& info, uni::byte_view attributes, const text_style& style) {
+void walk_attributes(entry_info& info, uni::byte_view attributes) {
     while (!attributes.empty()) {
         const std::uint32_t length = attributes.get(attribute_layout::record_length);
         if (length == 0) return;
-        const bool shown = decode_attribute(info, beginning_of(attributes, length > attributes.size()), style);
+        const bool shown = decode_attribute(info, beginning_of(attributes, length > attributes.size()));
         // An attribute shorter than its header may show more than it holds; so there is one at most.
         if (shown && length < attribute_layout::resident_header_size) return;
         attributes = attributes.from(length);
@@ -63,10 +63,10 @@ void decode_file_record(entry_info& info, const operation_data& given) {
     const uni::byte_view record = given.bytes;
     if (record.size() < smallest_record) return;
     info.details.open_group("file_record");
-    write_header(info, record, given.style);
+    write_header(info, record);
     info.details.close_group();
     if (record.size() < smallest_with_attributes) return;
-    walk_attributes(info, record.from(record.get(file_record_layout::first_attribute)), given.style);
+    walk_attributes(info, record.from(record.get(file_record_layout::first_attribute)));
 }
 
 }  // namespace kest

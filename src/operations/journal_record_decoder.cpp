@@ -7,24 +7,23 @@ namespace kest {
 namespace {
 
 inode_ref write_reference(details_writer& details, std::string_view number_key, std::string_view sequence_key,
-                          inode_ref reference, const text_style& style) {
-    details.number(number_key, reference.number(), style);
-    details.number(sequence_key, reference.sequence(), style);
+                          inode_ref reference) {
+    details.number(number_key, reference.number());
+    details.number(sequence_key, reference.sequence());
     return reference;
 }
 
 // A journal record, as far as its bytes go. A field is shown as soon as its first byte is there.
 class record_text {
 public:
-    record_text(entry_info& info, const usn_record& record, const text_style& style)
-        : m_info(info), m_details(info.details), m_record(record), m_style(style) {}
+    record_text(entry_info& info, const usn_record& record) : m_info(info), m_details(info.details), m_record(record) {}
 
     void write() {
-        m_info.inode = write_reference(m_details, "inode", "seq", m_record.file(), m_style);
+        m_info.inode = write_reference(m_details, "inode", "seq", m_record.file());
         if (!m_record.reaches(&usn_layout::parent)) return;
-        m_info.parent = write_reference(m_details, "parent_inode", "parent_seq", m_record.parent(), m_style);
+        m_info.parent = write_reference(m_details, "parent_inode", "parent_seq", m_record.parent());
         if (!m_record.reaches(&usn_layout::usn)) return;
-        m_details.number("usn", m_record.get(&usn_layout::usn), m_style);
+        m_details.number("usn", m_record.get(&usn_layout::usn));
         if (m_record.reaches(&usn_layout::time)) write_time();
         if (!m_record.reaches(&usn_layout::reason)) return;
         write_reason();
@@ -37,7 +36,7 @@ public:
 private:
     void write_time() {
         m_info.usn_time = m_record.get(&usn_layout::time);
-        m_details.time("time", m_info.usn_time, m_style);
+        m_details.time("time", m_info.usn_time);
     }
 
     void write_reason() {
@@ -49,7 +48,7 @@ private:
     // Version 4 has nothing of this; it has extents in its place.
     void write_file() {
         if (!m_record.reaches(&usn_layout::security_id)) return;
-        m_details.number("security_id", m_record.get(&usn_layout::security_id), m_style);
+        m_details.number("security_id", m_record.get(&usn_layout::security_id));
         if (!m_record.reaches(&usn_layout::file_attributes)) return;
         m_details.field("file_attributes", attribute_text(m_record.get(&usn_layout::file_attributes)));
         if (!m_record.reaches(&usn_layout::name)) return;
@@ -58,13 +57,12 @@ private:
 
     void write_extents() {
         if (!m_record.reaches(&usn_layout::remaining_extents)) return;
-        m_details.number("remaining_extents", m_record.get(&usn_layout::remaining_extents), m_style);
+        m_details.number("remaining_extents", m_record.get(&usn_layout::remaining_extents));
     }
 
     entry_info& m_info;
     details_writer& m_details;
     const usn_record& m_record;
-    const text_style& m_style;
 };
 
 }  // namespace
@@ -74,7 +72,7 @@ void decode_journal_record(entry_info& info, const operation_data& given) {
     const std::optional<usn_record> record = read_usn_record(given.bytes);
     if (!record || !record->reaches(&usn_layout::file)) return;
     info.details.open_group("usn_record");
-    record_text(info, *record, given.style).write();
+    record_text(info, *record).write();
     info.details.close_group();
 }
 

@@ -39,22 +39,22 @@ void write_state(details_writer& details, std::uint32_t word) {
 }
 
 // Kept: the reference is remembered and not shown, and `dirty` is the character that the byte is.
-void write_old_entry(entry_info& info, uni::byte_view entry, const text_style& style) {
+void write_old_entry(entry_info& info, uni::byte_view entry) {
     using namespace old_open_attribute_layout;
     info.details.decimal("attribute_type", entry.get(type));
     info.details.character("dirty", entry.get(dirty));
     info.inode = inode_ref(entry.get(file_reference));
-    info.details.number("lsn", entry.get(lsn), style);
-    info.details.number("dirty_pages_lsn", entry.get(dirty_pages_lsn), style);
+    info.details.number("lsn", entry.get(lsn));
+    info.details.number("dirty_pages_lsn", entry.get(dirty_pages_lsn));
 }
 
-void write_new_entry(entry_info& info, uni::byte_view entry, const text_style& style) {
+void write_new_entry(entry_info& info, uni::byte_view entry) {
     using namespace new_open_attribute_layout;
     info.details.decimal("attribute_type", entry.get(type));
     info.inode = inode_ref(entry.get(file_reference));
-    info.details.number("inode", info.inode.number(), style);
-    info.details.number("seq", info.inode.sequence(), style);
-    info.details.number("lsn", entry.get(lsn), style);
+    info.details.number("inode", info.inode.number());
+    info.details.number("seq", info.inode.sequence());
+    info.details.number("lsn", entry.get(lsn));
 }
 
 }  // namespace
@@ -70,9 +70,9 @@ void decode_open_attribute(entry_info& info, const operation_data& given) {
     info.details.open_group("open_attribute");
     write_state(info.details, entry.get(open_attribute_layout::allocated_or_next_free));
     if (entry.size() == old_size) {
-        write_old_entry(info, entry, given.style);
+        write_old_entry(info, entry);
     } else {
-        write_new_entry(info, entry, given.style);
+        write_new_entry(info, entry);
     }
     info.details.close_group();
 }

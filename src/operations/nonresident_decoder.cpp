@@ -32,8 +32,8 @@ constexpr header_row header_rows[] = {
 };
 
 // Kept: the words stand here without the brackets that they have in a resident header.
-void append_flag_text(std::string& out, std::uint16_t value, const text_style& style) {
-    append_number(out, value, style.base16);
+void append_flag_text(std::string& out, std::uint16_t value, bool base16) {
+    append_number(out, value, base16);
     for (const flag_word& row : attribute_flag_words()) {
         if ((value & row.bits) != 0) out.append(" ").append(row.word);
     }
@@ -45,15 +45,15 @@ void append_unit_text(std::string& out, std::uint8_t unit) {
     out += unit != 0 ? " (compressed)" : " (not compressed)";
 }
 
-void write_row(details_writer& details, const header_row& row, uni::byte_view header, const text_style& style) {
+void write_row(details_writer& details, const header_row& row, uni::byte_view header) {
     switch (row.how) {
         case form::flag_text:
-            append_flag_text(details.begin_field(row.key), header.u16(row.offset), style);
+            append_flag_text(details.begin_field(row.key), header.u16(row.offset), details.style().base16);
             return details.end_field();
         case form::decimal:
             return details.decimal(row.key, header.u16(row.offset));
         case form::number:
-            return details.number(row.key, header.u64(row.offset), style);
+            return details.number(row.key, header.u64(row.offset));
         case form::unit_text:
             append_unit_text(details.begin_field(row.key), header.u8(row.offset));
             return details.end_field();
@@ -61,11 +61,11 @@ void write_row(details_writer& details, const header_row& row, uni::byte_view he
 }
 
 // This and the next are false where the bytes stop before what is to be shown.
-bool write_rows(details_writer& details, const fragment& header, bool compressed, const text_style& style) {
+bool write_rows(details_writer& details, const fragment& header, bool compressed) {
     for (const header_row& row : header_rows) {
         if (row.offset == compressed_size.offset && !compressed) return true;
         if (header.stops_before(row.offset)) return false;
-        if (header.shows(row.offset)) write_row(details, row, header.bytes, style);
+        if (header.shows(row.offset)) write_row(details, row, header.bytes);
     }
     return !header.stops_before(compressed_size.end());
 }
@@ -124,9 +124,9 @@ fragment lay_header(header_image& image, std::uint32_t offset, uni::byte_view pi
 
 }  // namespace
 
-void write_nonresident_header(entry_info& info, const fragment& header, const text_style& style) {
+void write_nonresident_header(entry_info& info, const fragment& header) {
     const bool compressed = header.bytes.get(compression_unit) != 0;
-    if (!write_rows(info.details, header, compressed, style)) return;
+    if (!write_rows(info.details, header, compressed)) return;
     if (!take_name(info, header, compressed)) return;
     write_run_bytes(info.details, header);
 }
@@ -135,7 +135,7 @@ void write_nonresident_header(entry_info& info, const fragment& header, const te
 void decode_index_vcn(entry_info& info, const operation_data& given) {
     if (given.bytes.size() < 8) return;
     header_image image = make_image(attribute_type::index_allocation);
-    write_nonresident_header(info, lay_header(image, lowest_vcn.offset, given.bytes), given.style);
+    write_nonresident_header(info, lay_header(image, lowest_vcn.offset, given.bytes));
 }
 
 // The bytes are the sizes: three, or four for a compressed attribute.
@@ -146,7 +146,7 @@ void decode_attribute_sizes(entry_info& info, const operation_data& given) {
     const fragment header = lay_header(image, allocated_size.offset, given.bytes);
     if (given.bytes.size() != three_sizes) image[compression_unit.offset] = 1;
     info.details.open_group("new_sizes");
-    write_nonresident_header(info, header, given.style);
+    write_nonresident_header(info, header);
     info.details.close_group();
 }
 

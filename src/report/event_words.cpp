@@ -103,27 +103,27 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
-void write_values(details_writer& details, std::string_view side, const event_values& values, const text_style& style) {
+void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
-        if (values.times[at]) details.time(time_keys[at], *values.times[at], style);
+        if (values.times[at]) details.time(time_keys[at], *values.times[at]);
     }
     if (values.is_directory) details.field("flags", *values.is_directory ? "directory" : "plain_file");
     if (values.flags) {
         append_attribute_bits(details.begin_field("flags"), *values.flags, values.some_flags);
         details.end_field();
     }
-    if (values.size) details.number("size", *values.size, style);
-    if (values.allocated) details.number("allocated", *values.allocated, style);
-    if (values.valid) details.number("valid", *values.valid, style);
+    if (values.size) details.number("size", *values.size);
+    if (values.allocated) details.number("allocated", *values.allocated);
+    if (values.valid) details.number("valid", *values.valid);
     if (values.parent) {
-        details.number("parent_inode", values.parent->number(), style);
-        details.number("parent_seq", values.parent->sequence(), style);
+        details.number("parent_inode", values.parent->number());
+        details.number("parent_seq", values.parent->sequence());
     }
     if (!values.name.empty()) {
         details.evidence_text("name", values.name, details_writer::text_kind::name);
     }
-    if (values.reparse_tag) details.number("tag", *values.reparse_tag, style);
+    if (values.reparse_tag) details.number("tag", *values.reparse_tag);
     if (values.object_id.size() >= guid_size) {
         append_guid(details.begin_field("object_id"), values.object_id);
         details.end_field();
@@ -187,9 +187,9 @@ void append_sentence(std::string& out, const event& told) {
     if (told.state == event_state::undone) out += " (undone)";
 }
 
-void write_event_details(details_writer& details, const event& told, const text_style& style) {
-    write_values(details, "before", told.before, style);
-    write_values(details, "after", told.after, style);
+void write_event_details(details_writer& details, const event& told) {
+    write_values(details, "before", told.before);
+    write_values(details, "after", told.after);
 }
 
 }  // namespace kest

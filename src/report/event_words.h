@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "events/event.h"
-#include "format/text_style.h"
 #include "operations/details_writer.h"
 
 namespace kest {
@@ -21,6 +20,6 @@ void append_event_word(std::string& out, const event& told);
 // What happened, as people say it: "renamed [root]\\a.txt to [root]\\b.txt".
 void append_sentence(std::string& out, const event& told);
 // What changed: a group for each side.
-void write_event_details(details_writer& details, const event& told, const text_style& style);
+void write_event_details(details_writer& details, const event& told);
 
 }  // namespace kest

@@ -84,7 +84,7 @@ std::string_view action_words::of(std::uint32_t reason) {
 void row_lines::write_mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) {
     m_path.clear();
     m_details->clear();
-    kest::write_mft_record(*m_details, record, m_inodes, m_options, m_path);
+    kest::write_mft_record(*m_details, record, m_inodes, m_path);
     row_line row = {.time = time,
                     .action = m_actions.of(fact.reason),
                     .lsn = record.lsn,
@@ -105,7 +105,7 @@ void row_lines::write_step(const step& shown) {
     row_line row = {.time = shown.time, .log = m_log};
     set_words(row, shown);
     set_files(row, shown);
-    write_match(shown.redo.details, shown.match, m_options);
+    write_match(shown.redo.details, shown.match);
     row.details = shown.redo.details.text();
     if (shown.undo != nullptr) row.undo = shown.undo->details.text();
     write_line(m_out, m_fields, row);

@@ -26,12 +26,11 @@ class row_lines : public step_sink {
 public:
     row_lines(const logfile_options& options, const _inode_collection& inodes, std::string_view log_path,
               const field_list<row_line>& fields, details_notation notation, field_sink& out)
-        : m_options(options),
-          m_inodes(inodes),
+        : m_inodes(inodes),
           m_log(log_path),
           m_fields(fields),
           m_out(out),
-          m_details(make_details(notation, false)) {}
+          m_details(make_details(notation, options, false)) {}
 
     void write_mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) override;
     void begin_transaction(const transaction& begun) override { m_transaction = begun; }
@@ -41,7 +40,6 @@ private:
     void set_words(row_line& row, const step& shown);
     void set_files(row_line& row, const step& shown);
 
-    const logfile_options& m_options;
     const _inode_collection& m_inodes;
     const std::string m_log;
     const field_list<row_line>& m_fields;

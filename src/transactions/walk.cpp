@@ -63,9 +63,9 @@ public:
           m_sink(sink),
           m_association(stores, diags, settings.guesses_allowed),
           m_journal_counts(!stores.journal.entries.empty() && !stores.inodes.records.empty()),
-          m_redo_details(make_details(settings.notation, false)),
-          m_undo_details(make_details(settings.notation, true)),
-          m_no_details(make_details(details_notation::none, false)),
+          m_redo_details(make_details(settings.notation, settings.style, false)),
+          m_undo_details(make_details(settings.notation, settings.style, true)),
+          m_no_details(make_details(details_notation::none, settings.style, false)),
           m_redo(*m_redo_details),
           m_undo(*m_undo_details),
           m_facts(*m_no_details) {}
@@ -121,7 +121,7 @@ private:
         const std::span<const std::uint32_t> records = m_stores.log.records(head);
         const log_entry& entry = m_stores.log.entries[records.front()];
         const std::span<const std::uint32_t> members = records.subspan(1);
-        decode_redo(entry, m_redo, m_settings.style);
+        decode_redo(entry, m_redo);
         chain_fact fact;
         match_head(entry, fact);
         const file_match& match = associate(entry, m_redo);
@@ -157,7 +157,7 @@ private:
     void read_facts(std::span<const std::uint32_t> members, chain_fact& fact) {
         for (std::size_t at = 0; at < members.size(); ++at) {
             const log_entry& entry = m_stores.log.entries[members[at]];
-            decode_facts(entry, m_facts, m_settings.style);
+            decode_facts(entry, m_facts);
             if (m_facts.usn_time != 0) {  // a later member overrides an earlier one
                 fact.journal = {.time = m_facts.usn_time, .reason = m_facts.usn_reason};
                 fact.source = at;
@@ -182,7 +182,7 @@ private:
     }
 
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
-        decode_redo(entry, m_redo, m_settings.style);
+        decode_redo(entry, m_redo);
         spread(fact, m_redo);
         visit_older_records(entry.this_lsn);
         if (cursor_holds(entry.this_lsn)) {
@@ -221,7 +221,7 @@ private:
 
     const entry_info* decoded_undo(const log_entry& entry) {
         if (!m_settings.undo) return nullptr;
-        decode_undo(entry, m_undo, m_settings.style);
+        decode_undo(entry, m_undo);
         return &m_undo;
     }
 

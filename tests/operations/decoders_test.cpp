@@ -18,19 +18,22 @@ struct decoding {
     bool operator==(const decoding&) const = default;
 };
 
-decoding decoded(const bytes& image, bool base16, details_writer& details) {
+decoding decoded(const bytes& image, details_writer& details) {
     entry_info info(details);
-    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info, {.base16 = base16, .time_format = {}});
+    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info);
     return {std::string(details.text()), info.name, info.inode, info.parent};
 }
 
 decoding decoded(const bytes& image, bool base16, details_notation notation = details_notation::text) {
-    static const auto text = make_details(details_notation::text, false);  // over and over, as a report does
-    static const auto json = make_details(details_notation::json, false);
-    const auto fresh = make_details(notation, false), nothing = make_details(details_notation::none, false);
-    const decoding told = decoded(image, base16, *fresh);
-    EXPECT_EQ(decoded(image, base16, notation == details_notation::text ? *text : *json).text, told.text);
-    decoding silent = decoded(image, base16, *nothing);
+    const text_style style{.base16 = base16, .time_format = {}};
+    static std::map<std::pair<bool, details_notation>, std::unique_ptr<details_writer>> used;  // as by a report
+    auto& again = used[{base16, notation}];
+    if (!again) again = make_details(notation, style, false);
+    const auto fresh = make_details(notation, style, false);
+    const auto nothing = make_details(details_notation::none, style, false);
+    const decoding told = decoded(image, *fresh);
+    EXPECT_EQ(decoded(image, *again).text, told.text);
+    decoding silent = decoded(image, *nothing);
     EXPECT_EQ(silent.text, "");
     silent.text = told.text;
     EXPECT_TRUE(silent == told) << told.text;
