@@ -56,9 +56,6 @@ public:
         if (!value.empty()) text(key, value);
     }
     void number(std::string_view key, std::uint64_t value);
-    void number_if_any(std::string_view key, std::uint64_t value) {
-        if (value != 0) number(key, value);
-    }
     void truth(std::string_view key, bool value);
     void time(std::string_view key, std::uint64_t ticks);         // cut to six digits; nothing for 0
     void value(std::string_view key, std::string_view json);      // JSON as it stands

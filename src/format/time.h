@@ -80,3 +80,13 @@ void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t
 void append_internet_time(std::string& out, std::uint64_t ticks, unsigned digits, std::string_view zone = "Z");
 
 }  // namespace cv
+
+namespace kest {
+
+// How numbers and times are written in a report. All that a decoder needs to know of the options.
+struct text_style {
+    bool base16 = true;  // numbers in hexadecimal
+    cv::format_flags time_format;
+};
+
+}  // namespace kest

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "format/error_words.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/scanner.h"
-#include "logfile/whole_log.h"
+#include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"

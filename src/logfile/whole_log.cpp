@@ -1,11 +1,10 @@
-#include "logfile/whole_log.h"
-
 #include <algorithm>
 #include <new>
 #include <numeric>
 #include <utility>
 #include <vector>
 
+#include "logfile/lsn_layout.h"
 #include "logfile/scanner.h"
 #include "portable/seeded_map.h"
 
@@ -28,7 +27,6 @@ struct page_copy {
 
     std::uint64_t last_lsn() const { return bytes.get(page_layout::last_lsn); }
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
-    bool is_tail_copy() const { return home != file_offset; }
 };
 
 class log_completer {

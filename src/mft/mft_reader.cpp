@@ -83,8 +83,7 @@ private:
         std::uint64_t inode = 0;
         try {
             for (std::size_t k = 0; k < m_records_wanted; ++k) {
-                const std::size_t at = k * m_source.record_size;
-                read_record(chunk.subspan(at, m_source.record_size), m_source.base_offset + offset + at, inode);
+                read_record(chunk.subspan(k * m_source.record_size, m_source.record_size), inode);
             }
         } catch (const std::bad_alloc&) {
             m_store.incomplete = true;
@@ -94,7 +93,7 @@ private:
         }
     }
 
-    void read_record(std::span<std::uint8_t> bytes, std::uint64_t disk_offset, std::uint64_t& inode) {
+    void read_record(std::span<std::uint8_t> bytes, std::uint64_t& inode) {
         using namespace file_record_layout;
         const uni::byte_view view = bytes;
         if (!is_file_record(view)) return;
@@ -105,7 +104,6 @@ private:
             m_store.records.pop_back();
             return;
         }
-        record.disk_offset = disk_offset;
         enter(record, inode);
     }
 
@@ -142,26 +140,15 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     return file.is_open();
 }
 
-namespace {
-
-std::vector<std::uint8_t> read_at(const _inode_collection& collection, std::uint64_t disk_offset) {
+std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
+    if (number >= collection.total_size / collection.record_size) return {};
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const uni::read_result got = collection.mft_file.read_at(bytes, disk_offset);
+    const std::uint64_t offset = collection.base_offset + number * collection.record_size;
+    const uni::read_result got = collection.mft_file.read_at(bytes, offset);
     if (got.failed) collection.incomplete = true;
     if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
-}
-
-}  // namespace
-
-std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
-    return read_at(collection, record.disk_offset);
-}
-
-std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
-    if (number >= collection.total_size / collection.record_size) return {};
-    return read_at(collection, collection.base_offset + number * collection.record_size);
 }
 
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,

@@ -165,10 +165,7 @@ private:
 
     void take_standard_information(uni::byte_view value, std::uint32_t stated_length) {
         using namespace standard_information_layout;
-        m_record.si_times = {.modified = value.get(modified),
-                             .accessed = value.get(accessed),
-                             .mft_changed = value.get(mft_changed),
-                             .created = value.get(created)};
+        m_record.si_times = read_times(value, times);
         m_record.file_attributes = value.get(standard_information_layout::flags);
         if (stated_length >= usn.end()) m_record.usn = value.get(usn);
     }
@@ -181,10 +178,7 @@ private:
             m_source.omitted.parents = true;
         }
         if (value.get(name_space) == dos_name_space) return;
-        m_record.fn_times = {.modified = value.get(modified),
-                             .accessed = value.get(accessed),
-                             .mft_changed = value.get(mft_changed),
-                             .created = value.get(created)};
+        m_record.fn_times = read_times(value, times);
         if (m_record.allocated_size == 0) m_record.allocated_size = value.get(allocated_size);
         if (m_record.real_size == 0) m_record.real_size = value.get(real_size);
         m_record.name_parent = inode_ref(value.get(parent));

@@ -8,7 +8,7 @@
 
 #include "format/number.h"
 #include "logfile/log_entry.h"
-#include "operations/entry_info.h"
+#include "operations/operation_table.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -67,20 +67,18 @@ using value_decoder = void (*)(entry_info& info, const fragment& value);
 // The decoders that the operation table names, by family.
 
 // file_record_decoder.cpp
-void decode_file_record(entry_info& info, const operation_data& given);  // codes 2, 3
-// attribute_decoder.cpp
+void decode_file_record(entry_info& info, const operation_data& given);       // codes 2, 3
 void decode_attribute_record(entry_info& info, const operation_data& given);  // codes 5, 6
 // nonresident_decoder.cpp
 void decode_attribute_sizes(entry_info& info, const operation_data& given);  // code 11
 void decode_index_vcn(entry_info& info, const operation_data& given);        // codes 17, 18
+void decode_mapping_pairs(entry_info& info, const operation_data& given);    // code 9
+void decode_open_attribute(entry_info& info, const operation_data& given);   // code 28
 // file_information_decoder.cpp
 void decode_resident_update(entry_info& info, const operation_data& given);         // code 7
 void decode_duplicated_information(entry_info& info, const operation_data& given);  // codes 19, 20
 // journal_record_decoder.cpp
 void decode_journal_record(entry_info& info, const operation_data& given);  // code 8
-// mapping_decoder.cpp
-void decode_mapping_pairs(entry_info& info, const operation_data& given);   // code 9
-void decode_open_attribute(entry_info& info, const operation_data& given);  // code 28
 // index_decoder.cpp
 void decode_index_entries(entry_info& info, const operation_data& given);  // codes 12, 14, 16
 
@@ -97,6 +95,9 @@ void decode_object_id(entry_info& info, const fragment& value);
 void decode_reparse_point(entry_info& info, const fragment& value);
 void decode_volume_information(entry_info& info, const fragment& value);
 
+// Takes a name, in UTF-16, and writes it to the details.
+void take_name_text(entry_info& info, uni::byte_view units);
+
 // A file name that is the key of an index entry. `key` shows what is there of `key_length` bytes. Nothing below the
 // 68 bytes of a name of one character.
 void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length);
@@ -112,8 +113,9 @@ void write_nonresident_header(entry_info& info, const fragment& header);
 // The name of an attribute type, as it keys a group: "$data", "$stdinfo"; "unk" for a type without one.
 std::string_view attribute_name(std::uint32_t type);
 
-// The words of an attribute's flags.
-std::span<const flag_word> attribute_flag_words();
+// The flags of an attribute: a number, and the words of those that are set with these marks around each.
+void write_attribute_flags(details_writer& details, std::uint16_t flags, std::string_view before,
+                           std::string_view after);
 
 // The words of a file's attribute bits.
 std::span<const flag_word> file_flag_words();

@@ -5,7 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "format/text_style.h"
+#include "format/time.h"
+#include "mft/inode_ref.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -32,6 +33,15 @@ public:
     virtual void field(std::string_view /*key*/, std::string_view /*value*/) {}
     void number(std::string_view key, std::uint64_t value) { write_number(key, value, m_style.base16); }
     void decimal(std::string_view key, std::uint64_t value) { write_number(key, value, false); }
+    // A file, or the folder that it is in.
+    void file(inode_ref ref) {
+        number("inode", ref.number());
+        number("seq", ref.sequence());
+    }
+    void parent(inode_ref ref) {
+        number("parent_inode", ref.number());
+        number("parent_seq", ref.sequence());
+    }
     virtual void time(std::string_view /*key*/, std::uint64_t /*ticks*/) {}
     virtual void dump(std::string_view /*key*/, uni::byte_view /*bytes*/) {}
     // One byte as it stands, whatever character it makes.

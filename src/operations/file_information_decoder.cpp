@@ -10,22 +10,6 @@ namespace kest {
 
 namespace {
 
-// The four times stand in the same order in both values.
-struct time_row {
-    std::uint32_t offset;  // bytes, from the first time
-    std::string_view key;
-    std::uint64_t file_times::*time;
-};
-
-constexpr time_row time_rows[] = {
-    {standard_information_layout::created.offset, "created", &file_times::created},
-    {standard_information_layout::modified.offset, "modified", &file_times::modified},
-    {standard_information_layout::mft_changed.offset, "mft_changed", &file_times::mft_changed},
-    {standard_information_layout::accessed.offset, "accessed", &file_times::accessed},
-};
-constexpr std::uint32_t name_times = file_name_layout::created.offset;
-static_assert(time_rows[0].offset == 0 && file_name_layout::accessed.offset == name_times + time_rows[3].offset);
-
 // Kept: two bits read "DIRECTORY"; the second is the one that file names use. With both set the word stands twice.
 constexpr flag_word flag_rows[] = {
     {0x00000001, "READ_ONLY"},
@@ -56,16 +40,17 @@ void append_file_flags_text(std::string& out, std::uint32_t flags) {
 void write_standard_information(entry_info& info, const fragment& value) {
     using namespace standard_information_layout;
     details_writer& details = info.details;
-    for (const time_row& row : time_rows) {
-        if (row.offset != 0 && !value.reaches(row.offset)) return;
-        if (value.begin > row.offset) continue;
-        info.std_times.*row.time = value.bytes.u64(row.offset);
+    for (std::size_t at = 0; at < std::size(times); ++at) {
+        const std::uint32_t offset = times[at].offset;
+        if (offset != 0 && !value.reaches(offset)) return;
+        if (value.begin > offset) continue;
+        const file_time_row& row = file_time_rows[at];
+        info.std_times.*row.time = value.bytes.u64(offset);
         details.time(row.key, info.std_times.*row.time);
     }
     if (!value.reaches(flags.offset)) return;
-    info.std_flags = value.bytes.get(flags);
     if (value.begin <= flags.offset) {
-        append_file_flags_text(details.begin_field("flags"), info.std_flags);
+        append_file_flags_text(details.begin_field("flags"), value.bytes.get(flags));
         details.end_field();
     }
     if (!value.reaches(owner_id.offset)) return;
@@ -84,48 +69,24 @@ void show_standard_information(entry_info& info, const fragment& value) {
     info.details.close_group();
 }
 
-void take_parent(entry_info& info, uni::byte_view value) {
-    info.parent = inode_ref(value.get(file_name_layout::parent));
-    info.details.number("parent_inode", info.parent.number());
-    info.details.number("parent_seq", info.parent.sequence());
-}
-
-// False where the value ends before what is to be shown; so are the next two.
+// False where the value ends before what is to be shown; so is the next one.
 bool take_name_times(entry_info& info, const fragment& value) {
-    for (const time_row& row : time_rows) {
-        const std::uint32_t offset = name_times + row.offset;
+    for (std::size_t at = 0; at < std::size(file_name_layout::times); ++at) {
+        const std::uint32_t offset = file_name_layout::times[at].offset;
         if (!value.reaches(offset)) return false;
         if (!value.shows(offset)) continue;
+        const file_time_row& row = file_time_rows[at];
         info.name_times.*row.time = value.bytes.u64(offset);
         info.details.time(row.key, info.name_times.*row.time);
     }
     return true;
 }
 
-bool take_sizes(entry_info& info, const fragment& value) {
-    using namespace file_name_layout;
-    if (!value.reaches(allocated_size.offset)) return false;
-    if (value.shows(allocated_size.offset)) {
-        info.name_alloc_size = value.bytes.get(allocated_size);
-        info.details.number("allocated_size", info.name_alloc_size);
-    }
-    if (!value.reaches(real_size.offset)) return false;
-    if (value.shows(real_size.offset)) info.details.number("real_size", value.bytes.get(real_size));
+template <class integer>
+bool write_number(details_writer& details, const fragment& value, std::string_view key, uni::field<integer> f) {
+    if (!value.reaches(f.offset)) return false;
+    if (value.shows(f.offset)) details.number(key, value.bytes.get(f));
     return true;
-}
-
-// Kept: the flags are a number here, and words in $STANDARD_INFORMATION. They are stored even where they are not of
-// the fragment, as 0.
-bool take_name_flags(entry_info& info, const fragment& value) {
-    using namespace file_name_layout;
-    if (!value.reaches(flags.offset)) return false;
-    info.name_flags = value.bytes.get(flags);
-    if (value.shows(flags.offset)) info.details.number("flags", info.name_flags);
-    if (!value.reaches(reparse_value.offset)) return false;
-    if (value.shows(reparse_value.offset)) {
-        info.details.number("reparse_value", value.bytes.get(reparse_value));
-    }
-    return value.reaches(name);
 }
 
 void take_name(entry_info& info, const fragment& value) {
@@ -136,12 +97,19 @@ void take_name(entry_info& info, const fragment& value) {
     take_name_text(info, value.bytes.slice(name, name_bytes));
 }
 
+// Kept: the flags are a number here, and words in $STANDARD_INFORMATION.
 void write_file_name(entry_info& info, const fragment& value) {
-    if (value.shows(file_name_layout::parent.offset)) take_parent(info, value.bytes);
-    if (!take_name_times(info, value)) return;
-    if (!take_sizes(info, value)) return;
-    if (!take_name_flags(info, value)) return;
-    take_name(info, value);
+    using namespace file_name_layout;
+    details_writer& details = info.details;
+    if (value.shows(parent.offset)) {
+        info.parent = inode_ref(value.bytes.get(parent));
+        details.parent(info.parent);
+    }
+    if (take_name_times(info, value) && write_number(details, value, "allocated_size", allocated_size) &&
+        write_number(details, value, "real_size", real_size) && write_number(details, value, "flags", flags) &&
+        write_number(details, value, "reparse_value", reparse_value) && value.reaches(name)) {
+        take_name(info, value);
+    }
 }
 
 void show_file_name(entry_info& info, const fragment& value) {
@@ -151,6 +119,12 @@ void show_file_name(entry_info& info, const fragment& value) {
 }
 
 }  // namespace
+
+void take_name_text(entry_info& info, uni::byte_view units) {
+    info.name.clear();
+    uni::append_utf16_text(info.name, units);
+    info.details.evidence_text("name", units, details_writer::text_kind::name, info.name);
+}
 
 std::span<const flag_word> file_flag_words() {
     return flag_rows;
@@ -189,7 +163,7 @@ void decode_duplicated_information(entry_info& info, const operation_data& given
     using namespace file_name_layout;
     if (given.bytes.size() < 24) return;
     std::array<std::uint8_t, longest> image{};
-    fragment value = lay_fragment(image, name_times, given.bytes);
+    fragment value = lay_fragment(image, created.offset, given.bytes);
     value.length = std::max<std::uint64_t>(smallest, value.length);
     show_file_name(info, value);
 }

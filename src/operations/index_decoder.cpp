@@ -53,8 +53,7 @@ void write_data_entry(entry_info& info, uni::byte_view entry) {
 void take_file_reference(entry_info& info, uni::byte_view entry) {
     info.inode = inode_ref(entry.get(index_entry_layout::file_reference));
     info.details.open_listed_group("$I30");
-    info.details.number("inode", info.inode.number());
-    info.details.number("seq", info.inode.sequence());
+    info.details.file(info.inode);
     info.details.close_group();
 }
 

@@ -31,14 +31,6 @@ constexpr header_row header_rows[] = {
     {"compressed_size", compressed_size.offset, form::number},  // only with a compression unit
 };
 
-// Kept: the words stand here without the brackets that they have in a resident header.
-void append_flag_text(std::string& out, std::uint16_t value, bool base16) {
-    append_number(out, value, base16);
-    for (const flag_word& row : attribute_flag_words()) {
-        if ((value & row.bits) != 0) out.append(" ").append(row.word);
-    }
-}
-
 void append_unit_text(std::string& out, std::uint8_t unit) {
     out += "0x";
     append_hex(out, unit, 2, true);
@@ -48,8 +40,8 @@ void append_unit_text(std::string& out, std::uint8_t unit) {
 void write_row(details_writer& details, const header_row& row, uni::byte_view header) {
     switch (row.how) {
         case form::flag_text:
-            append_flag_text(details.begin_field(row.key), header.u16(row.offset), details.style().base16);
-            return details.end_field();
+            // Kept: without the brackets that the words have in a resident header.
+            return write_attribute_flags(details, header.u16(row.offset), " ", {});
         case form::decimal:
             return details.decimal(row.key, header.u16(row.offset));
         case form::number:
@@ -147,6 +139,79 @@ void decode_attribute_sizes(entry_info& info, const operation_data& given) {
     if (given.bytes.size() != three_sizes) image[compression_unit.offset] = 1;
     info.details.open_group("new_sizes");
     write_nonresident_header(info, header);
+    info.details.close_group();
+}
+
+namespace {
+
+// Layout of an entry of the open attribute table. Entries of 40 bytes are those of older systems.
+namespace open_attribute_layout {
+constexpr uni::field<std::uint32_t> allocated_or_next_free{0};
+constexpr std::uint32_t allocated = 0xFFFFFFFF;
+}  // namespace open_attribute_layout
+
+namespace old_open_attribute_layout {
+constexpr uni::field<std::uint32_t> type{4};
+constexpr uni::field<std::uint8_t> dirty{12};
+constexpr uni::field<std::uint64_t> file_reference{16};
+constexpr uni::field<std::uint64_t> lsn{24};
+constexpr uni::field<std::uint64_t> dirty_pages_lsn{32};
+constexpr std::size_t size = dirty_pages_lsn.end();
+}  // namespace old_open_attribute_layout
+
+namespace new_open_attribute_layout {
+constexpr uni::field<std::uint64_t> file_reference{8};
+constexpr uni::field<std::uint64_t> lsn{16};
+constexpr uni::field<std::uint32_t> type{40};
+}  // namespace new_open_attribute_layout
+
+// Kept: the next free entry is hexadecimal in either base.
+void write_state(details_writer& details, std::uint32_t word) {
+    std::string& out = details.begin_field("state");
+    if (word == open_attribute_layout::allocated) {
+        out += "in_use";
+    } else {
+        out += "free ";
+        append_number(out, word, true);
+    }
+    details.end_field();
+}
+
+// Kept: the reference is remembered and not shown, and `dirty` is the character that the byte is.
+void write_old_entry(entry_info& info, uni::byte_view entry) {
+    using namespace old_open_attribute_layout;
+    info.details.decimal("attribute_type", entry.get(type));
+    info.details.character("dirty", entry.get(dirty));
+    info.inode = inode_ref(entry.get(file_reference));
+    info.details.number("lsn", entry.get(lsn));
+    info.details.number("dirty_pages_lsn", entry.get(dirty_pages_lsn));
+}
+
+void write_new_entry(entry_info& info, uni::byte_view entry) {
+    using namespace new_open_attribute_layout;
+    info.details.decimal("attribute_type", entry.get(type));
+    info.inode = inode_ref(entry.get(file_reference));
+    info.details.file(info.inode);
+    info.details.number("lsn", entry.get(lsn));
+}
+
+}  // namespace
+
+void decode_mapping_pairs(entry_info& info, const operation_data& given) {
+    info.details.dump_group("mapping_pairs", given.bytes);
+}
+
+void decode_open_attribute(entry_info& info, const operation_data& given) {
+    const uni::byte_view entry = given.bytes;
+    constexpr std::size_t old_size = old_open_attribute_layout::size;
+    if (entry.size() < old_size) return;
+    info.details.open_group("open_attribute");
+    write_state(info.details, entry.get(open_attribute_layout::allocated_or_next_free));
+    if (entry.size() == old_size) {
+        write_old_entry(info, entry);
+    } else {
+        write_new_entry(info, entry);
+    }
     info.details.close_group();
 }
 

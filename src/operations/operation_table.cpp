@@ -71,6 +71,18 @@ constexpr operation_row operations[] = {
 };
 static_assert(std::size(operations) == highest_operation + 2);
 
+// Clears everything; strings keep their capacity.
+void reset_entry_info(entry_info& info) {
+    info.std_times = {};
+    info.name_times = {};
+    info.inode = {};
+    info.parent = {};
+    info.usn_time = 0;
+    info.usn_reason = 0;
+    info.name.clear();
+    info.details.clear();
+}
+
 // Kept: the target attribute is decimal in either base, as it is a number of the attribute table and no offset.
 void write_location(details_writer& details, const log_entry& entry) {
     details.open_group("location");
@@ -80,10 +92,10 @@ void write_location(details_writer& details, const log_entry& entry) {
     details.close_group();
 }
 
-void write_no_payload(details_writer& details, std::uint16_t expected, std::uint32_t actual) {
+void write_no_payload(details_writer& details, std::uint16_t expected) {
     details.open_group("no_payload");
     details.number("expected_size", expected);
-    details.decimal("actual_size", actual);
+    details.decimal("actual_size", 0);
     details.close_group();
 }
 
@@ -109,29 +121,26 @@ std::string_view event_word(std::uint16_t code) {
 
 void decode_redo(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;  // stays empty without redo bytes
-    static_cast<void>(redo_data(entry, window));
+    const data_window window = redo_data(entry);
     decode_data(entry.redo_op, entry, window, info);
     if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
         write_location(info.details, entry);
     }
     // Judged by the window as the header states it, not by what the payload holds of it.
     const std::uint16_t expected = entry.get(record_layout::redo_length);
-    if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent);
+    if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected);
 }
 
 void decode_facts(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;
     if (entry.redo_op >= std::size(operations) || !operations[entry.redo_op].dated) return;
-    static_cast<void>(redo_data(entry, window));
-    decode_data(entry.redo_op, entry, window, info);
+    decode_data(entry.redo_op, entry, redo_data(entry), info);
 }
 
 void decode_undo(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;
-    if (!undo_data(entry, window)) return;
+    data_window window = undo_data(entry);
+    if (window.length == 0) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data
     decode_data(entry.undo_op, entry, window, info);
 }

@@ -1,13 +1,30 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "logfile/log_entry.h"
 #include "logfile/operation.h"
-#include "operations/entry_info.h"
+#include "mft/inode_record.h"
+#include "operations/details_writer.h"
 
 namespace kest {
+
+// What decoding one log record yields. Each field holds the last value written: a record that carries several names or
+// attributes leaves the last one.
+struct entry_info {
+    explicit entry_info(details_writer& sink) : details(sink) {}
+
+    file_times std_times;          // of a $STANDARD_INFORMATION value
+    file_times name_times;         // of a $FILE_NAME value
+    inode_ref inode;               // number 0: unknown; sequence 0: unknown
+    inode_ref parent;              // likewise
+    std::uint64_t usn_time = 0;    // FILETIME of a journal record tied to this record
+    std::uint32_t usn_reason = 0;  // its reason mask
+    std::string name;
+    details_writer& details;  // where its text goes
+};
 
 // "Unk" for a code above 38.
 std::string_view operation_name(std::uint16_t code);

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "logfile/log_entry.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/volume_geometry.h"
 #include "mft/inode_ref.h"
 #include "portable/byte_view.h"
 

@@ -57,8 +57,7 @@ constexpr std::string_view kind_verbs[] = {
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
-constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
-static_assert(std::size(time_keys) == event_values::time_count);
+static_assert(std::size(file_time_rows) == event_values::time_count);
 
 template <class code, std::size_t count>
 std::string_view word_of(const std::string_view (&table)[count], code value) {
@@ -106,7 +105,7 @@ void append_short_path(std::string& out, std::string_view path) {
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
-        if (values.times[at]) details.time(time_keys[at], *values.times[at]);
+        if (values.times[at]) details.time(file_time_rows[at].key, *values.times[at]);
     }
     if (values.is_directory) details.field("flags", *values.is_directory ? "directory" : "plain_file");
     if (values.flags) {
@@ -116,10 +115,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
     if (values.size) details.number("size", *values.size);
     if (values.allocated) details.number("allocated", *values.allocated);
     if (values.valid) details.number("valid", *values.valid);
-    if (values.parent) {
-        details.number("parent_inode", values.parent->number());
-        details.number("parent_seq", values.parent->sequence());
-    }
+    if (values.parent) details.parent(*values.parent);
     if (!values.name.empty()) {
         details.evidence_text("name", values.name, details_writer::text_kind::name);
     }

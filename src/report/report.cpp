@@ -4,9 +4,7 @@
 #include "report/coverage_text.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
-#include "report/row_lines.h"
 #include "report/statistics.h"
-#include "transactions/entry_progress.h"
 #include "transactions/walk.h"
 
 namespace kest {

@@ -6,7 +6,7 @@
 
 #include "inputs/evidence.h"
 #include "logfile/log_entry.h"
-#include "operations/entry_info.h"
+#include "operations/operation_table.h"
 #include "outputs/diagnostics.h"
 
 namespace kest {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "operations/operation_table.h"
-#include "transactions/entry_progress.h"
 
 namespace kest {
 

@@ -184,10 +184,9 @@ TEST(data_windows, end_with_the_payload) {
                  .undo_length = t.undo_length};
         r.redo = {1, 2, 3, 4, 5, 6, 7, 8};
         const auto undo_of = [&r] {
-            data_window found;
             const bytes image = r.image();
-            const bool there = undo_data(make_log_entry(uni::byte_view(image), 0, false), found);
-            return window(there, found.begin, found.length, found.extent);
+            const data_window found = undo_data(make_log_entry(uni::byte_view(image), 0, false));
+            return window(found.length != 0, found.begin, found.length, found.extent);
         };
         EXPECT_EQ(decoded(r.image(), false).text, t.shown) << t.what;
         EXPECT_EQ(undo_of(), t.undo) << t.what;
