@@ -302,7 +302,6 @@ bool scan_logfile(log_store& store, const std::string& path) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
-    if (store.keeps_pages) return true;
     try {
         if (!store.keeps_pages) link_chains(store);
     } catch (const std::bad_alloc&) {

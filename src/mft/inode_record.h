@@ -66,9 +66,8 @@ struct inode_record {
     bool path_set = false;    // `path` holds a value
     bool path_final = false;  // the path reached the root
     bool in_use = false;
-    bool is_base = false;               // read as a complete base record
-    std::uint32_t flags = 0;            // inode_flags, and whatever else the file record header says
-    std::uint32_t file_attributes = 0;  // from $STANDARD_INFORMATION
+    bool is_base = false;     // read as a complete base record
+    std::uint32_t flags = 0;  // inode_flags, and whatever else the file record header says
     // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
     // few.
     uni::small_set<inode_ref> parents = {};
@@ -92,6 +91,12 @@ struct inode_record {
 
 // Stands in a path for whatever lies above a folder.
 inline constexpr std::string_view unknown_path = "<unk_path>\\";
+
+namespace path_rules {
+inline constexpr std::uint64_t root_number = 5;
+inline constexpr std::string_view root_text = "[root]";
+inline constexpr std::size_t longest = 98'301;  // bytes: three for each unit of the longest path that the system allows
+}  // namespace path_rules
 
 inline constexpr std::size_t most_parents = 1024;  // a file has no more names
 

@@ -35,9 +35,7 @@ constexpr std::uint64_t runs_for_a_start = 65'536;
 mft_source source_of(_inode_collection& collection) {
     const std::uint64_t claimed = collection.total_size / collection.record_size;
     return {.file = collection.mft_file,
-            .base_offset = collection.base_offset,
             .record_size = collection.record_size,
-            .parse_mask = collection.parse_mask,
             .reads = {reads_of_a_record, reads_for_a_start + std::min(claimed, most_reads_in_advance)},
             .runs = {runs_of_a_record, runs_for_a_start},
             .omitted = collection.omitted};
@@ -54,11 +52,10 @@ public:
 
     void run() {
         const uni::byte_block block(m_chunk * chunks_in_block);
-        uni::block_reader reader(m_source.file, m_source.base_offset, m_source.base_offset + m_store.total_size,
-                                 m_chunk);
+        uni::block_reader reader(m_source.file, 0, m_store.total_size, m_chunk);
         while (m_records_wanted != 0 && reader.advance()) {
             const uni::block_reader::block arrived = reader.read(block.bytes());
-            read_block(block.bytes().first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
+            read_block(block.bytes().first(arrived.bytes), arrived.offset, arrived.failed);
         }
         if (m_source.read_failed) m_store.incomplete = true;
     }
@@ -77,7 +74,7 @@ private:
     }
 
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
-        m_progress(m_source.base_offset + offset, m_store.total_size);
+        m_progress(offset, m_store.total_size);
         m_source.reads.add_common(reads_earned * m_records_wanted);
         m_source.runs.add_common(runs_earned * m_records_wanted);
         std::uint64_t inode = 0;
@@ -97,7 +94,6 @@ private:
         using namespace file_record_layout;
         const uni::byte_view view = bytes;
         if (!is_file_record(view)) return;
-        if (!m_store.all_records && (view.get(flags) & inode_flags::directory) == 0) return;
         inode = view.get(own_number);
         inode_record& record = m_store.records.emplace_back();
         if (!parse_mft_record(record, bytes, m_source)) {
@@ -143,7 +139,7 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
 std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
     if (number >= collection.total_size / collection.record_size) return {};
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const std::uint64_t offset = collection.base_offset + number * collection.record_size;
+    const std::uint64_t offset = number * collection.record_size;
     const uni::read_result got = collection.mft_file.read_at(bytes, offset);
     if (got.failed) collection.incomplete = true;
     if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};

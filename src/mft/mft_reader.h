@@ -9,10 +9,6 @@
 
 namespace kest {
 
-namespace parse_bits {
-inline constexpr std::uint32_t index_allocation = 1;  // keep the runs of $INDEX_ALLOCATION
-}
-
 // Opens an MFT and checks its first record; on success the file stays open in `collection` and `record_size` and
 // `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
 // does not begin with a file record.

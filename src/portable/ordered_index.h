@@ -141,9 +141,8 @@ public:
             m_run.push_back({key, position});
             return;
         }
-        const auto place = static_cast<std::uint32_t>(m_strays.size());
+        m_first_strays.find_or_add(key, static_cast<std::uint32_t>(m_strays.size()));
         m_strays.push_back({key, position});
-        if (m_first_strays.find(key) == nullptr) m_first_strays[key] = place;
     }
     // Adds unless the key is there already; says whether it added.
     bool add_unique(std::uint64_t key, std::uint32_t position) {

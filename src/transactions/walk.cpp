@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "format/number.h"
 #include "operations/operation_table.h"
+#include "portable/console.h"
 
 namespace kest {
 
@@ -73,7 +75,7 @@ public:
         const auto& heads = m_stores.log.chain_heads;
         for (std::size_t at = 0; at < heads.size(); ++at) {
             visit_older_records(heads[at].lsn);
-            if (m_settings.show_progress) m_progress.show(at + 1, heads.size());
+            if (m_settings.show_progress) show_entry_progress(at + 1, heads.size());
             visit_chain(heads[at]);
         }
     }
@@ -99,8 +101,7 @@ private:
 
     // Kept: a record's own time may lower the running estimate.
     void show_mft_record(const inode_record& record) {
-        journal_fact fact;
-        lookup_journal(m_stores.journal, record.usn, fact);
+        const journal_fact fact = lookup_journal(m_stores.journal, record.usn).value_or(journal_fact{});
         m_last_time = fact.time;
         if (!cv::has_calendar_form(fact.time)) {
             m_last_time = 0;
@@ -110,10 +111,9 @@ private:
     }
 
     bool lookup_cursor_record(journal_fact& fact) {
-        journal_fact found;
-        if (!m_journal_counts || !lookup_journal(m_stores.journal, cursor_record().usn, found)) return false;
-        fact = found;
-        return true;
+        const auto found = m_journal_counts ? lookup_journal(m_stores.journal, cursor_record().usn) : std::nullopt;
+        if (found) fact = *found;
+        return found.has_value();
     }
 
     void visit_chain(const chain_head& head) {
@@ -245,13 +245,20 @@ private:
     const std::unique_ptr<details_writer> m_redo_details, m_undo_details, m_no_details;
     entry_info m_redo, m_undo;  // of the record at hand
     entry_info m_facts;         // of a member whose row is still to come
-    entry_progress m_progress;
 };
 
 }  // namespace
 
 void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink) {
     transaction_walk(stores, settings, diags, sink).run();
+}
+
+void show_entry_progress(std::uint64_t done, std::uint64_t total) {
+    std::string text = "outputing entry: ";
+    append_decimal(text, done);
+    text += " of ";
+    append_decimal(text, total);
+    uni::progress_line(uni::status_width, text);
 }
 
 }  // namespace kest

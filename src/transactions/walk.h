@@ -3,15 +3,12 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 
-#include "format/number.h"
 #include "inputs/evidence.h"
 #include "journal/usn_journal.h"
 #include "mft/inode_record.h"
 #include "operations/operation_table.h"
 #include "outputs/diagnostics.h"
-#include "portable/console.h"
 #include "transactions/association.h"
 
 namespace kest {
@@ -65,19 +62,7 @@ struct walk_settings {
 // it. The stores grow by what the records prove.
 void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink);
 
-// Tells the operator how many transactions have been reported.
-class entry_progress {
-public:
-    void show(std::uint64_t done, std::uint64_t total) {
-        m_status.assign("outputing entry: ");
-        append_decimal(m_status, done);
-        m_status += " of ";
-        append_decimal(m_status, total);
-        uni::progress_line(uni::status_width, m_status);
-    }
-
-private:
-    std::string m_status;
-};
+// Shows the operator how many transactions have been reported.
+void show_entry_progress(std::uint64_t done, std::uint64_t total);
 
 }  // namespace kest
