@@ -32,7 +32,7 @@ double elapsed_seconds(std::uint64_t from, std::uint64_t to);
 // year 3001 on.
 bool has_calendar_form(std::uint64_t ticks);
 
-// False, with `out` left alone, for a value without a calendar form.
+// False, and `out` unchanged, for a value without a calendar form.
 [[nodiscard]] bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out);
 
 // The inverse. The fields must be a real date and time from 1601 on.

@@ -154,10 +154,10 @@ volume_geometry find_volume_geometry(const log_store& log) {
     return geometry;
 }
 
-bool is_written_at(const log_entry& entry, std::uint32_t cluster_size, std::uint64_t place) {
+bool is_written_at(const log_entry& entry, std::uint32_t cluster_size, std::uint64_t offset) {
     return entry.get(target_vcn) * cluster_size + offset_in_cluster(entry) + entry.get(record_offset) +
                entry.get(attribute_offset) ==
-           place;
+           offset;
 }
 
 }  // namespace kest

@@ -56,7 +56,8 @@ struct volume_geometry {
 
 volume_geometry find_volume_geometry(const log_store& log);
 
-// Whether the bytes that a log record writes lie at this place of their attribute, as a journal record does at its USN.
-bool is_written_at(const log_entry& entry, std::uint32_t cluster_size, std::uint64_t place);
+// Whether the bytes that a log record writes lie at this offset of their attribute, as a journal record does at its
+// USN.
+bool is_written_at(const log_entry& entry, std::uint32_t cluster_size, std::uint64_t offset);
 
 }  // namespace kest

@@ -23,13 +23,13 @@ constexpr std::size_t most_reserved = 1 << 20;  // records
 // What a walk may spend beyond reading the file once. In a sound MFT each extension record belongs to one base record,
 // so that a walk reads it at most once more, and an index has few runs; stale lists of deleted files get as much again.
 // What lies beyond was made to keep the program busy. The claim of a sparse file buys little in advance: the rest is
-// earned by the places for records that are really read.
+// earned by the records that are really read.
 constexpr std::uint64_t reads_of_a_record = 16;  // its own, as are the runs
 constexpr std::uint64_t reads_for_a_start = 1024;
 constexpr std::uint64_t most_reads_in_advance = 65'536;
-constexpr std::uint64_t reads_earned = 2;  // by each place
+constexpr std::uint64_t reads_earned = 2;  // by each record
 constexpr std::uint64_t runs_of_a_record = 16;
-constexpr std::uint64_t runs_earned = 16;  // by each place: together a quarter of the file
+constexpr std::uint64_t runs_earned = 16;  // by each record: together a quarter of the file
 constexpr std::uint64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {

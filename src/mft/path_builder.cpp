@@ -121,7 +121,7 @@ private:
         record.path = uni::shared_text(m_text);
         record.path_final = complete;
         record.path_set = true;
-        static_cast<void>(m_room.spend(m_text.size()));  // a name alone is always kept
+        static_cast<void>(m_room.spend(m_text.size()));  // a mere name is always kept
     }
 
     _inode_collection& m_store;

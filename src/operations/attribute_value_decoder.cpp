@@ -105,7 +105,7 @@ void write_nonempty(details_writer& details, std::string_view key, uni::byte_vie
 }
 
 // Kept: where the substitute name begins with zeros both names are looked for after them; and that there is a print
-// name in a value that is cut is judged by the substitute name's place, as if the link had no flags.
+// name in a value that is cut is judged by where the substitute name is, as if the link had no flags.
 void write_reparse_names(details_writer& details, const fragment& reparse) {
     const uni::byte_view value = reparse.bytes;
     using namespace reparse_layout;

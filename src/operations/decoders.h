@@ -13,7 +13,7 @@
 
 namespace kest {
 
-// An on-disk structure as far as a log record holds it: whole, cut at its end, or a piece of it laid into zeros.
+// An on-disk structure as far as a log record holds it: whole, cut at its end, or a piece of it among zeros.
 // Offsets count from the structure's first byte.
 struct fragment {
     uni::byte_view bytes;      // from the structure's first byte; also what follows it, where it is whole
@@ -36,10 +36,10 @@ inline fragment beginning_of(uni::byte_view bytes, bool partial) {
     return {bytes, partial, 0, bytes.size(), bytes.size()};
 }
 
-// Lays `piece` into an image of zeros, which must outlive the result; what does not fit is cut, and counts all the
+// Copies `piece` into an image of zeros, which must outlive the result; what does not fit is cut, and counts all the
 // same.
 template <std::size_t size>
-fragment lay_fragment(std::array<std::uint8_t, size>& image, std::size_t offset, uni::byte_view piece) {
+fragment image_fragment(std::array<std::uint8_t, size>& image, std::size_t offset, uni::byte_view piece) {
     const auto fitting = piece.slice(0, size - offset).bytes();
     std::copy(fitting.begin(), fitting.end(), image.begin() + static_cast<std::ptrdiff_t>(offset));
     const std::uint64_t end = offset + std::uint64_t{piece.size()};

@@ -20,8 +20,8 @@ public:
         if (most > m_capacity - m_size) grow(most);
         return m_bytes.get() + m_size;
     }
-    void end_at(const char* end) { m_size = place_of(end); }
-    std::size_t place_of(const char* at) const { return static_cast<std::size_t>(at - m_bytes.get()); }
+    void end_at(const char* end) { m_size = offset_of(end); }
+    std::size_t offset_of(const char* at) const { return static_cast<std::size_t>(at - m_bytes.get()); }
     void clear() { m_size = 0; }  // keeps the capacity
 
     std::size_t size() const { return m_size; }
@@ -188,12 +188,12 @@ private:
         *at = '{';
         m_listed = false;
         m_group_key = key;
-        m_group = m_text.place_of(at);
+        m_group = m_text.offset_of(at);
         m_text.end_at(at + 1);
         m_first = m_in_group = true;
         m_group_members.clear();
     }
-    // After themselves first, and then in their own place.
+    // After themselves first, and then where they belong.
     void put_group_in_order() {
         const std::size_t size = m_text.size() - m_group - 1;
         char* const after = m_text.room(size);
@@ -211,7 +211,7 @@ private:
     }
     void end_member(std::string_view key, const char* begin, char* end) {
         const bool listed = std::exchange(m_listed, false);
-        (m_in_group ? m_group_members : m_members).add(key, m_text.place_of(begin), m_text.place_of(end), listed);
+        (m_in_group ? m_group_members : m_members).add(key, m_text.offset_of(begin), m_text.offset_of(end), listed);
         if (listed) *end++ = ']';
         m_text.end_at(end);
         m_first = false;

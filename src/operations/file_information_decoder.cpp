@@ -155,7 +155,7 @@ void decode_resident_update(entry_info& info, const operation_data& given) {
                                  given.entry.get(record_layout::record_offset);  // wraps before the value
     if (offset > image_size) return;
     std::array<std::uint8_t, image_size> image{};
-    show_standard_information(info, lay_fragment(image, offset, given.bytes));
+    show_standard_information(info, image_fragment(image, offset, given.bytes));
 }
 
 // The bytes are what an index entry repeats of the file, from the times on, and perhaps the name.
@@ -163,7 +163,7 @@ void decode_duplicated_information(entry_info& info, const operation_data& given
     using namespace file_name_layout;
     if (given.bytes.size() < 24) return;
     std::array<std::uint8_t, longest> image{};
-    fragment value = lay_fragment(image, created.offset, given.bytes);
+    fragment value = image_fragment(image, created.offset, given.bytes);
     value.length = std::max<std::uint64_t>(smallest, value.length);
     show_file_name(info, value);
 }

@@ -80,7 +80,7 @@ std::uint64_t stated_value_end(uni::byte_view attribute) {
 }
 
 // Kept: where the value lies is reckoned from the name's length; the stored offset is not asked.
-std::uint32_t value_place(uni::byte_view attribute) {
+std::uint32_t value_begin(uni::byte_view attribute) {
     return (attribute.get(name_length) * 2U + 31U) & ~7U;
 }
 
@@ -118,10 +118,10 @@ void write_value_dump(details_writer& details, std::uint32_t type_code, uni::byt
 
 void decode_resident_value(entry_info& info, const fragment& record) {
     const uni::byte_view attribute = record.bytes;
-    const std::uint32_t place = value_place(attribute);
-    if (place >= attribute.get(record_length)) return;
-    const uni::byte_view value = attribute.from(place);
-    const uni::byte_view own = value.slice(0, attribute.get(record_length) - place);
+    const std::uint32_t begin = value_begin(attribute);
+    if (begin >= attribute.get(record_length)) return;
+    const uni::byte_view value = attribute.from(begin);
+    const uni::byte_view own = value.slice(0, attribute.get(record_length) - begin);
     for (const value_row& row : value_rows) {
         if (row.type != attribute.get(type)) continue;
         return row.decode(info, beginning_of(row.own_bytes ? own : value, record.partial));

@@ -95,7 +95,7 @@ void write_run_bytes(details_writer& details, const fragment& header) {
     details.dump("run_bytes", bytes.slice(mapping_pairs_offset.offset, length > pairs ? length - pairs : 0));
 }
 
-// A header of zeros that a fragment is laid into.
+// A header of zeros that a fragment is copied into.
 constexpr std::uint32_t image_size = compressed_size.end();
 using header_image = std::array<std::uint8_t, image_size>;
 
@@ -108,8 +108,8 @@ header_image make_image(std::uint8_t attribute_type) {
 }
 
 // A piece of a header counts as all that one can have.
-fragment lay_header(header_image& image, std::uint32_t offset, uni::byte_view piece) {
-    fragment header = lay_fragment(image, offset, piece);
+fragment image_header(header_image& image, std::uint32_t offset, uni::byte_view piece) {
+    fragment header = image_fragment(image, offset, piece);
     header.length = image_size;
     return header;
 }
@@ -127,7 +127,7 @@ void write_nonresident_header(entry_info& info, const fragment& header) {
 void decode_index_vcn(entry_info& info, const operation_data& given) {
     if (given.bytes.size() < 8) return;
     header_image image = make_image(attribute_type::index_allocation);
-    write_nonresident_header(info, lay_header(image, lowest_vcn.offset, given.bytes));
+    write_nonresident_header(info, image_header(image, lowest_vcn.offset, given.bytes));
 }
 
 // The bytes are the sizes: three, or four for a compressed attribute.
@@ -135,7 +135,7 @@ void decode_attribute_sizes(entry_info& info, const operation_data& given) {
     constexpr std::size_t three_sizes = 24;
     if (given.bytes.size() < three_sizes) return;
     header_image image = make_image(attribute_type::data);
-    const fragment header = lay_header(image, allocated_size.offset, given.bytes);
+    const fragment header = image_header(image, allocated_size.offset, given.bytes);
     if (given.bytes.size() != three_sizes) image[compression_unit.offset] = 1;
     info.details.open_group("new_sizes");
     write_nonresident_header(info, header);

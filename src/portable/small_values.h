@@ -47,14 +47,14 @@ public:
 
     // Says whether the value is new. Costs a step for each higher value in the set.
     bool insert(const value& v) {
-        const value* const place = std::lower_bound(begin(), end(), v);
-        if (place != end() && *place == v) return false;
-        const auto at = place - begin();
+        const value* const at = std::lower_bound(begin(), end(), v);
+        if (at != end() && *at == v) return false;
+        const auto offset = at - begin();
         if (m_count == 0) {
             m_single = v;
         } else {
             if (m_count == 1) m_many.assign(1, m_single);
-            m_many.insert(m_many.begin() + at, v);
+            m_many.insert(m_many.begin() + offset, v);
         }
         ++m_count;
         return true;
