@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "logfile/log_entry.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/operation.h"
+#include "logfile/volume_geometry.h"
 #include "mft/inode_ref.h"
 #include "portable/byte_view.h"
 

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "history/file_history.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/volume_geometry.h"
 #include "logfile/scanner.h"
 #include "mft/mft_reader.h"
 #include "support/mft_image.h"
