@@ -46,14 +46,14 @@ inline u64 clusters_of(const std::vector<cluster_run>& runs) {
     return sum;
 }
 
-// An attribute with these runs, each further on than the one before.
+// An attribute with these runs, each further on than the one before; one at cluster 0 is a hole.
 inline bytes in_clusters(u32 type, u16 id, std::u16string_view name, const std::vector<cluster_run>& runs = {},
                          u64 size = 0) {
     bytes pairs;
     for (u64 before = 0; const cluster_run& r : runs) {
-        const u64 step = r.lcn - std::exchange(before, r.lcn);
+        const u64 step = r.lcn == 0 ? 0 : r.lcn - std::exchange(before, r.lcn);
         const std::size_t length_width = (std::bit_width(r.clusters) + 7) / 8;
-        const std::size_t step_width = std::bit_width(step) / 8 + 1;  // signed
+        const std::size_t step_width = step == 0 ? 0 : std::bit_width(step) / 8 + 1;  // signed
         append(pairs, pack(static_cast<u8>(length_width | step_width << 4), part(pack(r.clusters), 0, length_width),
                            part(pack(step), 0, step_width)));
     }
@@ -84,6 +84,7 @@ struct volume_file {
     bool directory = false;
     bool large_index = false;  // the directory's entries lie in clusters
     u64 base = {};             // an extension record: reference of its base
+    std::u16string part = {};  // name of the system's own stream in it, or, without runs, of its index
     std::vector<name_image> names = {};
     file_times times = {};
     u32 attributes = {};
@@ -120,7 +121,7 @@ struct volume_file {
     }
 
     bytes data_attribute() const {
-        if (!runs.empty()) return in_clusters(types::data, 3, {}, runs, size);
+        if (!runs.empty()) return in_clusters(types::data, 3, part, runs, size);
         bytes content(size);
         for (std::size_t i = 0; i < content.size(); ++i)
             content[i] = static_cast<u8>("The quick brown fox. "[(i + number) % 21]);
@@ -130,9 +131,10 @@ struct volume_file {
     void append_index(std::vector<bytes>& out) const {
         const bytes shown = large_index ? index_end_entry : all_entries();
         const auto length = static_cast<u32>(16 + shown.size());
-        const auto head = pack(types::file_name, u32{1}, u32{4096}, u32{1}, u32{16}, length, length, u32{large_index});
+        const u32 type = part.empty() ? types::file_name : 0;
+        const auto head = pack(type, u32{1}, u32{4096}, u32{1}, u32{16}, length, length, u32{large_index});
         out.push_back(resident(types::index_root, pack(head, shown),
-                               {.name = u"$I30", .id = static_cast<u16>(large_index ? 7 : 4)}));
+                               {.name = part.empty() ? u"$I30" : part, .id = static_cast<u16>(large_index ? 7 : 4)}));
         if (!large_index) return;
         out.push_back(in_clusters(types::index_allocation, 5, u"$I30", {{index_lcn(), 1}}, 4096));
         out.push_back(resident(types::bitmap, pack(u64{1}), {.name = u"$I30", .id = 6}));
@@ -146,7 +148,8 @@ struct volume_file {
                                    pack(times.image(), attributes & 0xFFFF, at{52}, security_id, at{64}, usn)));
             for (const name_image& name : names)
                 all.push_back(name.attribute());
-            directory ? append_index(all) : all.push_back(data_attribute());
+            if (!directory) all.push_back(data_attribute());
+            if (directory || (!part.empty() && runs.empty())) append_index(all);
         }
         all.insert(all.end(), further.begin(), further.end());
         std::ranges::stable_sort(all, {}, [](const bytes& attribute) { return read<u32>(attribute, 0); });

@@ -23,7 +23,7 @@ struct volume_settings {
     u32 log_size = 64 * 1024;
     u32 log_first_page = 16384;
     u64 log_round = 1;
-    u64 first_usn = 0;
+    u64 first_usn = 0x140000;  // at the begin of a cluster; not 0
     u64 begin = {};  // ticks
 };
 
@@ -60,6 +60,12 @@ public:
         at(2).size = settings.log_size;
         at(3).further = {resident(0x60, pack(u"WORK"), {.id = 4}),
                          resident(0x70, pack(u64{0}, u8{3}, u8{1}, u16{0}), {.id = 5})};
+        at(24).part = u"$Q";
+        at(24).entries = {{u"1", account(1, 0)}, {u"2", account(2, 0)}};
+        at(26).part = u"$R";
+        at(27).part = u"$J";
+        at(27).runs = {{0, m_first_usn / 4096}, {journal_lcn, 7000}};
+        at(27).size = m_first_usn;
         for (auto& [n, f] : m_files)
             f.logged = f.all_attributes();
     }
@@ -191,15 +197,16 @@ public:
         const bytes by_id = pack(u64{0}, u16{40}, u16{4}, u32{0}, part(place, 4, 8), place, disk::at{40});
         log_index(at(9), {}, by_hash, {});
         log_index(at(9), {}, by_id, {});
-        log_file(at(24), {33, 33}, at(24).place_of(types::index_root), 96, pack(m_quota + f.size), pack(m_quota));
-        m_quota += f.size;
+        bytes& owned = at(24).entries.at(u"2");
+        const bytes before = std::exchange(owned, account(2, read<u64>(owned, 24) + f.size));
+        log_file(at(24), {33, 33}, at(24).place_of(types::index_root), 96, part(owned, 24), part(before, 24));
         end(f, f.names.front(), reasons::security);
     }
 
     void move_index_out(u32 directory) {
         volume_file& f = begin(directory);
         const bytes end_marker = pack(u64{0xFFFFFFFF});
-        log_file(f, {37, 0}, f.place_of(types::index_root), 0, bytes(24), {});
+        log_file(f, {37, 0}, f.place_of(0xFFFFFFFF) + end_marker.size(), 0, bytes(24), {});
         log_bits(21, true, f.index_lcn(), 1);
         f.large_index = true;
         log_attributes(f);
@@ -290,6 +297,11 @@ private:
                 append(names, tail_name(number | 8u << 16, "$I30"));
         }
         return names;
+    }
+
+    // An entry of $Q: an owner, and the bytes that are accounted for.
+    static bytes account(u32 owner, u64 used) {
+        return pack(u16{24}, u16{8}, u32{0}, u16{32}, u16{4}, u32{0}, owner, u32{0}, used);
     }
 
     // A table as a checkpoint writes it.
@@ -447,6 +459,8 @@ private:
         if (read<u32>(attribute, 0) != types::reparse_point) return;
         f.attributes ^= attribute_bits::reparse;
         const bytes entry = pack(u64{0}, u16{32}, u16{12}, u32{0}, read<u32>(attribute, 24), f.reference(), u32{0});
+        at(26).entries.clear();
+        if (added) at(26).entries[{}] = entry;
         added ? log_index(at(26), {}, entry, {}) : log_index(at(26), {}, {}, entry);
     }
 
@@ -464,17 +478,13 @@ private:
         const std::size_t page = (m_journal.size() + 4095) / 4096 * 4096;
         if (m_journal.size() + size > page) {
             m_journal.resize(page);
-            volume_file& journal = at(27);
-            const u64 old = m_first_usn + page;
-            log_file(journal, {11, 11}, journal.place_of(types::data), 0, pack(old + 4096, old + size, old + size),
-                     pack(old, old, old));
-            journal.size = page + 4096;
-            journal.runs = {{journal_lcn, journal.size / 4096}};
+            at(27).size = m_first_usn + page + size;
+            log_attributes(at(27));
         }
         reason |= f.reasons;  // they gather until the file is closed
         f.reasons = (reason & reasons::closed) != 0 ? 0 : reason & ~reasons::old_name;
         const u64 usn = m_first_usn + m_journal.size();
-        if ((reason & reasons::closed) != 0) f.usn = usn;
+        if ((reason & reasons::closed) != 0 && f.in_use) f.usn = usn;
         const bytes image = usn_image{.file = f.reference(),
                                       .parent = name.parent,
                                       .usn = usn,
@@ -534,7 +544,6 @@ private:
     std::set<u32> m_free;  // record numbers that were given back
     u32 m_next_number = 36;
     u64 m_next_cluster = 20000;
-    u64 m_quota = 0;  // bytes that are accounted for
     u32 m_transactions = 0;
     ending m_ending = ending::done;
     std::vector<record> m_steps;  // of the transaction at hand

@@ -4,7 +4,7 @@
 
 #include "coverage/logged_facts.h"
 #include "format/time.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/volume_geometry.h"
 
 namespace kest {
 

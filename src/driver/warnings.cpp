@@ -6,7 +6,7 @@
 #include "format/ascii_text.h"
 #include "format/number.h"
 #include "inputs/input_kind.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/volume_geometry.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 

@@ -1,6 +1,7 @@
 #include "events/derive_events.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -211,40 +212,30 @@ private:
         while (!facts.empty() || !changes.empty()) {
             inode_ref file = facts.empty() ? changes.front().file : facts.front()->file;
             if (!changes.empty()) file = std::min(file, changes.front().file);
-            find_events_of(
-                {.file = file,
-                 .transaction = transaction,
-                 .facts = take(facts, [file](const log_fact* fact) { return fact->file == file; }),
-                 .records = take(changes, [file](const owned_change& change) { return change.file == file; })});
+            const auto has_fact = [file](const log_fact* fact) { return fact->file == file; };
+            const auto has_change = [file](const owned_change& change) { return change.file == file; };
+            const auto stands = [&](const auto& one) { return has_fact(one) && !one->rolled_back; };
+            const auto change_stands = [&](const auto& one) { return has_change(one) && !one.record->rolled_back; };
+            const file_changes standing{file, transaction, take(facts, stands), take(changes, change_stands)};
+            const file_changes rolled_back{file, transaction, take(facts, has_fact), take(changes, has_change), true};
+            if (!is_system_file(file.number())) find_events_of({standing, rolled_back});
         }
     }
 
-    // `all` that the transaction has of the file.
-    void find_events_of(const file_changes& all) {
-        if (is_system_file(all.file.number())) return;
-        const auto standing_facts =
-            static_cast<std::size_t>(std::ranges::find_if(all.facts, &log_fact::rolled_back) - all.facts.begin());
-        const auto standing_changes = static_cast<std::size_t>(
-            std::ranges::find_if(all.records, [](const owned_change& one) { return one.record->rolled_back; }) -
-            all.records.begin());
-        file_changes standing = all;
-        standing.facts = all.facts.first(standing_facts);
-        standing.records = all.records.first(standing_changes);
-        file_changes rolled_back = all;
-        rolled_back.facts = all.facts.subspan(standing_facts);
-        rolled_back.records = all.records.subspan(standing_changes);
-        rolled_back.rolled_back = true;
+    // All that the transaction has of one file.
+    void find_events_of(const std::array<file_changes, 2>& all) {
         event_subject subject;
-        for (const log_fact* const fact : all.facts) {
-            if (fact->in_journal_file()) subject.source = event_source::both;
-        }
         const std::size_t first = m_subjects.size();
-        for (const file_changes& some : {standing, rolled_back}) {
+        for (const file_changes& some : all) {
+            const auto in_file = [](const log_fact* fact) { return fact->in_journal_file(); };
+            if (std::ranges::any_of(some.facts, in_file)) subject.source = event_source::both;
+        }
+        for (const file_changes& some : all) {
             if (some.facts.empty() && some.records.empty()) continue;
             m_subjects.push_back(subject);
             m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
-        learn(standing, m_subjects[first].journal_time);
+        learn(all.front(), m_subjects[first].journal_time);
     }
 
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
@@ -260,7 +251,8 @@ private:
             if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
             if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
-        const event_time when = m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn);
+        const event_time when =
+            m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn);
         if (when.clock != event_clock::not_before) past.last_event = journal_time != 0 ? journal_time : when.time;
         for (const owned_change& one : changes.records) {
             const standard_change* const standard = m_history.standard_of(*one.record);

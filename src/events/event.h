@@ -30,7 +30,7 @@ enum class event_kind : std::uint8_t {
     reparse_point_removed,
     object_id_set,
     clock_set_back,  // of no file
-    reason_given,      // what only a journal record says
+    reason_given,    // what only a journal record says
 };
 
 // Where the event is from.

@@ -15,33 +15,33 @@ using namespace usn_reasons;
 // Copying a file sets its times within so many transactions and ticks after its creation.
 constexpr std::uint32_t copy_transactions = 6;
 constexpr std::uint64_t copy_duration = 2 * cv::ticks_per_second;
+constexpr std::uint64_t time_zones = 86'400 * cv::ticks_per_second;
 // For so long the system remembers the name and the creation time of a file.
 constexpr std::uint64_t tunneling_duration = 15 * cv::ticks_per_second;
 // Bits above are marks of the index entry, which come and go by themselves.
 constexpr std::uint32_t attribute_bits = 0x0FFF'FFFF;
 
 // Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends.
-constexpr std::uint32_t covered_reasons[] = {
-    usn_reasons::created,
-    deleted,
-    old_name | new_name,  // renamed
-    old_name | new_name,  // moved
-    hard_link,
-    hard_link,
-    stream,
-    stream,
-    0,                                   // resized
-    basic_info,                          // times_set
-    basic_info,                          // times_copied
-    overwritten | appended | truncated,  // written
-    0,                                   // read
-    0,                                   // metadata_changed
-    basic_info,                          // attributes_set
-    reparse_point,
-    reparse_point,
-    object_id,
-    0,   // clock_set_back
-    0};  // reason_given
+constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
+                                             deleted,
+                                             old_name | new_name,  // renamed
+                                             old_name | new_name,  // moved
+                                             hard_link,
+                                             hard_link,
+                                             stream,
+                                             stream,
+                                             0,                                   // resized
+                                             basic_info,                          // times_set
+                                             basic_info,                          // times_copied
+                                             overwritten | appended | truncated,  // written
+                                             0,                                   // read
+                                             0,                                   // metadata_changed
+                                             basic_info,                          // attributes_set
+                                             reparse_point,
+                                             reparse_point,
+                                             object_id,
+                                             0,   // clock_set_back
+                                             0};  // reason_given
 static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
 
 // What became of an attribute of a file, which is `born` if this transaction creates it.
@@ -75,9 +75,10 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     find_link_changes(m_links, changes.facts, m_attributes);
     if (!find_creation() && !find_deletion()) {
         if (!find_links()) find_attributes();
-        find_times();
+        find_times(false);
     }
     if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
+    if (m_out.size() == m_first) find_times(true);
 }
 
 void file_events::find_attributes() {
@@ -262,8 +263,8 @@ void file_events::find_flags(const record_change& record, const standard_change&
 }
 
 // Times that a program set are always an event. Those that the system set are one where nothing else of the transaction
-// explains them.
-void file_events::find_times() {
+// explains them: that the file was written to goes before the reasons of a journal, the others after them.
+void file_events::find_times(bool after_reasons) {
     const bool explained = m_out.size() != m_first;
     for (const owned_change& one : m_changes->records) {
         const standard_change* const standard = m_context.history.standard_of(*one.record);
@@ -276,8 +277,8 @@ void file_events::find_times() {
                                     .names_changed = m_context.clock.names_changed(*one.record),
                                     .last_event = m_past.last_event});
         if (!change.kind) continue;
-        const bool by_program = change.kind == event_kind::times_set || change.kind == event_kind::times_copied;
-        if (!by_program && explained) continue;
+        const bool is_minor = change.kind == event_kind::read || change.kind == event_kind::metadata_changed;
+        if (is_minor != after_reasons || (change.kind == event_kind::written && explained)) continue;
         found_event& found = add(*change.kind, standard->proof);
         found.record = one.record;
         found.own_time = change.ticks;
@@ -286,7 +287,8 @@ void file_events::find_times() {
     }
 }
 
-// The new creation time is that of the file whose name it has now, and which was removed a moment before it was created.
+// The new creation time is that of the file whose name it has now, and which was removed a moment before it was
+// created.
 bool file_events::is_tunneled(const standard_change& change) const {
     const auto creation = change.after.times[0].whole();
     const moment when{m_context.log.entries[change.proof].this_lsn};
@@ -301,14 +303,21 @@ bool file_events::is_tunneled(const standard_change& change) const {
     return removed.time != 0 && m_past.birth_time <= removed.time + tunneling_duration;
 }
 
-// What makes a copy, or unpacks an archive, gives a file its times before it closes it, or right after it is made.
+// What makes a copy, or unpacks an archive, gives a file its times before it closes it, or right after it is made:
+// times of the past, or of another time zone.
 bool file_events::is_copying(const standard_change& change) const {
-    if (m_past.birth_time == 0) return false;
+    if (m_past.birth_time == 0 || change.before.times == change.after.times) return false;
+    for (std::size_t at = 0; at < change.after.times.size(); ++at) {
+        const std::uint64_t time = change.after.times[at].whole().value_or(0);
+        const bool is_new = change.before.times[at] != change.after.times[at];
+        if (is_new && (!cv::has_calendar_form(time) || time > m_past.birth_time + time_zones)) return false;
+    }
     if ((m_past.reasons & usn_reasons::created) != 0) return true;
     const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn;
     std::uint64_t latest = std::max(m_context.clock.latest_before(lsn), m_journal_time);
-    for (const std::uint64_t time : {new_change_time(change), change.before.times[1].whole().value_or(0),
-                                     change.before.times[2].whole().value_or(0)}) {
+    if (m_context.clock.has_passed(new_change_time(change), lsn)) latest = std::max(latest, new_change_time(change));
+    for (std::size_t at = 1; at < change.before.times.size(); ++at) {
+        const std::uint64_t time = change.before.times[at].whole().value_or(0);
         if (m_context.clock.has_passed(time, lsn)) latest = std::max(latest, time);
     }
     return m_changes->transaction.number - m_past.birth_transaction <= copy_transactions &&

@@ -13,11 +13,11 @@ namespace kest {
 
 // What earlier transactions state of a file.
 struct file_past {
-    std::uint32_t reasons = 0;  // of its journal records since it was last closed
+    std::uint32_t reasons = 0;     // of its journal records since it was last closed
     std::uint64_t birth_time = 0;  // ticks; 0 if its creation is not in the log so far
     std::uint32_t birth_transaction = 0;
     std::uint64_t last_event = 0;  // ticks, of the last transaction on the file that has a time of its own
-    file_name_view name = {};   // by the last index entry that was added, a DOS name aside
+    file_name_view name = {};      // by the last index entry that was added, a DOS name aside
 };
 
 // What is known of a log beside the transaction at hand.
@@ -29,8 +29,8 @@ struct event_context {
     file_tunneling& tunneling;
     const log_clock& clock;
     std::span<const std::uint32_t> transactions;  // numbers by position in the log
-    const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
-    const uni::seeded_map<file_past>& past;  // by file reference
+    const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
+    const uni::seeded_map<file_past>& past;       // by file reference
 };
 
 // A file in the transaction at hand.
@@ -51,12 +51,12 @@ struct found_event {
     file_name_view old_name = {};           // of a rename
     const record_change* record = nullptr;  // where the event shows in more than an attribute
     joined_change attribute = {};
-    const log_fact* journal_record = nullptr;  // that proves it
-    std::uint32_t known_reasons = 0;           // before it
-    std::uint32_t new_reasons = 0;             // an event each
-    std::uint64_t birth_time = 0;              // of copied times: ticks
+    const log_fact* journal_record = nullptr;    // that proves it
+    std::uint32_t known_reasons = 0;             // before it
+    std::uint32_t new_reasons = 0;               // an event each
+    std::uint64_t birth_time = 0;                // of copied times: ticks
     std::uint32_t transactions_since_birth = 0;  // likewise
-    std::uint64_t own_time = 0;                // ticks that the file's record gets with it; 0: none
+    std::uint64_t own_time = 0;                  // ticks that the file's record gets with it; 0: none
 };
 
 // Finds the events of one file in one transaction.
@@ -81,7 +81,7 @@ private:
     std::optional<file_name_view> name_at_birth() const;
     void find_attributes();
     void find_new_size(const joined_change& change);
-    void find_times();
+    void find_times(bool after_reasons);
     void find_flags(const record_change& record, const standard_change& change);
     bool is_tunneled(const standard_change& change) const;
     bool is_copying(const standard_change& change) const;

@@ -48,7 +48,7 @@ const folder_path& folder_paths::at(inode_ref folder, const moment& when) {
         build(m_path, folder, when);
         return m_path;
     }
-    const kept_moment asked{when.lsn, m_names.renames_until(*when.journal_offset)};
+    const std::pair asked{when.lsn, m_names.renames_until(*when.journal_offset)};
     if (asked != m_moment || m_kept_bytes > most_kept) {
         m_kept.clear();
         m_kept_bytes = 0;

@@ -29,13 +29,6 @@ public:
     const folder_path& at(inode_ref folder, const moment& when);
 
 private:
-    // What the kept paths of the journal file have in common: an LSN, and so many renames.
-    struct kept_moment {
-        std::uint64_t lsn = 0;
-        std::uint64_t renames = 0;
-        bool operator==(const kept_moment&) const = default;
-    };
-
     void build(folder_path& path, inode_ref folder, const moment& when);
     bool climb(folder_path& path, inode_ref folder, const moment& when);
 
@@ -45,8 +38,8 @@ private:
     std::vector<resolved_name> m_parts;    // from the folder up
     uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it
     std::uint64_t m_climb = 0;
-    kept_moment m_moment;
-    uni::seeded_map<folder_path> m_kept;  // by file reference
+    std::pair<std::uint64_t, std::uint64_t> m_moment;  // of the kept paths: an LSN, and renames in the journal file
+    uni::seeded_map<folder_path> m_kept;               // by file reference
     std::size_t m_kept_bytes = 0;
 };
 

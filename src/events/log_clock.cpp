@@ -16,9 +16,6 @@ namespace {
 
 constexpr std::uint64_t never = ~std::uint64_t{0};
 
-// Two threads may write in another order than they asked for the time. What falls by more was set back.
-constexpr std::uint64_t jitter = cv::ticks_per_second;
-
 // What a program sets as a time may be any time. After the last time that the system states, one that is further ahead
 // is not taken for the clock's.
 constexpr std::uint64_t one_day = 86'400 * cv::ticks_per_second;
@@ -79,9 +76,8 @@ void log_clock::list_changes() {
     for (std::uint32_t at = 0; at < all.size(); ++at) {
         if (!all[at].rolled_back) m_changes.push_back(at);
     }
-    std::ranges::sort(m_changes, {}, [this, all](std::uint32_t at) {
-        return std::tuple(all[at].number, lsn_of(all[at].first));
-    });
+    std::ranges::sort(m_changes, {},
+                      [this, all](std::uint32_t at) { return std::tuple(all[at].number, lsn_of(all[at].first)); });
     std::ranges::copy_if(m_changes, std::back_inserter(m_writes), [this, all](std::uint32_t at) {
         const standard_change* const standard = m_history.standard_of(all[at]);
         if (standard == nullptr) return all[at].is_birth() || all[at].is_end();
@@ -102,7 +98,8 @@ void log_clock::add(const transaction_facts& transaction) {
         if (time != 0) m_stated.push_back({lsn, time, transaction.number, fact.position, event_clock::journal});
     }
     std::ranges::stable_sort(m_entries, [](const index_change& a, const index_change& b) {
-        if (a.file != b.file) return a.file.number() != b.file.number() ? a.file.number() < b.file.number() : a.file < b.file;
+        if (a.file != b.file)
+            return a.file.number() != b.file.number() ? a.file.number() < b.file.number() : a.file < b.file;
         return compare_links(a.name, b.name) < 0;
     });
     add_births(transaction.number);
@@ -118,7 +115,8 @@ void log_clock::add_births(std::uint32_t transaction) {
         if (time == 0) continue;
         const auto named = std::ranges::lower_bound(m_entries, change.number, {},
                                                     [](const index_change& entry) { return entry.file.number(); });
-        if (change.before.in_use != false && (named == m_entries.end() || named->file.number() != change.number)) continue;
+        if (change.before.in_use != false && (named == m_entries.end() || named->file.number() != change.number))
+            continue;
         m_stated.push_back({lsn_of(change.image), time, transaction, change.image, event_clock::record});
     }
 }
@@ -135,9 +133,8 @@ void log_clock::add_names(std::uint32_t transaction) {
             m_names.push_back({entry->name.parent().number(), entry->lsn, transaction});
             added = entry->added ? std::max(added, entry->lsn) : added;
             removed = removed || !entry->added;
-            const bool has_twin =
-                (entry != begin && compare_links(std::prev(entry)->name, entry->name) == 0) ||
-                (std::next(entry) != end && compare_links(std::next(entry)->name, entry->name) == 0);
+            const bool has_twin = (entry != begin && compare_links(std::prev(entry)->name, entry->name) == 0) ||
+                                  (std::next(entry) != end && compare_links(std::next(entry)->name, entry->name) == 0);
             moved_only = moved_only && has_twin;
         }
         if (added != 0 && removed && !moved_only) {
@@ -161,9 +158,8 @@ void log_clock::seal() {
     const auto order = [](const moment& a, const moment& b) { return by_lsn(a.lsn, a.ticks, b.lsn, b.ticks); };
     std::ranges::sort(m_stated, order);
     find_set_backs();
-    std::ranges::sort(m_names, {}, [](const name_change& change) {
-        return std::tuple(change.of_folder, change.number, change.lsn);
-    });
+    std::ranges::sort(
+        m_names, {}, [](const name_change& change) { return std::tuple(change.of_folder, change.number, change.lsn); });
     for (std::size_t at = 0; at < m_names.size(); ++at) {
         const bool has_next = at + 1 != m_names.size() && m_names[at + 1].of_folder == m_names[at].of_folder &&
                               m_names[at + 1].number == m_names[at].number;
@@ -185,7 +181,7 @@ void log_clock::find_set_backs() {
     for (std::size_t at = 1; at < m_stated.size(); ++at) {
         const moment& was = m_stated[at - 1];
         const moment& is = m_stated[at];
-        if (is.ticks + jitter >= was.ticks) continue;
+        if (!is_set_back(was.ticks, is.ticks)) continue;
         m_falls.push_back({was.lsn, is.lsn, is.position, is.transaction, is.clock, was.ticks, is.ticks});
     }
     m_set_back = m_falls;
@@ -202,8 +198,8 @@ void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
     const std::uint64_t write_lsn = lsn_of(write->first);
     if (time == 0 || !fits(time, change.lsn)) return;
     if (next_lsn > write_lsn && !has_gap(change.lsn, write_lsn)) {
-        m_found.push_back({change.lsn, time, change.transaction, 0,
-                           change.of_folder ? event_clock::folder : event_clock::record});
+        m_found.push_back(
+            {change.lsn, time, change.transaction, 0, change.of_folder ? event_clock::folder : event_clock::record});
     }
     std::uint64_t& limit = m_limits[change.transaction];
     limit = limit == 0 ? time : std::min(limit, time);
@@ -227,7 +223,8 @@ bool log_clock::has_gap(std::uint64_t from, std::uint64_t to) const {
     return gap != m_gaps.end() && gap->before < to;
 }
 
-// Whether the system's own times leave room for it. Between two of which the later is the lower, the clock was set back.
+// Whether the system's own times leave room for it. Between two of which the later is the lower, the clock was set
+// back.
 bool log_clock::fits(std::uint64_t ticks, std::uint64_t lsn) const {
     const auto next = std::ranges::lower_bound(m_stated, lsn, {}, &moment::lsn);
     const bool ends = next == m_stated.end();
@@ -235,7 +232,7 @@ bool log_clock::fits(std::uint64_t ticks, std::uint64_t lsn) const {
     const std::uint64_t high = ends ? never : next->ticks;
     const std::uint64_t low = begins ? 0 : std::prev(next)->ticks;
     if (ends && !begins) return ticks >= low && ticks - low <= one_day;
-    if (high + jitter < low) return ticks >= low || ticks <= high;
+    if (is_set_back(low, high)) return ticks >= low || ticks <= high;
     return low <= ticks && ticks <= high;
 }
 
@@ -255,7 +252,7 @@ void log_clock::keep_agreeing() {
 // Of times between two that the system states as many as can be so that none falls.
 void log_clock::keep_agreeing(std::size_t begin, std::size_t end, std::vector<moment>& kept) {
     constexpr std::size_t none = ~std::size_t{0};
-    std::vector<std::size_t> ends;                     // by length: where the run with the lowest last time ends
+    std::vector<std::size_t> ends;  // by length: where the run with the lowest last time ends
     std::vector<std::size_t> previous(end - begin, none);
     for (std::size_t at = begin; at < end; ++at) {
         const auto longer = std::ranges::upper_bound(ends, m_found[at].ticks, {},
@@ -288,7 +285,7 @@ event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn) cons
     if (own.ticks != 0) return {own.ticks, 0, own.clock};
     const std::uint64_t low = lower(lsn);
     std::uint64_t high = upper(lsn);
-    if (high + jitter < low && high != never) return {};  // the clock was set back, before it or after
+    if (is_set_back(low, high)) return {};  // before it or after
     high = std::max(high, low);
     const std::uint64_t limit = m_limits[transaction];
     if (limit >= std::max<std::uint64_t>(low, 1)) high = std::min(high, limit);
@@ -316,9 +313,7 @@ bool log_clock::was_set_back_to(std::uint64_t ticks, std::uint64_t lsn) const {
 
 bool log_clock::names_changed(const record_change& folder) const {
     const std::uint64_t lsn = lsn_of(folder.last);
-    const auto key = [](const name_change& change) {
-        return std::tuple(change.of_folder, change.number, change.lsn);
-    };
+    const auto key = [](const name_change& change) { return std::tuple(change.of_folder, change.number, change.lsn); };
     const auto next_name = std::ranges::lower_bound(m_names, std::tuple(true, folder.number, lsn), {}, key);
     if (next_name == m_names.begin()) return false;
     const name_change& name = *std::prev(next_name);

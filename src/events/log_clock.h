@@ -6,6 +6,7 @@
 
 #include "events/event.h"
 #include "events/log_facts.h"
+#include "format/time.h"
 #include "history/file_history.h"
 #include "logfile/lsn_layout.h"
 #include "mft/record_view.h"
@@ -23,10 +24,16 @@ struct clock_change {
     std::uint64_t after = 0;
 };
 
+// Whether the clock was set back from one time to the other: two threads may write in another order than they asked for
+// the time.
+constexpr bool is_set_back(std::uint64_t before, std::uint64_t after) {
+    return after < before && before - after > cv::ticks_per_second;
+}
+
 // What the system's clock showed along the log. Two kinds of records state it by themselves: journal records, and new
 // file records, whose times the system sets. Between two of these it is known from what the system writes after a
-// name has changed: the folder's times, and those of a file that got another name. A program can set such times, too, so
-// they count as far as they fit the clock, and as most of them agree.
+// name has changed: the folder's times, and those of a file that got another name. A program can set such times, too,
+// so they count as far as they fit the clock, and as most of them agree.
 class log_clock {
 public:
     // `history` must outlive it.
@@ -95,16 +102,16 @@ private:
     // Of the history: those of one file record together, by LSN.
     std::vector<std::uint32_t> m_changes;
     std::vector<std::uint32_t> m_writes;  // of these those that set the time of modification, or are birth or end
-    std::vector<index_change> m_entries;    // of one transaction, by file and name
+    std::vector<index_change> m_entries;  // of one transaction, by file and name
     std::vector<name_change> m_names;
     std::vector<lsn_gap> m_gaps;
-    std::vector<moment> m_stated;           // by LSN: what the system states
-    std::vector<moment> m_found;            // likewise: what follows from writes that came later
-    std::vector<moment> m_moments;          // both
-    std::vector<moment> m_own;              // by transaction: its best time
-    std::vector<std::uint64_t> m_limits;    // by transaction: it was not after this; 0: not known
-    std::vector<clock_change> m_set_back;   // by transaction
-    std::vector<clock_change> m_falls;      // the same by LSN
+    std::vector<moment> m_stated;          // by LSN: what the system states
+    std::vector<moment> m_found;           // likewise: what follows from writes that came later
+    std::vector<moment> m_moments;         // both
+    std::vector<moment> m_own;             // by transaction: its best time
+    std::vector<std::uint64_t> m_limits;   // by transaction: it was not after this; 0: not known
+    std::vector<clock_change> m_set_back;  // by transaction
+    std::vector<clock_change> m_falls;     // the same by LSN
 };
 
 }  // namespace kest

@@ -54,6 +54,7 @@ log_facts::log_facts(const log_store& log, const transaction_states& states, con
 void log_facts::read_record(std::uint32_t position, const mft_geometry& geometry) {
     const log_entry& entry = m_log.entries[position];
     if (splits_index(entry)) m_extents.back().splits_index = true;
+    if (!may_name_file(entry)) return;
     const record_fact fact = proved_fact(entry, geometry);
     if (fact.kind == fact_kind::taken) m_taken.push_back(fact.file.number());
     if (!counts(fact, entry, geometry)) return;

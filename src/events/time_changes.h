@@ -12,11 +12,11 @@ namespace kest {
 // What is known of a file when its four times are written.
 struct time_circumstances {
     const log_clock& clock;
-    std::uint64_t lsn = 0;           // of the write
-    bool tunneled = false;           // the creation time is that of a file of this name that went from this folder
-    bool copying = false;            // it was created as short a time ago as a copy takes
-    bool names_changed = false;      // in the folder, since its times were last written
-    std::uint64_t last_event = 0;    // ticks of the file's last event; 0: not known
+    std::uint64_t lsn = 0;         // of the write
+    bool tunneled = false;         // the creation time is that of a file of this name that went from this folder
+    bool copying = false;          // it was created as short a time ago as a copy takes
+    bool names_changed = false;    // in the folder, since its times were last written
+    std::uint64_t last_event = 0;  // ticks of the file's last event; 0: not known
 };
 
 // What a write of the four times says. The system sets each to the present time: of modification when the data are

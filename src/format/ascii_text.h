@@ -6,7 +6,7 @@
 
 namespace kest {
 
-// Letters are folded as ASCII, whatever the locale; other bytes are left alone.
+// Letters are folded as ASCII, whatever the locale; other bytes stay.
 std::string lower_case(std::string_view text);
 bool equal_folded(std::string_view a, std::string_view b);
 

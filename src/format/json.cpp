@@ -201,12 +201,12 @@ void json_members::clear() {
     m_repeat = false;
 }
 
-bool json_members::join_known(std::size_t place) {
+bool json_members::join_known(std::size_t index) {
     for (std::size_t at = 0; at != none; at = m_members[at].next_key) {
         member& known = m_members[at];
-        if (at == place || known.key != m_members[place].key) continue;
-        m_members[known.last].next = place;
-        known.last = place;
+        if (at == index || known.key != m_members[index].key) continue;
+        m_members[known.last].next = index;
+        known.last = index;
         m_repeat = true;
         return true;
     }

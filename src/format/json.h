@@ -56,9 +56,6 @@ public:
         if (!value.empty()) text(key, value);
     }
     void number(std::string_view key, std::uint64_t value);
-    void number_if_any(std::string_view key, std::uint64_t value) {
-        if (value != 0) number(key, value);
-    }
     void truth(std::string_view key, bool value);
     void time(std::string_view key, std::uint64_t ticks);         // cut to six digits; nothing for 0
     void value(std::string_view key, std::string_view json);      // JSON as it stands
@@ -92,12 +89,12 @@ public:
     // words of ours.
     void add(std::string_view key, std::size_t begin, std::size_t end, bool listed) {
         const std::uint64_t bit = std::uint64_t{1} << ((key.size() * 7 + static_cast<std::uint8_t>(key.back())) % 64);
-        const std::size_t place = m_members.size();
-        m_members.push_back({key, begin, end, none, place, none, listed});
-        if ((m_seen & bit) != 0 && join_known(place)) return;
+        const std::size_t index = m_members.size();
+        m_members.push_back({key, begin, end, none, index, none, listed});
+        if ((m_seen & bit) != 0 && join_known(index)) return;
         m_seen |= bit;
-        if (place != 0) m_members[m_last_key].next_key = place;
-        m_last_key = place;
+        if (index != 0) m_members[m_last_key].next_key = index;
+        m_last_key = index;
     }
     // Whether a key came again: the members are not what their text is.
     bool repeat() const { return m_repeat; }
@@ -116,7 +113,7 @@ private:
         bool listed;
     };
 
-    bool join_known(std::size_t place);
+    bool join_known(std::size_t index);
 
     std::vector<member> m_members;
     std::size_t m_last_key = 0;

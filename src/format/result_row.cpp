@@ -218,12 +218,12 @@ void row_writer::write_wide_row(const result_row& row) {
 }
 
 void row_writer::write_wide_text(std::string_view text, std::size_t column) {
-    const bool words_alone = m_columns[column].words_alone;
+    const bool words_only = m_columns[column].words_only;
     const bool lone_returns = marks_lone_returns(text);
     std::string piece;
     for (std::size_t at = 0; at < text.size();) {
         piece.clear();
-        if (m_style.marks_line_ends && !words_alone) {
+        if (m_style.marks_line_ends && !words_only) {
             at = append_marked(piece, text, at, lone_returns, most_in_place);
         } else {
             piece = text.substr(at, most_in_place);
@@ -254,7 +254,7 @@ bool row_writer::needs_quotes(std::string_view text) const {
 void row_writer::mark_line_ends(result_row& row) const {
     for (std::size_t at = 0; at < row.cells().size(); ++at) {
         result_cell& cell = row.cells()[at];
-        if (m_columns[at].words_alone || cell.is_number()) continue;
+        if (m_columns[at].words_only || cell.is_number()) continue;
         if (cell.value().size() > most_in_place || !holds_line_end(cell.value())) continue;
         const std::string text(cell.value());
         cell.type = result_cell::kind::own_text;

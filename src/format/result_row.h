@@ -24,7 +24,7 @@ struct row_style {
 struct row_column {
     std::string title;
     std::size_t width = 0;         // bytes
-    bool words_alone = false;      // words of ours and numbers, which hold neither separator nor line end
+    bool words_only = false;       // words of ours and numbers, which hold neither separator nor line end
     bool marks_separator = false;  // what separates fields becomes a word in a value, and is not replaced
 };
 
@@ -42,7 +42,7 @@ struct result_cell {
     bool is_number() const { return type == kind::number || type == kind::wide_number; }
 };
 
-// A report line as cells, named by their column's place.
+// A report line as cells, by column.
 class result_row {
 public:
     explicit result_row(std::size_t columns) : m_cells(columns) {}
@@ -93,7 +93,7 @@ private:
     void mark_line_ends(result_row& row) const;
     void mark_separators(result_row& row) const;
     bool replaces(std::size_t column) const {
-        return m_style.sep_char != '\0' && !m_columns[column].words_alone && !m_columns[column].marks_separator;
+        return m_style.sep_char != '\0' && !m_columns[column].words_only && !m_columns[column].marks_separator;
     }
     std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
     char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;

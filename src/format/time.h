@@ -32,7 +32,7 @@ double elapsed_seconds(std::uint64_t from, std::uint64_t to);
 // year 3001 on.
 bool has_calendar_form(std::uint64_t ticks);
 
-// False, with `out` left alone, for a value without a calendar form.
+// False, and `out` unchanged, for a value without a calendar form.
 [[nodiscard]] bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out);
 
 // The inverse. The fields must be a real date and time from 1601 on.
@@ -80,3 +80,13 @@ void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t
 void append_internet_time(std::string& out, std::uint64_t ticks, unsigned digits, std::string_view zone = "Z");
 
 }  // namespace cv
+
+namespace kest {
+
+// How numbers and times are written in a report. All that a decoder needs to know of the options.
+struct text_style {
+    bool base16 = true;  // numbers in hexadecimal
+    cv::format_flags time_format;
+};
+
+}  // namespace kest

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 #include "journal/usn_record.h"
 #include "mft/mft_reader.h"
 #include "operations/record_fact.h"
+#include "portable/seeded_map.h"
 
 namespace kest {
 
@@ -23,7 +25,7 @@ bool changes_file_record(const log_entry& entry) {
     return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
 }
 
-// What a step cannot be taken back over.
+// What cannot be undone.
 bool is_final(const record_step& step) {
     if (step.redo.operation == initialize_file_record_segment) return true;
     if (step.redo.operation == noop || step.redo.operation == zero_end_of_file_record) return false;
@@ -48,7 +50,7 @@ bool names_another(const log_entry& entry, std::uint64_t number) {
 
 // The log's records that change file records, by number and LSN; of those with one LSN one that a transaction has.
 std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t record_size) {
-    const mft_geometry place{inputs.geometry.cluster_size(), record_size};
+    const mft_geometry geometry{inputs.geometry.cluster_size(), record_size};
     const auto& entries = inputs.log.entries;
     std::vector<target> targets;
     for (std::uint32_t at = 0; at < entries.size(); ++at) {
@@ -56,7 +58,7 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
         if (inputs.transactions.number[at] == transaction_view::none || !changes_file_record(entry)) continue;
         const std::uint32_t stated = stated_record_size(entry);
         if (stated != 0 && stated != record_size) continue;  // no file record of this volume
-        const std::uint64_t number = file_record_at(entry, place);
+        const std::uint64_t number = file_record_at(entry, geometry);
         if (number == 0 && (entry.get(record_layout::target_vcn) != 0 || offset_in_cluster(entry) >= record_size))
             continue;
         if (names_another(entry, number)) continue;
@@ -68,7 +70,7 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
     return targets;
 }
 
-bool same_place(const record_step& a, const record_step& b) {
+bool same_target(const record_step& a, const record_step& b) {
     return a.attribute == b.attribute && a.offset == b.offset && a.transaction == b.transaction;
 }
 
@@ -76,10 +78,9 @@ bool same_place(const record_step& a, const record_step& b) {
 class record_replay {
 public:
     record_replay(const history_inputs& inputs, std::uint32_t record_size, record_changes& changes,
-                  std::vector<copy_comparison>& comparisons, file_timeline& timeline)
+                  file_timeline& timeline)
         : m_inputs(inputs),
           m_changes(changes),
-          m_comparisons(comparisons),
           m_timeline(timeline),
           m_now(record_size),
           m_later(record_size),
@@ -128,7 +129,7 @@ private:
     void complete_compensation(record_step& step) {
         if (m_open.empty()) return;
         const record_step& compensated = m_steps[m_open.back()];
-        if (compensated.undo.operation != step.redo.operation || !same_place(compensated, step)) return;
+        if (compensated.undo.operation != step.redo.operation || !same_target(compensated, step)) return;
         step.undo = compensated.redo;
         m_open.pop_back();
     }
@@ -146,25 +147,23 @@ private:
         m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
         const std::uint64_t lsn = record.get(file_record_layout::lsn);
         const auto after = std::ranges::upper_bound(m_steps, lsn, {}, &record_step::lsn);
-        const auto place = static_cast<std::size_t>(after - m_steps.begin());
-        const bool left_by_step = place != 0 && m_steps[place - 1].lsn == lsn;
-        if (left_by_step || (place == 0 && lsn >= m_lowest_lsn)) m_copy_at = place;
-        if (left_by_step && place == m_steps.size()) compare_copy();
+        const auto next = static_cast<std::size_t>(after - m_steps.begin());
+        const bool left_by_step = next != 0 && m_steps[next - 1].lsn == lsn;
+        if (left_by_step || (next == 0 && lsn >= m_lowest_lsn)) m_copy_at = next;
+        if (left_by_step && next == m_steps.size() && m_inputs.check) check_copy();
     }
 
-    // By what the log alone says.
-    void compare_copy() {
+    // By what the log itself says.
+    void check_copy() {
         m_now.forget();
         for (const record_step& step : m_steps) {
             m_now.learn_before(step);
             m_now.redo(step);
         }
-        if (m_now.complete() || m_now.in_use() == false) {
-            m_comparisons.push_back(compare_with_copy(m_number, m_now, m_copy));
-        }
+        if (m_now.complete() || m_now.in_use() == false) m_inputs.check(m_number, m_now, m_copy);
     }
 
-    // What can be taken back goes together: backward from its end, so that its beginning is known, then forward.
+    // What can be undone goes together: backward from its end, so that its beginning is known, then forward.
     void replay() {
         m_now.forget();
         m_turn.running = m_rolled_back.running = false;
@@ -264,14 +263,14 @@ private:
 
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
-        read_identity(m_state, m_now);
-        born = born && m_state.header.base.value_or(inode_ref{}) == inode_ref{};
-        file_moment moment{.lsn = lsn, .header = m_state.header, .name = {}, .born = born, .copied = m_state.copied};
-        if (const found_attribute* const name = newest_name(m_state)) {
+        file_moment moment{.lsn = lsn, .header = read_header(m_now), .name = {}};
+        moment.born = born && moment.header.base.value_or(inode_ref{}) == inode_ref{};
+        moment.copied = m_now.is_copied(file_record_layout::sequence.offset);
+        if (const auto name = newest_name(m_now)) {
             moment.name = timeline_name(*name->state.file_name());
             moment.name->copied = name->state.copied;
         }
-        if (!born && !moment.adds_to(m_noted)) return;
+        if (!moment.born && !moment.adds_to(m_noted)) return;
         if (moment.name && moment.name == m_noted.name) {
             moment.name = m_noted.name;
         } else if (moment.name) {
@@ -286,7 +285,6 @@ private:
 
     const history_inputs& m_inputs;
     record_changes& m_changes;
-    std::vector<copy_comparison>& m_comparisons;
     file_timeline& m_timeline;
     replayed_record m_now;
     replayed_record m_later;
@@ -298,7 +296,7 @@ private:
     std::uint64_t m_number = 0;
     std::vector<record_step> m_steps;   // by LSN
     std::vector<std::uint32_t> m_open;  // steps whose compensation is still to come
-    std::size_t m_copy_at = nowhere;    // the step ahead of which the MFT copy stands
+    std::size_t m_copy_at = nowhere;    // the step that the MFT copy comes before
     bool m_copy_is_extension = false;
     std::size_t m_end = 0;      // of the piece at hand
     unsigned m_recoveries = 0;  // in it
@@ -306,17 +304,20 @@ private:
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};
-    record_state m_state;
     file_moment m_noted;
 };
 
-// What stands beside the file records: index entries and journal records.
-void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& place) {
+// What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
+// where the last mention was another one's.
+void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& geometry) {
     using sign = file_moment::sign;
+    uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
     for (std::uint32_t at = 0; at < inputs.log.entries.size(); ++at) {
         const log_entry& entry = inputs.log.entries[at];
-        if (inputs.transactions.number[at] == transaction_view::none || inputs.transactions.rolled_back[at]) continue;
-        const record_fact fact = proved_fact(entry, place);
+        if (!may_name_file(entry) || inputs.transactions.number[at] == transaction_view::none ||
+            inputs.transactions.rolled_back[at])
+            continue;
+        const record_fact fact = proved_fact(entry, geometry);
         file_moment moment{.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = fact.file.sequence();
         if (fact.kind == fact_kind::entry_added || fact.kind == fact_kind::entry_removed) {
@@ -327,7 +328,7 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
         } else if (fact.kind == fact_kind::journal_record) {
             const auto record = read_usn_record(fact.data);
             const std::uint32_t reasons = record->get(&usn_layout::reason);
-            if (!is_written_at(entry, place.cluster_size, record->get(&usn_layout::usn))) continue;
+            if (!is_written_at(entry, geometry.cluster_size, record->get(&usn_layout::usn))) continue;
             moment.header.directory = (record->get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
             const bool past = (reasons & usn_reasons::old_name) != 0 && (reasons & usn_reasons::new_name) == 0;
             if (!past) moment.name = timeline_name(record->parent(), record->name());
@@ -336,7 +337,8 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
         }
         timeline.add(fact.file.number(), moment);
         const inode_ref parent = moment.name ? moment.name->parent : inode_ref{};
-        if (parent.sequence() == 0) continue;
+        if (parent.sequence() == 0 || std::exchange(folders[parent.number()], parent.sequence()) == parent.sequence())
+            continue;  // as it was mentioned last
         moment = {.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = parent.sequence();
         moment.header.directory = true;
@@ -350,7 +352,11 @@ file_history::file_history(const history_inputs& inputs) {
     std::uint32_t record_size = inputs.geometry.record_size();
     if (!inputs.geometry.voted_record && inputs.inodes.mft_file.is_open()) record_size = inputs.inodes.record_size;
     const std::vector<target> targets = find_targets(inputs, record_size);
-    record_replay replay(inputs, record_size, m_changes, m_comparisons, m_timeline);
+    uni::try_reserve(m_changes.records, targets.size());
+    uni::try_reserve(m_changes.standards, targets.size());
+    uni::try_reserve(m_changes.attributes, targets.size());
+    m_timeline.reserve(2 * inputs.log.entries.size());
+    record_replay replay(inputs, record_size, m_changes, m_timeline);
     for (auto begin = targets.begin(); begin != targets.end();) {
         const auto end =
             std::find_if(begin, targets.end(), [begin](const target& t) { return t.number != begin->number; });
@@ -360,17 +366,14 @@ file_history::file_history(const history_inputs& inputs) {
     std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
         return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
     });
+    for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
+        m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
+    m_first_changes.push_back(static_cast<std::uint32_t>(m_changes.records.size()));
     add_mentions(m_timeline, inputs, {inputs.geometry.cluster_size(), record_size});
     std::uint64_t highest_lsn = 0;
     for (const log_entry& entry : inputs.log.entries)
         highest_lsn = std::max(highest_lsn, entry.this_lsn);
     m_timeline.seal(inputs.inodes, highest_lsn);
-}
-
-std::span<const record_change> file_history::changes_of(std::uint32_t transaction) const {
-    const auto& all = m_changes.records;
-    const auto begin = std::ranges::lower_bound(all, transaction, {}, &record_change::transaction);
-    return {begin, std::ranges::upper_bound(begin, all.end(), transaction, {}, &record_change::transaction)};
 }
 
 }  // namespace kest

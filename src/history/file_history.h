@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -20,11 +21,17 @@ struct transaction_view {
     const std::vector<bool>& rolled_back;
 };
 
+// Is given each file record of the MFT copy whose own LSN is the log's last about it, and what the log by itself leaves
+// of that record: the proof of the replay.
+using copy_check =
+    std::function<void(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy)>;
+
 struct history_inputs {
     const log_store& log;
     transaction_view transactions;
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;
+    copy_check check = {};
 };
 
 // The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.
@@ -34,7 +41,11 @@ public:
 
     // By transaction, then by LSN of the first record.
     std::span<const record_change> changes() const { return m_changes.records; }
-    std::span<const record_change> changes_of(std::uint32_t transaction) const;
+    std::span<const record_change> changes_of(std::uint32_t transaction) const {
+        if (transaction + std::size_t{1} >= m_first_changes.size()) return {};
+        return changes().subspan(m_first_changes[transaction],
+                                 m_first_changes[transaction + 1] - m_first_changes[transaction]);
+    }
     const standard_change* standard_of(const record_change& change) const {
         return change.standard != 0 ? &m_changes.standards[change.standard - 1] : nullptr;
     }
@@ -42,13 +53,12 @@ public:
         return std::span(m_changes.attributes).subspan(change.first_attribute, change.attribute_count);
     }
     const file_timeline& timeline() const { return m_timeline; }
-    std::span<const copy_comparison> comparisons() const { return m_comparisons; }
     // Some of what changed was too much to be kept.
     bool limits_hit() const { return m_changes.kept.exceeded(); }
 
 private:
     record_changes m_changes;
-    std::vector<copy_comparison> m_comparisons;
+    std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
     file_timeline m_timeline;
 };
 

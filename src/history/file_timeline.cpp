@@ -64,7 +64,7 @@ void file_timeline::complete(std::span<file_moment> moments) {
     for (std::size_t at = moments.size(); at-- != 0;) {
         file_moment& moment = moments[at];
         take(moment, moment.header.in_use != false);
-        // The name of a file that is being made may stand ahead of its record.
+        // The name of a file that is being made may come before its record.
         const bool made_next = at + 1 < moments.size() && moments[at + 1].born &&
                                moments[at + 1].header.sequence == moment.header.sequence;
         if (made_next && moment.what != file_moment::sign::name_removed && moment.header.in_use != false)
@@ -82,7 +82,7 @@ void file_timeline::enter(std::uint64_t number, const file_moment& moment) {
     if (moment.name) m_names.add(file.value(), {moment.lsn, *moment.name, moment.what});
 }
 
-// Puts in the place of each name what the file is called from then on: a name that is there, else the next that is
+// Replaces each name by what the file is called from then on: a name that is there, else the next that is
 // known to have been there. Answers what it was called before.
 file_timeline::found_name file_timeline::replay_names(std::span<name_moment> names) {
     // Of each moment the first later name that was not added there, a long one if there is one.

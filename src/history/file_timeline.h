@@ -49,6 +49,7 @@ struct file_moment {
 // Which file each file record held when, and what it was called, by what the log says of it.
 class file_timeline {
 public:
+    void reserve(std::size_t moments) { m_moments.reserve(moments); }
     void add(std::uint64_t number, const file_moment& moment) { m_moments.add(number, moment); }
     // Where the log names no holder of a record at all, the MFT does, unless it was written later.
     void seal(const _inode_collection& inodes, std::uint64_t highest_lsn);
@@ -78,9 +79,9 @@ private:
     static found_name replay_names(std::span<name_moment> names);
 
     uni::key_groups<file_moment> m_moments;     // by record number, then LSN
-    uni::key_groups<name_moment> m_names;       // by file reference, then LSN; the name behind each
+    uni::key_groups<name_moment> m_names;       // by file reference, then LSN; with the name from then on
     uni::seeded_map<bool> m_directories;        // by file reference
-    uni::seeded_map<found_name> m_first_names;  // by file reference: ahead of the first moment
+    uni::seeded_map<found_name> m_first_names;  // by file reference: before the first moment
     uni::seeded_map<bool> m_numbers;            // of records whose holder is known
 };
 

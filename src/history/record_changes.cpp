@@ -35,109 +35,124 @@ bool same_state(const found_attribute& a, const found_attribute& b) {
     if (a.type == attribute_type::file_name) return compare_keys(a, b) == 0;
     const attribute_state& one = a.state;
     const attribute_state& other = b.state;
-    const auto pairs = [](const attribute_state& state) {
-        return state.runs ? state.runs->rest().bytes() : std::span<const std::uint8_t>{};
-    };
     return one.resident == other.resident && one.file_size == other.file_size &&
            one.valid_length == other.valid_length && one.allocated_size == other.allocated_size &&
            one.value.has_value() == other.value.has_value() &&
-           std::ranges::equal(bytes_of(one.value), bytes_of(other.value)) &&
-           std::ranges::equal(pairs(one), pairs(other));
-}
-
-// Leaves out the runs that both sides have in common.
-void skip_common_runs(attribute_state& before, attribute_state& after) {
-    if (!before.runs || !after.runs) return;
-    run_reader one = *before.runs;
-    run_reader other = *after.runs;
-    while (one.next() && other.next() && one.vcn() == other.vcn() && one.lcn() == other.lcn() &&
-           one.end_vcn() == other.end_vcn()) {
-        before.runs = one;
-        after.runs = other;
-    }
+           std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
 }
 
 }  // namespace
 
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
-                        bool may_be_base, std::vector<write>& writes) {
-    read_state(m_before, before, may_be_base, after);
-    read_state(m_after, after, may_be_base, before);
-    std::ranges::stable_sort(writes, {}, &write::attribute);
+                        bool may_be_base, std::span<const write> writes) {
     m_writes = writes;
-    change.copied = change.freed != record_change::none ? m_before.copied : m_after.copied;
-    m_change = change;
-    if (!m_before.attributes.empty() || !m_after.attributes.empty()) {
-        m_before.complete = m_before.header.in_use == false || before.complete();
-        m_after.complete = m_after.header.in_use == false || after.complete();
-    }
+    m_replaced = before.generation() != after.generation();
+    list(m_before, before);
+    list(m_after, after);
+    skip_same_attributes(before, after);
     change.before = m_before.header;
     change.after = m_after.header;
-    if (change.is_birth()) {  // what was there before is another file's
-        m_before.attributes.clear();
-        m_before.standard = {};
-        m_before.complete = true;
-    }
+    change.copied =
+        (change.freed != record_change::none ? before : after).is_copied(file_record_layout::sequence.offset);
     change.first_attribute = static_cast<std::uint32_t>(m_changes.attributes.size());
-    match_attributes();
-    change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;
-    if (m_before.standard != m_after.standard && m_changes.kept.spend(sizeof(standard_change))) {
-        const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
-        m_changes.standards.push_back({m_before.standard, m_after.standard, write_to(id, false)});
-        change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
+    m_change = change;
+    if (!m_before.starts.empty() || !m_after.starts.empty()) {
+        m_before.complete = m_before.header.in_use == false || before.complete();
+        m_after.complete = m_after.header.in_use == false || after.complete();
+        if (change.is_birth()) {  // what was there before is another file's
+            m_before.starts.clear();
+            m_before.complete = true;
+        }
+        read(m_before, before, may_be_base);
+        read(m_after, after, may_be_base);
+        // What goes and comes again under one name in one transaction is one attribute: it was converted or moved.
+        pair_up([](const found_attribute& a, const found_attribute& b) { return a.id <=> b.id; });
+        pair_up(compare_keys);
+        for (const found gone : m_before.unpaired)
+            add_attribute(gone, nullptr);
+        for (const found added : m_after.unpaired)
+            add_attribute(nullptr, added);
+        if (m_before.standard != m_after.standard && m_changes.kept.spend(sizeof(standard_change))) {
+            const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
+            m_changes.standards.push_back({m_before.standard, m_after.standard, write_to(id, false)});
+            change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
+        }
     }
+    change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;
     if (change.attribute_count == 0 && change.standard == 0 && change.before == change.after) return;
     m_changes.records.push_back(change);
 }
 
+void change_finder::list(side& out, const replayed_record& record) const {
+    out.header = read_header(record);
+    out.starts.clear();
+    if (out.header.in_use == false) return;
+    record.for_each_attribute([&out](const replayed_record::attribute_start& one) { out.starts.push_back(one); });
+    std::ranges::sort(out.starts, {}, &replayed_record::attribute_start::id);
+}
+
+// Those that may have moved, but are the same byte for byte.
+void change_finder::skip_same_attributes(const replayed_record& before, const replayed_record& after) {
+    auto one = m_before.starts.begin();
+    auto kept = one;
+    std::erase_if(m_after.starts, [&](const replayed_record::attribute_start& other) {
+        while (one != m_before.starts.end() && one->id < other.id)
+            *kept++ = *one++;
+        const bool same = one != m_before.starts.end() && one->id == other.id &&
+                          before.same_attribute(one->offset, after, other.offset);
+        if (same) ++one;
+        return same;
+    });
+    m_before.starts.erase(std::move(one, m_before.starts.end(), kept), m_before.starts.end());
+}
+
+void change_finder::read(side& out, const replayed_record& record, bool may_be_base) const {
+    const bool is_base = out.header.base ? *out.header.base == inode_ref{} : may_be_base;
+    out.standard = {};
+    out.standard_id = 0;
+    out.attributes.clear();
+    for (const auto& start : out.starts) {
+        const found_attribute& one = out.attributes.emplace_back(read_attribute(record, start, is_base));
+        if (one.type != attribute_type::standard_information) continue;
+        out.standard_id = one.id;
+        out.standard = read_standard(record, one.offset);
+    }
+    out.unpaired.clear();
+    for (const found_attribute& one : out.attributes)
+        out.unpaired.push_back(&one);
+}
+
 // Position of the first or the last write to the attribute; where there is none, of a write to all of the record.
 std::uint32_t change_finder::write_to(std::uint32_t attribute, bool created) const {
-    const auto begin = std::ranges::lower_bound(m_writes, attribute, {}, &write::attribute);
-    const auto end = std::ranges::upper_bound(begin, m_writes.end(), attribute, {}, &write::attribute);
     const bool imaged = m_change.image != record_change::none;
-    if (begin == end || (created && imaged && (attribute & replayed_record::of_image) != 0)) {
-        return imaged ? m_change.image : m_change.last;
+    std::uint32_t first = record_change::none;
+    std::uint32_t last = imaged ? m_change.image : m_change.last;
+    for (const write& one : m_writes) {
+        if (one.attribute != attribute) continue;
+        if (first == record_change::none) first = one.position;
+        last = one.position;
     }
-    return created ? begin->position : std::prev(end)->position;
+    if (created && imaged && (attribute & replayed_record::of_image) != 0) return m_change.image;
+    return created && first != record_change::none ? first : last;
 }
 
 // Makes changes of pairs that the order takes for equal; what is left stays in the lists.
 template <class order>
 void change_finder::pair_up(order&& compare) {
     const auto before = [&compare](found a, found b) { return compare(*a, *b) < 0; };
-    std::ranges::sort(m_gone, before);
-    std::ranges::sort(m_new, before);
-    std::vector<found> left_gone, left_new;
-    auto gone = m_gone.begin();
-    for (const found added : m_new) {
-        while (gone != m_gone.end() && before(*gone, added))
-            left_gone.push_back(*gone++);
-        if (gone != m_gone.end() && !before(added, *gone)) {
-            add_attribute(*gone++, added);
-        } else {
-            left_new.push_back(added);
-        }
-    }
-    left_gone.insert(left_gone.end(), gone, m_gone.end());
-    m_gone = std::move(left_gone);
-    m_new = std::move(left_new);
-}
-
-// What goes and comes again under one name in one transaction is one attribute, too: it was converted or moved.
-void change_finder::match_attributes() {
-    const auto list = [](std::vector<found>& out, const record_state& state) {
-        out.clear();
-        for (const found_attribute& one : state.attributes)
-            out.push_back(&one);
-    };
-    list(m_gone, m_before);
-    list(m_new, m_after);
-    pair_up([](const found_attribute& a, const found_attribute& b) { return a.id <=> b.id; });
-    pair_up(compare_keys);
-    for (const found gone : m_gone)
-        add_attribute(gone, nullptr);
-    for (const found added : m_new)
-        add_attribute(nullptr, added);
+    auto& gone = m_before.unpaired;
+    std::ranges::sort(gone, before);
+    std::ranges::sort(m_after.unpaired, before);
+    auto one = gone.begin();
+    auto kept = one;
+    std::erase_if(m_after.unpaired, [&](found added) {
+        while (one != gone.end() && before(*one, added))
+            *kept++ = *one++;
+        const bool paired = one != gone.end() && !before(added, *one);
+        if (paired) add_attribute(*one++, added);
+        return paired;
+    });
+    gone.erase(std::move(one, gone.end(), kept), gone.end());
 }
 
 void change_finder::add_attribute(found before, found after) {
@@ -150,7 +165,6 @@ void change_finder::add_attribute(found before, found after) {
                             .proof = write_to(shown.id, before == nullptr),
                             .before = {},
                             .after = {}};
-    const bool replaced = m_before.generation != m_after.generation;
     if (before != nullptr) {
         change.before = before->state;
     } else if (m_before.complete || (shown.id & (replayed_record::came_to_light | replayed_record::of_image)) == 0) {
@@ -158,56 +172,14 @@ void change_finder::add_attribute(found before, found after) {
     }
     if (after != nullptr) {
         change.after = after->state;
-    } else if (m_after.complete || !replaced) {
+    } else if (m_after.complete || !m_replaced) {
         change.after.present = presence::absent;
     }
     if (!m_changes.kept.spend(sizeof(attribute_change))) return;
-    skip_common_runs(change.before, change.after);
-    if (change.name) change.name = m_changes.kept.keep(*change.name);
-    keep(change.before);
-    keep(change.after);
+    for (std::optional<uni::byte_view>* const shown_bytes : {&change.name, &change.before.value, &change.after.value}) {
+        if (*shown_bytes) *shown_bytes = m_changes.kept.keep(**shown_bytes);
+    }
     m_changes.attributes.push_back(change);
-}
-
-void change_finder::keep(attribute_state& state) {
-    if (state.value) state.value = m_changes.kept.keep(*state.value);
-    if (!state.runs) return;
-    run_reader end = *state.runs;
-    while (end.next()) {
-    }
-    const uni::byte_view pairs = state.runs->rest();
-    const auto kept = m_changes.kept.keep(pairs.slice(0, pairs.size() - end.rest().size()));
-    if (kept) {
-        state.runs = run_reader(*kept, state.runs->end_vcn(), state.runs->last_lcn());
-    } else {
-        state.runs.reset();
-    }
-}
-
-copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy) {
-    using namespace file_record_layout;
-    constexpr std::uint32_t header_end = 40;  // what follows in the header is not of the file
-    copy_comparison result{.number = number};
-    const auto compare = [&](std::uint32_t begin, std::uint32_t end, bool& differs) {
-        for (std::uint32_t at = begin; at < end; ++at) {
-            if (!replayed.knows(at, 1) || replayed.bytes().u8(at) == copy.bytes().u8(at)) continue;
-            differs = true;
-            if (result.differing_at == 0) result.differing_at = at;
-        }
-    };
-    compare(sequence.offset, header_end, result.differs);
-    std::vector<replayed_record::attribute_start> starts;
-    copy.list_attributes(starts);
-    for (const auto& start : starts) {
-        const uni::byte_view bytes = copy.bytes().from(start.offset);
-        const std::uint32_t length = bytes.get(attribute_layout::record_length);
-        const bool is_content =
-            bytes.get(attribute_layout::type) == attribute_type::data && bytes.get(attribute_layout::nonresident) == 0;
-        const std::uint32_t begin = is_content ? bytes.get(attribute_layout::value_offset) : length;
-        compare(start.offset, start.offset + begin, result.differs);
-        compare(start.offset + begin, start.offset + length, result.differs_in_content);
-    }
-    return result;
 }
 
 }  // namespace kest

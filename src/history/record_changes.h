@@ -26,9 +26,9 @@ struct attribute_change {
     attribute_state after;
 };
 
-// What a transaction did to a file record: the states before its first and after its last record that stands; or before
-// the first and after the last of those in a row that were rolled back. Where transactions take turns at one file
-// record, one for each turn.
+// What a transaction did to a file record: the states before its first and after its last record that was not rolled
+// back; or before the first and after the last of those in a row that were rolled back. Where transactions take turns
+// at one file record, one for each turn.
 struct record_change {
     static constexpr std::uint32_t none = 0xFFFF'FFFF;
 
@@ -60,9 +60,9 @@ struct record_change {
 
 // The changes of a log, and what they show.
 struct record_changes {
-    std::vector<record_change> records;
-    std::vector<standard_change> standards;
-    std::vector<attribute_change> attributes;
+    uni::large_vector<record_change> records;
+    uni::large_vector<standard_change> standards;
+    uni::large_vector<attribute_change> attributes;
     uni::kept_bytes kept;
 };
 
@@ -78,34 +78,35 @@ public:
     explicit change_finder(record_changes& changes) : m_changes(changes) {}
 
     // Completes `change` by the states, and enters it unless they are the same. `writes` are those in between.
+    // `may_be_base`: what is not known is taken for a base record.
     void add(record_change change, const replayed_record& before, const replayed_record& after, bool may_be_base,
-             std::vector<write>& writes);
+             std::span<const write> writes);
 
 private:
-    void match_attributes();
+    // One of the two states; of its attributes those that are not the same in the other one.
+    struct side {
+        record_header header;
+        bool complete = false;  // nothing else is in the record
+        standard_information standard;
+        std::uint32_t standard_id = 0;                         // of the attribute; 0: none
+        std::vector<replayed_record::attribute_start> starts;  // by identifier
+        std::vector<found_attribute> attributes;               // likewise
+        std::vector<const found_attribute*> unpaired;
+    };
+    void list(side& out, const replayed_record& record) const;
+    void skip_same_attributes(const replayed_record& before, const replayed_record& after);
+    void read(side& out, const replayed_record& record, bool may_be_base) const;
     template <class order>
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
-    void keep(attribute_state& state);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
     record_changes& m_changes;
     record_change m_change;
-    std::span<const write> m_writes;  // by attribute, then position
-    record_state m_before;
-    record_state m_after;
-    std::vector<const found_attribute*> m_gone;
-    std::vector<const found_attribute*> m_new;
+    std::span<const write> m_writes;
+    bool m_replaced = false;  // the state was forgotten or replaced in between
+    side m_before;
+    side m_after;
 };
-
-// How a file record of the MFT copy compares with the replay; for records whose own LSN is the log's last about them.
-struct copy_comparison {
-    std::uint64_t number = 0;
-    bool differs = false;
-    bool differs_in_content = false;  // in bytes of data within the record, which not every system logs
-    std::uint32_t differing_at = 0;   // the first such byte
-};
-
-copy_comparison compare_with_copy(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy);
 
 }  // namespace kest

@@ -7,7 +7,6 @@
 
 #include "history/replayed_record.h"
 #include "mft/record_view.h"
-#include "mft/run_reader.h"
 
 namespace kest {
 
@@ -54,8 +53,6 @@ struct attribute_state {
     std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
     std::optional<std::uint64_t> valid_length = {};
     std::optional<std::uint64_t> allocated_size = {};
-    // Of data: the runs, or those from the first on that is not the same on the other side.
-    std::optional<run_reader> runs = {};
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
     std::optional<uni::byte_view> value = {};
     bool copied = false;  // the value is known by the MFT copy only
@@ -68,46 +65,20 @@ struct attribute_state {
 
 // An attribute as it is found in a file record; shows the record's bytes.
 struct found_attribute {
+    std::uint32_t offset = 0;  // in the file record
     std::uint32_t id = 0;
     std::optional<std::uint32_t> type;
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute
-    uni::byte_view bytes;                // as far as its length is known
     attribute_state state;
 };
 
-struct record_state {
-    record_header header;
-    standard_information standard;
-    std::uint32_t standard_id = 0;  // of the attribute; 0: none
-    bool copied = false;            // the sequence number is known by the MFT copy only
-    bool complete = false;          // nothing else is in the record; filled where it is asked for
-    std::uint32_t generation = 0;
-    std::vector<found_attribute> attributes;  // none in a record that is not in use
-};
-
-// `may_be_base`: what is not known is taken for a base record, whose first attribute is $STANDARD_INFORMATION.
-// Leaves out the attributes that are the same in `other`, and whether the state is complete.
-void read_state(record_state& out, const replayed_record& record, bool may_be_base, const replayed_record& other);
-// Whose it is and what it is called: of the attributes the names only.
-void read_identity(record_state& out, const replayed_record& record);
-
-// Its name: a long one rather than a DOS one, of several the one that came last. Null: none is known.
-const found_attribute* newest_name(const record_state& state);
-
-// Calls `visit(name, value)` for each extended attribute of an $EA value; the name is in the system's own characters.
-template <class visitor>
-void for_each_extended_attribute(uni::byte_view value, visitor&& visit) {
-    constexpr std::uint32_t header = 8;
-    for (;;) {
-        const std::uint32_t step = value.u32(0);
-        const std::size_t name_length = value.u8(5);
-        const std::size_t value_length = value.u16(6);
-        if (!value.has(header, name_length + 1 + value_length) || name_length == 0) return;
-        visit(value.slice(header, name_length), value.slice(header + name_length + 1, value_length));
-        if (step <= header) return;
-        value = value.from(step);
-    }
-}
+record_header read_header(const replayed_record& record);
+// `is_base`: in a base record the first attribute is $STANDARD_INFORMATION, whatever is known of it.
+found_attribute read_attribute(const replayed_record& record, const replayed_record::attribute_start& start,
+                               bool is_base);
+standard_information read_standard(const replayed_record& record, std::uint32_t attribute);
+// The file's name: a long one rather than a DOS one, of several the one that came last.
+std::optional<found_attribute> newest_name(const replayed_record& record);
 
 }  // namespace kest

@@ -28,9 +28,53 @@ constexpr std::uint64_t aligned(std::uint64_t size) {
 }
 
 // The order in which a log record holds new sizes is not that of the attribute.
-constexpr std::uint32_t size_places[] = {attribute_layout::allocated_size.offset,
-                                         attribute_layout::initialized_size.offset, attribute_layout::real_size.offset,
-                                         attribute_layout::compressed_size.offset};
+constexpr std::uint32_t size_offsets[] = {attribute_layout::allocated_size.offset,
+                                          attribute_layout::initialized_size.offset, attribute_layout::real_size.offset,
+                                          attribute_layout::compressed_size.offset};
+
+enum class target_kind : std::uint8_t { any, nonresident, index_root };
+
+// What an operation needs and leaves. Whole records are not checked against what undoes them.
+struct operation_row {
+    static constexpr std::uint16_t anything = 0xFFFF;
+
+    std::uint16_t operation;
+    std::uint16_t undone_by;
+    bool states;  // its data are there once it is done
+    target_kind of = target_kind::any;
+};
+constexpr operation_row operations[] = {
+    {noop, operation_row::anything, false},
+    {compensation_log_record, operation_row::anything, false},
+    {initialize_file_record_segment, operation_row::anything, true},
+    {deallocate_file_record_segment, operation_row::anything, true},
+    {write_end_of_file_record_segment, write_end_of_file_record_segment, true},
+    {create_attribute, delete_attribute, true},
+    {delete_attribute, create_attribute, false},
+    {update_resident_value, update_resident_value, true},
+    {update_mapping_pairs, update_mapping_pairs, true, target_kind::nonresident},
+    {set_new_attribute_sizes, set_new_attribute_sizes, true, target_kind::nonresident},
+    {add_index_entry_root, delete_index_entry_root, true, target_kind::index_root},
+    {delete_index_entry_root, add_index_entry_root, false, target_kind::index_root},
+    {set_index_entry_vcn_root, set_index_entry_vcn_root, true, target_kind::index_root},
+    {update_file_name_root, update_file_name_root, true, target_kind::index_root},
+    {update_record_data_root, update_record_data_root, true, target_kind::index_root},
+    {zero_end_of_file_record, operation_row::anything, false},
+};
+
+// By code. An operation of no file record is undone by none of them, so it fits nowhere.
+constexpr auto operation_rows = [] {
+    std::array<operation_row, highest_operation + 2> rows{};
+    for (std::uint16_t at = 0; at < rows.size(); ++at)
+        rows[at] = {at, at, true};
+    for (const operation_row& row : operations)
+        rows[row.operation] = row;
+    return rows;
+}();
+
+const operation_row& row_of(std::uint16_t operation) {
+    return operation_rows[std::min<std::size_t>(operation, highest_operation + 1)];
+}
 
 // Operations whose data end the attribute, which grows or shrinks with them.
 bool ends_attribute(std::uint16_t operation, const operation_side& one, const operation_side& other) {
@@ -39,22 +83,7 @@ bool ends_attribute(std::uint16_t operation, const operation_side& one, const op
 }
 
 bool touches_nothing(std::uint16_t operation) {
-    return operation == noop || operation == compensation_log_record;
-}
-
-// What stands there once it is done is not told by it.
-bool states_nothing(std::uint16_t operation) {
-    return touches_nothing(operation) || operation == delete_attribute || operation == delete_index_entry_root ||
-           operation == zero_end_of_file_record;
-}
-
-// Each operation is undone by one other, which is to be seen for all but whole records.
-bool is_undone_by(std::uint16_t operation, std::uint16_t by) {
-    if (operation <= deallocate_file_record_segment || operation == zero_end_of_file_record) return true;
-    for (const std::uint16_t adds : {create_attribute, add_index_entry_root}) {
-        if (operation == adds || operation == adds + 1) return operation + by == 2 * adds + 1;
-    }
-    return by == operation;
+    return operation <= compensation_log_record;
 }
 
 // The attribute that the data begin with, or as much as there is of them.
@@ -70,7 +99,7 @@ void replayed_record::forget() {
     m_in_use.reset();
     if (m_blank) return;
     std::ranges::fill(m_known, std::uint8_t{0});
-    std::ranges::fill(m_starts, 0U);
+    m_attributes.clear();
     m_blank = true;
 }
 
@@ -113,17 +142,23 @@ void replayed_record::load(uni::byte_view image, bool from_copy) {
     walk_attributes(image.get(first_attribute), of_image);
 }
 
-// What lies behind the attributes is of no file either.
+// What lies after the attributes is of no file either.
 bool replayed_record::contradicts(const replayed_record& other) const {
     const std::uint32_t attributes = get(first_attribute).value_or(header_end);
     const std::uint32_t end =
         std::min({get(bytes_in_use).value_or(size()), other.get(bytes_in_use).value_or(size()), size()});
-    std::uint32_t start = 0;
-    for (std::uint32_t at = sequence.offset; at < end; ++at) {
-        if (m_starts[at / 8] != 0) start = at / 8 * 8;
-        if (m_known[at] == 0 || other.m_known[at] == 0 || m_bytes[at] == other.m_bytes[at]) continue;
-        if (at >= header_end && at < attributes) continue;
-        if (!may_lag(start, at - start) && !other.may_lag(start, at - start)) return true;
+    const auto differs = [&](std::uint32_t at) {
+        if (m_known[at] == 0 || other.m_known[at] == 0 || m_bytes[at] == other.m_bytes[at]) return false;
+        if (at >= header_end && at < attributes) return false;
+        const auto next = first_from(at + 1);
+        const std::uint32_t start = next != m_attributes.begin() ? std::prev(next)->offset : 0;
+        return !may_lag(start, at - start) && !other.may_lag(start, at - start);
+    };
+    for (std::uint32_t word = sequence.offset; word < end; word += sizeof(std::uint64_t)) {
+        if (bytes().u64(word) == other.bytes().u64(word)) continue;
+        for (std::uint32_t at = word; at < std::min<std::uint32_t>(word + sizeof(std::uint64_t), end); ++at) {
+            if (differs(at)) return true;
+        }
     }
     return false;
 }
@@ -145,15 +180,27 @@ void replayed_record::merge(const replayed_record& other) {
         m_bytes[at] = other.m_bytes[at];
         m_known[at] = other.m_known[at];
     }
-    for (std::uint32_t at = 0; at < m_starts.size(); ++at) {
-        if (m_starts[at] == 0 && other.m_starts[at] != 0) begin_attribute(at * 8, came_to_light);
+    const auto own = static_cast<std::ptrdiff_t>(m_attributes.size());
+    for (const attribute_start& one : other.m_attributes) {
+        const auto end = m_attributes.begin() + own;
+        const auto found =
+            std::ranges::lower_bound(m_attributes.begin(), end, one.offset, {}, &attribute_start::offset);
+        if (found == end || found->offset != one.offset) {
+            m_attributes.push_back({one.offset, next_id(came_to_light)});
+        }
     }
+    std::ranges::inplace_merge(m_attributes, m_attributes.begin() + own, {}, &attribute_start::offset);
     m_blank = false;
 }
 
-void replayed_record::begin_attribute(std::uint32_t offset, std::uint32_t kind) {
+std::uint32_t replayed_record::next_id(std::uint32_t kind) {
     m_last_id = (m_last_id + 1) & ~(came_to_light | of_image);
-    m_starts[offset / 8] = m_last_id | kind;
+    return m_last_id | kind;
+}
+
+// None begins there yet.
+void replayed_record::begin_attribute(std::uint32_t offset, std::uint32_t kind) {
+    m_attributes.insert(first_from(offset), {offset, next_id(kind)});
     m_blank = false;
 }
 
@@ -166,7 +213,6 @@ void replayed_record::walk_attributes(std::uint32_t offset, std::uint32_t kind) 
     }
 }
 
-// Nothing where no attribute can be.
 std::optional<std::uint32_t> replayed_record::attribute_length(std::uint32_t offset) const {
     using namespace attribute_layout;
     const auto kind = get(type, offset);
@@ -176,50 +222,35 @@ std::optional<std::uint32_t> replayed_record::attribute_length(std::uint32_t off
     return bytes().has(offset, *length) ? length : std::nullopt;
 }
 
-void replayed_record::list_attributes(std::vector<attribute_start>& out) const {
-    out.clear();
-    for (std::uint32_t at = smallest_header / 8; at < m_starts.size();) {
-        if (m_starts[at] == 0) {
-            if (get(attribute_layout::type, at * 8) == attribute_type::end_of_attributes) return;
-            while (++at < m_starts.size() && m_starts[at] == 0) {
-            }
-            continue;
-        }
-        out.push_back({at * 8, m_starts[at]});
-        at += attribute_length(at * 8).value_or(8) / 8;
-    }
-}
-
-bool replayed_record::same_attribute(const replayed_record& other, const attribute_start& start) const {
-    if (other.m_starts[start.offset / 8] != start.id) return false;
-    const auto length = attribute_length(start.offset);
-    if (!length) return false;
+bool replayed_record::same_attribute(std::uint32_t offset, const replayed_record& other,
+                                     std::uint32_t its_offset) const {
+    const auto length = attribute_length(offset);
+    if (!length || !other.bytes().has(its_offset, *length)) return false;
     const auto same = [&](const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
-        return std::memcmp(a.data() + start.offset, b.data() + start.offset, *length) == 0;
+        return std::memcmp(a.data() + offset, b.data() + its_offset, *length) == 0;
     };
     return same(m_known, other.m_known) && same(m_bytes, other.m_bytes);
 }
 
 bool replayed_record::complete() const {
-    std::uint32_t offset = get(first_attribute).value_or(0);
-    while (offset >= smallest_header && offset % 8 == 0 && offset < size()) {
-        const auto length = attribute_length(offset);
-        if (!length) return get(attribute_layout::type, offset) == attribute_type::end_of_attributes;
-        if (m_starts[offset / 8] == 0) return false;
-        offset += *length;
+    std::uint32_t end = get(first_attribute).value_or(0);
+    if (end < smallest_header || end % alignment != 0) return false;
+    for (auto at = first_from(end); at != m_attributes.end() && at->offset <= end; ++at) {
+        if (at->offset < end) continue;
+        const auto length = attribute_length(end);
+        if (!length) break;
+        end += *length;
     }
-    return false;
+    return get(attribute_layout::type, end) == attribute_type::end_of_attributes;
 }
 
 // Not inside of an attribute that is known.
 bool replayed_record::attribute_may_begin(std::uint32_t offset) const {
-    if (offset % 8 != 0 || offset < smallest_header || !bytes().has(offset, 8)) return false;
-    if (m_starts[offset / 8] != 0) return true;
-    std::uint32_t before = offset / 8;
-    while (before != 0 && m_starts[before] == 0)
-        --before;
-    if (m_starts[before] == 0) return get(first_attribute).value_or(0) <= offset;
-    return before * 8 + attribute_length(before * 8).value_or(8) <= offset;
+    if (offset % alignment != 0 || offset < smallest_header || !bytes().has(offset, alignment)) return false;
+    const auto next = first_from(offset + 1);
+    if (next == m_attributes.begin()) return get(first_attribute).value_or(0) <= offset;
+    const std::uint32_t last = std::prev(next)->offset;
+    return last == offset || last + attribute_length(last).value_or(alignment) <= offset;
 }
 
 // What the system also writes without the log: times of access, data within the record, a volume's flags, the copies of
@@ -237,39 +268,38 @@ bool replayed_record::may_lag(std::uint32_t attribute, std::uint32_t offset) con
 
 // Where the data of an operation lie in the file record; nothing if that is not known.
 std::optional<std::uint32_t> replayed_record::data_offset(const record_step& step, std::uint16_t operation) const {
-    const std::uint32_t place = std::uint32_t{step.attribute} + step.offset;
+    const std::uint32_t begin = std::uint32_t{step.attribute} + step.offset;
     switch (operation) {
         case write_end_of_file_record_segment:
         case create_attribute:
             return step.attribute;
         case set_index_entry_vcn_root: {
-            const auto length = get(index_entry_layout::entry_length, place);
+            const auto length = get(index_entry_layout::entry_length, begin);
             if (!length || *length < index_entry_layout::key + sizeof(std::uint64_t)) return std::nullopt;
-            return place + *length - sizeof(std::uint64_t);
+            return begin + *length - sizeof(std::uint64_t);
         }
         case update_file_name_root:
-            return place + name_copy_in_entry;
+            return begin + name_copy_in_entry;
         case update_record_data_root: {
-            const auto begin = get(uni::field<std::uint16_t>{0}, place);
-            return begin ? std::optional(place + *begin) : std::nullopt;
+            const auto within = get(uni::field<std::uint16_t>{0}, begin);
+            return within ? std::optional(begin + *within) : std::nullopt;
         }
         default:
-            return place;
+            return begin;
     }
 }
 
-// What a side of the step says is there, piece by piece; nothing where its place is not known.
-std::size_t replayed_record::pieces_of(const record_step& step, const operation_side& there,
-                                       std::array<piece, 4>& out) const {
+// What a side of the step says is there, piece by piece; nothing where its offset is not known.
+std::size_t replayed_record::pieces_of(const record_step& step, const operation_side& there, piece_list& out) const {
     const std::size_t size = there.data.size();
     if (there.operation == set_new_attribute_sizes) {
         for (std::size_t at = 0; at < out.size(); ++at)
-            out[at] = {step.attribute + size_places[at], there.data.slice(at * 8, 8), 8, 8};
+            out[at] = {step.attribute + size_offsets[at], there.data.slice(at * 8, 8), 8, 8};
         return out.size();
     }
-    const auto place = data_offset(step, there.operation);
-    if (!place) return 0;
-    out[0] = {*place, there.data, size, size};
+    const auto offset = data_offset(step, there.operation);
+    if (!offset) return 0;
+    out[0] = {*offset, there.data, size, size};
     switch (there.operation) {
         case create_attribute:
             out[0].data = attribute_in(there.data);
@@ -305,16 +335,11 @@ bool replayed_record::holds(const piece& one) const {
 // Whether an operation can be about the attribute that begins here, as far as that one is known: sizes are of
 // attributes that lie elsewhere, entries of an index root.
 bool replayed_record::may_target(std::uint32_t attribute, std::uint16_t operation) const {
-    if (!attribute_may_begin(attribute) || m_starts[attribute / 8] == 0) return true;
-    switch (operation) {
-        case set_new_attribute_sizes:
-        case update_mapping_pairs:
+    if (attribute_at(attribute) == 0) return true;
+    switch (row_of(operation).of) {
+        case target_kind::nonresident:
             return get(attribute_layout::nonresident, attribute).value_or(1) != 0;
-        case add_index_entry_root:
-        case delete_index_entry_root:
-        case set_index_entry_vcn_root:
-        case update_file_name_root:
-        case update_record_data_root:
+        case target_kind::index_root:
             return get(attribute_layout::type, attribute).value_or(attribute_type::index_root) ==
                    attribute_type::index_root;
         default:
@@ -322,14 +347,14 @@ bool replayed_record::may_target(std::uint32_t attribute, std::uint16_t operatio
     }
 }
 
-bool replayed_record::stands_already(const piece& one) const {
+bool replayed_record::is_there(const piece& one) const {
     return knows(one.offset, one.data.size()) &&
            std::ranges::equal(bytes().slice(one.offset, one.data.size()).bytes(), one.data.bytes());
 }
 
 // Whether the state holds what a side of the step says is there. What is not known agrees with anything.
 bool replayed_record::agrees(const record_step& step, const operation_side& there, const operation_side& other) const {
-    if (states_nothing(there.operation)) return true;
+    if (!row_of(there.operation).states) return true;
     if (there.operation == deallocate_file_record_segment) return m_in_use != true;
     if (there.operation == initialize_file_record_segment) {
         const uni::byte_view number = there.data.slice(sequence.offset, sizeof(std::uint16_t));
@@ -337,9 +362,9 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
     }
     if (m_in_use == false) return false;  // a record that is free holds no attributes
     if (!may_target(step.attribute, there.operation)) return false;
-    std::array<piece, 4> pieces;
+    piece_list pieces;
     const std::size_t count = pieces_of(step, there, pieces);
-    // What lies behind the last run is not of the runs. To find it takes long, so only where it matters.
+    // What comes after the last run is not of the runs. To find it takes long, so only where it matters.
     if (there.operation == update_mapping_pairs && count != 0 && !holds(pieces[0])) {
         const std::uint64_t end = run_list_end(step.attribute);
         pieces[0].lag_begin = end > pieces[0].offset ? end - pieces[0].offset : 0;
@@ -349,7 +374,7 @@ bool replayed_record::agrees(const record_step& step, const operation_side& ther
     }
     if (there.operation == write_end_of_file_record_segment) return true;
     if (!attribute_may_begin(step.attribute)) return false;
-    if (m_starts[step.attribute / 8] == 0 && knows(step.attribute, 4)) return false;  // the end, or beyond
+    if (attribute_at(step.attribute) == 0 && knows(step.attribute, 4)) return false;  // the end, or beyond
     const auto length = attribute_length(step.attribute);
     if (!length || there.operation == create_attribute) return true;
     const std::uint64_t end = aligned(step.offset + there.length);
@@ -369,7 +394,7 @@ bool replayed_record::learn(const record_step& step, const operation_side& there
 
 // Puts down what a side of the step says is there. It agrees, or nothing is known.
 void replayed_record::write(const record_step& step, const operation_side& there, const operation_side& other) {
-    if (states_nothing(there.operation)) return;
+    if (!row_of(there.operation).states) return;
     if (there.operation == initialize_file_record_segment) {
         return there.data.size() >= usa_begin ? load(there.data) : take_header(there.data);
     }
@@ -378,11 +403,11 @@ void replayed_record::write(const record_step& step, const operation_side& there
         if (const auto bits = get(flags)) set<std::uint16_t>(flags, 0, *bits & ~file_record_layout::in_use);
         return;
     }
-    std::array<piece, 4> pieces;
+    piece_list pieces;
     const std::size_t count = pieces_of(step, there, pieces);
     if (!attribute_may_begin(step.attribute)) return;
     if (there.operation == create_attribute && pieces[0].data.empty()) return;
-    if (m_starts[step.attribute / 8] == 0 && there.operation != write_end_of_file_record_segment) {
+    if (attribute_at(step.attribute) == 0 && there.operation != write_end_of_file_record_segment) {
         begin_attribute(step.attribute, came_to_light);
     }
     if (there.operation == set_new_attribute_sizes || there.operation == update_mapping_pairs) {
@@ -390,7 +415,7 @@ void replayed_record::write(const record_step& step, const operation_side& there
     } else if (there.operation == update_resident_value) {
         set<std::uint8_t>(attribute_layout::nonresident, step.attribute, 0);
     }
-    const bool stands = count == 1 && there.data.size() == there.length && stands_already(pieces[0]);
+    const bool unchanged = count == 1 && there.data.size() == there.length && is_there(pieces[0]);
     for (std::size_t at = 0; at < count; ++at)
         put(pieces[at].offset, pieces[at].data);
     if (count == 1 && there.operation != create_attribute) {
@@ -398,7 +423,7 @@ void replayed_record::write(const record_step& step, const operation_side& there
     }
     if (!ends_attribute(there.operation, there, other)) return;
     const std::uint32_t end = step.offset + there.length;
-    if (stands && attribute_length(step.attribute) == end && get(attribute_layout::highest_vcn, step.attribute) &&
+    if (unchanged && attribute_length(step.attribute) == end && get(attribute_layout::highest_vcn, step.attribute) &&
         there.operation == update_mapping_pairs) {
         return;  // to count the clusters anew takes long
     }
@@ -449,12 +474,16 @@ void replayed_record::carry_out(const record_step& step, const operation_side& d
 bool replayed_record::change(const record_step& step, const operation_side& done, const operation_side& was) {
     if (touches_nothing(done.operation)) return true;
     const bool known_before = !touches_nothing(was.operation);
-    if (known_before && !is_undone_by(done.operation, was.operation)) return false;
+    const std::uint16_t undone_by = row_of(done.operation).undone_by;
+    if (known_before && undone_by != operation_row::anything && undone_by != was.operation) return false;
     switch (done.operation) {
         case initialize_file_record_segment:
             return true;
         case deallocate_file_record_segment:
-            deallocate();
+            if (const auto old = get(sequence)) {
+                set(sequence, 0, static_cast<std::uint16_t>(*old == 0xFFFF ? 1 : *old + 1));
+            }
+            m_in_use.reset();  // `write` sets it
             return true;
         case zero_end_of_file_record:
             if (get(bytes_in_use).value_or(0) > step.attribute) return false;
@@ -462,7 +491,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
             return true;
         case write_end_of_file_record_segment: {
             if (!attribute_may_begin(step.attribute) || !bytes().has(step.attribute, done.data.size())) return false;
-            std::fill(m_starts.begin() + step.attribute / 8, m_starts.end(), 0U);
+            m_attributes.erase(first_from(step.attribute), m_attributes.end());
             put(step.attribute, done.data);
             unknow(step.attribute + done.data.size(), size());
             const std::uint64_t end = aligned(step.attribute + done.data.size());
@@ -482,7 +511,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
             const auto length = attribute_length(step.attribute);
             const std::int64_t removed = length ? *length : static_cast<std::int64_t>(attribute_in(was.data).size());
             if (removed == 0 || !attribute_may_begin(step.attribute)) return false;
-            if (m_starts[step.attribute / 8] == 0 && knows(step.attribute, 4)) return false;
+            if (attribute_at(step.attribute) == 0 && knows(step.attribute, 4)) return false;
             count_links(bytes().from(step.attribute), -1);
             return shift(static_cast<std::uint32_t>(step.attribute + removed), -removed);
         }
@@ -506,7 +535,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
     }
 }
 
-// Moves what stands from `from` on; what comes free is not known. Ahead of it bytes are lost if `by` is negative.
+// Moves what is there from `from` on; what comes free is not known. Bytes before it are lost if `by` is negative.
 bool replayed_record::shift(std::uint32_t from, std::int64_t by) {
     const std::int64_t to = from + by;
     if (from % 8 != 0 || by % 8 != 0 || from > size() || to < 0 || to > size()) return false;
@@ -527,7 +556,11 @@ bool replayed_record::shift(std::uint32_t from, std::int64_t by) {
     };
     move(m_bytes, from, to);
     move(m_known, from, to);
-    move(m_starts, from / 8, to / 8);
+    m_attributes.erase(first_from(static_cast<std::uint32_t>(std::min<std::int64_t>(from, to))), first_from(from));
+    for (attribute_start& one : m_attributes) {
+        if (one.offset >= from) one.offset = static_cast<std::uint32_t>(one.offset + by);
+    }
+    m_attributes.erase(first_from(size()), m_attributes.end());
     return true;
 }
 
@@ -535,11 +568,10 @@ bool replayed_record::resize_attribute(std::uint32_t attribute, std::uint64_t ol
     if (!attribute_may_begin(attribute) || !bytes().has(attribute, old_length)) return false;
     const auto length = attribute_length(attribute);
     if (length && *length != old_length) return false;
-    if (m_starts[attribute / 8] == 0) begin_attribute(attribute, came_to_light);
+    if (attribute_at(attribute) == 0) begin_attribute(attribute, came_to_light);
     // Attributes inside of what is taken for one cannot be.
-    for (std::uint64_t at = attribute / 8 + 1; at < (attribute + old_length) / 8; ++at) {
-        if (m_starts[at] != 0) return false;
-    }
+    const auto next = first_from(attribute + 1);
+    if (next != m_attributes.end() && next->offset < attribute + old_length) return false;
     if (!shift(static_cast<std::uint32_t>(attribute + old_length),
                static_cast<std::int64_t>(new_length - old_length))) {
         return false;
@@ -551,10 +583,10 @@ bool replayed_record::resize_attribute(std::uint32_t attribute, std::uint64_t ol
 
 bool replayed_record::resize_index_entry(const record_step& step, std::int64_t by) {
     using namespace attribute_layout;
-    const std::uint32_t place = std::uint32_t{step.attribute} + step.offset;
+    const std::uint32_t begin = std::uint32_t{step.attribute} + step.offset;
     if (!attribute_may_begin(step.attribute) || step.offset < resident_header_size) return false;
     const auto length = attribute_length(step.attribute);
-    const std::int64_t end = by < 0 ? place - by : place;
+    const std::int64_t end = by < 0 ? begin - by : begin;
     if (length && end > step.attribute + *length) return false;
     if (!shift(static_cast<std::uint32_t>(std::min<std::int64_t>(end, size())), by)) return false;
     const auto grow = [this, by](uni::field<std::uint32_t> f, std::uint32_t base) {
@@ -572,11 +604,6 @@ bool replayed_record::resize_index_entry(const record_step& step, std::int64_t b
 void replayed_record::count_links(uni::byte_view attribute, int by) {
     if (attribute.get(attribute_layout::type) != attribute_type::file_name) return;
     if (const auto links = get(hard_links)) set(hard_links, 0, static_cast<std::uint16_t>(*links + by));
-}
-
-void replayed_record::deallocate() {
-    if (const auto old = get(sequence)) set(sequence, 0, static_cast<std::uint16_t>(*old == 0xFFFF ? 1 : *old + 1));
-    m_in_use.reset();  // `write` sets it
 }
 
 }  // namespace kest

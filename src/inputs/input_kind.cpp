@@ -92,9 +92,9 @@ input_kind kind_of_page(uni::byte_view page) {
 }
 
 // Names out of the evidence, which may hold any words, stand no nearer to a report's beginning.
-bool is_text(uni::byte_view ahead) {
+bool is_text(uni::byte_view before) {
     constexpr std::size_t least = 100;
-    return ahead.size() > least && std::ranges::find(ahead.bytes(), 0) == ahead.bytes().end();
+    return before.size() > least && std::ranges::find(before.bytes(), 0) == before.bytes().end();
 }
 
 bool is_whole_journal_record(uni::byte_view bytes) {

@@ -1,13 +1,12 @@
 #include "inputs/read_inputs.h"
 
-#include <array>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "format/error_words.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/scanner.h"
-#include "logfile/whole_log.h"
+#include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
 #include "portable/portable_thread.h"
@@ -18,41 +17,29 @@ namespace {
 
 constexpr double progress_step = 5;  // percent
 
-// What a worker is given. All share it without a lock: each writes its own store and reads only what was set before it
-// was started. What was stored of an MFT stands when memory runs out.
-struct worker_task {
-    const input_settings& settings;
-    evidence& stores;
-};
+// Workers share what they are given without a lock: each writes its own store and reads only what was set before it was
+// started.
 
-void mft_worker(void* argument) {
-    const auto& task = *static_cast<worker_task*>(argument);
-    mft_index& index = task.stores.mft;
+void mft_worker(const input_settings& settings, evidence& stores) {
     uni::percent_meter meter(uni::status_width, progress_step);
     walk_mft_records(
-        task.stores.inodes,
-        [&index](inode_record& record, std::uint32_t position, std::uint64_t inode) {
-            index_mft_record(index, record, position, inode);
+        stores.inodes,
+        [&stores](inode_record& record, std::uint32_t position, std::uint64_t inode) {
+            index_mft_record(stores.mft, record, position, inode);
         },
         [&](std::uint64_t done, std::uint64_t total) {
-            if (task.settings.show_progress) meter.step(done, total);
+            if (settings.show_progress) meter.step(done, total);
         });
-    index.seal();
+    stores.mft.seal();
 }
 
-void log_worker(void* argument) {
-    const auto& task = *static_cast<worker_task*>(argument);
-    log_store& log = task.stores.log;
+void log_worker(const input_settings& settings, evidence& stores) {
     try {
         // A log that cannot be opened leaves an empty store, and that is reported.
-        static_cast<void>(parse_log(log, task.settings.log_path, task.settings));
+        static_cast<void>(parse_log(stores.log, settings.log_path, settings));
     } catch (const std::bad_alloc&) {
-        log.incomplete = true;
+        stores.log.incomplete = true;
     }
-}
-
-void jrnl_worker(void* argument) {
-    scan_journal(static_cast<worker_task*>(argument)->stores.journal);
 }
 
 void settle_sizes(log_store& store, const input_settings& settings) {
@@ -78,8 +65,6 @@ bool parse_log(log_store& store, const std::string& path, const input_settings& 
 
 std::optional<unread_input> open_inputs(const input_settings& settings, evidence& stores) {
     const auto resync = settings.every_record ? journal_resync::at_records : journal_resync::at_pages;
-    stores.inodes.all_records = settings.have_mft;
-    if (settings.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
     if (!settings.mft_path.empty() && !load_mft(stores.inodes, settings.mft_path)) {
         const int error = stores.inodes.mft_file.open_error();
         return unread_input{settings.mft_path, error != 0 ? error_words(error) : "no file record"};
@@ -92,12 +77,11 @@ std::optional<unread_input> open_inputs(const input_settings& settings, evidence
 }
 
 void read_inputs(const input_settings& settings, evidence& stores) {
-    worker_task task{settings, stores};
-    std::array<portable_thread, 3> threads;
-    std::size_t started = 0;
-    if (settings.have_mft) threads[started++].start(mft_worker, &task);
-    if (settings.have_log) threads[started++].start(log_worker, &task);
-    if (settings.have_jrnl && !settings.streams_journal()) threads[started++].start(jrnl_worker, &task);
+    std::vector<portable_thread> threads;
+    threads.reserve(3);
+    if (settings.have_mft) threads.emplace_back([&] { mft_worker(settings, stores); });
+    if (settings.have_log) threads.emplace_back([&] { log_worker(settings, stores); });
+    if (settings.have_jrnl && !settings.streams_journal()) threads.emplace_back([&] { scan_journal(stores.journal); });
     if (settings.show_progress) uni::status_line(uni::status_width, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();

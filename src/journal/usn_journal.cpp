@@ -84,13 +84,11 @@ void scan_journal(usn_journal& journal) {
     uni::seal_unique_by_key(journal.entries);
 }
 
-bool lookup_journal(const usn_journal& journal, std::uint64_t usn, journal_fact& out) {
-    out = {};
-    if (usn == 0) return false;
+std::optional<journal_fact> lookup_journal(const usn_journal& journal, std::uint64_t usn) {
+    if (usn == 0) return std::nullopt;
     const auto found = std::ranges::lower_bound(journal.entries, usn, {}, &usn_entry::key);
-    if (found == journal.entries.end() || found->key != usn) return false;
-    out = {.time = found->time, .reason = found->reason};
-    return true;
+    if (found == journal.entries.end() || found->key != usn) return std::nullopt;
+    return journal_fact{.time = found->time, .reason = found->reason};
 }
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,14 +35,14 @@ struct usn_journal {
 // Adds every record of the open file.
 void scan_journal(usn_journal& journal);
 
-// What the journal file says of one update sequence number. All 0 where it says nothing.
+// What the journal file says of one update sequence number.
 struct journal_fact {
     std::uint64_t time = 0;  // FILETIME
     std::uint32_t reason = 0;
 };
 
-// False, with `out` all 0, for number 0 and for a number that the journal does not hold. An entry that is not
-// plausible answers all the same: true with all 0.
-bool lookup_journal(const usn_journal& journal, std::uint64_t usn, journal_fact& out);
+// Nothing for number 0 and for a number that the journal does not hold. An entry that is not plausible answers all the
+// same, with all 0.
+std::optional<journal_fact> lookup_journal(const usn_journal& journal, std::uint64_t usn);
 
 }  // namespace kest

@@ -18,13 +18,6 @@ bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t lengt
     return operation != operation_code::noop && offset >= client_header_size && length != 0 && !payload.empty();
 }
 
-uni::byte_view stated_window(const log_entry& entry, std::uint16_t operation, std::uint16_t offset,
-                             std::uint16_t length) {
-    const uni::byte_view payload = entry.payload();
-    if (!has_data(operation, offset, length, payload)) return {};
-    return payload.slice(offset - client_header_size, length);
-}
-
 }  // namespace
 
 std::uint32_t payload_length(uni::byte_view record) {
@@ -46,36 +39,34 @@ log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool s
             .spanned = spanned};
 }
 
-bool redo_data(const log_entry& entry, data_window& out) {
-    out = {};
+data_window redo_data(const log_entry& entry) {
     const std::uint16_t offset = entry.get(redo_offset);
     const std::uint16_t length = entry.get(redo_length);
-    if (!has_data(entry.redo_op, offset, length, entry.payload())) return false;
+    if (!has_data(entry.redo_op, offset, length, entry.payload())) return {};
     const std::uint32_t begin = offset - client_header_size;
     std::uint32_t end = begin + length;
     const std::uint16_t undo_begin = entry.get(undo_offset);
     if (offset < undo_begin) end = std::max(end, undo_begin - client_header_size);
-    out = {.begin = begin, .length = length, .extent = end - begin};
-    return true;
+    return {.begin = begin, .length = length, .extent = end - begin};
 }
 
-bool undo_data(const log_entry& entry, data_window& out) {
-    out = {};
+data_window undo_data(const log_entry& entry) {
     const std::uint16_t offset = entry.get(undo_offset);
     const std::uint16_t length = entry.get(undo_length);
     const uni::byte_view payload = entry.payload();
-    if (!has_data(entry.undo_op, offset, length, payload)) return false;
+    if (!has_data(entry.undo_op, offset, length, payload)) return {};
     const std::uint32_t begin = offset - client_header_size;
-    out = {.begin = begin, .length = length, .extent = static_cast<std::uint32_t>(payload.from(begin).size())};
-    return true;
+    return {.begin = begin, .length = length, .extent = static_cast<std::uint32_t>(payload.from(begin).size())};
 }
 
 uni::byte_view exact_redo(const log_entry& entry) {
-    return stated_window(entry, entry.redo_op, entry.get(redo_offset), entry.get(redo_length));
+    const data_window window = redo_data(entry);
+    return entry.payload().slice(window.begin, window.length);
 }
 
 uni::byte_view exact_undo(const log_entry& entry) {
-    return stated_window(entry, entry.undo_op, entry.get(undo_offset), entry.get(undo_length));
+    const data_window window = undo_data(entry);
+    return entry.payload().slice(window.begin, window.length);
 }
 
 bool record_has_inode(const log_entry& entry) {

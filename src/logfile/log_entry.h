@@ -70,12 +70,12 @@ struct data_window {
     std::uint32_t extent = 0;  // bytes to the end of the window; not bounded by the payload
 };
 
-// The redo bytes, widened to the start of the undo bytes where those lie after them. False, all zero, for
-// operation 0, for an offset within the client header, for no length, for an empty payload.
-bool redo_data(const log_entry& entry, data_window& out);
+// The redo bytes, widened to the start of the undo bytes where those lie after them. None for operation
+// 0, for an offset within the client header, for no length, for an empty payload.
+data_window redo_data(const log_entry& entry);
 
-// The undo bytes, to the payload's end. Likewise false.
-bool undo_data(const log_entry& entry, data_window& out);
+// The undo bytes, to the payload's end. Likewise none.
+data_window undo_data(const log_entry& entry);
 
 // The redo or undo bytes that the record states and no more, as far as its payload goes; empty where it has none.
 uni::byte_view exact_redo(const log_entry& entry);

@@ -6,8 +6,8 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint32_t page_shift = 12;                // pages of 4096 bytes
-constexpr std::uint64_t page_place_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages after 4 GiB are not found
+constexpr std::uint32_t page_shift = 12;                 // pages of 4096 bytes
+constexpr std::uint64_t page_offset_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages after 4 GiB are not found
 
 std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_entry> entries) {
     std::vector<std::vector<std::uint32_t>> index;
@@ -50,7 +50,7 @@ std::vector<std::uint32_t> log_queries::entries_for_page(std::uint32_t page_numb
     std::vector<std::uint32_t> page;
     const auto& entries = m_by_offset.entries();
     for (std::size_t at = m_by_offset.lower_bound(key);
-         at < entries.size() && (entries[at].key & page_place_mask) == key; ++at) {
+         at < entries.size() && (entries[at].key & page_offset_mask) == key; ++at) {
         page.push_back(entries[at].position);
     }
     return page;

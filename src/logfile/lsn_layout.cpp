@@ -7,34 +7,34 @@ namespace kest {
 namespace {
 
 // Pages of a log from a file offset on, and the number of the round.
-struct log_place {
+struct log_position {
     std::uint64_t round = 0;
     std::uint64_t page = 0;  // file offset
     std::uint64_t at = 0;    // bytes, in the page
 };
 
 // After its last page the log goes on at its first record page, in the next round.
-void wrap(log_place& place, std::uint64_t log_size, std::uint64_t first_page) {
-    if (place.page < log_size) return;
-    const std::uint64_t beyond = place.page - log_size;
+void wrap(log_position& position, std::uint64_t log_size, std::uint64_t first_page) {
+    if (position.page < log_size) return;
+    const std::uint64_t beyond = position.page - log_size;
     const std::uint64_t length = log_size - first_page;
-    place.round += 1 + beyond / length;
-    place.page = first_page + beyond % length;
+    position.round += 1 + beyond / length;
+    position.page = first_page + beyond % length;
 }
 
-// Where a record of `size` bytes ends that begins at `place`: at the next multiple of 8.
-log_place end_of(log_place place, std::uint64_t size) {
-    const std::uint64_t room = log_page_size - place.at;
+// Where a record of `size` bytes ends that begins at `position`: at the next multiple of 8.
+log_position end_of(log_position position, std::uint64_t size) {
+    const std::uint64_t room = log_page_size - position.at;
     if (size <= room) {
-        place.at += size;
+        position.at += size;
     } else {
         const std::uint64_t further = size - room;
         const std::uint64_t pages = (further + page_data - 1) / page_data;
-        place.page += pages * log_page_size;
-        place.at = page_layout::records_begin + further - (pages - 1) * page_data;
+        position.page += pages * log_page_size;
+        position.at = page_layout::records_begin + further - (pages - 1) * page_data;
     }
-    place.at = (place.at + 7) / 8 * 8;
-    return place;
+    position.at = (position.at + 7) / 8 * 8;
+    return position;
 }
 
 class gap_finder {
@@ -66,9 +66,9 @@ private:
 
     bool follows(const log_entry& entry, std::uint64_t next, std::uint64_t first_page) const {
         if (m_layout.log_size <= first_page) return false;
-        const std::uint64_t offset = m_layout.place(entry.this_lsn);
+        const std::uint64_t offset = m_layout.offset(entry.this_lsn);
         const std::uint64_t at = offset % log_page_size;
-        const log_place end = end_of({m_layout.round(entry.this_lsn), offset - at, at}, total_length(entry.bytes));
+        const log_position end = end_of({m_layout.round(entry.this_lsn), offset - at, at}, total_length(entry.bytes));
         const bool room = log_page_size - end.at >= least_header;
         if (room && next == lsn_at(end, first_page)) return true;
         // A page need not be filled: what is flushed may end it.
@@ -77,9 +77,9 @@ private:
                next == lsn_at({end.round, end.page + log_page_size, page_layout::records_begin}, first_page);
     }
 
-    std::uint64_t lsn_at(log_place place, std::uint64_t first_page) const {
-        wrap(place, m_layout.log_size, first_page);
-        return m_layout.lsn(place.round, place.page + place.at);
+    std::uint64_t lsn_at(log_position position, std::uint64_t first_page) const {
+        wrap(position, m_layout.log_size, first_page);
+        return m_layout.lsn(position.round, position.page + position.at);
     }
 
     const log_store& m_log;
@@ -95,11 +95,11 @@ std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts) {
     constexpr unsigned fewest = 9;  // a page
     constexpr unsigned most = 60;   // bits of a file offset
     if (!facts.sequence_bits || !facts.log_size || facts.log_page_size != log_page_size) return std::nullopt;
-    const unsigned place_bits = lsn_bits - std::min<std::uint32_t>(*facts.sequence_bits, lsn_bits);
-    if (place_bits < fewest || place_bits > most) return std::nullopt;
+    const unsigned offset_bits = lsn_bits - std::min<std::uint32_t>(*facts.sequence_bits, lsn_bits);
+    if (offset_bits < fewest || offset_bits > most) return std::nullopt;
     const std::uint64_t size = *facts.log_size - *facts.log_size % log_page_size;
-    if (size / 8 > std::uint64_t{1} << place_bits) return std::nullopt;
-    return lsn_layout{.place_bits = place_bits, .log_size = size};
+    if (size / 8 > std::uint64_t{1} << offset_bits) return std::nullopt;
+    return lsn_layout{.offset_bits = offset_bits, .log_size = size};
 }
 
 std::optional<lsn_layout> stated_layout(const log_store& log) {
@@ -121,10 +121,10 @@ std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout)
         const std::uint64_t number = offset / log_page_size;
         if (number >= copies_end) break;
         if (number < first_tail) continue;
-        // In an own place the LSN is of a record that begins in the page or before it, and goes on there.
+        // In its own page the LSN is of a record that begins in the page or before it, and goes on there.
         const std::uint64_t lsn = page.get(page_layout::last_lsn);
         const bool own = number >= first_record_pages[0] &&
-                         (layout.place(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));
+                         (layout.offset(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));
         if (!own) ++copies;
     }
     return copies;

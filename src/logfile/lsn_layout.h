@@ -17,14 +17,14 @@ inline constexpr std::uint64_t least_header = 48;  // bytes of a record that a p
 // How the LSNs of a log state the offsets of its records: the low bits are a file offset in units of 8 bytes, those
 // above count how often the log has wrapped.
 struct lsn_layout {
-    unsigned place_bits = 0;
+    unsigned offset_bits = 0;
     std::uint64_t log_size = 0;  // bytes, whole pages: what lies after is not used
 
     // File offset that the LSN states.
-    std::uint64_t place(std::uint64_t lsn) const { return (lsn & ((std::uint64_t{1} << place_bits) - 1)) * 8; }
-    std::uint64_t round(std::uint64_t lsn) const { return lsn >> place_bits; }
-    std::uint64_t lsn(std::uint64_t round_number, std::uint64_t offset) const {
-        return (round_number << place_bits) | (offset / 8);
+    std::uint64_t offset(std::uint64_t lsn) const { return (lsn & ((std::uint64_t{1} << offset_bits) - 1)) * 8; }
+    std::uint64_t round(std::uint64_t lsn) const { return lsn >> offset_bits; }
+    std::uint64_t lsn(std::uint64_t round_number, std::uint64_t file_offset) const {
+        return (round_number << offset_bits) | (file_offset / 8);
     }
 };
 
@@ -34,11 +34,11 @@ std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts);
 // What the later of the two restart pages states: they are written in turn, and the one with the higher LSN counts.
 std::optional<lsn_layout> stated_layout(const log_store& log);
 
-// Record pages that repeat what belongs to another place: those of the two tail pages, and those of the pages that
+// Record pages that repeat what belongs to another page: those of the two tail pages, and those of the pages that
 // later systems keep after them for the same.
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout);
 
-// Where the log lacks something: after the record of the first LSN neither its next place nor, where its page ends
+// Where the log lacks something: after the record of the first LSN neither the next offset nor, where its page ends
 // with it, the next page holds the record of the next higher LSN.
 struct lsn_gap {
     std::uint64_t before;  // the last LSN before the gap

@@ -36,10 +36,10 @@ inline constexpr std::uint32_t records_begin = 64;
 // The signature "RSTR" and nothing else.
 [[nodiscard]] bool has_restart_signature(uni::byte_view page);
 
-// A sound restart page, by its signature, the place of its update sequence array and a nonzero update sequence.
+// A sound restart page, by its signature, the offset of its update sequence array and a nonzero update sequence.
 [[nodiscard]] bool is_restart_page(uni::byte_view page);
 
-// The signature "RCRD", and an update sequence array of plausible place and size.
+// The signature "RCRD", and an update sequence array at a plausible offset and of a plausible size.
 [[nodiscard]] bool is_record_page(uni::byte_view header);
 
 // Says whether each of the eight sectors, as far as the page has them, ends in the update sequence number, the first

@@ -21,8 +21,8 @@ constexpr std::uint16_t dollar = 0x24;
 
 constexpr std::size_t search_begin = page_layout::records_begin;
 constexpr std::size_t search_end = search_begin + 17;
-constexpr unsigned places_to_try = 4;
-constexpr std::size_t place_step = 8;  // bytes
+constexpr unsigned offsets_to_try = 4;
+constexpr std::size_t offset_step = 8;  // bytes
 
 bool is_tail_name(uni::byte_view page, std::size_t at) {
     return page.u32(at) != 0 && page.u16(at + name_begin) == dollar;
@@ -43,9 +43,9 @@ std::size_t name_length(uni::byte_view page, std::size_t entry) {
     return std::size_t{2} * (name_limit - 1);
 }
 
-// From `position` on, up to four places 8 bytes apart. After the page's end everything reads as 0.
-std::size_t first_record_place(uni::byte_view page, std::size_t position, std::uint64_t last_lsn) {
-    for (unsigned tried = 0; tried < places_to_try; ++tried, position += place_step) {
+// From `position` on, up to four offsets, 8 bytes apart. After the page's end everything reads as 0.
+std::size_t first_record_offset(uni::byte_view page, std::size_t position, std::uint64_t last_lsn) {
+    for (unsigned tried = 0; tried < offsets_to_try; ++tried, position += offset_step) {
         std::array<std::uint8_t, record_layout::payload_begin> header{};
         const auto bytes = page.slice(position, header.size()).bytes();
         std::copy(bytes.begin(), bytes.end(), header.begin());
@@ -65,9 +65,9 @@ std::size_t keep_tail_names(log_store& store, uni::byte_view page, std::uint64_t
     std::size_t entry = search_begin;
     while (entry <= search_end && !is_tail_name(page, entry))
         ++entry;
-    if (entry > search_end) return first_record_place(page, search_begin, last_lsn);
+    if (entry > search_end) return first_record_offset(page, search_begin, last_lsn);
 
-    // Kept: a table that does not begin at the first place leaves the walk one byte out of step with it, so that
+    // Kept: a table that does not begin at the first offset leaves the walk one byte out of step with it, so that
     // it usually ends after one name.
     std::size_t position = entry == search_begin ? entry : entry + 1;
     auto& names = page_offset == first_tail * log_page_size ? store.tail_names_first : store.tail_names_second;
@@ -77,7 +77,7 @@ std::size_t keep_tail_names(log_store& store, uni::byte_view page, std::uint64_t
     }
     if (page.u32(position) == 0) position += 4;
     position = (position + 7) / 8 * 8;
-    return first_record_place(page, position, last_lsn);
+    return first_record_offset(page, position, last_lsn);
 }
 
 constexpr std::uint32_t restart_usa_begin = 30;  // bytes; where the update sequence stands, whatever the page says
@@ -269,10 +269,10 @@ bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offse
 }
 
 void keep_journal_records(log_store& store) {
-    constexpr std::size_t ahead = 16;  // the scan has left a large log out of the processor's caches
+    constexpr std::size_t distance = 16;  // the scan has left a large log out of the processor's caches
     for (std::size_t at = 0; at < store.entries.size(); ++at) {
-        if (at + ahead < store.entries.size()) {
-            __builtin_prefetch(store.entries[at + ahead].payload().bytes().data());
+        if (at + distance < store.entries.size()) {
+            __builtin_prefetch(store.entries[at + distance].payload().bytes().data());
         }
         keep_journal_record(store, store.entries[at]);
     }
@@ -302,7 +302,6 @@ bool scan_logfile(log_store& store, const std::string& path) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
-    if (store.keeps_pages) return true;
     try {
         if (!store.keeps_pages) link_chains(store);
     } catch (const std::bad_alloc&) {

@@ -28,4 +28,16 @@ bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offse
 // Gathers the journal records of all entries, for a store that `keeps_pages`.
 void keep_journal_records(log_store& store);
 
+// Reads a scanned log once more, in the order of its LSNs. An LSN states the offset of its record, so each page that
+// the scan kept has its offset in the log, and each record in it proves itself. Adds what a scan in the order of the
+// file cannot see:
+// - records of the tail pages, which hold the newest pages until these are written where they belong;
+// - records over a page end that go on in another page than the next of the file, over the end of the log too;
+// - records of earlier rounds after the last record of a page;
+// - compensation records whose undo data are stated to lie beyond their end.
+// Takes out what the scan has put together of pieces that do not belong together. The entries are then in the order of
+// their LSNs; they stay as they are where neither restart page states how LSNs are built. In the end the journal
+// records are gathered, and all chains are linked, cut ones included.
+void complete_log(log_store& store);
+
 }  // namespace kest

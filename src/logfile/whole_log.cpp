@@ -1,11 +1,10 @@
-#include "logfile/whole_log.h"
-
 #include <algorithm>
 #include <new>
 #include <numeric>
 #include <utility>
 #include <vector>
 
+#include "logfile/lsn_layout.h"
 #include "logfile/scanner.h"
 #include "portable/seeded_map.h"
 
@@ -19,16 +18,15 @@ constexpr std::size_t aligned(std::size_t at) {
     return (at + alignment - 1) / alignment * alignment;
 }
 
-// One copy of a page: at its own place in the log, or in a tail page.
+// One copy of a page: where it belongs in the log, or in a tail page.
 struct page_copy {
     uni::byte_view bytes;
     std::uint64_t file_offset = 0;
-    std::uint64_t home = 0;                          // file offset of its own place
+    std::uint64_t home = 0;                          // file offset at which it belongs
     std::size_t begin = page_layout::records_begin;  // where records begin, after one that goes on here
 
     std::uint64_t last_lsn() const { return bytes.get(page_layout::last_lsn); }
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
-    bool is_tail_copy() const { return home != file_offset; }
 };
 
 class log_completer {
@@ -39,7 +37,7 @@ public:
     void run() {
         order_entries();
         m_proved.resize(m_scanned);
-        place_pages();
+        find_homes();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
         take_out_false_records();
@@ -49,14 +47,15 @@ public:
 private:
     bool is_record(const page_copy& page, std::size_t at) const {
         const uni::byte_view record = page.bytes.from(at);
-        return record.size() >= least_header && m_layout.place(record.get(record_layout::this_lsn)) == page.home + at &&
+        return record.size() >= least_header &&
+               m_layout.offset(record.get(record_layout::this_lsn)) == page.home + at &&
                (record_plausible(record, any_lsn) || undo_lies_beyond(record));
     }
 
-    bool is_at_home(const log_entry& entry) const { return m_layout.place(entry.this_lsn) == entry.file_offset; }
+    bool is_at_home(const log_entry& entry) const { return m_layout.offset(entry.this_lsn) == entry.file_offset; }
 
     // A tail page is at home elsewhere; after its last record it may have some that were at home where it stands.
-    void place_pages() {
+    void find_homes() {
         for (const log_page& kept : m_store.record_pages) {
             page_copy page{.bytes = kept.bytes, .file_offset = kept.file_offset, .home = kept.file_offset};
             const std::uint64_t home = kept.file_offset < copies_end * log_page_size ? home_of(page) : page.home;
@@ -72,26 +71,26 @@ private:
         std::ranges::stable_sort(m_pages, {}, &page_copy::home);
     }
 
-    bool in_log(std::uint64_t place) const {
-        return place >= first_record_pages[0] * log_page_size && place < m_layout.log_size;
+    bool in_log(std::uint64_t offset) const {
+        return offset >= first_record_pages[0] * log_page_size && offset < m_layout.log_size;
     }
 
-    // By the LSN of the last record that begins in the page. Tail pages of version 1 state their own place instead;
+    // By the LSN of the last record that begins in the page. Tail pages of version 1 state their own offset instead;
     // where nothing is stated, by the first record that fits. In a page of the log no record may begin at all.
     std::uint64_t home_of(const page_copy& page) const {
         const std::uint64_t stated = page.last_lsn();
         if (in_log(stated) && stated % log_page_size == 0) return stated;
-        const std::uint64_t place = m_layout.place(stated);
-        if (in_log(place) && page.bytes.u64(place % log_page_size) == stated) return place - place % log_page_size;
+        const std::uint64_t offset = m_layout.offset(stated);
+        if (in_log(offset) && page.bytes.u64(offset % log_page_size) == stated) return offset - offset % log_page_size;
         return stated == 0 ? home_of_first_record(page) : page.file_offset;
     }
 
     std::uint64_t home_of_first_record(page_copy page) const {
         const std::uint64_t file_offset = page.file_offset;
         for (std::size_t at = page_layout::records_begin; at + least_header <= page.bytes.size(); at += alignment) {
-            const std::uint64_t place = m_layout.place(page.bytes.u64(at));
-            if (!in_log(place) || place % log_page_size != at) continue;
-            page.home = place - at;
+            const std::uint64_t offset = m_layout.offset(page.bytes.u64(at));
+            if (!in_log(offset) || offset % log_page_size != at) continue;
+            page.home = offset - at;
             if (is_record(page, at)) return page.home;
         }
         return file_offset;
@@ -104,13 +103,13 @@ private:
         std::iota(order.begin(), order.end(), 0);
         std::ranges::stable_sort(order, {}, [this](std::uint32_t at) {
             const page_copy& page = m_pages[at];
-            const std::uint64_t place = m_layout.place(page.last_lsn());
-            return std::pair(page.last_end_lsn(), place / log_page_size != page.home / log_page_size);
+            const std::uint64_t offset = m_layout.offset(page.last_lsn());
+            return std::pair(page.last_end_lsn(), offset / log_page_size != page.home / log_page_size);
         });
         return order;
     }
 
-    // By LSN, and of equal ones the one at its own place first: the order must not depend on where the ring ends. A
+    // By LSN, and of equal ones the one at its own offset first: the order must not depend on where the ring ends. A
     // scan leaves a few runs in order, which are merged.
     void order_entries() {
         const auto before = [this](const log_entry& a, const log_entry& b) {
@@ -141,7 +140,7 @@ private:
         return position < m_scanned && m_store.entries[position].this_lsn == lsn;
     }
 
-    // Nothing is left to ask of a record that the scan found whole at its own place. Its bytes are not touched again.
+    // Nothing is left to ask of a record that the scan found whole at its own offset. Its bytes are not touched again.
     bool is_proved(std::size_t position, std::uint64_t file_offset) const {
         if (position >= m_scanned) return false;
         const log_entry& entry = m_store.entries[position];
@@ -176,7 +175,7 @@ private:
         }
     }
 
-    // Gathers a record over page ends into `m_joined`. Pages are found by their place; of several copies of one the
+    // Gathers a record over page ends into `m_joined`. Pages are found by their offset; of several copies of one the
     // first counts in which this record goes on. False if there is none.
     bool join(const page_copy& page, uni::byte_view record, std::size_t size) {
         m_joined.assign(record.bytes().begin(), record.bytes().end());

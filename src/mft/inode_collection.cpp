@@ -83,7 +83,7 @@ std::optional<std::uint64_t> merge_known_inode(_inode_collection& collection, in
 
 namespace {
 
-auto place(const owned_run& run) {
+auto clusters_of(const owned_run& run) {
     return std::tuple(run.lcn, run.clusters);
 }
 
@@ -91,8 +91,8 @@ auto place(const owned_run& run) {
 
 void mft_index::seal() {
     inodes_by_lsn.seal_unique();
-    std::ranges::stable_sort(run_map, {}, place);
-    const auto same = [](const owned_run& a, const owned_run& b) { return place(a) == place(b); };
+    std::ranges::stable_sort(run_map, {}, clusters_of);
+    const auto same = [](const owned_run& a, const owned_run& b) { return clusters_of(a) == clusters_of(b); };
     run_map.erase(std::unique(run_map.begin(), run_map.end(), same), run_map.end());
 }
 
@@ -108,7 +108,7 @@ void index_mft_record(mft_index& index, inode_record& record, std::uint32_t posi
 // the cluster just after a run still counts as inside.
 std::uint64_t owner_by_cluster(const mft_index& index, std::uint64_t cluster) {
     const auto& runs = index.run_map;
-    const auto above = std::ranges::upper_bound(runs, std::tuple(cluster, std::uint32_t{0}), {}, place);
+    const auto above = std::ranges::upper_bound(runs, std::tuple(cluster, std::uint32_t{0}), {}, clusters_of);
     if (above == runs.begin()) return 0;
     if (above != runs.end() && above->lcn == cluster) return above->owner;
     const owned_run& before = *std::prev(above);
@@ -123,7 +123,7 @@ std::uint16_t sequence_after(std::uint16_t sequence) {
 
 }  // namespace
 
-// What the log's journal records say of a file stands in the store too, but was read from no MFT: `is_base` tells.
+// What the log's journal records say of a file is in the store too, but was read from no MFT: `is_base` shows that.
 const inode_record* stored_file(const _inode_collection& inodes, inode_ref file) {
     const inode_record* const exact = inodes.find_exact(file);
     if (exact != nullptr && exact->is_base && exact->in_use) return exact;

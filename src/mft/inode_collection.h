@@ -34,10 +34,7 @@ public:
     uni::ordered_index inodes_by_ref;     // key: inode_ref::by_number(); the first stays
 
     std::uint64_t total_size = 0;      // bytes of the MFT file
-    std::uint64_t base_offset = 0;     // bytes; where the MFT begins in its file
     std::uint32_t record_size = 1024;  // bytes
-    bool all_records = false;          // store files too, not only directories
-    std::uint32_t parse_mask = 0;      // parse_bits of the MFT reader
     uni::file mft_file;
     limits_hit omitted;
     // A read failed before the file's end, or memory ran out: records are missing. Also noted where the file is only

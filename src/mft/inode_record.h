@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mft/inode_ref.h"
 #include "mft/record_layout.h"
-#include "portable/shared_text.h"
-#include "portable/small_set.h"
+#include "portable/small_values.h"
 
 namespace kest {
 
@@ -22,13 +24,32 @@ struct file_times {
     std::uint64_t latest() const { return std::max({modified, accessed, mft_changed, created}); }
 };
 
+// One of the four, in the order in which they stand on disk; its names in reports.
+struct file_time_row {
+    std::string_view key, si_key, fn_key;
+    std::uint64_t file_times::*time;
+};
+inline constexpr file_time_row file_time_rows[] = {
+    {"created", "si_created", "fn_created", &file_times::created},
+    {"modified", "si_modified", "fn_modified", &file_times::modified},
+    {"mft_changed", "si_mft_changed", "fn_mft_changed", &file_times::mft_changed},
+    {"accessed", "si_accessed", "fn_accessed", &file_times::accessed},
+};
+static_assert(std::size(file_time_rows) == std::size(standard_information_layout::times));
+static_assert(std::size(file_time_rows) == std::size(file_name_layout::times));
+
+// The times of a value, at these offsets.
+inline file_times read_times(uni::byte_view value, std::span<const uni::field<std::uint64_t>> offsets) {
+    file_times times;
+    for (std::size_t at = 0; at < std::size(file_time_rows); ++at)
+        times.*file_time_rows[at].time = value.get(offsets[at]);
+    return times;
+}
+
 // One run of a non-resident attribute.
 struct run_record {
     std::uint64_t lcn = 0;       // first cluster
-    std::uint64_t delta = 0;     // size of the step that led to it, in clusters; like the last two decoded and not used
     std::uint32_t clusters = 0;  // length, cut to 32 bits
-    std::uint64_t vcn = 0;       // first virtual cluster
-    bool negative = false;       // the step was backward
 };
 
 namespace inode_flags {
@@ -45,9 +66,8 @@ struct inode_record {
     bool path_set = false;    // `path` holds a value
     bool path_final = false;  // the path reached the root
     bool in_use = false;
-    bool is_base = false;               // read as a complete base record
-    std::uint32_t flags = 0;            // inode_flags, and whatever else the file record header says
-    std::uint32_t file_attributes = 0;  // from $STANDARD_INFORMATION
+    bool is_base = false;     // read as a complete base record
+    std::uint32_t flags = 0;  // inode_flags, and whatever else the file record header says
     // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
     // few.
     uni::small_set<inode_ref> parents = {};
@@ -64,7 +84,6 @@ struct inode_record {
     std::uint64_t allocated_size = 0;  // bytes, from $FILE_NAME
     std::uint64_t real_size = 0;       // bytes, from $FILE_NAME
     std::vector<run_record> index_runs = {};
-    std::uint64_t disk_offset = 0;  // bytes, in the MFT file; for whoever looks at the record itself
 
     inode_ref ref() const { return {inode, sequence}; }
     inode_ref first_parent() const { return parents.empty() ? inode_ref{} : *parents.begin(); }
@@ -72,6 +91,12 @@ struct inode_record {
 
 // Stands in a path for whatever lies above a folder.
 inline constexpr std::string_view unknown_path = "<unk_path>\\";
+
+namespace path_rules {
+inline constexpr std::uint64_t root_number = 5;
+inline constexpr std::string_view root_text = "[root]";
+inline constexpr std::size_t longest = 98'301;  // bytes: three for each unit of the longest path that the system allows
+}  // namespace path_rules
 
 inline constexpr std::size_t most_parents = 1024;  // a file has no more names
 

@@ -23,21 +23,19 @@ constexpr std::size_t most_reserved = 1 << 20;  // records
 // What a walk may spend beyond reading the file once. In a sound MFT each extension record belongs to one base record,
 // so that a walk reads it at most once more, and an index has few runs; stale lists of deleted files get as much again.
 // What lies beyond was made to keep the program busy. The claim of a sparse file buys little in advance: the rest is
-// earned by the places for records that are really read.
+// earned by the records that are really read.
 constexpr std::uint64_t reads_of_a_record = 16;  // its own, as are the runs
 constexpr std::uint64_t reads_for_a_start = 1024;
 constexpr std::uint64_t most_reads_in_advance = 65'536;
-constexpr std::uint64_t reads_earned = 2;  // by each place
+constexpr std::uint64_t reads_earned = 2;  // by each record
 constexpr std::uint64_t runs_of_a_record = 16;
-constexpr std::uint64_t runs_earned = 16;  // by each place: together a quarter of the file
+constexpr std::uint64_t runs_earned = 16;  // by each record: together a quarter of the file
 constexpr std::uint64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {
     const std::uint64_t claimed = collection.total_size / collection.record_size;
     return {.file = collection.mft_file,
-            .base_offset = collection.base_offset,
             .record_size = collection.record_size,
-            .parse_mask = collection.parse_mask,
             .reads = {reads_of_a_record, reads_for_a_start + std::min(claimed, most_reads_in_advance)},
             .runs = {runs_of_a_record, runs_for_a_start},
             .omitted = collection.omitted};
@@ -54,11 +52,10 @@ public:
 
     void run() {
         const uni::byte_block block(m_chunk * chunks_in_block);
-        uni::block_reader reader(m_source.file, m_source.base_offset, m_source.base_offset + m_store.total_size,
-                                 m_chunk);
+        uni::block_reader reader(m_source.file, 0, m_store.total_size, m_chunk);
         while (m_records_wanted != 0 && reader.advance()) {
             const uni::block_reader::block arrived = reader.read(block.bytes());
-            read_block(block.bytes().first(arrived.bytes), arrived.offset - m_source.base_offset, arrived.failed);
+            read_block(block.bytes().first(arrived.bytes), arrived.offset, arrived.failed);
         }
         if (m_source.read_failed) m_store.incomplete = true;
     }
@@ -77,14 +74,13 @@ private:
     }
 
     void read_chunk(std::span<std::uint8_t> chunk, std::uint64_t offset) {
-        m_progress(m_source.base_offset + offset, m_store.total_size);
+        m_progress(offset, m_store.total_size);
         m_source.reads.add_common(reads_earned * m_records_wanted);
         m_source.runs.add_common(runs_earned * m_records_wanted);
         std::uint64_t inode = 0;
         try {
             for (std::size_t k = 0; k < m_records_wanted; ++k) {
-                const std::size_t at = k * m_source.record_size;
-                read_record(chunk.subspan(at, m_source.record_size), m_source.base_offset + offset + at, inode);
+                read_record(chunk.subspan(k * m_source.record_size, m_source.record_size), inode);
             }
         } catch (const std::bad_alloc&) {
             m_store.incomplete = true;
@@ -94,18 +90,16 @@ private:
         }
     }
 
-    void read_record(std::span<std::uint8_t> bytes, std::uint64_t disk_offset, std::uint64_t& inode) {
+    void read_record(std::span<std::uint8_t> bytes, std::uint64_t& inode) {
         using namespace file_record_layout;
         const uni::byte_view view = bytes;
         if (!is_file_record(view)) return;
-        if (!m_store.all_records && (view.get(flags) & inode_flags::directory) == 0) return;
         inode = view.get(own_number);
         inode_record& record = m_store.records.emplace_back();
         if (!parse_mft_record(record, bytes, m_source)) {
             m_store.records.pop_back();
             return;
         }
-        record.disk_offset = disk_offset;
         enter(record, inode);
     }
 
@@ -142,26 +136,15 @@ bool load_mft(_inode_collection& collection, const std::string& path) {
     return file.is_open();
 }
 
-namespace {
-
-std::vector<std::uint8_t> read_at(const _inode_collection& collection, std::uint64_t disk_offset) {
+std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
+    if (number >= collection.total_size / collection.record_size) return {};
     std::vector<std::uint8_t> bytes(collection.record_size);
-    const uni::read_result got = collection.mft_file.read_at(bytes, disk_offset);
+    const std::uint64_t offset = number * collection.record_size;
+    const uni::read_result got = collection.mft_file.read_at(bytes, offset);
     if (got.failed) collection.incomplete = true;
     if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
     return bytes;
-}
-
-}  // namespace
-
-std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record) {
-    return read_at(collection, record.disk_offset);
-}
-
-std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
-    if (number >= collection.total_size / collection.record_size) return {};
-    return read_at(collection, collection.base_offset + number * collection.record_size);
 }
 
 bool walk_mft_records(_inode_collection& collection, const mft_record_callback& callback,

@@ -9,19 +9,13 @@
 
 namespace kest {
 
-namespace parse_bits {
-inline constexpr std::uint32_t index_allocation = 1;  // keep the runs of $INDEX_ALLOCATION
-}
-
 // Opens an MFT and checks its first record; on success the file stays open in `collection` and `record_size` and
 // `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
 // does not begin with a file record.
 [[nodiscard]] bool load_mft(_inode_collection& collection, const std::string& path);
 
-// The bytes of a record that was read from the open MFT, repaired. Empty if they are not there any more; a
-// read that fails is noted.
-std::vector<std::uint8_t> read_again(const _inode_collection& collection, const inode_record& record);
-// The same of the record at the place of this number.
+// The bytes of the record at the offset of this number in the open MFT, repaired. Empty if there is none; a read that
+// fails is noted.
 std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number);
 
 // Called for each stored record, before it is indexed: record, position in the store, record number.

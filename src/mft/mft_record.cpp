@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "mft/inode_ref.h"
-#include "mft/mft_reader.h"
 #include "mft/record_layout.h"
 #include "mft/record_view.h"
 #include "portable/unicode.h"
@@ -105,15 +104,15 @@ private:
     }
 
     void take_header(uni::byte_view view) {
-        m_record.sequence = view.get(sequence);
+        const file_record_view header(view);
+        m_record.sequence = header.sequence();
         m_record.lsn = view.get(lsn);
         m_record.inode = view.get(own_number);
         m_record.flags = view.get(flags);
-        m_record.is_directory = (m_record.flags & inode_flags::directory) != 0;
-        m_record.in_use = (m_record.flags & inode_flags::in_use) != 0;
-        const std::uint64_t base = view.get(base_record);
-        m_record.is_base = base == 0;
-        if (base != 0) m_record.base_records.insert(inode_ref(base).number());
+        m_record.is_directory = header.is_directory();
+        m_record.in_use = header.in_use();
+        m_record.is_base = header.base().value() == 0;
+        if (!m_record.is_base) m_record.base_records.insert(header.base().number());
     }
 
     void parse_extension(std::span<std::uint8_t> bytes) {
@@ -165,11 +164,7 @@ private:
 
     void take_standard_information(uni::byte_view value, std::uint32_t stated_length) {
         using namespace standard_information_layout;
-        m_record.si_times = {.modified = value.get(modified),
-                             .accessed = value.get(accessed),
-                             .mft_changed = value.get(mft_changed),
-                             .created = value.get(created)};
-        m_record.file_attributes = value.get(standard_information_layout::flags);
+        m_record.si_times = read_times(value, times);
         if (stated_length >= usn.end()) m_record.usn = value.get(usn);
     }
 
@@ -181,10 +176,7 @@ private:
             m_source.omitted.parents = true;
         }
         if (value.get(name_space) == dos_name_space) return;
-        m_record.fn_times = {.modified = value.get(modified),
-                             .accessed = value.get(accessed),
-                             .mft_changed = value.get(mft_changed),
-                             .created = value.get(created)};
+        m_record.fn_times = read_times(value, times);
         if (m_record.allocated_size == 0) m_record.allocated_size = value.get(allocated_size);
         if (m_record.real_size == 0) m_record.real_size = value.get(real_size);
         m_record.name_parent = inode_ref(value.get(parent));
@@ -197,7 +189,6 @@ private:
     }
 
     void take_index_runs(uni::byte_view attribute) {
-        if ((m_source.parse_mask & parse_bits::index_allocation) == 0) return;
         const std::size_t before = m_record.index_runs.size();
         decode_runs(attribute, m_record.index_runs);
         if (m_source.runs.spend(m_record.index_runs.size() - before)) return;
@@ -227,7 +218,7 @@ private:
         }
         m_read.insert(number);
         std::vector<std::uint8_t> bytes(m_source.record_size);
-        const std::uint64_t offset = number * m_source.record_size + m_source.base_offset;
+        const std::uint64_t offset = number * m_source.record_size;
         const uni::read_result arrived = m_source.file.read_at(bytes, offset);
         if (arrived.failed) m_source.read_failed = true;
         if (arrived.bytes == bytes.size()) parse_extension(bytes);

@@ -14,9 +14,7 @@ namespace kest {
 // Where file records are read from, and what reading them may still cost.
 struct mft_source {
     uni::file& file;
-    std::uint64_t base_offset = 0;  // bytes; where the MFT begins in its file
     std::uint32_t record_size = 0;  // bytes
-    std::uint32_t parse_mask = 0;   // parse_bits of the MFT reader
     budget reads;                   // of extension records and of clusters of attribute lists
     budget runs;                    // of index allocations that are kept
 

@@ -7,9 +7,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::uint64_t root_number = 5;
-constexpr std::string_view root_text = "[root]";
-constexpr std::size_t longest_path = 98'301;  // bytes: three for each unit of the longest path that the system allows
+using namespace path_rules;
 
 // Directories that claim to lie inside one another a hundred thousand deep would take their paths' length squared.
 // The paths of a sound volume fit into their own shares, but for few.
@@ -29,6 +27,7 @@ void append_unknown(std::string& out, std::uint64_t inode) {
     out += ']';
 }
 
+// Kept: a path may have any number of folders here, as rows have always shown them. Events name 255 at most.
 // Builds from the leaf up, then writes out from the root down; each directory met on the way gets its path too, so
 // that all walks together visit each directory once.
 class path_builder {
@@ -95,7 +94,7 @@ private:
             }
             m_room.begin_record();
             const std::size_t size = above.size() + m_text.size() + component->text.size() + 2;  // two separators
-            if (size <= longest_path && m_room.covers(size)) {
+            if (size <= longest && m_room.covers(size)) {
                 append(above);
             } else {
                 m_text = unknown_path;
@@ -122,7 +121,7 @@ private:
         record.path = uni::shared_text(m_text);
         record.path_final = complete;
         record.path_set = true;
-        static_cast<void>(m_room.spend(m_text.size()));  // a name alone is always kept
+        static_cast<void>(m_room.spend(m_text.size()));  // a mere name is always kept
     }
 
     _inode_collection& m_store;

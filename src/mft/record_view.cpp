@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mft/record_layout.h"
+#include "mft/run_reader.h"
 
 namespace kest {
 
@@ -55,11 +56,6 @@ uni::byte_view attribute_view::value() const {
     return resident() ? m_bytes.slice(m_bytes.get(value_offset), m_bytes.get(value_length)) : uni::byte_view{};
 }
 
-std::uint64_t attribute_view::real_size() const {
-    using namespace attribute_layout;
-    return resident() ? m_bytes.get(value_length) : m_bytes.get(attribute_layout::real_size);
-}
-
 uni::byte_view file_record_view::standard_information() const {
     uni::byte_view found;
     for_each_attribute([&found](std::uint32_t, const attribute_view& attribute) {
@@ -69,51 +65,18 @@ uni::byte_view file_record_view::standard_information() const {
     return found;
 }
 
-namespace {
-
-constexpr std::size_t widest_field = 8;  // bytes; what a longer field holds beyond is passed over
-
-struct run_field {
-    std::uint64_t value = 0;
-    bool top_bit = false;
-    unsigned bits = 0;
-};
-
-run_field read_field(uni::byte_view bytes, std::size_t offset, std::size_t width) {
-    run_field field;
-    for (std::size_t at = 0; at < std::min(width, widest_field); ++at, field.bits += 8) {
-        const std::uint8_t byte = bytes.u8(offset + at);
-        field.value |= std::uint64_t{byte} << field.bits;
-        field.top_bit = (byte & 0x80) != 0;
-    }
-    return field;
-}
-
-std::uint64_t negated(const run_field& field) {
-    const std::uint64_t inside = field.bits < 64 ? (std::uint64_t{1} << field.bits) - 1 : ~std::uint64_t{0};
-    return (0 - field.value) & inside;
-}
-
-}  // namespace
-
 bool decode_runs(uni::byte_view attribute, std::vector<run_record>& runs) {
     using namespace attribute_layout;
     const std::uint32_t list_offset = attribute.get(mapping_pairs_offset);
     if (attribute.empty() || attribute.size() < list_offset) return false;
     uni::byte_view list = attribute.from(list_offset);
-    std::uint64_t lcn = 0;
-    std::uint64_t vcn = attribute.get(lowest_vcn);
-    while (list.u8(0) != 0) {
+    for (std::uint64_t lcn = 0; list.u8(0) != 0;) {
         const std::size_t length_width = list.u8(0) & 15;
         const std::size_t step_width = list.u8(0) >> 4;
         const std::size_t size = length_width + step_width + 1;
         if (size > list.size()) break;
-        const run_field step = read_field(list, 1 + length_width, step_width);
-        const std::uint64_t delta = step.top_bit ? negated(step) : step.value;
-        lcn = step.top_bit ? lcn - delta : lcn + delta;
-        const auto clusters = static_cast<std::uint32_t>(read_field(list, 1, length_width).value);
-        runs.push_back({.lcn = lcn, .delta = delta, .clusters = clusters, .vcn = vcn, .negative = step.top_bit});
-        vcn += clusters;
+        lcn += mapping_number(list, 1 + length_width, step_width, true);
+        runs.push_back({lcn, static_cast<std::uint32_t>(mapping_number(list, 1, length_width, false))});
         list = list.from(size);
     }
     return true;

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
 #include "portable/byte_view.h"
 
 namespace kest {
+
+// A number of a mapping pair, in `width` bytes; of a wider one than eight bytes, what these hold.
+inline std::uint64_t mapping_number(uni::byte_view pairs, std::size_t begin, std::size_t width, bool has_sign) {
+    width = std::min(width, sizeof(std::uint64_t));
+    std::uint64_t value = 0;
+    for (std::size_t at = width; at != 0; --at)
+        value = value << 8 | pairs.u8(begin + at - 1);
+    const bool negative = has_sign && width != 0 && (pairs.u8(begin + width - 1) & 0x80) != 0;
+    return negative && width < sizeof value ? value | ~std::uint64_t{0} << 8 * width : value;
+}
 
 // Reads mapping pairs one by one. Numbers of clusters are modulo 2^64.
 class run_reader {
@@ -23,9 +34,9 @@ public:
         if (length_width == 0 || length_width > 8 || step_width > 8) return false;
         if (!m_pairs.has(0, 1 + length_width + step_width)) return false;
         m_vcn = m_end_vcn;
-        m_end_vcn += number(1, length_width, false);
+        m_end_vcn += mapping_number(m_pairs, 1, length_width, false);
         m_hole = step_width == 0;
-        m_lcn += number(1 + length_width, step_width, true);
+        m_lcn += mapping_number(m_pairs, 1 + length_width, step_width, true);
         m_pairs = m_pairs.from(1 + length_width + step_width);
         return true;
     }
@@ -39,14 +50,6 @@ public:
     uni::byte_view rest() const { return m_pairs; }
 
 private:
-    std::uint64_t number(std::size_t begin, std::size_t width, bool has_sign) const {
-        std::uint64_t value = 0;
-        for (std::size_t at = width; at != 0; --at)
-            value = value << 8 | m_pairs.u8(begin + at - 1);
-        const bool negative = has_sign && width != 0 && (m_pairs.u8(begin + width - 1) & 0x80) != 0;
-        return negative && width < 8 ? value | ~std::uint64_t{0} << 8 * width : value;
-    }
-
     uni::byte_view m_pairs;
     std::uint64_t m_vcn = 0;
     std::uint64_t m_end_vcn = 0;

@@ -15,9 +15,8 @@ constexpr std::int64_t longest_list = 1023;
 // is held against bytes of which the entries gone by are already taken off. A list that is cut ends early by that.
 class attribute_list_walk {
 public:
-    attribute_list_walk(entry_info& info, const fragment& list, const text_style& style)
+    attribute_list_walk(entry_info& info, const fragment& list)
         : m_info(info),
-          m_style(style),
           m_entry(list.bytes),
           m_left(static_cast<std::int64_t>(list.bytes.size())),
           m_partial(list.partial) {}
@@ -40,11 +39,11 @@ private:
         using namespace list_entry_layout;
         details_writer& details = m_info.details;
         if (ends_by(lowest_vcn.offset)) return false;
-        details.number("lowest_vcn", m_entry.get(lowest_vcn), m_style);
+        details.number("lowest_vcn", m_entry.get(lowest_vcn));
         if (ends_by(file_reference.offset)) return false;
         show_reference(inode_ref(m_entry.get(file_reference)));
         if (ends_by(id.offset)) return false;
-        details.number("id", m_entry.get(id), m_style);
+        details.number("id", m_entry.get(id));
         if (ends_by(name)) return false;
         show_name();
         return true;
@@ -80,7 +79,6 @@ private:
     }
 
     entry_info& m_info;
-    const text_style& m_style;
     uni::byte_view m_entry;
     std::int64_t m_left;  // bytes from the entry on
     std::int64_t m_consumed = 0;
@@ -107,7 +105,7 @@ void write_nonempty(details_writer& details, std::string_view key, uni::byte_vie
 }
 
 // Kept: where the substitute name begins with zeros both names are looked for after them; and that there is a print
-// name in a value that is cut is judged by the substitute name's place, as if the link had no flags.
+// name in a value that is cut is judged by where the substitute name is, as if the link had no flags.
 void write_reparse_names(details_writer& details, const fragment& reparse) {
     const uni::byte_view value = reparse.bytes;
     using namespace reparse_layout;
@@ -147,12 +145,12 @@ void write_volume_information(details_writer& details, const fragment& value) {
 
 }  // namespace
 
-void decode_attribute_list(entry_info& info, const fragment& value, const text_style& style) {
+void decode_attribute_list(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < shortest_list) return;
-    attribute_list_walk(info, value, style).run();
+    attribute_list_walk(info, value).run();
 }
 
-void decode_object_id(entry_info& info, const fragment& value, const text_style&) {
+void decode_object_id(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < 4 * guid_size) return;
     info.details.open_listed_group("$OBJECT_ID");
     if (value.length >= guid_size) write_guid(info.details, "object_id", value.bytes);
@@ -164,17 +162,17 @@ void decode_object_id(entry_info& info, const fragment& value, const text_style&
     info.details.close_group();
 }
 
-void decode_reparse_point(entry_info& info, const fragment& value, const text_style& style) {
+void decode_reparse_point(entry_info& info, const fragment& value) {
     using namespace reparse_layout;
     if (!value.partial && value.length < path_buffer) return;
     info.details.open_listed_group("$REPARSE_POINT");
-    info.details.number("tag", value.bytes.get(tag), style);
+    info.details.number("tag", value.bytes.get(tag));
     const bool has_names = value.bytes.get(data_length) != 0 && !value.stops_before(path_buffer);
     if (has_names) write_reparse_names(info.details, value);
     info.details.close_group();
 }
 
-void decode_volume_information(entry_info& info, const fragment& value, const text_style&) {
+void decode_volume_information(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < volume_layout::flags.end()) return;
     info.details.open_listed_group("$VOLUME_INFORMATION");
     write_volume_information(info.details, value);

@@ -6,12 +6,40 @@
 #include "format/json.h"
 #include "format/number.h"
 #include "format/safe_text.h"
-#include "format/text_room.h"
 #include "portable/unicode.h"
 
 namespace kest {
 
 namespace {
+
+// A text that is put in place, piece by piece, into bytes that nothing was written to before.
+class text_room {
+public:
+    // Room for `most` bytes after the text; `end_at` then says how far it goes.
+    char* room(std::size_t most) {
+        if (most > m_capacity - m_size) grow(most);
+        return m_bytes.get() + m_size;
+    }
+    void end_at(const char* end) { m_size = offset_of(end); }
+    std::size_t offset_of(const char* at) const { return static_cast<std::size_t>(at - m_bytes.get()); }
+    void clear() { m_size = 0; }  // keeps the capacity
+
+    std::size_t size() const { return m_size; }
+    std::string_view text() const { return {m_bytes.get(), m_size}; }
+
+private:
+    void grow(std::size_t most) {
+        const std::size_t capacity = std::max(m_size + most, 2 * m_capacity);
+        std::unique_ptr<char[]> bytes(new char[capacity]);
+        std::copy_n(m_bytes.get(), m_size, bytes.get());
+        m_bytes = std::move(bytes);
+        m_capacity = capacity;
+    }
+
+    std::unique_ptr<char[]> m_bytes;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+};
 
 // Says whether the text of a time is to be made anew; if so, it is empty.
 bool begin_time(std::uint64_t ticks, std::uint64_t& known_ticks, std::string& text) {
@@ -37,9 +65,9 @@ public:
     void field(std::string_view key, std::string_view value) override {
         end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
     }
-    void time(std::string_view key, std::uint64_t ticks, const text_style& style) override {
+    void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) {
-            cv::append_time(m_time, ticks, style.time_format);
+            cv::append_time(m_time, ticks, style().time_format);
             if (m_safe_names && !cv::has_calendar_form(ticks)) append_decimal(m_time, ticks);
         }
         field(key, m_time);
@@ -119,7 +147,7 @@ public:
         char* const at = begin_member(key, most_json_bytes(value));
         end_member(key, at, put_json_text(at, value));
     }
-    void time(std::string_view key, std::uint64_t ticks, const text_style&) override {
+    void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) append_json_time(m_time, ticks, digits_of_ticks);
         write_value(key, m_time);
     }
@@ -160,12 +188,12 @@ private:
         *at = '{';
         m_listed = false;
         m_group_key = key;
-        m_group = m_text.place_of(at);
+        m_group = m_text.offset_of(at);
         m_text.end_at(at + 1);
         m_first = m_in_group = true;
         m_group_members.clear();
     }
-    // After themselves first, and then in their own place.
+    // After themselves first, and then where they belong.
     void put_group_in_order() {
         const std::size_t size = m_text.size() - m_group - 1;
         char* const after = m_text.room(size);
@@ -183,7 +211,7 @@ private:
     }
     void end_member(std::string_view key, const char* begin, char* end) {
         const bool listed = std::exchange(m_listed, false);
-        (m_in_group ? m_group_members : m_members).add(key, m_text.place_of(begin), m_text.place_of(end), listed);
+        (m_in_group ? m_group_members : m_members).add(key, m_text.offset_of(begin), m_text.offset_of(end), listed);
         if (listed) *end++ = ']';
         m_text.end_at(end);
         m_first = false;
@@ -235,16 +263,16 @@ void details_writer::dump_group(std::string_view label, uni::byte_view bytes) {
     close_group();
 }
 
-std::unique_ptr<details_writer> make_details(details_notation notation, bool safe_names) {
+std::unique_ptr<details_writer> make_details(details_notation notation, const text_style& style, bool safe_names) {
     switch (notation) {
         case details_notation::text:
-            return std::make_unique<text_details>(safe_names);
+            return std::make_unique<text_details>(style, safe_names);
         case details_notation::json:
-            return std::make_unique<json_details>(safe_names);
+            return std::make_unique<json_details>(style, safe_names);
         case details_notation::none:
             break;
     }
-    return std::make_unique<details_writer>(safe_names);
+    return std::make_unique<details_writer>(style, safe_names);
 }
 
 }  // namespace kest

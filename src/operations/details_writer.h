@@ -5,7 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "format/text_style.h"
+#include "format/time.h"
+#include "mft/inode_ref.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -20,20 +21,28 @@ public:
 
     // With `safe_names` no text of the evidence looks like another (`append_safe_name`), and a time without a calendar
     // form is its ticks.
-    explicit details_writer(bool safe_names) : m_safe_names(safe_names) {}
+    details_writer(const text_style& style, bool safe_names) : m_safe_names(safe_names), m_style(style) {}
     details_writer(const details_writer&) = delete;
     details_writer& operator=(const details_writer&) = delete;
     virtual ~details_writer() = default;
 
     virtual void clear() {}  // keeps the capacity
     virtual std::string_view text() { return {}; }
+    const text_style& style() const { return m_style; }
 
     virtual void field(std::string_view /*key*/, std::string_view /*value*/) {}
-    void number(std::string_view key, std::uint64_t value, const text_style& style) {
-        write_number(key, value, style.base16);
-    }
+    void number(std::string_view key, std::uint64_t value) { write_number(key, value, m_style.base16); }
     void decimal(std::string_view key, std::uint64_t value) { write_number(key, value, false); }
-    virtual void time(std::string_view /*key*/, std::uint64_t /*ticks*/, const text_style& /*style*/) {}
+    // A file, or the folder that it is in.
+    void file(inode_ref ref) {
+        number("inode", ref.number());
+        number("seq", ref.sequence());
+    }
+    void parent(inode_ref ref) {
+        number("parent_inode", ref.number());
+        number("parent_seq", ref.sequence());
+    }
+    virtual void time(std::string_view /*key*/, std::uint64_t /*ticks*/) {}
     virtual void dump(std::string_view /*key*/, uni::byte_view /*bytes*/) {}
     // One byte as it stands, whatever character it makes.
     void character(std::string_view key, std::uint8_t value);
@@ -75,10 +84,11 @@ protected:
     std::string m_time;         // of `m_ticks`; empty: not yet written
 
 private:
+    const text_style m_style;
     std::string_view m_key;  // of the value that is built in place
     std::string m_value;
 };
 
-std::unique_ptr<details_writer> make_details(details_notation notation, bool safe_names);
+std::unique_ptr<details_writer> make_details(details_notation notation, const text_style& style, bool safe_names);
 
 }  // namespace kest

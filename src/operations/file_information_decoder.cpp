@@ -10,22 +10,6 @@ namespace kest {
 
 namespace {
 
-// The four times stand in the same order in both values.
-struct time_row {
-    std::uint32_t offset;  // bytes, from the first time
-    std::string_view key;
-    std::uint64_t file_times::*time;
-};
-
-constexpr time_row time_rows[] = {
-    {standard_information_layout::created.offset, "created", &file_times::created},
-    {standard_information_layout::modified.offset, "modified", &file_times::modified},
-    {standard_information_layout::mft_changed.offset, "mft_changed", &file_times::mft_changed},
-    {standard_information_layout::accessed.offset, "accessed", &file_times::accessed},
-};
-constexpr std::uint32_t name_times = file_name_layout::created.offset;
-static_assert(time_rows[0].offset == 0 && file_name_layout::accessed.offset == name_times + time_rows[3].offset);
-
 // Kept: two bits read "DIRECTORY"; the second is the one that file names use. With both set the word stands twice.
 constexpr flag_word flag_rows[] = {
     {0x00000001, "READ_ONLY"},
@@ -53,79 +37,56 @@ void append_file_flags_text(std::string& out, std::uint32_t flags) {
 
 // Kept: the fragment's start is compared with the times and the flags only. The four fields after them are
 // shown as zeros where a fragment lies further on.
-void write_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void write_standard_information(entry_info& info, const fragment& value) {
     using namespace standard_information_layout;
     details_writer& details = info.details;
-    for (const time_row& row : time_rows) {
-        if (row.offset != 0 && !value.reaches(row.offset)) return;
-        if (value.begin > row.offset) continue;
-        info.std_times.*row.time = value.bytes.u64(row.offset);
-        details.time(row.key, info.std_times.*row.time, style);
+    for (std::size_t at = 0; at < std::size(times); ++at) {
+        const std::uint32_t offset = times[at].offset;
+        if (offset != 0 && !value.reaches(offset)) return;
+        if (value.begin > offset) continue;
+        const file_time_row& row = file_time_rows[at];
+        info.std_times.*row.time = value.bytes.u64(offset);
+        details.time(row.key, info.std_times.*row.time);
     }
     if (!value.reaches(flags.offset)) return;
-    info.std_flags = value.bytes.get(flags);
     if (value.begin <= flags.offset) {
-        append_file_flags_text(details.begin_field("flags"), info.std_flags);
+        append_file_flags_text(details.begin_field("flags"), value.bytes.get(flags));
         details.end_field();
     }
     if (!value.reaches(owner_id.offset)) return;
-    details.number("owner_id", value.bytes.get(owner_id), style);
+    details.number("owner_id", value.bytes.get(owner_id));
     if (!value.reaches(security_id.offset)) return;
-    details.number("security_id", value.bytes.get(security_id), style);
+    details.number("security_id", value.bytes.get(security_id));
     if (!value.reaches(quota_charged.offset)) return;
-    details.number("quota_charged", value.bytes.get(quota_charged), style);
+    details.number("quota_charged", value.bytes.get(quota_charged));
     if (!value.reaches(usn.offset)) return;
-    details.number("usn", value.bytes.get(usn), style);
+    details.number("usn", value.bytes.get(usn));
 }
 
-void show_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void show_standard_information(entry_info& info, const fragment& value) {
     info.details.open_listed_group("$STANDARD_INFORMATION");
-    write_standard_information(info, value, style);
+    write_standard_information(info, value);
     info.details.close_group();
 }
 
-void take_parent(entry_info& info, uni::byte_view value, const text_style& style) {
-    info.parent = inode_ref(value.get(file_name_layout::parent));
-    info.details.number("parent_inode", info.parent.number(), style);
-    info.details.number("parent_seq", info.parent.sequence(), style);
-}
-
-// False where the value ends before what is to be shown; so are the next two.
-bool take_name_times(entry_info& info, const fragment& value, const text_style& style) {
-    for (const time_row& row : time_rows) {
-        const std::uint32_t offset = name_times + row.offset;
+// False where the value ends before what is to be shown; so is the next one.
+bool take_name_times(entry_info& info, const fragment& value) {
+    for (std::size_t at = 0; at < std::size(file_name_layout::times); ++at) {
+        const std::uint32_t offset = file_name_layout::times[at].offset;
         if (!value.reaches(offset)) return false;
         if (!value.shows(offset)) continue;
+        const file_time_row& row = file_time_rows[at];
         info.name_times.*row.time = value.bytes.u64(offset);
-        info.details.time(row.key, info.name_times.*row.time, style);
+        info.details.time(row.key, info.name_times.*row.time);
     }
     return true;
 }
 
-bool take_sizes(entry_info& info, const fragment& value, const text_style& style) {
-    using namespace file_name_layout;
-    if (!value.reaches(allocated_size.offset)) return false;
-    if (value.shows(allocated_size.offset)) {
-        info.name_alloc_size = value.bytes.get(allocated_size);
-        info.details.number("allocated_size", info.name_alloc_size, style);
-    }
-    if (!value.reaches(real_size.offset)) return false;
-    if (value.shows(real_size.offset)) info.details.number("real_size", value.bytes.get(real_size), style);
+template <class integer>
+bool write_number(details_writer& details, const fragment& value, std::string_view key, uni::field<integer> f) {
+    if (!value.reaches(f.offset)) return false;
+    if (value.shows(f.offset)) details.number(key, value.bytes.get(f));
     return true;
-}
-
-// Kept: the flags are a number here, and words in $STANDARD_INFORMATION. They are stored even where they are not of
-// the fragment, as 0.
-bool take_name_flags(entry_info& info, const fragment& value, const text_style& style) {
-    using namespace file_name_layout;
-    if (!value.reaches(flags.offset)) return false;
-    info.name_flags = value.bytes.get(flags);
-    if (value.shows(flags.offset)) info.details.number("flags", info.name_flags, style);
-    if (!value.reaches(reparse_value.offset)) return false;
-    if (value.shows(reparse_value.offset)) {
-        info.details.number("reparse_value", value.bytes.get(reparse_value), style);
-    }
-    return value.reaches(name);
 }
 
 void take_name(entry_info& info, const fragment& value) {
@@ -136,39 +97,52 @@ void take_name(entry_info& info, const fragment& value) {
     take_name_text(info, value.bytes.slice(name, name_bytes));
 }
 
-void write_file_name(entry_info& info, const fragment& value, const text_style& style) {
-    if (value.shows(file_name_layout::parent.offset)) take_parent(info, value.bytes, style);
-    if (!take_name_times(info, value, style)) return;
-    if (!take_sizes(info, value, style)) return;
-    if (!take_name_flags(info, value, style)) return;
-    take_name(info, value);
+// Kept: the flags are a number here, and words in $STANDARD_INFORMATION.
+void write_file_name(entry_info& info, const fragment& value) {
+    using namespace file_name_layout;
+    details_writer& details = info.details;
+    if (value.shows(parent.offset)) {
+        info.parent = inode_ref(value.bytes.get(parent));
+        details.parent(info.parent);
+    }
+    if (take_name_times(info, value) && write_number(details, value, "allocated_size", allocated_size) &&
+        write_number(details, value, "real_size", real_size) && write_number(details, value, "flags", flags) &&
+        write_number(details, value, "reparse_value", reparse_value) && value.reaches(name)) {
+        take_name(info, value);
+    }
 }
 
-void show_file_name(entry_info& info, const fragment& value, const text_style& style) {
+void show_file_name(entry_info& info, const fragment& value) {
     info.details.open_listed_group("$FILE_NAME");
-    write_file_name(info, value, style);
+    write_file_name(info, value);
     info.details.close_group();
 }
 
 }  // namespace
 
+void take_name_text(entry_info& info, uni::byte_view units) {
+    info.name.clear();
+    uni::append_utf16_text(info.name, units);
+    info.details.evidence_text("name", units, details_writer::text_kind::name, info.name);
+}
+
 std::span<const flag_word> file_flag_words() {
     return flag_rows;
 }
 
-void decode_standard_information(entry_info& info, const fragment& value, const text_style& style) {
+void decode_standard_information(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < standard_information_layout::size) return;
-    show_standard_information(info, value, style);
+    show_standard_information(info, value);
 }
 
-void decode_file_name(entry_info& info, const fragment& value, const text_style& style) {
+void decode_file_name(entry_info& info, const fragment& value) {
     if (!value.partial && value.length < file_name_layout::smallest) return;
-    show_file_name(info, value, style);
+    show_file_name(info, value);
 }
 
-void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length, const text_style& style) {
+void decode_file_name_key(entry_info& info, uni::byte_view key, std::uint32_t key_length) {
     if (key_length < file_name_layout::smallest) return;
-    show_file_name(info, {key.slice(0, key_length), false, 0, key_length, key_length}, style);
+    show_file_name(info, {key.slice(0, key_length), false, 0, key_length, key_length});
 }
 
 // Kept: a value is taken to be $STANDARD_INFORMATION if it lies where that lies in a file record, in the first
@@ -181,7 +155,7 @@ void decode_resident_update(entry_info& info, const operation_data& given) {
                                  given.entry.get(record_layout::record_offset);  // wraps before the value
     if (offset > image_size) return;
     std::array<std::uint8_t, image_size> image{};
-    show_standard_information(info, lay_fragment(image, offset, given.bytes), given.style);
+    show_standard_information(info, image_fragment(image, offset, given.bytes));
 }
 
 // The bytes are what an index entry repeats of the file, from the times on, and perhaps the name.
@@ -189,9 +163,9 @@ void decode_duplicated_information(entry_info& info, const operation_data& given
     using namespace file_name_layout;
     if (given.bytes.size() < 24) return;
     std::array<std::uint8_t, longest> image{};
-    fragment value = lay_fragment(image, name_times, given.bytes);
+    fragment value = image_fragment(image, created.offset, given.bytes);
     value.length = std::max<std::uint64_t>(smallest, value.length);
-    show_file_name(info, value, given.style);
+    show_file_name(info, value);
 }
 
 }  // namespace kest

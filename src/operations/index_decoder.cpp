@@ -50,34 +50,33 @@ void write_data_entry(entry_info& info, uni::byte_view entry) {
     info.details.close_group();
 }
 
-void take_file_reference(entry_info& info, uni::byte_view entry, const text_style& style) {
+void take_file_reference(entry_info& info, uni::byte_view entry) {
     info.inode = inode_ref(entry.get(index_entry_layout::file_reference));
     info.details.open_listed_group("$I30");
-    info.details.number("inode", info.inode.number(), style);
-    info.details.number("seq", info.inode.sequence(), style);
+    info.details.file(info.inode);
     info.details.close_group();
 }
 
 // One entry, at the start of the bytes that are left of the list.
-void decode_index_entry(entry_info& info, const fragment& list, const text_style& style) {
+void decode_index_entry(entry_info& info, const fragment& list) {
     using namespace index_entry_layout;
     const uni::byte_view entry = list.bytes;
     const std::uint16_t length = entry.get(entry_length);
     const std::uint16_t name_length = entry.get(key_length);
     const bool names_file = name_length >= smallest_file_name_key;
-    if (names_file) take_file_reference(info, entry, style);
+    if (names_file) take_file_reference(info, entry);
     if (list.partial && (entry.size() <= key || length > entry.size())) return;
     if (length == name_length) return;
-    if (names_file) return decode_file_name_key(info, entry.from(key), name_length, style);
+    if (names_file) return decode_file_name_key(info, entry.from(key), name_length);
     write_data_entry(info, entry);
 }
 
 // Goes from entry to entry by their lengths. An entry length below that of its header ends the list after it.
-void walk_entries(entry_info& info, const fragment& list, const text_style& style) {
+void walk_entries(entry_info& info, const fragment& list) {
     using namespace index_entry_layout;
     uni::byte_view entries = list.bytes;
     while (entries.size() >= key) {
-        decode_index_entry(info, beginning_of(entries, list.partial), style);
+        decode_index_entry(info, beginning_of(entries, list.partial));
         const std::uint16_t length = entries.get(entry_length);
         if (length < key) return;
         entries = entries.from(length);
@@ -87,17 +86,17 @@ void walk_entries(entry_info& info, const fragment& list, const text_style& styl
 }  // namespace
 
 void decode_index_entries(entry_info& info, const operation_data& given) {
-    walk_entries(info, beginning_of(given.bytes, true), given.style);
+    walk_entries(info, beginning_of(given.bytes, true));
 }
 
-void decode_index_root(entry_info& info, const fragment& value, const text_style& style) {
+void decode_index_root(entry_info& info, const fragment& value) {
     using namespace index_root_layout;
     if (!value.partial && value.length < smallest) return;
     if (value.stops_before(2 * first_entry)) return;
     const std::uint32_t stated = value.bytes.get(entries_size) - node_header_size;
     if (static_cast<std::int32_t>(stated) <= 0) return;  // also a size of 2 GiB and more
     const uni::byte_view entries = value.bytes.slice(first_entry, stated);
-    walk_entries(info, beginning_of(entries, value.partial || entries.size() < stated), style);
+    walk_entries(info, beginning_of(entries, value.partial || entries.size() < stated));
 }
 
 }  // namespace kest

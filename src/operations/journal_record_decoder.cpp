@@ -1,71 +1,41 @@
 #include "journal/usn_record.h"
 #include "operations/decoders.h"
-#include "portable/unicode.h"
 
 namespace kest {
 
 namespace {
 
-inode_ref write_reference(details_writer& details, std::string_view number_key, std::string_view sequence_key,
-                          inode_ref reference, const text_style& style) {
-    details.number(number_key, reference.number(), style);
-    details.number(sequence_key, reference.sequence(), style);
-    return reference;
-}
-
 // A journal record, as far as its bytes go. A field is shown as soon as its first byte is there.
-class record_text {
-public:
-    record_text(entry_info& info, const usn_record& record, const text_style& style)
-        : m_info(info), m_details(info.details), m_record(record), m_style(style) {}
-
-    void write() {
-        m_info.inode = write_reference(m_details, "inode", "seq", m_record.file(), m_style);
-        if (!m_record.reaches(&usn_layout::parent)) return;
-        m_info.parent = write_reference(m_details, "parent_inode", "parent_seq", m_record.parent(), m_style);
-        if (!m_record.reaches(&usn_layout::usn)) return;
-        m_details.number("usn", m_record.get(&usn_layout::usn), m_style);
-        if (m_record.reaches(&usn_layout::time)) write_time();
-        if (!m_record.reaches(&usn_layout::reason)) return;
-        write_reason();
-        if (!m_record.reaches(&usn_layout::source_info)) return;
-        m_details.field("source_info", source_text(m_record.get(&usn_layout::source_info)));
-        write_file();
-        write_extents();
+void write_journal_record(entry_info& info, const usn_record& record) {
+    using layout = usn_layout;
+    details_writer& details = info.details;
+    info.inode = record.file();
+    details.file(info.inode);
+    if (!record.reaches(&layout::parent)) return;
+    info.parent = record.parent();
+    details.parent(info.parent);
+    if (!record.reaches(&layout::usn)) return;
+    details.number("usn", record.get(&layout::usn));
+    if (record.reaches(&layout::time)) {
+        info.usn_time = record.get(&layout::time);
+        details.time("time", info.usn_time);
     }
-
-private:
-    void write_time() {
-        m_info.usn_time = m_record.get(&usn_layout::time);
-        m_details.time("time", m_info.usn_time, m_style);
+    if (!record.reaches(&layout::reason)) return;
+    info.usn_reason = record.get(&layout::reason);
+    append_reason_text(details.begin_field("reason"), info.usn_reason, true);
+    details.end_field();
+    if (!record.reaches(&layout::source_info)) return;
+    details.field("source_info", source_text(record.get(&layout::source_info)));
+    // Version 4 has extents, and the others what follows.
+    if (record.reaches(&layout::remaining_extents)) {
+        details.number("remaining_extents", record.get(&layout::remaining_extents));
     }
-
-    void write_reason() {
-        m_info.usn_reason = m_record.get(&usn_layout::reason);
-        append_reason_text(m_details.begin_field("reason"), m_info.usn_reason, true);
-        m_details.end_field();
-    }
-
-    // Version 4 has nothing of this; it has extents in its place.
-    void write_file() {
-        if (!m_record.reaches(&usn_layout::security_id)) return;
-        m_details.number("security_id", m_record.get(&usn_layout::security_id), m_style);
-        if (!m_record.reaches(&usn_layout::file_attributes)) return;
-        m_details.field("file_attributes", attribute_text(m_record.get(&usn_layout::file_attributes)));
-        if (!m_record.reaches(&usn_layout::name)) return;
-        take_name_text(m_info, m_record.name());
-    }
-
-    void write_extents() {
-        if (!m_record.reaches(&usn_layout::remaining_extents)) return;
-        m_details.number("remaining_extents", m_record.get(&usn_layout::remaining_extents), m_style);
-    }
-
-    entry_info& m_info;
-    details_writer& m_details;
-    const usn_record& m_record;
-    const text_style& m_style;
-};
+    if (!record.reaches(&layout::security_id)) return;
+    details.number("security_id", record.get(&layout::security_id));
+    if (!record.reaches(&layout::file_attributes)) return;
+    details.field("file_attributes", attribute_text(record.get(&layout::file_attributes)));
+    if (record.reaches(&layout::name)) take_name_text(info, record.name());
+}
 
 }  // namespace
 
@@ -74,7 +44,7 @@ void decode_journal_record(entry_info& info, const operation_data& given) {
     const std::optional<usn_record> record = read_usn_record(given.bytes);
     if (!record || !record->reaches(&usn_layout::file)) return;
     info.details.open_group("usn_record");
-    record_text(info, *record, given.style).write();
+    write_journal_record(info, *record);
     info.details.close_group();
 }
 

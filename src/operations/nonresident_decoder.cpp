@@ -31,29 +31,21 @@ constexpr header_row header_rows[] = {
     {"compressed_size", compressed_size.offset, form::number},  // only with a compression unit
 };
 
-// Kept: the words stand here without the brackets that they have in a resident header.
-void append_flag_text(std::string& out, std::uint16_t value, const text_style& style) {
-    append_number(out, value, style.base16);
-    for (const flag_word& row : attribute_flag_words()) {
-        if ((value & row.bits) != 0) out.append(" ").append(row.word);
-    }
-}
-
 void append_unit_text(std::string& out, std::uint8_t unit) {
     out += "0x";
     append_hex(out, unit, 2, true);
     out += unit != 0 ? " (compressed)" : " (not compressed)";
 }
 
-void write_row(details_writer& details, const header_row& row, uni::byte_view header, const text_style& style) {
+void write_row(details_writer& details, const header_row& row, uni::byte_view header) {
     switch (row.how) {
         case form::flag_text:
-            append_flag_text(details.begin_field(row.key), header.u16(row.offset), style);
-            return details.end_field();
+            // Kept: without the brackets that the words have in a resident header.
+            return write_attribute_flags(details, header.u16(row.offset), " ", {});
         case form::decimal:
             return details.decimal(row.key, header.u16(row.offset));
         case form::number:
-            return details.number(row.key, header.u64(row.offset), style);
+            return details.number(row.key, header.u64(row.offset));
         case form::unit_text:
             append_unit_text(details.begin_field(row.key), header.u8(row.offset));
             return details.end_field();
@@ -61,11 +53,11 @@ void write_row(details_writer& details, const header_row& row, uni::byte_view he
 }
 
 // This and the next are false where the bytes stop before what is to be shown.
-bool write_rows(details_writer& details, const fragment& header, bool compressed, const text_style& style) {
+bool write_rows(details_writer& details, const fragment& header, bool compressed) {
     for (const header_row& row : header_rows) {
         if (row.offset == compressed_size.offset && !compressed) return true;
         if (header.stops_before(row.offset)) return false;
-        if (header.shows(row.offset)) write_row(details, row, header.bytes, style);
+        if (header.shows(row.offset)) write_row(details, row, header.bytes);
     }
     return !header.stops_before(compressed_size.end());
 }
@@ -103,7 +95,7 @@ void write_run_bytes(details_writer& details, const fragment& header) {
     details.dump("run_bytes", bytes.slice(mapping_pairs_offset.offset, length > pairs ? length - pairs : 0));
 }
 
-// A header of zeros that a fragment is laid into.
+// A header of zeros that a fragment is copied into.
 constexpr std::uint32_t image_size = compressed_size.end();
 using header_image = std::array<std::uint8_t, image_size>;
 
@@ -116,17 +108,17 @@ header_image make_image(std::uint8_t attribute_type) {
 }
 
 // A piece of a header counts as all that one can have.
-fragment lay_header(header_image& image, std::uint32_t offset, uni::byte_view piece) {
-    fragment header = lay_fragment(image, offset, piece);
+fragment image_header(header_image& image, std::uint32_t offset, uni::byte_view piece) {
+    fragment header = image_fragment(image, offset, piece);
     header.length = image_size;
     return header;
 }
 
 }  // namespace
 
-void write_nonresident_header(entry_info& info, const fragment& header, const text_style& style) {
+void write_nonresident_header(entry_info& info, const fragment& header) {
     const bool compressed = header.bytes.get(compression_unit) != 0;
-    if (!write_rows(info.details, header, compressed, style)) return;
+    if (!write_rows(info.details, header, compressed)) return;
     if (!take_name(info, header, compressed)) return;
     write_run_bytes(info.details, header);
 }
@@ -135,7 +127,7 @@ void write_nonresident_header(entry_info& info, const fragment& header, const te
 void decode_index_vcn(entry_info& info, const operation_data& given) {
     if (given.bytes.size() < 8) return;
     header_image image = make_image(attribute_type::index_allocation);
-    write_nonresident_header(info, lay_header(image, lowest_vcn.offset, given.bytes), given.style);
+    write_nonresident_header(info, image_header(image, lowest_vcn.offset, given.bytes));
 }
 
 // The bytes are the sizes: three, or four for a compressed attribute.
@@ -143,10 +135,83 @@ void decode_attribute_sizes(entry_info& info, const operation_data& given) {
     constexpr std::size_t three_sizes = 24;
     if (given.bytes.size() < three_sizes) return;
     header_image image = make_image(attribute_type::data);
-    const fragment header = lay_header(image, allocated_size.offset, given.bytes);
+    const fragment header = image_header(image, allocated_size.offset, given.bytes);
     if (given.bytes.size() != three_sizes) image[compression_unit.offset] = 1;
     info.details.open_group("new_sizes");
-    write_nonresident_header(info, header, given.style);
+    write_nonresident_header(info, header);
+    info.details.close_group();
+}
+
+namespace {
+
+// Layout of an entry of the open attribute table. Entries of 40 bytes are those of older systems.
+namespace open_attribute_layout {
+constexpr uni::field<std::uint32_t> allocated_or_next_free{0};
+constexpr std::uint32_t allocated = 0xFFFFFFFF;
+}  // namespace open_attribute_layout
+
+namespace old_open_attribute_layout {
+constexpr uni::field<std::uint32_t> type{4};
+constexpr uni::field<std::uint8_t> dirty{12};
+constexpr uni::field<std::uint64_t> file_reference{16};
+constexpr uni::field<std::uint64_t> lsn{24};
+constexpr uni::field<std::uint64_t> dirty_pages_lsn{32};
+constexpr std::size_t size = dirty_pages_lsn.end();
+}  // namespace old_open_attribute_layout
+
+namespace new_open_attribute_layout {
+constexpr uni::field<std::uint64_t> file_reference{8};
+constexpr uni::field<std::uint64_t> lsn{16};
+constexpr uni::field<std::uint32_t> type{40};
+}  // namespace new_open_attribute_layout
+
+// Kept: the next free entry is hexadecimal in either base.
+void write_state(details_writer& details, std::uint32_t word) {
+    std::string& out = details.begin_field("state");
+    if (word == open_attribute_layout::allocated) {
+        out += "in_use";
+    } else {
+        out += "free ";
+        append_number(out, word, true);
+    }
+    details.end_field();
+}
+
+// Kept: the reference is remembered and not shown, and `dirty` is the character that the byte is.
+void write_old_entry(entry_info& info, uni::byte_view entry) {
+    using namespace old_open_attribute_layout;
+    info.details.decimal("attribute_type", entry.get(type));
+    info.details.character("dirty", entry.get(dirty));
+    info.inode = inode_ref(entry.get(file_reference));
+    info.details.number("lsn", entry.get(lsn));
+    info.details.number("dirty_pages_lsn", entry.get(dirty_pages_lsn));
+}
+
+void write_new_entry(entry_info& info, uni::byte_view entry) {
+    using namespace new_open_attribute_layout;
+    info.details.decimal("attribute_type", entry.get(type));
+    info.inode = inode_ref(entry.get(file_reference));
+    info.details.file(info.inode);
+    info.details.number("lsn", entry.get(lsn));
+}
+
+}  // namespace
+
+void decode_mapping_pairs(entry_info& info, const operation_data& given) {
+    info.details.dump_group("mapping_pairs", given.bytes);
+}
+
+void decode_open_attribute(entry_info& info, const operation_data& given) {
+    const uni::byte_view entry = given.bytes;
+    constexpr std::size_t old_size = old_open_attribute_layout::size;
+    if (entry.size() < old_size) return;
+    info.details.open_group("open_attribute");
+    write_state(info.details, entry.get(open_attribute_layout::allocated_or_next_free));
+    if (entry.size() == old_size) {
+        write_old_entry(info, entry);
+    } else {
+        write_new_entry(info, entry);
+    }
     info.details.close_group();
 }
 

@@ -71,29 +71,40 @@ constexpr operation_row operations[] = {
 };
 static_assert(std::size(operations) == highest_operation + 2);
 
+// Clears everything; strings keep their capacity.
+void reset_entry_info(entry_info& info) {
+    info.std_times = {};
+    info.name_times = {};
+    info.inode = {};
+    info.parent = {};
+    info.usn_time = 0;
+    info.usn_reason = 0;
+    info.name.clear();
+    info.details.clear();
+}
+
 // Kept: the target attribute is decimal in either base, as it is a number of the attribute table and no offset.
-void write_location(details_writer& details, const log_entry& entry, const text_style& style) {
+void write_location(details_writer& details, const log_entry& entry) {
     details.open_group("location");
     details.decimal("target_attribute", entry.get(record_layout::target_attribute));
-    details.number("record_offset", entry.get(record_layout::record_offset), style);
-    details.number("attribute_offset", entry.get(record_layout::attribute_offset), style);
+    details.number("record_offset", entry.get(record_layout::record_offset));
+    details.number("attribute_offset", entry.get(record_layout::attribute_offset));
     details.close_group();
 }
 
-void write_no_payload(details_writer& details, std::uint16_t expected, std::uint32_t actual, const text_style& style) {
+void write_no_payload(details_writer& details, std::uint16_t expected) {
     details.open_group("no_payload");
-    details.number("expected_size", expected, style);
-    details.decimal("actual_size", actual);
+    details.number("expected_size", expected);
+    details.decimal("actual_size", 0);
     details.close_group();
 }
 
 // What both sides of a record have in common: the bytes of `window`, shown as operation `code` has it.
-void decode_data(std::uint16_t code, const log_entry& entry, const data_window& window, entry_info& info,
-                 const text_style& style) {
+void decode_data(std::uint16_t code, const log_entry& entry, const data_window& window, entry_info& info) {
     if (code >= std::size(operations)) return;
     const operation_row& row = operations[code];
     const uni::byte_view bytes = entry.payload().slice(window.begin, window.extent);
-    if (row.decode != nullptr) row.decode(info, {bytes, entry, style});
+    if (row.decode != nullptr) row.decode(info, {bytes, entry});
     info.details.word(row.word);
     if (!row.dump_label.empty()) info.details.dump_group(row.dump_label, bytes);
 }
@@ -108,33 +119,30 @@ std::string_view event_word(std::uint16_t code) {
     return code < std::size(operations) ? operations[code].event : std::string_view{};
 }
 
-void decode_redo(const log_entry& entry, entry_info& info, const text_style& style) {
+void decode_redo(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;  // stays empty without redo bytes
-    static_cast<void>(redo_data(entry, window));
-    decode_data(entry.redo_op, entry, window, info, style);
+    const data_window window = redo_data(entry);
+    decode_data(entry.redo_op, entry, window, info);
     if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
-        write_location(info.details, entry, style);
+        write_location(info.details, entry);
     }
     // Judged by the window as the header states it, not by what the payload holds of it.
     const std::uint16_t expected = entry.get(record_layout::redo_length);
-    if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected, window.extent, style);
+    if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected);
 }
 
-void decode_facts(const log_entry& entry, entry_info& info, const text_style& style) {
+void decode_facts(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;
     if (entry.redo_op >= std::size(operations) || !operations[entry.redo_op].dated) return;
-    static_cast<void>(redo_data(entry, window));
-    decode_data(entry.redo_op, entry, window, info, style);
+    decode_data(entry.redo_op, entry, redo_data(entry), info);
 }
 
-void decode_undo(const log_entry& entry, entry_info& info, const text_style& style) {
+void decode_undo(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    data_window window;
-    if (!undo_data(entry, window)) return;
+    data_window window = undo_data(entry);
+    if (window.length == 0) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data
-    decode_data(entry.undo_op, entry, window, info, style);
+    decode_data(entry.undo_op, entry, window, info);
 }
 
 }  // namespace kest

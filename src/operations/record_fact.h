@@ -3,7 +3,8 @@
 #include <cstdint>
 
 #include "logfile/log_entry.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/operation.h"
+#include "logfile/volume_geometry.h"
 #include "mft/inode_ref.h"
 #include "portable/byte_view.h"
 
@@ -32,6 +33,14 @@ struct record_fact {
     // Bytes: where the attribute lies in the file record; for `standard_written` where the data begin in the value.
     std::uint16_t offset = 0;
 };
+
+// Whether the fact of a record can be an index entry, a journal record, or a file record that was free. Asks nothing of
+// the record's own bytes, which are slow to come by.
+inline bool may_name_file(const log_entry& entry) {
+    using namespace operation_code;
+    return entry.redo_op == noop || entry.redo_op == update_nonresident_value ||
+           (entry.redo_op >= add_index_entry_root && entry.redo_op <= delete_index_entry_allocation);
+}
 
 // One fact at most. The redo side says what came, the undo side what went. Only what is whole inside of the bytes that
 // the record states counts, nothing of a record that undoes another one.

@@ -7,7 +7,7 @@
 #include "format/ascii_text.h"
 #include "format/error_words.h"
 #include "format/safe_text.h"
-#include "logfile/mft_geometry.h"
+#include "logfile/volume_geometry.h"
 #include "options/option_values.h"
 #include "options/warning_line.h"
 #include "portable/console.h"

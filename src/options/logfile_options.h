@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "format/result_row.h"
-#include "format/text_style.h"
+#include "format/time.h"
 #include "inputs/read_inputs.h"
 #include "options/argument_list.h"
 #include "options/path_filter.h"

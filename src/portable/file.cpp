@@ -67,7 +67,7 @@ int flags_of(open_mode mode) {
     return O_RDONLY;
 }
 
-// Leaves the numbers of the standard streams alone: where one of them is closed, what is said on it must not end up
+// Keeps off the numbers of the standard streams: where one of them is closed, what is said on it must not end up
 // in a file of the run.
 int off_standard_numbers(int descriptor) {
     if (descriptor == -1 || descriptor > STDERR_FILENO) return descriptor;

@@ -35,7 +35,7 @@ struct read_result {
 
 // Directories, FIFOs and sockets are refused in each.
 enum class open_mode {
-    read,        // leaves the access time alone where the system allows that
+    read,        // keeps the access time where the system allows that
     create,      // created if there is none; kept as it is
     create_new,  // must not exist
 };

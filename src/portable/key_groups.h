@@ -14,15 +14,17 @@ namespace uni {
 template <class value>
 class key_groups {
 public:
+    // `count` values are expected at most.
+    void reserve(std::size_t count) { try_reserve(m_arrived, count); }
     void add(std::uint64_t key, const value& added) {
-        std::uint32_t& group = m_groups[key];
-        if (group == 0) {
+        const auto next = static_cast<std::uint32_t>(m_ends.size());
+        const std::uint32_t group = m_groups.find_or_add(key, next);
+        if (group == next) {
             m_ends.push_back(0);
             m_keys.push_back(key);
-            group = static_cast<std::uint32_t>(m_ends.size());
         }
-        ++m_ends[group - 1];
-        m_arrived.push_back({group - 1, added});
+        ++m_ends[group];
+        m_arrived.push_back({group, added});
     }
 
     // Puts the values of each key in the order of `before`; equal ones stay in the order of arrival.
@@ -51,7 +53,7 @@ public:
     std::span<const value> find(std::uint64_t key) const {
         const std::uint32_t* const group = m_groups.find(key);
         if (group == nullptr) return {};
-        return std::span(m_values).subspan(begin_of(*group - 1), m_ends[*group - 1] - begin_of(*group - 1));
+        return std::span(m_values).subspan(begin_of(*group), m_ends[*group] - begin_of(*group));
     }
     bool empty() const { return m_values.empty(); }
 
@@ -70,7 +72,7 @@ private:
 
     std::uint32_t begin_of(std::uint32_t group) const { return group == 0 ? 0 : m_ends[group - 1]; }
 
-    seeded_map<std::uint32_t> m_groups;  // by key, from 1
+    seeded_map<std::uint32_t> m_groups;  // by key
     std::vector<std::uint64_t> m_keys;   // of each group
     std::vector<std::uint32_t> m_ends;   // of each group: how many values there are, then where they end
     large_vector<arrival> m_arrived;

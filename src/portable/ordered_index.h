@@ -24,7 +24,7 @@ constexpr bool key_before(const index_entry& a, const index_entry& b) {
     return a.key < b.key;
 }
 
-// Place of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
+// Index of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
 // when one key asked for lies close to the next.
 inline std::size_t lower_bound_near(const large_vector<index_entry>& entries, std::uint64_t key, std::size_t near) {
     std::size_t low = std::min(near, entries.size());
@@ -54,12 +54,13 @@ void order_by_key(large_vector<keyed>& entries) {
     for (unsigned shift = 0; shift < 64; shift += 8) {
         if ((differing >> shift & 0xFF) == 0) continue;
         const auto byte_of = [shift](const keyed& entry) { return entry.key >> shift & 0xFF; };
-        std::array<std::size_t, 257> places{};  // of the next entry with a byte; counts, one place on, at first
+        std::array<std::size_t, 257>
+            next_of{};  // of the next entry with a byte; at first counts, each under the byte after its own
         for (const keyed& entry : entries)
-            ++places[byte_of(entry) + 1];
-        std::partial_sum(places.begin(), places.end(), places.begin());
+            ++next_of[byte_of(entry) + 1];
+        std::partial_sum(next_of.begin(), next_of.end(), next_of.begin());
         for (const keyed& entry : entries)
-            ordered[places[byte_of(entry)]++] = entry;
+            ordered[next_of[byte_of(entry)]++] = entry;
         entries.swap(ordered);
     }
 }
@@ -91,7 +92,7 @@ public:
 
     const large_vector<index_entry>& entries() const { return m_entries; }
 
-    // Place of the first element whose key is not below `key`.
+    // Index of the first element whose key is not below `key`.
     std::size_t lower_bound(std::uint64_t key) const {
         const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), index_entry{key, 0}, key_before);
         return static_cast<std::size_t>(found - m_entries.begin());
@@ -141,9 +142,8 @@ public:
             m_run.push_back({key, position});
             return;
         }
-        const auto place = static_cast<std::uint32_t>(m_strays.size());
+        m_first_strays.find_or_add(key, static_cast<std::uint32_t>(m_strays.size()));
         m_strays.push_back({key, position});
-        if (m_first_strays.find(key) == nullptr) m_first_strays[key] = place;
     }
     // Adds unless the key is there already; says whether it added.
     bool add_unique(std::uint64_t key, std::uint32_t position) {
@@ -171,7 +171,7 @@ public:
 private:
     large_vector<index_entry> m_run;
     large_vector<index_entry> m_strays;        // as they arrived
-    seeded_map<std::uint32_t> m_first_strays;  // of each key, its place in `m_strays`
+    seeded_map<std::uint32_t> m_first_strays;  // of each key, its index in `m_strays`
     mutable std::size_t m_near = 0;  // where the last search in `m_run` ended: the rows of a chain ask for one file
 };
 

@@ -22,27 +22,27 @@ public:
     // The value of `key`, or null. Valid until the next addition.
     const value* find(std::uint64_t key) const {
         if (m_slots.empty()) return nullptr;
-        const slot& s = m_slots[place_of(key)];
+        const slot& s = m_slots[slot_of(key)];
         return s.used ? &s.held : nullptr;
     }
 
-    // The value of `key`, which is new if there was none.
-    value& operator[](std::uint64_t key) {
+    // The value of `key`, which becomes `added` if there was none.
+    value& find_or_add(std::uint64_t key, value added) {
         if (4 * (m_used + 1) > 3 * m_slots.size()) grow();
-        slot& s = m_slots[place_of(key)];
+        slot& s = m_slots[slot_of(key)];
         if (!s.used) {
-            s.key = key;
-            s.used = true;
+            s = {key, std::move(added), true};
             ++m_used;
         }
         return s.held;
     }
+    value& operator[](std::uint64_t key) { return find_or_add(key, {}); }
 
     // What comes after it in the same run of slots moves up, so that no gap hides it.
     void erase(std::uint64_t key) {
         if (m_slots.empty()) return;
         const std::size_t mask = m_slots.size() - 1;
-        std::size_t gap = place_of(key);
+        std::size_t gap = slot_of(key);
         if (!m_slots[gap].used) return;
         for (std::size_t at = (gap + 1) & mask; m_slots[at].used; at = (at + 1) & mask) {
             const std::size_t home = static_cast<std::size_t>(mixed(m_slots[at].key)) & mask;
@@ -62,7 +62,7 @@ private:
     };
 
     // The slot that holds `key`, or the free one where it would go. One slot in four is free, so this ends.
-    std::size_t place_of(std::uint64_t key) const {
+    std::size_t slot_of(std::uint64_t key) const {
         const std::size_t mask = m_slots.size() - 1;
         std::size_t at = static_cast<std::size_t>(mixed(key)) & mask;
         while (m_slots[at].used && m_slots[at].key != key)
@@ -74,7 +74,7 @@ private:
         std::vector<slot> old(m_slots.empty() ? 64 : 2 * m_slots.size());
         old.swap(m_slots);
         for (slot& s : old) {
-            if (s.used) m_slots[place_of(s.key)] = std::move(s);
+            if (s.used) m_slots[slot_of(s.key)] = std::move(s);
         }
     }
 

@@ -6,7 +6,7 @@
 #include "format/number.h"
 #include "format/safe_text.h"
 #include "format/time.h"
-#include "report/time_column.h"
+#include "report/field_sinks.h"
 
 namespace kest {
 

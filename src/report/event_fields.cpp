@@ -27,9 +27,9 @@ void write_built(field_sink& out, appender&& append) {
     out.end_text();
 }
 
-// An event without a time of its own has no place on a timeline.
+// An event without a time of its own stands on a timeline at its earliest.
 bool has_instant(const event& shown) {
-    return shown.clock != event_clock::not_before && cv::has_calendar_form(shown.time);
+    return cv::has_calendar_form(shown.time);
 }
 
 void write_datetime(field_sink& out, const event& shown) {
@@ -122,7 +122,7 @@ std::vector<field_title> titles_of_events() {
 
 event_lines::event_lines(const logfile_options& options, std::string_view log_path,
                          const field_list<event_line>& chosen, details_notation notation, field_sink& out)
-    : m_options(options), m_out(out), m_fields(chosen), m_details(make_details(notation, true)) {
+    : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
     append_safe_text(m_journal, options.jrnl_path);
     append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
@@ -130,7 +130,7 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
 
 void event_lines::write(const event& shown) {
     m_details->clear();
-    write_event_details(*m_details, shown, m_options);
+    write_event_details(*m_details, shown);
     write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details->text()});
 }
 

@@ -32,7 +32,6 @@ public:
     void write(const event& shown);
 
 private:
-    const logfile_options& m_options;
     field_sink& m_out;
     const field_list<event_line>& m_fields;
     std::string m_log;

@@ -17,11 +17,15 @@ constexpr std::string_view clock_descriptions[] = {
     "Time of a change journal record in the log",
     "Time of the file record, set by the system",
     "Change time of the folder, set by the system",
-    "No time of its own: the earliest possible",
+    "No time of its own: the earliest possible time",
 };
 constexpr std::string_view file_clock_description = "Time of a change journal record";
 constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
 constexpr std::string_view state_words[] = {"done", "open", "undone"};
+static_assert(std::size(source_words) == static_cast<std::size_t>(event_source::both) + 1);
+static_assert(std::size(clock_words) == std::size(clock_descriptions));
+static_assert(std::size(known_words) == static_cast<std::size_t>(decltype(event::known)::guess) + 1);
+static_assert(std::size(state_words) == static_cast<std::size_t>(event_state::undone) + 1);
 constexpr std::string_view kind_words[] = {
     "created",
     "deleted",
@@ -44,7 +48,7 @@ constexpr std::string_view kind_words[] = {
     "clock_set_back",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
-// What stands ahead of the path in a sentence.
+// What comes before the path in a sentence.
 constexpr std::string_view kind_verbs[] = {
     "created ",
     "deleted ",
@@ -68,8 +72,7 @@ constexpr std::string_view kind_verbs[] = {
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
-constexpr std::string_view time_keys[] = {"created", "modified", "mft_changed", "accessed"};
-static_assert(std::size(time_keys) == event_values::time_count);
+static_assert(std::size(file_time_rows) == event_values::time_count);
 
 template <class code, std::size_t count>
 std::string_view word_of(const std::string_view (&table)[count], code value) {
@@ -123,27 +126,24 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
-void write_values(details_writer& details, std::string_view side, const event_values& values, const text_style& style) {
+void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
-        if (values.times[at]) details.time(time_keys[at], *values.times[at], style);
+        if (values.times[at]) details.time(file_time_rows[at].key, *values.times[at]);
     }
     if (values.is_directory) details.field("flags", *values.is_directory ? "directory" : "plain_file");
     if (values.flags) {
         append_attribute_bits(details.begin_field("flags"), *values.flags, values.some_flags);
         details.end_field();
     }
-    if (values.size) details.number("size", *values.size, style);
-    if (values.allocated) details.number("allocated", *values.allocated, style);
-    if (values.valid) details.number("valid", *values.valid, style);
-    if (values.parent) {
-        details.number("parent_inode", values.parent->number(), style);
-        details.number("parent_seq", values.parent->sequence(), style);
-    }
+    if (values.size) details.number("size", *values.size);
+    if (values.allocated) details.number("allocated", *values.allocated);
+    if (values.valid) details.number("valid", *values.valid);
+    if (values.parent) details.parent(*values.parent);
     if (!values.name.empty()) {
         details.evidence_text("name", values.name, details_writer::text_kind::name);
     }
-    if (values.reparse_tag) details.number("tag", *values.reparse_tag, style);
+    if (values.reparse_tag) details.number("tag", *values.reparse_tag);
     if (values.object_id.size() >= guid_size) {
         append_guid(details.begin_field("object_id"), values.object_id);
         details.end_field();
@@ -152,70 +152,70 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
-    if (values.clock != 0) details.time("clock", values.clock, style);
+    if (values.clock != 0) details.time("clock", values.clock);
     if (values.since_creation) {
         append_seconds(details.begin_field("since_creation"), *values.since_creation);
         details.end_field();
     }
-    if (values.transactions_since) details.number("transactions_since", *values.transactions_since, style);
+    if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
     details.close_group();
 }
 
 }  // namespace
 
-std::string_view source_word(const event& told) {
-    return word_of(source_words, told.source);
+std::string_view source_word(const event& shown) {
+    return word_of(source_words, shown.source);
 }
 
-std::string_view clock_word(const event& told) {
-    return word_of(clock_words, told.clock);
+std::string_view clock_word(const event& shown) {
+    return word_of(clock_words, shown.clock);
 }
 
-std::string_view clock_description(const event& told) {
-    const bool from_file = told.source == event_source::journal && told.clock == event_clock::journal;
-    return from_file ? file_clock_description : word_of(clock_descriptions, told.clock);
+std::string_view clock_description(const event& shown) {
+    const bool from_file = shown.source == event_source::journal && shown.clock == event_clock::journal;
+    return from_file ? file_clock_description : word_of(clock_descriptions, shown.clock);
 }
 
-std::string_view known_word(const event& told) {
-    return word_of(known_words, told.known);
+std::string_view known_word(const event& shown) {
+    return word_of(known_words, shown.known);
 }
 
-std::string_view state_word(const event& told) {
-    return told.source == event_source::journal ? std::string_view{} : word_of(state_words, told.state);
+std::string_view state_word(const event& shown) {
+    return shown.source == event_source::journal ? std::string_view{} : word_of(state_words, shown.state);
 }
 
-std::string_view type_word(const event& told) {
-    if (!told.is_folder) return {};
-    return *told.is_folder ? "folder" : "file";
+std::string_view type_word(const event& shown) {
+    if (!shown.is_folder) return {};
+    return *shown.is_folder ? "folder" : "file";
 }
 
-void append_event_word(std::string& out, const event& told) {
-    if (told.kind == event_kind::reason_given) {
-        append_reason_text(out, told.given_reason, false);
+void append_event_word(std::string& out, const event& shown) {
+    if (shown.kind == event_kind::reason_given) {
+        append_reason_text(out, shown.given_reason, false);
     } else {
-        out += word_of(kind_words, told.kind);
+        out += word_of(kind_words, shown.kind);
     }
 }
 
-void append_sentence(std::string& out, const event& told) {
-    if (told.kind == event_kind::reason_given) {
-        append_event_word(out, told);
+void append_sentence(std::string& out, const event& shown) {
+    if (shown.kind == event_kind::reason_given) {
+        append_event_word(out, shown);
         out += ": ";
     } else {
-        out += word_of(kind_verbs, told.kind);
+        out += word_of(kind_verbs, shown.kind);
     }
-    if (!told.old_path.empty()) {
-        append_short_path(out, told.old_path);
+    if (!shown.old_path.empty()) {
+        append_short_path(out, shown.old_path);
         out += " to ";
     }
-    append_short_path(out, told.path);
-    if (told.state == event_state::open) out += " (transaction not ended)";
-    if (told.state == event_state::undone) out += " (undone)";
+    append_short_path(out, shown.path);
+    if (shown.state == event_state::open) out += " (transaction not ended)";
+    if (shown.state == event_state::undone) out += " (undone)";
 }
 
-void write_event_details(details_writer& details, const event& told, const text_style& style) {
-    write_values(details, "before", told.before, style);
-    write_values(details, "after", told.after, style);
+void write_event_details(details_writer& details, const event& shown) {
+    write_values(details, "before", shown.before);
+    write_values(details, "after", shown.after);
 }
 
 }  // namespace kest

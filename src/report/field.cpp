@@ -34,8 +34,8 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
     for (const std::string& name : options.columns)
         chosen.push_back(find_title(titles, name));
     if (!chosen.empty()) return chosen;
-    for (std::size_t place = 0; place < titles.size(); ++place) {
-        if (is_usual(titles[place].presence, options)) chosen.push_back(place);
+    for (std::size_t index = 0; index < titles.size(); ++index) {
+        if (is_usual(titles[index].presence, options)) chosen.push_back(index);
     }
     return chosen;
 }
@@ -49,10 +49,10 @@ std::string words_on_columns(const logfile_options& options) {
     const std::vector<field_title> titles = events ? titles_of_events() : titles_of_rows();
     std::vector<std::size_t> chosen;
     for (const std::string& name : options.columns) {
-        const std::size_t place = find_title(titles, name);
-        if (place == titles.size()) return warning_line("no such column", name);
-        if (std::ranges::find(chosen, place) != chosen.end()) return warning_line("column named twice", name);
-        chosen.push_back(place);
+        const std::size_t index = find_title(titles, name);
+        if (index == titles.size()) return warning_line("no such column", name);
+        if (std::ranges::find(chosen, index) != chosen.end()) return warning_line("column named twice", name);
+        chosen.push_back(index);
     }
     return {};
 }

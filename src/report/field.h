@@ -61,7 +61,7 @@ enum class field_presence : std::uint8_t {
 struct field_title {
     std::string_view name;
     std::size_t width;  // bytes, where lines are padded
-    bool words_alone;   // words of ours and numbers, which hold neither separator nor line end
+    bool words_only;    // words of ours and numbers, which hold neither separator nor line end
     field_presence presence = field_presence::every;
 };
 
@@ -95,8 +95,8 @@ std::vector<field_title> titles_of(std::span<const field<line>> fields) {
 template <class line>
 field_list<line> choose_fields(std::span<const field<line>> fields, const logfile_options& options) {
     field_list<line> chosen;
-    for (const std::size_t place : chosen_fields(titles_of(fields), options))
-        chosen.push_back(fields[place]);
+    for (const std::size_t index : chosen_fields(titles_of(fields), options))
+        chosen.push_back(fields[index]);
     return chosen;
 }
 

@@ -14,7 +14,7 @@ struct input_provenance {
     std::string_view input;  // "log", "mft" or "journal"
     std::string path;
     std::uint64_t size = 0;  // bytes
-    std::string sha256;      // empty: it could not be read, or the program cannot tell
+    std::string sha256;      // empty: it could not be read, or there is no library for it
     bool unread = false;     // it could not be read to its end
 };
 

@@ -4,9 +4,7 @@
 #include "report/coverage_text.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
-#include "report/row_lines.h"
 #include "report/statistics.h"
-#include "transactions/entry_progress.h"
 #include "transactions/walk.h"
 
 namespace kest {
@@ -104,7 +102,6 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
 void log_report::report_events(evidence& stores, std::string_view log_path) {
     if (!m_lines) return;
     event_lines lines(m_options, log_path, m_event_fields, m_notation, *m_lines);
-    entry_progress progress;
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
@@ -113,8 +110,8 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .cluster_size = m_options.cluster_size,
          .omitted = stores.inodes.omitted},
         [&lines](const event& shown) { lines.write(shown); },
-        [this, &progress](std::uint64_t done, std::uint64_t total) {
-            if (m_options.show_progress) progress.show(done, total);
+        [this](std::uint64_t done, std::uint64_t total) {
+            if (m_options.show_progress) show_entry_progress(done, total);
         });
 }
 

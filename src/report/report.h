@@ -24,7 +24,7 @@ public:
 
     // Reports on the parsed log. `current_file` names it where a run has several.
     void write(evidence& stores, std::string_view current_file);
-    // Of which -provenance could not tell what they hold.
+    // That -provenance could not read to their ends.
     const argument_list& unread_inputs() const { return m_unread_inputs; }
 
 private:

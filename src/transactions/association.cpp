@@ -59,7 +59,7 @@ const file_match& association::associate_entry(const log_entry& entry, const ent
         }
     }
     if (number == 0) {
-        place_by_cluster(entry);
+        find_by_cluster(entry);
     } else if (choose({number, info.inode.sequence()})) {
         resolve_path();
         settle_match();
@@ -68,7 +68,7 @@ const file_match& association::associate_entry(const log_entry& entry, const ent
 }
 
 // A record without inode can still be placed through the owner of its target cluster.
-void association::place_by_cluster(const log_entry& entry) {
+void association::find_by_cluster(const log_entry& entry) {
     const std::uint64_t lcn = entry.get(record_layout::first_lcn);
     if (lcn == 0 || m_match.parent.value() != 0) return;
     m_match.owner = owner_by_cluster(m_stores.mft, lcn);

@@ -6,7 +6,7 @@
 
 #include "inputs/evidence.h"
 #include "logfile/log_entry.h"
-#include "operations/entry_info.h"
+#include "operations/operation_table.h"
 #include "outputs/diagnostics.h"
 
 namespace kest {
@@ -60,7 +60,7 @@ public:
     const file_match& associate_entry(const log_entry& entry, const entry_info& info);
 
 private:
-    void place_by_cluster(const log_entry& entry);
+    void find_by_cluster(const log_entry& entry);
     bool choose(inode_ref ref);
     bool take_exact(std::uint32_t position);
     bool take_new_name(bool is_directory, inode_ref ref);

@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "format/number.h"
 #include "operations/operation_table.h"
-#include "transactions/entry_progress.h"
+#include "portable/console.h"
 
 namespace kest {
 
@@ -63,9 +64,9 @@ public:
           m_sink(sink),
           m_association(stores, diags, settings.guesses_allowed),
           m_journal_counts(!stores.journal.entries.empty() && !stores.inodes.records.empty()),
-          m_redo_details(make_details(settings.notation, false)),
-          m_undo_details(make_details(settings.notation, true)),
-          m_no_details(make_details(details_notation::none, false)),
+          m_redo_details(make_details(settings.notation, settings.style, false)),
+          m_undo_details(make_details(settings.notation, settings.style, true)),
+          m_no_details(make_details(details_notation::none, settings.style, false)),
           m_redo(*m_redo_details),
           m_undo(*m_undo_details),
           m_facts(*m_no_details) {}
@@ -74,7 +75,7 @@ public:
         const auto& heads = m_stores.log.chain_heads;
         for (std::size_t at = 0; at < heads.size(); ++at) {
             visit_older_records(heads[at].lsn);
-            if (m_settings.show_progress) m_progress.show(at + 1, heads.size());
+            if (m_settings.show_progress) show_entry_progress(at + 1, heads.size());
             visit_chain(heads[at]);
         }
     }
@@ -100,8 +101,7 @@ private:
 
     // Kept: a record's own time may lower the running estimate.
     void show_mft_record(const inode_record& record) {
-        journal_fact fact;
-        lookup_journal(m_stores.journal, record.usn, fact);
+        const journal_fact fact = lookup_journal(m_stores.journal, record.usn).value_or(journal_fact{});
         m_last_time = fact.time;
         if (!cv::has_calendar_form(fact.time)) {
             m_last_time = 0;
@@ -111,17 +111,16 @@ private:
     }
 
     bool lookup_cursor_record(journal_fact& fact) {
-        journal_fact found;
-        if (!m_journal_counts || !lookup_journal(m_stores.journal, cursor_record().usn, found)) return false;
-        fact = found;
-        return true;
+        const auto found = m_journal_counts ? lookup_journal(m_stores.journal, cursor_record().usn) : std::nullopt;
+        if (found) fact = *found;
+        return found.has_value();
     }
 
     void visit_chain(const chain_head& head) {
         const std::span<const std::uint32_t> records = m_stores.log.records(head);
         const log_entry& entry = m_stores.log.entries[records.front()];
         const std::span<const std::uint32_t> members = records.subspan(1);
-        decode_redo(entry, m_redo, m_settings.style);
+        decode_redo(entry, m_redo);
         chain_fact fact;
         match_head(entry, fact);
         const file_match& match = associate(entry, m_redo);
@@ -157,7 +156,7 @@ private:
     void read_facts(std::span<const std::uint32_t> members, chain_fact& fact) {
         for (std::size_t at = 0; at < members.size(); ++at) {
             const log_entry& entry = m_stores.log.entries[members[at]];
-            decode_facts(entry, m_facts, m_settings.style);
+            decode_facts(entry, m_facts);
             if (m_facts.usn_time != 0) {  // a later member overrides an earlier one
                 fact.journal = {.time = m_facts.usn_time, .reason = m_facts.usn_reason};
                 fact.source = at;
@@ -182,7 +181,7 @@ private:
     }
 
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
-        decode_redo(entry, m_redo, m_settings.style);
+        decode_redo(entry, m_redo);
         spread(fact, m_redo);
         visit_older_records(entry.this_lsn);
         if (cursor_holds(entry.this_lsn)) {
@@ -221,7 +220,7 @@ private:
 
     const entry_info* decoded_undo(const log_entry& entry) {
         if (!m_settings.undo) return nullptr;
-        decode_undo(entry, m_undo, m_settings.style);
+        decode_undo(entry, m_undo);
         return &m_undo;
     }
 
@@ -246,13 +245,20 @@ private:
     const std::unique_ptr<details_writer> m_redo_details, m_undo_details, m_no_details;
     entry_info m_redo, m_undo;  // of the record at hand
     entry_info m_facts;         // of a member whose row is still to come
-    entry_progress m_progress;
 };
 
 }  // namespace
 
 void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink) {
     transaction_walk(stores, settings, diags, sink).run();
+}
+
+void show_entry_progress(std::uint64_t done, std::uint64_t total) {
+    std::string text = "outputing entry: ";
+    append_decimal(text, done);
+    text += " of ";
+    append_decimal(text, total);
+    uni::progress_line(uni::status_width, text);
 }
 
 }  // namespace kest

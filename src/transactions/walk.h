@@ -7,7 +7,7 @@
 #include "inputs/evidence.h"
 #include "journal/usn_journal.h"
 #include "mft/inode_record.h"
-#include "operations/entry_info.h"
+#include "operations/operation_table.h"
 #include "outputs/diagnostics.h"
 #include "transactions/association.h"
 
@@ -61,5 +61,8 @@ struct walk_settings {
 // Goes through the transactions of the log by the LSN of their heads, and decodes each record, finds its file and dates
 // it. The stores grow by what the records prove.
 void walk_transactions(evidence& stores, const walk_settings& settings, diagnostics& diags, step_sink& sink);
+
+// Shows the operator how many transactions have been reported.
+void show_entry_progress(std::uint64_t done, std::uint64_t total);
 
 }  // namespace kest

@@ -301,6 +301,37 @@ TEST(hostile_evidence, pages_that_claim_one_another_cost_what_they_weigh) {
     EXPECT_LE(take_peak_of_allocations(), most_memory);
 }
 
+// One transaction: many names of a file that is as often born or freed, or sizes at every place of its record.
+TEST(hostile_evidence, events_cost_what_they_weigh) {
+    constexpr u64 many = 20'000;
+    const bytes image = part(file_record{.attributes = {}}.image(), 0, 80);
+    const record born{.redo_op = 2, .undo_op = 3, .vcn = 10, .redo = image};
+    const std::tuple<const char*, record, record, std::size_t> rows[] = {
+        // what comes first, what comes then, and how many events that is
+        {"births", {.redo_op = 14, .undo_op = 15}, born, many},
+        {"ends", {.redo_op = 15, .undo_op = 14}, {.redo_op = 3, .undo_op = 2, .vcn = 10, .undo = image}, many},
+        {"sizes", born, {.redo_op = 11, .undo_op = 11, .vcn = 10}, 0},
+    };
+    for (const auto& [what, first, second, events] : rows) {
+        SCOPED_TRACE(what);
+        std::vector<record> records(many, first);
+        records.resize(2 * many, second);
+        for (u64 at = 0; at < 2 * many; ++at) {
+            record& r = records[at];
+            r.previous = 8 * at;
+            r.lsn = 8 * at + 8;
+            r.record_offset = static_cast<u16>(at);
+            const name_image name{.name = {static_cast<char16_t>(0x4E00 + at)}};
+            const bytes entry = pack(u64{1} << 48 | 40, u16{0x58}, u16{0x44}, u32{0}, name.value(), disk::at{0x58});
+            if (r.redo_op >= 14) (r.redo_op == 14 ? r.redo : r.undo) = entry;
+            if (r.redo_op == 11) r.redo = r.undo = pack(u64{4096}, at, at);
+        }
+        const bytes log = log_of_pages(records);
+        const memory_file file(log);
+        expect_bounded({"-log", file.path(), "-events"}, events, 2 * log.size(), {}, true, 12 * log.size());
+    }
+}
+
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "inputs/evidence.h"
 #include "logfile/log_queries.h"
 #include "logfile/page.h"
-#include "logfile/sequence_table.h"
 #include "support/log_image.h"
 #include "support/memory_file.h"
 

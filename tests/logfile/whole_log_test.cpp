@@ -1,5 +1,3 @@
-#include "logfile/whole_log.h"
-
 #include <gtest/gtest.h>
 #include <map>
 

@@ -18,19 +18,22 @@ struct decoding {
     bool operator==(const decoding&) const = default;
 };
 
-decoding decoded(const bytes& image, bool base16, details_writer& details) {
+decoding decoded(const bytes& image, details_writer& details) {
     entry_info info(details);
-    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info, {.base16 = base16, .time_format = {}});
+    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info);
     return {std::string(details.text()), info.name, info.inode, info.parent};
 }
 
 decoding decoded(const bytes& image, bool base16, details_notation notation = details_notation::text) {
-    static const auto text = make_details(details_notation::text, false);  // over and over, as a report does
-    static const auto json = make_details(details_notation::json, false);
-    const auto fresh = make_details(notation, false), nothing = make_details(details_notation::none, false);
-    const decoding told = decoded(image, base16, *fresh);
-    EXPECT_EQ(decoded(image, base16, notation == details_notation::text ? *text : *json).text, told.text);
-    decoding silent = decoded(image, base16, *nothing);
+    const text_style style{.base16 = base16, .time_format = {}};
+    static std::map<std::pair<bool, details_notation>, std::unique_ptr<details_writer>> used;  // as by a report
+    auto& again = used[{base16, notation}];
+    if (!again) again = make_details(notation, style, false);
+    const auto fresh = make_details(notation, style, false);
+    const auto nothing = make_details(details_notation::none, style, false);
+    const decoding told = decoded(image, *fresh);
+    EXPECT_EQ(decoded(image, *again).text, told.text);
+    decoding silent = decoded(image, *nothing);
     EXPECT_EQ(silent.text, "");
     silent.text = told.text;
     EXPECT_TRUE(silent == told) << told.text;
@@ -181,10 +184,9 @@ TEST(data_windows, end_with_the_payload) {
                  .undo_length = t.undo_length};
         r.redo = {1, 2, 3, 4, 5, 6, 7, 8};
         const auto undo_of = [&r] {
-            data_window found;
             const bytes image = r.image();
-            const bool there = undo_data(make_log_entry(uni::byte_view(image), 0, false), found);
-            return window(there, found.begin, found.length, found.extent);
+            const data_window found = undo_data(make_log_entry(uni::byte_view(image), 0, false));
+            return window(found.length != 0, found.begin, found.length, found.extent);
         };
         EXPECT_EQ(decoded(r.image(), false).text, t.shown) << t.what;
         EXPECT_EQ(undo_of(), t.undo) << t.what;

@@ -4,9 +4,29 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace uni {
+
+// What millions of records hold each.
+
+// A text that all its copies share: it is set anew, and never changed.
+class shared_text {
+public:
+    shared_text() = default;
+    explicit shared_text(std::string_view text) : m_text(std::make_shared<const std::string>(text)) {}
+
+    bool empty() const { return std::string_view(*this).empty(); }
+    operator std::string_view() const { return m_text != nullptr ? std::string_view(*m_text) : std::string_view{}; }
+
+    friend bool operator==(const shared_text& text, std::string_view other) { return std::string_view(text) == other; }
+
+private:
+    std::shared_ptr<const std::string> m_text;  // null: empty
+};
 
 // A set of few values in ascending order, side by side. A single one, the usual case, is held without an allocation.
 template <class value>
@@ -27,14 +47,14 @@ public:
 
     // Says whether the value is new. Costs a step for each higher value in the set.
     bool insert(const value& v) {
-        const value* const place = std::lower_bound(begin(), end(), v);
-        if (place != end() && *place == v) return false;
-        const auto at = place - begin();
+        const value* const at = std::lower_bound(begin(), end(), v);
+        if (at != end() && *at == v) return false;
+        const auto offset = at - begin();
         if (m_count == 0) {
             m_single = v;
         } else {
             if (m_count == 1) m_many.assign(1, m_single);
-            m_many.insert(m_many.begin() + at, v);
+            m_many.insert(m_many.begin() + offset, v);
         }
         ++m_count;
         return true;
