@@ -45,11 +45,14 @@ std::uint64_t time_of_folder(const standard_change& change) {
     return raised && change.after.times[modified] == change.after.times[mft_changed] ? time : 0;
 }
 
-// The time that a write gives to a file's new name: the time that its record changed, and nothing else.
-std::uint64_t time_of_name(const record_change& record, const standard_change& change) {
+// The time that a write gives to a file's new name: the time that its record changed, and in another transaction
+// nothing else.
+std::uint64_t time_of_name(const record_change& record, const standard_change& change, bool same_transaction) {
     const std::uint64_t time = plausible(change.after.times[mft_changed]);
     const auto before = change.before.times[mft_changed].whole();
-    if (!before || *before >= time || record.attribute_count != 0 || record.before != record.after) return 0;
+    if (!before || *before >= time) return 0;
+    if (same_transaction) return time;
+    if (record.attribute_count != 0 || record.before != record.after) return 0;
     standard_information expected = change.before;
     expected.times[mft_changed] = change.after.times[mft_changed];
     expected.usn = change.after.usn;
@@ -194,7 +197,9 @@ void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
     const record_change* const write = next_write(change);
     if (write == nullptr) return;
     const standard_change& standard = *m_history.standard_of(*write);
-    const std::uint64_t time = change.of_folder ? time_of_folder(standard) : time_of_name(*write, standard);
+    const std::uint64_t time = change.of_folder
+                                   ? time_of_folder(standard)
+                                   : time_of_name(*write, standard, write->transaction == change.transaction);
     const std::uint64_t write_lsn = lsn_of(write->first);
     if (time == 0 || !fits(time, change.lsn)) return;
     if (next_lsn > write_lsn && !has_gap(change.lsn, write_lsn)) {
@@ -205,17 +210,21 @@ void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
     limit = limit == 0 ? time : std::min(limit, time);
 }
 
-// The next write of the folder's times, or the next change of the file's record if it is that, by another transaction.
+// The write of the times of folder or file in the same transaction, else the next one of the folder's, or the next
+// change of the file's record if it is one.
 const record_change* log_clock::next_write(const name_change& change) const {
     const auto all = m_history.changes();
     const auto key = [this, all](std::uint32_t at) { return std::pair(all[at].number, lsn_of(all[at].first)); };
     const std::vector<std::uint32_t>& asked = change.of_folder ? m_writes : m_changes;
-    auto next = std::ranges::upper_bound(asked, std::pair(change.number, change.lsn), {}, key);
-    while (next != asked.end() && all[*next].number == change.number && all[*next].transaction == change.transaction)
-        ++next;
-    if (next == asked.end() || all[*next].number != change.number) return nullptr;
-    const record_change& write = all[*next];
-    return write.standard != 0 && !write.is_birth() && !write.is_end() ? &write : nullptr;
+    const auto next = std::ranges::upper_bound(asked, std::pair(change.number, change.lsn), {}, key);
+    const auto gives_time = [&change](const record_change& write) {
+        return write.number == change.number && write.standard != 0 && !write.is_birth() && !write.is_end();
+    };
+    if (next != asked.begin()) {
+        const record_change& before = all[*std::prev(next)];
+        if (before.transaction == change.transaction && gives_time(before)) return &before;
+    }
+    return next != asked.end() && gives_time(all[*next]) ? &all[*next] : nullptr;
 }
 
 bool log_clock::has_gap(std::uint64_t from, std::uint64_t to) const {

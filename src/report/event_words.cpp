@@ -17,7 +17,7 @@ constexpr std::string_view clock_descriptions[] = {
     "Time of a change journal record in the log",
     "Time of the file record, set by the system",
     "Change time of the folder, set by the system",
-    "No time of its own: the earliest possible time",
+    "No time of its own: not before this, the earliest possible",
 };
 constexpr std::string_view file_clock_description = "Time of a change journal record";
 constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
