@@ -75,7 +75,8 @@ public:
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
-          m_clock(inputs.log, m_facts, m_history),
+          m_clock(inputs.log, m_facts, m_history,
+                  find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
           m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_clock, m_numbers, m_journals, m_past},
           m_file_events(m_context, m_found),
@@ -158,7 +159,7 @@ private:
 
     // That the clock was set back comes before the transaction that shows it.
     void report_clock(std::uint32_t number) {
-        while (!m_set_back.empty() && m_set_back.front().transaction <= number) {
+        while (!m_set_back.empty() && m_set_back.front().after.transaction <= number) {
             m_writer.write(m_set_back.front());
             m_set_back = m_set_back.subspan(1);
         }

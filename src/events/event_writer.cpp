@@ -70,12 +70,13 @@ void event_writer::set_time(const found_event& found, const event_subject& subje
 
 void event_writer::write(const clock_change& change) {
     m_event = {};
-    static_cast<event_time&>(m_event) = {change.after, 0, change.clock};
+    const stated_time& after = change.after;
+    static_cast<event_time&>(m_event) = {after.ticks, 0, after.of_journal ? event_clock::journal : event_clock::record};
     m_event.kind = event_kind::clock_set_back;
-    m_event.lsn = change.lsn;
-    m_event.file_offset = m_context.log.entries[change.position].file_offset;
+    m_event.lsn = after.lsn;
+    m_event.file_offset = m_context.log.entries[after.position].file_offset;
     m_event.before.clock = change.before;
-    m_event.after.clock = change.after;
+    m_event.after.clock = after.ticks;
     m_listener(m_event);
 }
 

@@ -28,15 +28,6 @@ std::uint64_t plausible(const partial_number<std::uint64_t>& time) {
     return ticks && cv::has_calendar_form(*ticks) ? *ticks : 0;
 }
 
-// The time of a new file record, whose last three times the system sets to now. That of creation may be another file's,
-// of the same name.
-std::uint64_t time_of_birth(const standard_information& standard) {
-    const std::uint64_t time = plausible(standard.times[mft_changed]);
-    const bool alike = standard.times[modified] == standard.times[mft_changed] &&
-                       standard.times[accessed] == standard.times[mft_changed];
-    return alike ? time : 0;
-}
-
 // The time that a write gives to what changed in a folder: its times of last change, and only as new ones.
 std::uint64_t time_of_folder(const standard_change& change) {
     const std::uint64_t time = plausible(change.after.times[modified]);
@@ -65,8 +56,20 @@ bool by_lsn(std::uint64_t a_lsn, std::uint64_t a_ticks, std::uint64_t b_lsn, std
 
 }  // namespace
 
-log_clock::log_clock(const log_store& log, const log_facts& facts, const file_history& history)
-    : m_log(log), m_history(history), m_own(log.chain_heads.size()), m_limits(log.chain_heads.size()) {
+log_clock::log_clock(const log_store& log, const log_facts& facts, const file_history& history,
+                     const std::vector<stated_time>& stated)
+    : m_log(log),
+      m_history(history),
+      m_own(log.chain_heads.size()),
+      m_limits(log.chain_heads.size()),
+      m_changes_by_lsn(find_clock_changes(stated)),
+      m_changes_by_transaction(m_changes_by_lsn) {
+    std::ranges::stable_sort(m_changes_by_transaction, {},
+                             [](const clock_change& change) { return change.after.transaction; });
+    for (const stated_time& one : stated) {
+        const event_clock clock = one.of_journal ? event_clock::journal : event_clock::record;
+        m_stated.push_back({one.lsn, one.ticks, one.transaction, clock});
+    }
     if (const auto layout = stated_layout(log)) m_gaps = find_gaps(log, *layout);
     list_changes();
     for (std::uint32_t number = 0; number < facts.transaction_count(); ++number)
@@ -91,37 +94,15 @@ void log_clock::list_changes() {
 void log_clock::add(const transaction_facts& transaction) {
     m_entries.clear();
     for (const log_fact& fact : transaction.facts) {
-        if (fact.rolled_back) continue;
-        const std::uint64_t lsn = lsn_of(fact.position);
-        if (!fact.is_journal_record()) {
-            m_entries.push_back({fact.file, lsn, fact.name(), fact.kind == fact_kind::entry_added});
-            continue;
-        }
-        const std::uint64_t time = calendar_time(fact.usn());
-        if (time != 0) m_stated.push_back({lsn, time, transaction.number, fact.position, event_clock::journal});
+        if (fact.rolled_back || fact.is_journal_record()) continue;
+        m_entries.push_back({fact.file, lsn_of(fact.position), fact.name(), fact.kind == fact_kind::entry_added});
     }
     std::ranges::stable_sort(m_entries, [](const index_change& a, const index_change& b) {
         if (a.file != b.file)
             return a.file.number() != b.file.number() ? a.file.number() < b.file.number() : a.file < b.file;
         return compare_links(a.name, b.name) < 0;
     });
-    add_births(transaction.number);
     add_names(transaction.number);
-}
-
-// A record of which the log does not say that it was free counts with the name that it gets.
-void log_clock::add_births(std::uint32_t transaction) {
-    for (const record_change& change : m_history.changes_of(transaction)) {
-        const standard_change* const standard = m_history.standard_of(change);
-        if (change.rolled_back || !change.is_birth() || standard == nullptr) continue;
-        const std::uint64_t time = time_of_birth(standard->after);
-        if (time == 0) continue;
-        const auto named = std::ranges::lower_bound(m_entries, change.number, {},
-                                                    [](const index_change& entry) { return entry.file.number(); });
-        if (change.before.in_use != false && (named == m_entries.end() || named->file.number() != change.number))
-            continue;
-        m_stated.push_back({lsn_of(change.image), time, transaction, change.image, event_clock::record});
-    }
 }
 
 void log_clock::add_names(std::uint32_t transaction) {
@@ -159,8 +140,6 @@ void log_clock::add_names(std::uint32_t transaction) {
 
 void log_clock::seal() {
     const auto order = [](const moment& a, const moment& b) { return by_lsn(a.lsn, a.ticks, b.lsn, b.ticks); };
-    std::ranges::sort(m_stated, order);
-    find_set_backs();
     std::ranges::sort(
         m_names, {}, [](const name_change& change) { return std::tuple(change.of_folder, change.number, change.lsn); });
     for (std::size_t at = 0; at < m_names.size(); ++at) {
@@ -180,17 +159,6 @@ void log_clock::seal() {
     }
 }
 
-void log_clock::find_set_backs() {
-    for (std::size_t at = 1; at < m_stated.size(); ++at) {
-        const moment& was = m_stated[at - 1];
-        const moment& is = m_stated[at];
-        if (!is_set_back(was.ticks, is.ticks)) continue;
-        m_falls.push_back({was.lsn, is.lsn, is.position, is.transaction, is.clock, was.ticks, is.ticks});
-    }
-    m_set_back = m_falls;
-    std::ranges::stable_sort(m_set_back, {}, &clock_change::transaction);
-}
-
 // Finds the write that gives the time of a change of names. Where the name is not the last one that changed ahead of
 // it, or what came between is lost, the change was not after that time.
 void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
@@ -204,7 +172,7 @@ void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
     if (time == 0 || !fits(time, change.lsn)) return;
     if (next_lsn > write_lsn && !has_gap(change.lsn, write_lsn)) {
         m_found.push_back(
-            {change.lsn, time, change.transaction, 0, change.of_folder ? event_clock::folder : event_clock::record});
+            {change.lsn, time, change.transaction, change.of_folder ? event_clock::folder : event_clock::record});
     }
     std::uint64_t& limit = m_limits[change.transaction];
     limit = limit == 0 ? time : std::min(limit, time);
@@ -314,10 +282,12 @@ bool log_clock::has_passed(std::uint64_t ticks, std::uint64_t lsn) const {
 
 bool log_clock::was_set_back_to(std::uint64_t ticks, std::uint64_t lsn) const {
     if (ticks == 0) return false;
-    const auto next = std::ranges::upper_bound(m_falls, lsn, {}, &clock_change::lsn);
+    const std::vector<clock_change>& falls = m_changes_by_lsn;
+    const auto next =
+        std::ranges::upper_bound(falls, lsn, {}, [](const clock_change& change) { return change.after.lsn; });
     // The write may come before the first record that shows it.
-    if (next != m_falls.end() && next->lsn_before < lsn && ticks <= next->after) return true;
-    return next != m_falls.begin() && ticks >= std::prev(next)->after && has_passed(ticks, lsn);
+    if (next != falls.end() && next->lsn_before < lsn && ticks <= next->after.ticks) return true;
+    return next != falls.begin() && ticks >= std::prev(next)->after.ticks && has_passed(ticks, lsn);
 }
 
 bool log_clock::names_changed(const record_change& folder) const {

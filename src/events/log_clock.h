@@ -6,29 +6,12 @@
 
 #include "events/event.h"
 #include "events/log_facts.h"
-#include "format/time.h"
 #include "history/file_history.h"
 #include "logfile/lsn_layout.h"
 #include "mft/record_view.h"
+#include "operations/stated_times.h"
 
 namespace kest {
-
-// Between two records of the log the clock was set back. Ticks.
-struct clock_change {
-    std::uint64_t lsn_before = 0;   // of the record that shows the time before
-    std::uint64_t lsn = 0;          // and of the one that shows the time after
-    std::uint32_t position = 0;     // of that one in the log
-    std::uint32_t transaction = 0;  // its own
-    event_clock clock = event_clock::journal;
-    std::uint64_t before = 0;
-    std::uint64_t after = 0;
-};
-
-// Whether the clock was set back from one time to the other: two threads may write in another order than they asked for
-// the time.
-constexpr bool is_set_back(std::uint64_t before, std::uint64_t after) {
-    return after < before && before - after > cv::ticks_per_second;
-}
 
 // What the system's clock showed along the log. Two kinds of records state it by themselves: journal records, and new
 // file records, whose times the system sets. Between two of these it is known from what the system writes after a
@@ -37,7 +20,8 @@ constexpr bool is_set_back(std::uint64_t before, std::uint64_t after) {
 class log_clock {
 public:
     // `history` must outlive it.
-    log_clock(const log_store& log, const log_facts& facts, const file_history& history);
+    log_clock(const log_store& log, const log_facts& facts, const file_history& history,
+              const std::vector<stated_time>& stated);
 
     // Of what a transaction did at an LSN.
     event_time time_of(std::uint32_t transaction, std::uint64_t lsn) const;
@@ -53,8 +37,8 @@ public:
     // Whether a name was added to a folder, removed from it or changed, since its times were written before.
     bool names_changed(const record_change& folder) const;
 
-    // By transaction.
-    std::span<const clock_change> set_back() const { return m_set_back; }
+    // Where it was set back, by the transaction that shows it.
+    std::span<const clock_change> set_back() const { return m_changes_by_transaction; }
 
 private:
     // The clock at an LSN.
@@ -62,7 +46,6 @@ private:
         std::uint64_t lsn = 0;
         std::uint64_t ticks = 0;
         std::uint32_t transaction = 0;
-        std::uint32_t position = 0;
         event_clock clock = event_clock::not_before;
     };
     // A transaction adds a name to a folder or takes one from it; a rename counts for the file, too.
@@ -83,9 +66,7 @@ private:
 
     void list_changes();
     void add(const transaction_facts& transaction);
-    void add_births(std::uint32_t transaction);
     void add_names(std::uint32_t transaction);
-    void find_set_backs();
     void seal();
     void follow(const name_change& change, std::uint64_t next_lsn);
     const record_change* next_write(const name_change& change) const;
@@ -105,13 +86,13 @@ private:
     std::vector<index_change> m_entries;  // of one transaction, by file and name
     std::vector<name_change> m_names;
     std::vector<lsn_gap> m_gaps;
-    std::vector<moment> m_stated;          // by LSN: what the system states
-    std::vector<moment> m_found;           // likewise: what follows from writes that came later
-    std::vector<moment> m_moments;         // both
-    std::vector<moment> m_own;             // by transaction: its best time
-    std::vector<std::uint64_t> m_limits;   // by transaction: it was not after this; 0: not known
-    std::vector<clock_change> m_set_back;  // by transaction
-    std::vector<clock_change> m_falls;     // the same by LSN
+    std::vector<moment> m_stated;         // by LSN: what the system states
+    std::vector<moment> m_found;          // likewise: what follows from writes that came later
+    std::vector<moment> m_moments;        // both
+    std::vector<moment> m_own;            // by transaction: its best time
+    std::vector<std::uint64_t> m_limits;  // by transaction: it was not after this; 0: not known
+    const std::vector<clock_change> m_changes_by_lsn;
+    std::vector<clock_change> m_changes_by_transaction;
 };
 
 }  // namespace kest
