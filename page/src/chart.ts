@@ -147,15 +147,15 @@ export class Histogram {
         const bins: Bins = {begin, step, size, exact: lists(), open: lists(), kinds: new Map()};
         const times = this.events.column('time').numbers;
         const {ids} = this.events.column('event');
+        const kinds: Uint32Array[] = [];
         for (const row of this.rows) {
             const bin = Math.floor((times[row] / 1e6 - begin) / step);
             if (!(bin >= 0 && bin < size)) continue;
             const kind = ids[row];
             ++(this.inexact[row] ? bins.open : bins.exact)[this.places[kind]][bin];
-            let counts = bins.kinds.get(kind);
-            if (!counts) bins.kinds.set(kind, (counts = new Uint32Array(size)));
-            ++counts[bin];
+            ++(kinds[kind] ??= new Uint32Array(size))[bin];
         }
+        kinds.forEach((counts, kind) => bins.kinds.set(kind, counts));
         return bins;
     }
 
@@ -192,18 +192,32 @@ export class Histogram {
     private make(data: uPlot.AlignedData): uPlot {
         const ink = getComputedStyle(this.host).color;
         const line = getComputedStyle(this.host).getPropertyValue('--line').trim();
+        // As the table has them: the day where it changes, and as many parts as the steps need.
+        const dates = (_: uPlot, splits: number[]) => {
+            const [first, second] = splits;
+            const step = second - first;
+            let day = '';
+            return splits.map((seconds) => {
+                const [date, time] = timeText(Math.round(seconds * 1e6)).split(' ');
+                if (step >= 86400) return step >= 2419200 ? date.slice(0, 7) : date;
+                const clock = time.slice(0, step >= 60 ? 5 : step >= 1 ? 8 : 12);
+                const line = date === day ? clock : `${clock}\n${date}`;
+                day = date;
+                return line;
+            });
+        };
         const axis = {stroke: ink, grid: {stroke: line, width: 1}, ticks: {stroke: line, width: 1}, font: '12px system-ui, sans-serif'};
         return new uPlot(
             {
                 width: this.host.clientWidth,
                 height: 190,
-                padding: [18, 8, 0, 0],
+                padding: [20, 40, 0, 0],
                 tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1000), 'Etc/UTC'),
                 legend: {show: false},
                 cursor: {y: false, points: {show: false}, drag: {x: true, y: false, setScale: false, dist: 4}},
                 scales: {x: {time: true, range: () => this.view}, y: {range: (_, __, most) => [0, Math.max(most, 1)]}},
                 series: [{}, {paths: () => null, points: {show: false}}],
-                axes: [axis, {...axis, size: 48, incrs: [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000, 50000, 100000, 500000]}],
+                axes: [{...axis, values: dates, space: 76}, {...axis, size: 48, incrs: [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000, 50000, 100000, 500000]}],
                 hooks: {
                     drawClear: [(plot) => this.drawUnder(plot)],
                     draw: [(plot) => this.draw(plot)],
@@ -248,7 +262,7 @@ export class Histogram {
         }
         pen.fillStyle = style.color;
         this.covered().forEach(({label, begin, end}, place) => {
-            const y = top - (6 + place * 7) * unit;
+            const y = top - (5 + place * 9) * unit;
             pen.globalAlpha = 0.55;
             band(begin, end, y, 3 * unit);
             pen.globalAlpha = 1;

@@ -1,7 +1,7 @@
 // What an examiner would look at first. Lists, no scores: each says why it is there, and what innocent causes there are.
 
 import {type Events} from './data';
-import {button, count, h} from './dom';
+import {button, count, fill, h} from './dom';
 import {eventItem} from './detail';
 
 const minute = 60 * 1e6; // microseconds
@@ -79,18 +79,19 @@ const rules: Rule[] = [
 ];
 
 export function buildLook(host: HTMLElement, events: Events, open: (row: number) => void, choose: (kind: string) => void): void {
-    const sections = rules.map((rule) => {
-        const rows = rule.find ? rule.find(events) : ofKind(events, rule.kind!);
+    const found = rules.map((rule) => ({rule, rows: rule.find ? rule.find(events) : ofKind(events, rule.kind!)}));
+    const nothing = found.filter(({rows}) => rows.length === 0).map(({rule}) => rule.title.toLowerCase());
+    const sections = found.filter(({rows}) => rows.length > 0).map(({rule, rows}) => {
         const shown = rows.slice(0, mostListed);
-        return h('section', {class: 'rule', 'data-count': rows.length},
+        return h('section', {class: 'rule'},
             h('h3', {}, `${rule.title}: `, h('span', {class: 'number'}, count(rows.length))),
-            rows.length > 0 && h('p', {}, h('b', {}, 'Why it is here: '), rule.why),
-            rows.length > 0 && h('p', {}, h('b', {}, 'Innocent causes: '), rule.innocent),
-            shown.length > 0 && h('ol', {class: 'events'}, ...shown.map((row) => eventItem(events, row, open))),
+            h('p', {}, h('b', {}, 'Why it is here: '), rule.why),
+            h('p', {}, h('b', {}, 'Innocent causes: '), rule.innocent),
+            h('ol', {class: 'events'}, ...shown.map((row) => eventItem(events, row, open))),
             shown.length < rows.length && h('p', {class: 'quiet'}, `The first ${count(shown.length)} are shown.`),
-            rule.kind !== undefined && rows.length > 0 && button('Show them in the table', () => choose(rule.kind!)));
+            rule.kind !== undefined && button('Show them in the table', () => choose(rule.kind!)));
     });
-    sections.sort((a, b) => Number(a.dataset.count === '0') - Number(b.dataset.count === '0'));
-    host.replaceChildren(h('h2', {}, 'Worth a look'),
-        h('p', {class: 'quiet'}, 'These are places to begin, and no findings. What is listed may be innocent; what is not may matter.'), ...sections);
+    fill(host, h('h2', {}, 'Worth a look'),
+        h('p', {class: 'quiet'}, 'These are places to begin, and no findings. What is listed may be innocent; what is not may matter.'), ...sections,
+        nothing.length > 0 && h('p', {class: 'rule'}, `Nothing was found of: ${nothing.join('; ')}.`));
 }

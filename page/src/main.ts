@@ -84,7 +84,7 @@ class Page {
         this.update();
         this.show(this.state.view);
         this.detail.show(this.state.row);
-        document.body.classList.toggle('detailed', this.state.row >= 0);
+        this.besides(this.state.row >= 0);
     }
 
     private writeState(): void {
@@ -213,11 +213,16 @@ class Page {
         }
         this.table.select(row, false);
         this.chart.show(this.chosen.rows, this.state.query.from, this.state.query.to, row);
-        document.body.classList.toggle('detailed', row >= 0);
+        this.besides(row >= 0);
         this.detail.show(row);
         byId('detail').scrollTop = 0;
-        if (reveal && row >= 0) byId('detail').focus();
+        if (row >= 0 && (reveal || window.innerWidth < 1080)) byId('detail').focus();
         this.writeState();
+    }
+
+    private besides(on: boolean): void {
+        document.body.classList.toggle('detailed', on);
+        this.table.setBesides(on);
     }
 
     private markChanged(row: number): void {

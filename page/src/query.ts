@@ -66,8 +66,13 @@ export class Chooser {
         const tallies = chips.map((column) => counts.get(column.name)!);
         const found = new Uint32Array(events.total);
         let size = 0;
+        const narrowed = wanted.some((allowed) => allowed !== undefined);
         for (let row = 0; row < events.total; ++row) {
             if (passes[row] === 0) continue;
+            if (!narrowed) {
+                found[size++] = row;
+                continue;
+            }
             let failed = -1;
             let failures = 0;
             for (let at = 0; at < chips.length; ++at) {
@@ -84,6 +89,10 @@ export class Chooser {
                 ++tallies[failed][chips[failed].ids[row]];
             }
         }
+        if (!narrowed)
+            chips.forEach(({ids}, at) => {
+                for (let place = 0; place < size; ++place) ++tallies[at][ids[found[place]]];
+            });
         return {rows: this.inOrder(found.subarray(0, size), query), counts, problem};
     }
 

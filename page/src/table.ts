@@ -7,9 +7,10 @@ import {plain, title} from './words';
 
 Tabulator.registerModule([FormatModule, InteractionModule, ResizeColumnsModule, ResizeTableModule]);
 
-const rowsOfPage = 1000;
+const rowsOfPage = 200;
 const usual = ['time', 'event', 'state', 'path', 'old_path'];
-const widths: {[field: string]: number} = {time: 250, event: 150, state: 86, path: 320, old_path: 220, volume: 140, reason: 220, file: 140};
+const widths: {[field: string]: number} = {time: 230, event: 150, state: 80, volume: 140, reason: 220, file: 140};
+const growing: {[field: string]: number} = {path: 5, old_path: 2};
 
 interface Line {
     row: number;
@@ -31,6 +32,7 @@ export class EventTable {
     private readonly narrow = window.matchMedia('(max-width: 640px)');
     private shown: Set<string>;
     private selected = -1;
+    private besides = false; // something beside the table: it has less room
 
     constructor(private readonly host: HTMLElement, private readonly events: Events, private readonly hooks: TableHooks) {
         const volumes = events.column('volume');
@@ -102,9 +104,10 @@ export class EventTable {
             data: [],
             index: 'row',
             height: 'var(--table-height)',
-            layout: 'fitDataStretch',
+            layout: 'fitColumns',
+            renderVertical: 'basic', // rows are as high as their paths
             columns: this.narrow.matches ? [this.starColumn(), this.stackedColumn()] : [this.starColumn(), ...this.columns()],
-            columnDefaults: {headerSort: false, resizable: !this.narrow.matches},
+            columnDefaults: {resizable: !this.narrow.matches},
             rowFormatter: (row) => this.format(row),
             placeholder: () => h('p', {class: 'quiet'}, 'No event is chosen.'),
         } as ConstructorParameters<typeof Tabulator>[1]);
@@ -113,10 +116,20 @@ export class EventTable {
         });
         this.table = table;
         this.ready = new Promise((done) => table.on('tableBuilt', () => {
-            this.host.querySelector('.tabulator-tableholder')?.setAttribute('aria-label', 'Rows of events');
+            this.nameParts();
             done();
         }));
         this.turnTo(this.page);
+    }
+
+    // A grid has groups of rows, and nothing between these and the rows.
+    private nameParts(): void {
+        const set = (part: string, role: string) => this.host.querySelector(part)?.setAttribute('role', role);
+        this.host.removeAttribute('aria-owns');
+        this.host.setAttribute('aria-label', 'Events');
+        set('.tabulator-header-contents', 'none');
+        set('.tabulator-tableholder', 'rowgroup');
+        set('.tabulator-table', 'none');
     }
 
     private format(row: RowComponent): void {
@@ -157,11 +170,12 @@ export class EventTable {
         return fields.map((field) => ({
             title: title(field),
             field,
-            width: widths[field] ?? 130,
-            minWidth: 60,
+            ...(growing[field] ? {widthGrow: growing[field], minWidth: 180} : {width: widths[field] ?? 130}),
             titleFormatter: () =>
                 button(title(field), () => this.hooks.sort(field), {class: 'sorter', 'data-field': field}),
             formatter: (cell) => this.cell(field, (cell.getData() as Line).row),
+            variableHeight: true,
+            visible: !(this.besides && field === 'old_path'),
         }));
     }
 
@@ -172,6 +186,7 @@ export class EventTable {
             field: 'event',
             titleFormatter: () => button(title('time'), () => this.hooks.sort('time'), {class: 'sorter', 'data-field': 'time'}),
             widthGrow: 1,
+            variableHeight: true,
             formatter: (cell) => {
                 const {row} = cell.getData() as Line;
                 const state = this.events.text('state', row);
@@ -209,6 +224,17 @@ export class EventTable {
     }
     turn(by: number): void {
         this.turnTo(this.page + by);
+    }
+
+    setBesides(on: boolean): void {
+        if (on === this.besides || this.narrow.matches) return;
+        this.besides = on;
+        if (!this.shown.has('old_path')) return;
+        void this.ready.then(() => {
+            if (on) this.table?.hideColumn('old_path');
+            else this.table?.showColumn('old_path');
+            this.table?.redraw();
+        });
     }
 
     chooser(): HTMLElement {

@@ -18,10 +18,7 @@ field_list<event_line> page_fields() {
 }  // namespace
 
 page_report::page_report(const logfile_options& options, uni::file& target)
-    : m_options(options),
-      m_page(target),
-      m_fields(page_fields()),
-      m_sink(titles_of<event_line>(m_fields), m_page) {
+    : m_options(options), m_page(target), m_fields(page_fields()), m_sink(titles_of<event_line>(m_fields), m_page) {
     m_page.write(page_template_head());
 }
 

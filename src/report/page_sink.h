@@ -19,13 +19,16 @@ enum class page_part : std::uint8_t { log, fields, events, objects, end };
 void begin_page_data(uni::fileio_output& page, page_part holds);
 void end_page_data(uni::fileio_output& page);
 
-// Writes lines as data in a page for a browser: blocks of some thousand lines, column by column, each text once a block.
-// A block is {"rows":n,"columns":[...]}; a column, in the order of the fields, is null where it is empty, or one of
+// Writes lines as data in a page for a browser: blocks of some thousand lines, column by column, each text once a
+// block. A block is {"rows":n,"columns":[...]}; a column, in the order of the fields, is null where it is empty, or one
+// of
 //   {"texts":["a","b"],"at":[1,0,2]}  the place of each line's text, from 1; 0 is none
 //   {"numbers":[1,null]}              one that a double does not hold stands between quotes
-//   {"times":[1,null]}                microseconds since 1970, UTC; text if there is no such date or a double does not hold it
+//   {"times":[1,null]}                microseconds since 1970, UTC; text if there is no such date or a double does not
+//   hold it
 //   {"truths":[true,null]}
-//   {"objects":true}                  they stand in an element of their own after the block, in lines: "[", one a line, "]"
+//   {"objects":true}                  they stand in an element of their own after the block, in lines: "[", one a line,
+//   "]"
 // No more than `most_lines` are written; the others are counted.
 class page_sink : public field_sink {
 public:
@@ -56,9 +59,9 @@ private:
     enum class values : std::uint8_t { none, texts, numbers, times, truths, objects };
     struct column {
         values kind = values::none;
-        std::size_t lines = 0;  // that have a value, or null in its place
-        std::string items;      // JSON, a comma after each
-        std::string texts;      // likewise
+        std::size_t lines = 0;                                  // that have a value, or null in its place
+        std::string items;                                      // JSON, a comma after each
+        std::string texts;                                      // likewise
         std::map<std::string, std::size_t, std::less<>> known;  // places of texts
     };
 
