@@ -65,6 +65,7 @@ export class Histogram {
     private span: [number, number] = [-Infinity, Infinity];
     private cursor = -1;
     private selected = -1;
+    private untimed = 0; // of the chosen
 
     constructor(
         private readonly host: HTMLElement,
@@ -145,10 +146,12 @@ export class Histogram {
         const size = Math.min(Math.ceil((high - begin) / step) + 1, 4000);
         const lists = () => Array.from({length: other + 1}, () => new Uint32Array(size));
         const bins: Bins = {begin, step, size, exact: lists(), open: lists(), kinds: new Map()};
+        this.untimed = 0;
         const times = this.events.column('time').numbers;
         const {ids} = this.events.column('event');
         const kinds: Uint32Array[] = [];
         for (const row of this.rows) {
+            if (Number.isNaN(times[row])) ++this.untimed;
             const bin = Math.floor((times[row] / 1e6 - begin) / step);
             if (!(bin >= 0 && bin < size)) continue;
             const kind = ids[row];
@@ -211,7 +214,7 @@ export class Histogram {
             {
                 width: this.host.clientWidth,
                 height: 190,
-                padding: [20, 40, 0, 0],
+                padding: [26, 40, 0, 0],
                 tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1000), 'Etc/UTC'),
                 legend: {show: false},
                 cursor: {y: false, points: {show: false}, drag: {x: true, y: false, setScale: false, dist: 4}},
@@ -259,10 +262,14 @@ export class Histogram {
             pen.globalAlpha = 0.35;
             band(begin, end, top, height);
             pen.globalAlpha = 1;
+            if (begin > this.view[1] || end < this.view[0]) continue;
+            pen.fillStyle = style.color;
+            pen.font = `${10 * unit}px system-ui, sans-serif`;
+            pen.fillText('gap', at(begin) + 3 * unit, top + 11 * unit);
         }
         pen.fillStyle = style.color;
         this.covered().forEach(({label, begin, end}, place) => {
-            const y = top - (5 + place * 9) * unit;
+            const y = top - (11 + place * 9) * unit;
             pen.globalAlpha = 0.55;
             band(begin, end, y, 3 * unit);
             pen.globalAlpha = 1;
@@ -391,7 +398,8 @@ export class Histogram {
     private rangeWords(): string {
         const at = (seconds: number) => timeText(Math.round(seconds * 1e6)).slice(0, 19);
         const [from, to] = this.span;
-        const view = `Shown: ${at(this.view[0])} to ${at(this.view[1])} UTC.`;
+        const without = this.untimed === 0 ? '' : ` ${count(this.untimed, 'event')} without any time.`;
+        const view = `Shown: ${at(this.view[0])} to ${at(this.view[1])} UTC.${without}`;
         if (from === -Infinity && to === Infinity) return `${view} Drag to choose a span, turn the wheel to zoom; dashed and pale: the time is an interval.`;
         return `${view} Chosen: ${timeText(from)} to ${timeText(to)}.`;
     }
@@ -412,6 +420,7 @@ export class Histogram {
 
     private listen(): void {
         this.host.addEventListener('wheel', (event) => {
+            if (event.deltaY > 0 && this.view === this.whole) return; // the page goes on
             event.preventDefault();
             const over = this.host.querySelector('.u-over')?.getBoundingClientRect();
             if (!over || !this.plot) return;
@@ -455,6 +464,7 @@ export class Histogram {
             button('Earlier', () => this.pan(-0.5)),
             button('Later', () => this.pan(0.5)),
             button('All', () => this.setZoom(undefined)),
+            button('Choose what is shown', () => this.onspan(Math.round(this.view[0] * 1e6), Math.round(this.view[1] * 1e6))),
         ];
     }
     // For the address.

@@ -134,7 +134,7 @@ class Page {
         let waiting: number | undefined;
         const soon = () => {
             window.clearTimeout(waiting);
-            waiting = window.setTimeout(() => this.choose({words: byId<HTMLInputElement>('words').value}), 80);
+            waiting = window.setTimeout(() => this.choose({words: byId<HTMLInputElement>('words').value}), 40);
         };
         const search = byId<HTMLFormElement>('search');
         search.addEventListener('submit', (event) => event.preventDefault());

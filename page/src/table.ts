@@ -7,7 +7,7 @@ import {plain, title} from './words';
 
 Tabulator.registerModule([FormatModule, InteractionModule, ResizeColumnsModule, ResizeTableModule]);
 
-const rowsOfPage = 200;
+const rowsOfPage = 100;
 const usual = ['time', 'event', 'state', 'path', 'old_path'];
 const widths: {[field: string]: number} = {time: 230, event: 150, state: 80, volume: 140, reason: 220, file: 140};
 const growing: {[field: string]: number} = {path: 5, old_path: 2};

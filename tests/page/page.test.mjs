@@ -48,7 +48,7 @@ async function saved(page, label) {
 before(async () => {
     const inputs = ['-log', 'LogFile', '-mftfile', 'MFT', '-jrnlfile', 'UsnJrnl_J'];
     sample = join(work, 'sample.html');
-    kest(...inputs, '-page', sample, '-provenance');
+    for (let run = 0; run < 2; ++run) kest(...inputs, '-page', sample, '-provenance');  // a page may be replaced
     events = logged(...inputs);
     browser = await chromium.launch({executablePath: BROWSER, args: ['--no-sandbox']});
 });
@@ -193,10 +193,12 @@ test('it can be read by all, on all screens', async () => {
             await done(page);
         }
     if (!ACCEPT) return;
-    const page = await open(sample, {height: 1060, hash: `#event=${events.findIndex(({event}) => event === 'times_set') + 1}`});
+    const page = await open(sample, {height: 1270, hash: `#event=${events.findIndex(({event}) => event === 'times_set') + 1}`});
     await page.screenshot({path: '../../docs/page.png'});
     await done(page);
 });
+
+const times = [0n, 1n, 100_000_000_000_000_000n, 0x7fff_ffff_ffff_ffffn, 0x7fff_35f4_f06c_7fffn, 441_481_536_000_000_000n];
 
 // Records of a change journal, version 2.
 function journal(names) {
@@ -206,7 +208,7 @@ function journal(names) {
         record.writeUInt16LE(2, 4);
         record.writeBigUInt64LE((1n << 48n) | BigInt(at + 64), 8);
         record.writeBigUInt64LE((5n << 48n) | 5n, 16);
-        record.writeBigUInt64LE(133_500_000_000_000_000n + BigInt(at), 32);
+        record.writeBigUInt64LE(times[at] ?? 133_500_000_000_000_000n + BigInt(at), 32);
         record.writeUInt32LE(0x100, 40);
         record.writeUInt32LE(0x20, 52);
         record.writeUInt16LE(2 * name.length, 56);
