@@ -1,4 +1,4 @@
-// Makes the page: one HTML file in two halves, between which the program writes its data, as two arrays of bytes for a
+// Makes the page: one HTML file in two halves, between which the program writes its data, as two arrays of texts for a
 // C++ source. The script and the style sheet stand in it; a policy lets nothing else load or run.
 //   node build.mjs FILE
 import {createHash} from 'node:crypto';
@@ -43,9 +43,9 @@ const [head, tail] = page.split('{{data}}\n');
 
 function literal(name, text) {
     const escapes = {'"': '\\"', '\\': '\\\\', '\n': '\\n', '?': '\\?'};
-    const lines = text.match(/[^]{1,4000}/g).map((piece) =>
+    const pieces = text.match(/[^]{1,4000}/g).map((piece) =>
         `"${piece.replace(/["\\\n?]/g, (c) => escapes[c]).replace(/[^ -~]/gu, (c) =>
             [...Buffer.from(c)].map((byte) => `\\${byte.toString(8).padStart(3, '0')}`).join(''))}"`);
-    return `constexpr char ${name}[] =\n${lines.join('\n')};\n`;
+    return `constexpr std::string_view ${name}[] = {\n${pieces.join(',\n')}};\n`;
 }
 writeFileSync(process.argv[2], literal('head', head) + literal('tail', tail));

@@ -220,7 +220,7 @@ export class Histogram {
                 cursor: {y: false, points: {show: false}, drag: {x: true, y: false, setScale: false, dist: 4}},
                 scales: {x: {time: true, range: () => this.view}, y: {range: (_, __, most) => [0, Math.max(most, 1)]}},
                 series: [{}, {paths: () => null, points: {show: false}}],
-                axes: [{...axis, values: dates, space: 76}, {...axis, size: 48, incrs: [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000, 50000, 100000, 500000]}],
+                axes: [{...axis, values: dates, space: 76}, {...axis, size: (_, values) => 20 + 8 * Math.max(3, ...(values ?? []).map((value) => value.length)), incrs: [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000, 50000, 100000, 500000]}],
                 hooks: {
                     drawClear: [(plot) => this.drawUnder(plot)],
                     draw: [(plot) => this.draw(plot)],

@@ -19,7 +19,8 @@ field_list<event_line> page_fields() {
 
 page_report::page_report(const logfile_options& options, uni::file& target)
     : m_options(options), m_page(target), m_fields(page_fields()), m_sink(titles_of<event_line>(m_fields), m_page) {
-    m_page.write(page_template_head());
+    for (const std::string_view piece : page_template_head())
+        m_page.write(piece);
 }
 
 void page_report::survey(evidence& stores, std::string_view log_path) {
@@ -39,7 +40,8 @@ void page_report::begin_log(const provenance& made_of, std::string_view log_path
 
 bool page_report::finish(std::string_view limits) {
     m_sink.finish(limits);
-    m_page.write(page_template_tail());
+    for (const std::string_view piece : page_template_tail())
+        m_page.write(piece);
     return m_page.flush();
 }
 

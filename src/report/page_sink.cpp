@@ -126,7 +126,8 @@ void page_sink::time(std::uint64_t ticks) {
     if (ticks == 0 || m_written == most_lines) return;
     std::string& items = items_of(values::times);
     const std::uint64_t microseconds = ticks / ticks_per_microsecond;
-    if (!cv::has_calendar_form(ticks) || microseconds > epoch + exact_in_double) {
+    const bool exact = microseconds + exact_in_double >= epoch && microseconds <= epoch + exact_in_double;
+    if (!cv::has_calendar_form(ticks) || !exact) {
         append_json_time(items, ticks, digits_to_be_found);
     } else {
         if (microseconds < epoch) items += '-';

@@ -5,19 +5,19 @@ namespace kest {
 namespace {
 
 #ifdef KEST_PAGE
-#include KEST_PAGE  // two arrays of bytes, which the build made from page/
+#include KEST_PAGE  // two arrays of texts, which the build made from page/
 #else
-constexpr char head[] = "", tail[] = "";
+constexpr std::span<const std::string_view> head, tail;
 #endif
 
 }  // namespace
 
-std::string_view page_template_head() {
-    return {head, sizeof head - 1};
+std::span<const std::string_view> page_template_head() {
+    return head;
 }
 
-std::string_view page_template_tail() {
-    return {tail, sizeof tail - 1};
+std::span<const std::string_view> page_template_tail() {
+    return tail;
 }
 
 }  // namespace kest

@@ -13,6 +13,8 @@ for (const words of ['report', '1', 'zzz', 'event:created', 'a e -0']) {
     await page.waitForSelector('.tabulator-row');
     await page.evaluate(() => new Promise(requestAnimationFrame));
     opened.push(performance.now() - begin);
+    await page.waitForSelector('#table[data-shown]');
+    await page.waitForTimeout(500);
     events = (await page.locator('#chosen').textContent()).replace(/.* of /, '');
     filtered.push(await page.evaluate(async (text) => {
         const begun = performance.now();
