@@ -196,9 +196,7 @@ export class Histogram {
         const ink = getComputedStyle(this.host).color;
         const line = getComputedStyle(this.host).getPropertyValue('--line').trim();
         // As the table has them: the day where it changes, and as many parts as the steps need.
-        const dates = (_: uPlot, splits: number[]) => {
-            const [first, second] = splits;
-            const step = second - first;
+        const dates = (_: uPlot, splits: number[], __: number, ___: number, step: number) => {
             let day = '';
             return splits.map((seconds) => {
                 const [date, time] = timeText(Math.round(seconds * 1e6)).split(' ');

@@ -1,7 +1,7 @@
 // Pages of -page in a real browser, against what -events -jsonl says of the same evidence.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
-import {mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
 import {tmpdir} from 'node:os';
 import {join, resolve} from 'node:path';
@@ -227,12 +227,24 @@ function journal(names) {
     return Buffer.concat(pages.map((page) => Buffer.concat([page, Buffer.alloc(4096 - page.length)])));
 }
 
+test('nothing but its own script runs, and nothing loads', async () => {
+    const page = await open(sample);
+    const refused = await page.evaluate(async () => {
+        const acts = [() => (document.body.innerHTML = '<b>x</b>'), () => (document.createElement('script').text = '1'), () => fetch('https://localhost/'), () => new Worker('data:,')];
+        return Promise.all(acts.map(async (act) => act()).map((tried) => tried.then(() => 'done', () => 'refused')));
+    });
+    assert.deepEqual(refused, ['refused', 'refused', 'refused', 'refused']);
+    await page.close();
+});
+
 test('names are names, whatever they hold', async () => {
-    const names = ['</script><script>alert(1)</script>', '<img src=x onerror=alert(1)>', '<!--<script>', '-->', ']]>', '&lt;b&gt;&amp;',
+    const names = ['</script><script>alert(1)</script>', '<img src=x onerror=alert(1)>', '-->', '<!--<script>', ']]>', '&lt;b&gt;&amp;',
         'a\u2028b\u2029c', '\ud800x', 'y\udc00', '\u202egpj.exe', 'n\0ul', 'esc\x1b[31m', 'line\nend\r', '__proto__', 'constructor', '=1+1', '"quoted"',
         "'; alert(1); '", '\\u003c/script', '{{data}}', '${alert(1)}', 'blank  blank ', 'zero\u200bwidth', '\ufeffmark', '\u05d0\u05d1\u05d2.txt',
         'style=position:fixed', 'javascript:alert(1)', '😀'.repeat(100), 'x'.repeat(255), 'same', 'same'];
-    const [evidence, made] = [join(work, 'J'), join(work, 'hostile.html')];
+    const folder = join(work, '</script><script>alert(1)</script>');  // the operator's paths stand in the page, too
+    mkdirSync(folder, {recursive: true});
+    const [evidence, made] = [join(folder, 'J'), join(work, 'hostile.html')];
     writeFileSync(evidence, journal(names));
     kest('-jrnlfile', evidence, '-page', made);
     const told = logged('-jrnlfile', evidence);
