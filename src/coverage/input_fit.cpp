@@ -5,9 +5,9 @@
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
+#include "logfile/mft_geometry.h"
 #include "mft/record_layout.h"
 #include "options/warning_line.h"
 #include "portable/unicode.h"

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "format/error_words.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/scanner.h"
+#include "logfile/mft_geometry.h"
 #include "logfile/whole_log.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"

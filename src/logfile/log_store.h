@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "logfile/log_entry.h"
-#include "logfile/mft_geometry.h"
 #include "logfile/page.h"
+#include "logfile/mft_geometry.h"
 #include "mft/inode_record.h"
 #include "portable/byte_view.h"
 #include "portable/large_pages.h"

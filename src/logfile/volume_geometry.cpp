@@ -1,7 +1,7 @@
 #include "logfile/volume_geometry.h"
 
-#include "logfile/mft_geometry.h"
 #include "logfile/operation.h"
+#include "logfile/mft_geometry.h"
 
 namespace kest {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "portable/byte_view.h"
 #include "portable/large_pages.h"
+#include "portable/byte_view.h"
 
 namespace uni {
 
