@@ -8,8 +8,9 @@ import {plain, title} from './words';
 Tabulator.registerModule([FormatModule, InteractionModule, ResizeColumnsModule, ResizeTableModule]);
 
 const rowsOfPage = 100;
-const usual = ['time', 'event', 'state', 'path', 'old_path'];
-const widths: {[field: string]: number} = {time: 230, event: 150, state: 80, volume: 140, reason: 220, file: 140};
+const usual = ['time', 'clock', 'event', 'state', 'path', 'old_path'];
+const spared = ['clock', 'old_path']; // where there is less room
+const widths: {[field: string]: number} = {time: 230, clock: 96, event: 150, state: 80, volume: 140, reason: 220, file: 140};
 const growing: {[field: string]: number} = {path: 5, old_path: 2};
 
 interface Line {
@@ -162,7 +163,7 @@ export class EventTable {
             return h('span', {class: exact ? 'time' : 'time open', title: this.events.text('timestamp_desc', row) || undefined}, this.events.when(row));
         }
         const text = this.events.text(field, row);
-        return h('span', {class: field === 'path' || field === 'old_path' ? 'name' : undefined}, field === 'event' || field === 'state' ? plain(text) : text);
+        return h('span', {class: field === 'path' || field === 'old_path' ? 'name' : undefined}, field === 'event' || field === 'state' || field === 'clock' ? plain(text) : text);
     }
 
     private columns(): ColumnDefinition[] {
@@ -175,7 +176,7 @@ export class EventTable {
                 button(title(field), () => this.hooks.sort(field), {class: 'sorter', 'data-field': field}),
             formatter: (cell) => this.cell(field, (cell.getData() as Line).row),
             variableHeight: true,
-            visible: !(this.besides && field === 'old_path'),
+            visible: !(this.besides && spared.includes(field)),
         }));
     }
 
@@ -229,10 +230,9 @@ export class EventTable {
     setBesides(on: boolean): void {
         if (on === this.besides || this.narrow.matches) return;
         this.besides = on;
-        if (!this.shown.has('old_path')) return;
+        const fields = spared.filter((field) => this.shown.has(field));
         void this.ready.then(() => {
-            if (on) this.table?.hideColumn('old_path');
-            else this.table?.showColumn('old_path');
+            for (const field of fields) on ? this.table?.hideColumn(field) : this.table?.showColumn(field);
             this.table?.redraw();
         });
     }

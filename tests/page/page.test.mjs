@@ -71,6 +71,20 @@ test('the table and what it saves are the events of the log', async () => {
     await done(page);
 });
 
+test('the picture over time counts the events of the log', async () => {
+    const page = await open(sample);
+    await page.getByText('The same as a table').click();
+    const bars = await page.locator('#chart-table tbody tr').evaluateAll((found) => found.map((row) => [...row.cells].map(({textContent}) => textContent)));
+    assert.equal(bars.reduce((sum, [, count]) => sum + Number(count), 0), events.length);
+    const kinds = {};
+    for (const [, , words] of bars)
+        for (const [, kind, count] of words.matchAll(/([a-z ]+?) (\d+)(?:, |$)/g)) kinds[kind] = (kinds[kind] ?? 0) + Number(count);
+    const told = {};
+    for (const {event} of events) told[event.replaceAll('_', ' ')] = (told[event.replaceAll('_', ' ')] ?? 0) + 1;
+    assert.deepEqual(kinds, told);
+    await done(page);
+});
+
 test('words, expressions, chips and spans choose, and stand in the address', async () => {
     const page = await open(sample);
     const deleted = events.filter(({event}) => event === 'deleted');
