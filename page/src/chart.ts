@@ -257,7 +257,7 @@ export class Histogram {
         const unit = devicePixelRatio;
         for (const {begin, end} of this.gaps()) {
             pen.fillStyle = pattern(other);
-            pen.globalAlpha = 0.35;
+            pen.globalAlpha = 0.2;
             band(begin, end, top, height);
             pen.globalAlpha = 1;
             if (begin > this.view[1] || end < this.view[0]) continue;

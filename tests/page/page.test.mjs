@@ -130,6 +130,29 @@ test('words, expressions, chips and spans choose, and stand in the address', asy
     await done(page);
 });
 
+test('intervals are in every span that they touch; kinds are those of the data', async () => {
+    const file = join(work, 'intervals.html');
+    const at = events.findIndex(({clock}) => clock === 'after' || clock === 'not_before');
+    const from = Date.parse(`${events[at].time.slice(0, 19)}Z`) + 1000;
+    writeFileSync(file, readFileSync(sample, 'utf8').replace(/(data-kest="events">)(.*)(<\/script>)/, (_, begin, json, end) => {
+        const block = JSON.parse(json);
+        const columns = Object.fromEntries(JSON.parse(/data-kest="fields">(.*)<\/script>/.exec(readFileSync(sample, 'utf8'))[1]).map((name, place) => [name, place]));
+        block.columns[columns.not_after] = {times: events.map((_, row) => (row === at ? (from + 60_000) * 1000 : null))};
+        const kinds = block.columns[columns.event].texts;
+        kinds[kinds.indexOf('object_id_set')] = 'mounted';
+        return begin + JSON.stringify(block).replaceAll('<', '\\u003c') + end;
+    }));
+    const iso = (ms) => new Date(ms).toISOString();
+    const page = await open(file, {hash: `#from=${iso(from + 20_000)}&to=${iso(from + 30_000)}`});
+    const within = events.filter(({time}, row) => row === at || (time >= iso(from + 20_000) && time <= iso(from + 30_000)));
+    await shown(page, within.length);
+    assert.match(await page.locator('.tabulator-row .time.open').textContent(), / to \d\d:/);
+    await page.getByRole('button', {name: 'Choose all'}).click();
+    await page.locator('[data-chip="event mounted"]').click();
+    await shown(page, events.filter(({event}) => event === 'object_id_set').length);
+    await done(page);
+});
+
 test('one event shows its fields, its proof and the life of its file', async () => {
     const at = events.findIndex(({event}) => event === 'times_set');
     const {inode, seq, offset, lsn, details} = events[at];
