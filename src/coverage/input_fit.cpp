@@ -5,9 +5,9 @@
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
+#include "logfile/mft_geometry.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
-#include "logfile/mft_geometry.h"
 #include "mft/record_layout.h"
 #include "options/warning_line.h"
 #include "portable/unicode.h"
@@ -123,7 +123,8 @@ mft_fit compare_mft(const evidence& stores, const std::vector<logged_usn>& logge
     return mft_comparison(stores, logged).compare(stores.inodes);
 }
 
-journal_fit sample_journal(const uni::file& journal, const log_store& log, const std::vector<logged_usn>& logged) {
+journal_fit sample_journal(const uni::byte_source& journal, const log_store& log,
+                           const std::vector<logged_usn>& logged) {
     journal_fit fit = {.sampled = true};
     journal_probe probe(journal);
     if (!probe.any()) return fit;
@@ -187,13 +188,13 @@ std::string misfit_lines(const evidence& stores, const logfile_options& options)
     std::string lines;
     if (stores.log.entries.empty()) return lines;
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
-    if (!options.mft_path.empty()) {
+    if (options.mft.given()) {
         const mft_fit fit = compare_mft(stores, logged);
-        if (contradicts(fit)) lines += misfit_line("-mftfile", options.mft_path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line("-mftfile", options.mft.path, fit_text(fit));
     }
-    if (!options.jrnl_path.empty()) {
-        const journal_fit fit = sample_journal(stores.journal.file, stores.log, logged);
-        if (contradicts(fit)) lines += misfit_line("-jrnlfile", options.jrnl_path, fit_text(fit));
+    if (options.journal.given()) {
+        const journal_fit fit = sample_journal(*stores.journal.file, stores.log, logged);
+        if (contradicts(fit)) lines += misfit_line("-jrnlfile", options.journal.path, fit_text(fit));
     }
     return lines;
 }

@@ -60,7 +60,7 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
 }
 
 bool writes_input(const logfile_options& options, const run_outputs& outputs) {
-    return outputs.hold(options.log_path) || outputs.hold(options.mft_path) || outputs.hold(options.jrnl_path);
+    return outputs.hold(options.log.path) || outputs.hold(options.mft.path) || outputs.hold(options.journal.path);
 }
 
 std::string writing_failed(std::string_view target) {

@@ -34,7 +34,7 @@ std::uint64_t time_of(const journal_record& record) {
 
 }  // namespace
 
-journal_outline outline_journal(const uni::file& file, logged_records& logged) {
+journal_outline outline_journal(const uni::byte_source& file, logged_records& logged) {
     journal_outline outline;
     open_files files;
     journal_cursor cursor(file, journal_resync::at_records);
@@ -52,8 +52,9 @@ journal_outline outline_journal(const uni::file& file, logged_records& logged) {
     return outline;
 }
 
-journal_events::journal_events(const uni::file& file, const journal_outline& outline, const logged_records& logged,
-                               name_history& names, folder_paths& paths, std::function<void(const event&)> listener)
+journal_events::journal_events(const uni::byte_source& file, const journal_outline& outline,
+                               const logged_records& logged, name_history& names, folder_paths& paths,
+                               std::function<void(const event&)> listener)
     : m_outline(outline),
       m_logged(logged),
       m_names(names),

@@ -20,13 +20,13 @@ struct journal_outline {
 };
 
 // Goes through the file once. Notes which records the log has, too.
-journal_outline outline_journal(const uni::file& file, logged_records& logged);
+journal_outline outline_journal(const uni::byte_source& file, logged_records& logged);
 
 // Tells the events of a journal file in the order of its records, as far as it is asked to. What the log has, too, is
 // told there.
 class journal_events {
 public:
-    journal_events(const uni::file& file, const journal_outline& outline, const logged_records& logged,
+    journal_events(const uni::byte_source& file, const journal_outline& outline, const logged_records& logged,
                    name_history& names, folder_paths& paths, std::function<void(const event&)> listener);
 
     // Some of the file could be read the first time only.

@@ -131,7 +131,7 @@ private:
         std::ranges::sort(ends);
     }
 
-    void open_journal(const uni::file& file) {
+    void open_journal(const uni::byte_source& file) {
         for (std::uint32_t at = 0; at < m_log.chain_heads.size(); ++at) {
             m_reader.read(m_facts, at);
             m_logged.add(m_facts.facts);

@@ -7,7 +7,7 @@
 #include "journal/journal_cursor.h"
 #include "logfile/log_store.h"
 #include "mft/inode_collection.h"
-#include "portable/file.h"
+#include "portable/byte_source.h"
 
 namespace kest {
 
@@ -20,10 +20,10 @@ using event_progress = std::function<void(std::uint64_t, std::uint64_t)>;
 struct event_inputs {
     const log_store& log;             // its chains are linked, the cut ones too; without a record where there is no log
     const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
-    const uni::file* journal;         // the journal file, open; null: none
+    const uni::byte_source* journal;  // the journal file, open; null: none
     bool guesses_allowed;
     std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
-    limits_hit& omitted;                         // what guards leave out of the events
+    limits_hit& omitted;                        // what guards leave out of the events
 };
 
 // Tells what the log's transactions prove, by the LSN of their first records, and the events of one in the order of its

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "format/error_words.h"
-#include "logfile/scanner.h"
 #include "logfile/mft_geometry.h"
+#include "logfile/scanner.h"
 #include "logfile/whole_log.h"
 #include "mft/mft_reader.h"
 #include "portable/console.h"
@@ -45,7 +45,7 @@ void log_worker(void* argument) {
     log_store& log = task.stores.log;
     try {
         // A log that cannot be opened leaves an empty store, and that is reported.
-        static_cast<void>(parse_log(log, task.settings.log_path, task.settings));
+        static_cast<void>(parse_log(log, task.settings.log, task.settings));
     } catch (const std::bad_alloc&) {
         log.incomplete = true;
     }
@@ -66,11 +66,14 @@ void settle_sizes(log_store& store, const input_settings& settings) {
 
 }  // namespace
 
-bool parse_log(log_store& store, const std::string& path, const input_settings& settings) {
+bool parse_log(log_store& store, const input_source& source, const input_settings& settings) {
+    const opened_source opened = open_source(source);
     if (settings.counts_pages) store.pages.emplace();
     store.keeps_pages = settings.keeps_pages;
     if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
-    if (!scan_logfile(store, path)) return false;
+    store.open_error = opened.error;
+    if (!opened.bytes) return false;
+    scan_logfile(store, *opened.bytes);
     if (store.keeps_pages) complete_log(store);
     settle_sizes(store, settings);
     return true;
@@ -80,13 +83,17 @@ std::optional<unread_input> open_inputs(const input_settings& settings, evidence
     const auto resync = settings.every_record ? journal_resync::at_records : journal_resync::at_pages;
     stores.inodes.all_records = settings.have_mft;
     if (settings.have_mft) stores.inodes.parse_mask |= parse_bits::index_allocation;
-    if (!settings.mft_path.empty() && !load_mft(stores.inodes, settings.mft_path)) {
-        const int error = stores.inodes.mft_file.open_error();
-        return unread_input{settings.mft_path, error != 0 ? error_words(error) : "no file record"};
+    if (settings.mft.given()) {
+        const opened_source mft = open_source(settings.mft);
+        if (!mft.bytes) return unread_input{settings.mft.path, error_words(mft.error)};
+        if (!load_mft(stores.inodes, mft.bytes)) return unread_input{settings.mft.path, "no file record"};
     }
-    if (!settings.jrnl_path.empty() && !open_journal(stores.journal, settings.jrnl_path, resync)) {
-        const int error = stores.journal.file.open_error();
-        return unread_input{settings.jrnl_path, error != 0 ? error_words(error) : "too short"};
+    if (settings.journal.given()) {
+        const opened_source journal = open_source(settings.journal);
+        if (!journal.bytes) return unread_input{settings.journal.path, error_words(journal.error)};
+        if (!open_journal(stores.journal, journal.bytes, resync)) {
+            return unread_input{settings.journal.path, "too short"};
+        }
     }
     return std::nullopt;
 }

@@ -22,7 +22,7 @@ std::optional<usn_record> named_record(uni::byte_view bytes) {
 
 }  // namespace
 
-journal_probe::journal_probe(const uni::file& file) : m_file(file), m_buffer(window) {
+journal_probe::journal_probe(const uni::byte_source& file) : m_file(file), m_buffer(window) {
     find_first();
     if (any()) find_last();
 }

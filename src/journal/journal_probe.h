@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "journal/usn_record.h"
-#include "portable/file.h"
+#include "portable/byte_source.h"
 
 namespace kest {
 
@@ -14,7 +14,7 @@ namespace kest {
 class journal_probe {
 public:
     // The file is open and outlives the probe.
-    explicit journal_probe(const uni::file& file);
+    explicit journal_probe(const uni::byte_source& file);
 
     // A read failed: what was not found may be there.
     bool incomplete() const { return m_incomplete; }
@@ -34,7 +34,7 @@ private:
     void find_first();
     void find_last();
 
-    const uni::file& m_file;
+    const uni::byte_source& m_file;
     std::vector<std::uint8_t> m_buffer;
     std::optional<std::uint64_t> m_first_shift;  // of the first record: its USN less its offset
     std::optional<std::uint64_t> m_last_shift;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <memory>
 #include <vector>
 
 #include "mft/inode_collection.h"
@@ -13,10 +13,9 @@ namespace parse_bits {
 inline constexpr std::uint32_t index_allocation = 1;  // keep the runs of $INDEX_ALLOCATION
 }
 
-// Opens an MFT and checks its first record; on success the file stays open in `collection` and `record_size` and
-// `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
-// does not begin with a file record.
-[[nodiscard]] bool load_mft(_inode_collection& collection, const std::string& path);
+// Checks the first record of an MFT; on success it stays open in `collection` and `record_size` and `total_size` are
+// set. False, with none open, for one that is shorter than 4096 bytes or does not begin with a file record.
+[[nodiscard]] bool load_mft(_inode_collection& collection, std::shared_ptr<const uni::byte_source> file);
 
 // The bytes of a record that was read from the open MFT, repaired. Empty if they are not there any more; a
 // read that fails is noted.

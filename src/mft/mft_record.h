@@ -6,14 +6,14 @@
 
 #include "mft/inode_record.h"
 #include "mft/limits.h"
+#include "portable/byte_source.h"
 #include "portable/byte_view.h"
-#include "portable/file.h"
 
 namespace kest {
 
 // Where file records are read from, and what reading them may still cost.
 struct mft_source {
-    uni::file& file;
+    const uni::byte_source& file;
     std::uint64_t base_offset = 0;  // bytes; where the MFT begins in its file
     std::uint32_t record_size = 0;  // bytes
     std::uint32_t parse_mask = 0;   // parse_bits of the MFT reader

@@ -272,10 +272,10 @@ void set_columns(option_parse& parse, const std::string& names) {
 }
 
 // In a run on a list the input options are flags: they say what the listed files are.
-template <auto has, auto path>
+template <auto has, auto source>
 void set_input(option_parse& parse, const std::string& value) {
     parse.options.*has = true;
-    parse.options.*path = value;
+    (parse.options.*source).path = value;
 }
 
 template <auto option, bool value = true>
@@ -413,14 +413,13 @@ constexpr option_row option_rows[] = {
      "of the volume, for record numbers in rows; auto: what the log states", set_cluster_size, set_of::none, true},
     {"-columns", report, value, "<names>",
      "these columns only, in this order, separated by commas; of rows and of events", set_columns, set_of::none, true},
-    {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log_path>},
+    {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log>},
     {"-offset", none, value, "<number>", "a log is read from its start", nullptr, set_of::none, false, has_no_list},
-    {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume",
-     set_input<&o::have_mft, &o::mft_path>},
+    {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume", set_input<&o::have_mft, &o::mft>},
     {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
      set<&o::showall_inodes>, set_of::none, false, has_mft},
     {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
-     set_input<&o::have_jrnl, &o::jrnl_path>},
+     set_input<&o::have_jrnl, &o::journal>},
 };
 
 // An option whose value was forgotten takes the next one for it.

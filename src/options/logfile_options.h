@@ -61,8 +61,8 @@ struct logfile_options : text_style, row_style, input_settings {
     bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
-        const bool has_input = lists_logs() || !log_path.empty() || !mft_path.empty() || !jrnl_path.empty();
-        return has_input && (have_log || (report == report_kind::events && !jrnl_path.empty()));
+        const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();
+        return has_input && (have_log || (report == report_kind::events && journal.given()));
     }
 };
 

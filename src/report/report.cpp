@@ -43,10 +43,11 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
-    const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+    const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     std::optional<provenance> made_of;
     if (m_options.show_provenance && (writes_json() || m_options.report == report_kind::coverage)) {
-        made_of = gather_provenance(m_options, log_path);
+        made_of = gather_provenance(m_options,
+                                    current_file.empty() ? m_options.log : input_source{std::string(current_file)});
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
@@ -76,7 +77,7 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
     if (writes_json()) {
-        write_statistics_object(stores.log, current_file.empty() ? m_options.log_path : current_file, m_sink);
+        write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {
         m_counts->write_header();
         write_statistics_row(stores.log, current_file, m_options, *m_counts);
@@ -108,7 +109,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
     stores.journal.reading = tell_events(
         {.log = stores.log,
          .inodes = stores.inodes,
-         .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
+         .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
          .omitted = stores.inodes.omitted},
