@@ -30,6 +30,12 @@ void say_parsing_failed(const logfile_options& options, const std::string& path,
     uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
 }
 
+// Of streams in an image: what could not be had of them reads as zeros.
+void say_gaps(const run_context& run) {
+    for (const input_source* source : {&run.options.log, &run.options.mft, &run.options.journal})
+        if (source->stream && source->stream->has_gaps()) say_reading_failed(run, source->path);
+}
+
 void show_status(const logfile_options& options, std::string_view text) {
     if (options.show_progress) uni::status_line(uni::status_width, text);
 }
@@ -242,8 +248,9 @@ void say_reading_failed(const run_context& run, const std::string& path) {
 
 bool report_logs(const run_context& run) {
     if (run.options.lists_logs()) return multi_run(run);
-    if (run.options.have_mft || run.options.have_jrnl) return worker_run(run);
-    return single_run(run);
+    const bool reported = run.options.have_mft || run.options.have_jrnl ? worker_run(run) : single_run(run);
+    say_gaps(run);
+    return reported;
 }
 
 }  // namespace kest

@@ -22,6 +22,8 @@ public:
     bool any() const { return m_first_shift.has_value(); }
     std::uint64_t lowest_usn() const { return m_lowest; }  // of the records at the ends
     std::uint64_t highest_usn() const { return m_highest; }
+    std::uint64_t first_time() const { return m_first_time; }  // of the record with the lowest USN
+    std::uint64_t last_time() const { return m_last_time; }
     // USNs are offsets in the journal. True if the file lacks nothing of it between its first and its last record.
     bool contiguous() const { return m_first_shift == m_last_shift; }
 
@@ -40,6 +42,8 @@ private:
     std::optional<std::uint64_t> m_last_shift;
     std::uint64_t m_lowest = ~std::uint64_t{0};
     std::uint64_t m_highest = 0;
+    std::uint64_t m_first_time = 0;
+    std::uint64_t m_last_time = 0;
     bool m_incomplete = false;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 
 #include "format/ascii_text.h"
 #include "format/error_words.h"
@@ -30,8 +31,8 @@ constexpr std::string_view group_titles[] = {"Inputs",
                                              "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
-enum class option_set { none, shape, base, list, of_list, report };
-constexpr std::size_t set_count = 6;
+enum class option_set { none, shape, base, list, of_list, of_image, report };
+constexpr std::size_t set_count = 7;
 
 struct option_parse {
     logfile_options& options;
@@ -278,6 +279,22 @@ void set_input(option_parse& parse, const std::string& value) {
     (parse.options.*source).path = value;
 }
 
+void set_image(option_parse& parse, const std::string& path) {
+    const logfile_options& options = parse.options;
+    parse.options.image_path = path;
+    if (options.lists_logs() || options.log.given() || options.mft.given() || options.journal.given())
+        refuse(parse, "an image has its own log, MFT and journal: -image stands in place of other inputs\n");
+}
+
+void set_partition(option_parse& parse, const std::string& value) {
+    const auto number = parse_number(value);
+    if (number && *number <= std::numeric_limits<std::uint32_t>::max()) {
+        parse.options.partition = static_cast<std::uint32_t>(*number);
+    } else {
+        refuse(parse, warning_line("no partition number, aborting", value));
+    }
+}
+
 template <auto option, bool value = true>
 void set(option_parse& parse, const std::string&) {
     parse.options.*option = value;
@@ -405,6 +422,8 @@ constexpr option_row option_rows[] = {
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
+    {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
+     set_report<r::volumes>, set_of::report, true},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
     {"-cut", report, flag, "", "also the transactions whose beginning is overwritten", set<&o::keeps_pages>,
@@ -420,6 +439,10 @@ constexpr option_row option_rows[] = {
      set<&o::showall_inodes>, set_of::none, false, has_mft},
     {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
      set_input<&o::have_jrnl, &o::journal>},
+    {"-image", inputs, value, "<file>", "log, MFT and journal of an NTFS volume in this image of a disk or a volume",
+     set_image, set_of::none, true},
+    {"-partition", inputs, value, "<number>", "the volume in this partition of the image", set_partition,
+     set_of::of_image, true},
 };
 
 // An option whose value was forgotten takes the next one for it.
@@ -460,6 +483,8 @@ void judge_combinations(option_parse& parse) {
         warn_of_several(parse, parse.given_of(set));
     const argument_list& of_list = parse.given_of(option_set::of_list);
     if (!of_list.empty() && !options.lists_logs()) warn(options, "without a list of logs", joined(of_list, '\''));
+    const argument_list& of_image = parse.given_of(option_set::of_image);
+    if (!of_image.empty() && options.image_path.empty()) warn(options, "without an image", joined(of_image, '\''));
     // Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
     argument_list reports = parse.given_of(option_set::report);
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
@@ -481,7 +506,7 @@ void settle(option_parse& parse, bool no_whitespace) {
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
-    if (options.report == report_kind::events &&
+    if ((options.report == report_kind::events || options.report == report_kind::volumes) &&
         (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
         // A table that any reader of such takes; what the rows of steps look like is kept.
         options.quotes = options.no_whitespace = true;

@@ -27,19 +27,14 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
             break;
         case report_kind::coverage:
+        case report_kind::volumes:
             break;
     }
 }
 
 void log_report::open_lines(const std::vector<field_title>& titles) {
-    if (writes_json()) {
-        m_notation = details_notation::json;
-        m_lines = std::make_unique<object_sink>(m_sink);
-    } else if (has_rows(m_options.shape)) {
-        const bool marks_separators = m_options.report == report_kind::events;
-        m_notation = details_notation::text;
-        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, marks_separators), m_sink);
-    }
+    m_lines = make_sink(m_options, titles, m_options.report == report_kind::events, m_sink);
+    if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
@@ -62,6 +57,8 @@ void log_report::write(evidence& stores, std::string_view current_file) {
             return report_statistics(stores, current_file);
         case report_kind::coverage:
             return report_coverage(stores, log_path, made_of);
+        case report_kind::volumes:
+            return;
     }
 }
 
