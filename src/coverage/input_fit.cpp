@@ -113,8 +113,8 @@ void append_reason(std::string& out, std::uint64_t count, std::string_view words
     if (count != 0) append_joined(out, format_number(count, false).append(words));
 }
 
-std::string misfit_line(std::string_view option, const std::string& path, const std::string& words) {
-    return warning_line("does not fit the log", std::string(option).append(1, ' ').append(path).append(": ") + words);
+std::string misfit_line(const std::string& input, const std::string& words) {
+    return warning_line("does not fit the log", input + ": " + words);
 }
 
 }  // namespace
@@ -190,11 +190,11 @@ std::string misfit_lines(const evidence& stores, const logfile_options& options)
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     if (options.mft.given()) {
         const mft_fit fit = compare_mft(stores, logged);
-        if (contradicts(fit)) lines += misfit_line("-mftfile", options.mft.path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line(options.mft.shown("-mftfile"), fit_text(fit));
     }
     if (options.journal.given()) {
         const journal_fit fit = sample_journal(*stores.journal.file, stores.log, logged);
-        if (contradicts(fit)) lines += misfit_line("-jrnlfile", options.journal.path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line(options.journal.shown("-jrnlfile"), fit_text(fit));
     }
     return lines;
 }

@@ -4,6 +4,7 @@
 
 #include "format/number.h"
 #include "images/image_process.h"
+#include "mft/mft_reader.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
 #include "report/field_sinks.h"
@@ -46,8 +47,8 @@ const volume_place* choose_volume(const logfile_options& options, const disk_ima
     const auto first = std::ranges::find_if(image.volumes, wanted);
     if (first == image.volumes.end()) {
         const std::string there = partitions_of(image);
-        say_opening_failed(image, there.empty() ? "one volume without partitions"
-                                                : "no such NTFS partition: there are " + there);
+        say_opening_failed(
+            image, there.empty() ? "one volume without partitions" : "no such NTFS partition: there are " + there);
         return nullptr;
     }
     if (std::ranges::count_if(image.volumes, wanted) > 1) {
@@ -75,7 +76,11 @@ bool take_volume(logfile_options& options, const disk_image& image, bool& damage
     const volume_place* const volume = choose_volume(options, image);
     if (volume == nullptr) return false;
     const std::string name = volume_name(image, *volume);
-    const volume_streams streams = open_streams(image.bytes, *volume);
+    volume_streams streams = open_streams(image.bytes, *volume);
+    if (streams.mft && !load_mft(*std::make_unique<_inode_collection>(), streams.mft)) {
+        streams.notes.emplace_back("its MFT begins with no file record: it is not read");
+        streams.mft = nullptr;
+    }
     say_damage(name, streams);
     damaged = !streams.notes.empty();
     options.log = source_of(streams.log, name + "/$LogFile");

@@ -88,12 +88,12 @@ void say_hints(const logfile_options& options, const std::string& warnings) {
 
 std::string warnings_of_arguments(const logfile_options& options, const argument_list& left) {
     std::string text = options.warnings + warnings_of_left(left);
-    const std::string log = "-log " + options.log.path;
+    const std::string log = options.log.shown("-log");
     const std::string kind = warnings_of_kind(options.log, input_kind::log, log);
     text += kind;
     if (options.extended && kind.empty() && is_short_log(options.log)) text += warning_line("too short", log);
-    text += warnings_of_kind(options.mft, input_kind::mft, "-mftfile " + options.mft.path);
-    text += warnings_of_kind(options.journal, input_kind::journal, "-jrnlfile " + options.journal.path);
+    text += warnings_of_kind(options.mft, input_kind::mft, options.mft.shown("-mftfile"));
+    text += warnings_of_kind(options.journal, input_kind::journal, options.journal.shown("-jrnlfile"));
     return text;
 }
 

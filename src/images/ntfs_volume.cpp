@@ -167,14 +167,15 @@ private:
 
     // An MFT in many pieces names them in records of its own, of which the first pieces hold the next ones.
     void open_mft() {
-        const bool found = open_mft_by(read_record(mft_number));
-        if (!found && !open_mft_by(read_mirror(mft_number)))
+        const bool found = open_mft_by(read_record(mft_number), false);
+        if (!found && !open_mft_by(read_mirror(mft_number), true))
             return note("file record 0 is damaged, and so is its copy");
         if (!found) note_mirror(mft_number);
         note_losses(*m_streams.mft, "$MFT");
     }
 
-    bool open_mft_by(const record_bytes& record) {
+    // With `by_copy` the copy stands in the stream, too.
+    bool open_mft_by(const record_bytes& record, bool by_copy) {
         attribute_pieces pieces;
         const auto known = std::make_shared<image_stream>(m_image);
         std::size_t taken = 0;
@@ -183,8 +184,19 @@ private:
                 known->append(pieces.extents[taken]);
             if (pieces.readable) m_streams.mft = known;
         });
+        if (by_copy) replace_begin(pieces.extents, m_geometry.record_size, place_of(m_geometry.mirror_lcn));
         m_streams.mft = pieces.readable && pieces.next_vcn != 0 ? finish(pieces) : nullptr;
         return m_streams.mft != nullptr;
+    }
+
+    static void replace_begin(std::vector<stream_extent>& extents, std::uint64_t length, std::uint64_t place) {
+        std::vector<stream_extent> replaced = {{0, length, stream_extent::content::data, place}};
+        for (const stream_extent& extent : extents) {
+            const std::uint64_t covered = std::min(extent.length, length - std::min(length, extent.begin));
+            if (covered == extent.length) continue;
+            replaced.push_back({extent.begin + covered, extent.length - covered, extent.holds, extent.place + covered});
+        }
+        extents = std::move(replaced);
     }
 
     std::shared_ptr<const image_stream> open_stream(std::uint64_t number, std::string_view name,

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "portable/byte_source.h"
 
@@ -13,6 +14,10 @@ struct input_source {
     std::shared_ptr<const uni::byte_source> stream = {};  // inside an image; null: the file of that path
 
     bool given() const { return !path.empty(); }
+    // As the operator knows it: with the option that named it, if one did.
+    std::string shown(std::string_view option) const {
+        return stream ? path : std::string(option).append(1, ' ').append(path);
+    }
 };
 
 // What belongs to one volume.

@@ -42,7 +42,7 @@ struct logfile_options : text_style, row_style, input_settings {
     bool show_provenance = false;  // what a report was made of, before it
     argument_list command_line;    // as it was given; set with `show_provenance` only
 
-    std::string image_path;                   // the sources are streams of a volume in this image; empty: none
+    std::string image_path;                  // the sources are streams of a volume in this image; empty: none
     std::optional<std::uint32_t> partition;  // that volume's; none: there is but one
 
     bool pipe_mode = false;
