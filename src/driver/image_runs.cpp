@@ -78,7 +78,7 @@ bool take_volume(logfile_options& options, const disk_image& image, bool& damage
     const std::string name = volume_name(image, *volume);
     volume_streams streams = open_streams(image.bytes, *volume);
     if (streams.mft && !load_mft(*std::make_unique<_inode_collection>(), streams.mft)) {
-        streams.notes.emplace_back("its MFT begins with no file record: it is not read");
+        streams.notes.emplace_back("$MFT begins with no file record: not read");
         streams.mft = nullptr;
     }
     say_damage(name, streams);

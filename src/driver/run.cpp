@@ -51,7 +51,9 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.extended && options.lists_logs()) {
+    if (options.report == report_kind::volumes) {
+        uni::console_write("Need to specify an image in your arguments [-image <file>]\n\n");
+    } else if (options.extended && options.lists_logs()) {
         uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
     } else if (options.have_log || options.lists_logs()) {
         write_usage();

@@ -66,8 +66,8 @@ std::uint64_t stored_bytes(const std::vector<std::string>& files) {
     return bytes;
 }
 
-void open_container(disk_image& image) {
-    image_process::opened opened = image_process::open(image.path);
+void open_by_library(disk_image& image, image_form form) {
+    image_process::opened opened = image_process::open(image.path, form);
     if (!opened.image) {
         image.error = std::move(opened.error);
         return;
@@ -82,8 +82,10 @@ void open_bytes(disk_image& image) {
     auto file = std::make_shared<uni::file>();
     if (!file->open(image.path, uni::open_mode::read)) {
         image.error = error_words(file->open_error());
-    } else if (is_container(*file) || is_first_of_several(image.path)) {
-        open_container(image);
+    } else if (is_container(*file)) {
+        open_by_library(image, image_form::container);
+    } else if (is_first_of_several(image.path)) {
+        open_by_library(image, image_form::split);
     } else {
         image.bytes.source = std::move(file);
     }

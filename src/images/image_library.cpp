@@ -22,9 +22,8 @@ namespace {
 struct library {
     decltype(&tsk_img_open_utf8_sing) open = nullptr;
     decltype(&tsk_img_read) read = nullptr;
-    decltype(&tsk_error_get) error = nullptr;
 
-    bool whole() const { return open && read && error; }
+    bool whole() const { return open && read; }
 };
 
 library load() {
@@ -36,7 +35,6 @@ library load() {
     };
     find(loaded.open, "tsk_img_open_utf8_sing");
     find(loaded.read, "tsk_img_read");
-    find(loaded.error, "tsk_error_get");
     return loaded;
 }
 
@@ -73,17 +71,17 @@ bool has_image_library() {
     return true;
 }
 
-void serve_image(int socket, const std::string& path) {
+void serve_image(int socket, const std::string& path, image_form form) {
     const library tsk = load();
     if (!tsk.whole()) {
         reply(socket, false, 0, std::string_view("its library is not there: " KEST_LIBTSK));
         return;
     }
     constexpr unsigned usual_sectors = 0;
-    TSK_IMG_INFO* const image = tsk.open(path.c_str(), TSK_IMG_TYPE_DETECT, usual_sectors);
-    if (image == nullptr) {
-        const char* const words = tsk.error();
-        reply(socket, false, 0, std::string_view(words != nullptr ? words : "not understood"));
+    const bool split = form == image_form::split;
+    TSK_IMG_INFO* const image = tsk.open(path.c_str(), split ? TSK_IMG_TYPE_RAW : TSK_IMG_TYPE_DETECT, usual_sectors);
+    if (image == nullptr || (!split && image->itype == TSK_IMG_TYPE_RAW)) {  // what it does not understand is raw to it
+        reply(socket, false, 0, std::string_view("its library does not understand it"));
         return;
     }
     if (!reply(socket, true, static_cast<std::uint64_t>(std::max<TSK_OFF_T>(image->size, 0)), paths_of(*image))) return;
@@ -111,7 +109,7 @@ bool has_image_library() {
     return false;
 }
 
-void serve_image(int, const std::string&) {}
+void serve_image(int, const std::string&, image_form) {}
 
 }  // namespace kest
 

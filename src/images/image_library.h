@@ -18,7 +18,10 @@ inline constexpr std::uint32_t longest = 1 << 20;  // bytes, of what follows a h
 // Whether the program was built with a library that reads containers.
 bool has_image_library();
 
+// How the bytes of an image lie in its files.
+enum class image_form { container, split };
+
 // Opens an image and answers requests until the socket is closed.
-void serve_image(int socket, const std::string& path);
+void serve_image(int socket, const std::string& path, image_form form);
 
 }  // namespace kest

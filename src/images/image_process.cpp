@@ -59,7 +59,8 @@ void confine(std::uint64_t file_size) {
 #endif
 }
 
-[[noreturn]] void run_library(int socket, const std::string& path, std::uint64_t file_size, pid_t parent) {
+[[noreturn]] void run_library(int socket, const std::string& path, image_form form, std::uint64_t file_size,
+                              pid_t parent) {
     constexpr int own_socket = STDERR_FILENO + 1;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != parent) ::_exit(1);
@@ -69,7 +70,7 @@ void confine(std::uint64_t file_size) {
     if (socket != own_socket) ::dup2(socket, own_socket);
     ::close_range(own_socket + 1, ~0U, 0);
     confine(file_size);
-    serve_image(own_socket, path);
+    serve_image(own_socket, path, form);
     ::_exit(0);
 }
 
@@ -105,10 +106,11 @@ image_process::~image_process() {
     ::waitpid(m_process, nullptr, 0);
 }
 
-image_process::opened image_process::open(const std::string& path) {
-    if (!has_image_library()) return {nullptr, "this program was built without a library for images"};
+image_process::opened image_process::open(const std::string& path, image_form form) {
+    if (!has_image_library())
+        return {nullptr, "this program was built without libtsk, which containers and split images need"};
     const std::shared_ptr<image_process> image(new image_process);
-    if (!image->start(path)) return {nullptr, "no process for its library"};
+    if (!image->start(path, form)) return {nullptr, "no process for its library"};
     std::vector<std::uint8_t> payload(image_protocol::longest);
     const reply first = image->ask(0, 0, payload, patience_to_open);
     if (!image->m_failure.empty()) return {nullptr, image->m_failure};
@@ -123,7 +125,7 @@ image_process::opened image_process::open(const std::string& path) {
     return {image, {}};
 }
 
-bool image_process::start(const std::string& path) {
+bool image_process::start(const std::string& path, image_form form) {
     uni::file file;
     if (!file.open(path, uni::open_mode::read)) return false;
     std::array<int, 2> sockets{};
@@ -131,7 +133,7 @@ bool image_process::start(const std::string& path) {
     const pid_t parent = ::getpid();
     m_socket = sockets[0];
     m_process = ::fork();
-    if (m_process == 0) run_library(sockets[1], path, file.size(), parent);
+    if (m_process == 0) run_library(sockets[1], path, form, file.size(), parent);
     ::close(sockets[1]);
     return m_process != -1;
 }

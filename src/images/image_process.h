@@ -9,6 +9,7 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "images/image_library.h"
 #include "portable/byte_source.h"
 
 namespace kest {
@@ -21,12 +22,12 @@ class image_process final : public uni::byte_source {
 public:
     ~image_process() override;
 
-    // Why an image cannot be opened, or null and a reader. Called while the run has no other thread.
+    // A reader, or why there is none. Called while the run has no other thread.
     struct opened {
-        std::shared_ptr<image_process> image;
-        std::string error;  // words
+        std::shared_ptr<image_process> image;  // or null
+        std::string error;                     // words
     };
-    static opened open(const std::string& path);
+    static opened open(const std::string& path, image_form form);
 
     std::uint64_t size() const override { return m_size; }
     uni::read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const override;
@@ -48,7 +49,7 @@ private:
     image_process() = default;
     struct reply;
 
-    bool start(const std::string& path);
+    bool start(const std::string& path, image_form form);
     reply ask(std::uint64_t offset, std::uint32_t length, std::span<std::uint8_t> payload, int patience) const;
     void give_up(arrival came) const;
 

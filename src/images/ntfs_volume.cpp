@@ -110,11 +110,11 @@ public:
     }
 
     volume_streams open() {
-        if (m_volume.by_copy) note("its boot sector is damaged: the copy at its end was read");
-        if (m_size < m_geometry.size) note("it reaches beyond the image");
+        if (m_volume.by_copy) note("boot sector damaged, its copy at the end was read");
+        if (m_size < m_geometry.size) note("reaches beyond the image");
         open_mft();
         m_streams.log = open_stream(log_number, {}, "$LogFile");
-        if (!m_streams.log) note("no $LogFile is found");
+        if (!m_streams.log) note("no $LogFile found");
         if (const auto journal = find_journal()) {
             m_streams.journal = open_stream(*journal, journal_stream_name, "$UsnJrnl:$J");
         }
@@ -140,7 +140,7 @@ private:
     }
 
     void note_mirror(std::uint64_t number) {
-        note("file record " + format_number(number, false) + " is damaged: its copy was read");
+        note("file record " + format_number(number, false) + " damaged, its copy was read");
     }
 
     // By the MFT as far as its runs are known; its first clusters are known by the boot sector.
@@ -169,7 +169,7 @@ private:
     void open_mft() {
         const bool found = open_mft_by(read_record(mft_number), false);
         if (!found && !open_mft_by(read_mirror(mft_number), true))
-            return note("file record 0 is damaged, and so is its copy");
+            return note("file record 0 and its copy damaged: no $MFT");
         if (!found) note_mirror(mft_number);
         note_losses(*m_streams.mft, "$MFT");
     }
@@ -207,7 +207,7 @@ private:
         gather(pieces, record, number, name, [] {});
         if (!pieces.found || pieces.size == 0) return nullptr;
         if (!pieces.readable) {
-            note(std::string(shown).append(" is resident, compressed or encrypted: it is not read"));
+            note(std::string(shown).append(" resident, compressed or encrypted: not read"));
             return nullptr;
         }
         auto stream = finish(pieces);
@@ -327,7 +327,7 @@ private:
             rest = rest.from(length);
             if (!wanted || holder == number || (!numbers.empty() && numbers.back() == holder)) continue;
             if (numbers.size() == most_extensions) {
-                note("an attribute list is too long");
+                note("attribute list too long");
                 break;
             }
             numbers.push_back(holder);
