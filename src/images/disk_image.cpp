@@ -18,18 +18,8 @@ namespace kest {
 namespace {
 
 // What containers begin with.
-constexpr std::string_view container_signatures[] = {
-    "EVF\x09\x0D\x0A",
-    "EVF2\x0D\x0A",
-    "LVF\x09\x0D\x0A",
-    "LEF2\x0D\x0A",
-    "AFF",  // of imaging tools
-    "KDMV",
-    "COWD",
-    "# Disk Desc",
-    "conectix",
-    "vhdxfile",  // of virtual machines
-};
+constexpr std::string_view ewf_signatures[] = {"EVF\x09\x0D\x0A", "EVF2\x0D\x0A", "LVF\x09\x0D\x0A", "LEF2\x0D\x0A"};
+constexpr std::string_view other_signatures[] = {"AFF", "KDMV", "COWD", "# Disk Desc", "conectix", "vhdxfile"};
 constexpr std::size_t longest_signature = 16;
 
 // The first of several raw files is called so, and the next one stands beside it.
@@ -40,20 +30,24 @@ constexpr std::string_view split_endings[][2] = {{".001", ".002"}, {".000", ".00
 constexpr std::uint64_t least_most_data = std::uint64_t{1} << 32;  // bytes
 constexpr std::uint64_t most_data_of_byte = 256;
 
-bool is_container(const uni::file& file) {
-    std::array<std::uint8_t, longest_signature> bytes{};
-    const std::size_t length = file.read_at(bytes, 0).bytes;
-    const std::string head(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
-    return std::ranges::any_of(container_signatures,
-                               [&head](std::string_view signature) { return head.starts_with(signature); });
-}
-
 bool is_first_of_several(std::string_view path) {
     return std::ranges::any_of(split_endings, [path](const auto& endings) {
         if (!path.ends_with(endings[0])) return false;
         std::string next(path.substr(0, path.size() - endings[0].size()));
         return uni::is_regular_file(next.append(endings[1]));
     });
+}
+
+// Nothing for a raw image in one file.
+std::optional<image_form> form_of(const uni::file& file, std::string_view path) {
+    std::array<std::uint8_t, longest_signature> bytes{};
+    const std::size_t length = file.read_at(bytes, 0).bytes;
+    const std::string head(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+    const auto begins = [&head](std::string_view signature) { return head.starts_with(signature); };
+    if (std::ranges::any_of(ewf_signatures, begins)) return image_form::ewf;
+    if (std::ranges::any_of(other_signatures, begins)) return image_form::other;
+    if (is_first_of_several(path)) return image_form::split;
+    return std::nullopt;
 }
 
 std::uint64_t stored_bytes(const std::vector<std::string>& files) {
@@ -82,10 +76,8 @@ void open_bytes(disk_image& image) {
     auto file = std::make_shared<uni::file>();
     if (!file->open(image.path, uni::open_mode::read)) {
         image.error = error_words(file->open_error());
-    } else if (is_container(*file)) {
-        open_by_library(image, image_form::container);
-    } else if (is_first_of_several(image.path)) {
-        open_by_library(image, image_form::split);
+    } else if (const auto form = form_of(*file, image.path)) {
+        open_by_library(image, *form);
     } else {
         image.bytes.source = std::move(file);
     }

@@ -16,7 +16,7 @@
 
 #include "format/error_words.h"
 #include "format/number.h"
-#include "images/image_library.h"
+#include "images/image_server.h"
 #include "portable/byte_view.h"
 #include "portable/file.h"
 
@@ -94,7 +94,7 @@ arrival receive(int socket, std::span<std::uint8_t> bytes, clock::time_point dea
 }  // namespace
 
 struct image_process::reply {
-    bool good = false;
+    std::uint32_t status = image_protocol::failed;
     std::uint64_t size = 0;
     std::size_t bytes = 0;  // that arrived after the header
 };
@@ -107,15 +107,14 @@ image_process::~image_process() {
 }
 
 image_process::opened image_process::open(const std::string& path, image_form form) {
-    if (!has_image_library())
-        return {nullptr, "this program was built without libtsk, which containers and split images need"};
+    if (!has_library(form)) return {nullptr, std::string("built without ").append(library_of(form))};
     const std::shared_ptr<image_process> image(new image_process);
     if (!image->start(path, form)) return {nullptr, "no process for its library"};
     std::vector<std::uint8_t> payload(image_protocol::longest);
     const reply first = image->ask(0, 0, payload, patience_to_open);
     if (!image->m_failure.empty()) return {nullptr, image->m_failure};
     std::string text(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(first.bytes));
-    if (!first.good) return {nullptr, text};
+    if (first.status != image_protocol::sound) return {nullptr, text};
     image->m_size = first.size;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find('\0', at), text.size());
@@ -163,7 +162,7 @@ image_process::reply image_process::ask(std::uint64_t offset, std::uint32_t leng
         give_up(came);
         return got;
     }
-    return {view.u32(0) == image_protocol::good, view.u64(8), bytes};
+    return {view.u32(0), view.u64(8), bytes};
 }
 
 void image_process::give_up(arrival came) const {
@@ -183,12 +182,13 @@ uni::read_result image_process::read_at(std::span<std::uint8_t> buffer, std::uin
     uni::read_result result;
     if (offset >= m_size) return result;
     buffer = buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset)));
-    while (result.bytes < buffer.size() && !result.failed) {
+    for (bool goes_on = true; goes_on && result.bytes < buffer.size();) {
         const auto wanted =
             static_cast<std::uint32_t>(std::min<std::size_t>(buffer.size() - result.bytes, image_protocol::longest));
         const reply got = ask(offset + result.bytes, wanted, buffer.subspan(result.bytes, wanted), m_patience);
         result.bytes += got.bytes;
-        result.failed = got.bytes < wanted;
+        goes_on = got.bytes == wanted;
+        result.failed = result.failed || !goes_on || got.status == image_protocol::damaged;
     }
     return result;
 }

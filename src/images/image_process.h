@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "images/image_library.h"
+#include "images/container.h"
 #include "portable/byte_source.h"
 
 namespace kest {
@@ -30,6 +30,7 @@ public:
     static opened open(const std::string& path, image_form form);
 
     std::uint64_t size() const override { return m_size; }
+    // Where all bytes arrive and it failed, the container is damaged there, and some of them are zeros instead.
     uni::read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const override;
     // Containers do not say where their holes are.
     std::uint64_t next_data(std::uint64_t offset) const override { return std::min(offset, m_size); }

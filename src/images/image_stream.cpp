@@ -46,8 +46,8 @@ void image_stream::read_data(std::span<std::uint8_t> buffer, std::uint64_t place
     while (!buffer.empty()) {
         const uni::read_result arrived = m_image->read_at(buffer, place);
         buffer = buffer.subspan(arrived.bytes);
+        if (arrived.failed || !buffer.empty()) m_unread = true;
         if (buffer.empty()) return;
-        m_unread = true;
         place += arrived.bytes;
         const std::uint64_t gap = arrived.failed ? sector - place % sector : buffer.size();
         const auto skipped = static_cast<std::size_t>(std::min<std::uint64_t>(gap, buffer.size()));

@@ -2,7 +2,6 @@
 #include <csignal>
 
 #include "images/disk_image.h"
-#include "images/image_library.h"
 #include "images/image_process.h"
 #include "support/made_run.h"
 #include "support/volume_image.h"
@@ -206,7 +205,7 @@ TEST(image, may_be_damaged_anywhere) {
 
 // What reads a container may crash or hang; that costs the image.
 TEST(image_process, is_given_up_where_it_does_not_answer) {
-    if (!has_image_library()) GTEST_SKIP() << "built without libtsk";
+    if (!has_library(image_form::split)) GTEST_SKIP() << "built without libtsk";
     const scratch_folder folder;
     const std::string path = folder.put("image", std::string(3'000'000, 'x'));
     bytes room(2'500'000);
@@ -223,7 +222,7 @@ TEST(image_process, is_given_up_where_it_does_not_answer) {
         EXPECT_NE(opened.image->failure(), "");
     }
     std::filesystem::resize_file(path, 4096);
-    EXPECT_FALSE(image_process::open(path, image_form::container).image);
+    EXPECT_FALSE(image_process::open(path, image_form::other).image);
     EXPECT_FALSE(image_process::open(folder.at("none"), image_form::split).image);
     const auto cut = image_process::open(path, image_form::split);
     std::filesystem::resize_file(path, 1000);
@@ -241,7 +240,7 @@ TEST(image, is_evidence) {
         EXPECT_EQ(ran.status, -1);
     }
     EXPECT_EQ(contents_of(path) + contents_of(folder.at("disk.002")), text);
-    EXPECT_EQ(run_on({"-image", path}).out == expected_events(), has_image_library());
+    EXPECT_EQ(run_on({"-image", path}).out == expected_events(), has_library(image_form::split));
 }
 
 }  // namespace

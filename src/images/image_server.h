@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "images/container.h"
+
 namespace kest {
 
 // How the process that reads an image and the one that asks for its bytes speak, over a socket. A request is an offset
@@ -11,15 +13,11 @@ namespace kest {
 namespace image_protocol {
 inline constexpr std::size_t request_size = 12;    // offset, 8 bytes; length, 4 bytes
 inline constexpr std::size_t header_size = 16;     // status, 4 bytes; length, 4 bytes; size of the image, 8 bytes
-inline constexpr std::uint32_t good = 1;           // status; another one: it failed after these bytes
+inline constexpr std::uint32_t failed = 0;         // status: after these bytes
+inline constexpr std::uint32_t sound = 1;          // status
+inline constexpr std::uint32_t damaged = 2;        // status: not all bytes are what they should be
 inline constexpr std::uint32_t longest = 1 << 20;  // bytes, of what follows a header
 }  // namespace image_protocol
-
-// Whether the program was built with a library that reads containers.
-bool has_image_library();
-
-// How the bytes of an image lie in its files.
-enum class image_form { container, split };
 
 // Opens an image and answers requests until the socket is closed.
 void serve_image(int socket, const std::string& path, image_form form);
