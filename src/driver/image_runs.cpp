@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "format/number.h"
-#include "images/image_process.h"
 #include "mft/mft_reader.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
@@ -111,7 +110,7 @@ bool list_volumes(const logfile_options& options, const disk_image& image, uni::
 }
 
 bool image_was_read(const disk_image& image) {
-    const std::string failure = image.process ? image.process->failure() : std::string();
+    const std::string failure = image.failure();
     if (!failure.empty()) uni::console_write(warning_line(with_reason("prob reading image", failure), image.path));
     return failure.empty();
 }

@@ -79,7 +79,8 @@ void open_bytes(disk_image& image) {
     } else if (const auto form = form_of(*file, image.path)) {
         open_by_library(image, *form);
     } else {
-        image.bytes.source = std::move(file);
+        image.bytes.source = file;
+        image.raw = std::move(file);
     }
 }
 
@@ -128,6 +129,12 @@ disk_image open_image(const std::string& path) {
     open_bytes(image);
     if (image.bytes.source) find_volumes(image);
     return image;
+}
+
+std::string disk_image::failure() const {
+    if (process) return process->failure();
+    const std::uint64_t before = raw ? raw->size() : 0;
+    return raw && raw->measure_size() < before ? "cut while it was read" : "";
 }
 
 std::string volume_name(const disk_image& image, const volume_place& volume) {

@@ -54,9 +54,7 @@ void confine(std::uint64_t file_size) {
     limit(RLIMIT_CORE, 0);
     limit(RLIMIT_FSIZE, 0);
     limit(RLIMIT_NPROC, 0);
-#ifndef __SANITIZE_ADDRESS__
     limit(RLIMIT_AS, mapped_bytes() + memory_to_start + file_size / file_bytes_for_a_byte);
-#endif
 }
 
 [[noreturn]] void run_library(int socket, const std::string& path, image_form form, std::uint64_t file_size,

@@ -280,10 +280,7 @@ void set_input(option_parse& parse, const std::string& value) {
 }
 
 void set_image(option_parse& parse, const std::string& path) {
-    const logfile_options& options = parse.options;
     parse.options.image_path = path;
-    if (options.lists_logs() || options.log.given() || options.mft.given() || options.journal.given())
-        refuse(parse, "an image has its own log, MFT and journal: -image stands in place of other inputs\n");
 }
 
 void set_partition(option_parse& parse, const std::string& value) {
@@ -305,7 +302,7 @@ bool has_filters(options_of p) {
     return !p.options.wanted.filters.empty();
 }
 bool has_mft(options_of p) {
-    return p.options.have_mft;
+    return p.options.have_mft || !p.options.image_path.empty();
 }
 bool has_diagnostics(options_of p) {
     return p.outputs.diags.on() && !p.outputs.diags.on(2);
@@ -435,14 +432,14 @@ constexpr option_row option_rows[] = {
     {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log>},
     {"-offset", none, value, "<number>", "a log is read from its start", nullptr, set_of::none, false, has_no_list},
     {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume", set_input<&o::have_mft, &o::mft>},
-    {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
-     set<&o::showall_inodes>, set_of::none, false, has_mft},
-    {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
-     set_input<&o::have_jrnl, &o::journal>},
     {"-image", inputs, value, "<file>", "log, MFT and journal of an NTFS volume in this image of a disk or a volume",
      set_image, set_of::none, true},
     {"-partition", inputs, value, "<number>", "the volume in this partition of the image", set_partition,
      set_of::of_image, true},
+    {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
+     set<&o::showall_inodes>, set_of::none, false, has_mft},
+    {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
+     set_input<&o::have_jrnl, &o::journal>},
 };
 
 // An option whose value was forgotten takes the next one for it.
@@ -475,6 +472,13 @@ void apply_row(const option_row& row, option_parse& parse) {
 
 void warn_of_several(option_parse& parse, const argument_list& given) {
     if (given.size() > 1) warn(parse.options, "exclude each other", joined(given, '\''));
+}
+
+// An image brings its own log, MFT and journal.
+void judge_image(option_parse& parse) {
+    const logfile_options& options = parse.options;
+    const bool others = options.lists_logs() || options.log.given() || options.mft.given() || options.journal.given();
+    if (!options.image_path.empty() && others) refuse(parse, "-image stands in place of other inputs, aborting\n");
 }
 
 void judge_combinations(option_parse& parse) {
@@ -533,7 +537,8 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     }
     settle(parse, no_whitespace);
     judge_combinations(parse);
-    return true;
+    judge_image(parse);
+    return !parse.refused;
 }
 
 std::string option_list() {
