@@ -20,6 +20,7 @@ namespace {
 // What containers begin with.
 constexpr std::string_view ewf_signatures[] = {"EVF\x09\x0D\x0A", "EVF2\x0D\x0A", "LVF\x09\x0D\x0A", "LEF2\x0D\x0A"};
 constexpr std::string_view other_signatures[] = {"AFF", "KDMV", "COWD", "# Disk Desc", "conectix", "vhdxfile"};
+constexpr std::string_view unread_signature = "QFI\xFB";  // no library here knows QCOW2
 constexpr std::size_t longest_signature = 16;
 
 // The first of several raw files is called so, and the next one stands beside it.
@@ -38,11 +39,14 @@ bool is_first_of_several(std::string_view path) {
     });
 }
 
-// Nothing for a raw image in one file.
-std::optional<image_form> form_of(const uni::file& file, std::string_view path) {
+std::string head_of(const uni::file& file) {
     std::array<std::uint8_t, longest_signature> bytes{};
     const std::size_t length = file.read_at(bytes, 0).bytes;
-    const std::string head(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)};
+}
+
+// Nothing for a raw image in one file.
+std::optional<image_form> form_of(std::string_view head, std::string_view path) {
     const auto begins = [&head](std::string_view signature) { return head.starts_with(signature); };
     if (std::ranges::any_of(ewf_signatures, begins)) return image_form::ewf;
     if (std::ranges::any_of(other_signatures, begins)) return image_form::other;
@@ -76,7 +80,9 @@ void open_bytes(disk_image& image) {
     auto file = std::make_shared<uni::file>();
     if (!file->open(image.path, uni::open_mode::read)) {
         image.error = error_words(file->open_error());
-    } else if (const auto form = form_of(*file, image.path)) {
+    } else if (const std::string head = head_of(*file); head.starts_with(unread_signature)) {
+        image.error = "QCOW2 is not read";
+    } else if (const auto form = form_of(head, image.path)) {
         open_by_library(image, *form);
     } else {
         image.bytes.source = file;
