@@ -5,8 +5,9 @@
 #include <map>
 
 #include "history/file_history.h"
-#include "logfile/volume_geometry.h"
+#include "inputs/input_source.h"
 #include "logfile/scanner.h"
+#include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
 #include "support/mft_image.h"
 #include "support/scratch_folder.h"
@@ -302,8 +303,8 @@ struct tally {
 tally compare(const std::string& log_path, const std::string& mft_path, std::uint32_t& odd) {
     log_store log;
     _inode_collection inodes;
-    EXPECT_TRUE(scan_logfile(log, log_path));
-    EXPECT_TRUE(load_mft(inodes, mft_path));
+    scan_logfile(log, *open_source({log_path}).bytes);
+    EXPECT_TRUE(load_mft(inodes, open_source({mft_path}).bytes));
     link_cut_chains(log);
     const standing known(log);
     tally sum;
