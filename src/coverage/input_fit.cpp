@@ -202,8 +202,8 @@ std::string log_misfit_line(const log_store& log, const std::string& path) {
 std::string misfit_lines(const evidence& stores, const logfile_options& options) {
     std::string lines;
     if (stores.log.entries.empty()) return lines;
-    lines = log_misfit_line(stores.log, options.log_path);
-    if (options.mft_path.empty() && options.jrnl_path.empty()) return lines;
+    lines = log_misfit_line(stores.log, options.log.path);
+    if (!options.mft.given() && !options.journal.given()) return lines;
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     if (options.mft.given()) {
         const mft_fit fit = compare_mft(stores, logged);

@@ -68,7 +68,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
 }
 
 void log_report::survey(evidence& stores) {
-    if (m_page != nullptr) m_page->survey(stores, m_options.log_path);
+    if (m_page != nullptr) m_page->survey(stores, m_options.log.path);
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,

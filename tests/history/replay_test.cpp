@@ -332,8 +332,8 @@ TEST(file_history, replays_what_the_mft_holds) {
 TEST(file_history, meets_no_contradiction_in_the_sample) {
     log_store log;
     _inode_collection inodes;
-    ASSERT_TRUE(scan_logfile(log, KEST_SAMPLES "/LogFile"));
-    ASSERT_TRUE(load_mft(inodes, KEST_SAMPLES "/MFT"));
+    scan_logfile(log, *open_source({KEST_SAMPLES "/LogFile"}).bytes);
+    ASSERT_TRUE(load_mft(inodes, open_source({KEST_SAMPLES "/MFT"}).bytes));
     std::map<std::uint64_t, std::map<std::uint64_t, record_step>> records;
     for (const log_entry& one : log.entries) {
         const bool changes = target_of(one.redo_op) == operation_target::file_record || one.undo_op == 3;
