@@ -143,8 +143,13 @@ public:
             m_run.push_back({key, position});
             return;
         }
-        m_first_strays.find_or_add(key, static_cast<std::uint32_t>(m_strays.size()));
         m_strays.push_back({key, position});
+        try {
+            m_first_strays.find_or_add(key, static_cast<std::uint32_t>(m_strays.size() - 1));
+        } catch (...) {  // what asks for an index that is there must find it
+            m_strays.pop_back();
+            throw;
+        }
     }
     // Adds unless the key is there already; says whether it added.
     bool add_unique(std::uint64_t key, std::uint32_t position) {
