@@ -3,9 +3,11 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "mft/inode_ref.h"
+#include "mft/run_reader.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -47,6 +49,17 @@ enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
+// How many clusters of a list of runs. Holes have none.
+enum class cluster_share : std::uint8_t { none, part, all };
+
+// Where data lay that are no longer there.
+struct lost_data {
+    std::optional<bool> resident;         // within the file record
+    std::span<const cluster_run> runs;    // stand as long as the event
+    bool in_bitmap = false;               // the transaction frees them all in $Bitmap, too
+    std::optional<cluster_share> unused;  // what of them no later record of the log gives to a file
+};
+
 // What changed, on one side of the event. What is not there is not known.
 struct event_values {
     static constexpr std::size_t time_count = 4;  // created, modified, mft_changed, accessed
@@ -63,6 +76,7 @@ struct event_values {
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
+    lost_data lost;
 };
 
 // What all events of one file in one transaction have in common, or all of one record of a journal file.

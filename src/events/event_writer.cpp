@@ -110,6 +110,11 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
+            if (found.attribute) {
+                before.size =
+                    found.attribute.state_before().file_size ? found.attribute.state_before().file_size : before.size;
+                set_lost_data(found);
+            }
             break;
         case event_kind::moved:
             before.parent = found.old_name.parent();
@@ -130,6 +135,7 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::stream_removed:
             take_attribute(before, found.attribute.state_before(), found.kind);
+            set_lost_data(found);
             break;
         case event_kind::resized:
         case event_kind::reparse_point_set:
@@ -137,6 +143,7 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::object_id_set:
             take_attribute(before, found.attribute.state_before(), found.kind);
             take_attribute(after, found.attribute.state_after(), found.kind);
+            if (found.kind == event_kind::resized && before.size > after.size) set_lost_data(found);
             break;
         case event_kind::times_set:
             take_times(before, standard->before);
@@ -150,6 +157,22 @@ void event_writer::set_values(const found_event& found) {
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
             break;
     }
+}
+
+// Which clusters are free at the end of the log is known where it shows $Bitmap, or gives them to others.
+void event_writer::set_lost_data(const found_event& found) {
+    lost_data& lost = m_event.before.lost;
+    if (found.attribute.state_before().resident == true) lost.resident = true;
+    lost.runs = std::span(m_context.lost_runs).subspan(found.first_lost_run, found.lost_run_count);
+    if (lost.runs.empty()) return;
+    lost.resident = false;
+    if (m_event.state == event_state::undone) return;
+    const std::uint32_t transaction = m_context.transactions[found.proof];
+    lost.in_bitmap = m_context.uses.freed_by(transaction, lost.runs) == cluster_share::all;
+    const cluster_share given = m_context.uses.given_after(found.proof, lost.runs);
+    if (given == cluster_share::none && !m_context.uses.shows_bitmap()) return;
+    constexpr cluster_share others[] = {cluster_share::all, cluster_share::part, cluster_share::none};
+    lost.unused = others[static_cast<std::size_t>(given)];
 }
 
 // Where one side is known in part only, the bits that are known to have changed.

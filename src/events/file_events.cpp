@@ -43,6 +43,7 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     m_changes = &changes;
     m_subject = index;
     m_covered = 0;
+    m_streams.reset();
     const file_past* const past = m_context.past.find(changes.file.value());
     m_past = past != nullptr ? *past : file_past{};
     describe(subject);
@@ -50,7 +51,11 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     find_link_changes(m_links, changes.facts, m_attributes);
     if (!find_creation() && !find_deletion() && !find_links()) {
         for (const joined_change& change : m_attributes) {
-            if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
+            if (const auto kind = attribute_event(change, false)) {
+                found_event& found = add(*kind, change.proof());
+                found.attribute = change;
+                if (*kind == event_kind::stream_removed) take_lost_runs(found);
+            }
             find_new_size(change);
         }
         for (const owned_change& one : changes.records) {
@@ -149,14 +154,21 @@ bool file_events::find_deletion() {
     const auto end = std::ranges::find_if(m_changes->records, ends);
     if (end == m_changes->records.end()) return false;
     const record_change& record = *end->record;
+    const auto data = std::ranges::find_if(m_attributes, [](const joined_change& change) {
+        return change.type() == attribute_type::data && change.name().empty();
+    });
     if (link == nullptr) {
         if (record.before.links == std::uint16_t{0} || m_changes->transaction.takes(record.number)) return false;
         found_event& found = add(event_kind::deleted, record.freed);
         if (has_name(m_past.name, record.first)) found.name = m_past.name;
+        if (data != m_attributes.end()) found.attribute = *data;
+        take_lost_runs(found);
         return true;
     }
     found_event& found = add(event_kind::deleted, *link);
     found.proof = record.freed;
+    if (data != m_attributes.end()) found.attribute = *data;
+    take_lost_runs(found);
     for (const link_change& other : link_changes::long_names(m_links.removed)) {
         if (&other != link) add(event_kind::link_removed, other);
     }
@@ -211,11 +223,25 @@ void file_events::find_new_size(const joined_change& change) {
     const auto before = change.state_before().file_size;
     const auto after = change.state_after().file_size;
     if (!before || !after || *before == *after) return;
-    add(event_kind::resized, change.proof()).attribute = change;
+    found_event& found = add(event_kind::resized, change.proof());
+    found.attribute = change;
+    if (*after < *before) take_lost_runs(found);
     if (*after > *before) {
         m_covered |= change.name().empty() ? appended : stream_appended;
     } else {
         m_covered |= change.name().empty() ? truncated : stream_truncated;
+    }
+}
+
+void file_events::take_lost_runs(found_event& found) {
+    if (!found.attribute) return;
+    if (!m_streams) m_streams = find_stream_runs(m_context.history, *m_changes);
+    for (const stream_runs& stream : *m_streams) {
+        if (stream.type != found.attribute.type()) continue;
+        if (!std::ranges::equal(stream.name.bytes(), found.attribute.name().bytes())) continue;
+        found.first_lost_run = static_cast<std::uint32_t>(m_context.lost_runs.size());
+        found.lost_run_count = static_cast<std::uint32_t>(stream.lost.size());
+        m_context.lost_runs.insert(m_context.lost_runs.end(), stream.lost.begin(), stream.lost.end());
     }
 }
 

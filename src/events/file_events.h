@@ -3,8 +3,10 @@
 #include <optional>
 #include <vector>
 
+#include "events/cluster_uses.h"
 #include "events/event.h"
 #include "events/file_changes.h"
+#include "events/file_runs.h"
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
 
@@ -26,8 +28,11 @@ struct event_context {
     const file_names& names;
     folder_paths& paths;
     file_tunneling& tunneling;
-    const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
-    const uni::seeded_map<file_past>& past;  // by file reference
+    const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
+    const uni::seeded_map<file_past>& past;       // by file reference
+    std::vector<cluster_run>& lost_runs;          // of the transaction at hand
+    std::span<const std::uint32_t> transactions;  // their numbers, by position in the log
+    const cluster_uses& uses;
 };
 
 // A file in the transaction at hand.
@@ -49,6 +54,8 @@ struct found_event {
     const log_fact* journal_record = nullptr;  // that proves it
     std::uint32_t known_reasons = 0;           // before it
     std::uint32_t new_reasons = 0;             // an event each
+    std::uint32_t first_lost_run = 0;
+    std::uint32_t lost_run_count = 0;
 };
 
 // Finds the events of one file in one transaction.
@@ -77,6 +84,7 @@ private:
     bool is_tunneled(const standard_change& change) const;
     bool is_copy(const standard_change& change, std::uint32_t set_back) const;
     void find_reasons();
+    void take_lost_runs(found_event& found);
 
     const event_context& m_context;
     std::vector<found_event>& m_out;
@@ -84,7 +92,8 @@ private:
     std::uint32_t m_subject = 0;
     std::vector<joined_change> m_attributes;
     link_changes m_links;
-    std::uint32_t m_covered = 0;  // reasons of journal records that are covered by an event
+    std::optional<std::vector<stream_runs>> m_streams;  // once they are asked for
+    std::uint32_t m_covered = 0;                        // reasons of journal records that are covered by an event
     std::optional<bool> m_is_folder;
     const record_change* m_birth = nullptr;  // the first
     file_past m_past;

@@ -52,6 +52,9 @@ public:
     std::span<const attribute_change> attributes_of(const record_change& change) const {
         return std::span(m_changes.attributes).subspan(change.first_attribute, change.attribute_count);
     }
+    const run_change* runs_of(const attribute_change& change) const {
+        return change.runs != 0 ? &m_changes.runs[change.runs - 1] : nullptr;
+    }
     const file_timeline& timeline() const { return m_timeline; }
     // Some of what changed was too much to be kept.
     bool limits_hit() const { return m_changes.kept.exceeded(); }

@@ -51,6 +51,7 @@ void read_nonresident(found_attribute& found, const replayed_record& record) {
         found.state.valid_length = record.get(initialized_size, found.offset);
         found.state.allocated_size = record.get(allocated_size, found.offset);
     }
+    found.runs = record.runs_of(found.offset);
 }
 
 }  // namespace

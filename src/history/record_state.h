@@ -7,6 +7,7 @@
 
 #include "history/replayed_record.h"
 #include "mft/record_view.h"
+#include "mft/run_reader.h"
 
 namespace kest {
 
@@ -71,6 +72,7 @@ struct found_attribute {
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute
     attribute_state state;
+    std::optional<run_reader> runs = {};  // of an attribute that lies elsewhere
 };
 
 record_header read_header(const replayed_record& record);

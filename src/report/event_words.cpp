@@ -20,6 +20,7 @@ constexpr std::string_view clock_descriptions[] = {
 };
 constexpr std::string_view file_clock_description = "Time of a change journal record";
 constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
+constexpr std::string_view share_words[] = {"none", "part", "all"};
 constexpr std::string_view state_words[] = {"done", "open", "undone"};
 static_assert(std::size(source_words) == static_cast<std::size_t>(event_source::both) + 1);
 static_assert(std::size(clock_words) == std::size(clock_descriptions));
@@ -106,6 +107,14 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
+void write_lost_data(details_writer& details, const lost_data& lost) {
+    if (lost.resident) details.truth("resident", *lost.resident);
+    if (lost.runs.empty()) return;
+    details.runs("runs", lost.runs);
+    details.field("proved_by", lost.in_bitmap ? "both" : "record");
+    if (lost.unused) details.field("free_at_end", word_of(share_words, *lost.unused));
+}
+
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
@@ -132,6 +141,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
+    write_lost_data(details, values.lost);
     details.close_group();
 }
 

@@ -423,7 +423,9 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         return "[\"size\":\"" + text + (resident ? "\"]" : "\";\"allocated\":\"4096\";\"valid\":\"" + text + "\"]");
     };
     const auto resized = [&](const std::string& path, int before, int after, bool from_resident = false) {
-        return "resized|" + path + "|before=" + sizes(before, from_resident) + ";after=" + sizes(after, false);
+        std::string was = sizes(before, from_resident);
+        if (from_resident && after < before) was.insert(was.size() - 1, R"(;"resident":"yes")");
+        return "resized|" + path + "|before=" + was + ";after=" + sizes(after, false);
     };
     const std::tuple<const char*, std::vector<record>, texts> rows[] = {
         {"grown", {sized(10, 20)}, {resized("[root]\\a", 10, 20)}},
@@ -554,6 +556,91 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
                   .add({name, end()})
                   .events("inode,seq", {"-mftfile", extended.path()}),
               (texts{"41|1", "41|1"}));
+}
+
+// Records that set or clear bits of a bitmap: of the attribute at a place in the table of those that are open.
+constexpr u16 volume_bitmap = 24, mft_bitmap = 64;
+record opened(u16 place, u64 reference) {
+    return {.redo_op = 28, .target_attribute = place, .redo = pack(~u32{0}, at{16}, reference, at{40})};
+}
+record bits(u16 operation, u32 begin, u32 count, u16 place = volume_bitmap, u64 vcn = 0) {
+    return {.redo_op = operation,
+            .undo_op = static_cast<u16>(43 - operation),
+            .target_attribute = place,
+            .vcn = vcn,
+            .lcn = vcn + place,
+            .redo = pack(begin, count),
+            .undo = pack(begin, count)};
+}
+constexpr u16 set_bits = 21, clear_bits = 22;
+
+TEST(events, say_where_lost_data_lay) {
+    const auto lying = [](const bytes& runs, u64 size) {
+        return nonresident(0x80, runs, {.allocated_size = size, .real_size = size, .initialized_size = size});
+    };
+    const auto there = [](const bytes& data) {
+        record step = to_record(2, 0, file_record{.attributes = {name_image{}.attribute(), data}}.image(), {}, 0);
+        put(step.redo, 24, u32{600});
+        step.redo.resize(600);
+        return std::vector{came(file, root, u"a"), step, end()};
+    };
+    const bytes two_runs = {0x11, 10, 100, 0x01, 4, 0x11, 6, 0x9C, 0},
+                too_long = {0x18, 0, 0, 0, 0, 0, 0, 0, 0x10, 9, 0};
+    const bytes far = {0x81, 5, 0, 0, 0, 0, 0, 0, 0, 0x40, 0x11, 1, 0, 0};
+    const std::vector dying = {went(file, root, u"a"), freed(), bits(clear_bits, 100, 10), bits(clear_bits, 0, 6),
+                               end()};
+    const std::string runs = R"(;"resident":"no";"runs":"0+10@100, 10+4, 14+6@0";"proved_by":")";
+    const std::tuple<const char*, bytes, std::vector<record>, std::vector<record>, std::string> rows[] = {
+        {"twice proved", two_runs, dying, {}, runs + R"(both";"free_at_end":"all"])"},
+        {"some bits stay",
+         two_runs,
+         {went(file, root, u"a"), freed(), bits(clear_bits, 100, 9), end()},
+         {},
+         runs + R"(record";"free_at_end":"all"])"},
+        {"bits of another bitmap",
+         two_runs,
+         {went(file, root, u"a"), freed(), bits(clear_bits, 0, 200, mft_bitmap), end()},
+         {bits(set_bits, 0, 200, mft_bitmap)},
+         runs + R"(record";"free_at_end":"all"])"},
+        {"given again in part", two_runs, dying, {bits(set_bits, 109, 90)}, runs + R"(both";"free_at_end":"part"])"},
+        {"given again",
+         two_runs,
+         dying,
+         {bits(set_bits, 0, 50), bits(set_bits, 105, 50), bits(set_bits, 50, 55)},
+         runs + R"(both";"free_at_end":"none"])"},
+        {"given again beyond the first cluster of the bitmap",
+         two_runs,
+         dying,
+         {bits(set_bits, 0, 200, volume_bitmap, 1)},
+         runs + R"(both";"free_at_end":"all"])"},
+        {"more clusters than there are",
+         too_long,
+         dying,
+         {},
+         R"(;"resident":"no";"runs":"0+1152921504606846976@9";"proved_by":"record";"free_at_end":"all"])"},
+        {"beyond any volume", far, dying, {}, "];"},
+    };
+    for (auto [what, pairs, last, later, told] : rows) {
+        later.push_back(end());
+        const texts got = story()
+                              .add({opened(volume_bitmap, 6), opened(mft_bitmap, 0), bits(set_bits, 7, 1)})
+                              .add(there(lying(pairs, 20 * 4096)))
+                              .add(last)
+                              .add(later)
+                              .events("event,details");
+        ASSERT_EQ(got.size(), 2u) << what;
+        EXPECT_NE(got[1].find(R"("size":"81920";"name":"a")" + told), got[1].npos) << what << got[1];
+    }
+    const auto shrinks = to_record(9, 9, {0, 0, 0, 0}, {0x11, 6, 0x9C, 0}, 168);
+    record cut = shrinks;
+    cut.attribute_offset = 64 + 5;
+    const auto smaller =
+        to_record(11, 11, pack(u64{40960}, u64{9}, u64{9}), pack(u64{81920}, u64{81920}, u64{81920}), 168);
+    const texts got = story().add(there(lying(two_runs, 20 * 4096))).add({smaller, cut, end()}).events("event,details");
+    EXPECT_NE(got.back().find(R"("resident":"no";"runs":"14+6@0";"proved_by":"record"])"), std::string::npos)
+        << got.back();
+    const texts small = story().add(there(resident(0x80, bytes(5)))).add(dying).events("event,details");
+    EXPECT_NE(small.back().find(R"("size":"5";"name":"a";"resident":"yes"])"), std::string::npos) << small.back();
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
