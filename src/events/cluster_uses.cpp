@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
-#include <tuple>
+#include <utility>
 
 #include "events/file_runs.h"
 #include "logfile/open_attributes.h"
@@ -63,9 +62,34 @@ private:
     uni::seeded_map<std::uint64_t> m_begins;
 };
 
-cluster_share share_of(std::uint64_t counted, std::uint64_t total) {
-    if (counted == 0) return cluster_share::none;
-    return counted == total ? cluster_share::all : cluster_share::part;
+bool is_no_hole(const cluster_run& run) {
+    return run.lcn.has_value();
+}
+
+// By transaction, then place; none over one another.
+template <class extent>
+void join(std::vector<extent>& extents) {
+    std::ranges::sort(extents, {}, [](const extent& one) { return std::pair(one.when, one.begin); });
+    auto kept = extents.begin();
+    for (const extent& one : extents) {
+        if (kept != extents.begin() && kept[-1].when == one.when && one.begin <= kept[-1].end) {
+            kept[-1].end = std::max(kept[-1].end, one.end);
+        } else {
+            *kept++ = one;
+        }
+    }
+    extents.erase(kept, extents.end());
+}
+
+template <class extent>
+bool holds_all(const std::vector<extent>& extents, std::uint32_t transaction, std::span<const cluster_run> runs) {
+    const auto key = [](const extent& one) { return std::pair(one.when, one.begin); };
+    return std::ranges::any_of(runs, &is_no_hole) && std::ranges::all_of(runs, [&](const cluster_run& run) {
+               if (!run.lcn) return true;
+               const auto after = std::ranges::upper_bound(extents, std::pair(transaction, *run.lcn), {}, key);
+               return after != extents.begin() && after[-1].when == transaction &&
+                      *run.lcn + run.clusters <= after[-1].end;
+           });
 }
 
 }  // namespace
@@ -83,7 +107,6 @@ cluster_uses::cluster_uses(const inputs& from) {
             }
         }
     }
-    index_freed();
     index_given(std::move(given));
 }
 
@@ -100,25 +123,12 @@ void cluster_uses::read_bitmap(const inputs& from, extent_list& given) {
             (cluster * from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
         const std::uint64_t end = begin + bits.get(bit_count);
         const std::uint32_t transaction = from.transactions.number[at];
-        if (entry.redo_op == operation_code::set_bits_in_nonresident_bit_map) {
-            given.push_back({begin, end, at});
-        } else if (transaction != transaction_view::none) {
-            m_freed.push_back({begin, end, transaction});
-        }
+        const bool sets = entry.redo_op == operation_code::set_bits_in_nonresident_bit_map;
+        if (sets) given.push_back({begin, end, at});
+        if (transaction != transaction_view::none) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
     }
-}
-
-void cluster_uses::index_freed() {
-    std::ranges::sort(m_freed, {}, [](const extent& one) { return std::tuple(one.when, one.begin); });
-    auto kept = m_freed.begin();
-    for (const extent& one : m_freed) {
-        if (kept != m_freed.begin() && kept[-1].when == one.when && one.begin <= kept[-1].end) {
-            kept[-1].end = std::max(kept[-1].end, one.end);
-        } else {
-            *kept++ = one;
-        }
-    }
-    m_freed.erase(kept, m_freed.end());
+    join(m_set);
+    join(m_cleared);
 }
 
 // What was given last is put down first, and what is put down once stays.
@@ -175,19 +185,12 @@ cluster_uses::bounds cluster_uses::given_within(std::uint64_t begin, std::uint64
     return found;
 }
 
-cluster_share cluster_uses::freed_by(std::uint32_t transaction, std::span<const cluster_run> runs) const {
-    std::uint64_t total = 0;
-    std::uint64_t freed = 0;
-    const auto key = [](const extent& one) { return std::pair(one.when, one.begin); };
-    for (const cluster_run& run : runs) {
-        if (!run.lcn) continue;
-        ++total;
-        const auto after = std::ranges::upper_bound(m_freed, std::pair(transaction, *run.lcn), {}, key);
-        if (after == m_freed.begin()) continue;
-        const extent& found = *std::prev(after);
-        if (found.when == transaction && *run.lcn + run.clusters <= found.end) ++freed;
-    }
-    return share_of(freed, total);
+bool cluster_uses::clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
+    return holds_all(m_cleared, transaction, runs);
+}
+
+bool cluster_uses::sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
+    return holds_all(m_set, transaction, runs);
 }
 
 cluster_share cluster_uses::given_after(std::uint32_t position, std::span<const cluster_run> runs) const {

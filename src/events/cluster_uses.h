@@ -23,8 +23,9 @@ public:
     };
     explicit cluster_uses(const inputs& given);
 
-    // How many clusters the transaction gives back, by $Bitmap.
-    cluster_share freed_by(std::uint32_t transaction, std::span<const cluster_run> runs) const;
+    // Whether the transaction clears the bits of all clusters, or sets them.
+    bool clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) const;
+    bool sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) const;
     // Whether the log shows $Bitmap, so that what it does not give to a file is free.
     bool shows_bitmap() const { return m_shows_bitmap; }
     // How many clusters records after that position give to files.
@@ -34,7 +35,7 @@ private:
     struct extent {
         std::uint64_t begin;  // clusters of the volume
         std::uint64_t end;
-        std::uint32_t when;  // of what is given back the transaction, else the position in the log
+        std::uint32_t when;  // the transaction, or the position in the log
     };
     using extent_list = std::vector<extent>;
     struct bounds {
@@ -43,12 +44,12 @@ private:
     };
 
     void read_bitmap(const inputs& from, extent_list& given);
-    void index_freed();
     void index_given(extent_list given);
     bounds given_within(std::uint64_t begin, std::uint64_t end) const;
 
     bool m_shows_bitmap = false;
-    extent_list m_freed;                  // by transaction, then place; none over one another
+    extent_list m_cleared;                // by transaction, then place; none over one another
+    extent_list m_set;                    // likewise
     std::vector<std::uint64_t> m_places;  // where what was ever given begins or ends, in order
     // From 1, when what lies from each place to the next was given last: a tree, whose leaves are its second half.
     std::vector<bounds> m_given;

@@ -78,8 +78,8 @@ public:
           m_tunneling(m_facts, m_history),
           m_journals(find_journals(m_facts, m_history)),
           m_uses({m_log, {m_numbers, m_states.rolled_back}, m_history, m_geometry.cluster_size()}),
-          m_context{m_log,      m_history, m_names,     m_paths,   m_tunneling,
-                    m_journals, m_past,    m_lost_runs, m_numbers, m_uses},
+          m_context{m_log,  m_history, m_names, m_paths, m_tunneling, m_journals, m_past, inputs.only_clusters,
+                    m_runs, m_numbers, m_uses},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
@@ -153,7 +153,7 @@ private:
         report_journal(number, transaction, times);
         m_found.clear();
         m_subjects.clear();
-        m_lost_runs.clear();
+        m_runs.clear();
         group_by_file(transaction, changes);
         find_events(transaction, times);
         const auto key = [](const found_event& found) { return std::pair(found.proof, found.rank); };
@@ -280,7 +280,7 @@ private:
     file_tunneling m_tunneling;
     const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
-    std::vector<cluster_run> m_lost_runs;  // of the transaction at hand
+    std::vector<cluster_run> m_runs;  // of the transaction at hand
     const cluster_uses m_uses;
     const event_context m_context;
     file_events m_file_events;

@@ -27,7 +27,8 @@ enum class event_kind : std::uint8_t {
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
-    reason_given,  // what only a journal record says
+    clusters_changed,  // only where clusters are asked for
+    reason_given,      // what only a journal record says
 };
 
 // Where the event is from.
@@ -52,12 +53,12 @@ enum class event_state : std::uint8_t { done, open, undone };
 // How many clusters of a list of runs. Holes have none.
 enum class cluster_share : std::uint8_t { none, part, all };
 
-// Where data lay that are no longer there.
-struct lost_data {
+// Where data lay that are no longer there, or lie that were not there.
+struct data_place {
     std::optional<bool> resident;         // within the file record
     std::span<const cluster_run> runs;    // stand as long as the event
-    bool in_bitmap = false;               // the transaction frees them all in $Bitmap, too
-    std::optional<cluster_share> unused;  // what of them no later record of the log gives to a file
+    bool in_bitmap = false;               // the transaction says so of all of them in $Bitmap, too
+    std::optional<cluster_share> unused;  // of lost ones: what no later record of the log gives to a file
 };
 
 // What changed, on one side of the event. What is not there is not known.
@@ -76,7 +77,7 @@ struct event_values {
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
-    lost_data lost;
+    data_place place;
 };
 
 // What all events of one file in one transaction have in common, or all of one record of a journal file.
@@ -105,6 +106,7 @@ struct event : event_header {
     bool of_system = false;         // about what the system keeps for itself
     event_values before;
     event_values after;
+    std::optional<std::uint32_t> attribute_type;  // of `clusters_changed`
 };
 
 }  // namespace kest

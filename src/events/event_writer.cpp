@@ -31,8 +31,11 @@ void take_times(event_values& values, const standard_information& standard) {
         values.times[at] = standard.times[at].whole();
 }
 
-bool is_about_data(event_kind kind) {
-    return kind == event_kind::stream_added || kind == event_kind::stream_removed || kind == event_kind::resized;
+uni::byte_view stream_of(const found_event& found) {
+    if (found.runs_of != nullptr) return found.runs_of->name.value_or(uni::byte_view{});
+    const bool is_about_data = found.kind == event_kind::stream_added || found.kind == event_kind::stream_removed ||
+                               found.kind == event_kind::resized;
+    return is_about_data ? found.attribute.name() : uni::byte_view{};
 }
 
 }  // namespace
@@ -45,6 +48,7 @@ void event_writer::write(const found_event& found, const event_subject& subject)
     set_paths(found, subject);
     if (m_event.of_system) return;
     m_event.before = m_event.after = {};
+    if (found.kind == event_kind::clusters_changed) return write_clusters(found);
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
@@ -87,8 +91,7 @@ void event_writer::set_paths(const found_event& found, const event_subject& subj
         name = {};
         m_event.known = name_source::log;
     }
-    set_path(m_event.path, m_event.name_hex, above, name,
-             is_about_data(found.kind) ? found.attribute.name() : uni::byte_view{});
+    set_path(m_event.path, m_event.name_hex, above, name, stream_of(found));
     m_event.old_path.clear();
     m_event.old_name_hex.clear();
     if (found.old_name.name().empty()) return;
@@ -152,6 +155,8 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::attributes_set:
             set_flags(*standard);
             break;
+        case event_kind::clusters_changed:
+            break;
         case event_kind::reason_given:
             before.reasons = found.known_reasons;
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
@@ -159,20 +164,44 @@ void event_writer::set_values(const found_event& found) {
     }
 }
 
-// Which clusters are free at the end of the log is known where it shows $Bitmap, or gives them to others.
-void event_writer::set_lost_data(const found_event& found) {
-    lost_data& lost = m_event.before.lost;
-    if (found.attribute.state_before().resident == true) lost.resident = true;
-    lost.runs = std::span(m_context.lost_runs).subspan(found.first_lost_run, found.lost_run_count);
-    if (lost.runs.empty()) return;
-    lost.resident = false;
-    if (m_event.state == event_state::undone) return;
-    const std::uint32_t transaction = m_context.transactions[found.proof];
-    lost.in_bitmap = m_context.uses.freed_by(transaction, lost.runs) == cluster_share::all;
-    const cluster_share given = m_context.uses.given_after(found.proof, lost.runs);
-    if (given == cluster_share::none && !m_context.uses.shows_bitmap()) return;
+// Known where the log shows $Bitmap, or gives the clusters to others.
+std::optional<cluster_share> event_writer::unused_after(const found_event& found,
+                                                        std::span<const cluster_run> runs) const {
+    if (m_event.state == event_state::undone) return std::nullopt;
+    const cluster_share given = m_context.uses.given_after(found.proof, runs);
+    if (given == cluster_share::none && !m_context.uses.shows_bitmap()) return std::nullopt;
     constexpr cluster_share others[] = {cluster_share::all, cluster_share::part, cluster_share::none};
-    lost.unused = others[static_cast<std::size_t>(given)];
+    return others[static_cast<std::size_t>(given)];
+}
+
+void event_writer::set_lost_data(const found_event& found) {
+    data_place& place = m_event.before.place;
+    if (found.attribute.state_before().resident == true) place.resident = true;
+    place.runs = std::span(m_context.runs).subspan(found.first_run, found.lost_count);
+    if (place.runs.empty()) return;
+    place.resident = false;
+    place.in_bitmap = m_context.uses.clears_all(m_context.transactions[found.proof], place.runs);
+    place.unused = unused_after(found, place.runs);
+}
+
+// One event for each run; holes are none.
+void event_writer::write_clusters(const found_event& found) {
+    const std::span<const cluster_run> runs =
+        std::span(m_context.runs).subspan(found.first_run, found.lost_count + found.gained_count);
+    const std::uint32_t transaction = m_context.transactions[found.proof];
+    m_event.attribute_type = found.runs_of->type;
+    for (std::size_t at = 0; at < runs.size(); ++at) {
+        const std::span<const cluster_run> run = runs.subspan(at, 1);
+        if (!run.front().lcn) continue;
+        const bool lost = at < found.lost_count;
+        m_event.before.place = m_event.after.place = {};
+        data_place& place = lost ? m_event.before.place : m_event.after.place;
+        place.runs = run;
+        place.in_bitmap =
+            lost ? m_context.uses.clears_all(transaction, run) : m_context.uses.sets_all(transaction, run);
+        if (lost) place.unused = unused_after(found, run);
+        m_listener(m_event);
+    }
 }
 
 // Where one side is known in part only, the bits that are known to have changed.

@@ -20,6 +20,8 @@ private:
     void set_paths(const found_event& found, const event_subject& subject);
     void set_values(const found_event& found);
     void set_lost_data(const found_event& found);
+    void write_clusters(const found_event& found);
+    std::optional<cluster_share> unused_after(const found_event& found, std::span<const cluster_run> runs) const;
     void set_flags(const standard_change& change);
 
     const event_context& m_context;

@@ -17,7 +17,7 @@ constexpr std::uint32_t attribute_bits = 0x0FFF'FFFF;
 // Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends.
 constexpr std::uint32_t covered_reasons[] = {
     usn_reasons::created, deleted,    old_name | new_name, old_name | new_name, hard_link, hard_link, stream, stream, 0,
-    basic_info,           basic_info, reparse_point,       reparse_point,       object_id, 0};
+    basic_info,           basic_info, reparse_point,       reparse_point,       object_id, 0,         0};
 static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
 
 // What became of an attribute of a file, which is `born` if this transaction creates it.
@@ -44,6 +44,7 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     m_subject = index;
     m_covered = 0;
     m_streams.reset();
+    const std::size_t first_found = m_out.size();
     const file_past* const past = m_context.past.find(changes.file.value());
     m_past = past != nullptr ? *past : file_past{};
     describe(subject);
@@ -65,6 +66,7 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
             }
         }
     }
+    if (m_context.finds_clusters) return find_clusters(first_found);
     if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
 }
 
@@ -233,15 +235,44 @@ void file_events::find_new_size(const joined_change& change) {
     }
 }
 
-void file_events::take_lost_runs(found_event& found) {
-    if (!found.attribute) return;
+const std::vector<stream_runs>& file_events::streams() {
     if (!m_streams) m_streams = find_stream_runs(m_context.history, *m_changes);
-    for (const stream_runs& stream : *m_streams) {
-        if (stream.type != found.attribute.type()) continue;
-        if (!std::ranges::equal(stream.name.bytes(), found.attribute.name().bytes())) continue;
-        found.first_lost_run = static_cast<std::uint32_t>(m_context.lost_runs.size());
-        found.lost_run_count = static_cast<std::uint32_t>(stream.lost.size());
-        m_context.lost_runs.insert(m_context.lost_runs.end(), stream.lost.begin(), stream.lost.end());
+    return *m_streams;
+}
+
+void file_events::take_lost_runs(found_event& found) {
+    if (!found.attribute || m_context.finds_clusters) return;
+    for (const stream_runs& stream : streams()) {
+        const uni::byte_view name = stream.attribute->name.value_or(uni::byte_view{});
+        if (stream.attribute->type != found.attribute.type()) continue;
+        if (std::ranges::equal(name.bytes(), found.attribute.name().bytes())) take_runs(found, stream.lost, {});
+    }
+}
+
+void file_events::take_runs(found_event& found, std::span<const cluster_run> lost,
+                            std::span<const cluster_run> gained) {
+    found.first_run = m_context.runs.size();
+    found.lost_count = lost.size();
+    found.gained_count = gained.size();
+    m_context.runs.insert(m_context.runs.end(), lost.begin(), lost.end());
+    m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
+}
+
+// The name is that of the events which were found otherwise, and which they replace.
+void file_events::find_clusters(std::size_t first_found) {
+    const auto named = std::find_if(m_out.begin() + static_cast<std::ptrdiff_t>(first_found), m_out.end(),
+                                    [](const found_event& found) { return !found.name.name().empty(); });
+    found_event sample{.kind = event_kind::clusters_changed, .subject = m_subject};
+    if (named != m_out.end()) {
+        sample.name = named->name;
+        sample.known = named->known;
+    }
+    m_out.resize(first_found);
+    for (const stream_runs& stream : streams()) {
+        found_event& found = m_out.emplace_back(sample);
+        found.proof = stream.attribute->proof;
+        found.runs_of = stream.attribute;
+        take_runs(found, stream.lost, stream.gained);
     }
 }
 

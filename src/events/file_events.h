@@ -30,7 +30,8 @@ struct event_context {
     file_tunneling& tunneling;
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;       // by file reference
-    std::vector<cluster_run>& lost_runs;          // of the transaction at hand
+    bool finds_clusters;                          // in place of all other events
+    std::vector<cluster_run>& runs;               // of the events of the transaction at hand
     std::span<const std::uint32_t> transactions;  // their numbers, by position in the log
     const cluster_uses& uses;
 };
@@ -54,8 +55,11 @@ struct found_event {
     const log_fact* journal_record = nullptr;  // that proves it
     std::uint32_t known_reasons = 0;           // before it
     std::uint32_t new_reasons = 0;             // an event each
-    std::uint32_t first_lost_run = 0;
-    std::uint32_t lost_run_count = 0;
+    // Runs that are lost, and after them those that are gained: in those of the transaction.
+    std::size_t first_run = 0;
+    std::size_t lost_count = 0;
+    std::size_t gained_count = 0;
+    const attribute_change* runs_of = nullptr;
 };
 
 // Finds the events of one file in one transaction.
@@ -84,7 +88,10 @@ private:
     bool is_tunneled(const standard_change& change) const;
     bool is_copy(const standard_change& change, std::uint32_t set_back) const;
     void find_reasons();
+    const std::vector<stream_runs>& streams();
     void take_lost_runs(found_event& found);
+    void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
+    void find_clusters(std::size_t first_found);
 
     const event_context& m_context;
     std::vector<found_event>& m_out;

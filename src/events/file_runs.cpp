@@ -108,9 +108,7 @@ std::vector<stream_runs> find_stream_runs(const file_history& history, const fil
         }
         put_in_order(before);
         put_in_order(after);
-        const attribute_change& first = *pieces[begin].change;
-        streams.push_back(
-            {first.type, pieces[begin].name(), first.proof, runs_without(before, after), runs_without(after, before)});
+        streams.push_back({pieces[begin].change, runs_without(before, after), runs_without(after, before)});
         begin = end;
     }
     return streams;

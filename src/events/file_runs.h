@@ -9,10 +9,8 @@ namespace kest {
 
 // What became of the clusters of one attribute of a file, in whichever of its file records the runs stand.
 struct stream_runs {
-    std::optional<std::uint32_t> type;
-    uni::byte_view name;            // UTF-16
-    std::uint32_t proof = 0;        // position in the log
-    std::vector<cluster_run> lost;  // by VCN; what it had before and has no longer, or at another place
+    const attribute_change* attribute = nullptr;  // the first piece of it
+    std::vector<cluster_run> lost;                // by VCN; what it had before and has no longer, or at another place
     std::vector<cluster_run> gained;
 };
 

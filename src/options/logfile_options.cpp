@@ -245,7 +245,7 @@ template <report_kind kind>
 void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
-    if (kind == report_kind::events) options.keeps_pages = options.stated_sizes = true;
+    if (kind == report_kind::events || kind == report_kind::extents) options.keeps_pages = options.stated_sizes = true;
 }
 
 void set_cluster_size(option_parse& parse, const std::string& value) {
@@ -404,6 +404,8 @@ constexpr option_row option_rows[] = {
     {"-events", report, flag, "",
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
+    {"-extents", report, flag, "", "where data lay: a line for each run of clusters that a file got or lost",
+     set_report<r::extents>, set_of::report, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
@@ -482,8 +484,7 @@ void settle(option_parse& parse, bool no_whitespace) {
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
-    if (options.report == report_kind::events &&
-        (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
+    if (options.is_of_files() && (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
         // A table that any reader of such takes; what the rows of steps look like is kept.
         options.quotes = options.no_whitespace = true;
         options.sep_char = '\0';

@@ -41,6 +41,7 @@ constexpr std::string_view kind_words[] = {
     "reparse_point_set",
     "reparse_point_removed",
     "object_id_set",
+    "clusters_changed",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
 // What comes before the path in a sentence.
@@ -59,6 +60,7 @@ constexpr std::string_view kind_verbs[] = {
     "set a reparse point on ",
     "removed the reparse point of ",
     "set the object identifier of ",
+    "changed the clusters of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
@@ -107,12 +109,12 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
-void write_lost_data(details_writer& details, const lost_data& lost) {
-    if (lost.resident) details.truth("resident", *lost.resident);
-    if (lost.runs.empty()) return;
-    details.runs("runs", lost.runs);
-    details.field("proved_by", lost.in_bitmap ? "both" : "record");
-    if (lost.unused) details.field("free_at_end", word_of(share_words, *lost.unused));
+void write_place(details_writer& details, const data_place& place) {
+    if (place.resident) details.truth("resident", *place.resident);
+    if (place.runs.empty()) return;
+    details.runs("runs", place.runs);
+    details.field("proved_by", proof_word(place));
+    if (place.unused) details.field("free_at_end", unused_word(place));
 }
 
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
@@ -141,7 +143,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
-    write_lost_data(details, values.lost);
+    write_place(details, values.place);
     details.close_group();
 }
 
@@ -166,6 +168,14 @@ std::string_view known_word(const event& shown) {
 
 std::string_view state_word(const event& shown) {
     return shown.source == event_source::journal ? std::string_view{} : word_of(state_words, shown.state);
+}
+
+std::string_view proof_word(const data_place& place) {
+    return place.in_bitmap ? "both" : "record";
+}
+
+std::string_view unused_word(const data_place& place) {
+    return place.unused ? word_of(share_words, *place.unused) : std::string_view{};
 }
 
 std::string_view type_word(const event& shown) {

@@ -76,6 +76,7 @@ template <class line>
 using field_list = std::vector<field<line>>;
 
 std::vector<field_title> titles_of_events();
+std::vector<field_title> titles_of_extents();
 std::vector<field_title> titles_of_rows();
 
 // Which of the fields the run's lines have, in order: those that `-columns` names, or else those that are usual.

@@ -2,6 +2,7 @@
 
 #include "events/derive_events.h"
 #include "report/coverage_text.h"
+#include "report/extent_fields.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
 #include "report/statistics.h"
@@ -20,6 +21,10 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             m_event_fields = choose_fields(event_fields(), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
+        case report_kind::extents:
+            m_event_fields = choose_fields<event_line>(extent_fields(), options);
+            open_lines(titles_of<event_line>(m_event_fields));
+            break;
         case report_kind::statistics:
             if (options.shape == output_shape::csv)
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
@@ -34,7 +39,7 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
         m_notation = details_notation::json;
         m_lines = std::make_unique<object_sink>(m_sink);
     } else if (has_rows(m_options.shape)) {
-        const bool marks_separators = m_options.report == report_kind::events;
+        const bool marks_separators = m_options.is_of_files();
         m_notation = details_notation::text;
         m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, marks_separators), m_sink);
     }
@@ -54,6 +59,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
         case report_kind::rows:
             return report_entries(stores, log_path);
         case report_kind::events:
+        case report_kind::extents:
             return report_events(stores, log_path);
         case report_kind::statistics:
             return report_statistics(stores, current_file);
@@ -108,8 +114,12 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
+         .only_clusters = m_options.report == report_kind::extents,
          .omitted = stores.inodes.omitted},
-        [&lines](const event& shown) { lines.write(shown); },
+        [this, &lines](const event& shown) {
+            const bool is_extent = shown.kind == event_kind::clusters_changed;
+            if (is_extent == (m_options.report == report_kind::extents)) lines.write(shown);
+        },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
         });
