@@ -14,10 +14,13 @@ public:
         : m_context(context), m_listener(listener) {}
 
     void write(const found_event& found, const event_subject& subject);
+    void write(const clock_change& change);
 
 private:
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
+    void set_time(const found_event& found, const event_subject& subject);
+    void set_age(const found_event& found);
     void set_values(const found_event& found);
     void set_lost_data(const found_event& found);
     void write_clusters(const found_event& found);
