@@ -217,7 +217,10 @@ bool worker_run(const run_context& run) {
     if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
     if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
     show_status(options, "threads completed, combining data");
-    if (options.report != report_kind::coverage) combine(run, stores);  // which is about each input as it came
+    if (options.report != report_kind::coverage) {  // which is about each input as it came
+        run.report.survey(stores);
+        combine(run, stores);
+    }
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
     if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft_path);

@@ -16,6 +16,7 @@
 #include "portable/console.h"
 #include "portable/file.h"
 #include "report/field.h"
+#include "report/page_report.h"
 #include "report/provenance.h"
 
 namespace kest {
@@ -85,28 +86,45 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::files, "files"},
 };
 
-// The report is not whole, and does not look so: that is said whatever the options are.
-void say_limits(const limits_hit& omitted) {
+std::string limit_words(const limits_hit& omitted) {
     std::string text;
     for (const guard_word& guard : guard_words) {
         if (omitted.*guard.reached) text.append(text.empty() ? "limits reached: " : ", ").append(guard.word);
     }
+    return text;
+}
+
+// The report is not whole, and does not look so: that is said whatever the options are.
+void say_limits(const limits_hit& omitted) {
+    std::string text = limit_words(omitted);
     if (!text.empty()) uni::console_write(text += '\n');
+}
+
+bool open_results(results_file& results) {
+    if (results.open()) return true;
+    uni::console_write("prob opening results file: " + results.path() + " for writing\n");
+    return false;
+}
+
+// `flushed`: all of it has been written.
+bool finish_results(results_file& results, bool reported, bool flushed) {
+    const bool finished = results.finish(reported && flushed);
+    if (!flushed || !finished) say_writing_failed(results.path().empty() ? standard_output : results.path());
+    return flushed && finished;
 }
 
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
                      run_findings& findings) {
     results_file& results = outputs.results;
-    if (!results.open()) {
-        uni::console_write("prob opening results file: " + results.path() + " for writing\n");
-        return false;
-    }
+    if (!open_results(results) || (options.writes_page && !open_results(outputs.page))) return false;
     uni::fileio_output report_sink(results.target());
-    if (options.has_banner()) report_sink.write(header);
+    std::optional<page_report> page;
+    if (options.writes_page) page.emplace(options, outputs.page.target());
+    if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
     try {
-        log_report report(options, outputs.diags, report_sink);
+        log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
         const run_context run{options, outputs, report, findings};
         reported = report_logs(run);
         for (const std::string& path : report.unread_inputs())
@@ -114,11 +132,9 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
-    const bool flushed = report_sink.flush();
-    const bool finished = results.finish(reported && flushed);
-    if (flushed && finished) return reported && !findings.unreadable;
-    say_writing_failed(results.path().empty() ? standard_output : results.path());
-    return false;
+    bool written = finish_results(results, reported, report_sink.flush());
+    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted)))) written = false;
+    return written && reported && !findings.unreadable;
 }
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
@@ -148,9 +164,9 @@ bool settle_options(logfile_options& options, run_outputs& outputs, argument_lis
     return false;
 }
 
-// A report without a column that was asked for would not be the one that was meant.
-bool columns_settled(const logfile_options& options) {
-    const std::string words = words_on_columns(options);
+// A report without a column or a page that was asked for would not be the one that was meant.
+bool forms_settled(const logfile_options& options) {
+    const std::string words = words_on_columns(options) + words_on_page(options);
     if (!words.empty()) uni::console_write(words);
     return words.empty();
 }
@@ -192,7 +208,7 @@ bool run_guarded(argument_list args) {
     run_outputs outputs;
     logfile_options options;
     if (!settle_options(options, outputs, args, header)) return false;
-    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, outputs, args))
+    if (writes_input(options, outputs) || !forms_settled(options) || !warnings_settled(options, outputs, args))
         return false;
     const std::uint64_t start = cv::now();
     run_findings findings;

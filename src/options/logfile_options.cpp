@@ -152,15 +152,17 @@ bool is_one_file(const std::string& one, const std::string& other) {
 }
 
 // Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
+template <auto output>
 void set_results_file(option_parse& parse, const std::string& value) {
+    results_file& results = parse.outputs.*output;
     std::string path = expand_environment(value);
     std::ranges::replace(path, '\\', '/');
     const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
     const bool of_diagnostics =
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
-    if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
+    if (!of_diagnostics && results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    const int error = name.empty() ? ENOENT : results.open_error();
     refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
 
@@ -246,6 +248,11 @@ void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
     if (kind == report_kind::events || kind == report_kind::extents) options.keeps_pages = options.stated_sizes = true;
+}
+
+void set_page(option_parse& parse, const std::string& value) {
+    set_results_file<&run_outputs::page>(parse, value);
+    set_report<report_kind::events>(parse, value);
 }
 
 void set_cluster_size(option_parse& parse, const std::string& value) {
@@ -366,8 +373,8 @@ constexpr option_row option_rows[] = {
     {"-cpu", none, value, "<text>", taken},
     {"-fragment_files", none, value, "<text>", taken},
     {"-separate_files", none, flag, "", taken},
-    {"-out", run, value, "<file>", results, set_results_file},
-    {"-outfile", run, value, "<file>", results, set_results_file},
+    {"-out", run, value, "<file>", results, set_results_file<&run_outputs::results>},
+    {"-outfile", run, value, "<file>", results, set_results_file<&run_outputs::results>},
     {"-append", none, nothing, "", "a results file is replaced all the same"},
     {"-outdir", none, value, "<text>", taken},
     {"-enumdir", list, value, "<folder>", "every file in the folder", set_walked_folder, set_of::list},
@@ -395,7 +402,8 @@ constexpr option_row option_rows[] = {
     {"-strict", run, flag, "",
      "what may not be meant so is an error: ignored arguments, invalid values, inputs of another kind, ...",
      set<&o::strict>, set_of::none, true},
-    {"-provenance", run, flag, "", "with -jsonl or -coverage: version, command line, size and SHA-256 of each input",
+    {"-provenance", run, flag, "",
+     "with -jsonl or -coverage or a -page: version, command line, size and SHA-256 of each input",
      set<&o::show_provenance>, set_of::none, true},
     {"-stats", report, flag, "", "how often each operation occurs, in place of the report", set_report<r::statistics>,
      set_of::report},
@@ -406,6 +414,8 @@ constexpr option_row option_rows[] = {
      set_report<r::events>, set_of::report, true},
     {"-extents", report, flag, "", "where data lay: a line for each run of clusters that a file got or lost",
      set_report<r::extents>, set_of::report, true},
+    {"-page", report, value, "<file>",
+     "the events as a page for a browser, beside the report of -out or in place of it", set_page, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
@@ -490,7 +500,9 @@ void settle(option_parse& parse, bool no_whitespace) {
         options.sep_char = '\0';
     }
     options.every_record = options.extended;
-    options.counts_pages = options.report == report_kind::coverage;
+    options.writes_page = !parse.outputs.page.path().empty();
+    options.writes_report = !options.writes_page || !parse.outputs.results.path().empty();
+    options.counts_pages = options.report == report_kind::coverage || options.writes_page;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
@@ -502,7 +514,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.extended = std::ranges::any_of(
         option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
-    if (peek_flag("-provenance", args, 1)) options.command_line = args;
+    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1)) options.command_line = args;
     option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);

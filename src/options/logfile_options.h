@@ -40,7 +40,9 @@ struct logfile_options : text_style, row_style, input_settings {
     bool auto_cluster_size = false;
     bool show_undo = false;        // a column of its own for what each record would put back
     bool show_provenance = false;  // what a report was made of, before it
-    argument_list command_line;    // as it was given; set with `show_provenance` only
+    bool writes_page = false;      // of the events, for a browser
+    bool writes_report = true;     // no page stands in its place
+    argument_list command_line;    // as it was given; set where the output shows it
 
     bool pipe_mode = false;
     bool enumdir_mode = false;

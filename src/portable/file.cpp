@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace uni {
 
@@ -242,26 +243,31 @@ bool file::append(std::string_view bytes) {
 }
 
 fileio_output::fileio_output(file& target)
-    : m_target(target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+    : m_target(&target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+
+fileio_output::fileio_output() : m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 void fileio_output::write(std::string_view text) {
-    if (text.size() < put_area) {
+    if (text.size() < put_area || m_target == nullptr) {
         std::copy_n(text.data(), text.size(), room(text.size()));
         advance(text.size());
     } else if (flush()) {
-        m_good = m_target.append(text);
+        m_good = m_target->append(text);
     }
 }
 
 void fileio_output::make_room(std::size_t most) {
     flush();
-    if (most <= m_size) return;
-    m_pending = std::make_unique_for_overwrite<char[]>(most);
-    m_size = most;
+    if (most <= m_size - m_used) return;
+    auto larger = std::make_unique_for_overwrite<char[]>(2 * m_used + most);
+    std::copy_n(m_pending.get(), m_used, larger.get());
+    m_pending = std::move(larger);
+    m_size = 2 * m_used + most;
 }
 
 bool fileio_output::flush() {
-    if (m_good && m_used != 0) m_good = m_target.append({m_pending.get(), m_used});
+    if (m_target == nullptr) return m_good;
+    if (m_good && m_used != 0) m_good = m_target->append({m_pending.get(), m_used});
     m_used = 0;
     return m_good;
 }

@@ -120,6 +120,7 @@ public:
     static constexpr std::size_t put_area = 262'144;  // bytes
 
     explicit fileio_output(file& target);
+    fileio_output();  // keeps what is written, of a few lines
     ~fileio_output() { flush(); }
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
@@ -136,11 +137,12 @@ public:
     // False if this or an earlier write failed: then the text is not whole. Nothing more is written after that.
     bool flush();
     bool good() const { return m_good; }
+    std::string_view pending() const { return {m_pending.get(), m_used}; }
 
 private:
     void make_room(std::size_t most);
 
-    file& m_target;
+    file* const m_target = nullptr;
     std::unique_ptr<char[]> m_pending;
     std::size_t m_size = put_area;  // bytes of `m_pending`
     std::size_t m_used = 0;

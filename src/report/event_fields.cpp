@@ -89,14 +89,13 @@ constexpr field<line> fields[] = {
     {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
     {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
     {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
-    // What servers of timelines ask for.
-    {{"datetime", 32, words, field_presence::objects},
+    {{"datetime", 32, words, field_presence::servers},
      [](sink& out, const line& of) { write_datetime(out, of.shown); }},
-    {{"timestamp", 16, words, field_presence::objects},
+    {{"timestamp", 16, words, field_presence::servers},
      [](sink& out, const line& of) { write_timestamp(out, of.shown); }},
     {{"timestamp_desc", 50, words, field_presence::objects},
      [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},
-    {{"message", 40, any_text, field_presence::objects},
+    {{"message", 40, any_text, field_presence::servers},
      [](sink& out, const line& of) {
          write_built(out, [&of](std::string& text) { append_sentence(text, of.shown); });
      }},

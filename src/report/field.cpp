@@ -14,6 +14,7 @@ bool is_usual(field_presence presence, const logfile_options& options) {
         case field_presence::every:
             return true;
         case field_presence::objects:
+        case field_presence::servers:
             return options.shape == output_shape::jsonl;
         case field_presence::undo:
             return options.show_undo;

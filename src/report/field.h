@@ -55,6 +55,7 @@ protected:
 enum class field_presence : std::uint8_t {
     every,
     objects,  // those of JSON only
+    servers,  // likewise: what servers of timelines ask for
     undo,     // those of a run that asks for undo data
 };
 

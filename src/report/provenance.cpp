@@ -27,7 +27,7 @@ void add_sum(input_provenance& input, const uni::file& file) {
     }
 }
 
-void add_input(provenance& out, std::string_view input, std::string_view path) {
+void add_input(provenance& out, std::string_view input, std::string_view path, bool with_sum) {
     if (path.empty()) return;
     input_provenance& added = out.inputs.emplace_back();
     added.input = input;
@@ -36,16 +36,16 @@ void add_input(provenance& out, std::string_view input, std::string_view path) {
     added.unread = !file.open(path, uni::open_mode::read);
     if (added.unread) return;
     added.size = file.measure_size();
-    add_sum(added, file);
+    if (with_sum) add_sum(added, file);
 }
 
 }  // namespace
 
 provenance gather_provenance(const logfile_options& options, std::string_view log_path) {
     provenance out{.program = "kest " KEST_VERSION, .command_line = options.command_line, .inputs = {}};
-    add_input(out, "log", log_path);
-    add_input(out, "mft", options.mft_path);
-    add_input(out, "journal", options.jrnl_path);
+    add_input(out, "log", log_path, options.show_provenance);
+    add_input(out, "mft", options.mft_path, options.show_provenance);
+    add_input(out, "journal", options.jrnl_path, options.show_provenance);
     return out;
 }
 
@@ -75,8 +75,8 @@ void write_provenance_object(const provenance& of_report, uni::fileio_output& re
 std::string provenance_lacks(const logfile_options& options) {
     if (!options.show_provenance) return {};
     std::string lines;
-    if (options.shape != output_shape::jsonl && options.report != report_kind::coverage) {
-        lines += "-provenance: only with -jsonl or -coverage\n";
+    if (options.shape != output_shape::jsonl && options.report != report_kind::coverage && !options.writes_page) {
+        lines += "-provenance: only with -jsonl, -coverage or -page\n";
     } else if (!uni::sha256::available()) {
         lines += "-provenance: without SHA-256, as libcrypto is not there\n";
     }

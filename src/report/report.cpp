@@ -10,8 +10,10 @@
 
 namespace kest {
 
-log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink)
-    : m_options(options), m_diags(diags), m_sink(report_sink) {
+log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
+                       page_report* page)
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page) {
+    if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
             m_row_fields = choose_fields(row_fields(), options);
@@ -47,13 +49,18 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
 
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+    const bool in_report = m_options.show_provenance && m_options.writes_report;
     std::optional<provenance> made_of;
-    if (m_options.show_provenance && (writes_json() || m_options.report == report_kind::coverage)) {
+    if (m_page != nullptr || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
         made_of = gather_provenance(m_options, log_path);
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
-    if (made_of && writes_json()) write_provenance_object(*made_of, m_sink);
+    if (in_report && writes_json()) write_provenance_object(*made_of, m_sink);
+    if (m_page != nullptr) {
+        if (!m_page->surveyed()) m_page->survey(stores, log_path);
+        m_page->begin_log(*made_of, log_path);
+    }
     if (m_lines) m_lines->begin_report();
     switch (m_options.report) {
         case report_kind::rows:
@@ -66,6 +73,10 @@ void log_report::write(evidence& stores, std::string_view current_file) {
         case report_kind::coverage:
             return report_coverage(stores, log_path, made_of);
     }
+}
+
+void log_report::survey(evidence& stores) {
+    if (m_page != nullptr) m_page->survey(stores, m_options.log_path);
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -106,8 +117,9 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines) return;
-    event_lines lines(m_options, log_path, m_event_fields, m_notation, *m_lines);
+    if (!m_lines && m_page == nullptr) return;
+    std::optional<event_lines> lines;
+    if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
@@ -118,7 +130,9 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .omitted = stores.inodes.omitted},
         [this, &lines](const event& shown) {
             const bool is_extent = shown.kind == event_kind::clusters_changed;
-            if (is_extent == (m_options.report == report_kind::extents)) lines.write(shown);
+            if (is_extent != (m_options.report == report_kind::extents)) return;
+            if (lines) lines->write(shown);
+            if (m_page != nullptr) m_page->write(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
