@@ -31,7 +31,9 @@ enum class event_kind : std::uint8_t {
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
-    clock_set_back,    // of no file
+    clock_set_back,  // of no file
+    ea_set,          // an extended attribute
+    ea_removed,
     clusters_changed,  // only where clusters are asked for
     reason_given,      // what only a journal record says
 };
@@ -87,6 +89,7 @@ struct event_values {
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
     data_place place;
+    uni::byte_view value;  // of the extended attribute of that name
 };
 
 // When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.

@@ -196,6 +196,10 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::attributes_set:
             set_flags(*standard);
             break;
+        case event_kind::ea_set:
+        case event_kind::ea_removed:
+            take_extended_attribute(found);
+            break;
         case event_kind::clusters_changed:
             break;
         case event_kind::reason_given:
@@ -203,6 +207,21 @@ void event_writer::set_values(const found_event& found) {
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
             break;
     }
+}
+
+void event_writer::take_extended_attribute(const found_event& found) {
+    m_units.clear();
+    for (const std::uint8_t character : found.ea_name.bytes()) {
+        m_units.push_back(character);
+        m_units.push_back(0);
+    }
+    const auto take = [this](event_values& values, const std::optional<uni::byte_view>& value) {
+        if (!value) return;
+        values.name = std::span<const std::uint8_t>(m_units);
+        values.value = *value;
+    };
+    take(m_event.before, found.ea_before);
+    take(m_event.after, found.ea_after);
 }
 
 // Known where the log shows $Bitmap, or gives the clusters to others.

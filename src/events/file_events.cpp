@@ -1,9 +1,11 @@
 #include "events/file_events.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "events/time_changes.h"
 #include "format/time.h"
+#include "mft/extended_attributes.h"
 #include "portable/unicode.h"
 
 namespace kest {
@@ -40,7 +42,9 @@ constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              reparse_point,
                                              reparse_point,
                                              object_id,
-                                             0,   // clock_set_back
+                                             0,  // clock_set_back
+                                             ea,
+                                             ea,
                                              0,   // clusters_changed
                                              0};  // reason_given
 static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
@@ -92,6 +96,7 @@ void file_events::find_attributes() {
             if (*kind == event_kind::stream_removed) take_lost_runs(found);
         }
         find_new_size(change);
+        find_extended_attributes(change, {}, 0);
     }
     for (const owned_change& one : m_changes->records) {
         const standard_change* const standard = m_context.history.standard_of(*one.record);
@@ -170,6 +175,7 @@ bool file_events::find_creation() {
         if (link.in_index && compare_links(link.name, *name) != 0) add(event_kind::link_added, link);
     }
     for (const joined_change& change : m_attributes) {
+        find_extended_attributes(change, *name, after_birth);
         const auto kind = attribute_event(change, true);
         if (!kind) continue;
         found_event& attribute = add(*kind, change.proof(), after_birth);
@@ -266,6 +272,59 @@ void file_events::find_new_size(const joined_change& change) {
     } else {
         m_covered |= change.name().empty() ? truncated : stream_truncated;
     }
+}
+
+namespace {
+
+struct extended_attribute {
+    uni::byte_view name;
+    uni::byte_view value;
+};
+
+bool comes_before(const extended_attribute& a, const extended_attribute& b) {
+    return std::ranges::lexicographical_compare(a.name.bytes(), b.name.bytes());
+}
+
+// By name; nothing where they are not known.
+std::optional<std::vector<extended_attribute>> extended_attributes_of(const attribute_state& state) {
+    std::vector<extended_attribute> all;
+    if (state.present == presence::absent) return all;
+    if (!state.value) return std::nullopt;
+    for_each_extended_attribute(*state.value, [&all](uni::byte_view name, uni::byte_view value) {
+        all.push_back({name, value});
+    });
+    std::ranges::stable_sort(all, comes_before);
+    return all;
+}
+
+}  // namespace
+
+// `name` is that of a file which this transaction creates.
+void file_events::find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank) {
+    if (change.type() != attribute_type::extended_attributes) return;
+    const auto before = extended_attributes_of(change.state_before());
+    const auto after = extended_attributes_of(change.state_after());
+    if (!before || !after) return;
+    const auto enter = [&](event_kind kind, const extended_attribute* was, const extended_attribute* is) {
+        found_event& found = add(kind, change.proof(), rank);
+        found.name = name;
+        found.ea_name = (is != nullptr ? is : was)->name;
+        if (was != nullptr) found.ea_before = was->value;
+        if (is != nullptr) found.ea_after = is->value;
+    };
+    auto was = before->begin();
+    for (const extended_attribute& is : *after) {
+        for (; was != before->end() && comes_before(*was, is); ++was)
+            enter(event_kind::ea_removed, &*was, nullptr);
+        const bool there = was != before->end() && !comes_before(is, *was);
+        if (!there) {
+            enter(event_kind::ea_set, nullptr, &is);
+        } else if (const auto& old = *was++; !std::ranges::equal(old.value.bytes(), is.value.bytes())) {
+            enter(event_kind::ea_set, &old, &is);
+        }
+    }
+    for (; was != before->end(); ++was)
+        enter(event_kind::ea_removed, &*was, nullptr);
 }
 
 const std::vector<stream_runs>& file_events::streams() {

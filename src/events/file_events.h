@@ -67,6 +67,9 @@ struct found_event {
     std::size_t lost_count = 0;
     std::size_t gained_count = 0;
     const attribute_change* runs_of = nullptr;
+    uni::byte_view ea_name = {};  // characters of one byte
+    std::optional<uni::byte_view> ea_before = {};
+    std::optional<uni::byte_view> ea_after = {};
 };
 
 // Finds the events of one file in one transaction.
@@ -96,6 +99,7 @@ private:
     bool is_tunneled(const standard_change& change) const;
     bool is_copying(const standard_change& change) const;
     void find_reasons();
+    void find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank);
     const std::vector<stream_runs>& streams();
     void take_lost_runs(found_event& found);
     void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);

@@ -47,6 +47,8 @@ constexpr std::string_view kind_words[] = {
     "reparse_point_removed",
     "object_id_set",
     "clock_set_back",
+    "ea_set",
+    "ea_removed",
     "clusters_changed",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
@@ -71,6 +73,8 @@ constexpr std::string_view kind_verbs[] = {
     "removed the reparse point of ",
     "set the object identifier of ",
     "set the clock back",
+    "set an extended attribute of ",
+    "removed an extended attribute of ",
     "changed the clusters of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
@@ -85,11 +89,16 @@ std::string_view word_of(const std::string_view (&table)[count], code value) {
 // Bits without a word follow as a number.
 void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
     constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    constexpr std::uint32_t has_ea = 0x0004'0000;       // $EA is there; rows know no word for it
     const std::uint32_t shown = bits & ~index_marks;
-    std::uint32_t rest = shown;
+    std::uint32_t rest = shown & ~has_ea;
     for (const flag_word& row : file_flag_words())
         rest &= ~row.bits;
-    const bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    if ((shown & has_ea) != 0) {
+        out += any ? ", HAS_EA" : "HAS_EA";
+        any = true;
+    }
     if (rest != 0) {
         if (any) out += ", ";
         append_number(out, rest, true);
@@ -153,6 +162,10 @@ void write_values(details_writer& details, std::string_view side, const event_va
     if (values.parent) details.parent(*values.parent);
     if (!values.name.empty()) {
         details.evidence_text("name", values.name, details_writer::text_kind::name);
+    }
+    if (!values.value.empty()) {
+        append_digits(details.begin_field("value"), values.value);
+        details.end_field();
     }
     if (values.reparse_tag) details.number("tag", *values.reparse_tag);
     if (values.object_id.size() >= guid_size) {

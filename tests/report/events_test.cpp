@@ -699,6 +699,48 @@ TEST(events, say_where_lost_data_lay) {
     EXPECT_NE(small.back().find(R"("size":"5";"name":"a";"resident":"yes"])"), std::string::npos) << small.back();
 }
 
+TEST(events, tell_each_extended_attribute) {
+    const auto one = [](const bytes& name, const bytes& value, u32 step = 0) {
+        const auto size = static_cast<u32>(padded(9 + name.size() + value.size()));
+        return pack(step != 0 ? step : size, u8{0}, static_cast<u8>(name.size()), static_cast<u16>(value.size()), name,
+                    u8{0}, value, at{size});
+    };
+    const auto both = [](bytes first, const bytes& second) {
+        append(first, second);
+        return first;
+    };
+    const auto list = [](const bytes& value) { return resident(0xE0, value); };
+    const auto made = [&](const bytes& value) { return to_record(5, 6, list(value), {}, 200); };
+    const auto gone = [&](const bytes& value) { return to_record(6, 5, {}, list(value), 200); };
+    const bytes a = one({0x41}, {0x31}), b = one({0x42}, {0x32, 0x32});
+    bytes many;
+    for (int at = 0; at < 20; ++at)
+        append(many, one({0x41}, {0x31}, 1));  // each would begin one byte after the one before it
+    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
+        {"two set",
+         {made(both(b, a))},
+         {R"(ea_set|before=[];after=["name":"A";"value":"31"])",
+          R"(ea_set|before=[];after=["name":"B";"value":"3232"])"}},
+        {"removed", {gone(a)}, {R"(ea_removed|before=["name":"A";"value":"31"];after=[])"}},
+        {"one of them",
+         {gone(both(a, b)), made(one({0x41}, {0x33}))},
+         {R"(ea_set|before=["name":"A";"value":"31"];after=["name":"A";"value":"33"])",
+          R"(ea_removed|before=["name":"B";"value":"3232"];after=[])"}},
+        {"the same again", {gone(both(a, b)), made(both(b, a))}, {}},
+        {"over one another", {made(many)}, {R"(ea_set|before=[];after=["name":"A";"value":"31"])"}},
+        {"beyond the end",
+         {made(both(a, pack(u32{0}, u8{0}, u8{1}, u16{0xFFFF}, u8{0x42})))},
+         {R"(ea_set|before=[];after=["name":"A";"value":"31"])"}},
+        {"odd characters", {made(one({0x0A, 0xFF}, {}))}, {"ea_set|before=[];after=[\"name\":\"[LF]\xC3\xBF\"]"}},
+    };
+    for (auto [what, steps, told] : rows) {
+        steps.push_back(end());
+        texts got = story().add({came(file, root, u"a"), end()}).add(steps).events("event,details");
+        got.erase(got.begin());  // the link
+        EXPECT_EQ(got, told) << what;
+    }
+}
+
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
     const std::tuple<u16, u16, u16, texts> rows[] = {
         {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]\\a|mft", "attributes_set|<unk_path>\\|part"}},
