@@ -23,7 +23,7 @@ struct event_inputs {
     const uni::file* journal;         // the journal file, open; null: none
     bool guesses_allowed;
     std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
-    bool only_clusters;   // `clusters_changed` in place of all events of the log, one for each run
+    event_topic topic;
     limits_hit& omitted;  // what guards leave out of the events
 };
 

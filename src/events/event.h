@@ -35,6 +35,7 @@ enum class event_kind : std::uint8_t {
     ea_set,          // an extended attribute
     ea_removed,
     clusters_changed,  // only where clusters are asked for
+    content_held,      // only where contents are asked for
     reason_given,      // what only a journal record says
 };
 
@@ -57,6 +58,9 @@ enum class event_clock : std::uint8_t {
 enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
+
+// What is told of a log: events, or in place of them all runs of clusters, or all contents that it holds.
+enum class event_topic : std::uint8_t { events, clusters, contents };
 
 // How many clusters of a list of runs. Holes have none.
 enum class cluster_share : std::uint8_t { none, part, all };
@@ -89,7 +93,7 @@ struct event_values {
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
     data_place place;
-    uni::byte_view value;  // of the extended attribute of that name
+    uni::byte_view value;  // of the extended attribute of that name, or of the stream
 };
 
 // When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.
@@ -124,6 +128,7 @@ struct event : event_header {
     event_values before;
     event_values after;
     std::optional<std::uint32_t> attribute_type;  // of `clusters_changed`
+    std::uint32_t stream = 0;                     // of `content_held`: its number in the file
 };
 
 }  // namespace kest

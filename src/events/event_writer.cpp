@@ -34,7 +34,7 @@ void take_times(event_values& values, const standard_information& standard) {
 uni::byte_view stream_of(const found_event& found) {
     if (found.runs_of != nullptr) return found.runs_of->name.value_or(uni::byte_view{});
     const bool is_about_data = found.kind == event_kind::stream_added || found.kind == event_kind::stream_removed ||
-                               found.kind == event_kind::resized;
+                               found.kind == event_kind::resized || found.kind == event_kind::content_held;
     return is_about_data ? found.attribute.name() : uni::byte_view{};
 }
 
@@ -199,6 +199,14 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::ea_set:
         case event_kind::ea_removed:
             take_extended_attribute(found);
+            break;
+        case event_kind::content_held:
+            m_event.stream = found.stream;
+            if (found.shows_before) {
+                before.value = *found.attribute.state_before().value;
+            } else {
+                after.value = *found.attribute.state_after().value;
+            }
             break;
         case event_kind::clusters_changed:
             break;

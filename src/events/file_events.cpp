@@ -46,6 +46,7 @@ constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              ea,
                                              ea,
                                              0,   // clusters_changed
+                                             0,   // content_held
                                              0};  // reason_given
 static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
 
@@ -83,7 +84,8 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
         if (!find_links()) find_attributes();
         find_times(false);
     }
-    if (m_context.finds_clusters) return find_clusters();
+    if (m_context.topic == event_topic::clusters) return find_clusters();
+    if (m_context.topic == event_topic::contents) return find_contents();
     if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
     if (m_out.size() == m_first) find_times(true);
 }
@@ -333,7 +335,7 @@ const std::vector<stream_runs>& file_events::streams() {
 }
 
 void file_events::take_lost_runs(found_event& found) {
-    if (!found.attribute || m_context.finds_clusters) return;
+    if (!found.attribute || m_context.topic != event_topic::events) return;
     for (const stream_runs& stream : streams()) {
         const uni::byte_view name = stream.attribute->name.value_or(uni::byte_view{});
         if (stream.attribute->type != found.attribute.type()) continue;
@@ -350,16 +352,41 @@ void file_events::take_runs(found_event& found, std::span<const cluster_run> los
     m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
 }
 
-// The name is that of the events which were found otherwise, and which they replace.
-void file_events::find_clusters() {
+// In place of the events that were found otherwise; the name is theirs.
+found_event file_events::take_sample(event_kind kind) {
     const auto named = std::find_if(m_out.begin() + static_cast<std::ptrdiff_t>(m_first), m_out.end(),
                                     [](const found_event& found) { return !found.name.name().empty(); });
-    found_event sample{.kind = event_kind::clusters_changed, .subject = m_subject};
+    found_event sample{.kind = kind, .subject = m_subject};
     if (named != m_out.end()) {
         sample.name = named->name;
         sample.known = named->known;
     }
     m_out.resize(m_first);
+    return sample;
+}
+
+// Each version once: what is there before a change was there after the one before it. Zeros only are what a stream
+// grows by before its data are written, which newer systems do not log.
+void file_events::find_contents() {
+    const found_event sample = take_sample(event_kind::content_held);
+    for (const joined_change& change : m_attributes) {
+        if (change.type() != attribute_type::data) continue;
+        for (const bool before : {true, false}) {
+            const auto& content = (before ? change.state_before() : change.state_after()).value;
+            if (!content || std::ranges::count(content->bytes(), 0) == std::ssize(content->bytes())) continue;
+            const auto stream = m_context.versions.next(m_changes->file, change.name(), *content);
+            if (!stream) continue;
+            found_event& found = m_out.emplace_back(sample);
+            found.proof = change.proof();
+            found.attribute = change;
+            found.stream = *stream;
+            found.shows_before = before;
+        }
+    }
+}
+
+void file_events::find_clusters() {
+    const found_event sample = take_sample(event_kind::clusters_changed);
     for (const stream_runs& stream : streams()) {
         found_event& found = m_out.emplace_back(sample);
         found.proof = stream.attribute->proof;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "events/cluster_uses.h"
+#include "events/content_versions.h"
 #include "events/event.h"
 #include "events/file_changes.h"
 #include "events/file_runs.h"
@@ -33,8 +34,9 @@ struct event_context {
     std::span<const std::uint32_t> transactions;  // numbers by position in the log
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;       // by file reference
-    bool finds_clusters;                          // in place of all other events
-    std::vector<cluster_run>& runs;               // of the events of the transaction at hand
+    event_topic topic;
+    std::vector<cluster_run>& runs;  // of the events of the transaction at hand
+    content_versions& versions;
     const cluster_uses& uses;
 };
 
@@ -67,6 +69,8 @@ struct found_event {
     std::size_t lost_count = 0;
     std::size_t gained_count = 0;
     const attribute_change* runs_of = nullptr;
+    std::uint32_t stream = 0;     // of `content_held`: its number
+    bool shows_before = false;    // likewise: the bytes are those before
     uni::byte_view ea_name = {};  // characters of one byte
     std::optional<uni::byte_view> ea_before = {};
     std::optional<uni::byte_view> ea_after = {};
@@ -104,6 +108,8 @@ private:
     void take_lost_runs(found_event& found);
     void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
     void find_clusters();
+    void find_contents();
+    found_event take_sample(event_kind kind);
 
     const event_context& m_context;
     std::vector<found_event>& m_out;

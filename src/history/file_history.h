@@ -32,6 +32,7 @@ struct history_inputs {
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;
     copy_check check = {};
+    bool with_data = false;  // changes have the values of data within file records, too
 };
 
 // The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.

@@ -131,7 +131,7 @@ void change_finder::read(side& out, const replayed_record& record, bool may_be_b
     out.standard_id = 0;
     out.attributes.clear();
     for (const auto& start : out.starts) {
-        const found_attribute& one = out.attributes.emplace_back(read_attribute(record, start, is_base));
+        const found_attribute& one = out.attributes.emplace_back(read_attribute(record, start, is_base, m_with_data));
         if (one.type != attribute_type::standard_information) continue;
         out.standard_id = one.id;
         out.standard = read_standard(record, one.offset);

@@ -84,7 +84,7 @@ public:
         std::uint32_t position;   // in the log
     };
 
-    explicit change_finder(record_changes& changes) : m_changes(changes) {}
+    change_finder(record_changes& changes, bool with_data) : m_changes(changes), m_with_data(with_data) {}
 
     // Completes `change` by the states, and enters it unless they are the same. `writes` are those in between.
     // `may_be_base`: what is not known is taken for a base record.
@@ -112,6 +112,7 @@ private:
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
     record_changes& m_changes;
+    const bool m_with_data;
     record_change m_change;
     std::span<const write> m_writes;
     bool m_replaced = false;  // the state was forgotten or replaced in between

@@ -27,8 +27,8 @@ constexpr bool shows_lines(output_shape shape) {
 }
 
 // What is written of a log: a line for each of its records, for each event, for each run of clusters that a file got or
-// lost, how often each operation occurs, or what the log covers.
-enum class report_kind { rows, events, extents, statistics, coverage };
+// lost, for each content that it holds, how often each operation occurs, or what the log covers.
+enum class report_kind { rows, events, extents, contents, statistics, coverage };
 
 // What the options say. Constant once the arguments are read.
 struct logfile_options : text_style, row_style, input_settings {
@@ -44,6 +44,8 @@ struct logfile_options : text_style, row_style, input_settings {
     bool writes_report = true;     // no page stands in its place
     argument_list command_line;    // as it was given; set where the output shows it
 
+    std::string content_folder;  // where contents go
+
     bool pipe_mode = false;
     bool enumdir_mode = false;
     std::string enumdir_path;
@@ -58,7 +60,7 @@ struct logfile_options : text_style, row_style, input_settings {
 
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is of what the log's records prove.
-    bool is_of_files() const { return report == report_kind::events || report == report_kind::extents; }
+    bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
     // Whether the report is lines for records or for what they prove.
     bool has_lines() const { return report == report_kind::rows || is_of_files(); }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.

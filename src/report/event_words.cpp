@@ -50,6 +50,7 @@ constexpr std::string_view kind_words[] = {
     "ea_set",
     "ea_removed",
     "clusters_changed",
+    "content_held",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
 // What comes before the path in a sentence.
@@ -76,6 +77,7 @@ constexpr std::string_view kind_verbs[] = {
     "set an extended attribute of ",
     "removed an extended attribute of ",
     "changed the clusters of ",
+    "held the content of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 

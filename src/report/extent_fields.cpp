@@ -57,22 +57,10 @@ constexpr std::string_view names[] = {
     "inode",  "seq",       "attribute", "vcn",    "lcn",      "clusters",  "proved_by",     "free_at_end", "lsn",
     "offset", "cut",       "volume",    "file",   "datetime", "timestamp", "timestamp_desc"};
 
-std::vector<field<line>> choose() {
-    std::vector<field<line>> chosen;
-    const auto named = [](std::string_view name) {
-        return [name](const field<line>& row) { return row.title.name == name; };
-    };
-    for (const std::string_view name : names) {
-        const auto own = std::ranges::find_if(own_fields, named(name));
-        chosen.push_back(own != std::end(own_fields) ? *own : *std::ranges::find_if(event_fields(), named(name)));
-    }
-    return chosen;
-}
-
 }  // namespace
 
 std::span<const field<event_line>> extent_fields() {
-    static const std::vector<field<line>> fields = choose();
+    static const std::vector<field<line>> fields = choose_event_fields(names, own_fields);
     return fields;
 }
 

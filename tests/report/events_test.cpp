@@ -1,5 +1,7 @@
 // Events of hand-made transactions, for what the sample cannot show.
 
+#include <filesystem>
+
 #include "support/made_run.h"
 
 namespace kest::disk {
@@ -739,6 +741,54 @@ TEST(events, tell_each_extended_attribute) {
         got.erase(got.begin());  // the link
         EXPECT_EQ(got, told) << what;
     }
+}
+
+TEST(contents, go_to_files_of_their_own_and_over_nothing) {
+    const auto data = [](const std::u16string& name, const bytes& value) {
+        return resident(0x80, value, {.name = name});
+    };
+    const auto wrote = [&](const bytes& now, const bytes& was, u16 value_offset) {
+        record step = to_record(7, 7, now, was, 200);
+        step.attribute_offset = value_offset;
+        return step;
+    };
+    const bytes one = {0x31, 0x32, 0x33}, two = {0x34}, longer = {0x34, 0x35}, zeros(5);
+    const memory_file log(story()
+                              .add({came(file, root, u"a"), end()})
+                              .add({to_record(5, 6, data(u"../../x", one), {}, 200), end()})
+                              .add({wrote(two, one, 40), end()})
+                              .add({wrote(two, two, 40), wrote(longer, two, 40), end()})
+                              .add({to_record(6, 5, {}, data(u"../../x", longer), 200), end()})
+                              .add({to_record(5, 6, data(u"", zeros), {}, 200), end()})
+                              .image());
+    const scratch_folder scratch;
+    const std::string target = scratch.at("contents");
+    const argument_list args = {"-log", log.path(), "-content", target, "-quiet", "-csv", "-columns", "content,path"};
+    const std::string list =
+        "content,path\n40-1-1-1020-after,[root]\\a:..[0x2F]..[0x2F]x\n40-1-1-1040-after,[root]\\a:..[0x2F]..[0x2F]x\n"
+        "40-1-1-1070-after,[root]\\a:..[0x2F]..[0x2F]x\n";
+    const captured_run ran = run_captured(args);
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_EQ(ran.out, list);
+    EXPECT_EQ(contents_of(target + "/40-1-1-1020-after"), "123");
+    EXPECT_EQ(contents_of(target + "/40-1-1-1040-after"), "4");
+    EXPECT_EQ(contents_of(target + "/40-1-1-1070-after"), "45");
+    const auto refused = [&](const std::string& what) {
+        const captured_run again = run_captured(args);
+        EXPECT_EQ(again.status, -1) << what;
+        EXPECT_EQ(again.out, "content,path\n") << what;
+        EXPECT_NE(again.err.find("prob writing results file: " + target), std::string::npos) << what << again.err;
+    };
+    refused("files that are there");
+    std::filesystem::remove_all(target);
+    std::filesystem::create_directory(target);
+    std::filesystem::create_symlink(scratch.at("elsewhere"), target + "/40-1-1-1020-after");
+    refused("a link to nothing");
+    EXPECT_FALSE(std::filesystem::exists(scratch.at("elsewhere")));
+    std::filesystem::rename(target, scratch.at("other"));
+    std::filesystem::create_symlink(scratch.at("other"), target);
+    refused("a folder that is a link");
+    EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
