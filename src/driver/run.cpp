@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "driver/banner.h"
+#include "driver/image_runs.h"
 #include "driver/log_runs.h"
 #include "driver/warnings.h"
 #include "format/time.h"
@@ -52,7 +53,9 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.extended && options.lists_logs()) {
+    if (options.report == report_kind::volumes) {
+        uni::console_write("Need to specify an image in your arguments [-image <file>]\n\n");
+    } else if (options.extended && options.lists_logs()) {
         uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
     } else if (options.have_log || options.lists_logs()) {
         write_usage();
@@ -62,7 +65,7 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
 }
 
 bool writes_input(const logfile_options& options, const run_outputs& outputs) {
-    return outputs.hold(options.log_path) || outputs.hold(options.mft_path) || outputs.hold(options.jrnl_path);
+    return outputs.hold(options.log.path) || outputs.hold(options.mft.path) || outputs.hold(options.journal.path);
 }
 
 std::string writing_failed(std::string_view target) {
@@ -116,7 +119,7 @@ bool finish_results(results_file& results, bool reported, bool flushed) {
 }
 
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
-                     run_findings& findings) {
+                     const disk_image& image, run_findings& findings) {
     results_file& results = outputs.results;
     if (!open_results(results) || (options.writes_page && !open_results(outputs.page))) return false;
     uni::fileio_output report_sink(results.target());
@@ -129,7 +132,8 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     try {
         log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
         const run_context run{options, outputs, report, findings};
-        reported = report_logs(run);
+        const bool lists = options.report == report_kind::volumes;
+        reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
         contents_written = report.unwritten_content().empty();
@@ -162,10 +166,21 @@ bool warnings_settled(const logfile_options& options, const run_outputs& outputs
 // Reads the options. False if the run cannot begin, which has been said.
 bool settle_options(logfile_options& options, run_outputs& outputs, argument_list& args, const std::string& header) {
     const bool taken = parse_options(options, outputs, args);
-    if (taken && options.has_source()) return true;
+    const bool has_source = options.has_source() || !options.image_path.empty();  // what an image holds comes later
+    if (taken && has_source) return true;
     if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
     if (options.extended) say_hints(options, warnings_of_arguments(options, args));
     say_what_is_needed(options, header);
+    return false;
+}
+
+// What a run on an image reads is known only when it has been looked into.
+bool image_settled(logfile_options& options, const run_outputs& outputs, disk_image& image, run_findings& findings) {
+    if (options.image_path.empty()) return true;
+    if (!open_image_of_run(options, outputs, image)) return false;
+    if (options.report == report_kind::volumes) return true;
+    if (take_volume(options, image, findings.unreadable)) return true;
+    static_cast<void>(image_was_read(image));  // the run has failed already
     return false;
 }
 
@@ -213,11 +228,13 @@ bool run_guarded(argument_list args) {
     run_outputs outputs;
     logfile_options options;
     if (!settle_options(options, outputs, args, header)) return false;
+    disk_image image;
+    run_findings findings;
+    if (!image_settled(options, outputs, image, findings)) return false;
     if (writes_input(options, outputs) || !forms_settled(options) || !warnings_settled(options, outputs, args))
         return false;
     const std::uint64_t start = cv::now();
-    run_findings findings;
-    const bool done = run_with_output(options, outputs, header, findings);
+    const bool done = run_with_output(options, outputs, header, image, findings) && image_was_read(image);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
     report_time(start, options.profile, outputs.diags);

@@ -140,7 +140,7 @@ private:
     void read_copy() {
         m_copy_at = nowhere;
         m_copy_is_extension = false;
-        if (!m_inputs.inodes.mft_file.is_open()) return;
+        if (!m_inputs.inodes.mft_file) return;
         const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
         const uni::byte_view record = std::span<const std::uint8_t>(bytes);
         if (record.size() != m_now.bytes().size()) return;
@@ -351,7 +351,7 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
 
 file_history::file_history(const history_inputs& inputs) {
     std::uint32_t record_size = inputs.geometry.record_size();
-    if (!inputs.geometry.voted_record && inputs.inodes.mft_file.is_open()) record_size = inputs.inodes.record_size;
+    if (!inputs.geometry.voted_record && inputs.inodes.mft_file != nullptr) record_size = inputs.inodes.record_size;
     const std::vector<target> targets = find_targets(inputs, record_size);
     uni::try_reserve(m_changes.records, targets.size());
     uni::try_reserve(m_changes.standards, targets.size());

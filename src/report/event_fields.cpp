@@ -136,8 +136,8 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
                          const field_list<event_line>& chosen, details_notation notation, field_sink& out)
     : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
-    append_safe_text(m_journal, options.jrnl_path);
-    append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
+    append_safe_text(m_journal, options.journal.path);
+    append_safe_text(m_volume, folder_of(log_path.empty() ? options.journal.path : log_path));
 }
 
 void event_lines::write(const event& shown) {

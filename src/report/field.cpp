@@ -36,6 +36,8 @@ std::vector<field_title> titles_of_lines(report_kind report) {
             return titles_of_extents();
         case report_kind::contents:
             return titles_of_contents();
+        case report_kind::volumes:
+            return titles_of_volumes();
         default:
             return titles_of_rows();
     }
@@ -57,7 +59,7 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
 std::string words_on_columns(const logfile_options& options) {
     if (options.columns.empty()) return {};
     if (!options.has_lines() || !shows_lines(options.shape)) {
-        return "-columns is for rows, events, extents and contents only\n";
+        return "-columns is for rows, events, -extents, -content and -list only\n";
     }
     const std::vector<field_title> titles = titles_of_lines(options.report);
     std::vector<std::size_t> chosen;

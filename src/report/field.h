@@ -80,6 +80,7 @@ std::vector<field_title> titles_of_events();
 std::vector<field_title> titles_of_contents();
 std::vector<field_title> titles_of_extents();
 std::vector<field_title> titles_of_rows();
+std::vector<field_title> titles_of_volumes();
 
 // Which of the fields the run's lines have, in order: those that `-columns` names, or else those that are usual.
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options);

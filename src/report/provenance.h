@@ -26,7 +26,7 @@ struct provenance {
 };
 
 // With `-provenance` each input is read once.
-provenance gather_provenance(const logfile_options& options, std::string_view log_path);
+provenance gather_provenance(const logfile_options& options, const input_source& log);
 
 // One JSON object of it.
 void write_provenance_object(const provenance& of_report, uni::fileio_output& report_sink);

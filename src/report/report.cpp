@@ -52,27 +52,23 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
             break;
         case report_kind::coverage:
+        case report_kind::volumes:
             break;
     }
 }
 
 void log_report::open_lines(const std::vector<field_title>& titles) {
-    if (writes_json()) {
-        m_notation = details_notation::json;
-        m_lines = std::make_unique<object_sink>(m_sink);
-    } else if (has_rows(m_options.shape)) {
-        const bool marks_separators = m_options.is_of_files();
-        m_notation = details_notation::text;
-        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, marks_separators), m_sink);
-    }
+    m_lines = make_sink(m_options, titles, m_options.is_of_files(), m_sink);
+    if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
-    const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+    const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     const bool in_report = m_options.show_provenance && m_options.writes_report;
     std::optional<provenance> made_of;
     if (m_page != nullptr || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
-        made_of = gather_provenance(m_options, log_path);
+        made_of = gather_provenance(m_options,
+                                    current_file.empty() ? m_options.log : input_source{std::string(current_file)});
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
@@ -93,11 +89,13 @@ void log_report::write(evidence& stores, std::string_view current_file) {
             return report_statistics(stores, current_file);
         case report_kind::coverage:
             return report_coverage(stores, log_path, made_of);
+        case report_kind::volumes:
+            return;
     }
 }
 
 void log_report::survey(evidence& stores) {
-    if (m_page != nullptr) m_page->survey(stores, m_options.log_path);
+    if (m_page != nullptr) m_page->survey(stores, m_options.log.path);
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -112,7 +110,7 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
     if (writes_json()) {
-        write_statistics_object(stores.log, current_file.empty() ? m_options.log_path : current_file, m_sink);
+        write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {
         m_counts->write_header();
         write_statistics_row(stores.log, current_file, m_options, *m_counts);
@@ -150,7 +148,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
-         .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
+         .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
          .topic = topic,
