@@ -16,6 +16,7 @@
 #include "outputs/output_guard.h"
 #include "portable/console.h"
 #include "portable/file.h"
+#include "report/content_fields.h"
 #include "report/field.h"
 #include "report/page_report.h"
 #include "report/provenance.h"
@@ -87,6 +88,7 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::attribute_lists, "attribute lists"},
     {&limits_hit::changes, "changes of file records"},
     {&limits_hit::files, "files"},
+    {&limits_hit::contents, "contents"},
 };
 
 std::string limit_words(const limits_hit& omitted) {
@@ -126,6 +128,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
+    bool contents_written = true;
     try {
         log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
         const run_context run{options, outputs, report, findings};
@@ -133,12 +136,14 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
+        contents_written = report.unwritten_content().empty();
+        if (!contents_written) say_writing_failed(report.unwritten_content());
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
     bool written = finish_results(results, reported, report_sink.flush());
     if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted)))) written = false;
-    return written && reported && !findings.unreadable;
+    return written && contents_written && reported && !findings.unreadable;
 }
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
@@ -181,7 +186,7 @@ bool image_settled(logfile_options& options, const run_outputs& outputs, disk_im
 
 // A report without a column or a page that was asked for would not be the one that was meant.
 bool forms_settled(const logfile_options& options) {
-    const std::string words = words_on_columns(options) + words_on_page(options);
+    const std::string words = words_on_columns(options) + words_on_page(options) + words_on_contents(options);
     if (!words.empty()) uni::console_write(words);
     return words.empty();
 }

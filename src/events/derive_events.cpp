@@ -70,7 +70,11 @@ public:
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
           m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
-          m_history({inputs.log, {m_numbers, m_states.rolled_back}, inputs.inodes, m_geometry}),
+          m_history({.log = inputs.log,
+                     .transactions = {m_numbers, m_states.rolled_back},
+                     .inodes = inputs.inodes,
+                     .geometry = m_geometry,
+                     .with_data = inputs.topic == event_topic::contents}),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
@@ -78,7 +82,9 @@ public:
           m_clock(inputs.log, m_facts, m_history,
                   find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
-          m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_clock, m_numbers, m_journals, m_past},
+          m_uses({m_log, {m_numbers, m_states.rolled_back}, m_history, m_geometry.cluster_size()}),
+          m_context{m_log,      m_history, m_names,      m_paths, m_tunneling, m_clock, m_numbers,
+                    m_journals, m_past,    inputs.topic, m_runs,  m_versions,  m_uses},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
@@ -149,6 +155,7 @@ private:
         report_clock(number);
         m_found.clear();
         m_subjects.clear();
+        m_runs.clear();
         group_by_file(transaction, changes);
         find_events(transaction);
         const auto key = [](const found_event& found) { return std::pair(found.proof, found.rank); };
@@ -276,6 +283,9 @@ private:
     const log_clock m_clock;
     const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
+    std::vector<cluster_run> m_runs;  // of the transaction at hand
+    content_versions m_versions;
+    const cluster_uses m_uses;
     const event_context m_context;
     file_events m_file_events;
     event_writer m_writer;

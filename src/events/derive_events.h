@@ -23,7 +23,8 @@ struct event_inputs {
     const uni::byte_source* journal;  // the journal file, open; null: none
     bool guesses_allowed;
     std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
-    limits_hit& omitted;                        // what guards leave out of the events
+    event_topic topic;
+    limits_hit& omitted;  // what guards leave out of the events
 };
 
 // Reports what the log's transactions prove, by the LSN of their first records, and the events of one in the order of

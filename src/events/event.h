@@ -3,9 +3,11 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "mft/inode_ref.h"
+#include "mft/run_reader.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -30,7 +32,11 @@ enum class event_kind : std::uint8_t {
     reparse_point_removed,
     object_id_set,
     clock_set_back,  // of no file
-    reason_given,    // what only a journal record says
+    ea_set,          // an extended attribute
+    ea_removed,
+    clusters_changed,  // only where clusters are asked for
+    content_held,      // only where contents are asked for
+    reason_given,      // what only a journal record says
 };
 
 // Where the event is from.
@@ -53,6 +59,20 @@ enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
+// What is told of a log: events, or in place of them all runs of clusters, or all contents that it holds.
+enum class event_topic : std::uint8_t { events, clusters, contents };
+
+// How many clusters of a list of runs. Holes have none.
+enum class cluster_share : std::uint8_t { none, part, all };
+
+// Where data lay that are no longer there, or lie that were not there.
+struct data_place {
+    std::optional<bool> resident;         // within the file record
+    std::span<const cluster_run> runs;    // stand as long as the event
+    bool in_bitmap = false;               // the transaction says so of all of them in $Bitmap, too
+    std::optional<cluster_share> unused;  // of lost ones: what no later record of the log gives to a file
+};
+
 // What changed, on one side of the event. What is not there is not known.
 struct event_values {
     static constexpr std::size_t time_count = 4;  // created, modified, mft_changed, accessed
@@ -72,6 +92,8 @@ struct event_values {
     std::uint64_t clock = 0;                          // ticks, as the system's clock showed them; 0: not stated
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
+    data_place place;
+    uni::byte_view value;  // of the extended attribute of that name, or of the stream
 };
 
 // When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.
@@ -105,6 +127,8 @@ struct event : event_header {
     bool of_system = false;         // about what the system keeps for itself
     event_values before;
     event_values after;
+    std::optional<std::uint32_t> attribute_type;  // of `clusters_changed`
+    std::uint32_t stream = 0;                     // of `content_held`: its number in the file
 };
 
 }  // namespace kest

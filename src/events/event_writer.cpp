@@ -31,8 +31,11 @@ void take_times(event_values& values, const standard_information& standard) {
         values.times[at] = standard.times[at].whole();
 }
 
-bool is_about_data(event_kind kind) {
-    return kind == event_kind::stream_added || kind == event_kind::stream_removed || kind == event_kind::resized;
+uni::byte_view stream_of(const found_event& found) {
+    if (found.runs_of != nullptr) return found.runs_of->name.value_or(uni::byte_view{});
+    const bool is_about_data = found.kind == event_kind::stream_added || found.kind == event_kind::stream_removed ||
+                               found.kind == event_kind::resized || found.kind == event_kind::content_held;
+    return is_about_data ? found.attribute.name() : uni::byte_view{};
 }
 
 }  // namespace
@@ -46,6 +49,7 @@ void event_writer::write(const found_event& found, const event_subject& subject)
     if (m_event.of_system) return;
     set_time(found, subject);
     m_event.before = m_event.after = {};
+    if (found.kind == event_kind::clusters_changed) return write_clusters(found);
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
@@ -114,8 +118,7 @@ void event_writer::set_paths(const found_event& found, const event_subject& subj
         name = {};
         m_event.known = name_source::log;
     }
-    set_path(m_event.path, m_event.name_hex, above, name,
-             is_about_data(found.kind) ? found.attribute.name() : uni::byte_view{});
+    set_path(m_event.path, m_event.name_hex, above, name, stream_of(found));
     m_event.old_path.clear();
     m_event.old_name_hex.clear();
     if (found.old_name.name().empty()) return;
@@ -143,6 +146,11 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
+            if (found.attribute) {
+                before.size =
+                    found.attribute.state_before().file_size ? found.attribute.state_before().file_size : before.size;
+                set_lost_data(found);
+            }
             break;
         case event_kind::moved:
             before.parent = found.old_name.parent();
@@ -163,6 +171,7 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::stream_removed:
             take_attribute(before, found.attribute.state_before(), found.kind);
+            set_lost_data(found);
             break;
         case event_kind::resized:
         case event_kind::reparse_point_set:
@@ -170,6 +179,7 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::object_id_set:
             take_attribute(before, found.attribute.state_before(), found.kind);
             take_attribute(after, found.attribute.state_after(), found.kind);
+            if (found.kind == event_kind::resized && before.size > after.size) set_lost_data(found);
             break;
         case event_kind::times_copied:
             set_age(found);
@@ -186,10 +196,79 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::attributes_set:
             set_flags(*standard);
             break;
+        case event_kind::ea_set:
+        case event_kind::ea_removed:
+            take_extended_attribute(found);
+            break;
+        case event_kind::content_held:
+            m_event.stream = found.stream;
+            if (found.shows_before) {
+                before.value = *found.attribute.state_before().value;
+            } else {
+                after.value = *found.attribute.state_after().value;
+            }
+            break;
+        case event_kind::clusters_changed:
+            break;
         case event_kind::reason_given:
             before.reasons = found.known_reasons;
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
             break;
+    }
+}
+
+void event_writer::take_extended_attribute(const found_event& found) {
+    m_units.clear();
+    for (const std::uint8_t character : found.ea_name.bytes()) {
+        m_units.push_back(character);
+        m_units.push_back(0);
+    }
+    const auto take = [this](event_values& values, const std::optional<uni::byte_view>& value) {
+        if (!value) return;
+        values.name = std::span<const std::uint8_t>(m_units);
+        values.value = *value;
+    };
+    take(m_event.before, found.ea_before);
+    take(m_event.after, found.ea_after);
+}
+
+// Known where the log shows $Bitmap, or gives the clusters to others.
+std::optional<cluster_share> event_writer::unused_after(const found_event& found,
+                                                        std::span<const cluster_run> runs) const {
+    if (m_event.state == event_state::undone) return std::nullopt;
+    const cluster_share given = m_context.uses.given_after(found.proof, runs);
+    if (given == cluster_share::none && !m_context.uses.shows_bitmap()) return std::nullopt;
+    constexpr cluster_share others[] = {cluster_share::all, cluster_share::part, cluster_share::none};
+    return others[static_cast<std::size_t>(given)];
+}
+
+void event_writer::set_lost_data(const found_event& found) {
+    data_place& place = m_event.before.place;
+    if (found.attribute.state_before().resident == true) place.resident = true;
+    place.runs = std::span(m_context.runs).subspan(found.first_run, found.lost_count);
+    if (place.runs.empty()) return;
+    place.resident = false;
+    place.in_bitmap = m_context.uses.clears_all(m_context.transactions[found.proof], place.runs);
+    place.unused = unused_after(found, place.runs);
+}
+
+// One event for each run; holes are none.
+void event_writer::write_clusters(const found_event& found) {
+    const std::span<const cluster_run> runs =
+        std::span(m_context.runs).subspan(found.first_run, found.lost_count + found.gained_count);
+    const std::uint32_t transaction = m_context.transactions[found.proof];
+    m_event.attribute_type = found.runs_of->type;
+    for (std::size_t at = 0; at < runs.size(); ++at) {
+        const std::span<const cluster_run> run = runs.subspan(at, 1);
+        if (!run.front().lcn) continue;
+        const bool lost = at < found.lost_count;
+        m_event.before.place = m_event.after.place = {};
+        data_place& place = lost ? m_event.before.place : m_event.after.place;
+        place.runs = run;
+        place.in_bitmap =
+            lost ? m_context.uses.clears_all(transaction, run) : m_context.uses.sets_all(transaction, run);
+        if (lost) place.unused = unused_after(found, run);
+        m_listener(m_event);
     }
 }
 

@@ -22,11 +22,16 @@ private:
     void set_time(const found_event& found, const event_subject& subject);
     void set_age(const found_event& found);
     void set_values(const found_event& found);
+    void set_lost_data(const found_event& found);
+    void write_clusters(const found_event& found);
+    std::optional<cluster_share> unused_after(const found_event& found, std::span<const cluster_run> runs) const;
+    void take_extended_attribute(const found_event& found);
     void set_flags(const standard_change& change);
 
     const event_context& m_context;
     const std::function<void(const event&)>& m_listener;
     event m_event;
+    std::vector<std::uint8_t> m_units;  // of the name of an extended attribute
 };
 
 }  // namespace kest

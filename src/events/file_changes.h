@@ -30,6 +30,7 @@ struct joined_change {
     const attribute_change* before = nullptr;
     const attribute_change* after = nullptr;  // the same one, unless it moved to another file record
 
+    explicit operator bool() const { return before != nullptr || after != nullptr; }
     const attribute_change& shown() const { return after != nullptr ? *after : *before; }
     std::optional<std::uint32_t> type() const { return shown().type; }
     uni::byte_view name() const { return shown().name.value_or(uni::byte_view{}); }

@@ -1,9 +1,11 @@
 #include "events/file_events.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "events/time_changes.h"
 #include "format/time.h"
+#include "mft/extended_attributes.h"
 #include "portable/unicode.h"
 
 namespace kest {
@@ -40,7 +42,11 @@ constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              reparse_point,
                                              reparse_point,
                                              object_id,
-                                             0,   // clock_set_back
+                                             0,  // clock_set_back
+                                             ea,
+                                             ea,
+                                             0,   // clusters_changed
+                                             0,   // content_held
                                              0};  // reason_given
 static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
 
@@ -68,6 +74,7 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     m_subject = index;
     m_first = m_out.size();
     m_covered = 0;
+    m_streams.reset();
     const file_past* const past = m_context.past.find(changes.file.value());
     m_past = past != nullptr ? *past : file_past{};
     describe(subject);
@@ -77,14 +84,21 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
         if (!find_links()) find_attributes();
         find_times(false);
     }
+    if (m_context.topic == event_topic::clusters) return find_clusters();
+    if (m_context.topic == event_topic::contents) return find_contents();
     if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
     if (m_out.size() == m_first) find_times(true);
 }
 
 void file_events::find_attributes() {
     for (const joined_change& change : m_attributes) {
-        if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
+        if (const auto kind = attribute_event(change, false)) {
+            found_event& found = add(*kind, change.proof());
+            found.attribute = change;
+            if (*kind == event_kind::stream_removed) take_lost_runs(found);
+        }
         find_new_size(change);
+        find_extended_attributes(change, {}, 0);
     }
     for (const owned_change& one : m_changes->records) {
         const standard_change* const standard = m_context.history.standard_of(*one.record);
@@ -163,6 +177,7 @@ bool file_events::find_creation() {
         if (link.in_index && compare_links(link.name, *name) != 0) add(event_kind::link_added, link);
     }
     for (const joined_change& change : m_attributes) {
+        find_extended_attributes(change, *name, after_birth);
         const auto kind = attribute_event(change, true);
         if (!kind) continue;
         found_event& attribute = add(*kind, change.proof(), after_birth);
@@ -182,14 +197,21 @@ bool file_events::find_deletion() {
     const auto end = std::ranges::find_if(m_changes->records, ends);
     if (end == m_changes->records.end()) return false;
     const record_change& record = *end->record;
+    const auto data = std::ranges::find_if(m_attributes, [](const joined_change& change) {
+        return change.type() == attribute_type::data && change.name().empty();
+    });
     if (link == nullptr) {
         if (record.before.links == std::uint16_t{0} || m_changes->transaction.takes(record.number)) return false;
         found_event& found = add(event_kind::deleted, record.freed);
         if (has_name(m_past.name, record.first)) found.name = m_past.name;
+        if (data != m_attributes.end()) found.attribute = *data;
+        take_lost_runs(found);
         return true;
     }
     found_event& found = add(event_kind::deleted, *link);
     found.proof = record.freed;
+    if (data != m_attributes.end()) found.attribute = *data;
+    take_lost_runs(found);
     for (const link_change& other : link_changes::long_names(m_links.removed)) {
         if (&other != link) add(event_kind::link_removed, other);
     }
@@ -244,11 +266,132 @@ void file_events::find_new_size(const joined_change& change) {
     const auto before = change.state_before().file_size;
     const auto after = change.state_after().file_size;
     if (!before || !after || *before == *after) return;
-    add(event_kind::resized, change.proof()).attribute = change;
+    found_event& found = add(event_kind::resized, change.proof());
+    found.attribute = change;
+    if (*after < *before) take_lost_runs(found);
     if (*after > *before) {
         m_covered |= change.name().empty() ? appended : stream_appended;
     } else {
         m_covered |= change.name().empty() ? truncated : stream_truncated;
+    }
+}
+
+namespace {
+
+struct extended_attribute {
+    uni::byte_view name;
+    uni::byte_view value;
+};
+
+bool comes_before(const extended_attribute& a, const extended_attribute& b) {
+    return std::ranges::lexicographical_compare(a.name.bytes(), b.name.bytes());
+}
+
+// By name; nothing where they are not known.
+std::optional<std::vector<extended_attribute>> extended_attributes_of(const attribute_state& state) {
+    std::vector<extended_attribute> all;
+    if (state.present == presence::absent) return all;
+    if (!state.value) return std::nullopt;
+    for_each_extended_attribute(*state.value, [&all](uni::byte_view name, uni::byte_view value) {
+        all.push_back({name, value});
+    });
+    std::ranges::stable_sort(all, comes_before);
+    return all;
+}
+
+}  // namespace
+
+// `name` is that of a file which this transaction creates.
+void file_events::find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank) {
+    if (change.type() != attribute_type::extended_attributes) return;
+    const auto before = extended_attributes_of(change.state_before());
+    const auto after = extended_attributes_of(change.state_after());
+    if (!before || !after) return;
+    const auto enter = [&](event_kind kind, const extended_attribute* was, const extended_attribute* is) {
+        found_event& found = add(kind, change.proof(), rank);
+        found.name = name;
+        found.ea_name = (is != nullptr ? is : was)->name;
+        if (was != nullptr) found.ea_before = was->value;
+        if (is != nullptr) found.ea_after = is->value;
+    };
+    auto was = before->begin();
+    for (const extended_attribute& is : *after) {
+        for (; was != before->end() && comes_before(*was, is); ++was)
+            enter(event_kind::ea_removed, &*was, nullptr);
+        const bool there = was != before->end() && !comes_before(is, *was);
+        if (!there) {
+            enter(event_kind::ea_set, nullptr, &is);
+        } else if (const auto& old = *was++; !std::ranges::equal(old.value.bytes(), is.value.bytes())) {
+            enter(event_kind::ea_set, &old, &is);
+        }
+    }
+    for (; was != before->end(); ++was)
+        enter(event_kind::ea_removed, &*was, nullptr);
+}
+
+const std::vector<stream_runs>& file_events::streams() {
+    if (!m_streams) m_streams = find_stream_runs(m_context.history, *m_changes);
+    return *m_streams;
+}
+
+void file_events::take_lost_runs(found_event& found) {
+    if (!found.attribute || m_context.topic != event_topic::events) return;
+    for (const stream_runs& stream : streams()) {
+        const uni::byte_view name = stream.attribute->name.value_or(uni::byte_view{});
+        if (stream.attribute->type != found.attribute.type()) continue;
+        if (std::ranges::equal(name.bytes(), found.attribute.name().bytes())) take_runs(found, stream.lost, {});
+    }
+}
+
+void file_events::take_runs(found_event& found, std::span<const cluster_run> lost,
+                            std::span<const cluster_run> gained) {
+    found.first_run = m_context.runs.size();
+    found.lost_count = lost.size();
+    found.gained_count = gained.size();
+    m_context.runs.insert(m_context.runs.end(), lost.begin(), lost.end());
+    m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
+}
+
+// In place of the events that were found otherwise; the name is theirs.
+found_event file_events::take_sample(event_kind kind) {
+    const auto named = std::find_if(m_out.begin() + static_cast<std::ptrdiff_t>(m_first), m_out.end(),
+                                    [](const found_event& found) { return !found.name.name().empty(); });
+    found_event sample{.kind = kind, .subject = m_subject};
+    if (named != m_out.end()) {
+        sample.name = named->name;
+        sample.known = named->known;
+    }
+    m_out.resize(m_first);
+    return sample;
+}
+
+// Each version once: what is there before a change was there after the one before it. Zeros only are what a stream
+// grows by before its data are written, which newer systems do not log.
+void file_events::find_contents() {
+    const found_event sample = take_sample(event_kind::content_held);
+    for (const joined_change& change : m_attributes) {
+        if (change.type() != attribute_type::data) continue;
+        for (const bool before : {true, false}) {
+            const auto& content = (before ? change.state_before() : change.state_after()).value;
+            if (!content || std::ranges::count(content->bytes(), 0) == std::ssize(content->bytes())) continue;
+            const auto stream = m_context.versions.next(m_changes->file, change.name(), *content);
+            if (!stream) continue;
+            found_event& found = m_out.emplace_back(sample);
+            found.proof = change.proof();
+            found.attribute = change;
+            found.stream = *stream;
+            found.shows_before = before;
+        }
+    }
+}
+
+void file_events::find_clusters() {
+    const found_event sample = take_sample(event_kind::clusters_changed);
+    for (const stream_runs& stream : streams()) {
+        found_event& found = m_out.emplace_back(sample);
+        found.proof = stream.attribute->proof;
+        found.runs_of = stream.attribute;
+        take_runs(found, stream.lost, stream.gained);
     }
 }
 

@@ -3,8 +3,11 @@
 #include <optional>
 #include <vector>
 
+#include "events/cluster_uses.h"
+#include "events/content_versions.h"
 #include "events/event.h"
 #include "events/file_changes.h"
+#include "events/file_runs.h"
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
 #include "events/log_clock.h"
@@ -31,6 +34,10 @@ struct event_context {
     std::span<const std::uint32_t> transactions;  // numbers by position in the log
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;       // by file reference
+    event_topic topic;
+    std::vector<cluster_run>& runs;  // of the events of the transaction at hand
+    content_versions& versions;
+    const cluster_uses& uses;
 };
 
 // A file in the transaction at hand.
@@ -57,6 +64,16 @@ struct found_event {
     std::uint64_t birth_time = 0;                // of copied times: ticks
     std::uint32_t transactions_since_birth = 0;  // likewise
     std::uint64_t own_time = 0;                  // ticks that the file's record gets with it; 0: none
+    // Runs that are lost, and after them those that are gained: in those of the transaction.
+    std::size_t first_run = 0;
+    std::size_t lost_count = 0;
+    std::size_t gained_count = 0;
+    const attribute_change* runs_of = nullptr;
+    std::uint32_t stream = 0;     // of `content_held`: its number
+    bool shows_before = false;    // likewise: the bytes are those before
+    uni::byte_view ea_name = {};  // characters of one byte
+    std::optional<uni::byte_view> ea_before = {};
+    std::optional<uni::byte_view> ea_after = {};
 };
 
 // Finds the events of one file in one transaction.
@@ -86,6 +103,13 @@ private:
     bool is_tunneled(const standard_change& change) const;
     bool is_copying(const standard_change& change) const;
     void find_reasons();
+    void find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank);
+    const std::vector<stream_runs>& streams();
+    void take_lost_runs(found_event& found);
+    void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
+    void find_clusters();
+    void find_contents();
+    found_event take_sample(event_kind kind);
 
     const event_context& m_context;
     std::vector<found_event>& m_out;
@@ -95,7 +119,8 @@ private:
     std::uint64_t m_journal_time = 0;  // the subject's
     std::vector<joined_change> m_attributes;
     link_changes m_links;
-    std::uint32_t m_covered = 0;  // reasons of journal records that are covered by an event
+    std::optional<std::vector<stream_runs>> m_streams;  // once they are asked for
+    std::uint32_t m_covered = 0;                        // reasons of journal records that are covered by an event
     std::optional<bool> m_is_folder;
     const record_change* m_birth = nullptr;  // the first
     file_past m_past;

@@ -85,7 +85,7 @@ public:
           m_now(record_size),
           m_later(record_size),
           m_copy(record_size),
-          m_finder(changes),
+          m_finder(changes, inputs.with_data),
           m_recoverable(inputs.log.entries.size() + few_steps) {
         for (const log_entry& entry : inputs.log.entries) {
             m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
@@ -120,6 +120,7 @@ private:
         step.transaction = m_inputs.transactions.number[position];
         step.rolled_back = m_inputs.transactions.rolled_back[position];
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
+        if (m_inputs.with_data) m_changes.kept.earn(2 * m_now.bytes().size());
         if (step.compensates) complete_compensation(step);
         if (step.rolled_back) m_open.push_back(static_cast<std::uint32_t>(m_steps.size()));
         m_steps.push_back(step);

@@ -32,6 +32,7 @@ struct history_inputs {
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;
     copy_check check = {};
+    bool with_data = false;  // changes have the values of data within file records, too
 };
 
 // The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.
@@ -51,6 +52,9 @@ public:
     }
     std::span<const attribute_change> attributes_of(const record_change& change) const {
         return std::span(m_changes.attributes).subspan(change.first_attribute, change.attribute_count);
+    }
+    const run_change* runs_of(const attribute_change& change) const {
+        return change.runs != 0 ? &m_changes.runs[change.runs - 1] : nullptr;
     }
     const file_timeline& timeline() const { return m_timeline; }
     // Some of what changed was too much to be kept.

@@ -41,6 +41,25 @@ bool same_state(const found_attribute& a, const found_attribute& b) {
            std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
 }
 
+// The runs on one side; an attribute that is not there has none.
+std::optional<run_reader> runs_of(found side, presence there) {
+    if (side == nullptr) return there == presence::absent ? std::optional(run_reader()) : std::nullopt;
+    return side->state.resident == true ? std::optional(run_reader()) : side->runs;
+}
+
+// Leaves out the runs that both sides have in common. False if that is all of them.
+bool skip_common_runs(run_change& runs) {
+    run_reader one = runs.before;
+    run_reader other = runs.after;
+    for (;;) {
+        const bool more = one.next();
+        if (other.next() != more) return true;
+        if (!more) return false;
+        if (one.vcn() != other.vcn() || one.lcn() != other.lcn() || one.end_vcn() != other.end_vcn()) return true;
+        runs = {one, other};
+    }
+}
+
 }  // namespace
 
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
@@ -112,7 +131,7 @@ void change_finder::read(side& out, const replayed_record& record, bool may_be_b
     out.standard_id = 0;
     out.attributes.clear();
     for (const auto& start : out.starts) {
-        const found_attribute& one = out.attributes.emplace_back(read_attribute(record, start, is_base));
+        const found_attribute& one = out.attributes.emplace_back(read_attribute(record, start, is_base, m_with_data));
         if (one.type != attribute_type::standard_information) continue;
         out.standard_id = one.id;
         out.standard = read_standard(record, one.offset);
@@ -158,7 +177,7 @@ void change_finder::pair_up(order&& compare) {
 void change_finder::add_attribute(found before, found after) {
     const found_attribute& shown = after != nullptr ? *after : *before;
     if (shown.type == attribute_type::standard_information) return;
-    if (before != nullptr && after != nullptr && same_state(*before, *after)) return;
+    const bool same = before != nullptr && after != nullptr && same_state(*before, *after);
     attribute_change change{.type = shown.type,
                             .name = shown.name,
                             .lowest_vcn = shown.lowest_vcn,
@@ -175,11 +194,29 @@ void change_finder::add_attribute(found before, found after) {
     } else if (m_after.complete || !m_replaced) {
         change.after.present = presence::absent;
     }
+    const auto runs_before = runs_of(before, change.before.present);
+    const auto runs_after = runs_of(after, change.after.present);
+    if (runs_before && runs_after) change.runs = keep({*runs_before, *runs_after});
+    if (same && change.runs == 0) return;
     if (!m_changes.kept.spend(sizeof(attribute_change))) return;
     for (std::optional<uni::byte_view>* const shown_bytes : {&change.name, &change.before.value, &change.after.value}) {
         if (*shown_bytes) *shown_bytes = m_changes.kept.keep(**shown_bytes);
     }
     m_changes.attributes.push_back(change);
+}
+
+std::uint32_t change_finder::keep(run_change runs) {
+    if (!skip_common_runs(runs) || !m_changes.kept.spend(sizeof runs)) return 0;
+    for (run_reader* const one : {&runs.before, &runs.after}) {
+        run_reader end = *one;
+        while (end.next()) {
+        }
+        const auto pairs = m_changes.kept.keep(one->rest().slice(0, one->rest().size() - end.rest().size()));
+        if (!pairs) return 0;
+        *one = run_reader(*pairs, one->end_vcn(), one->last_lcn());
+    }
+    m_changes.runs.push_back(runs);
+    return static_cast<std::uint32_t>(m_changes.runs.size());
 }
 
 }  // namespace kest

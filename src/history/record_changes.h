@@ -16,6 +16,13 @@ struct standard_change {
     std::uint32_t proof = 0;  // position in the log: the last record that writes to it
 };
 
+// The runs of an attribute, from the first on that is not the same before and after. None: it is not there, or lies in
+// the file record.
+struct run_change {
+    run_reader before;
+    run_reader after;
+};
+
 // An attribute that is not the same before and after.
 struct attribute_change {
     std::optional<std::uint32_t> type;
@@ -24,6 +31,7 @@ struct attribute_change {
     std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
     attribute_state before;
     attribute_state after;
+    std::uint32_t runs = 0;  // from 1; 0: the same before and after, or unknown
 };
 
 // What a transaction did to a file record: the states before its first and after its last record that was not rolled
@@ -63,6 +71,7 @@ struct record_changes {
     uni::large_vector<record_change> records;
     uni::large_vector<standard_change> standards;
     uni::large_vector<attribute_change> attributes;
+    std::vector<run_change> runs;
     uni::kept_bytes kept;
 };
 
@@ -75,7 +84,7 @@ public:
         std::uint32_t position;   // in the log
     };
 
-    explicit change_finder(record_changes& changes) : m_changes(changes) {}
+    change_finder(record_changes& changes, bool with_data) : m_changes(changes), m_with_data(with_data) {}
 
     // Completes `change` by the states, and enters it unless they are the same. `writes` are those in between.
     // `may_be_base`: what is not known is taken for a base record.
@@ -99,9 +108,11 @@ private:
     template <class order>
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
+    std::uint32_t keep(run_change runs);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
     record_changes& m_changes;
+    const bool m_with_data;
     record_change m_change;
     std::span<const write> m_writes;
     bool m_replaced = false;  // the state was forgotten or replaced in between

@@ -35,13 +35,17 @@ partial_number<integer> known_part(const replayed_record& record, uni::field<int
     return part;
 }
 
-void read_resident(found_attribute& found, const replayed_record& record) {
+void read_resident(found_attribute& found, const replayed_record& record, bool with_data) {
     const auto length = record.get(value_length, found.offset);
     const auto begin = record.get(value_offset, found.offset);
     if (length && found.type != attribute_type::index_root) found.state.file_size = *length;
-    if (!length || !begin || !found.type || !has_small_value(*found.type)) return;
+    if (!length || !begin || !found.type) return;
+    const bool is_data = found.type == attribute_type::data;
+    if (is_data ? !with_data : !has_small_value(*found.type)) return;
     found.state.value = known_bytes(record, found.offset + *begin, *length);
     found.state.copied = record.is_copied(found.offset + *begin);
+    for (std::uint32_t at = 0; is_data && at < *length && found.state.value; ++at)
+        if (record.is_copied(std::uint64_t{found.offset} + *begin + at)) found.state.value.reset();
 }
 
 void read_nonresident(found_attribute& found, const replayed_record& record) {
@@ -51,6 +55,7 @@ void read_nonresident(found_attribute& found, const replayed_record& record) {
         found.state.valid_length = record.get(initialized_size, found.offset);
         found.state.allocated_size = record.get(allocated_size, found.offset);
     }
+    found.runs = record.runs_of(found.offset);
 }
 
 }  // namespace
@@ -68,7 +73,7 @@ record_header read_header(const replayed_record& record) {
 }
 
 found_attribute read_attribute(const replayed_record& record, const replayed_record::attribute_start& start,
-                               bool is_base) {
+                               bool is_base, bool with_data) {
     found_attribute found{.offset = start.offset, .id = start.id, .type = {}, .name = {}, .state = {}};
     found.state.present = presence::present;
     found.type = record.get(type, start.offset);
@@ -78,7 +83,7 @@ found_attribute read_attribute(const replayed_record& record, const replayed_rec
     const auto units = record.get(name_length, start.offset);
     const auto begin = record.get(name_offset, start.offset);
     if (units && begin) found.name = known_bytes(record, start.offset + *begin, std::size_t{2} * *units);
-    if (found.state.resident == true) read_resident(found, record);
+    if (found.state.resident == true) read_resident(found, record, with_data);
     if (found.state.resident == false) read_nonresident(found, record);
     return found;
 }

@@ -7,6 +7,7 @@
 
 #include "history/replayed_record.h"
 #include "mft/record_view.h"
+#include "mft/run_reader.h"
 
 namespace kest {
 
@@ -71,12 +72,14 @@ struct found_attribute {
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute
     attribute_state state;
+    std::optional<run_reader> runs = {};  // of an attribute that lies elsewhere
 };
 
 record_header read_header(const replayed_record& record);
-// `is_base`: in a base record the first attribute is $STANDARD_INFORMATION, whatever is known of it.
+// `is_base`: in a base record the first attribute is $STANDARD_INFORMATION, whatever is known of it. `with_data`: the
+// value of data, too, as far as the log knows it.
 found_attribute read_attribute(const replayed_record& record, const replayed_record::attribute_start& start,
-                               bool is_base);
+                               bool is_base, bool with_data = false);
 standard_information read_standard(const replayed_record& record, std::uint32_t attribute);
 // The file's name: a long one rather than a DOS one, of several the one that came last.
 std::optional<found_attribute> newest_name(const replayed_record& record);

@@ -440,8 +440,18 @@ std::optional<run_reader> replayed_record::runs_of(std::uint32_t attribute) cons
     const auto begin = get(mapping_pairs_offset, attribute);
     const auto first = get(lowest_vcn, attribute);
     if (!length || !begin || !first || *begin >= *length) return std::nullopt;
-    if (get(nonresident, attribute) != 1 || !knows(attribute + *begin, *length - *begin)) return std::nullopt;
-    return run_reader(bytes().slice(attribute + *begin, *length - *begin), *first);
+    if (get(nonresident, attribute) != 1) return std::nullopt;
+    const std::size_t room = *length - *begin;
+    const uni::byte_view known_there = known().slice(attribute + *begin, room);
+    const std::size_t known_size =
+        static_cast<std::size_t>(std::ranges::find(known_there.bytes(), 0) - known_there.bytes().begin());
+    const run_reader runs(bytes().slice(attribute + *begin, known_size), *first);
+    if (known_size == room) return runs;
+    run_reader end = runs;  // what comes after the last run is not of the runs
+    while (end.next()) {
+    }
+    const bool ends = !end.rest().empty() && end.rest().u8(0) == 0;
+    return ends ? std::optional(runs) : std::nullopt;
 }
 
 // Where the runs end in the file record; nowhere if they are not known.

@@ -20,6 +20,7 @@ inline constexpr std::uint32_t stream_appended = 1U << 5;
 inline constexpr std::uint32_t stream_truncated = 1U << 6;
 inline constexpr std::uint32_t created = 1U << 8;
 inline constexpr std::uint32_t deleted = 1U << 9;
+inline constexpr std::uint32_t ea = 1U << 10;
 inline constexpr std::uint32_t old_name = 1U << 12;
 inline constexpr std::uint32_t new_name = 1U << 13;
 inline constexpr std::uint32_t basic_info = 1U << 15;

@@ -12,6 +12,7 @@ struct limits_hit {
     bool index_runs = false;         // of folders; not searched for the owner of a cluster
     bool parents = false;            // of a file with more than are kept
     bool attribute_lists = false;    // not read to their ends
+    bool contents = false;           // more than one run writes
     bool changes = false;            // of file records; too many to be kept
     bool files = false;              // that only the log knows of; not remembered for its later rows
 };

@@ -8,6 +8,19 @@
 
 namespace kest {
 
+// Clusters of a file that follow each other on the volume. All numbers in clusters.
+struct cluster_run {
+    std::uint64_t vcn = 0;
+    std::optional<std::uint64_t> lcn = {};  // nothing: a hole
+    std::uint64_t clusters = 0;
+
+    std::uint64_t end_vcn() const { return vcn + clusters; }
+    // What of it begins at `from`, and has so many clusters.
+    cluster_run part(std::uint64_t from, std::uint64_t count) const {
+        return {from, lcn ? std::optional(*lcn + (from - vcn)) : std::nullopt, count};
+    }
+};
+
 // A number of a mapping pair, in `width` bytes; of a wider one than eight bytes, what these hold.
 inline std::uint64_t mapping_number(uni::byte_view pairs, std::size_t begin, std::size_t width, bool has_sign) {
     width = std::min(width, sizeof(std::uint64_t));

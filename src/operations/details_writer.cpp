@@ -65,6 +65,17 @@ public:
     void field(std::string_view key, std::string_view value) override {
         end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
     }
+    void truth(std::string_view key, bool value) override { field(key, value ? "yes" : "no"); }
+    void runs(std::string_view key, std::span<const cluster_run> list) override {
+        std::string& out = begin_field(key);
+        for (const cluster_run& run : list) {
+            if (!out.empty()) out += ", ";
+            append_number(out, run.vcn, style().base16);
+            append_number(out.append(1, '+'), run.clusters, style().base16);
+            if (run.lcn) append_number(out.append(1, '@'), *run.lcn, style().base16);
+        }
+        end_field();
+    }
     void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) {
             cv::append_time(m_time, ticks, style().time_format);
@@ -146,6 +157,17 @@ public:
     void field(std::string_view key, std::string_view value) override {
         char* const at = begin_member(key, most_json_bytes(value));
         end_member(key, at, put_json_text(at, value));
+    }
+    void truth(std::string_view key, bool value) override { write_value(key, value ? "true" : "false"); }
+    void runs(std::string_view key, std::span<const cluster_run> list) override {
+        std::string json;
+        for (const cluster_run& run : list) {
+            append_decimal(json.append(json.empty() ? "[{\"vcn\":" : ",{\"vcn\":"), run.vcn);
+            if (run.lcn) append_decimal(json.append(",\"lcn\":"), *run.lcn);
+            append_decimal(json.append(",\"clusters\":"), run.clusters);
+            json += '}';
+        }
+        write_value(key, json.append(json.empty() ? "[]" : "]"));
     }
     void time(std::string_view key, std::uint64_t ticks) override {
         if (begin_time(ticks, m_ticks, m_time)) append_json_time(m_time, ticks, digits_of_ticks);

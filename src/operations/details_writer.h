@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "format/time.h"
 #include "mft/inode_ref.h"
+#include "mft/run_reader.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -42,6 +44,9 @@ public:
         number("parent_inode", ref.number());
         number("parent_seq", ref.sequence());
     }
+    virtual void truth(std::string_view /*key*/, bool /*value*/) {}
+    // Runs of clusters: "vcn+clusters@lcn" each, a hole without its place.
+    virtual void runs(std::string_view /*key*/, std::span<const cluster_run> /*list*/) {}
     virtual void time(std::string_view /*key*/, std::uint64_t /*ticks*/) {}
     virtual void dump(std::string_view /*key*/, uni::byte_view /*bytes*/) {}
     // One byte as it stands, whatever character it makes.

@@ -248,12 +248,17 @@ template <report_kind kind>
 void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
-    if (kind == report_kind::events) options.keeps_pages = options.stated_sizes = true;
+    if (kind >= report_kind::events && kind <= report_kind::contents) options.keeps_pages = options.stated_sizes = true;
 }
 
 void set_page(option_parse& parse, const std::string& value) {
     set_results_file<&run_outputs::page>(parse, value);
     set_report<report_kind::events>(parse, value);
+}
+
+void set_content_folder(option_parse& parse, const std::string& value) {
+    parse.options.content_folder = expand_environment(value);
+    set_report<report_kind::contents>(parse, value);
 }
 
 void set_cluster_size(option_parse& parse, const std::string& value) {
@@ -426,6 +431,11 @@ constexpr option_row option_rows[] = {
     {"-events", report, flag, "",
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
+    {"-extents", report, flag, "", "where data lay: a line for each run of clusters that a file got or lost",
+     set_report<r::extents>, set_of::report, true},
+    {"-content", report, value, "<folder>",
+     "what files held that lay in the MFT: each version to a file of its own; and a list", set_content_folder,
+     set_of::report, true},
     {"-page", report, value, "<file>",
      "the events as a page for a browser, beside the report of -out or in place of it", set_page, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
@@ -520,7 +530,7 @@ void settle(option_parse& parse, bool no_whitespace) {
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
-    if ((options.report == report_kind::events || options.report == report_kind::volumes) &&
+    if ((options.is_of_files() || options.report == report_kind::volumes) &&
         (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
         // A table that any reader of such takes; what the rows of steps look like is kept.
         options.quotes = options.no_whitespace = true;

@@ -26,9 +26,10 @@ constexpr bool shows_lines(output_shape shape) {
     return has_rows(shape) || shape == output_shape::jsonl;
 }
 
-// What is written of a log: a line for each of its records, for each event, how often each operation occurs, or what
-// the log covers; or which volumes there are.
-enum class report_kind { rows, events, statistics, coverage, volumes };
+// What is written of a log: a line for each of its records, for each event, for each run of clusters that a file got or
+// lost, for each content that it holds, how often each operation occurs, or what the log covers; or which volumes there
+// are.
+enum class report_kind { rows, events, extents, contents, statistics, coverage, volumes };
 
 // What the options say. Constant once the arguments are read.
 struct logfile_options : text_style, row_style, input_settings {
@@ -44,6 +45,7 @@ struct logfile_options : text_style, row_style, input_settings {
     bool writes_report = true;     // no page stands in its place
     argument_list command_line;    // as it was given; set where the output shows it
 
+    std::string content_folder;              // where contents go
     std::string image_path;                  // the sources are streams of a volume in this image; empty: none
     std::optional<std::uint32_t> partition;  // that volume's; none: there is but one
 
@@ -60,10 +62,10 @@ struct logfile_options : text_style, row_style, input_settings {
     std::string warnings;        // lines: what else of the options may not be meant so. Of extended runs only
 
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
-    // Whether the report is lines for records or events.
-    bool has_lines() const {
-        return report == report_kind::rows || report == report_kind::events || report == report_kind::volumes;
-    }
+    // Whether the report is of what the log's records prove.
+    bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
+    // Whether the report is lines for records, for what they prove, or for volumes.
+    bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
     bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
     // Events need no log where there is a journal file. A list of logs has none.

@@ -1,5 +1,7 @@
 #include "report/event_fields.h"
 
+#include <algorithm>
+
 #include "format/json.h"
 #include "format/safe_text.h"
 #include "format/time.h"
@@ -113,6 +115,17 @@ std::string folder_of(std::string_view path) {
 
 std::span<const field<event_line>> event_fields() {
     return fields;
+}
+
+std::vector<field<event_line>> choose_event_fields(std::span<const std::string_view> names,
+                                                   std::span<const field<event_line>> own) {
+    std::vector<field<line>> chosen;
+    for (const std::string_view name : names) {
+        const auto has_name = [name](const field<line>& row) { return row.title.name == name; };
+        const auto found = std::ranges::find_if(own, has_name);
+        chosen.push_back(found != own.end() ? *found : *std::ranges::find_if(fields, has_name));
+    }
+    return chosen;
 }
 
 std::vector<field_title> titles_of_events() {

@@ -21,6 +21,9 @@ struct event_line {
 
 // The fields of an event, in order.
 std::span<const field<event_line>> event_fields();
+// Those of these names, in this order; those that are not `own` are an event's.
+std::vector<field<event_line>> choose_event_fields(std::span<const std::string_view> names,
+                                                   std::span<const field<event_line>> own);
 
 // Writes a line for each event of one log. All arguments must outlive it.
 class event_lines {

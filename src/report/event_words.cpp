@@ -21,6 +21,7 @@ constexpr std::string_view clock_descriptions[] = {
 };
 constexpr std::string_view file_clock_description = "Time of a change journal record";
 constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
+constexpr std::string_view share_words[] = {"none", "part", "all"};
 constexpr std::string_view state_words[] = {"done", "open", "undone"};
 static_assert(std::size(source_words) == static_cast<std::size_t>(event_source::both) + 1);
 static_assert(std::size(clock_words) == std::size(clock_descriptions));
@@ -46,6 +47,10 @@ constexpr std::string_view kind_words[] = {
     "reparse_point_removed",
     "object_id_set",
     "clock_set_back",
+    "ea_set",
+    "ea_removed",
+    "clusters_changed",
+    "content_held",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
 // What comes before the path in a sentence.
@@ -69,6 +74,10 @@ constexpr std::string_view kind_verbs[] = {
     "removed the reparse point of ",
     "set the object identifier of ",
     "set the clock back",
+    "set an extended attribute of ",
+    "removed an extended attribute of ",
+    "changed the clusters of ",
+    "held the content of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
@@ -82,11 +91,16 @@ std::string_view word_of(const std::string_view (&table)[count], code value) {
 // Bits without a word follow as a number.
 void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
     constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    constexpr std::uint32_t has_ea = 0x0004'0000;       // $EA is there; rows know no word for it
     const std::uint32_t shown = bits & ~index_marks;
-    std::uint32_t rest = shown;
+    std::uint32_t rest = shown & ~has_ea;
     for (const flag_word& row : file_flag_words())
         rest &= ~row.bits;
-    const bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    if ((shown & has_ea) != 0) {
+        out += any ? ", HAS_EA" : "HAS_EA";
+        any = true;
+    }
     if (rest != 0) {
         if (any) out += ", ";
         append_number(out, rest, true);
@@ -126,6 +140,14 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
+void write_place(details_writer& details, const data_place& place) {
+    if (place.resident) details.truth("resident", *place.resident);
+    if (place.runs.empty()) return;
+    details.runs("runs", place.runs);
+    details.field("proved_by", proof_word(place));
+    if (place.unused) details.field("free_at_end", unused_word(place));
+}
+
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
@@ -143,6 +165,10 @@ void write_values(details_writer& details, std::string_view side, const event_va
     if (!values.name.empty()) {
         details.evidence_text("name", values.name, details_writer::text_kind::name);
     }
+    if (!values.value.empty()) {
+        append_digits(details.begin_field("value"), values.value);
+        details.end_field();
+    }
     if (values.reparse_tag) details.number("tag", *values.reparse_tag);
     if (values.object_id.size() >= guid_size) {
         append_guid(details.begin_field("object_id"), values.object_id);
@@ -158,6 +184,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         details.end_field();
     }
     if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
+    write_place(details, values.place);
     details.close_group();
 }
 
@@ -182,6 +209,14 @@ std::string_view known_word(const event& shown) {
 
 std::string_view state_word(const event& shown) {
     return shown.source == event_source::journal ? std::string_view{} : word_of(state_words, shown.state);
+}
+
+std::string_view proof_word(const data_place& place) {
+    return place.in_bitmap ? "both" : "record";
+}
+
+std::string_view unused_word(const data_place& place) {
+    return place.unused ? word_of(share_words, *place.unused) : std::string_view{};
 }
 
 std::string_view type_word(const event& shown) {

@@ -15,7 +15,9 @@ std::string_view clock_word(const event& shown);
 std::string_view clock_description(const event& shown);  // the same in more words
 std::string_view known_word(const event& shown);
 std::string_view state_word(const event& shown);  // empty for what no transaction did
-std::string_view type_word(const event& shown);   // empty if it is not known
+std::string_view proof_word(const data_place& place);
+std::string_view unused_word(const data_place& place);  // empty if it is not known
+std::string_view type_word(const event& shown);         // empty if it is not known
 void append_event_word(std::string& out, const event& shown);
 // What happened, as people say it: "renamed [root]\\a.txt to [root]\\b.txt".
 void append_sentence(std::string& out, const event& shown);

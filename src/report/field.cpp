@@ -28,6 +28,21 @@ std::size_t find_title(std::span<const field_title> titles, std::string_view nam
     return static_cast<std::size_t>(found - titles.begin());
 }
 
+std::vector<field_title> titles_of_lines(report_kind report) {
+    switch (report) {
+        case report_kind::events:
+            return titles_of_events();
+        case report_kind::extents:
+            return titles_of_extents();
+        case report_kind::contents:
+            return titles_of_contents();
+        case report_kind::volumes:
+            return titles_of_volumes();
+        default:
+            return titles_of_rows();
+    }
+}
+
 }  // namespace
 
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options) {
@@ -44,11 +59,9 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
 std::string words_on_columns(const logfile_options& options) {
     if (options.columns.empty()) return {};
     if (!options.has_lines() || !shows_lines(options.shape)) {
-        return "-columns is for rows, events and -list only\n";
+        return "-columns is for rows, events, -extents, -content and -list only\n";
     }
-    const std::vector<field_title> titles = options.report == report_kind::events    ? titles_of_events()
-                                            : options.report == report_kind::volumes ? titles_of_volumes()
-                                                                                     : titles_of_rows();
+    const std::vector<field_title> titles = titles_of_lines(options.report);
     std::vector<std::size_t> chosen;
     for (const std::string& name : options.columns) {
         const std::size_t index = find_title(titles, name);

@@ -77,6 +77,8 @@ template <class line>
 using field_list = std::vector<field<line>>;
 
 std::vector<field_title> titles_of_events();
+std::vector<field_title> titles_of_contents();
+std::vector<field_title> titles_of_extents();
 std::vector<field_title> titles_of_rows();
 std::vector<field_title> titles_of_volumes();
 

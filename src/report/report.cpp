@@ -1,13 +1,29 @@
 #include "report/report.h"
 
 #include "events/derive_events.h"
+#include "report/content_fields.h"
 #include "report/coverage_text.h"
+#include "report/extent_fields.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
 #include "report/statistics.h"
 #include "transactions/walk.h"
 
 namespace kest {
+
+namespace {
+
+event_topic topic_of(report_kind report) {
+    if (report == report_kind::extents) return event_topic::clusters;
+    return report == report_kind::contents ? event_topic::contents : event_topic::events;
+}
+
+event_topic topic_of(event_kind kind) {
+    if (kind == event_kind::clusters_changed) return event_topic::clusters;
+    return kind == event_kind::content_held ? event_topic::contents : event_topic::events;
+}
+
+}  // namespace
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
                        page_report* page)
@@ -22,6 +38,15 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             m_event_fields = choose_fields(event_fields(), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
+        case report_kind::extents:
+            m_event_fields = choose_fields<event_line>(extent_fields(), options);
+            open_lines(titles_of<event_line>(m_event_fields));
+            break;
+        case report_kind::contents:
+            m_contents.emplace(options.content_folder);
+            m_event_fields = choose_fields<event_line>(content_fields(), options);
+            open_lines(titles_of<event_line>(m_event_fields));
+            break;
         case report_kind::statistics:
             if (options.shape == output_shape::csv)
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
@@ -33,7 +58,7 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
 }
 
 void log_report::open_lines(const std::vector<field_title>& titles) {
-    m_lines = make_sink(m_options, titles, m_options.report == report_kind::events, m_sink);
+    m_lines = make_sink(m_options, titles, m_options.is_of_files(), m_sink);
     if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
@@ -57,6 +82,8 @@ void log_report::write(evidence& stores, std::string_view current_file) {
         case report_kind::rows:
             return report_entries(stores, log_path);
         case report_kind::events:
+        case report_kind::extents:
+        case report_kind::contents:
             return report_events(stores, log_path);
         case report_kind::statistics:
             return report_statistics(stores, current_file);
@@ -108,24 +135,34 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
     }
 }
 
+bool log_report::put_content(const event& shown) {
+    const uni::byte_view bytes = shown.before.value.empty() ? shown.after.value : shown.before.value;
+    return m_contents->put(content_name(shown), bytes);
+}
+
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines && m_page == nullptr) return;
+    if (!m_lines && m_page == nullptr && !m_contents) return;
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
+    const event_topic topic = topic_of(m_options.report);
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
+         .topic = topic,
          .omitted = stores.inodes.omitted},
-        [this, &lines](const event& shown) {
+        [this, &lines, topic](const event& shown) {
+            if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
+            if (m_contents && !put_content(shown)) return;
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
         });
+    if (m_contents && m_contents->limit_hit()) stores.inodes.omitted.contents = true;
 }
 
 }  // namespace kest

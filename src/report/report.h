@@ -7,6 +7,7 @@
 #include "format/result_row.h"
 #include "inputs/evidence.h"
 #include "options/logfile_options.h"
+#include "outputs/content_folder.h"
 #include "outputs/diagnostics.h"
 #include "portable/file.h"
 #include "report/event_fields.h"
@@ -32,14 +33,19 @@ public:
     // That -provenance could not read to their ends.
     const argument_list& unread_inputs() const { return m_unread_inputs; }
 
+    // Of the files that contents go to the one that could not be written; empty: none.
+    std::string unwritten_content() const { return m_contents ? m_contents->failed() : std::string(); }
+
 private:
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
     void open_lines(const std::vector<field_title>& titles);
     void report_entries(evidence& stores, std::string_view log_path);
+    bool put_content(const event& shown);
     void report_events(evidence& stores, std::string_view log_path);
     void report_statistics(const evidence& stores, std::string_view current_file);
     void report_coverage(evidence& stores, std::string_view log_path, const std::optional<provenance>& made_of);
 
+    std::optional<content_folder> m_contents;
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;

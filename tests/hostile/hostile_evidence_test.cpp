@@ -332,6 +332,28 @@ TEST(hostile_evidence, events_cost_what_they_weigh) {
     }
 }
 
+// Runs of 2^60 clusters over one another, which go and come back, and bits that are set over all of them.
+TEST(hostile_evidence, runs_over_one_another_cost_what_they_weigh) {
+    std::vector<record> records(8'000, record{.redo_op = 21, .undo_op = 22, .target_attribute = 24});
+    records[0] = {.redo_op = 28, .target_attribute = 24, .redo = pack(~u32{0}, disk::at{16}, u64{6}, disk::at{40})};
+    bytes pairs;
+    for (int run = 0; run < 60; ++run)
+        append(pairs, {0x18, 0, 0, 0, 0, 0, 0, 0, 0x10, static_cast<u8>(run)});
+    const bytes data = nonresident(0x80, pairs);
+    const bytes image = file_record{.attributes = {name_image{}.attribute(), data}}.image();
+    for (u64 at = 0; at < records.size(); ++at) {
+        record& r = records[at];
+        r.lsn = 8 * at + 8;
+        if (at % 4 == 0 && at != 0) r = {.lsn = r.lsn, .redo_op = 2, .vcn = 10, .redo = image};
+        if (at % 4 == 1) r = {.lsn = r.lsn, .redo_op = 3, .undo_op = 2, .vcn = 10, .undo = part(image, 0, 24)};
+        if (r.redo_op == 21) r.redo = r.undo = pack(static_cast<u32>(at), ~u32{0});
+    }
+    const memory_file file(log_of_pages(records));
+    for (const char* const report : {"-events", "-extents"})
+        EXPECT_EQ(run_prepared({"-log", file.path(), report, "-quiet"}, limit_time).status, 0) << report;
+    EXPECT_LE(take_peak_of_allocations(), most_memory);
+}
+
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});

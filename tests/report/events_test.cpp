@@ -1,5 +1,7 @@
 // Events of hand-made transactions, for what the sample cannot show.
 
+#include <filesystem>
+
 #include "support/made_run.h"
 
 namespace kest::disk {
@@ -479,7 +481,9 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         return "[\"size\":\"" + text + (resident ? "\"]" : "\";\"allocated\":\"4096\";\"valid\":\"" + text + "\"]");
     };
     const auto resized = [&](const std::string& path, int before, int after, bool from_resident = false) {
-        return "resized|" + path + "|before=" + sizes(before, from_resident) + ";after=" + sizes(after, false);
+        std::string was = sizes(before, from_resident);
+        if (from_resident && after < before) was.insert(was.size() - 1, R"(;"resident":"yes")");
+        return "resized|" + path + "|before=" + was + ";after=" + sizes(after, false);
     };
     const std::tuple<const char*, std::vector<record>, texts> rows[] = {
         {"grown", {sized(10, 20)}, {resized("[root]\\a", 10, 20)}},
@@ -610,6 +614,181 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
                   .add({name, end()})
                   .events("inode,seq", {"-mftfile", extended.path()}),
               (texts{"41|1", "41|1"}));
+}
+
+// Records that set or clear bits of a bitmap: of the attribute at a place in the table of those that are open.
+constexpr u16 volume_bitmap = 24, mft_bitmap = 64;
+record opened(u16 place, u64 reference) {
+    return {.redo_op = 28, .target_attribute = place, .redo = pack(~u32{0}, at{16}, reference, at{40})};
+}
+record bits(u16 operation, u32 begin, u32 count, u16 place = volume_bitmap, u64 vcn = 0) {
+    return {.redo_op = operation,
+            .undo_op = static_cast<u16>(43 - operation),
+            .target_attribute = place,
+            .vcn = vcn,
+            .lcn = vcn + place,
+            .redo = pack(begin, count),
+            .undo = pack(begin, count)};
+}
+constexpr u16 set_bits = 21, clear_bits = 22;
+
+TEST(events, say_where_lost_data_lay) {
+    const auto lying = [](const bytes& runs, u64 size) {
+        return nonresident(0x80, runs, {.allocated_size = size, .real_size = size, .initialized_size = size});
+    };
+    const auto there = [](const bytes& data) {
+        record step = to_record(2, 0, file_record{.attributes = {name_image{}.attribute(), data}}.image(), {}, 0);
+        put(step.redo, 24, u32{600});
+        step.redo.resize(600);
+        return std::vector{came(file, root, u"a"), step, end()};
+    };
+    const bytes two_runs = {0x11, 10, 100, 0x01, 4, 0x11, 6, 0x9C, 0},
+                too_long = {0x18, 0, 0, 0, 0, 0, 0, 0, 0x10, 9, 0};
+    const bytes far = {0x81, 5, 0, 0, 0, 0, 0, 0, 0, 0x40, 0x11, 1, 0, 0};
+    const std::vector dying = {went(file, root, u"a"), freed(), bits(clear_bits, 100, 10), bits(clear_bits, 0, 6),
+                               end()};
+    const std::string runs = R"(;"resident":"no";"runs":"0+10@100, 10+4, 14+6@0";"proved_by":")";
+    const std::tuple<const char*, bytes, std::vector<record>, std::vector<record>, std::string> rows[] = {
+        {"twice proved", two_runs, dying, {}, runs + R"(both";"free_at_end":"all"])"},
+        {"some bits stay",
+         two_runs,
+         {went(file, root, u"a"), freed(), bits(clear_bits, 100, 9), end()},
+         {},
+         runs + R"(record";"free_at_end":"all"])"},
+        {"bits of another bitmap",
+         two_runs,
+         {went(file, root, u"a"), freed(), bits(clear_bits, 0, 200, mft_bitmap), end()},
+         {bits(set_bits, 0, 200, mft_bitmap)},
+         runs + R"(record";"free_at_end":"all"])"},
+        {"given again in part", two_runs, dying, {bits(set_bits, 109, 90)}, runs + R"(both";"free_at_end":"part"])"},
+        {"given again",
+         two_runs,
+         dying,
+         {bits(set_bits, 0, 50), bits(set_bits, 105, 50), bits(set_bits, 50, 55)},
+         runs + R"(both";"free_at_end":"none"])"},
+        {"given again beyond the first cluster of the bitmap",
+         two_runs,
+         dying,
+         {bits(set_bits, 0, 200, volume_bitmap, 1)},
+         runs + R"(both";"free_at_end":"all"])"},
+        {"more clusters than there are",
+         too_long,
+         dying,
+         {},
+         R"(;"resident":"no";"runs":"0+1152921504606846976@9";"proved_by":"record";"free_at_end":"all"])"},
+        {"beyond any volume", far, dying, {}, "];"},
+    };
+    for (auto [what, pairs, last, later, told] : rows) {
+        later.push_back(end());
+        const texts got = story()
+                              .add({opened(volume_bitmap, 6), opened(mft_bitmap, 0), bits(set_bits, 7, 1)})
+                              .add(there(lying(pairs, 20 * 4096)))
+                              .add(last)
+                              .add(later)
+                              .events("event,details");
+        ASSERT_EQ(got.size(), 2u) << what;
+        EXPECT_NE(got[1].find(R"("size":"81920";"name":"a")" + told), got[1].npos) << what << got[1];
+    }
+    const auto shrinks = to_record(9, 9, {0, 0, 0, 0}, {0x11, 6, 0x9C, 0}, 168);
+    record cut = shrinks;
+    cut.attribute_offset = 64 + 5;
+    const auto smaller =
+        to_record(11, 11, pack(u64{40960}, u64{9}, u64{9}), pack(u64{81920}, u64{81920}, u64{81920}), 168);
+    const texts got = story().add(there(lying(two_runs, 20 * 4096))).add({smaller, cut, end()}).events("event,details");
+    EXPECT_NE(got.back().find(R"("resident":"no";"runs":"14+6@0";"proved_by":"record"])"), std::string::npos)
+        << got.back();
+    const texts small = story().add(there(resident(0x80, bytes(5)))).add(dying).events("event,details");
+    EXPECT_NE(small.back().find(R"("size":"5";"name":"a";"resident":"yes"])"), std::string::npos) << small.back();
+}
+
+TEST(events, tell_each_extended_attribute) {
+    const auto one = [](const bytes& name, const bytes& value, u32 step = 0) {
+        const auto size = static_cast<u32>(padded(9 + name.size() + value.size()));
+        return pack(step != 0 ? step : size, u8{0}, static_cast<u8>(name.size()), static_cast<u16>(value.size()), name,
+                    u8{0}, value, at{size});
+    };
+    const auto both = [](bytes first, const bytes& second) {
+        append(first, second);
+        return first;
+    };
+    const auto list = [](const bytes& value) { return resident(0xE0, value); };
+    const auto made = [&](const bytes& value) { return to_record(5, 6, list(value), {}, 200); };
+    const auto gone = [&](const bytes& value) { return to_record(6, 5, {}, list(value), 200); };
+    const bytes a = one({0x41}, {0x31}), b = one({0x42}, {0x32, 0x32});
+    bytes many;
+    for (int at = 0; at < 20; ++at)
+        append(many, one({0x41}, {0x31}, 1));  // each would begin one byte after the one before it
+    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
+        {"two set",
+         {made(both(b, a))},
+         {R"(ea_set|before=[];after=["name":"A";"value":"31"])",
+          R"(ea_set|before=[];after=["name":"B";"value":"3232"])"}},
+        {"removed", {gone(a)}, {R"(ea_removed|before=["name":"A";"value":"31"];after=[])"}},
+        {"one of them",
+         {gone(both(a, b)), made(one({0x41}, {0x33}))},
+         {R"(ea_set|before=["name":"A";"value":"31"];after=["name":"A";"value":"33"])",
+          R"(ea_removed|before=["name":"B";"value":"3232"];after=[])"}},
+        {"the same again", {gone(both(a, b)), made(both(b, a))}, {}},
+        {"over one another", {made(many)}, {R"(ea_set|before=[];after=["name":"A";"value":"31"])"}},
+        {"beyond the end",
+         {made(both(a, pack(u32{0}, u8{0}, u8{1}, u16{0xFFFF}, u8{0x42})))},
+         {R"(ea_set|before=[];after=["name":"A";"value":"31"])"}},
+        {"odd characters", {made(one({0x0A, 0xFF}, {}))}, {"ea_set|before=[];after=[\"name\":\"[LF]\xC3\xBF\"]"}},
+    };
+    for (auto [what, steps, told] : rows) {
+        steps.push_back(end());
+        texts got = story().add({came(file, root, u"a"), end()}).add(steps).events("event,details");
+        got.erase(got.begin());  // the link
+        EXPECT_EQ(got, told) << what;
+    }
+}
+
+TEST(contents, go_to_files_of_their_own_and_over_nothing) {
+    const auto data = [](const std::u16string& name, const bytes& value) {
+        return resident(0x80, value, {.name = name});
+    };
+    const auto wrote = [&](const bytes& now, const bytes& was, u16 value_offset) {
+        record step = to_record(7, 7, now, was, 200);
+        step.attribute_offset = value_offset;
+        return step;
+    };
+    const bytes one = {0x31, 0x32, 0x33}, two = {0x34}, longer = {0x34, 0x35}, zeros(5);
+    const memory_file log(story()
+                              .add({came(file, root, u"a"), end()})
+                              .add({to_record(5, 6, data(u"../../x", one), {}, 200), end()})
+                              .add({wrote(two, one, 40), end()})
+                              .add({wrote(two, two, 40), wrote(longer, two, 40), end()})
+                              .add({to_record(6, 5, {}, data(u"../../x", longer), 200), end()})
+                              .add({to_record(5, 6, data(u"", zeros), {}, 200), end()})
+                              .image());
+    const scratch_folder scratch;
+    const std::string target = scratch.at("contents");
+    const argument_list args = {"-log", log.path(), "-content", target, "-quiet", "-csv", "-columns", "content,path"};
+    const std::string list =
+        "content,path\n40-1-1-1020-after,[root]\\a:..[0x2F]..[0x2F]x\n40-1-1-1040-after,[root]\\a:..[0x2F]..[0x2F]x\n"
+        "40-1-1-1070-after,[root]\\a:..[0x2F]..[0x2F]x\n";
+    const captured_run ran = run_captured(args);
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_EQ(ran.out, list);
+    EXPECT_EQ(contents_of(target + "/40-1-1-1020-after"), "123");
+    EXPECT_EQ(contents_of(target + "/40-1-1-1040-after"), "4");
+    EXPECT_EQ(contents_of(target + "/40-1-1-1070-after"), "45");
+    const auto refused = [&](const std::string& what) {
+        const captured_run again = run_captured(args);
+        EXPECT_EQ(again.status, -1) << what;
+        EXPECT_EQ(again.out, "content,path\n") << what;
+        EXPECT_NE(again.err.find("prob writing results file: " + target), std::string::npos) << what << again.err;
+    };
+    refused("files that are there");
+    std::filesystem::remove_all(target);
+    std::filesystem::create_directory(target);
+    std::filesystem::create_symlink(scratch.at("elsewhere"), target + "/40-1-1-1020-after");
+    refused("a link to nothing");
+    EXPECT_FALSE(std::filesystem::exists(scratch.at("elsewhere")));
+    std::filesystem::rename(target, scratch.at("other"));
+    std::filesystem::create_symlink(scratch.at("other"), target);
+    refused("a folder that is a link");
+    EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "portable/byte_view.h"
+
+namespace kest {
+
+// The folder of `-content`: a file for each piece of evidence that is put there. Nothing that stands there is touched,
+// and no link is followed. It is made if there is none, with the first file.
+class content_folder {
+public:
+    static constexpr std::uint64_t most_bytes = std::uint64_t{256} << 20;  // in total
+    static constexpr std::uint32_t most_files = 65536;
+
+    explicit content_folder(std::string path) : m_path(std::move(path)) {}
+    ~content_folder();
+    content_folder(const content_folder&) = delete;
+    content_folder& operator=(const content_folder&) = delete;
+
+    // `name` is none of the evidence's. False if the file is left out, or could not be written: then all later ones
+    // are.
+    bool put(const std::string& name, uni::byte_view bytes);
+
+    bool limit_hit() const { return m_limit_hit; }
+    const std::string& failed() const { return m_failed; }  // path of what could not be written; empty: none
+
+private:
+    bool open();
+    bool write(const std::string& name, uni::byte_view bytes) const;
+
+    const std::string m_path;
+    int m_folder = -1;
+    std::uint64_t m_bytes = 0;
+    std::uint32_t m_files = 0;
+    bool m_limit_hit = false;
+    std::string m_failed;
+};
+
+}  // namespace kest
