@@ -48,9 +48,9 @@ using line = event_line;
 
 constexpr field<line> fields[] = {
     {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
-    {{"not_after", 30, words}, 
+    {{"not_after", 30, words},
      [](sink& out, const line& of) {
-         if (of.shown.not_after != 0) out.time(of.shown.not_after);
+         if (of.shown.not_after != 0) out.latest_time(of.shown.not_after);
      }},
     {{"clock", 10, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
     {{"event", 24, words},
@@ -66,7 +66,7 @@ constexpr field<line> fields[] = {
     {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
     {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
     {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
-    {{"inode", 12, words}, 
+    {{"inode", 12, words},
      [](sink& out, const line& of) {
          if (of.shown.kind != event_kind::clock_set_back) out.number(of.shown.file.number());
      }},
