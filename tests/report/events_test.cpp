@@ -1176,6 +1176,9 @@ TEST(journal_events, stand_by_their_place_where_times_disagree) {
     EXPECT_EQ(with_journal(page, story().add({logged(shared), end()}).add(born_at(noon + 30 * minute)), columns),
               (texts{"journal|data_overwritten", "both|data_appended", "log|clock_set_back", "log|created",
                      "journal|data_truncated", "journal|clock_set_back", "journal|ads_data_overwritten"}));
+    EXPECT_EQ(with_journal(page_of({at_usn(0x1000, 0x1, noon + hour), shared}), story().add({logged(shared), end()}),
+                           columns),
+              (texts{"journal|data_overwritten", "journal|clock_set_back", "both|data_appended"}));
 }
 
 TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
