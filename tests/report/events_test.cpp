@@ -402,6 +402,8 @@ TEST(events, have_the_time_that_the_clock_showed) {
     };
     constexpr u64 half_second = 5'000'000;
     const std::vector<record> first = made(42, noon), last = made(43, after_noon(10));
+    std::vector<record> again = made(42, after_noon(30));
+    again.insert(again.begin(), of(42, to_record(0, 2, {}, first[0].redo, 0)));
     const auto a_to_b = renamed(40, u"a", u"b"), b_to_c = renamed(40, u"b", u"c");
     const std::tuple<const char*, std::vector<std::vector<record>>, texts> rows[] = {
         {"between two others", {first, a_to_b, last}, {"renamed|06|16|not_before"}},
@@ -423,6 +425,9 @@ TEST(events, have_the_time_that_the_clock_showed) {
         {"not by a time that is to come",
          {first, a_to_b, changed(41, 30, 30), last},
          {"renamed|06|16|not_before", "times_set|06|16|not_before"}},
+        {"not by a file record that is written again",
+         {first, a_to_b, again, last},
+         {"renamed|06|16|not_before", "times_copied|06|16|not_before", "link_added|06|16|not_before"}},
         {"by its own record", {first, a_to_b, only_changed(40, 3), last}, {"renamed|09||record"}},
         {"not by its own record where more changes",
          {first, a_to_b, changed(40, 3, 3), last},
