@@ -35,6 +35,8 @@ journal_events::journal_events(const uni::byte_source& file, const journal_outli
 void journal_events::report_until(std::uint64_t offset, std::uint64_t lsn, std::uint64_t time) {
     while (m_next != nullptr && m_next->place < offset && (time == no_limit || next_time() < time))
         report_next(lsn);
+    // That of a transaction of the log shows a clock that was set back before its events.
+    if (m_next != nullptr && m_next->place == offset) follow_clock(*m_next, m_facts.holds(*m_next));
 }
 
 // A record without a time is as late as the one before it.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <tuple>
+#include <utility>
 
 #include "events/file_changes.h"
 #include "format/time.h"
@@ -209,8 +210,9 @@ bool log_clock::fits(std::uint64_t ticks, std::uint64_t lsn) const {
     const std::uint64_t high = ends ? never : next->ticks;
     const std::uint64_t low = begins ? 0 : std::prev(next)->ticks;
     if (ends && !begins) return ticks >= low && ticks - low <= one_day;
-    if (is_set_back(low, high)) return ticks >= low || ticks <= high;
-    return low <= ticks && ticks <= high;
+    const bool is_late = !is_set_back(low, ticks);
+    const bool is_early = !is_set_back(ticks, high);
+    return is_set_back(low, high) ? is_late || is_early : is_late && is_early;
 }
 
 void log_clock::keep_agreeing() {
@@ -260,10 +262,10 @@ std::uint64_t log_clock::upper(std::uint64_t lsn) const {
 event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn) const {
     const moment& own = m_own[transaction];
     if (own.ticks != 0) return {own.ticks, 0, own.clock};
-    const std::uint64_t low = lower(lsn);
+    std::uint64_t low = lower(lsn);
     std::uint64_t high = upper(lsn);
     if (is_set_back(low, high)) return {};  // before it or after
-    high = std::max(high, low);
+    if (high < low) std::swap(low, high);   // two threads
     const std::uint64_t limit = m_limits[transaction];
     if (limit >= std::max<std::uint64_t>(low, 1)) high = std::min(high, limit);
     return {low, high == never ? 0 : high, event_clock::not_before};
@@ -276,7 +278,7 @@ event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn, std:
 
 bool log_clock::has_passed(std::uint64_t ticks, std::uint64_t lsn) const {
     const std::uint64_t high = upper(lsn);
-    if (high != never) return ticks <= high;
+    if (high != never) return !is_set_back(ticks, high);
     return m_moments.empty() || ticks <= m_moments.back().ticks + one_day;
 }
 

@@ -63,12 +63,12 @@ time_change judge_times(const standard_change& change, const time_circumstances&
         return {event_kind::written, modification.ticks()};
     }
     const compared_time record(change, mft_changed);
-    if (record.changed()) {
-        if (record.ticks() == known.last_event) return {};
-        return {event_kind::metadata_changed, record.ticks()};
-    }
+    const bool explained = record.changed() && record.ticks() == known.last_event;
+    if (record.changed() && !explained) return {event_kind::metadata_changed, record.ticks()};
     const compared_time access(change, accessed);
-    if (access.changed()) return {event_kind::read, access.ticks()};
+    if (access.changed() && !(explained && access.ticks() == known.last_event)) {
+        return {event_kind::read, access.ticks()};
+    }
     return {};
 }
 

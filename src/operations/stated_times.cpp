@@ -32,7 +32,9 @@ public:
     std::vector<stated_time> find() {
         for (std::uint32_t number = 0; number < m_log.chain_heads.size(); ++number) {
             m_images.clear();
-            m_new.clear();
+            m_taken.clear();
+            m_named.clear();
+            m_replaced.clear();
             for (const std::uint32_t position : m_log.records(m_log.chain_heads[number])) {
                 if (!m_states.rolled_back[position]) read(number, position);
             }
@@ -62,16 +64,23 @@ private:
         } else if (fact.kind == fact_kind::image) {
             time.ticks = time_of_image(fact.data);
             if (time.ticks != 0) m_images.push_back({fact.file.number(), time});
-        } else if (fact.kind == fact_kind::taken || fact.kind == fact_kind::entry_added) {
-            m_new.push_back(fact.file.number());
+        } else if (fact.kind == fact_kind::taken) {
+            m_taken.push_back(fact.file.number());
+        } else if (fact.kind == fact_kind::entry_added) {
+            m_named.push_back(fact.file.number());
+        } else if (fact.kind == fact_kind::image_before) {
+            m_replaced.push_back(fact.file.number());
         }
     }
 
-    // A record that is put to use was free before, or gets a name; any other is one that is written again.
+    // A record that is put to use was free before, or gets a name and has no bytes of before; any other is one that is
+    // written again.
     void add_images() {
-        std::ranges::sort(m_new);
+        for (auto* const list : {&m_taken, &m_named, &m_replaced})
+            std::ranges::sort(*list);
         for (const image& one : m_images) {
-            if (std::ranges::binary_search(m_new, one.number)) m_times.push_back(one.time);
+            const auto holds = [&one](const auto& list) { return std::ranges::binary_search(list, one.number); };
+            if (holds(m_taken) || (holds(m_named) && !holds(m_replaced))) m_times.push_back(one.time);
         }
     }
 
@@ -81,7 +90,9 @@ private:
     std::vector<stated_time> m_times;
     // Of the transaction at hand.
     std::vector<image> m_images;
-    std::vector<std::uint64_t> m_new;  // numbers of file records
+    std::vector<std::uint64_t> m_taken;  // numbers of file records
+    std::vector<std::uint64_t> m_named;
+    std::vector<std::uint64_t> m_replaced;
 };
 
 }  // namespace

@@ -52,7 +52,7 @@ constexpr field<line> fields[] = {
     {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
     {{"not_after", 30, words},
      [](sink& out, const line& of) {
-         if (of.shown.not_after != 0) out.time(of.shown.not_after);
+         if (of.shown.not_after != 0) out.latest_time(of.shown.not_after);
      }},
     {{"clock", 10, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
     {{"event", 24, words},

@@ -41,12 +41,17 @@ public:
     virtual void decimal(std::uint64_t value) = 0;
     virtual void truth(bool value) = 0;
     virtual void time(std::uint64_t ticks) = 0;
+    // The end of an interval, which no cut of digits makes earlier.
+    virtual void latest_time(std::uint64_t ticks) { time(ticks); }
     virtual void details(std::string_view value) = 0;  // in the notation of the sink
     // For a text that is built in place: append it to what `begin_text` returns, then `end_text`.
     virtual std::string& begin_text() = 0;
     virtual void end_text() = 0;
 
 protected:
+    // Rounded up.
+    static constexpr std::uint64_t whole_microseconds(std::uint64_t ticks) { return (ticks + 9) / 10 * 10; }
+
     std::size_t m_column = 0;
     std::string_view m_name;
 };

@@ -86,6 +86,7 @@ public:
     void decimal(std::uint64_t value) override { number(value); }
     void truth(bool value) override { m_line.truth(m_name, value); }
     void time(std::uint64_t ticks) override { m_line.time(m_name, ticks); }
+    void latest_time(std::uint64_t ticks) override { time(whole_microseconds(ticks)); }
     void details(std::string_view value) override {
         if (!value.empty()) m_line.object(m_name, value);
     }

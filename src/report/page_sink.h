@@ -48,6 +48,7 @@ public:
     void decimal(std::uint64_t value) override { number(value); }
     void truth(bool value) override;
     void time(std::uint64_t ticks) override;
+    void latest_time(std::uint64_t ticks) override { time(whole_microseconds(ticks)); }
     void details(std::string_view value) override;
     std::string& begin_text() override;
     void end_text() override { text(m_text); }

@@ -398,11 +398,14 @@ TEST(events, have_the_time_that_the_clock_showed) {
     const auto only_changed = [&](u64 number, u64 minutes) {
         return std::vector<record>{of(number, standard(16, pack(noon - hour), pack(after_noon(minutes)))), end()};
     };
-    const auto stamp = [&](u64 minutes) {
-        return std::vector<record>{logged({.file = file + 1, .time = after_noon(minutes), .reason = 0x8000'0000}),
-                                   end()};
+    const auto stamp = [&](u64 minutes, u64 less = 0) {
+        return std::vector<record>{
+            logged({.file = file + 1, .time = after_noon(minutes) - less, .reason = 0x8000'0000}), end()};
     };
+    constexpr u64 half_second = 5'000'000;
     const std::vector<record> first = made(42, noon), last = made(43, after_noon(10));
+    std::vector<record> again = made(42, after_noon(30));
+    again.insert(again.begin(), of(42, to_record(0, 2, {}, first[0].redo, 0)));
     const auto a_to_b = renamed(40, u"a", u"b"), b_to_c = renamed(40, u"b", u"c");
     const std::tuple<const char*, std::vector<std::vector<record>>, texts> rows[] = {
         {"between two others", {first, a_to_b, last}, {"renamed|06|16|not_before"}},
@@ -424,6 +427,9 @@ TEST(events, have_the_time_that_the_clock_showed) {
         {"not by a time that is to come",
          {first, a_to_b, changed(41, 30, 30), last},
          {"renamed|06|16|not_before", "times_set|06|16|not_before"}},
+        {"not by a file record that is written again",
+         {first, a_to_b, again, last},
+         {"renamed|06|16|not_before", "times_copied|06|16|not_before", "link_added|06|16|not_before"}},
         {"by its own record", {first, a_to_b, only_changed(40, 3), last}, {"renamed|09||record"}},
         {"not by its own record where more changes",
          {first, a_to_b, changed(40, 3, 3), last},
@@ -437,6 +443,12 @@ TEST(events, have_the_time_that_the_clock_showed) {
          {"renamed|||not_before", "clock_set_back|11||journal", "renamed|11|26|not_before",
           "clock_set_back|18||journal"}},
         {"after a journal record", {first, stamp(2), a_to_b}, {"renamed|08||not_before"}},
+        {"where two threads asked for the time",
+         {first, stamp(10), a_to_b, stamp(10, half_second)},
+         {"renamed|16:39.500000000|16|not_before"}},
+        {"by its folder, where another thread asked for the time before",
+         {first, a_to_b, changed(41, 3, 3), stamp(3, half_second)},
+         {"renamed|09||folder"}},
         {"its own journal record, or the latest",
          {{logged({.file = file, .time = after_noon(1), .reason = 0x8000}),
            logged({.file = file + 1, .time = after_noon(2), .reason = 0x8000}), came(file + 2, root, u"b"), end()}},
@@ -988,12 +1000,20 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
          {make, made(42, noon - hour), write(8, pack(noon, noon), pack(noon - hour + 9, noon - hour + 9)),
           made(43, noon - hour + 99)},
          {"created", "clock_set_back", "created", "written", "created"}},
+        {"while another thread asked for the time",
+         {make, write(8, pack(noon, noon), pack(noon + 9, noon + 9)), made(42, noon + 8)},
+         {"created", "written", "created"}},
         {"more bytes replaced than written", {write(24, pack(noon, u32{0x20}), pack(noon + hour))}, {"read"}},
         {"more bytes written than replaced", {write(24, pack(noon), pack(noon + hour, u32{0x21}))}, {"read"}},
         {"written and read",
          {make, write(8, pack(noon, noon, noon), pack(noon + 1, noon + 1, noon + 1))},
          {"created", "written"}},
         {"changed", {make, write(16, pack(noon, noon), pack(noon + 1, noon + 1))}, {"created", "metadata_changed"}},
+        {"read before it was renamed",
+         {{logged({.file = file, .time = noon + 5, .reason = 0x8000'2000}), went(file, root, u"a"),
+           came(file, root, u"b"), end()},
+          write(16, pack(noon, noon), pack(noon + 5, noon + 3))},
+         {"renamed", "read"}},
         {"a journal record says more of it",
          {{journal(0x1), standard(8, pack(noon, noon), pack(noon + 1, noon + 1)), end()}},
          {"written"}},
@@ -1340,6 +1360,9 @@ TEST(journal_events, stand_by_their_place_where_times_disagree) {
     EXPECT_EQ(with_journal(page, story().add({logged(shared), end()}).add(born_at(noon + 30 * minute)), columns),
               (texts{"journal|data_overwritten", "both|data_appended", "log|clock_set_back", "log|created",
                      "journal|data_truncated", "journal|clock_set_back", "journal|ads_data_overwritten"}));
+    EXPECT_EQ(with_journal(page_of({at_usn(0x1000, 0x1, noon + hour), shared}), story().add({logged(shared), end()}),
+                           columns),
+              (texts{"journal|data_overwritten", "journal|clock_set_back", "both|data_appended"}));
 }
 
 TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {
