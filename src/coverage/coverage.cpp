@@ -4,6 +4,7 @@
 
 #include "coverage/logged_facts.h"
 #include "format/time.h"
+#include "history/file_history.h"
 #include "logfile/volume_geometry.h"
 
 namespace kest {
@@ -81,9 +82,25 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
     if (coverage.gaps) find_gap_times(*coverage.gaps, times);
 }
 
+copy_tally compare_replayed(const evidence& stores) {
+    copy_tally tally;
+    const transaction_states states = find_transaction_states(stores.log);
+    const std::vector<std::uint32_t> numbers = number_transactions(stores.log);
+    compare_copies({.log = stores.log,
+                    .transactions = {numbers, states.rolled_back},
+                    .inodes = stores.inodes,
+                    .geometry = find_volume_geometry(stores.log),
+                    .check = [&tally](const copied_record&, const copy_comparison& found) {
+                        ++tally.compared;
+                        ++(found.differs ? tally.differing : tally.equal);
+                    }});
+    return tally;
+}
+
 mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged) {
     mft_coverage found;
     found.fit = compare_mft(stores, logged);
+    found.replayed = compare_replayed(stores);
     for (const inode_record& record : stores.inodes.records) {
         ++found.records;
         if (record.lsn != 0) found.lsns.add(record.lsn);

@@ -15,15 +15,6 @@ namespace kest {
 
 namespace {
 
-std::vector<std::uint32_t> number_transactions(const log_store& log) {
-    std::vector<std::uint32_t> numbers(log.entries.size(), transaction_view::none);
-    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
-        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
-            numbers[position] = chain;
-    }
-    return numbers;
-}
-
 volume_geometry geometry_of(const event_inputs& inputs) {
     volume_geometry geometry = find_volume_geometry(inputs.log);
     if (inputs.cluster_size) geometry.stated_cluster = inputs.cluster_size;
@@ -71,7 +62,7 @@ public:
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
           m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
-          m_history({inputs.log, {m_numbers, m_states.rolled_back}, inputs.inodes, m_geometry}),
+          m_history({inputs.log, {m_numbers, m_states.rolled_back}, inputs.inodes, m_geometry, difference_check()}),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
@@ -91,8 +82,11 @@ public:
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
             report(number);
+            if (!m_differences.empty()) m_bounds.push_back(m_bound);
         }
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
+        for (const mft_difference& difference : m_differences)
+            report(difference);
     }
 
     // The file is read twice, and either time may fail.
@@ -239,6 +233,20 @@ private:
         learn(all.front());
     }
 
+    copy_check difference_check() {
+        return [this](const copied_record& record, const copy_comparison& compared) {
+            if (compared.differs) m_differences.push_back(describe_difference(record, compared));
+        };
+    }
+
+    void report(const mft_difference& difference) {
+        event_subject subject;
+        subject.file = difference.file;
+        subject.is_folder = m_names.is_directory(difference.file);
+        set_time(subject, {}, {}, m_bounds[m_numbers[difference.proof]]);
+        m_writer.write(difference, subject);
+    }
+
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
     void learn(const file_changes& changes) {
         const auto touches = [this](const owned_change& one) {
@@ -270,6 +278,7 @@ private:
     const transaction_states m_states;
     const volume_geometry m_geometry;
     const std::uint64_t m_highest_lsn;
+    std::vector<mft_difference> m_differences;
     const file_history m_history;
     log_facts m_facts;
     file_names m_names;
@@ -282,7 +291,8 @@ private:
     event_writer m_writer;
     std::span<const record_change> m_changes_left;  // of this transaction and those after it
     const event_progress& m_progress;
-    std::uint64_t m_bound = 0;  // the latest time that an earlier transaction had of its own
+    std::uint64_t m_bound = 0;            // the latest time that an earlier transaction had of its own
+    std::vector<std::uint64_t> m_bounds;  // after each transaction; only where the MFT copy differs
     // Of the transaction at hand.
     std::vector<const log_fact*> m_file_facts;   // by file
     std::vector<owned_change> m_file_changes;    // likewise

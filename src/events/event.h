@@ -25,6 +25,7 @@ enum class event_kind : std::uint8_t {
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
+    mft_differs,   // the MFT copy is not what the log wrote last
     reason_given,  // what only a journal record says
 };
 
@@ -63,6 +64,7 @@ struct event_values {
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
+    std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
 };
 
 // What all events of one file in one transaction have in common, or all of one record of a journal file.

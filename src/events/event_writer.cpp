@@ -38,19 +38,32 @@ bool is_about_data(event_kind kind) {
 }  // namespace
 
 void event_writer::write(const found_event& found, const event_subject& subject) {
-    static_cast<event_header&>(m_event) = subject;
-    m_event.kind = found.kind;
-    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
-    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
-    set_paths(found, subject);
+    begin(found, subject);
     if (m_event.of_system) return;
-    m_event.before = m_event.after = {};
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
         m_event.given_reason = row.bits;
         if ((found.new_reasons & row.bits) != 0) m_listener(m_event);
     }
+}
+
+void event_writer::write(const mft_difference& difference, const event_subject& subject) {
+    begin({.kind = event_kind::mft_differs, .proof = difference.proof}, subject);
+    m_event.before = difference.before;
+    m_event.before.name = std::span(difference.old_name);
+    m_event.after = difference.after;
+    m_event.after.name = std::span(difference.new_name);
+    m_listener(m_event);
+}
+
+void event_writer::begin(const found_event& found, const event_subject& subject) {
+    static_cast<event_header&>(m_event) = subject;
+    m_event.kind = found.kind;
+    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
+    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
+    set_paths(found, subject);
+    m_event.before = m_event.after = {};
 }
 
 // Where the event itself does not name the file, its name is looked up.
@@ -144,6 +157,8 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::attributes_set:
             set_flags(*standard);
+            break;
+        case event_kind::mft_differs:
             break;
         case event_kind::reason_given:
             before.reasons = found.known_reasons;

@@ -4,6 +4,7 @@
 
 #include "events/event.h"
 #include "events/file_events.h"
+#include "events/mft_differences.h"
 
 namespace kest {
 
@@ -14,8 +15,10 @@ public:
         : m_context(context), m_listener(listener) {}
 
     void write(const found_event& found, const event_subject& subject);
+    void write(const mft_difference& difference, const event_subject& subject);
 
 private:
+    void begin(const found_event& found, const event_subject& subject);
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
     void set_values(const found_event& found);

@@ -14,11 +14,15 @@ constexpr std::uint64_t one_hour = 3600 * std::uint64_t{10'000'000};  // ticks
 // Bits above are marks of the index entry, which come and go by themselves.
 constexpr std::uint32_t attribute_bits = 0x0FFF'FFFF;
 
-// Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends.
+// Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends. Others cover none.
 constexpr std::uint32_t covered_reasons[] = {
     usn_reasons::created, deleted,    old_name | new_name, old_name | new_name, hard_link, hard_link, stream, stream, 0,
-    basic_info,           basic_info, reparse_point,       reparse_point,       object_id, 0};
-static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
+    basic_info,           basic_info, reparse_point,       reparse_point,       object_id};
+
+constexpr std::uint32_t reasons_covered_by(event_kind kind) {
+    const auto at = static_cast<std::size_t>(kind);
+    return at < std::size(covered_reasons) ? covered_reasons[at] : 0;
+}
 
 // What became of an attribute of a file, which is `born` if this transaction creates it.
 std::optional<event_kind> attribute_event(const joined_change& change, bool born) {
@@ -88,7 +92,7 @@ void file_events::describe(event_subject& subject) {
 }
 
 found_event& file_events::add(event_kind kind, std::uint32_t proof, unsigned rank) {
-    m_covered |= covered_reasons[static_cast<std::size_t>(kind)];
+    m_covered |= reasons_covered_by(kind);
     return m_out.emplace_back(
         found_event{.kind = kind, .rank = static_cast<std::uint8_t>(rank), .subject = m_subject, .proof = proof});
 }

@@ -40,6 +40,7 @@ constexpr std::string_view kind_words[] = {
     "reparse_point_set",
     "reparse_point_removed",
     "object_id_set",
+    "mft_differs",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
 // What comes before the path in a sentence.
@@ -58,6 +59,7 @@ constexpr std::string_view kind_verbs[] = {
     "set a reparse point on ",
     "removed the reparse point of ",
     "set the object identifier of ",
+    "the MFT copy is not what the log wrote of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
@@ -132,6 +134,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
+    if (values.record_offset) details.number("record_offset", *values.record_offset);
     details.close_group();
 }
 

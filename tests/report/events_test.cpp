@@ -534,7 +534,8 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
         const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
         EXPECT_EQ(log.events("path,known", {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
     }
-    const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000}}, 41));
+    const bytes as_logged = resident(0x10, pack(at{32}, u32{0x21}, at{72}));
+    const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000, .attributes = {as_logged}}}, 41));
     EXPECT_EQ(log.events("path,known,seq", {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part|"});
     const record name = of_41(got(root, u"x"));
     const memory_file in_use(mft_image({{.number = 0}, {}}, 41));
@@ -554,6 +555,33 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
                   .add({name, end()})
                   .events("inode,seq", {"-mftfile", extended.path()}),
               (texts{"41|1", "41|1"}));
+}
+
+TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
+    constexpr u64 last = 1000, other = 1010;
+    const auto copy = [](u64 lsn, u64 modified, u64 accessed, const std::u16string& name = u"a", u8 content = 'x') {
+        return file_record{
+            .number = 40,
+            .lsn = lsn,
+            .attributes = {resident(0x10, pack(noon, modified, noon, accessed, at{72})),
+                           name_image{.name = name}.attribute(), resident(0x80, bytes(8, content), {.id = 3})}};
+    };
+    record step = to_record(2, 0, copy(last, noon, noon).image(), {}, 0);
+    step.redo.resize(416);
+    const story log = story().add({step, end()});
+    const std::tuple<file_record, texts> rows[] = {
+        {copy(last, noon, noon), {}},
+        {copy(last, noon, noon + 1, u"a", 'y'), {}},  // which is not logged
+        {copy(other, noon + 1, noon), {}},            // of another moment
+        {copy(last, noon + 10'000'000, noon),
+         {R"(mft_differs|after|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104"];)"
+          R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104"])"}},
+        {copy(last, noon, noon, u"b"),
+         {R"(mft_differs|after|before=["name":"a";"record_offset":"258"];after=["name":"b";"record_offset":"258"])"}}};
+    for (const auto& [record, told] : rows) {
+        const memory_file mft(mft_image({{.number = 0}, record}, 41));
+        EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), told);
+    }
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
