@@ -67,8 +67,9 @@ public:
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
+          m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
           m_journals(find_journals(m_facts, m_history)),
-          m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_journals, m_past},
+          m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_descriptors, m_journals, m_past},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
@@ -284,6 +285,7 @@ private:
     file_names m_names;
     folder_paths m_paths;
     file_tunneling m_tunneling;
+    const security_descriptors m_descriptors;
     const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
     const event_context m_context;

@@ -25,6 +25,7 @@ enum class event_kind : std::uint8_t {
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
+    owner_set,     // another owner by the security descriptor
     mft_differs,   // the MFT copy is not what the log wrote last
     reason_given,  // what only a journal record says
 };
@@ -64,6 +65,7 @@ struct event_values {
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
+    uni::byte_view owner;                        // SID, whole; empty: not known
     std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
 };
 

@@ -120,6 +120,16 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::created:
             if (found.record != nullptr) after.is_directory = found.record->after.directory;
             if (standard != nullptr) take_times(after, standard->after);
+            if (found.record != nullptr) after.owner = owner_after(*found.record, standard);
+            break;
+        case event_kind::owner_set:
+            if (standard != nullptr) {
+                before.owner = m_context.descriptors.owner_of(standard->before.security_id);
+                after.owner = m_context.descriptors.owner_of(standard->after.security_id);
+            } else {
+                before.owner = owner_in(found.attribute.state_before());
+                after.owner = owner_in(found.attribute.state_after());
+            }
             break;
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
@@ -165,6 +175,17 @@ void event_writer::set_values(const found_event& found) {
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
             break;
     }
+}
+
+uni::byte_view event_writer::owner_after(const record_change& record, const standard_change* standard) const {
+    if (standard != nullptr) {
+        const uni::byte_view owner = m_context.descriptors.owner_of(standard->after.security_id);
+        if (!owner.empty()) return owner;
+    }
+    for (const attribute_change& change : m_context.history.attributes_of(record)) {
+        if (change.type == attribute_type::security_descriptor) return owner_in(change.after);
+    }
+    return {};
 }
 
 // Where one side is known in part only, the bits that are known to have changed.

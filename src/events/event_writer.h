@@ -22,6 +22,7 @@ private:
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
     void set_values(const found_event& found);
+    uni::byte_view owner_after(const record_change& record, const standard_change* standard) const;
     void set_flags(const standard_change& change);
 
     const event_context& m_context;

@@ -41,6 +41,10 @@ std::optional<event_kind> attribute_event(const joined_change& change, bool born
     return std::nullopt;
 }
 
+bool is_other_owner(uni::byte_view was, uni::byte_view is) {
+    return !was.empty() && !is.empty() && !std::ranges::equal(was.bytes(), is.bytes());
+}
+
 }  // namespace
 
 void file_events::find(const file_changes& changes, event_subject& subject, std::uint32_t index) {
@@ -56,11 +60,13 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
         for (const joined_change& change : m_attributes) {
             if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
             find_new_size(change);
+            find_new_owner(change);
         }
         for (const owned_change& one : changes.records) {
             const standard_change* const standard = m_context.history.standard_of(*one.record);
             if (standard != nullptr && one.record->number == changes.file.number()) {
                 find_standard(*one.record, *standard);
+                find_new_owner(*one.record, *standard);
             }
         }
     }
@@ -242,6 +248,21 @@ void file_events::find_standard(const record_change& record, const standard_chan
     if (((had.value ^ has.value) & had.known & has.known & attribute_bits) != 0) {
         add(event_kind::attributes_set, change.proof).record = &record;
     }
+}
+
+// Older systems keep the descriptor in the file record.
+void file_events::find_new_owner(const joined_change& change) {
+    if (change.type() != attribute_type::security_descriptor) return;
+    const uni::byte_view was = owner_in(change.state_before());
+    const uni::byte_view is = owner_in(change.state_after());
+    if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof()).attribute = change;
+}
+
+void file_events::find_new_owner(const record_change& record, const standard_change& change) {
+    if (change.before.security_id == change.after.security_id) return;
+    const uni::byte_view was = m_context.descriptors.owner_of(change.before.security_id);
+    const uni::byte_view is = m_context.descriptors.owner_of(change.after.security_id);
+    if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof).record = &record;
 }
 
 bool file_events::has_benign_cause(const standard_change& change, std::uint32_t set_back, bool new_creation) const {

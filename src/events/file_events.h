@@ -7,6 +7,7 @@
 #include "events/file_changes.h"
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
+#include "events/security_descriptors.h"
 
 namespace kest {
 
@@ -26,6 +27,7 @@ struct event_context {
     const file_names& names;
     folder_paths& paths;
     file_tunneling& tunneling;
+    const security_descriptors& descriptors;
     const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;  // by file reference
 };
@@ -73,6 +75,8 @@ private:
     std::optional<file_name_view> name_at_birth() const;
     void find_new_size(const joined_change& change);
     void find_standard(const record_change& record, const standard_change& change);
+    void find_new_owner(const joined_change& change);
+    void find_new_owner(const record_change& record, const standard_change& change);
     bool has_benign_cause(const standard_change& change, std::uint32_t set_back, bool new_creation) const;
     bool is_tunneled(const standard_change& change) const;
     bool is_copy(const standard_change& change, std::uint32_t set_back) const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "format/number.h"
+#include "format/sid.h"
 #include "journal/usn_record.h"
 #include "operations/decoders.h"
 
@@ -40,6 +41,7 @@ constexpr std::string_view kind_words[] = {
     "reparse_point_set",
     "reparse_point_removed",
     "object_id_set",
+    "owner_set",
     "mft_differs",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
@@ -59,6 +61,7 @@ constexpr std::string_view kind_verbs[] = {
     "set a reparse point on ",
     "removed the reparse point of ",
     "set the object identifier of ",
+    "set the owner of ",
     "the MFT copy is not what the log wrote of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
@@ -108,6 +111,13 @@ void append_short_path(std::string& out, std::string_view path) {
     out.append("...").append(end);
 }
 
+void write_owner(details_writer& details, uni::byte_view owner) {
+    std::string sid;
+    append_sid(sid, owner);
+    details.field("owner", sid);
+    if (const auto name = well_known_name(sid); !name.empty()) details.field("owner_name", name);
+}
+
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
     details.open_group(side);
     for (std::size_t at = 0; at < values.times.size(); ++at) {
@@ -134,6 +144,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
+    if (!values.owner.empty()) write_owner(details, values.owner);
     if (values.record_offset) details.number("record_offset", *values.record_offset);
     details.close_group();
 }

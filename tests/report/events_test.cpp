@@ -584,6 +584,74 @@ TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
     }
 }
 
+// A self-relative descriptor whose owner has two parts.
+bytes descriptor(u32 owner) {
+    return pack(u16{1}, u16{0x8000}, u32{20}, at{20}, u8{1}, u8{2}, at{27}, u8{5}, u32{32}, owner);
+}
+// Goes to $SDS at 0x1100, if the cluster is not another one.
+record described(u32 id, const bytes& value, u64 stated_offset = 0x1100, u64 vcn = 1) {
+    u32 hash = 0;
+    for (std::size_t at = 0; at + 4 <= value.size(); at += 4) {
+        u32 word;
+        std::memcpy(&word, &value[at], sizeof word);
+        hash = std::rotl(hash, 3) + word;
+    }
+    return {.redo_op = 8,
+            .attribute_offset = 0x100,
+            .vcn = vcn,
+            .redo = pack(hash, id, stated_offset, static_cast<u32>(20 + value.size()), value)};
+}
+
+TEST(events, say_whose_a_new_file_is) {
+    const auto own = [](const bytes& attribute, u32 id = 0x105) {
+        record step =
+            written({.attributes = {resident(0x10, pack(at{52}, id, at{72})), name_image{}.attribute(), attribute}});
+        step.undo = {};
+        return step;
+    };
+    const bytes none = resident(0x80, {}, {.id = 3});
+    bytes far = descriptor(544), many = descriptor(544);
+    put(far, 4, u32{28});  // its owner ends after it
+    many[21] = 16;
+    bytes cut = described(0x105, descriptor(544)).redo, changed = cut;
+    cut.pop_back();
+    changed.back() ^= 1;  // so that its hash is another one
+    const auto stored = [](const bytes& redo) {
+        record step = described(0, {});
+        step.redo = redo;
+        return step;
+    };
+    const std::string admins = R"("owner":"S-1-5-32-544";"owner_name":"BUILTIN\Administrators")";
+    const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
+        {"by identifier", {described(0x105, descriptor(544)), own(none)}, admins},
+        {"not well known", {described(0x105, descriptor(77)), own(none)}, R"("owner":"S-1-5-32-77")"},
+        {"in the second copy of the block", {described(0x105, descriptor(544), 0x1100, 65), own(none)}, admins},
+        {"of another identifier", {described(0x106, descriptor(544)), own(none)}, ""},
+        {"not where it says that it stands", {described(0x105, descriptor(544), 0x1200), own(none)}, ""},
+        {"two owners for one", {described(0x105, descriptor(544)), described(0x105, descriptor(545)), own(none)}, ""},
+        {"cut", {stored(cut), own(none)}, ""},
+        {"another hash", {stored(changed), own(none)}, ""},
+        {"an owner that is cut", {described(0x105, far), own(none)}, ""},
+        {"too many parts", {described(0x105, many), own(none)}, ""},
+        {"in the file record", {own(resident(0x50, descriptor(544), {.id = 3}))}, admins},
+        {"in the file record, cut", {own(resident(0x50, part(descriptor(544), 0, 35), {.id = 3}))}, ""},
+    };
+    for (const auto& [what, steps, told] : rows) {
+        std::vector<record> all = steps;
+        all.push_back(came(file, root, u"a"));
+        all.push_back(end());
+        const texts found = story().add(all).events("details");
+        ASSERT_EQ(found.size(), 1u) << what;
+        const std::size_t owner = std::min(found[0].find(R"("owner)"), found[0].size() - 1);
+        EXPECT_EQ(found[0].substr(owner, found[0].size() - 1 - owner), told) << what;
+    }
+    const story given = story().add({described(0x105, descriptor(544)), described(0x106, descriptor(545)),
+                                     standard(52, pack(u32{0x105}), pack(u32{0x106})), end()});
+    EXPECT_EQ(given.events("event,details"),
+              texts{R"(owner_set|before=["owner":"S-1-5-32-544";"owner_name":"BUILTIN\Administrators"];)"
+                    R"(after=["owner":"S-1-5-32-545";"owner_name":"BUILTIN\Users"])"});
+}
+
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
     const std::tuple<u16, u16, u16, texts> rows[] = {
         {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]\\a|mft", "attributes_set|<unk_path>\\|part"}},
