@@ -24,7 +24,8 @@ void gather_restart_pages(log_coverage& coverage, const log_store& log) {
 
 void gather_records(log_coverage& coverage, const log_store& log) {
     coverage.records_stored = log.entries.size();
-    coverage.transactions = tally_transactions(log, find_transaction_states(log));
+    const transaction_states states = find_transaction_states(log);
+    coverage.transactions = tally_transactions(log, states);
     const transaction_tally& tally = coverage.transactions;
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)
@@ -32,6 +33,8 @@ void gather_records(log_coverage& coverage, const log_store& log) {
     const volume_geometry geometry = find_volume_geometry(log);
     coverage.cluster_size = geometry.voted_cluster;
     coverage.cluster_size_fit = fit_text(geometry);
+    coverage.clock_changes =
+        find_clock_changes(find_stated_times(log, states, {geometry.cluster_size(), geometry.record_size()}));
 }
 
 void gather_pages(log_coverage& coverage, const log_store& log) {

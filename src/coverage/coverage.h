@@ -13,6 +13,7 @@
 #include "logfile/page.h"
 #include "logfile/restart_page.h"
 #include "logfile/transaction_states.h"
+#include "operations/stated_times.h"
 #include "options/logfile_options.h"
 
 namespace kest {
@@ -84,6 +85,7 @@ struct log_coverage {
 
     value_range journal_times;  // of the journal records in the log
     value_range journal_usns;
+    std::vector<clock_change> clock_changes;    // where it was set back
     value_range record_times;                   // last changes that log records set
     std::optional<std::uint32_t> cluster_size;  // bytes
     std::string cluster_size_fit;               // what speaks against it; empty: nothing does

@@ -6,7 +6,6 @@
 #include <tuple>
 #include <utility>
 
-#include "events/event_times.h"
 #include "events/event_writer.h"
 #include "events/journal_events.h"
 #include "logfile/volume_geometry.h"
@@ -68,11 +67,15 @@ public:
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
           m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
+          m_clock(inputs.log, m_facts, m_history,
+                  find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
-          m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_descriptors, m_journals, m_past},
+          m_context{m_log,   m_history, m_names,    m_paths, m_tunneling, m_descriptors,
+                    m_clock, m_numbers, m_journals, m_past},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
+          m_set_back(m_clock.set_back()),
           m_progress(progress) {
         if (m_history.limits_hit()) inputs.omitted.changes = true;
         if (inputs.journal != nullptr) open_journal(*inputs.journal, listener);
@@ -83,7 +86,6 @@ public:
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
             report(number);
-            if (!m_differences.empty()) m_bounds.push_back(m_bound);
         }
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
         for (const mft_difference& difference : m_differences)
@@ -119,14 +121,14 @@ private:
 
     // Reports what the journal file has before the transaction that is next. One whose journal record stands in the
     // file comes where that does. Another one comes by its time, but before what later transactions have there.
-    void report_journal(std::uint32_t number, const transaction_facts& transaction, const proved_times& times) {
+    void report_journal(const transaction_facts& transaction) {
         if (!m_journal) return;
         const std::uint64_t lsn = m_log.entries[transaction.head].this_lsn;
         const std::uint64_t offset = journal_offset_of(transaction);
         if (offset != log_fact::not_in_file) {
             m_journal->report_until(offset, lsn);
-        } else if (times.own() != 0) {
-            m_journal->report_until(m_limits[number], lsn, times.own());
+        } else if (const event_time when = m_clock.time_of(transaction.number, lsn); when.time != 0) {
+            m_journal->report_until(m_limits[transaction.number], lsn, when.time);
         }
         m_names.set_journal_offset(m_journal->offset());
     }
@@ -138,21 +140,24 @@ private:
         const std::span<const record_change> changes(m_changes_left.begin(), rest);
         m_changes_left = {rest, m_changes_left.end()};
         if (transaction.facts.empty() && changes.empty()) return;
-        proved_times times;
-        for (const log_fact& fact : transaction.facts)
-            times.add(fact);
-        for (const record_change& change : changes)
-            times.add(m_history, change);
-        report_journal(number, transaction, times);
+        report_journal(transaction);
+        report_clock(number);
         m_found.clear();
         m_subjects.clear();
         group_by_file(transaction, changes);
-        find_events(transaction, times);
+        find_events(transaction);
         const auto key = [](const found_event& found) { return std::pair(found.proof, found.rank); };
         if (!std::ranges::is_sorted(m_found, {}, key)) std::ranges::stable_sort(m_found, {}, key);
         for (const found_event& found : m_found)
             m_writer.write(found, m_subjects[found.subject]);
-        m_bound = std::max(m_bound, times.own());
+    }
+
+    // That the clock was set back comes before the transaction that shows it.
+    void report_clock(std::uint32_t number) {
+        while (!m_set_back.empty() && m_set_back.front().after.transaction <= number) {
+            m_writer.write(m_set_back.front());
+            m_set_back = m_set_back.subspan(1);
+        }
     }
 
     // Of each file what stands comes before what was rolled back.
@@ -191,7 +196,7 @@ private:
         return {inode_ref(number, *sequence)};
     }
 
-    void find_events(const transaction_facts& transaction, const proved_times& times) {
+    void find_events(const transaction_facts& transaction) {
         std::span<const log_fact* const> facts = m_file_facts;
         std::span<const owned_change> changes = m_file_changes;
         const auto take = [](auto& from, auto&& belongs) {
@@ -209,29 +214,24 @@ private:
             const auto change_stands = [&](const auto& one) { return has_change(one) && !one.record->rolled_back; };
             const file_changes standing{file, transaction, take(facts, stands), take(changes, change_stands)};
             const file_changes rolled_back{file, transaction, take(facts, has_fact), take(changes, has_change), true};
-            if (!is_system_file(file.number())) find_events_of({standing, rolled_back}, times);
+            if (!is_system_file(file.number())) find_events_of({standing, rolled_back});
         }
     }
 
     // All that the transaction has of one file.
-    void find_events_of(const std::array<file_changes, 2>& all, const proved_times& times) {
+    void find_events_of(const std::array<file_changes, 2>& all) {
         event_subject subject;
-        proved_times own;
+        const std::size_t first = m_subjects.size();
         for (const file_changes& some : all) {
-            for (const log_fact* const fact : some.facts) {
-                own.add(*fact);
-                if (fact->in_journal_file()) subject.source = event_source::both;
-            }
-            for (const owned_change& one : some.records)
-                own.add(m_history, *one.record);
+            const auto in_file = [](const log_fact* fact) { return fact->in_journal_file(); };
+            if (std::ranges::any_of(some.facts, in_file)) subject.source = event_source::both;
         }
-        set_time(subject, own, times, m_bound);
         for (const file_changes& some : all) {
             if (some.facts.empty() && some.records.empty()) continue;
             m_subjects.push_back(subject);
             m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
-        learn(all.front());
+        learn(all.front(), m_subjects[first].journal_time);
     }
 
     copy_check difference_check() {
@@ -244,12 +244,12 @@ private:
         event_subject subject;
         subject.file = difference.file;
         subject.is_folder = m_names.is_directory(difference.file);
-        set_time(subject, {}, {}, m_bounds[m_numbers[difference.proof]]);
+        subject.transaction = m_numbers[difference.proof];
         m_writer.write(difference, subject);
     }
 
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
-    void learn(const file_changes& changes) {
+    void learn(const file_changes& changes, std::uint64_t journal_time) {
         const auto touches = [this](const owned_change& one) {
             return one.record->standard != 0 || one.record->before != one.record->after ||
                    !std::ranges::all_of(m_history.attributes_of(*one.record), has_both_sides);
@@ -257,21 +257,19 @@ private:
         if (changes.file.sequence() == 0) return;
         if (changes.facts.empty() && std::ranges::none_of(changes.records, touches)) return;
         file_past& past = m_past[changes.file.value()];
-        past.just_created = false;
         for (const log_fact* const fact : changes.facts) {
             if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
             if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
-        std::uint64_t birth_time = 0;
+        const event_time when =
+            m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn);
+        if (when.clock != event_clock::not_before) past.last_event = journal_time != 0 ? journal_time : when.time;
         for (const owned_change& one : changes.records) {
-            if (!one.record->is_birth()) continue;
-            past.just_created = true;
             const standard_change* const standard = m_history.standard_of(*one.record);
-            if (standard == nullptr) continue;
-            for (const auto& time : standard->after.times)
-                birth_time = std::max(birth_time, time.whole().value_or(0));
+            if (!one.record->is_birth() || one.lost || standard == nullptr) continue;
+            past.birth_time = standard->after.times[2].whole().value_or(0);
+            past.birth_transaction = changes.transaction.number;
         }
-        if (past.birth_time == 0) past.birth_time = birth_time;
     }
 
     const log_store& m_log;
@@ -286,15 +284,15 @@ private:
     folder_paths m_paths;
     file_tunneling m_tunneling;
     const security_descriptors m_descriptors;
+    const log_clock m_clock;
     const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
     const event_context m_context;
     file_events m_file_events;
     event_writer m_writer;
     std::span<const record_change> m_changes_left;  // of this transaction and those after it
+    std::span<const clock_change> m_set_back;       // likewise
     const event_progress& m_progress;
-    std::uint64_t m_bound = 0;            // the latest time that an earlier transaction had of its own
-    std::vector<std::uint64_t> m_bounds;  // after each transaction; only where the MFT copy differs
     // Of the transaction at hand.
     std::vector<const log_fact*> m_file_facts;   // by file
     std::vector<owned_change> m_file_changes;    // likewise

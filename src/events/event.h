@@ -21,13 +21,18 @@ enum class event_kind : std::uint8_t {
     stream_removed,
     resized,
     times_set,
+    times_copied,
+    written,
+    read,
+    metadata_changed,
     attributes_set,
     reparse_point_set,
     reparse_point_removed,
     object_id_set,
-    owner_set,     // another owner by the security descriptor
-    mft_differs,   // the MFT copy is not what the log wrote last
-    reason_given,  // what only a journal record says
+    clock_set_back,  // of no file
+    owner_set,       // another owner by the security descriptor
+    mft_differs,     // the MFT copy is not what the log wrote last
+    reason_given,    // what only a journal record says
 };
 
 // Where the event is from.
@@ -40,7 +45,8 @@ enum class event_source : std::uint8_t {
 // Where a time is from.
 enum class event_clock : std::uint8_t {
     journal,    // a journal record: of the transaction, or of the journal file
-    record,     // a time that the transaction sets, by the system's clock
+    record,     // a time that the system gives to the file's record
+    folder,     // the times of the folder in which a name was added, removed or changed
     not_before  // no time of its own: the event is not earlier than the time shown
 };
 
@@ -65,15 +71,23 @@ struct event_values {
     std::optional<std::uint32_t> reparse_tag;
     uni::byte_view object_id;
     std::optional<std::uint32_t> reasons;
-    uni::byte_view owner;                        // SID, whole; empty: not known
+    std::uint64_t clock = 0;                          // ticks, as the system's clock showed them; 0: not stated
+    std::optional<std::uint64_t> since_creation;      // ticks
+    std::optional<std::uint32_t> transactions_since;  // the creation
+    uni::byte_view owner;                             // SID, whole; empty: not known
     std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
 };
 
-// What all events of one file in one transaction have in common, or all of one record of a journal file.
-struct event_header {
-    std::uint64_t time = 0;  // ticks; 0: there is none
-    event_source source = event_source::log;
+// When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.
+struct event_time {
+    std::uint64_t time = 0;
+    std::uint64_t not_after = 0;
     event_clock clock = event_clock::not_before;
+};
+
+// What all events of one file in one transaction have in common, or all of one record of a journal file.
+struct event_header : event_time {
+    event_source source = event_source::log;
     event_state state = event_state::done;
     bool cut = false;  // the transaction's beginning is lost
     inode_ref file;    // sequence number 0: not known

@@ -40,6 +40,7 @@ bool is_about_data(event_kind kind) {
 void event_writer::write(const found_event& found, const event_subject& subject) {
     begin(found, subject);
     if (m_event.of_system) return;
+    set_time(found, subject);
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
@@ -50,6 +51,8 @@ void event_writer::write(const found_event& found, const event_subject& subject)
 
 void event_writer::write(const mft_difference& difference, const event_subject& subject) {
     begin({.kind = event_kind::mft_differs, .proof = difference.proof}, subject);
+    const std::uint64_t bound = m_context.clock.time_of(subject.transaction, m_event.lsn).time;
+    static_cast<event_time&>(m_event) = {bound, 0, event_clock::not_before};
     m_event.before = difference.before;
     m_event.before.name = std::span(difference.old_name);
     m_event.after = difference.after;
@@ -64,6 +67,32 @@ void event_writer::begin(const found_event& found, const event_subject& subject)
     m_event.file_offset = m_context.log.entries[found.proof].file_offset;
     set_paths(found, subject);
     m_event.before = m_event.after = {};
+}
+
+void event_writer::set_time(const found_event& found, const event_subject& subject) {
+    event_time& time = m_event;
+    const bool dates_itself = found.kind == event_kind::written || found.kind == event_kind::read ||
+                              found.kind == event_kind::metadata_changed;
+    if (dates_itself && m_context.clock.has_passed(found.own_time, m_event.lsn) && found.own_time != 0) {
+        // The file record may be written long after.
+        time = {found.own_time, 0, event_clock::record};
+    } else if (subject.journal_time != 0) {
+        time = {subject.journal_time, 0, event_clock::journal};
+    } else {
+        time = m_context.clock.time_of(subject.transaction, m_event.lsn, found.own_time);
+    }
+}
+
+void event_writer::write(const clock_change& change) {
+    m_event = {};
+    const stated_time& after = change.after;
+    static_cast<event_time&>(m_event) = {after.ticks, 0, after.of_journal ? event_clock::journal : event_clock::record};
+    m_event.kind = event_kind::clock_set_back;
+    m_event.lsn = after.lsn;
+    m_event.file_offset = m_context.log.entries[after.position].file_offset;
+    m_event.before.clock = change.before;
+    m_event.after.clock = after.ticks;
+    m_listener(m_event);
 }
 
 // Where the event itself does not name the file, its name is looked up.
@@ -109,6 +138,12 @@ void event_writer::set_paths(const found_event& found, const event_subject& subj
     set_path(m_event.old_path, m_event.old_name_hex, folder.text, {.units = found.old_name.name()});
     m_event.known = std::max(m_event.known, folder.source);
     if (!folder.of_system) m_event.of_system = false;
+}
+
+void event_writer::set_age(const found_event& found) {
+    m_event.after.transactions_since = found.transactions_since_birth;
+    const bool dated = m_event.clock != event_clock::not_before && m_event.time >= found.birth_time;
+    if (dated) m_event.after.since_creation = m_event.time - found.birth_time;
 }
 
 void event_writer::set_values(const found_event& found) {
@@ -161,9 +196,17 @@ void event_writer::set_values(const found_event& found) {
             take_attribute(before, found.attribute.state_before(), found.kind);
             take_attribute(after, found.attribute.state_after(), found.kind);
             break;
+        case event_kind::times_copied:
+            set_age(found);
+            [[fallthrough]];
         case event_kind::times_set:
+        case event_kind::written:
+        case event_kind::read:
+        case event_kind::metadata_changed:
             take_times(before, standard->before);
             take_times(after, standard->after);
+            break;
+        case event_kind::clock_set_back:
             break;
         case event_kind::attributes_set:
             set_flags(*standard);

@@ -16,11 +16,14 @@ public:
 
     void write(const found_event& found, const event_subject& subject);
     void write(const mft_difference& difference, const event_subject& subject);
+    void write(const clock_change& change);
 
 private:
     void begin(const found_event& found, const event_subject& subject);
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
+    void set_time(const found_event& found, const event_subject& subject);
+    void set_age(const found_event& found);
     void set_values(const found_event& found);
     uni::byte_view owner_after(const record_change& record, const standard_change* standard) const;
     void set_flags(const standard_change& change);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "events/time_changes.h"
+#include "format/time.h"
 #include "portable/unicode.h"
 
 namespace kest {
@@ -10,14 +12,34 @@ namespace {
 
 using namespace usn_reasons;
 
-constexpr std::uint64_t one_hour = 3600 * std::uint64_t{10'000'000};  // ticks
+// Copying a file sets its times within so many transactions and ticks after its creation.
+constexpr std::uint32_t copy_transactions = 6;
+constexpr std::uint64_t copy_duration = 2 * cv::ticks_per_second;
+constexpr std::uint64_t time_zones = 86'400 * cv::ticks_per_second;
+// For so long the system remembers the name and the creation time of a file.
+constexpr std::uint64_t tunneling_duration = 15 * cv::ticks_per_second;
 // Bits above are marks of the index entry, which come and go by themselves.
 constexpr std::uint32_t attribute_bits = 0x0FFF'FFFF;
 
 // Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends. Others cover none.
-constexpr std::uint32_t covered_reasons[] = {
-    usn_reasons::created, deleted,    old_name | new_name, old_name | new_name, hard_link, hard_link, stream, stream, 0,
-    basic_info,           basic_info, reparse_point,       reparse_point,       object_id};
+constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
+                                             deleted,
+                                             old_name | new_name,  // renamed
+                                             old_name | new_name,  // moved
+                                             hard_link,
+                                             hard_link,
+                                             stream,
+                                             stream,
+                                             0,                                   // resized
+                                             basic_info,                          // times_set
+                                             basic_info,                          // times_copied
+                                             overwritten | appended | truncated,  // written
+                                             0,                                   // read
+                                             0,                                   // metadata_changed
+                                             basic_info,                          // attributes_set
+                                             reparse_point,
+                                             reparse_point,
+                                             object_id};
 
 constexpr std::uint32_t reasons_covered_by(event_kind kind) {
     const auto at = static_cast<std::size_t>(kind);
@@ -50,27 +72,33 @@ bool is_other_owner(uni::byte_view was, uni::byte_view is) {
 void file_events::find(const file_changes& changes, event_subject& subject, std::uint32_t index) {
     m_changes = &changes;
     m_subject = index;
+    m_first = m_out.size();
     m_covered = 0;
     const file_past* const past = m_context.past.find(changes.file.value());
     m_past = past != nullptr ? *past : file_past{};
     describe(subject);
     join_attributes(m_attributes, m_context.history, changes);
     find_link_changes(m_links, changes.facts, m_attributes);
-    if (!find_creation() && !find_deletion() && !find_links()) {
-        for (const joined_change& change : m_attributes) {
-            if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
-            find_new_size(change);
-            find_new_owner(change);
-        }
-        for (const owned_change& one : changes.records) {
-            const standard_change* const standard = m_context.history.standard_of(*one.record);
-            if (standard != nullptr && one.record->number == changes.file.number()) {
-                find_standard(*one.record, *standard);
-                find_new_owner(*one.record, *standard);
-            }
-        }
+    if (!find_creation() && !find_deletion()) {
+        if (!find_links()) find_attributes();
+        find_times(false);
     }
     if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
+    if (m_out.size() == m_first) find_times(true);
+}
+
+void file_events::find_attributes() {
+    for (const joined_change& change : m_attributes) {
+        if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
+        find_new_size(change);
+        find_new_owner(change);
+    }
+    for (const owned_change& one : m_changes->records) {
+        const standard_change* const standard = m_context.history.standard_of(*one.record);
+        if (standard == nullptr || one.record->number != m_changes->file.number()) continue;
+        find_flags(*one.record, *standard);
+        find_new_owner(*one.record, *standard);
+    }
 }
 
 void file_events::describe(event_subject& subject) {
@@ -93,8 +121,12 @@ void file_events::describe(event_subject& subject) {
     if (!subject.is_folder && !changes.facts.empty()) subject.is_folder = changes.facts.front()->names_directory();
     m_is_folder = subject.is_folder;
     for (const log_fact* const fact : changes.facts) {
-        if (fact->is_journal_record()) subject.reasons |= fact->usn().get(&usn_layout::reason);
+        if (!fact->is_journal_record()) continue;
+        subject.reasons |= fact->usn().get(&usn_layout::reason);
+        subject.journal_time = std::max(subject.journal_time, calendar_time(fact->usn()));
     }
+    subject.transaction = changes.transaction.number;
+    m_journal_time = subject.journal_time;
 }
 
 found_event& file_events::add(event_kind kind, std::uint32_t proof, unsigned rank) {
@@ -229,24 +261,38 @@ void file_events::find_new_size(const joined_change& change) {
     }
 }
 
-// By the bytes that are known on both sides.
-void file_events::find_standard(const record_change& record, const standard_change& change) {
-    std::uint32_t set_back = 0;
-    for (std::size_t at = 0; at < change.before.times.size(); ++at) {
-        const auto& was = change.before.times[at];
-        const auto& is = change.after.times[at];
-        if ((is.value & was.known) < (was.value & is.known)) set_back |= 1U << at;
-    }
-    const auto& was = change.before.times[0];
-    const auto& is = change.after.times[0];
-    const bool new_creation = (is.value & was.known) != (was.value & is.known);
-    if ((new_creation || set_back != 0) && !has_benign_cause(change, set_back, new_creation)) {
-        add(event_kind::times_set, change.proof).record = &record;
-    }
+// By the bits that are known on both sides.
+void file_events::find_flags(const record_change& record, const standard_change& change) {
     const auto& had = change.before.flags;
     const auto& has = change.after.flags;
-    if (((had.value ^ has.value) & had.known & has.known & attribute_bits) != 0) {
-        add(event_kind::attributes_set, change.proof).record = &record;
+    if (((had.value ^ has.value) & had.known & has.known & attribute_bits) == 0) return;
+    found_event& found = add(event_kind::attributes_set, change.proof);
+    found.record = &record;
+    found.own_time = new_change_time(change);
+}
+
+// Times that a program set are always an event. Those that the system set are one where nothing else of the transaction
+// explains them: that the file was written to goes before the reasons of a journal, the others after them.
+void file_events::find_times(bool after_reasons) {
+    const bool explained = m_out.size() != m_first;
+    for (const owned_change& one : m_changes->records) {
+        const standard_change* const standard = m_context.history.standard_of(*one.record);
+        if (standard == nullptr || one.record->number != m_changes->file.number()) continue;
+        const time_change change =
+            judge_times(*standard, {.clock = m_context.clock,
+                                    .lsn = m_context.log.entries[standard->proof].this_lsn,
+                                    .tunneled = changes_creation_time(*standard) && is_tunneled(*standard),
+                                    .copying = is_copying(*standard),
+                                    .names_changed = m_context.clock.names_changed(*one.record),
+                                    .last_event = m_past.last_event});
+        if (!change.kind) continue;
+        const bool is_minor = change.kind == event_kind::read || change.kind == event_kind::metadata_changed;
+        if (is_minor != after_reasons || (change.kind == event_kind::written && explained)) continue;
+        found_event& found = add(*change.kind, standard->proof);
+        found.record = one.record;
+        found.own_time = change.ticks;
+        found.birth_time = m_past.birth_time;
+        found.transactions_since_birth = m_changes->transaction.number - m_past.birth_transaction;
     }
 }
 
@@ -265,37 +311,41 @@ void file_events::find_new_owner(const record_change& record, const standard_cha
     if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof).record = &record;
 }
 
-bool file_events::has_benign_cause(const standard_change& change, std::uint32_t set_back, bool new_creation) const {
-    if (m_past.just_created) return true;
-    return new_creation ? is_tunneled(change) : is_copy(change, set_back);
-}
-
-// The new creation time is that of the file whose name it has now.
+// The new creation time is that of the file whose name it has now, and which was removed a moment before it was
+// created.
 bool file_events::is_tunneled(const standard_change& change) const {
     const auto creation = change.after.times[0].whole();
     const moment when{m_context.log.entries[change.proof].this_lsn};
     const auto name = m_changes->file.sequence() != 0 ? m_context.names.name_at(m_changes->file, when) : std::nullopt;
-    if (!name || !creation) return false;
+    if (!name || !creation || m_past.birth_time == 0) return false;
     const std::vector<std::uint8_t> stored = uni::utf16_units(name->stored);
     const uni::byte_view units = name->stored.empty() ? name->units : std::span<const std::uint8_t>(stored);
-    return m_context.tunneling.restores(*creation, name->parent, units, change.proof);
+    const auto removal = m_context.tunneling.removal_of(*creation, name->parent, units, change.proof);
+    if (!removal) return false;
+    const event_time removed =
+        m_context.clock.time_of(m_context.transactions[*removal], m_context.log.entries[*removal].this_lsn);
+    return removed.time != 0 && m_past.birth_time <= removed.time + tunneling_duration;
 }
 
-// A copy, or what is unpacked from an archive, gets times from before it was there, and gets them while it is young.
-bool file_events::is_copy(const standard_change& change, std::uint32_t set_back) const {
-    constexpr std::size_t modified = 1, mft_changed = 2;
-    std::uint64_t birth = m_past.birth_time;
-    if (birth == 0) birth = change.after.times[0].whole().value_or(0);
-    if (birth == 0) return false;
+// What makes a copy, or unpacks an archive, gives a file its times before it closes it, or right after it is made:
+// times of the past, or of another time zone.
+bool file_events::is_copying(const standard_change& change) const {
+    if (m_past.birth_time == 0 || change.before.times == change.after.times) return false;
     for (std::size_t at = 0; at < change.after.times.size(); ++at) {
-        if ((set_back >> at & 1) == 0) continue;
-        const auto time = change.after.times[at].whole();
-        if (!time || *time >= birth) return false;
+        const std::uint64_t time = change.after.times[at].whole().value_or(0);
+        const bool is_new = change.before.times[at] != change.after.times[at];
+        if (is_new && (!cv::has_calendar_form(time) || time > m_past.birth_time + time_zones)) return false;
     }
-    std::optional<std::uint64_t> latest;
-    for (const auto time : {modified, mft_changed})
-        latest = std::max(latest, change.before.times[time].whole());
-    return latest && (*latest <= birth || *latest - birth <= one_hour);
+    if ((m_past.reasons & usn_reasons::created) != 0) return true;
+    const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn;
+    std::uint64_t latest = std::max(m_context.clock.latest_before(lsn), m_journal_time);
+    if (m_context.clock.has_passed(new_change_time(change), lsn)) latest = std::max(latest, new_change_time(change));
+    for (std::size_t at = 1; at < change.before.times.size(); ++at) {
+        const std::uint64_t time = change.before.times[at].whole().value_or(0);
+        if (m_context.clock.has_passed(time, lsn)) latest = std::max(latest, time);
+    }
+    return m_changes->transaction.number - m_past.birth_transaction <= copy_transactions &&
+           latest <= m_past.birth_time + copy_duration;
 }
 
 // What a journal record states anew and no event covers. The reasons of a file gather until it is closed.

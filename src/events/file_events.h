@@ -8,16 +8,17 @@
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
 #include "events/security_descriptors.h"
+#include "events/log_clock.h"
 
 namespace kest {
 
 // What earlier transactions state of a file.
 struct file_past {
-    std::uint32_t reasons = 0;  // of its journal records since it was last closed
-    std::uint64_t birth_time =
-        0;                      // the latest time that it got when it was created; 0 if that is not in the log so far
-    bool just_created = false;  // the last transaction on the file created it
-    file_name_view name = {};   // by the last index entry that was added, a DOS name aside
+    std::uint32_t reasons = 0;     // of its journal records since it was last closed
+    std::uint64_t birth_time = 0;  // ticks; 0 if its creation is not in the log so far
+    std::uint32_t birth_transaction = 0;
+    std::uint64_t last_event = 0;  // ticks, of the last transaction on the file that has a time of its own
+    file_name_view name = {};      // by the last index entry that was added, a DOS name aside
 };
 
 // What is known of a log beside the transaction at hand.
@@ -28,13 +29,17 @@ struct event_context {
     folder_paths& paths;
     file_tunneling& tunneling;
     const security_descriptors& descriptors;
-    const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
-    const uni::seeded_map<file_past>& past;  // by file reference
+    const log_clock& clock;
+    std::span<const std::uint32_t> transactions;  // numbers by position in the log
+    const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
+    const uni::seeded_map<file_past>& past;       // by file reference
 };
 
 // A file in the transaction at hand.
 struct event_subject : event_header {
     name_source owner = name_source::log;
+    std::uint32_t transaction = 0;
+    std::uint64_t journal_time = 0;  // the latest of its journal records in the transaction
 };
 
 // An event without its texts: what it rests on, and where it belongs among those of its transaction.
@@ -48,9 +53,12 @@ struct found_event {
     file_name_view old_name = {};           // of a rename
     const record_change* record = nullptr;  // where the event shows in more than an attribute
     joined_change attribute = {};
-    const log_fact* journal_record = nullptr;  // that proves it
-    std::uint32_t known_reasons = 0;           // before it
-    std::uint32_t new_reasons = 0;             // an event each
+    const log_fact* journal_record = nullptr;    // that proves it
+    std::uint32_t known_reasons = 0;             // before it
+    std::uint32_t new_reasons = 0;               // an event each
+    std::uint64_t birth_time = 0;                // of copied times: ticks
+    std::uint32_t transactions_since_birth = 0;  // likewise
+    std::uint64_t own_time = 0;                  // ticks that the file's record gets with it; 0: none
 };
 
 // Finds the events of one file in one transaction.
@@ -73,19 +81,22 @@ private:
     bool has_name(const file_name_view& name, std::uint32_t position) const;
     bool proves_link(const link_change& change) const;
     std::optional<file_name_view> name_at_birth() const;
+    void find_attributes();
     void find_new_size(const joined_change& change);
-    void find_standard(const record_change& record, const standard_change& change);
     void find_new_owner(const joined_change& change);
     void find_new_owner(const record_change& record, const standard_change& change);
-    bool has_benign_cause(const standard_change& change, std::uint32_t set_back, bool new_creation) const;
+    void find_times(bool after_reasons);
+    void find_flags(const record_change& record, const standard_change& change);
     bool is_tunneled(const standard_change& change) const;
-    bool is_copy(const standard_change& change, std::uint32_t set_back) const;
+    bool is_copying(const standard_change& change) const;
     void find_reasons();
 
     const event_context& m_context;
     std::vector<found_event>& m_out;
     const file_changes* m_changes = nullptr;
     std::uint32_t m_subject = 0;
+    std::size_t m_first = 0;           // of its events
+    std::uint64_t m_journal_time = 0;  // the subject's
     std::vector<joined_change> m_attributes;
     link_changes m_links;
     std::uint32_t m_covered = 0;  // reasons of journal records that are covered by an event

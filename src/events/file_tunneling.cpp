@@ -45,13 +45,15 @@ void file_tunneling::collect() {
     std::ranges::stable_sort(m_removed, comes_before);
 }
 
-bool file_tunneling::restores(std::uint64_t creation, inode_ref folder, uni::byte_view name, std::uint32_t position) {
+std::optional<std::uint32_t> file_tunneling::removal_of(std::uint64_t creation, inode_ref folder, uni::byte_view name,
+                                                        std::uint32_t position) {
     if (!m_collected) collect();
     const removed_name asked{folder.number(), name, position, 0};
     const auto next = std::ranges::lower_bound(m_removed, asked, comes_before);
-    if (next == m_removed.begin()) return false;
+    if (next == m_removed.begin()) return std::nullopt;
     const removed_name& last = *std::prev(next);
-    return last.folder == asked.folder && compare_folded(last.name, name) == 0 && last.creation == creation;
+    const bool same = last.folder == asked.folder && compare_folded(last.name, name) == 0 && last.creation == creation;
+    return same ? std::optional(last.position) : std::nullopt;
 }
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "events/log_facts.h"
@@ -14,9 +15,10 @@ class file_tunneling {
 public:
     file_tunneling(const log_facts& facts, const file_history& history) : m_facts(facts), m_history(history) {}
 
-    // Whether the file whose name was removed last from the folder, before this position of the log, was created then;
-    // upper and lower case count as equal.
-    bool restores(std::uint64_t creation, inode_ref folder, uni::byte_view name, std::uint32_t position);
+    // Where in the log the name was removed from the folder, the last time before this position, if the file of that
+    // name was created then; upper and lower case count as equal.
+    std::optional<std::uint32_t> removal_of(std::uint64_t creation, inode_ref folder, uni::byte_view name,
+                                            std::uint32_t position);
 
 private:
     struct removed_name {

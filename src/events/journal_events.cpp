@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "format/time.h"
+#include "events/log_clock.h"
 
 namespace kest {
 
@@ -16,8 +16,7 @@ event_kind kind_of(std::uint32_t reason) {
 }
 
 std::uint64_t time_of(const journal_record& record) {
-    const std::uint64_t time = record.usn.get(&usn_layout::time);
-    return cv::has_calendar_form(time) ? time : 0;
+    return calendar_time(record.usn);
 }
 
 }  // namespace
@@ -38,7 +37,7 @@ void journal_events::report_until(std::uint64_t offset, std::uint64_t lsn, std::
         report_next(lsn);
 }
 
-// A record without a time is as late as those before it.
+// A record without a time is as late as the one before it.
 std::uint64_t journal_events::next_time() const {
     const std::uint64_t time = time_of(*m_next);
     return time != 0 ? time : m_time;
@@ -48,9 +47,29 @@ void journal_events::report_next(std::uint64_t lsn) {
     const journal_record& record = *m_next;
     const bool in_log = m_facts.holds(record);
     const reason_delta delta = m_files.take(record, in_log);
-    m_time = std::max(m_time, time_of(record));
+    follow_clock(record, in_log);
     if (!in_log && (delta.added != 0 || delta.renamed_from)) report(record, delta, lsn);
     m_next = m_cursor.next();
+}
+
+// That the clock was set back; what the log has of both records it reports itself.
+void journal_events::follow_clock(const journal_record& record, bool in_log) {
+    const std::uint64_t time = time_of(record);
+    if (time == 0) return;
+    if (is_set_back(m_time, time) && !(in_log && m_time_in_log)) {
+        event change;
+        change.time = time;
+        change.clock = event_clock::journal;
+        change.source = event_source::journal;
+        change.kind = event_kind::clock_set_back;
+        change.known = name_source::journal;
+        change.file_offset = record.place;
+        change.before.clock = m_time;
+        change.after.clock = time;
+        m_listener(change);
+    }
+    m_time = time;
+    m_time_in_log = in_log;
 }
 
 void journal_events::report(const journal_record& record, const reason_delta& delta, std::uint64_t lsn) {

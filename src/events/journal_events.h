@@ -31,6 +31,7 @@ public:
 private:
     std::uint64_t next_time() const;
     void report_next(std::uint64_t lsn);
+    void follow_clock(const journal_record& record, bool in_log);
     void report(const journal_record& record, const reason_delta& delta, std::uint64_t lsn);
     void locate(const journal_record& record, const moment& when);
     void report_rename(const journal_record& record, const former_name& old, std::uint64_t lsn);
@@ -45,9 +46,10 @@ private:
     journal_cursor m_cursor;
     const journal_record* m_next;
     reason_tracker m_files;
-    event m_event;             // what all events of the record at hand have in common
-    std::uint64_t m_time = 0;  // the latest that a record had
-    std::size_t m_paired = 0;  // of the paired names those before the record at hand
+    event m_event;               // what all events of the record at hand have in common
+    std::uint64_t m_time = 0;    // of the last record that has one
+    bool m_time_in_log = false;  // the log has that record, too
+    std::size_t m_paired = 0;    // of the paired names those before the record at hand
 };
 
 }  // namespace kest

@@ -1,5 +1,6 @@
 #include "events/log_facts.h"
 
+#include "format/time.h"
 #include "logfile/operation.h"
 #include "logfile/volume_geometry.h"
 
@@ -25,6 +26,11 @@ bool counts(const record_fact& fact, const log_entry& entry, const mft_geometry&
 bool log_fact::names_directory() const {
     if (!is_journal_record()) return name().names_directory();
     return (usn().get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
+}
+
+std::uint64_t calendar_time(const usn_record& record) {
+    const std::uint64_t time = record.get(&usn_layout::time);
+    return cv::has_calendar_form(time) ? time : 0;
 }
 
 log_facts::record_key::record_key(const usn_record& record)
@@ -63,7 +69,8 @@ transaction_facts log_facts::of_transaction(std::uint32_t number) const {
     const chain_head& chain = m_log.chain_heads[number];
     const transaction_extent& begin = m_extents[number];
     const transaction_extent& end = m_extents[number + 1];
-    return {.head = m_log.records(chain).front(),
+    return {.number = number,
+            .head = m_log.records(chain).front(),
             .cut = chain.cut,
             .ended = m_states.of_chain[number].ended,
             .splits_index = begin.splits_index,

@@ -34,6 +34,7 @@ struct log_fact {
 };
 
 struct transaction_facts {
+    std::uint32_t number = 0;              // of the chain
     std::uint32_t head = 0;                // position of its first record
     bool cut = false;                      // its beginning is lost
     bool ended = false;                    // a record says so
@@ -41,8 +42,11 @@ struct transaction_facts {
     std::span<const log_fact> facts;       // in the order of the steps
     std::span<const std::uint64_t> taken;  // numbers of the file records that were free until now, in order
 
-    bool takes(std::uint64_t number) const { return std::ranges::binary_search(taken, number); }
+    bool takes(std::uint64_t file_record) const { return std::ranges::binary_search(taken, file_record); }
 };
+
+// The time that a journal record states; 0: none that a calendar has.
+std::uint64_t calendar_time(const usn_record& record);
 
 // The facts of all transactions of a log, and which of its journal records the journal file holds, too.
 class log_facts {

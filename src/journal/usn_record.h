@@ -13,6 +13,7 @@ namespace kest {
 
 // Bits of a reason mask that mean something to the program; all others are only words.
 namespace usn_reasons {
+inline constexpr std::uint32_t overwritten = 1U << 0;
 inline constexpr std::uint32_t appended = 1U << 1;
 inline constexpr std::uint32_t truncated = 1U << 2;
 inline constexpr std::uint32_t stream_appended = 1U << 5;

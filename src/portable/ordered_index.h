@@ -74,7 +74,8 @@ void seal_by_key(large_vector<keyed>& entries) {
 template <class keyed>
 void seal_unique_by_key(large_vector<keyed>& entries) {
     seal_by_key(entries);
-    entries.erase(std::ranges::unique(entries, {}, &keyed::key).begin(), entries.end());
+    const auto same_key = [](const keyed& a, const keyed& b) { return a.key == b.key; };
+    entries.erase(std::unique(entries.begin(), entries.end(), same_key), entries.end());
 }
 
 // An index that is filled first and asked later: additions are appended, and `seal` puts them in ascending key

@@ -175,6 +175,12 @@ public:
             text("gap_times", times.append(to).append(gap.time_after != 0 ? m_times.text(gap.time_after) : unknown));
         }
     }
+    void clock_changes(const std::vector<clock_change>& changes) {
+        for (const clock_change& change : changes) {
+            std::string times(m_times.text(change.before));
+            text("clock_set_back", times.append(to).append(m_times.text(change.after.ticks)));
+        }
+    }
     std::string take() {
         m_text += '\n';
         return std::move(m_text);
@@ -225,6 +231,18 @@ public:
             m_object.number("to", gap.lsns.after);
             if (gap.time_before != 0) m_object.time("time_before", gap.time_before);
             if (gap.time_after != 0) m_object.time("time_after", gap.time_after);
+            m_object.end_object();
+        }
+        m_object.end_array();
+    }
+    void clock_changes(const std::vector<clock_change>& changes) {
+        if (changes.empty()) return;
+        m_object.begin_array("clock_set_back");
+        for (const clock_change& change : changes) {
+            m_object.begin_object({});
+            m_object.time("from", change.before);
+            m_object.time("to", change.after.ticks);
+            m_object.number("lsn", change.after.lsn);
             m_object.end_object();
         }
         m_object.end_array();
@@ -327,6 +345,7 @@ void report_coverage(facts_writer& lines, const log_coverage& shown) {
     report_records(lines, shown);
     lines.times("times_by_journal", shown.journal_times);
     lines.times("times_by_record", shown.record_times);
+    lines.clock_changes(shown.clock_changes);
     lines.numbers("usns", shown.journal_usns);
     lines.count("cluster_size", shown.cluster_size);
     if (!shown.cluster_size_fit.empty()) lines.text("cluster_size_fit", shown.cluster_size_fit);

@@ -27,9 +27,9 @@ void write_built(field_sink& out, appender&& append) {
     out.end_text();
 }
 
-// An event without a time of its own has no place on a timeline.
+// An event without a time of its own stands on a timeline at its earliest.
 bool has_instant(const event& shown) {
-    return shown.clock != event_clock::not_before && cv::has_calendar_form(shown.time);
+    return cv::has_calendar_form(shown.time);
 }
 
 void write_datetime(field_sink& out, const event& shown) {
@@ -48,8 +48,11 @@ using line = event_line;
 
 constexpr field<line> fields[] = {
     {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
-    {{"not_after", 30, words}, [](sink&, const line&) {}},  // no event has a bound on this side yet
-    {{"clock", 8, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
+    {{"not_after", 30, words}, 
+     [](sink& out, const line& of) {
+         if (of.shown.not_after != 0) out.time(of.shown.not_after);
+     }},
+    {{"clock", 10, words}, [](sink& out, const line& of) { out.text(clock_word(of.shown)); }},
     {{"event", 24, words},
      [](sink& out, const line& of) {
          write_built(out, [&of](std::string& text) { append_event_word(text, of.shown); });
@@ -63,7 +66,10 @@ constexpr field<line> fields[] = {
     {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
     {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
     {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
-    {{"inode", 12, words}, [](sink& out, const line& of) { out.number(of.shown.file.number()); }},
+    {{"inode", 12, words}, 
+     [](sink& out, const line& of) {
+         if (of.shown.kind != event_kind::clock_set_back) out.number(of.shown.file.number());
+     }},
     {{"seq", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
     {{"parent", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},
     {{"parent_seq", 13, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.sequence()); }},

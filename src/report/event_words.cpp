@@ -13,11 +13,12 @@ namespace {
 
 // In the order of their enumerations.
 constexpr std::string_view source_words[] = {"log", "journal", "both"};
-constexpr std::string_view clock_words[] = {"journal", "record", "after"};
+constexpr std::string_view clock_words[] = {"journal", "record", "folder", "not_before"};
 constexpr std::string_view clock_descriptions[] = {
     "Time of a change journal record in the log",
-    "Change time of the file record, set by the system",
-    "No time of its own: not before the time told",
+    "Time of the file record, set by the system",
+    "Change time of the folder, set by the system",
+    "No time of its own: not before this, the earliest possible",
 };
 constexpr std::string_view file_clock_description = "Time of a change journal record";
 constexpr std::string_view known_words[] = {"log", "journal", "mft", "part", "guess"};
@@ -37,10 +38,15 @@ constexpr std::string_view kind_words[] = {
     "stream_removed",
     "resized",
     "times_set",
+    "times_copied",
+    "written",
+    "read",
+    "metadata_changed",
     "attributes_set",
     "reparse_point_set",
     "reparse_point_removed",
     "object_id_set",
+    "clock_set_back",
     "owner_set",
     "mft_differs",
 };
@@ -57,10 +63,15 @@ constexpr std::string_view kind_verbs[] = {
     "removed the stream ",
     "resized ",
     "set the times of ",
+    "gave older times to the copy ",
+    "wrote to ",
+    "read ",
+    "changed the file record of ",
     "set the attributes of ",
     "set a reparse point on ",
     "removed the reparse point of ",
     "set the object identifier of ",
+    "set the clock back",
     "set the owner of ",
     "the MFT copy is not what the log wrote of ",
 };
@@ -87,6 +98,15 @@ void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
     } else if (!any && !some) {
         out += "none set";
     }
+}
+
+// Seconds and their fraction, to the tick.
+void append_seconds(std::string& out, std::uint64_t ticks) {
+    append_decimal(out, ticks / cv::ticks_per_second);
+    std::string fraction;
+    append_decimal(fraction, ticks % cv::ticks_per_second);
+    out += '.';
+    out.append(7 - fraction.size(), '0').append(fraction);
 }
 
 constexpr std::size_t most_in_sentence = 1024;  // characters of a path
@@ -144,6 +164,12 @@ void write_values(details_writer& details, std::string_view side, const event_va
         append_reason_text(details.begin_field("reason"), *values.reasons, false);
         details.end_field();
     }
+    if (values.clock != 0) details.time("clock", values.clock);
+    if (values.since_creation) {
+        append_seconds(details.begin_field("since_creation"), *values.since_creation);
+        details.end_field();
+    }
+    if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
     if (!values.owner.empty()) write_owner(details, values.owner);
     if (values.record_offset) details.number("record_offset", *values.record_offset);
     details.close_group();

@@ -328,7 +328,7 @@ TEST(hostile_evidence, events_cost_what_they_weigh) {
         }
         const bytes log = log_of_pages(records);
         const memory_file file(log);
-        expect_bounded({"-log", file.path(), "-events"}, events, 2 * log.size(), {}, true, 8 * log.size());
+        expect_bounded({"-log", file.path(), "-events"}, events, 2 * log.size(), {}, true, 12 * log.size());
     }
 }
 

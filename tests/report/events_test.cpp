@@ -12,6 +12,7 @@ constexpr u64 hour = 36'000'000'000;
 constexpr u64 root = 0x0005'0000'0000'0005;
 constexpr u64 file = 0x0001'0000'0000'0028;
 constexpr u64 extend = 0x000B'0000'0000'000B;
+constexpr u64 in_41 = 0x0001'0000'0000'0029;
 constexpr u64 folder = 0x0001'0000'0000'001E, other_folder = 0x0001'0000'0000'001F;
 
 texts split(const std::string& line, char separator) {
@@ -366,39 +367,94 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
         << "the same file's record, written again in another transaction";
 }
 
-TEST(events, have_the_time_that_their_records_tell) {
-    const auto logged_at = [](u64 of, u64 time) { return logged({.file = of, .time = time, .reason = 0x8000}); };
-    const auto changed = [](u64 before, u64 after) {
-        return standard(16, pack(before, noon, u32{0x20}), pack(after, noon, u32{0x21}));
+// A file record of 40 to 43 that is put to use, and its name.
+std::vector<record> made(u64 number, u64 time, u16 flags = 1) {
+    const bytes times = pack(time, time, time, time, at{72});
+    const bytes name = name_image{.name = u"new"}.attribute();
+    const file_record image{
+        .number = static_cast<u32>(number), .flags = flags, .attributes = {resident(0x10, times), name}};
+    return {written(image), came(u64{1} << 48 | number, root, u"new"), end()};
+}
+record of(u64 number, record step) {
+    step.cluster_block = static_cast<u16>(number % 4 * 2);
+    return step;
+}
+
+TEST(events, have_the_time_that_the_clock_showed) {
+    constexpr u64 minute = hour / 60;
+    const auto after_noon = [](u64 minutes) { return noon + minutes * minute; };
+    const auto renamed = [&](u64 number, const char16_t* from, const char16_t* to, u64 in = in_41) {
+        const u64 reference = u64{1} << 48 | number;
+        return std::vector<record>{went(reference, in, from), came(reference, in, to), end()};
     };
-    const auto named_at_noon = [](record step, std::size_t place) {  // of the name's time of last change
-        put(step.redo, place, noon);
-        return step;
+    // Times of modification and change, in minutes after noon.
+    const auto changed = [&](u64 number, u64 modified, u64 mft_changed) {
+        return std::vector<record>{of(number, standard(8, pack(noon - hour, noon - hour),
+                                                       pack(after_noon(modified), after_noon(mft_changed)))),
+                                   end()};
     };
-    const std::string twelve = "2012-12-14 23:06:40.000000000", one = "2012-12-15 00:06:40.000000000";
-    const std::tuple<const char*, std::vector<record>, texts> rows[] = {
-        {"an index entry", {named_at_noon(came(file, root, u"b"), 40), end()}, {twelve + "|after"}},
-        {"a name attribute", {named_at_noon(got(root, u"b"), 48), end()}, {twelve + "|after"}},
-        {"a change", {changed(noon, noon + hour), end()}, {one + "|record"}},
-        {"none", {changed(noon, noon), end()}, {"after"}},
-        {"back", {changed(noon + hour, noon), end()}, {one + "|after", one + "|after"}},
-        {"that of another file",
-         {changed(noon, noon + hour), came(file + 1, root, u"b"), end()},
-         {one + "|record", one + "|after"}},
-        {"a record that is not in use",
-         {written({.flags = 0, .attributes = {resident(0x10, pack(noon, noon, noon, noon, at{72}))}}),
-          came(file, root, u"b"), end()},
-         {"after"}},
-        {"a record that is written again",
-         {to_record(0, 2, {}, born({noon, noon, noon, noon}).redo, 0), born({noon, noon, noon, noon}),
-          came(file, root, u"b"), got(root, u"b"), end()},
-         {twelve + "|after"}},
-        {"each its own, or the latest",
-         {logged_at(file, noon), logged_at(file + 1, noon + hour), came(file + 2, root, u"b"), end()},
-         {twelve + "|journal", one + "|journal", one + "|journal"}},
+    const auto only_changed = [&](u64 number, u64 minutes) {
+        return std::vector<record>{of(number, standard(16, pack(noon - hour), pack(after_noon(minutes)))), end()};
     };
-    for (const auto& [what, steps, told] : rows)
-        EXPECT_EQ(story().add(steps).events("time,clock"), told) << what;
+    const auto stamp = [&](u64 minutes) {
+        return std::vector<record>{logged({.file = file + 1, .time = after_noon(minutes), .reason = 0x8000'0000}),
+                                   end()};
+    };
+    const std::vector<record> first = made(42, noon), last = made(43, after_noon(10));
+    const auto a_to_b = renamed(40, u"a", u"b"), b_to_c = renamed(40, u"b", u"c");
+    const std::tuple<const char*, std::vector<std::vector<record>>, texts> rows[] = {
+        {"between two others", {first, a_to_b, last}, {"renamed|06|16|not_before"}},
+        {"before all others", {a_to_b, last}, {"renamed||16|not_before"}},
+        {"after all others", {first, a_to_b}, {"renamed|06||not_before"}},
+        {"by its folder", {first, a_to_b, changed(41, 3, 3), last}, {"renamed|09||folder"}},
+        {"by its folder, the last of two names",
+         {first, a_to_b, b_to_c, changed(41, 3, 3), last},
+         {"renamed|06|09|not_before", "renamed|09||folder"}},
+        {"by its folder, whose record changed otherwise before",
+         {first, a_to_b, only_changed(41, 2), changed(41, 3, 3), last},
+         {"renamed|09||folder", "metadata_changed|08||record"}},
+        {"not by a folder that is changed otherwise",
+         {first, a_to_b, changed(41, 3, 4), last},
+         {"renamed|06|16|not_before"}},
+        {"not by another folder",
+         {first, renamed(40, u"a", u"b", root), changed(41, 3, 3), last},
+         {"renamed|06|16|not_before", "written|09||record"}},
+        {"not by a time that is to come",
+         {first, a_to_b, changed(41, 30, 30), last},
+         {"renamed|06|16|not_before", "times_set|06|16|not_before"}},
+        {"by its own record", {first, a_to_b, only_changed(40, 3), last}, {"renamed|09||record"}},
+        {"not by its own record where more changes",
+         {first, a_to_b, changed(40, 3, 3), last},
+         {"renamed|06|16|not_before", "written|09||record"}},
+        {"by what most agree on",
+         {first, a_to_b, only_changed(40, 9), renamed(42, u"a", u"b", root), only_changed(42, 3),
+          renamed(41, u"a", u"b", root), only_changed(41, 4), last},
+         {"renamed|06|09|not_before", "times_set|06|09|not_before", "renamed|09||record", "renamed|10||record"}},
+        {"around a clock that is set back",
+         {stamp(0), stamp(10), a_to_b, stamp(5), b_to_c, stamp(20), stamp(12)},
+         {"renamed|||not_before", "clock_set_back|11||journal", "renamed|11|26|not_before",
+          "clock_set_back|18||journal"}},
+        {"after a journal record", {first, stamp(2), a_to_b}, {"renamed|08||not_before"}},
+        {"its own journal record, or the latest",
+         {{logged({.file = file, .time = after_noon(1), .reason = 0x8000}),
+           logged({.file = file + 1, .time = after_noon(2), .reason = 0x8000}), came(file + 2, root, u"b"), end()}},
+         {"basic_info_changed|07||journal", "basic_info_changed|08||journal", "link_added|08||journal"}},
+    };
+    for (const auto& [what, transactions, expected] : rows) {
+        story all;
+        for (const auto& steps : transactions)
+            all.add(steps);
+        texts shown;
+        for (std::string line : all.events("event,time,not_after,clock")) {
+            if (line.starts_with("created")) continue;
+            for (const char* const part : {"2012-12-14 23:", ":40.000000000"}) {
+                for (std::size_t found; (found = line.find(part)) != line.npos;)
+                    line.erase(found, std::string(part).size());
+            }
+            shown.push_back(line);
+        }
+        EXPECT_EQ(shown, expected) << what;
+    }
 }
 
 TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
@@ -761,8 +817,9 @@ TEST(events, tell_a_reason_once_until_the_file_is_closed) {
     EXPECT_EQ(writing.events("time,clock,event,reason"),
               (texts{"2012-12-14 23:06:40.000000000|journal|data_appended|data_appended",
                      "2012-12-15 00:06:40.000000000|journal|data_overwritten|data_overwritten; data_appended",
+                     "2012-12-14 23:06:40.000000000|journal|clock_set_back|",
                      "2012-12-14 23:06:40.000000000|journal|data_overwritten|data_overwritten",
-                     "2012-12-15 00:06:40.000000000|after|data_truncated|data_overwritten; data_truncated"}));
+                     "2012-12-14 23:06:40.000000000|not_before|data_truncated|data_overwritten; data_truncated"}));
     EXPECT_EQ(story().add({logged({.file = 0x28}), end()}).events(), texts{}) << "of nobody that is known";
 }
 
@@ -788,88 +845,95 @@ TEST(events, say_whether_they_are_about_a_folder) {
     EXPECT_EQ(with_journal(page, {}, "type"), (texts{"folder", ""}));
 }
 
-TEST(events, tell_times_that_were_set_from_those_that_had_to_be) {
-    const std::vector<u64> fresh = {noon, noon, noon, noon};
-    const record make = born(fresh);
-    const record name = came(file, root, u"a");
-    const record touch = standard(24, pack(noon), pack(noon + 5 * hour));
-    const auto modified = [](u64 before, u64 after) { return standard(8, pack(before), pack(after)); };
-    const auto created = [](u64 after) { return standard(0, pack(noon), pack(after)); };
-    const auto retimed = [&](const record& ahead) {
-        return std::vector<std::vector<record>>{
-            {ahead, end()}, {make, name, end()}, {touch, end()}, {created(1), end()}};
+TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
+    const std::vector<record> make = {born({noon, noon, noon, noon}), came(file, root, u"a"), end()};
+    const auto write = [](u16 place, const bytes& before, const bytes& after) {
+        return std::vector<record>{standard(place, before, after), end()};
+    };
+    const auto used = write(24, pack(noon), pack(noon + 5 * hour));
+    const auto modified = [&](u64 after) { return write(8, pack(noon), pack(after)); };
+    const auto created = write(0, pack(noon), pack(u64{1}));
+    const std::vector<record> later = made(42, noon + hour), open = {journal(0x100), make[0], make[1], end()};
+    const std::vector<record> close = {journal(0x8000'0100), end()};
+    const auto folder_written = [&](u64 time) {
+        return std::vector<record>{of(41, standard(8, pack(noon, noon), pack(time, time))), end()};
+    };
+    const auto removed = [&](u64 in, const std::u16string& name, u64 time) {
+        return std::vector<record>{logged({.file = file + 1, .time = time, .reason = 0x8000'0000}),
+                                   went(file + 1, in, name), end()};
     };
     const struct {
         const char* what;
         std::vector<std::vector<record>> transactions;
-        texts told;
+        texts expected;
     } rows[] = {
-        {"of an old file",
-         {{make, name, end()}, {touch, end()}, {modified(noon + 2 * hour, noon - hour), end()}},
+        {"of an old file", {make, used, modified(noon - hour)}, {"created", "read", "times_set"}},
+        {"of a file whose birth is not known", {modified(noon - hour)}, {"times_set"}},
+        {"the time of change",
+         {make, used, write(16, pack(noon), pack(noon - hour))},
+         {"created", "read", "times_set"}},
+        {"the creation", {make, used, created}, {"created", "read", "times_set"}},
+        {"with a new name",
+         {make,
+          used,
+          {standard(8, pack(noon), pack(noon - hour)), went(file, root, u"a"), came(file, root, u"b"), end()}},
+         {"created", "read", "times_set", "renamed"}},
+        {"of a copy", {make, modified(noon - hour)}, {"created", "times_copied"}},
+        {"of a copy, the creation", {make, write(0, pack(noon), pack(noon - hour))}, {"created", "times_copied"}},
+        {"of a copy from another time zone", {make, modified(noon + 9 * hour)}, {"created", "times_copied"}},
+        {"of a copy from the far future", {make, modified(noon + 90 * hour)}, {"created", "times_set"}},
+        {"not a time", {make, modified(1)}, {"created", "times_set"}},
+        {"of what would be a copy an hour later",
+         {make, later, modified(noon - hour)},
+         {"created", "created", "times_set"}},
+        {"of what would be a copy many transactions later",
+         {make, {end()}, {end()}, {end()}, {end()}, {end()}, {end()}, modified(noon - hour)},
          {"created", "times_set"}},
-        {"of a file whose birth is not told", {{modified(noon, noon - hour), end()}}, {"times_set"}},
-        {"of a copy", {{make, name, end()}, {touch, end()}, {modified(noon, noon - hour), end()}}, {"created"}},
-        {"the creation of a file",
-         {{make, name, end()}, {touch, end()}, {created(noon - hour), end()}},
-         {"created", "times_set"}},
-        {"by who made the file", {{make, name, end()}, {created(noon - hour), end()}}, {"created"}},
-        {"tunnelled", retimed(went(file + 1, root, u"A")), {"created"}},
-        {"of a copy after an hour",
-         {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon - hour), end()}},
-         {"created"}},
-        {"of a copy older than its name",
-         {{born({noon + 5 * hour, noon, noon, noon}), name, end()},
-          {touch, end()},
-          {modified(noon, noon - hour), end()}},
-         {"created"}},
-        {"ahead of the latest time of its birth",
-         {{born({noon, noon + 5 * hour, noon, noon}), name, end()},
-          {touch, end()},
-          {modified(noon + 5 * hour, noon + 4 * hour), end()}},
-         {"created"}},
-        {"once sizes were written",
-         {{make, name, end()}, {to_record(11, 11, bytes(24), bytes(24), 200), end()}, {created(noon - hour), end()}},
-         {"created"}},
-        {"more bytes replaced than written", {{standard(24, pack(noon, u32{0x20}), pack(noon + hour)), end()}}, {}},
-        {"more bytes written than replaced", {{standard(24, pack(noon), pack(noon + hour, u32{0x21})), end()}}, {}},
-        {"of a file without a name",
-         {{written({.attributes = {}}), end()}, {touch, end()}, {created(noon - hour), end()}},
-         {"times_set"}},
-        {"of a file without a number", {{born(fresh, 0)}, {created(noon - hour), end()}}, {"created", "times_set"}},
-        {"between its birth and a later one",
-         {{make, name, end()},
-          {born({noon + 5 * hour, noon, noon, noon}), end()},
-          {touch, end()},
-          {modified(noon + 2 * hour, noon + hour), end()}},
-         {"created", "times_set"}},
-        {"back to the birth",
-         {{make, name, end()}, {touch, end()}, {modified(noon + hour, noon), end()}},
-         {"created", "times_set"}},
-        {"another name went", retimed(went(file + 1, root, u"0")), {"created", "times_set"}},
-        {"a longer name went", retimed(went(file + 1, root, u"ab")), {"created", "times_set"}},
-        {"a name came back",
-         {{went(file + 1, root, u"a"), undoing(15, 0), end()},
-          {make, name, end()},
-          {touch, end()},
-          {created(1), end()}},
-         {"created", "times_set"}},
-        {"a name went in another folder",
-         {{went(file + 1, root, u"a"), end()},
-          {make, came(file, folder, u"a"), end()},
-          {touch, end()},
-          {created(1), end()}},
-         {"created", "times_set"}},
-        {"later", {{make, name, end()}, {touch, end()}, {modified(noon, noon + hour), end()}}, {"created"}},
+        {"while the file is open", {open, later, modified(noon - hour)}, {"created", "created", "times_copied"}},
+        {"once it was closed", {open, close, later, modified(noon - hour)}, {"created", "created", "times_set"}},
+        {"tunneled", {removed(root, u"A", noon - 1), make, used, created}, {"created", "read"}},
+        {"tunneled, and more",
+         {removed(root, u"A", noon - 1), make, used, write(0, pack(noon, noon), pack(u64{1}, noon - hour))},
+         {"created", "read", "times_set"}},
+        {"a name removed an hour before",
+         {removed(root, u"A", noon - hour), make, used, created},
+         {"created", "read", "times_set"}},
+        {"another name", {removed(root, u"0", noon - 1), make, used, created}, {"created", "read", "times_set"}},
+        {"a longer name", {removed(root, u"ab", noon - 1), make, used, created}, {"created", "read", "times_set"}},
+        {"in another folder", {removed(folder, u"a", noon - 1), make, used, created}, {"created", "read", "times_set"}},
+        {"after the clock was set back",
+         {make, made(42, noon - hour), write(8, pack(noon, noon), pack(noon - hour + 9, noon - hour + 9)),
+          made(43, noon - hour + 99)},
+         {"created", "clock_set_back", "created", "written", "created"}},
+        {"more bytes replaced than written", {write(24, pack(noon, u32{0x20}), pack(noon + hour))}, {"read"}},
+        {"more bytes written than replaced", {write(24, pack(noon), pack(noon + hour, u32{0x21}))}, {"read"}},
+        {"written and read",
+         {make, write(8, pack(noon, noon, noon), pack(noon + 1, noon + 1, noon + 1))},
+         {"created", "written"}},
+        {"changed", {make, write(16, pack(noon, noon), pack(noon + 1, noon + 1))}, {"created", "metadata_changed"}},
+        {"a journal record says more of it",
+         {{journal(0x1), standard(8, pack(noon, noon), pack(noon + 1, noon + 1)), end()}},
+         {"written"}},
+        {"a journal record says it",
+         {{journal(0x800), standard(16, pack(noon), pack(noon + 1)), end()}},
+         {"access_changed"}},
+        {"a folder in which a name came, and once more",
+         {{came(file, in_41, u"b"), got(in_41, u"b"), end()}, folder_written(noon + 1), folder_written(noon + 2)},
+         {"link_added", "written"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         story all;
         for (const auto& steps : row.transactions)
             all.add(steps);
-        texts told = all.events("event");
-        std::erase(told, "link_removed");
-        EXPECT_EQ(told, row.told);
+        texts kinds = all.events("event");
+        std::erase(kinds, "link_removed");
+        EXPECT_EQ(kinds, row.expected);
     }
+    const texts copied =
+        story().add(make).add({standard(8, pack(noon, noon), pack(noon - 1, noon + 5)), end()}).events("details");
+    EXPECT_NE(copied.at(1).find(R"("since_creation":"0.0000005";"transactions_since":"1")"), copied.at(1).npos)
+        << copied.at(1);
 }
 
 TEST(events, show_the_index_entry_of_a_name) {
@@ -1137,13 +1201,13 @@ TEST(journal_events, damage_costs_itself_only) {
         pack(page_of({named(u"a"), long_name, unnumbered, timeless, longest, shifted, nameless, odd, far, far_off,
                       named(std::u16string(256, u'l')), endless, named(u"found")}),
              page_of({named(u"b")}), bytes(70'000), at{77'824}, page_of({named(u"c")}), u32{72}, u16{2});
-    EXPECT_EQ(
-        with_journal(pages, {}, "time,clock,path,offset"),
-        (texts{"2012-12-14 23:06:40.000000000|journal|[root]\\a|0", "2012-12-14 23:06:40.000000000|after|[root]\\t|216",
-               "2012-12-14 23:06:40.000000000|journal|[root]\\" + std::string(255, 'l') + "|280",
-               "2012-12-14 23:06:40.000000000|journal|[root]\\found|1896",
-               "2012-12-14 23:06:40.000000000|journal|[root]\\b|4096",
-               "2012-12-14 23:06:40.000000000|journal|[root]\\c|77824"}));
+    EXPECT_EQ(with_journal(pages, {}, "time,clock,path,offset"),
+              (texts{"2012-12-14 23:06:40.000000000|journal|[root]\\a|0",
+                     "2012-12-14 23:06:40.000000000|not_before|[root]\\t|216",
+                     "2012-12-14 23:06:40.000000000|journal|[root]\\" + std::string(255, 'l') + "|280",
+                     "2012-12-14 23:06:40.000000000|journal|[root]\\found|1896",
+                     "2012-12-14 23:06:40.000000000|journal|[root]\\b|4096",
+                     "2012-12-14 23:06:40.000000000|journal|[root]\\c|77824"}));
 }
 
 TEST(journal_events, stand_among_those_of_the_log) {
@@ -1166,12 +1230,13 @@ TEST(journal_events, stand_among_those_of_the_log) {
     EXPECT_EQ(with_journal(page_of(own), log, columns),
               (texts{"journal|data_overwritten|", "both|data_appended|1000", "log|link_added|1020",
                      "journal|data_truncated|", "log|created|1040", "journal|ads_data_overwritten|",
-                     "both|ads_data_appended|1070", "journal|ads_data_truncated|"}));
+                     "both|ads_data_appended|1070", "journal|clock_set_back|", "journal|ads_data_truncated|"}));
     EXPECT_EQ(with_journal(page_of(records_of(file + 3)), log, columns),
               (texts{"journal|data_overwritten|", "log|data_overwritten|1000", "log|data_appended|1000",
                      "log|link_added|1020", "journal|data_appended|", "journal|data_truncated|", "log|created|1040",
                      "journal|ads_data_overwritten|", "log|data_truncated|1070", "log|ads_data_overwritten|1070",
-                     "log|ads_data_appended|1070", "journal|ads_data_appended|", "journal|ads_data_truncated|"}));
+                     "log|ads_data_appended|1070", "journal|ads_data_appended|", "journal|clock_set_back|",
+                     "journal|ads_data_truncated|"}));
 }
 
 TEST(journal_events, stand_by_their_place_where_times_disagree) {
@@ -1187,11 +1252,11 @@ TEST(journal_events, stand_by_their_place_where_times_disagree) {
         {at_usn(0x1000, 0x1, noon), shared, at_usn(0x1200, 0x7, ~u64{0}), at_usn(0x1300, 0x17, noon + 10 * minute)});
     const std::string columns = "source,event";
     EXPECT_EQ(with_journal(page, story().add(born_at(noon + 50 * minute)).add({logged(shared), end()}), columns),
-              (texts{"journal|data_overwritten", "log|created", "both|data_appended", "journal|data_truncated",
-                     "journal|ads_data_overwritten"}));
+              (texts{"journal|data_overwritten", "log|created", "log|clock_set_back", "both|data_appended",
+                     "journal|data_truncated", "journal|clock_set_back", "journal|ads_data_overwritten"}));
     EXPECT_EQ(with_journal(page, story().add({logged(shared), end()}).add(born_at(noon + 30 * minute)), columns),
-              (texts{"journal|data_overwritten", "both|data_appended", "log|created", "journal|data_truncated",
-                     "journal|ads_data_overwritten"}));
+              (texts{"journal|data_overwritten", "both|data_appended", "log|clock_set_back", "log|created",
+                     "journal|data_truncated", "journal|clock_set_back", "journal|ads_data_overwritten"}));
 }
 
 TEST(journal_events, pair_no_names_of_which_the_log_tells_one) {

@@ -1,0 +1,103 @@
+#include "operations/stated_times.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "journal/usn_record.h"
+#include "logfile/operation.h"
+#include "mft/record_view.h"
+#include "operations/record_fact.h"
+
+namespace kest {
+
+namespace {
+
+// A file record in use as it is put into the MFT. The system sets its last three times to now; that of creation may be
+// another file's, of the same name. 0: it does not look so.
+std::uint64_t time_of_image(uni::byte_view bytes) {
+    using namespace standard_information_layout;
+    const file_record_view record(bytes);
+    if (!record.in_use() || record.base() != inode_ref{}) return 0;
+    const uni::byte_view standard = record.standard_information();
+    const std::uint64_t time = standard.get(mft_changed);
+    const bool alike = standard.get(modified) == time && standard.get(accessed) == time;
+    return alike && cv::has_calendar_form(time) ? time : 0;
+}
+
+class time_finder {
+public:
+    time_finder(const log_store& log, const transaction_states& states, const mft_geometry& geometry)
+        : m_log(log), m_states(states), m_geometry(geometry) {}
+
+    std::vector<stated_time> find() {
+        for (std::uint32_t number = 0; number < m_log.chain_heads.size(); ++number) {
+            m_images.clear();
+            m_new.clear();
+            for (const std::uint32_t position : m_log.records(m_log.chain_heads[number])) {
+                if (!m_states.rolled_back[position]) read(number, position);
+            }
+            if (!m_images.empty()) add_images();
+        }
+        std::ranges::sort(m_times, {}, [](const stated_time& one) { return std::tuple(one.lsn, one.ticks); });
+        return std::move(m_times);
+    }
+
+private:
+    struct image {
+        std::uint64_t number = 0;  // of the file record
+        stated_time time;
+    };
+
+    void read(std::uint32_t transaction, std::uint32_t position) {
+        const log_entry& entry = m_log.entries[position];
+        if (!may_name_file(entry) && entry.redo_op != operation_code::initialize_file_record_segment) return;
+        const record_fact fact = proved_fact(entry, m_geometry);
+        stated_time time{entry.this_lsn, 0, transaction, position, fact.kind == fact_kind::journal_record};
+        if (time.of_journal) {
+            const auto record = *read_usn_record(fact.data);
+            time.ticks = record.get(&usn_layout::time);
+            if (!cv::has_calendar_form(time.ticks)) return;
+            if (!is_written_at(entry, m_geometry.cluster_size, record.get(&usn_layout::usn))) return;
+            m_times.push_back(time);
+        } else if (fact.kind == fact_kind::image) {
+            time.ticks = time_of_image(fact.data);
+            if (time.ticks != 0) m_images.push_back({fact.file.number(), time});
+        } else if (fact.kind == fact_kind::taken || fact.kind == fact_kind::entry_added) {
+            m_new.push_back(fact.file.number());
+        }
+    }
+
+    // A record that is put to use was free before, or gets a name; any other is one that is written again.
+    void add_images() {
+        std::ranges::sort(m_new);
+        for (const image& one : m_images) {
+            if (std::ranges::binary_search(m_new, one.number)) m_times.push_back(one.time);
+        }
+    }
+
+    const log_store& m_log;
+    const transaction_states& m_states;
+    const mft_geometry m_geometry;
+    std::vector<stated_time> m_times;
+    // Of the transaction at hand.
+    std::vector<image> m_images;
+    std::vector<std::uint64_t> m_new;  // numbers of file records
+};
+
+}  // namespace
+
+std::vector<stated_time> find_stated_times(const log_store& log, const transaction_states& states,
+                                           const mft_geometry& geometry) {
+    return time_finder(log, states, geometry).find();
+}
+
+std::vector<clock_change> find_clock_changes(const std::vector<stated_time>& times) {
+    std::vector<clock_change> changes;
+    for (std::size_t at = 1; at < times.size(); ++at) {
+        const stated_time& before = times[at - 1];
+        if (is_set_back(before.ticks, times[at].ticks)) changes.push_back({before.lsn, before.ticks, times[at]});
+    }
+    return changes;
+}
+
+}  // namespace kest
