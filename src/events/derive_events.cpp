@@ -70,12 +70,14 @@ public:
           m_clock(inputs.log, m_facts, m_history,
                   find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
-          m_context{m_log,   m_history, m_names,    m_paths, m_tunneling, m_descriptors,
-                    m_clock, m_numbers, m_journals, m_past},
+          m_context{m_log,         m_history, m_names,   m_paths,    m_tunneling,
+                    m_descriptors, m_clock,   m_numbers, m_journals, m_past},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
           m_set_back(m_clock.set_back()),
+          m_volume(find_volume_events(m_log)),
+          m_volume_left(m_volume),
           m_progress(progress) {
         if (m_history.limits_hit()) inputs.omitted.changes = true;
         if (inputs.journal != nullptr) open_journal(*inputs.journal, listener);
@@ -85,8 +87,10 @@ public:
         const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
+            report_volume(m_log.chain_heads[number].lsn);
             report(number);
         }
+        report_volume(~std::uint64_t{0});
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
         for (const mft_difference& difference : m_differences)
             report(difference);
@@ -152,6 +156,14 @@ private:
             m_writer.write(found, m_subjects[found.subject]);
     }
 
+    // What restart records show comes before the transactions that begin after them.
+    void report_volume(std::uint64_t next_lsn) {
+        for (; !m_volume_left.empty(); m_volume_left = m_volume_left.subspan(1)) {
+            if (m_log.entries[m_volume_left.front().proof].this_lsn >= next_lsn) return;
+            m_writer.write(m_volume_left.front());
+        }
+    }
+
     // That the clock was set back comes before the transaction that shows it.
     void report_clock(std::uint32_t number) {
         while (!m_set_back.empty() && m_set_back.front().after.transaction <= number) {
@@ -214,7 +226,16 @@ private:
             const auto change_stands = [&](const auto& one) { return has_change(one) && !one.record->rolled_back; };
             const file_changes standing{file, transaction, take(facts, stands), take(changes, change_stands)};
             const file_changes rolled_back{file, transaction, take(facts, has_fact), take(changes, has_change), true};
+            if (file.number() == volume_number) find_volume_events_of({standing, rolled_back});
             if (!is_system_file(file.number())) find_events_of({standing, rolled_back});
+        }
+    }
+
+    void find_volume_events_of(const std::array<file_changes, 2>& all) {
+        for (const file_changes& some : all) {
+            if (some.records.empty()) continue;
+            m_subjects.emplace_back();
+            m_file_events.find_of_volume(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
     }
 
@@ -292,6 +313,8 @@ private:
     event_writer m_writer;
     std::span<const record_change> m_changes_left;  // of this transaction and those after it
     std::span<const clock_change> m_set_back;       // likewise
+    const std::vector<volume_event> m_volume;
+    std::span<const volume_event> m_volume_left;  // not reported yet
     const event_progress& m_progress;
     // Of the transaction at hand.
     std::vector<const log_fact*> m_file_facts;   // by file

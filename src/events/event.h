@@ -31,8 +31,14 @@ enum class event_kind : std::uint8_t {
     object_id_set,
     clock_set_back,  // of no file
     owner_set,       // another owner by the security descriptor
-    mft_differs,     // the MFT copy is not what the log wrote last
-    reason_given,    // what only a journal record says
+    mounted,         // the volume; of no file, as are those of the journal that only a checkpoint shows
+    journal_created,
+    journal_deleted,
+    journal_resized,
+    volume_flags_set,
+    volume_renamed,
+    mft_differs,   // the MFT copy is not what the log wrote last
+    reason_given,  // what only a journal record says
 };
 
 // Where the event is from.
@@ -75,6 +81,12 @@ struct event_values {
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
     uni::byte_view owner;                             // SID, whole; empty: not known
+    std::string_view log_state;                       // of `mounted`: what the system found; empty: not known
+    std::optional<std::uint64_t> next_usn;
+    std::optional<std::uint64_t> maximum_size;      // of a journal, bytes
+    std::optional<std::uint64_t> allocation_delta;  // likewise
+    std::optional<std::uint64_t> journal_id;
+    std::optional<std::uint16_t> volume_flags;
     std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
 };
 

@@ -26,6 +26,13 @@ void take_attribute(event_values& values, const attribute_state& state, event_ki
     values.valid = state.valid_length;
 }
 
+void take_limit(event_values& values, const joined_change& change, const attribute_state& state) {
+    const auto limit = journal_limit::read(change, state);
+    values.maximum_size = limit->maximum_size;
+    values.allocation_delta = limit->allocation_delta;
+    values.journal_id = limit->journal_id;
+}
+
 void take_times(event_values& values, const standard_information& standard) {
     for (std::size_t at = 0; at < values.times.size(); ++at)
         values.times[at] = standard.times[at].whole();
@@ -39,7 +46,7 @@ bool is_about_data(event_kind kind) {
 
 void event_writer::write(const found_event& found, const event_subject& subject) {
     begin(found, subject);
-    if (m_event.of_system) return;
+    if (m_event.of_system && !is_of_journal(found.kind)) return;
     set_time(found, subject);
     set_values(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
@@ -49,10 +56,31 @@ void event_writer::write(const found_event& found, const event_subject& subject)
     }
 }
 
+// What happens to the journal as a whole is an event of its own, although the system keeps its file for itself.
+bool event_writer::is_of_journal(event_kind kind) {
+    if (kind == event_kind::journal_resized) return true;
+    if (m_event.parent.number() != extend_number || !m_event.path.ends_with("\\$UsnJrnl")) return false;
+    if (kind == event_kind::created) m_event.kind = event_kind::journal_created;
+    if (kind == event_kind::deleted) m_event.kind = event_kind::journal_deleted;
+    return kind == event_kind::created || kind == event_kind::deleted;
+}
+
+void event_writer::write(const volume_event& shown) {
+    const log_entry& entry = m_context.log.entries[shown.proof];
+    m_event = {};
+    static_cast<event_time&>(m_event) = m_context.clock.time_at(entry.this_lsn);
+    m_event.kind = shown.kind;
+    m_event.lsn = entry.this_lsn;
+    m_event.file_offset = entry.file_offset;
+    m_event.before = shown.before;
+    m_event.after = shown.after;
+    m_listener(m_event);
+}
+
 void event_writer::write(const mft_difference& difference, const event_subject& subject) {
     begin({.kind = event_kind::mft_differs, .proof = difference.proof}, subject);
-    const std::uint64_t bound = m_context.clock.time_of(subject.transaction, m_event.lsn).time;
-    static_cast<event_time&>(m_event) = {bound, 0, event_clock::not_before};
+    const std::uint64_t written = m_context.clock.time_of(subject.transaction, m_event.lsn).time;
+    static_cast<event_time&>(m_event) = {written, 0, event_clock::not_before};
     m_event.before = difference.before;
     m_event.before.name = std::span(difference.old_name);
     m_event.after = difference.after;
@@ -103,6 +131,9 @@ std::optional<resolved_name> event_writer::name_of(const found_event& found, con
     }
     if (!found.name.name().empty()) {
         return resolved_name{.parent = found.name.parent(), .units = found.name.name(), .source = found.known};
+    }
+    if (subject.file.number() == volume_number) {
+        return resolved_name{.parent = inode_ref(root_number, root_number), .stored = "$Volume"};
     }
     if (subject.file.sequence() == 0) return std::nullopt;
     auto name = m_context.names.name_at(subject.file, {m_event.lsn});
@@ -206,7 +237,22 @@ void event_writer::set_values(const found_event& found) {
             take_times(before, standard->before);
             take_times(after, standard->after);
             break;
+        case event_kind::journal_resized:
+            take_limit(before, found.attribute, found.attribute.state_before());
+            take_limit(after, found.attribute, found.attribute.state_after());
+            break;
+        case event_kind::volume_flags_set:
+            before.volume_flags = volume_flags_of(found.attribute.type(), found.attribute.state_before());
+            after.volume_flags = volume_flags_of(found.attribute.type(), found.attribute.state_after());
+            break;
+        case event_kind::volume_renamed:
+            before.name = *found.attribute.state_before().value;
+            after.name = *found.attribute.state_after().value;
+            break;
         case event_kind::clock_set_back:
+        case event_kind::mounted:
+        case event_kind::journal_created:
+        case event_kind::journal_deleted:
             break;
         case event_kind::attributes_set:
             set_flags(*standard);

@@ -5,6 +5,7 @@
 #include "events/event.h"
 #include "events/file_events.h"
 #include "events/mft_differences.h"
+#include "events/volume_events.h"
 
 namespace kest {
 
@@ -17,8 +18,10 @@ public:
     void write(const found_event& found, const event_subject& subject);
     void write(const mft_difference& difference, const event_subject& subject);
     void write(const clock_change& change);
+    void write(const volume_event& shown);
 
 private:
+    bool is_of_journal(event_kind kind);
     void begin(const found_event& found, const event_subject& subject);
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);

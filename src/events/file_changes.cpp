@@ -13,9 +13,9 @@ std::strong_ordering compare_bytes(uni::byte_view a, uni::byte_view b) {
 
 bool is_reported(const attribute_change& change) {
     using namespace attribute_type;
-    return change.lowest_vcn == 0 && (!change.type || change.type == file_name || change.type == object_id ||
-                                      change.type == data || change.type == reparse_point ||
-                                      change.type == security_descriptor);
+    return change.lowest_vcn == 0 &&
+           (!change.type || change.type == file_name || change.type == object_id || change.type == data ||
+            change.type == reparse_point || change.type == security_descriptor);
 }
 
 // A name is another attribute with each name and folder.

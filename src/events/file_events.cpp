@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "events/time_changes.h"
+#include "events/volume_events.h"
 #include "format/time.h"
 #include "portable/unicode.h"
 
@@ -87,11 +88,32 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     if (m_out.size() == m_first) find_times(true);
 }
 
+void file_events::find_of_volume(const file_changes& changes, event_subject& subject, std::uint32_t index) {
+    m_changes = &changes;
+    m_subject = index;
+    describe(subject);
+    for (const owned_change& one : changes.records) {
+        for (const attribute_change& change : m_context.history.attributes_of(*one.record)) {
+            const joined_change joined{&change, &change};
+            const auto flags = volume_flags_of(change.type, change.before);
+            const auto new_flags = volume_flags_of(change.type, change.after);
+            if (flags && new_flags && *flags != *new_flags) {
+                add(event_kind::volume_flags_set, change.proof).attribute = joined;
+            }
+            const bool is_name = change.type == attribute_type::volume_name;
+            if (is_name && change.before.value && change.after.value) {
+                add(event_kind::volume_renamed, change.proof).attribute = joined;
+            }
+        }
+    }
+}
+
 void file_events::find_attributes() {
     for (const joined_change& change : m_attributes) {
         if (const auto kind = attribute_event(change, false)) add(*kind, change.proof()).attribute = change;
         find_new_size(change);
         find_new_owner(change);
+        find_journal_limit(change);
     }
     for (const owned_change& one : m_changes->records) {
         const standard_change* const standard = m_context.history.standard_of(*one.record);
@@ -302,6 +324,12 @@ void file_events::find_new_owner(const joined_change& change) {
     const uni::byte_view was = owner_in(change.state_before());
     const uni::byte_view is = owner_in(change.state_after());
     if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof()).attribute = change;
+}
+
+void file_events::find_journal_limit(const joined_change& change) {
+    const auto was = journal_limit::read(change, change.state_before());
+    const auto is = journal_limit::read(change, change.state_after());
+    if (was && is && *was != *is) add(event_kind::journal_resized, change.proof()).attribute = change;
 }
 
 void file_events::find_new_owner(const record_change& record, const standard_change& change) {

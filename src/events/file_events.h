@@ -7,8 +7,8 @@
 #include "events/file_changes.h"
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
-#include "events/security_descriptors.h"
 #include "events/log_clock.h"
+#include "events/security_descriptors.h"
 
 namespace kest {
 
@@ -68,6 +68,8 @@ public:
 
     // Fills in what `subject`, the one of that index, has of its own.
     void find(const file_changes& changes, event_subject& subject, std::uint32_t index);
+    // The same of $Volume, whose record states what is so of the volume.
+    void find_of_volume(const file_changes& changes, event_subject& subject, std::uint32_t index);
 
 private:
     found_event& add(event_kind kind, std::uint32_t proof, unsigned rank = 0);
@@ -84,6 +86,7 @@ private:
     void find_attributes();
     void find_new_size(const joined_change& change);
     void find_new_owner(const joined_change& change);
+    void find_journal_limit(const joined_change& change);
     void find_new_owner(const record_change& record, const standard_change& change);
     void find_times(bool after_reasons);
     void find_flags(const record_change& record, const standard_change& change);

@@ -73,6 +73,7 @@ inline constexpr std::uint32_t attribute_list = 0x20;
 inline constexpr std::uint32_t file_name = 0x30;
 inline constexpr std::uint32_t object_id = 0x40;
 inline constexpr std::uint32_t security_descriptor = 0x50;
+inline constexpr std::uint32_t volume_name = 0x60;
 inline constexpr std::uint32_t volume_information = 0x70;
 inline constexpr std::uint32_t data = 0x80;
 inline constexpr std::uint32_t index_root = 0x90;

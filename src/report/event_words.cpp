@@ -48,6 +48,12 @@ constexpr std::string_view kind_words[] = {
     "object_id_set",
     "clock_set_back",
     "owner_set",
+    "mounted",
+    "journal_created",
+    "journal_deleted",
+    "journal_resized",
+    "volume_flags_set",
+    "volume_renamed",
     "mft_differs",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
@@ -73,6 +79,12 @@ constexpr std::string_view kind_verbs[] = {
     "set the object identifier of ",
     "set the clock back",
     "set the owner of ",
+    "mounted the volume",
+    "created the journal ",
+    "deleted the journal ",
+    "changed how large the journal may get: ",
+    "set the flags of the volume: ",
+    "renamed the volume: ",
     "the MFT copy is not what the log wrote of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
@@ -85,13 +97,11 @@ std::string_view word_of(const std::string_view (&table)[count], code value) {
 }
 
 // Bits without a word follow as a number.
-void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
-    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
-    const std::uint32_t shown = bits & ~index_marks;
+void append_bits(std::string& out, std::uint32_t shown, std::span<const flag_word> words, bool some) {
     std::uint32_t rest = shown;
-    for (const flag_word& row : file_flag_words())
+    for (const flag_word& row : words)
         rest &= ~row.bits;
-    const bool any = append_flag_words(out, shown, file_flag_words(), ", ");
+    const bool any = append_flag_words(out, shown, words, ", ");
     if (rest != 0) {
         if (any) out += ", ";
         append_number(out, rest, true);
@@ -107,6 +117,11 @@ void append_seconds(std::string& out, std::uint64_t ticks) {
     append_decimal(fraction, ticks % cv::ticks_per_second);
     out += '.';
     out.append(7 - fraction.size(), '0').append(fraction);
+}
+
+void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
+    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    append_bits(out, bits & ~index_marks, file_flag_words(), some);
 }
 
 constexpr std::size_t most_in_sentence = 1024;  // characters of a path
@@ -171,6 +186,15 @@ void write_values(details_writer& details, std::string_view side, const event_va
     }
     if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
     if (!values.owner.empty()) write_owner(details, values.owner);
+    if (!values.log_state.empty()) details.field("log_state", values.log_state);
+    if (values.next_usn) details.number("next_usn", *values.next_usn);
+    if (values.maximum_size) details.number("maximum_size", *values.maximum_size);
+    if (values.allocation_delta) details.number("allocation_delta", *values.allocation_delta);
+    if (values.journal_id) details.number("journal_id", *values.journal_id);
+    if (values.volume_flags) {
+        append_bits(details.begin_field("volume_flags"), *values.volume_flags, volume_flag_words(), false);
+        details.end_field();
+    }
     if (values.record_offset) details.number("record_offset", *values.record_offset);
     details.close_group();
 }

@@ -630,10 +630,10 @@ TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
         {copy(last, noon, noon + 1, u"a", 'y'), {}},  // which is not logged
         {copy(other, noon + 1, noon), {}},            // of another moment
         {copy(last, noon + 10'000'000, noon),
-         {R"(mft_differs|after|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104"];)"
+         {R"(mft_differs|not_before|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104"];)"
           R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104"])"}},
         {copy(last, noon, noon, u"b"),
-         {R"(mft_differs|after|before=["name":"a";"record_offset":"258"];after=["name":"b";"record_offset":"258"])"}}};
+         {R"(mft_differs|not_before|before=["name":"a";"record_offset":"258"];after=["name":"b";"record_offset":"258"])"}}};
     for (const auto& [record, told] : rows) {
         const memory_file mft(mft_image({{.number = 0}, record}, 41));
         EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), told);
@@ -706,6 +706,63 @@ TEST(events, say_whose_a_new_file_is) {
     EXPECT_EQ(given.events("event,details"),
               texts{R"(owner_set|before=["owner":"S-1-5-32-544";"owner_name":"BUILTIN\Administrators"];)"
                     R"(after=["owner":"S-1-5-32-545";"owner_name":"BUILTIN\Users"])"});
+}
+
+TEST(events, say_when_the_volume_was_in_use) {
+    const auto restart = [](u64 mount, u64 usn, u64 table = 0) {
+        return std::vector<record>{of_type(2, {.block_size = 0, .vcn = table, .redo = pack(at{24}, usn, mount)})};
+    };
+    const story log = story()
+                          .add(restart(0, 0))
+                          .add(restart(900, 0x5000))
+                          .add(restart(900, 0x6000, 1))
+                          .add(restart(980, 0x6000))
+                          .add(restart(990, 0))
+                          .add({of_type(2, {.vcn = ~u64{0}, .redo = pack(at{24}, ~u64{0})})})  // cut
+                          .add(restart(~u64{0}, 0x100));
+    const std::string mounted = R"(mounted||before=[];after=["log_state":")";
+    EXPECT_EQ(log.events("event,inode,details"),
+              (texts{mounted + R"(first"])", mounted + R"(unclean"])", mounted + R"(clean"])", mounted + R"(unclean"])",
+                     R"(journal_created||before=["next_usn":"18446744073709551615"];after=["next_usn":"256"])"}));
+}
+
+TEST(events, say_what_became_of_volume_and_journal) {
+    const auto of_volume = [](record step) {
+        step.vcn = 0;
+        step.cluster_block = 6;
+        return step;
+    };
+    const auto named = [](const std::u16string& name) { return resident(0x60, pack(name), {.id = 3}); };
+    const auto flags = [](u16 value) { return resident(0x70, pack(at{8}, u8{3}, u8{1}, value), {.id = 4}); };
+    const auto limits = [](u64 size) {
+        return resident(0x80, pack(size, u64{8}, u64{7}, u64{0}), {.name = u"$Max", .id = 3});
+    };
+    const auto within = [](u16 attribute, u16 place, const bytes& before, const bytes& after) {
+        record step = to_record(7, 7, after, before, attribute);
+        step.attribute_offset = place;
+        return step;
+    };
+    record volume = of_volume(written({.number = 3, .attributes = {named(u"abc"), flags(1)}}));
+    const story log =
+        story()
+            .add({volume, end()})
+            .add({of_volume(within(72, 24, pack(u"abc"), pack(u"xyz"))), end()})
+            .add({of_volume(within(104, 34, pack(u16{1}), pack(u16{0x8040}))), end()})
+            .add(
+                {written({.attributes = {name_image{.parent = extend, .name = u"$UsnJrnl"}.attribute(), limits(4096)}}),
+                 came(file, extend, u"$UsnJrnl"), end()})
+            .add({within(184, 32, pack(u64{4096}), pack(u64{8192})), end()})
+            .add({freed(), went(file, extend, u"$UsnJrnl"), end()});
+    EXPECT_EQ(log.events("event,path,details"),
+              (texts{R"(volume_renamed|[root]\$Volume|before=["name":"abc"];after=["name":"xyz"])",
+                     R"(volume_flags_set|[root]\$Volume|before=["volume_flags":"dirty"];)"
+                     R"(after=["volume_flags":"chkdsk modified, 0x40"])",
+                     R"(journal_created|<unk_path>\$UsnJrnl|before=[];after=["flags":"plain_file"])",
+                     R"(journal_resized|<unk_path>\$UsnJrnl|)"
+                     R"(before=["maximum_size":"4096";"allocation_delta":"8";"journal_id":"7"];)"
+                     R"(after=["maximum_size":"8192";"allocation_delta":"8";"journal_id":"7"])",
+                     R"(journal_deleted|<unk_path>\$UsnJrnl|before=["created":"1";"modified":"2";"mft_changed":"3";)"
+                     R"("accessed":"4";"size":"0";"name":"$UsnJrnl"];after=[])"}));
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
