@@ -1,5 +1,6 @@
 // A whole run, out of one input: options, one a line, up to an empty line; the sizes of log and MFT in four bytes each;
-// then log, MFT and journal; what is empty is left out. The run takes place in a folder of its own, and no option can
+// then log, MFT and journal; what is empty is left out. With -image, which has no value here, the MFT is an image, and
+// the other two are left out. The run takes place in a folder of its own, and no option can
 // name a place outside it.
 
 #include <algorithm>
@@ -115,7 +116,7 @@ kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
     kest::argument_list kept = {"-out", "lines"};
     for (const char* flag : {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses",
-                             "-base10", "-stats", "-strict"}) {
+                             "-base10", "-stats", "-strict", "-list"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
     const auto columns = std::ranges::find(options, "-columns");
@@ -131,11 +132,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     kest::argument_list args = {"kest", "-quiet"};
     const kest::argument_list as_json = json_options(input.options);
     const kest::argument_list& options = as_json.empty() ? input.options : as_json;
-    args.insert(args.end(), options.begin(), options.end());
+    std::ranges::remove_copy(options, std::back_inserter(args), "-image");
+    const bool has_image = std::ranges::count(input.options, "-image") != 0;
     const kest::disk::memory_file log(input.parts[0]), mft(filled(input.parts[1])), journal(filled(input.parts[2]));
-    if (!input.parts[0].empty()) args.insert(args.end(), {"-log", log.path()});
-    if (!input.parts[1].empty()) args.insert(args.end(), {"-mftfile", mft.path()});
-    if (!input.parts[2].empty()) args.insert(args.end(), {"-jrnlfile", journal.path()});
+    if (!has_image && !input.parts[0].empty()) args.insert(args.end(), {"-log", log.path()});
+    if (!input.parts[1].empty()) args.insert(args.end(), {has_image ? "-image" : "-mftfile", mft.path()});
+    if (!has_image && !input.parts[2].empty()) args.insert(args.end(), {"-jrnlfile", journal.path()});
     const int status = kest::run(args);
     if (status != 0 && status != -1) std::abort();
     if (!as_json.empty() && !kest::disk::is_json_lines(text_of("lines"))) std::abort();

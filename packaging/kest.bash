@@ -26,6 +26,7 @@ _kest() {
     -timeformat*) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
     -csv_separator*) words='tab' ;;
     -cluster_size*) words='auto 512 1024 2048 4096 8192 65536 2097152' ;;
+    -partition*) words='1 2 3 4 5' ;;
     -num_subdirs*) words='0 1 2 3 5 10' ;;
     *'>') ;; # a value that only the user knows
     *) words=$options ;;

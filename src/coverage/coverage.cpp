@@ -121,7 +121,7 @@ public:
     journal_survey(const log_store& log, const std::vector<logged_usn>& logged) : m_log(log), m_logged(logged) {}
 
     journal_coverage run(usn_journal& journal) {
-        journal_cursor cursor(journal.file, journal.resync);
+        journal_cursor cursor(*journal.file, journal.resync);
         while (const journal_record* const record = cursor.next())
             add(record->usn);
         journal.reading = cursor.reading();
@@ -163,13 +163,13 @@ log_coverage gather_coverage(evidence& stores, const logfile_options& options, s
     gather_pages(coverage, stores.log);
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     gather_times(coverage, stores.log, logged);
-    if (!options.mft_path.empty()) {
+    if (options.mft.given()) {
         coverage.mft = gather_mft(stores, logged);
-        coverage.mft->path = options.mft_path;
+        coverage.mft->path = options.mft.path;
     }
-    if (!options.jrnl_path.empty()) {
+    if (options.journal.given()) {
         coverage.journal = journal_survey(stores.log, logged).run(stores.journal);
-        coverage.journal->path = options.jrnl_path;
+        coverage.journal->path = options.journal.path;
     }
     return coverage;
 }

@@ -5,6 +5,7 @@
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
+#include "logfile/volume_geometry.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
 #include "logfile/volume_geometry.h"
@@ -113,8 +114,8 @@ void append_reason(std::string& out, std::uint64_t count, std::string_view words
     if (count != 0) append_joined(out, format_number(count, false).append(words));
 }
 
-std::string misfit_line(std::string_view option, const std::string& path, const std::string& words) {
-    return warning_line("does not fit the log", std::string(option).append(1, ' ').append(path).append(": ") + words);
+std::string misfit_line(const std::string& input, const std::string& words) {
+    return warning_line("does not fit the log", input + ": " + words);
 }
 
 }  // namespace
@@ -123,7 +124,8 @@ mft_fit compare_mft(const evidence& stores, const std::vector<logged_usn>& logge
     return mft_comparison(stores, logged).compare(stores.inodes);
 }
 
-journal_fit sample_journal(const uni::file& journal, const log_store& log, const std::vector<logged_usn>& logged) {
+journal_fit sample_journal(const uni::byte_source& journal, const log_store& log,
+                           const std::vector<logged_usn>& logged) {
     journal_fit fit = {.sampled = true};
     journal_probe probe(journal);
     if (!probe.any()) return fit;
@@ -200,16 +202,16 @@ std::string log_misfit_line(const log_store& log, const std::string& path) {
 std::string misfit_lines(const evidence& stores, const logfile_options& options) {
     std::string lines;
     if (stores.log.entries.empty()) return lines;
-    lines = log_misfit_line(stores.log, options.log_path);
-    if (options.mft_path.empty() && options.jrnl_path.empty()) return lines;
+    lines = log_misfit_line(stores.log, options.log.path);
+    if (!options.mft.given() && !options.journal.given()) return lines;
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
-    if (!options.mft_path.empty()) {
+    if (options.mft.given()) {
         const mft_fit fit = compare_mft(stores, logged);
-        if (contradicts(fit)) lines += misfit_line("-mftfile", options.mft_path, fit_text(fit));
+        if (contradicts(fit)) lines += misfit_line(options.mft.shown("-mftfile"), fit_text(fit));
     }
-    if (!options.jrnl_path.empty()) {
-        const journal_fit fit = sample_journal(stores.journal.file, stores.log, logged);
-        if (contradicts(fit)) lines += misfit_line("-jrnlfile", options.jrnl_path, fit_text(fit));
+    if (options.journal.given()) {
+        const journal_fit fit = sample_journal(*stores.journal.file, stores.log, logged);
+        if (contradicts(fit)) lines += misfit_line(options.journal.shown("-jrnlfile"), fit_text(fit));
     }
     return lines;
 }

@@ -36,7 +36,8 @@ struct journal_fit {
 mft_fit compare_mft(const evidence& stores, const std::vector<logged_usn>& logged);
 
 // Reads a few records of the open file only.
-journal_fit sample_journal(const uni::file& journal, const log_store& log, const std::vector<logged_usn>& logged);
+journal_fit sample_journal(const uni::byte_source& journal, const log_store& log,
+                           const std::vector<logged_usn>& logged);
 // Completes a fit whose records were counted; `lowest` and `highest` are USNs of the journal file.
 void compare_usns(journal_fit& fit, std::uint64_t lowest, std::uint64_t highest, const log_store& log,
                   const std::vector<logged_usn>& logged);

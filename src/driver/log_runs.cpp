@@ -30,6 +30,12 @@ void say_parsing_failed(const logfile_options& options, const std::string& path,
     uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
 }
 
+// Of streams in an image: what could not be had of them reads as zeros.
+void say_gaps(const run_context& run) {
+    for (const input_source* source : {&run.options.log, &run.options.mft, &run.options.journal})
+        if (source->stream && source->stream->has_gaps()) say_reading_failed(run, source->path);
+}
+
 void show_status(const logfile_options& options, std::string_view text) {
     if (options.show_progress) uni::status_line(uni::status_width, text);
 }
@@ -43,12 +49,12 @@ std::string count_text(std::string_view before, std::size_t count, std::string_v
 // Whether there is something to report. A journal on its own is looked into as far as its first record.
 bool anything_found(const logfile_options& options, const evidence& stores) {
     if (options.have_log) return !stores.log.entries.empty();
-    return journal_cursor(stores.journal.file, stores.journal.resync).next() != nullptr;
+    return journal_cursor(*stores.journal.file, stores.journal.resync).next() != nullptr;
 }
 
 // The rest of the report stands without it.
 void say_journal_warnings(const logfile_options& options, const usn_journal& journal) {
-    const std::string warnings = warnings_of_journal(journal.reading, options.jrnl_path);
+    const std::string warnings = warnings_of_journal(journal.reading, options.journal.path);
     if (!warnings.empty()) uni::console_write(warnings);
 }
 
@@ -99,7 +105,7 @@ std::optional<std::string> parse_alone(const run_context& run, evidence& stores,
     stores.sequence_by_inode.clear();
     if (run.outputs.hold(path)) return "being written by this run";
     if (run.options.extended && is_refused(run.options, warnings_of_listed_file(path))) return "";
-    if (!parse_log(stores.log, path, run.options)) return error_words(stores.log.open_error);
+    if (!parse_log(stores.log, {path}, run.options)) return error_words(stores.log.open_error);
     if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
     if (!run.options.strict && stores.log.entries.empty()) return "no record";
     if (is_refused(run.options, warnings_of_log(stores.log, path, run.options))) return "";
@@ -177,10 +183,10 @@ bool multi_run(const run_context& run) {
 // Kept: a log without a single record is reported too, as a header and no rows; with an MFT or a journal beside it,
 // or in a list, it counts as damaged.
 bool single_run(const run_context& run) {
-    const std::string& path = run.options.log_path;
+    const std::string& path = run.options.log.path;
     evidence stores;
     if (run.options.show_progress) say_parsing(path);
-    if (!parse_log(stores.log, path, run.options)) {
+    if (!parse_log(stores.log, run.options.log, run.options)) {
         say_parsing_failed(run.options, path, error_words(stores.log.open_error));
         return false;
     }
@@ -205,24 +211,27 @@ bool worker_run(const run_context& run) {
     }
     read_inputs(options, stores);
     const bool mft_incomplete = stores.inodes.incomplete;
-    if (mft_incomplete) say_reading_failed(run, options.mft_path);
-    if (stores.log.incomplete) say_reading_failed(run, options.log_path);
-    if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
+    if (mft_incomplete) say_reading_failed(run, options.mft.path);
+    if (stores.log.incomplete) say_reading_failed(run, options.log.path);
+    if (!options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.journal.path);
     if (!anything_found(options, stores)) {
         const int error = stores.log.open_error;
-        say_parsing_failed(options, options.have_log ? options.log_path : options.jrnl_path,
+        say_parsing_failed(options, options.have_log ? options.log.path : options.journal.path,
                            error != 0 ? error_words(error) : "no record");
         return false;
     }
-    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log_path, options));
+    if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log.path, options));
     if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
     show_status(options, "threads completed, combining data");
-    if (options.report != report_kind::coverage) combine(run, stores);  // which is about each input as it came
+    if (options.report != report_kind::coverage) {  // which is about each input as it came
+        run.report.survey(stores);
+        combine(run, stores);
+    }
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
-    if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft_path);
-    if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.jrnl_path);
-    if (options.extended && !options.jrnl_path.empty()) say_journal_warnings(options, stores.journal);
+    if (stores.inodes.incomplete && !mft_incomplete) say_reading_failed(run, options.mft.path);
+    if (options.streams_journal() && stores.journal.reading.incomplete) say_reading_failed(run, options.journal.path);
+    if (options.extended && options.journal.given()) say_journal_warnings(options, stores.journal);
     run.findings.omitted = stores.inodes.omitted;
     return true;
 }
@@ -248,8 +257,9 @@ void say_reading_failed(const run_context& run, const std::string& path) {
 
 bool report_logs(const run_context& run) {
     if (run.options.lists_logs()) return multi_run(run);
-    if (run.options.have_mft || run.options.have_jrnl) return worker_run(run);
-    return single_run(run);
+    const bool reported = run.options.have_mft || run.options.have_jrnl ? worker_run(run) : single_run(run);
+    say_gaps(run);
+    return reported;
 }
 
 }  // namespace kest

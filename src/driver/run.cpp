@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "driver/banner.h"
+#include "driver/image_runs.h"
 #include "driver/log_runs.h"
 #include "driver/warnings.h"
 #include "format/time.h"
@@ -16,6 +17,7 @@
 #include "portable/console.h"
 #include "portable/file.h"
 #include "report/field.h"
+#include "report/page_report.h"
 #include "report/provenance.h"
 
 namespace kest {
@@ -50,7 +52,9 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
-    if (options.extended && options.lists_logs()) {
+    if (options.report == report_kind::volumes) {
+        uni::console_write("Need to specify an image in your arguments [-image <file>]\n\n");
+    } else if (options.extended && options.lists_logs()) {
         uni::console_write("a list takes logs only: -mftfile and -jrnlfile need a run for each log\n");
     } else if (options.have_log || options.lists_logs()) {
         write_usage();
@@ -60,7 +64,7 @@ void say_what_is_needed(const logfile_options& options, const std::string& heade
 }
 
 bool writes_input(const logfile_options& options, const run_outputs& outputs) {
-    return outputs.hold(options.log_path) || outputs.hold(options.mft_path) || outputs.hold(options.jrnl_path);
+    return outputs.hold(options.log.path) || outputs.hold(options.mft.path) || outputs.hold(options.journal.path);
 }
 
 std::string writing_failed(std::string_view target) {
@@ -85,40 +89,56 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::files, "files"},
 };
 
-// The report is not whole, and does not look so: that is said whatever the options are.
-void say_limits(const limits_hit& omitted) {
+std::string limit_words(const limits_hit& omitted) {
     std::string text;
     for (const guard_word& guard : guard_words) {
         if (omitted.*guard.reached) text.append(text.empty() ? "limits reached: " : ", ").append(guard.word);
     }
+    return text;
+}
+
+// The report is not whole, and does not look so: that is said whatever the options are.
+void say_limits(const limits_hit& omitted) {
+    std::string text = limit_words(omitted);
     if (!text.empty()) uni::console_write(text += '\n');
 }
 
+bool open_results(results_file& results) {
+    if (results.open()) return true;
+    uni::console_write("prob opening results file: " + results.path() + " for writing\n");
+    return false;
+}
+
+// `flushed`: all of it has been written.
+bool finish_results(results_file& results, bool reported, bool flushed) {
+    const bool finished = results.finish(reported && flushed);
+    if (!flushed || !finished) say_writing_failed(results.path().empty() ? standard_output : results.path());
+    return flushed && finished;
+}
+
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
-                     run_findings& findings) {
+                     const disk_image& image, run_findings& findings) {
     results_file& results = outputs.results;
-    if (!results.open()) {
-        uni::console_write("prob opening results file: " + results.path() + " for writing\n");
-        return false;
-    }
+    if (!open_results(results) || (options.writes_page && !open_results(outputs.page))) return false;
     uni::fileio_output report_sink(results.target());
-    if (options.has_banner()) report_sink.write(header);
+    std::optional<page_report> page;
+    if (options.writes_page) page.emplace(options, outputs.page.target());
+    if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
     try {
-        log_report report(options, outputs.diags, report_sink);
+        log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
         const run_context run{options, outputs, report, findings};
-        reported = report_logs(run);
+        const bool lists = options.report == report_kind::volumes;
+        reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
-    const bool flushed = report_sink.flush();
-    const bool finished = results.finish(reported && flushed);
-    if (flushed && finished) return reported && !findings.unreadable;
-    say_writing_failed(results.path().empty() ? standard_output : results.path());
-    return false;
+    bool written = finish_results(results, reported, report_sink.flush());
+    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted)))) written = false;
+    return written && reported && !findings.unreadable;
 }
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
@@ -141,16 +161,27 @@ bool warnings_settled(const logfile_options& options, const run_outputs& outputs
 // Reads the options. False if the run cannot begin, which has been said.
 bool settle_options(logfile_options& options, run_outputs& outputs, argument_list& args, const std::string& header) {
     const bool taken = parse_options(options, outputs, args);
-    if (taken && options.has_source()) return true;
+    const bool has_source = options.has_source() || !options.image_path.empty();  // what an image holds comes later
+    if (taken && has_source) return true;
     if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
     if (options.extended) say_hints(options, warnings_of_arguments(options, args));
     say_what_is_needed(options, header);
     return false;
 }
 
-// A report without a column that was asked for would not be the one that was meant.
-bool columns_settled(const logfile_options& options) {
-    const std::string words = words_on_columns(options);
+// What a run on an image reads is known only when it has been looked into.
+bool image_settled(logfile_options& options, const run_outputs& outputs, disk_image& image, run_findings& findings) {
+    if (options.image_path.empty()) return true;
+    if (!open_image_of_run(options, outputs, image)) return false;
+    if (options.report == report_kind::volumes) return true;
+    if (take_volume(options, image, findings.unreadable)) return true;
+    static_cast<void>(image_was_read(image));  // the run has failed already
+    return false;
+}
+
+// A report without a column or a page that was asked for would not be the one that was meant.
+bool forms_settled(const logfile_options& options) {
+    const std::string words = words_on_columns(options) + words_on_page(options);
     if (!words.empty()) uni::console_write(words);
     return words.empty();
 }
@@ -192,11 +223,13 @@ bool run_guarded(argument_list args) {
     run_outputs outputs;
     logfile_options options;
     if (!settle_options(options, outputs, args, header)) return false;
-    if (writes_input(options, outputs) || !columns_settled(options) || !warnings_settled(options, outputs, args))
+    disk_image image;
+    run_findings findings;
+    if (!image_settled(options, outputs, image, findings)) return false;
+    if (writes_input(options, outputs) || !forms_settled(options) || !warnings_settled(options, outputs, args))
         return false;
     const std::uint64_t start = cv::now();
-    run_findings findings;
-    const bool done = run_with_output(options, outputs, header, findings);
+    const bool done = run_with_output(options, outputs, header, image, findings) && image_was_read(image);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
     report_time(start, options.profile, outputs.diags);

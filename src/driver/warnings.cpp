@@ -26,17 +26,17 @@ std::string warnings_of_left(const argument_list& left) {
 }
 
 // `shown` is how the input is named. What cannot be opened is reported by whoever needs it.
-std::string warnings_of_kind(const std::string& path, input_kind expected, const std::string& shown) {
-    uni::file file;
-    if (path.empty() || !file.open(path, uni::open_mode::read)) return {};
-    const input_kind kind = kind_of_file(file);
+std::string warnings_of_kind(const input_source& source, input_kind expected, const std::string& shown) {
+    const auto bytes = open_source(source).bytes;
+    if (!bytes) return {};
+    const input_kind kind = kind_of_file(*bytes);
     if (kind == input_kind::unknown || kind == expected) return {};
     return warning_line(std::string("looks like ").append(kind_words(kind)), shown);
 }
 
-bool is_short_log(const std::string& path) {
-    uni::file file;
-    return !path.empty() && file.open(path, uni::open_mode::read) && file.size() < log_page_size;
+bool is_short_log(const input_source& log) {
+    const auto bytes = open_source(log).bytes;
+    return bytes && bytes->size() < log_page_size;
 }
 
 std::string warnings_of_walk(const logfile_options& options) {
@@ -48,12 +48,12 @@ std::string warnings_of_walk(const logfile_options& options) {
 }
 
 // A journal is looked into as far as its first record.
-std::string warnings_of_first_record(const std::string& path) {
-    uni::file file;
-    if (path.empty() || !file.open(path, uni::open_mode::read)) return {};
-    journal_cursor cursor(file, journal_resync::at_records);
+std::string warnings_of_first_record(const input_source& journal) {
+    const auto bytes = open_source(journal).bytes;
+    if (!bytes) return {};
+    journal_cursor cursor(*bytes, journal_resync::at_records);
     cursor.next();
-    return cursor.reading().records == 0 ? warnings_of_journal(cursor.reading(), path) : std::string();
+    return cursor.reading().records == 0 ? warnings_of_journal(cursor.reading(), journal.path) : std::string();
 }
 
 std::string words_on_clusters(std::uint32_t stated, std::uint32_t used, std::string_view words,
@@ -88,21 +88,21 @@ void say_hints(const logfile_options& options, const std::string& warnings) {
 
 std::string warnings_of_arguments(const logfile_options& options, const argument_list& left) {
     std::string text = options.warnings + warnings_of_left(left);
-    const std::string log = "-log " + options.log_path;
-    const std::string kind = warnings_of_kind(options.log_path, input_kind::log, log);
+    const std::string log = options.log.shown("-log");
+    const std::string kind = warnings_of_kind(options.log, input_kind::log, log);
     text += kind;
-    if (options.extended && kind.empty() && is_short_log(options.log_path)) text += warning_line("too short", log);
-    text += warnings_of_kind(options.mft_path, input_kind::mft, "-mftfile " + options.mft_path);
-    text += warnings_of_kind(options.jrnl_path, input_kind::journal, "-jrnlfile " + options.jrnl_path);
+    if (options.extended && kind.empty() && is_short_log(options.log)) text += warning_line("too short", log);
+    text += warnings_of_kind(options.mft, input_kind::mft, options.mft.shown("-mftfile"));
+    text += warnings_of_kind(options.journal, input_kind::journal, options.journal.shown("-jrnlfile"));
     return text;
 }
 
 std::string warnings_of_contents(const logfile_options& options) {
     if (options.enumdir_mode) return warnings_of_walk(options);
-    std::string text = warnings_of_first_record(options.jrnl_path);
+    std::string text = warnings_of_first_record(options.journal);
     log_store store;
-    if (options.pipe_mode || !parse_log(store, options.log_path, options)) return text;
-    return warnings_of_log(store, options.log_path, options) + text;
+    if (options.pipe_mode || !parse_log(store, options.log, options)) return text;
+    return warnings_of_log(store, options.log.path, options) + text;
 }
 
 std::string warnings_of_journal(const journal_reading& reading, const std::string& path) {
@@ -118,7 +118,7 @@ std::string warnings_of_outputs(const run_outputs& outputs) {
 }
 
 std::string warnings_of_listed_file(const std::string& path) {
-    return warnings_of_kind(path, input_kind::log, path);
+    return warnings_of_kind({path}, input_kind::log, path);
 }
 
 std::string warnings_of_log(const log_store& store, const std::string& path, const logfile_options& options) {

@@ -104,7 +104,7 @@ public:
     }
 
 private:
-    void open_journal(const uni::file& file, const event_listener& listener) {
+    void open_journal(const uni::byte_source& file, const event_listener& listener) {
         m_facts.index_journal_records();
         m_outline = outline_journal(file, m_facts);
         m_names.use_journal(m_outline.folders, m_facts.any_matched());

@@ -21,7 +21,7 @@ std::uint64_t time_of(const journal_record& record) {
 
 }  // namespace
 
-journal_events::journal_events(const uni::file& file, const journal_outline& outline, const log_facts& facts,
+journal_events::journal_events(const uni::byte_source& file, const journal_outline& outline, const log_facts& facts,
                                const file_names& names, folder_paths& paths,
                                const std::function<void(const event&)>& listener)
     : m_outline(outline),

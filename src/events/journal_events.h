@@ -15,7 +15,7 @@ class journal_events {
 public:
     static constexpr std::uint64_t no_limit = ~std::uint64_t{0};
 
-    journal_events(const uni::file& file, const journal_outline& outline, const log_facts& facts,
+    journal_events(const uni::byte_source& file, const journal_outline& outline, const log_facts& facts,
                    const file_names& names, folder_paths& paths, const std::function<void(const event&)>& listener);
 
     // Some of the file could be read the first time only.

@@ -77,7 +77,7 @@ void reason_tracker::take_names(open_file& state, const journal_record& record, 
     delta.waits = true;
 }
 
-journal_outline outline_journal(const uni::file& file, log_facts& facts) {
+journal_outline outline_journal(const uni::byte_source& file, log_facts& facts) {
     journal_outline outline;
     reason_tracker files;
     journal_cursor cursor(file, journal_resync::at_records);

@@ -85,6 +85,6 @@ struct journal_outline {
 };
 
 // Goes through the file once. Matches its records with those of the log.
-journal_outline outline_journal(const uni::file& file, log_facts& facts);
+journal_outline outline_journal(const uni::byte_source& file, log_facts& facts);
 
 }  // namespace kest

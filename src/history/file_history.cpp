@@ -161,7 +161,7 @@ private:
     }
 
     bool load_copy() {
-        if (!m_inputs.inodes.mft_file.is_open()) return false;
+        if (!m_inputs.inodes.mft_file) return false;
         const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
         const uni::byte_view record = std::span<const std::uint8_t>(bytes);
         if (record.size() != m_now.bytes().size()) return false;
@@ -391,7 +391,7 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
 
 // The size of a file record, in bytes.
 std::uint32_t record_size_of(const history_inputs& inputs) {
-    const bool ask_copy = !inputs.geometry.voted_record && inputs.inodes.mft_file.is_open();
+    const bool ask_copy = !inputs.geometry.voted_record && inputs.inodes.mft_file != nullptr;
     return ask_copy ? inputs.inodes.record_size : inputs.geometry.record_size();
 }
 

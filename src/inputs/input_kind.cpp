@@ -77,7 +77,7 @@ bool begins_like_journal(uni::byte_view data) {
     return length % 8 == 0 && length <= page.size() && is_usn_record(page);
 }
 
-std::vector<std::uint8_t> bytes_at(const uni::file& file, std::uint64_t offset) {
+std::vector<std::uint8_t> bytes_at(const uni::byte_source& file, std::uint64_t offset) {
     std::vector<std::uint8_t> bytes(looked_at);
     bytes.resize(file.read_at(bytes, offset).bytes);
     return bytes;
@@ -124,14 +124,14 @@ input_kind kind_of_head(uni::byte_view head) {
     return input_kind::unknown;
 }
 
-input_kind kind_of_file(const uni::file& file) {
+input_kind kind_of_file(const uni::byte_source& file) {
     const input_kind kind = kind_of_head(uni::byte_view{std::span<const std::uint8_t>(bytes_at(file, 0))});
     if (kind != input_kind::unknown) return kind;
     const std::vector<std::uint8_t> data = bytes_at(file, file.next_data(0));
     return begins_like_journal(std::span<const std::uint8_t>(data)) ? input_kind::journal : input_kind::unknown;
 }
 
-bool may_be_evidence(const uni::file& file) {
+bool may_be_evidence(const uni::byte_source& file) {
     if (kind_of_file(file) != input_kind::unknown) return true;
     const std::uint64_t last = file.size() < looked_at ? 0 : (file.size() - looked_at) / 4096 * 4096;
     return std::ranges::any_of(std::array{file.next_data(0), last}, [&file](std::uint64_t offset) {

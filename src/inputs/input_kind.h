@@ -2,8 +2,8 @@
 
 #include <string_view>
 
+#include "portable/byte_source.h"
 #include "portable/byte_view.h"
-#include "portable/file.h"
 
 namespace kest {
 
@@ -14,11 +14,11 @@ enum class input_kind { unknown, log, mft, journal, image, compressed };
 input_kind kind_of_head(uni::byte_view head);
 
 // Of an open file. A journal may begin with a hole, so it is looked for where data begin.
-input_kind kind_of_file(const uni::file& file);
+input_kind kind_of_file(const uni::byte_source& file);
 
 // The same, and whether records of a log, an MFT or a journal stand anywhere near its beginning or its end: that of a
 // copy may be lost, off its place, or zeros up to far inside.
-bool may_be_evidence(const uni::file& file);
+bool may_be_evidence(const uni::byte_source& file);
 
 // "a log", "an MFT", ...; empty for `unknown`.
 std::string_view kind_words(input_kind kind);

@@ -36,7 +36,7 @@ void mft_worker(const input_settings& settings, evidence& stores) {
 void log_worker(const input_settings& settings, evidence& stores) {
     try {
         // A log that cannot be opened leaves an empty store, and that is reported.
-        static_cast<void>(parse_log(stores.log, settings.log_path, settings));
+        static_cast<void>(parse_log(stores.log, settings.log, settings));
     } catch (const std::bad_alloc&) {
         stores.log.incomplete = true;
     }
@@ -53,11 +53,14 @@ void settle_sizes(log_store& store, const input_settings& settings) {
 
 }  // namespace
 
-bool parse_log(log_store& store, const std::string& path, const input_settings& settings) {
+bool parse_log(log_store& store, const input_source& source, const input_settings& settings) {
+    const opened_source opened = open_source(source);
     if (settings.counts_pages) store.pages.emplace();
     store.keeps_pages = settings.keeps_pages;
     if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
-    if (!scan_logfile(store, path)) return false;
+    store.open_error = opened.error;
+    if (!opened.bytes) return false;
+    scan_logfile(store, *opened.bytes);
     if (store.keeps_pages) complete_log(store);
     settle_sizes(store, settings);
     return true;
@@ -65,13 +68,17 @@ bool parse_log(log_store& store, const std::string& path, const input_settings& 
 
 std::optional<unread_input> open_inputs(const input_settings& settings, evidence& stores) {
     const auto resync = settings.every_record ? journal_resync::at_records : journal_resync::at_pages;
-    if (!settings.mft_path.empty() && !load_mft(stores.inodes, settings.mft_path)) {
-        const int error = stores.inodes.mft_file.open_error();
-        return unread_input{settings.mft_path, error != 0 ? error_words(error) : "no file record"};
+    if (settings.mft.given()) {
+        const opened_source mft = open_source(settings.mft);
+        if (!mft.bytes) return unread_input{settings.mft.path, error_words(mft.error)};
+        if (!load_mft(stores.inodes, mft.bytes)) return unread_input{settings.mft.path, "no file record"};
     }
-    if (!settings.jrnl_path.empty() && !open_journal(stores.journal, settings.jrnl_path, resync)) {
-        const int error = stores.journal.file.open_error();
-        return unread_input{settings.jrnl_path, error != 0 ? error_words(error) : "too short"};
+    if (settings.journal.given()) {
+        const opened_source journal = open_source(settings.journal);
+        if (!journal.bytes) return unread_input{settings.journal.path, error_words(journal.error)};
+        if (!open_journal(stores.journal, journal.bytes, resync)) {
+            return unread_input{settings.journal.path, "too short"};
+        }
     }
     return std::nullopt;
 }

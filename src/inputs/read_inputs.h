@@ -5,14 +5,12 @@
 #include <string>
 
 #include "inputs/evidence.h"
+#include "inputs/input_source.h"
 
 namespace kest {
 
 // What is read, and how.
-struct input_settings {
-    std::string log_path;
-    std::string mft_path;
-    std::string jrnl_path;
+struct input_settings : source_set {
     bool have_log = false;
     bool have_mft = false;
     bool have_jrnl = false;
@@ -24,11 +22,11 @@ struct input_settings {
     bool stated_sizes = false;                  // cluster and file record have the sizes that the log states
     std::optional<std::uint32_t> cluster_size;  // bytes; none: the usual one, or that which the log states
 
-    bool streams_journal() const { return !keeps_journal && !jrnl_path.empty(); }
+    bool streams_journal() const { return !keeps_journal && journal.given(); }
 };
 
 // Scans a log and links its transactions. False, with nothing in the store, if it cannot be opened.
-[[nodiscard]] bool parse_log(log_store& store, const std::string& path, const input_settings& settings);
+[[nodiscard]] bool parse_log(log_store& store, const input_source& source, const input_settings& settings);
 
 // An input that cannot be read.
 struct unread_input {

@@ -51,7 +51,7 @@ bool is_confirmed(const usn_record& record, uni::byte_view bytes) {
 
 }  // namespace
 
-journal_cursor::journal_cursor(const uni::file& file, journal_resync resync)
+journal_cursor::journal_cursor(const uni::byte_source& file, journal_resync resync)
     : m_resync(resync),
       m_reader(file, 0, file.size(), block_size),
       m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size),

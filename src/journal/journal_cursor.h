@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "journal/usn_record.h"
-#include "portable/file.h"
+#include "portable/byte_source.h"
 
 namespace kest {
 
@@ -43,7 +43,7 @@ struct journal_reading {
 class journal_cursor {
 public:
     // The file is open and outlives the cursor.
-    journal_cursor(const uni::file& file, journal_resync resync);
+    journal_cursor(const uni::byte_source& file, journal_resync resync);
 
     // The next record in the file's order, or null at the end. Stands until the next call.
     const journal_record* next();

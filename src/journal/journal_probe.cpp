@@ -22,7 +22,7 @@ std::optional<usn_record> named_record(uni::byte_view bytes) {
 
 }  // namespace
 
-journal_probe::journal_probe(const uni::file& file) : m_file(file), m_buffer(window) {
+journal_probe::journal_probe(const uni::byte_source& file) : m_file(file), m_buffer(window) {
     find_first();
     if (any()) find_last();
 }
@@ -54,6 +54,9 @@ bool journal_probe::scan(std::uint64_t offset, std::size_t length) {
         const std::uint64_t usn = record->get(&usn_layout::usn);
         m_last_shift = usn - (offset + at);
         if (!m_first_shift) m_first_shift = m_last_shift;
+        const std::uint64_t time = record->get(&usn_layout::time);
+        if (usn <= m_lowest) m_first_time = time;
+        if (usn >= m_highest) m_last_time = time;
         m_lowest = std::min(m_lowest, usn);
         m_highest = std::max(m_highest, usn);
         found = true;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "mft/inode_ref.h"
 #include "portable/large_pages.h"
@@ -55,26 +56,25 @@ usn_entry entry_of(const usn_record& record) {
 
 // A journal is a hole with its data after it; how much of that is data is not known.
 void reserve_entries(usn_journal& journal) {
-    const std::uint64_t bytes = journal.file.size() - journal.file.next_data(0);
+    const std::uint64_t bytes = journal.file->size() - journal.file->next_data(0);
     const auto count = static_cast<std::size_t>(std::min(bytes / least_record_size, most_reserved));
     uni::try_reserve(journal.entries, count);
 }
 
 }  // namespace
 
-bool open_journal(usn_journal& journal, const std::string& path, journal_resync resync) {
-    journal.file.close();
+bool open_journal(usn_journal& journal, std::shared_ptr<const uni::byte_source> file, journal_resync resync) {
     journal.entries.clear();
     journal.reading = {};
     journal.resync = resync;
-    if (!journal.file.open(path, uni::open_mode::read)) return false;
-    return resync != journal_resync::at_pages || journal.file.size() >= least_file_size;
+    journal.file = std::move(file);
+    return resync != journal_resync::at_pages || journal.file->size() >= least_file_size;
 }
 
 void scan_journal(usn_journal& journal) {
     try {
         reserve_entries(journal);
-        journal_cursor cursor(journal.file, journal.resync);
+        journal_cursor cursor(*journal.file, journal.resync);
         while (const journal_record* const record = cursor.next())
             journal.entries.push_back(entry_of(record->usn));
         journal.reading = cursor.reading();

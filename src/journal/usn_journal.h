@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "journal/journal_cursor.h"
-#include "portable/file.h"
+#include "portable/byte_source.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
@@ -22,15 +22,15 @@ static_assert(sizeof(usn_entry) == 24);
 
 // A journal file and what was found in it.
 struct usn_journal {
-    uni::file file;
-    uni::large_vector<usn_entry> entries;  // by key after the scan; of equal ones the first in the file
+    std::shared_ptr<const uni::byte_source> file;  // null: none is open
+    uni::large_vector<usn_entry> entries;          // by key after the scan; of equal ones the first in the file
     journal_resync resync = journal_resync::at_pages;
     journal_reading reading;  // what came of reading the file last
 };
 
-// Empties the journal, opens the file and measures it. False if it cannot be opened; `at_pages` also if it is shorter
-// than 4096 bytes.
-[[nodiscard]] bool open_journal(usn_journal& journal, const std::string& path, journal_resync resync);
+// Empties the journal, for what it is to be read from. False `at_pages` if that is shorter than 4096 bytes.
+[[nodiscard]] bool open_journal(usn_journal& journal, std::shared_ptr<const uni::byte_source> file,
+                                journal_resync resync);
 
 // Adds every record of the open file.
 void scan_journal(usn_journal& journal);

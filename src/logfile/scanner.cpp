@@ -239,7 +239,7 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
 
 // What was read without a record is read over. A block is the store's before entries show its bytes, so that they stay
 // even if this ends for want of memory.
-void scan_blocks(log_store& store, const uni::file& file) {
+void scan_blocks(log_store& store, const uni::byte_source& file) {
     if (store.pages) store.pages->file_size = file.size();
     uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::block_reader reader(file, 0, file.size(), log_page_size);
@@ -291,12 +291,7 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
     return scan_record_page(store, page, page_offset);
 }
 
-bool scan_logfile(log_store& store, const std::string& path) {
-    uni::file file;
-    if (!file.open(path, uni::open_mode::read)) {
-        store.open_error = file.open_error();
-        return false;
-    }
+void scan_logfile(log_store& store, const uni::byte_source& file) {
     try {
         scan_blocks(store, file);
     } catch (const std::bad_alloc&) {
@@ -307,7 +302,6 @@ bool scan_logfile(log_store& store, const std::string& path) {
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
     }
-    return true;
 }
 
 bool scan_buffer(log_store& store, uni::byte_view bytes) {

@@ -2,16 +2,16 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include "logfile/log_store.h"
+#include "portable/byte_source.h"
 
 namespace kest {
 
 // Reads every page of a log into `store`, in file order, and links the chains, unless the store `keeps_pages`. Bad
-// pages and records are passed over. False, with nothing in the store, only if the file cannot be opened. Where reading
-// stops early what was read is kept and linked, and `incomplete` is set.
-[[nodiscard]] bool scan_logfile(log_store& store, const std::string& path);
+// pages and records are passed over. Where reading stops early what was read is kept and linked, and `incomplete` is
+// set.
+void scan_logfile(log_store& store, const uni::byte_source& file);
 
 // The same over a log in memory, which is copied. False for fewer than 4096 bytes.
 bool scan_buffer(log_store& store, uni::byte_view bytes);

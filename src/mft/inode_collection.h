@@ -1,14 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "mft/inode_record.h"
 #include "mft/limits.h"
+#include "portable/byte_source.h"
 #include "portable/byte_view.h"
-#include "portable/file.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 
@@ -33,9 +34,9 @@ public:
     uni::ordered_index inodes_all;        // key: record number; every record, equal keys in order of arrival
     uni::ordered_index inodes_by_ref;     // key: inode_ref::by_number(); the first stays
 
-    std::uint64_t total_size = 0;      // bytes of the MFT file
-    std::uint32_t record_size = 1024;  // bytes
-    uni::file mft_file;
+    std::uint64_t total_size = 0;                      // bytes of the MFT file
+    std::uint32_t record_size = 1024;                  // bytes
+    std::shared_ptr<const uni::byte_source> mft_file;  // null: none is open
     limits_hit omitted;
     // A read failed before the file's end, or memory ran out: records are missing. Also noted where the file is only
     // looked into again.

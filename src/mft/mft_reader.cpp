@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <utility>
 
 #include "format/number.h"
 #include "mft/mft_record.h"
 #include "mft/record_layout.h"
+#include "portable/byte_source.h"
 #include "portable/console.h"
-#include "portable/file.h"
 #include "portable/large_pages.h"
 
 namespace kest {
@@ -34,7 +35,7 @@ constexpr std::uint64_t runs_for_a_start = 65'536;
 
 mft_source source_of(_inode_collection& collection) {
     const std::uint64_t claimed = collection.total_size / collection.record_size;
-    return {.file = collection.mft_file,
+    return {.file = *collection.mft_file,
             .record_size = collection.record_size,
             .reads = {reads_of_a_record, reads_for_a_start + std::min(claimed, most_reads_in_advance)},
             .runs = {runs_of_a_record, runs_for_a_start},
@@ -122,25 +123,24 @@ private:
 
 }  // namespace
 
-bool load_mft(_inode_collection& collection, const std::string& path) {
-    uni::file& file = collection.mft_file;
-    file.close();
-    if (path.empty() || !file.open(path, uni::open_mode::read)) return false;
-    collection.total_size = file.size();
+bool load_mft(_inode_collection& collection, std::shared_ptr<const uni::byte_source> file) {
+    collection.mft_file = nullptr;
+    collection.total_size = file->size();
     collection.incomplete = false;
     collection.omitted = {};
     std::array<std::uint8_t, probe_size> first{};
-    const bool read = file.read_at(first, 0).bytes == probe_size;
+    const bool read = file->read_at(first, 0).bytes == probe_size;
     collection.record_size = read ? file_record_size(std::span<const std::uint8_t>(first)) : 0;
-    if (collection.record_size == 0) file.close();
-    return file.is_open();
+    if (collection.record_size == 0) return false;
+    collection.mft_file = std::move(file);
+    return true;
 }
 
 std::vector<std::uint8_t> read_record(const _inode_collection& collection, std::uint64_t number) {
     if (number >= collection.total_size / collection.record_size) return {};
     std::vector<std::uint8_t> bytes(collection.record_size);
     const std::uint64_t offset = number * collection.record_size;
-    const uni::read_result got = collection.mft_file.read_at(bytes, offset);
+    const uni::read_result got = collection.mft_file->read_at(bytes, offset);
     if (got.failed) collection.incomplete = true;
     if (got.bytes != bytes.size() || !is_file_record(std::span<const std::uint8_t>(bytes))) return {};
     repair_sectors(bytes);
@@ -156,7 +156,7 @@ bool walk_mft_records(_inode_collection& collection, const mft_record_callback& 
             collection.incomplete = true;  // what was stored stands
         }
     };
-    if (collection.mft_file.is_open()) {
+    if (collection.mft_file) {
         collection.inodes_by_number.clear();
         collection.odd_names.clear();
         const std::uint64_t claimed = collection.total_size / collection.record_size;

@@ -2,17 +2,16 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <memory>
 #include <vector>
 
 #include "mft/inode_collection.h"
 
 namespace kest {
 
-// Opens an MFT and checks its first record; on success the file stays open in `collection` and `record_size` and
-// `total_size` are set. False, with the file closed, for one that cannot be opened, is shorter than 4096 bytes or
-// does not begin with a file record.
-[[nodiscard]] bool load_mft(_inode_collection& collection, const std::string& path);
+// Checks the first record of an MFT; on success it stays open in `collection` and `record_size` and `total_size` are
+// set. False, with none open, for one that is shorter than 4096 bytes or does not begin with a file record.
+[[nodiscard]] bool load_mft(_inode_collection& collection, std::shared_ptr<const uni::byte_source> file);
 
 // The bytes of the record at the offset of this number in the open MFT, repaired. Empty if there is none; a read that
 // fails is noted.

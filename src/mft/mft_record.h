@@ -6,14 +6,14 @@
 
 #include "mft/inode_record.h"
 #include "mft/limits.h"
+#include "portable/byte_source.h"
 #include "portable/byte_view.h"
-#include "portable/file.h"
 
 namespace kest {
 
 // Where file records are read from, and what reading them may still cost.
 struct mft_source {
-    uni::file& file;
+    const uni::byte_source& file;
     std::uint32_t record_size = 0;  // bytes
     budget reads;                   // of extension records and of clusters of attribute lists
     budget runs;                    // of index allocations that are kept

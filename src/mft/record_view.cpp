@@ -56,6 +56,11 @@ uni::byte_view attribute_view::value() const {
     return resident() ? m_bytes.slice(m_bytes.get(value_offset), m_bytes.get(value_length)) : uni::byte_view{};
 }
 
+std::uint64_t attribute_view::real_size() const {
+    using namespace attribute_layout;
+    return resident() ? m_bytes.get(value_length) : m_bytes.get(attribute_layout::real_size);
+}
+
 uni::byte_view file_record_view::standard_information() const {
     uni::byte_view found;
     for_each_attribute([&found](std::uint32_t, const attribute_view& attribute) {

@@ -65,6 +65,7 @@ public:
     bool resident() const { return m_bytes.get(attribute_layout::nonresident) == 0; }
     uni::byte_view name() const;   // UTF-16
     uni::byte_view value() const;  // of a resident one
+    std::uint64_t real_size() const;  // bytes of the value
     // 0 unless the record is a further piece of an attribute.
     std::uint64_t lowest_vcn() const { return resident() ? 0 : m_bytes.get(attribute_layout::lowest_vcn); }
 
@@ -105,6 +106,15 @@ public:
             visit(static_cast<std::uint32_t>(offset), *attribute);
             offset += attribute->length();
         }
+    }
+
+    // Its names in their order.
+    template <class visitor>
+    void for_each_name(visitor&& visit) const {
+        for_each_attribute([&visit](std::uint32_t, const attribute_view& attribute) {
+            if (attribute.type() != attribute_type::file_name || !attribute.resident()) return;
+            if (const auto name = file_name_view::read(attribute.value())) visit(*name);
+        });
     }
 
     // The $STANDARD_INFORMATION value; empty if there is none that is whole.

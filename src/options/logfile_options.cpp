@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 
 #include "format/ascii_text.h"
 #include "format/error_words.h"
@@ -30,8 +31,8 @@ constexpr std::string_view group_titles[] = {"Inputs",
                                              "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
-enum class option_set { none, shape, base, list, of_list, report };
-constexpr std::size_t set_count = 6;
+enum class option_set { none, shape, base, list, of_list, of_image, report };
+constexpr std::size_t set_count = 7;
 
 struct option_parse {
     logfile_options& options;
@@ -152,15 +153,17 @@ bool is_one_file(const std::string& one, const std::string& other) {
 }
 
 // Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
+template <auto output>
 void set_results_file(option_parse& parse, const std::string& value) {
+    results_file& results = parse.outputs.*output;
     std::string path = expand_environment(value);
     std::ranges::replace(path, '\\', '/');
     const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
     const bool of_diagnostics =
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
-    if (!of_diagnostics && parse.outputs.results.prove(path, {parse.args, parse.options.extended})) return;
+    if (!of_diagnostics && results.prove(path, {parse.args, parse.options.extended})) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
-    const int error = name.empty() ? ENOENT : parse.outputs.results.open_error();
+    const int error = name.empty() ? ENOENT : results.open_error();
     refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
 
@@ -248,6 +251,11 @@ void set_report(option_parse& parse, const std::string&) {
     if (kind == report_kind::events) options.keeps_pages = options.stated_sizes = true;
 }
 
+void set_page(option_parse& parse, const std::string& value) {
+    set_results_file<&run_outputs::page>(parse, value);
+    set_report<report_kind::events>(parse, value);
+}
+
 void set_cluster_size(option_parse& parse, const std::string& value) {
     logfile_options& options = parse.options;
     options.auto_cluster_size = equal_folded(value, "auto");
@@ -272,10 +280,23 @@ void set_columns(option_parse& parse, const std::string& names) {
 }
 
 // In a run on a list the input options are flags: they say what the listed files are.
-template <auto has, auto path>
+template <auto has, auto source>
 void set_input(option_parse& parse, const std::string& value) {
     parse.options.*has = true;
-    parse.options.*path = value;
+    (parse.options.*source).path = value;
+}
+
+void set_image(option_parse& parse, const std::string& path) {
+    parse.options.image_path = path;
+}
+
+void set_partition(option_parse& parse, const std::string& value) {
+    const auto number = parse_number(value);
+    if (number && *number <= std::numeric_limits<std::uint32_t>::max()) {
+        parse.options.partition = static_cast<std::uint32_t>(*number);
+    } else {
+        refuse(parse, warning_line("no partition number, aborting", value));
+    }
 }
 
 template <auto option, bool value = true>
@@ -288,7 +309,7 @@ bool has_filters(options_of p) {
     return !p.options.wanted.filters.empty();
 }
 bool has_mft(options_of p) {
-    return p.options.have_mft;
+    return p.options.have_mft || !p.options.image_path.empty();
 }
 bool has_diagnostics(options_of p) {
     return p.outputs.diags.on() && !p.outputs.diags.on(2);
@@ -366,8 +387,8 @@ constexpr option_row option_rows[] = {
     {"-cpu", none, value, "<text>", taken},
     {"-fragment_files", none, value, "<text>", taken},
     {"-separate_files", none, flag, "", taken},
-    {"-out", run, value, "<file>", results, set_results_file},
-    {"-outfile", run, value, "<file>", results, set_results_file},
+    {"-out", run, value, "<file>", results, set_results_file<&run_outputs::results>},
+    {"-outfile", run, value, "<file>", results, set_results_file<&run_outputs::results>},
     {"-append", none, nothing, "", "a results file is replaced all the same"},
     {"-outdir", none, value, "<text>", taken},
     {"-enumdir", list, value, "<folder>", "every file in the folder", set_walked_folder, set_of::list},
@@ -395,7 +416,8 @@ constexpr option_row option_rows[] = {
     {"-strict", run, flag, "",
      "what may not be meant so is an error: ignored arguments, invalid values, inputs of another kind, ...",
      set<&o::strict>, set_of::none, true},
-    {"-provenance", run, flag, "", "with -jsonl or -coverage: version, command line, size and SHA-256 of each input",
+    {"-provenance", run, flag, "",
+     "with -jsonl or -coverage or a -page: version, command line, size and SHA-256 of each input",
      set<&o::show_provenance>, set_of::none, true},
     {"-stats", report, flag, "", "how often each operation occurs, in place of the report", set_report<r::statistics>,
      set_of::report},
@@ -404,7 +426,11 @@ constexpr option_row option_rows[] = {
     {"-events", report, flag, "",
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
+    {"-page", report, value, "<file>",
+     "the events as a page for a browser, beside the report of -out or in place of it", set_page, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
+    {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
+     set_report<r::volumes>, set_of::report, true},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
     {"-cut", report, flag, "", "also the transactions whose beginning is overwritten", set<&o::keeps_pages>,
@@ -413,14 +439,17 @@ constexpr option_row option_rows[] = {
      "of the volume, for record numbers in rows; auto: what the log states", set_cluster_size, set_of::none, true},
     {"-columns", report, value, "<names>",
      "these columns only, in this order, separated by commas; of rows and of events", set_columns, set_of::none, true},
-    {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log_path>},
+    {"-log", inputs, input, "<file>", "the copy of $LogFile", set_input<&o::have_log, &o::log>},
     {"-offset", none, value, "<number>", "a log is read from its start", nullptr, set_of::none, false, has_no_list},
-    {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume",
-     set_input<&o::have_mft, &o::mft_path>},
+    {"-mftfile", inputs, input, "<file>", "the copy of the $MFT of the same volume", set_input<&o::have_mft, &o::mft>},
+    {"-image", inputs, value, "<file>", "log, MFT and journal of an NTFS volume in this image of a disk or a volume",
+     set_image, set_of::none, true},
+    {"-partition", inputs, value, "<number>", "the volume in this partition of the image", set_partition,
+     set_of::of_image, true},
     {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
      set<&o::showall_inodes>, set_of::none, false, has_mft},
     {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
-     set_input<&o::have_jrnl, &o::jrnl_path>},
+     set_input<&o::have_jrnl, &o::journal>},
 };
 
 // An option whose value was forgotten takes the next one for it.
@@ -455,12 +484,21 @@ void warn_of_several(option_parse& parse, const argument_list& given) {
     if (given.size() > 1) warn(parse.options, "exclude each other", joined(given, '\''));
 }
 
+// An image brings its own log, MFT and journal.
+void judge_image(option_parse& parse) {
+    const logfile_options& options = parse.options;
+    const bool others = options.lists_logs() || options.log.given() || options.mft.given() || options.journal.given();
+    if (!options.image_path.empty() && others) refuse(parse, "-image stands in place of other inputs, aborting\n");
+}
+
 void judge_combinations(option_parse& parse) {
     logfile_options& options = parse.options;
     for (const option_set set : {option_set::shape, option_set::base, option_set::list})
         warn_of_several(parse, parse.given_of(set));
     const argument_list& of_list = parse.given_of(option_set::of_list);
     if (!of_list.empty() && !options.lists_logs()) warn(options, "without a list of logs", joined(of_list, '\''));
+    const argument_list& of_image = parse.given_of(option_set::of_image);
+    if (!of_image.empty() && options.image_path.empty()) warn(options, "without an image", joined(of_image, '\''));
     // Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
     argument_list reports = parse.given_of(option_set::report);
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
@@ -482,14 +520,16 @@ void settle(option_parse& parse, bool no_whitespace) {
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
-    if (options.report == report_kind::events &&
+    if ((options.report == report_kind::events || options.report == report_kind::volumes) &&
         (options.shape == output_shape::csv || options.shape == output_shape::csvgen)) {
         // A table that any reader of such takes; what the rows of steps look like is kept.
         options.quotes = options.no_whitespace = true;
         options.sep_char = '\0';
     }
     options.every_record = options.extended;
-    options.counts_pages = options.report == report_kind::coverage;
+    options.writes_page = !parse.outputs.page.path().empty();
+    options.writes_report = !options.writes_page || !parse.outputs.results.path().empty();
+    options.counts_pages = options.report == report_kind::coverage || options.writes_page;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
@@ -501,7 +541,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.extended = std::ranges::any_of(
         option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
-    if (peek_flag("-provenance", args, 1)) options.command_line = args;
+    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1)) options.command_line = args;
     option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);
@@ -509,7 +549,8 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     }
     settle(parse, no_whitespace);
     judge_combinations(parse);
-    return true;
+    judge_image(parse);
+    return !parse.refused;
 }
 
 std::string option_list() {

@@ -27,8 +27,8 @@ constexpr bool shows_lines(output_shape shape) {
 }
 
 // What is written of a log: a line for each of its records, for each event, how often each operation occurs, or what
-// the log covers.
-enum class report_kind { rows, events, statistics, coverage };
+// the log covers; or which volumes there are.
+enum class report_kind { rows, events, statistics, coverage, volumes };
 
 // What the options say. Constant once the arguments are read.
 struct logfile_options : text_style, row_style, input_settings {
@@ -40,7 +40,12 @@ struct logfile_options : text_style, row_style, input_settings {
     bool auto_cluster_size = false;
     bool show_undo = false;        // a column of its own for what each record would put back
     bool show_provenance = false;  // what a report was made of, before it
-    argument_list command_line;    // as it was given; set with `show_provenance` only
+    bool writes_page = false;      // of the events, for a browser
+    bool writes_report = true;     // no page stands in its place
+    argument_list command_line;    // as it was given; set where the output shows it
+
+    std::string image_path;                  // the sources are streams of a volume in this image; empty: none
+    std::optional<std::uint32_t> partition;  // that volume's; none: there is but one
 
     bool pipe_mode = false;
     bool enumdir_mode = false;
@@ -56,13 +61,15 @@ struct logfile_options : text_style, row_style, input_settings {
 
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is lines for records or events.
-    bool has_lines() const { return report == report_kind::rows || report == report_kind::events; }
+    bool has_lines() const {
+        return report == report_kind::rows || report == report_kind::events || report == report_kind::volumes;
+    }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
     bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
-        const bool has_input = lists_logs() || !log_path.empty() || !mft_path.empty() || !jrnl_path.empty();
-        return has_input && (have_log || (report == report_kind::events && !jrnl_path.empty()));
+        const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();
+        return has_input && (have_log || (report == report_kind::events && journal.given()));
     }
 };
 

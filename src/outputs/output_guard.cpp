@@ -14,15 +14,15 @@ namespace kest {
 
 namespace {
 
-constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile"};
-constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile"};
+constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile", "-image"};
+constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile", "-page"};
 
 bool is_one_of(std::string_view argument, std::span<const std::string_view> options) {
     return std::ranges::any_of(options, [argument](std::string_view name) { return equal_folded(argument, name); });
 }
 
 // Reports hold names out of the evidence, which may look like anything farther on.
-constexpr std::string_view report_beginnings[] = {"kest ", "{\""};
+constexpr std::string_view report_beginnings[] = {"kest ", "{\"", "<!doct"};
 
 // The arguments do not name the logs of a list.
 bool begins_like_evidence(const uni::file& file, bool any_evidence) {

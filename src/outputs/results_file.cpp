@@ -92,8 +92,8 @@ bool results_file::take_name() {
     if (uni::identify(m_beside_path) != m_beside.identity()) return false;
     const uni::signals_held held;
     if (std::rename(m_beside_path.c_str(), m_name.c_str()) != 0) return m_named.file.is_open() && copy_to_named();
+    uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
-    uni::delete_on_signal({});
     return true;
 }
 
@@ -113,8 +113,8 @@ bool results_file::copy_to_named() {
 void results_file::drop() {
     const uni::signals_held held;
     if (!m_beside_path.empty()) ::unlink(m_beside_path.c_str());
+    uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
-    uni::delete_on_signal({});
     m_beside.close();
     m_named.close();
 }

@@ -11,12 +11,13 @@ namespace kest {
 struct run_outputs {
     diagnostics diags;
     results_file results;
+    results_file page;  // of `-page`
 
     // Says whether the run is writing the file of this path.
     bool hold(const std::string& path) const {
         const auto file = uni::identify(path);
         return file && (uni::stored_file(STDOUT_FILENO) == file || uni::stored_file(STDERR_FILENO) == file ||
-                        diags.is(*file) || results.is(*file));
+                        diags.is(*file) || results.is(*file) || page.is(*file));
     }
 };
 

@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace uni {
 
@@ -242,57 +243,33 @@ bool file::append(std::string_view bytes) {
 }
 
 fileio_output::fileio_output(file& target)
-    : m_target(target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+    : m_target(&target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+
+fileio_output::fileio_output() : m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 void fileio_output::write(std::string_view text) {
-    if (text.size() < put_area) {
+    if (text.size() < put_area || m_target == nullptr) {
         std::copy_n(text.data(), text.size(), room(text.size()));
         advance(text.size());
     } else if (flush()) {
-        m_good = m_target.append(text);
+        m_good = m_target->append(text);
     }
 }
 
 void fileio_output::make_room(std::size_t most) {
     flush();
-    if (most <= m_size) return;
-    m_pending = std::make_unique_for_overwrite<char[]>(most);
-    m_size = most;
+    if (most <= m_size - m_used) return;
+    auto larger = std::make_unique_for_overwrite<char[]>(2 * m_used + most);
+    std::copy_n(m_pending.get(), m_used, larger.get());
+    m_pending = std::move(larger);
+    m_size = 2 * m_used + most;
 }
 
 bool fileio_output::flush() {
-    if (m_good && m_used != 0) m_good = m_target.append({m_pending.get(), m_used});
+    if (m_target == nullptr) return m_good;
+    if (m_good && m_used != 0) m_good = m_target->append({m_pending.get(), m_used});
     m_used = 0;
     return m_good;
-}
-
-block_reader::block_reader(const file& source, std::uint64_t begin, std::uint64_t end, std::size_t grain)
-    : m_source(source), m_begin(begin), m_end(std::min(end, source.size())), m_grain(grain), m_position(begin) {}
-
-bool block_reader::advance() {
-    if (m_position >= m_end) return false;
-    if (m_position < m_data_end) return true;
-    const std::uint64_t data = m_source.next_data(m_position);
-    if (data >= m_end) return false;
-    m_position = grain_floor(data);
-    const std::uint64_t hole = std::max(m_source.next_hole(data), data + 1);
-    m_data_end = std::min(m_end, grain_floor(hole - 1) + m_grain);
-    return true;
-}
-
-block_reader::block block_reader::read(std::span<std::uint8_t> buffer) {
-    const std::size_t room = buffer.size() - buffer.size() % m_grain;
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(room, m_data_end - m_position));
-    const read_result result = m_source.read_at(buffer.first(wanted), m_position);
-    const block got{.offset = m_position, .bytes = result.bytes, .failed = result.failed};
-    if (result.bytes == wanted) {
-        m_position += wanted;
-    } else if (result.failed) {
-        m_position = grain_floor(m_position + result.bytes) + m_grain;
-    } else {
-        m_position = m_end;
-    }
-    return got;
 }
 
 }  // namespace uni

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "portable/byte_source.h"
+
 namespace uni {
 
 // Writes all of `bytes` where `descriptor` stands: short and interrupted writes are continued, and a descriptor that
@@ -27,12 +29,6 @@ struct file_identity {
     bool operator==(const file_identity&) const = default;
 };
 
-// What arrived of a read. Fewer bytes than were asked for, and nothing failed: the file ends there.
-struct read_result {
-    std::size_t bytes = 0;
-    bool failed = false;  // the system could not read on after them, or the file is not open
-};
-
 // Directories, FIFOs and sockets are refused in each.
 enum class open_mode {
     read,        // keeps the access time where the system allows that
@@ -41,12 +37,10 @@ enum class open_mode {
 };
 
 // A file read at explicit byte offsets and written at its end. Closed when it goes.
-class file {
+class file final : public byte_source {
 public:
     file() = default;
-    ~file();
-    file(const file&) = delete;
-    file& operator=(const file&) = delete;
+    ~file() override;
 
     // Trailing "/" and "\" are cut from the path. False for an empty path and for what cannot be opened.
     [[nodiscard]] bool open(std::string_view path, open_mode mode);
@@ -72,19 +66,12 @@ public:
     // has.
     [[nodiscard]] bool lock() const;
 
-    // Bytes, as last measured.
-    std::uint64_t size() const { return m_size; }
+    std::uint64_t size() const override { return m_size; }
     std::uint64_t measure_size();
 
-    // Reads at most `buffer.size()` bytes at `offset`; fewer only at the file's end or where reading failed.
-    read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const;
-
-    // The first offset from `offset` on at which the file holds data and not a hole; the file's size if none.
-    // `offset` itself where the file system does not know.
-    std::uint64_t next_data(std::uint64_t offset) const;
-    // The first offset from `offset` on at which a hole begins; the file's size if none does or the file system does
-    // not know.
-    std::uint64_t next_hole(std::uint64_t offset) const;
+    read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const override;
+    std::uint64_t next_data(std::uint64_t offset) const override;
+    std::uint64_t next_hole(std::uint64_t offset) const override;
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
     [[nodiscard]] bool append(std::string_view bytes);
@@ -120,6 +107,7 @@ public:
     static constexpr std::size_t put_area = 262'144;  // bytes
 
     explicit fileio_output(file& target);
+    fileio_output();  // keeps what is written, of a few lines
     ~fileio_output() { flush(); }
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
@@ -136,48 +124,16 @@ public:
     // False if this or an earlier write failed: then the text is not whole. Nothing more is written after that.
     bool flush();
     bool good() const { return m_good; }
+    std::string_view pending() const { return {m_pending.get(), m_used}; }
 
 private:
     void make_room(std::size_t most);
 
-    file& m_target;
+    file* const m_target = nullptr;
     std::unique_ptr<char[]> m_pending;
     std::size_t m_size = put_area;  // bytes of `m_pending`
     std::size_t m_used = 0;
     bool m_good = true;
-};
-
-// Reads a file from one offset to another in blocks, and of a sparse file only what holds data: what is left out would
-// read as zeros. Blocks begin and end at multiples of `grain` bytes after `begin`, or at the end.
-class block_reader {
-public:
-    // `source` must be open and outlive the reader. What lies after its end is not read.
-    block_reader(const file& source, std::uint64_t begin, std::uint64_t end, std::size_t grain);
-
-    // Goes on to where the next data lies. False at the end.
-    [[nodiscard]] bool advance();
-
-    // After `advance`: where the next block begins.
-    std::uint64_t position() const { return m_position; }
-
-    struct block {
-        std::uint64_t offset = 0;  // bytes, in the file
-        std::size_t bytes = 0;
-        bool failed = false;  // reading on after these bytes failed; the next block begins at the next grain
-    };
-    // Reads the data that `advance` has found, as much as fits into `buffer`, which has room for at least one grain.
-    // Fewer bytes than the data has: the end, or a failure. Every call gets on by one grain at least.
-    block read(std::span<std::uint8_t> buffer);
-
-private:
-    std::uint64_t grain_floor(std::uint64_t offset) const { return offset - (offset - m_begin) % m_grain; }
-
-    const file& m_source;
-    const std::uint64_t m_begin;
-    const std::uint64_t m_end;
-    const std::size_t m_grain;
-    std::uint64_t m_position;      // where the next block begins
-    std::uint64_t m_data_end = 0;  // data reaches up to there from `m_position` on
 };
 
 }  // namespace uni

@@ -16,10 +16,13 @@ constexpr std::size_t longest_name = NAME_MAX;
 constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 // What the handler may look at: no more than bytes that stay where they are.
-std::array<char, PATH_MAX> doomed_path{};
+using doomed_path = std::array<char, PATH_MAX>;
+std::array<doomed_path, 2> doomed_paths{};
 
 void end_by_signal(int number) {
-    if (doomed_path[0] != '\0') ::unlink(doomed_path.data());
+    for (const doomed_path& path : doomed_paths) {
+        if (path[0] != '\0') ::unlink(path.data());
+    }
     static_cast<void>(std::signal(number, SIG_DFL));
     static_cast<void>(std::raise(number));  // arrives when the handler returns
 }
@@ -60,11 +63,18 @@ signals_held::~signals_held() {
 }
 
 void delete_on_signal(const std::string& path) {
-    doomed_path.fill('\0');
-    if (path.empty() || path.size() >= doomed_path.size()) return;
-    std::ranges::copy(path, doomed_path.begin());
+    const auto unused = [](const doomed_path& known) { return known[0] == '\0'; };
+    const auto place = std::ranges::find_if(doomed_paths, unused);
+    if (place == doomed_paths.end() || path.size() >= place->size()) return;
+    std::ranges::copy(path, place->begin());
     for (const int number : ending_signals)
         handle(number);
+}
+
+void keep_on_signal(const std::string& path) {
+    for (doomed_path& known : doomed_paths) {
+        if (path == known.data()) known.fill('\0');
+    }
 }
 
 }  // namespace uni

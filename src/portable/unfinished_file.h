@@ -27,8 +27,9 @@ private:
     sigset_t m_before{};
 };
 
-// A signal that ends the process deletes this file first; none for an empty path. Signals that are ignored or handled
-// otherwise stay so. To be called while signals are held.
+// A signal that ends the process deletes this file first, until `keep_on_signal`; a run has few such files. Signals
+// that are ignored or handled otherwise stay so. To be called while signals are held.
 void delete_on_signal(const std::string& path);
+void keep_on_signal(const std::string& path);
 
 }  // namespace uni

@@ -94,14 +94,13 @@ constexpr field<line> fields[] = {
     {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
     {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
     {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
-    // What servers of timelines ask for.
-    {{"datetime", 32, words, field_presence::objects},
+    {{"datetime", 32, words, field_presence::servers},
      [](sink& out, const line& of) { write_datetime(out, of.shown); }},
-    {{"timestamp", 16, words, field_presence::objects},
+    {{"timestamp", 16, words, field_presence::servers},
      [](sink& out, const line& of) { write_timestamp(out, of.shown); }},
     {{"timestamp_desc", 50, words, field_presence::objects},
      [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},
-    {{"message", 40, any_text, field_presence::objects},
+    {{"message", 40, any_text, field_presence::servers},
      [](sink& out, const line& of) {
          write_built(out, [&of](std::string& text) { append_sentence(text, of.shown); });
      }},
@@ -129,8 +128,8 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
                          const field_list<event_line>& chosen, details_notation notation, field_sink& out)
     : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
-    append_safe_text(m_journal, options.jrnl_path);
-    append_safe_text(m_volume, folder_of(log_path.empty() ? options.jrnl_path : log_path));
+    append_safe_text(m_journal, options.journal.path);
+    append_safe_text(m_volume, folder_of(log_path.empty() ? options.journal.path : log_path));
 }
 
 void event_lines::write(const event& shown) {

@@ -14,6 +14,7 @@ bool is_usual(field_presence presence, const logfile_options& options) {
         case field_presence::every:
             return true;
         case field_presence::objects:
+        case field_presence::servers:
             return options.shape == output_shape::jsonl;
         case field_presence::undo:
             return options.show_undo;
@@ -42,11 +43,12 @@ std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, cons
 
 std::string words_on_columns(const logfile_options& options) {
     if (options.columns.empty()) return {};
-    const bool events = options.report == report_kind::events;
     if (!options.has_lines() || !shows_lines(options.shape)) {
-        return "-columns is for rows and events only\n";
+        return "-columns is for rows, events and -list only\n";
     }
-    const std::vector<field_title> titles = events ? titles_of_events() : titles_of_rows();
+    const std::vector<field_title> titles = options.report == report_kind::events    ? titles_of_events()
+                                            : options.report == report_kind::volumes ? titles_of_volumes()
+                                                                                     : titles_of_rows();
     std::vector<std::size_t> chosen;
     for (const std::string& name : options.columns) {
         const std::size_t index = find_title(titles, name);

@@ -55,6 +55,7 @@ protected:
 enum class field_presence : std::uint8_t {
     every,
     objects,  // those of JSON only
+    servers,  // likewise: what servers of timelines ask for
     undo,     // those of a run that asks for undo data
 };
 
@@ -77,6 +78,7 @@ using field_list = std::vector<field<line>>;
 
 std::vector<field_title> titles_of_events();
 std::vector<field_title> titles_of_rows();
+std::vector<field_title> titles_of_volumes();
 
 // Which of the fields the run's lines have, in order: those that `-columns` names, or else those that are usual.
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -95,5 +96,10 @@ private:
     json_writer m_line;
     std::string m_text;  // that is built in place
 };
+
+// The sink for lines of one kind in the shape that the options ask for; null for a shape without lines.
+// `marks_separators`: as for `columns_of`.
+std::unique_ptr<field_sink> make_sink(const logfile_options& options, const std::vector<field_title>& titles,
+                                      bool marks_separators, uni::fileio_output& report_sink);
 
 }  // namespace kest

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t buffer_size = 1 << 20;  // bytes
 
 // Holes are read as zeros: the sum is that of a copy without any.
-void add_sum(input_provenance& input, const uni::file& file) {
+void add_sum(input_provenance& input, const uni::byte_source& file) {
     if (!uni::sha256::available()) return;
     uni::sha256 sum;
     std::vector<std::uint8_t> buffer(buffer_size);
@@ -27,25 +27,25 @@ void add_sum(input_provenance& input, const uni::file& file) {
     }
 }
 
-void add_input(provenance& out, std::string_view input, std::string_view path) {
-    if (path.empty()) return;
+void add_input(provenance& out, std::string_view input, const input_source& source, bool with_sum) {
+    if (!source.given()) return;
     input_provenance& added = out.inputs.emplace_back();
     added.input = input;
-    added.path = path;
-    uni::file file;
-    added.unread = !file.open(path, uni::open_mode::read);
+    added.path = source.path;
+    const opened_source opened = open_source(source);
+    added.unread = !opened.bytes;
     if (added.unread) return;
-    added.size = file.measure_size();
-    add_sum(added, file);
+    added.size = opened.bytes->size();
+    if (with_sum) add_sum(added, *opened.bytes);
 }
 
 }  // namespace
 
-provenance gather_provenance(const logfile_options& options, std::string_view log_path) {
+provenance gather_provenance(const logfile_options& options, const input_source& log) {
     provenance out{.program = "kest " KEST_VERSION, .command_line = options.command_line, .inputs = {}};
-    add_input(out, "log", log_path);
-    add_input(out, "mft", options.mft_path);
-    add_input(out, "journal", options.jrnl_path);
+    add_input(out, "log", log, options.show_provenance);
+    add_input(out, "mft", options.mft, options.show_provenance);
+    add_input(out, "journal", options.journal, options.show_provenance);
     return out;
 }
 
@@ -75,8 +75,8 @@ void write_provenance_object(const provenance& of_report, uni::fileio_output& re
 std::string provenance_lacks(const logfile_options& options) {
     if (!options.show_provenance) return {};
     std::string lines;
-    if (options.shape != output_shape::jsonl && options.report != report_kind::coverage) {
-        lines += "-provenance: only with -jsonl or -coverage\n";
+    if (options.shape != output_shape::jsonl && options.report != report_kind::coverage && !options.writes_page) {
+        lines += "-provenance: only with -jsonl, -coverage or -page\n";
     } else if (!uni::sha256::available()) {
         lines += "-provenance: without SHA-256, as libcrypto is not there\n";
     }

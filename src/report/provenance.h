@@ -18,15 +18,15 @@ struct input_provenance {
     bool unread = false;     // it could not be read to its end
 };
 
-// What a report was made of and by: with `-provenance`.
+// What a report was made of and by: with `-provenance`; of a page without sums, too.
 struct provenance {
     std::string_view program;  // with its version
     argument_list command_line;
     std::vector<input_provenance> inputs;
 };
 
-// Reads each input once.
-provenance gather_provenance(const logfile_options& options, std::string_view log_path);
+// With `-provenance` each input is read once.
+provenance gather_provenance(const logfile_options& options, const input_source& log);
 
 // One JSON object of it.
 void write_provenance_object(const provenance& of_report, uni::fileio_output& report_sink);

@@ -9,8 +9,10 @@
 
 namespace kest {
 
-log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink)
-    : m_options(options), m_diags(diags), m_sink(report_sink) {
+log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
+                       page_report* page)
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page) {
+    if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
             m_row_fields = choose_fields(row_fields(), options);
@@ -25,30 +27,31 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
             break;
         case report_kind::coverage:
+        case report_kind::volumes:
             break;
     }
 }
 
 void log_report::open_lines(const std::vector<field_title>& titles) {
-    if (writes_json()) {
-        m_notation = details_notation::json;
-        m_lines = std::make_unique<object_sink>(m_sink);
-    } else if (has_rows(m_options.shape)) {
-        const bool marks_separators = m_options.report == report_kind::events;
-        m_notation = details_notation::text;
-        m_lines = std::make_unique<cell_sink>(m_options, columns_of(titles, marks_separators), m_sink);
-    }
+    m_lines = make_sink(m_options, titles, m_options.report == report_kind::events, m_sink);
+    if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
-    const std::string_view log_path = current_file.empty() ? m_options.log_path : current_file;
+    const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
+    const bool in_report = m_options.show_provenance && m_options.writes_report;
     std::optional<provenance> made_of;
-    if (m_options.show_provenance && (writes_json() || m_options.report == report_kind::coverage)) {
-        made_of = gather_provenance(m_options, log_path);
+    if (m_page != nullptr || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
+        made_of = gather_provenance(m_options,
+                                    current_file.empty() ? m_options.log : input_source{std::string(current_file)});
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
-    if (made_of && writes_json()) write_provenance_object(*made_of, m_sink);
+    if (in_report && writes_json()) write_provenance_object(*made_of, m_sink);
+    if (m_page != nullptr) {
+        if (!m_page->surveyed()) m_page->survey(stores, log_path);
+        m_page->begin_log(*made_of, log_path);
+    }
     if (m_lines) m_lines->begin_report();
     switch (m_options.report) {
         case report_kind::rows:
@@ -59,7 +62,13 @@ void log_report::write(evidence& stores, std::string_view current_file) {
             return report_statistics(stores, current_file);
         case report_kind::coverage:
             return report_coverage(stores, log_path, made_of);
+        case report_kind::volumes:
+            return;
     }
+}
+
+void log_report::survey(evidence& stores) {
+    if (m_page != nullptr) m_page->survey(stores, m_options.log.path);
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -74,7 +83,7 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
     if (writes_json()) {
-        write_statistics_object(stores.log, current_file.empty() ? m_options.log_path : current_file, m_sink);
+        write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {
         m_counts->write_header();
         write_statistics_row(stores.log, current_file, m_options, *m_counts);
@@ -100,16 +109,20 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines) return;
-    event_lines lines(m_options, log_path, m_event_fields, m_notation, *m_lines);
+    if (!m_lines && m_page == nullptr) return;
+    std::optional<event_lines> lines;
+    if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
-         .journal = stores.journal.file.is_open() ? &stores.journal.file : nullptr,
+         .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
          .omitted = stores.inodes.omitted},
-        [&lines](const event& shown) { lines.write(shown); },
+        [this, &lines](const event& shown) {
+            if (lines) lines->write(shown);
+            if (m_page != nullptr) m_page->write(shown);
+        },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
         });

@@ -10,6 +10,7 @@
 #include "outputs/diagnostics.h"
 #include "portable/file.h"
 #include "report/event_fields.h"
+#include "report/page_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
 
@@ -20,7 +21,11 @@ namespace kest {
 // must outlive it.
 class log_report {
 public:
-    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink);
+    // `page` is null where none is asked for.
+    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink, page_report* page);
+
+    // For a page, before the stores are combined.
+    void survey(evidence& stores);
 
     // Reports on the parsed log. `current_file` names it where a run has several.
     void write(evidence& stores, std::string_view current_file);
@@ -38,6 +43,7 @@ private:
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
+    page_report* const m_page;
     std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
     details_notation m_notation = details_notation::none;

@@ -57,9 +57,9 @@ TEST(options, columns_are_known_and_stand_once) {
         {{"-columns", "lsn,"}, "no such column: \n"},
         {{"-columns", ""}, "no such column: \n"},
         {{"-columns", "path,lsn,PATH", "-jsonl"}, "column named twice: PATH\n"},
-        {{"-columns", "lsn", "-stats", "-events"}, "-columns is for rows and events only\n"},
-        {{"-columns", "lsn", "-coverage"}, "-columns is for rows and events only\n"},
-        {{"-columns", "lsn", "-xml"}, "-columns is for rows and events only\n"},
+        {{"-columns", "lsn", "-stats", "-events"}, "-columns is for rows, events and -list only\n"},
+        {{"-columns", "lsn", "-coverage"}, "-columns is for rows, events and -list only\n"},
+        {{"-columns", "lsn", "-xml"}, "-columns is for rows, events and -list only\n"},
     };
     for (const auto& [args, words] : rows) {
         const disk::captured_run result = run_captured(with(args, log_args));

@@ -11,6 +11,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include "report/page_template.h"
 #include "support/made_run.h"
 
 namespace kest {
@@ -82,8 +83,10 @@ TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
     const std::string report = folder.at("report");
     const std::pair<argument_list, std::string> rows[] = {{{"-log", log, "-quiet"}, "standard output"},
                                                           {{"-log", log, "-quiet", "-jsonl"}, "standard output"},
-                                                          {{"-pipe", "-quiet", "-out", report, "-append"}, report}};
+                                                          {{"-pipe", "-quiet", "-out", report, "-append"}, report},
+                                                          {{"-log", log, "-quiet", "-page", report}, report}};
     for (const auto& [args, told] : rows) {
+        if (args.back() == report && told == report && page_template_head().empty()) continue;  // not in this build
         const auto run_limited = [&, given = args](rlim_t most) {
             folder.put("report");
             return run_prepared(given, [&] {
@@ -216,6 +219,7 @@ TEST(output_faults, evidence_is_not_written) {
         ::inotify_add_watch(watch, path.c_str(), IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF);
     const argument_list rows[] = {
         with(inputs, {"-out", log}),
+        with(inputs, {"-page", mft}),
         with(inputs, {"-outfile", mft + "\\/", "-append"}),
         with(inputs, {"-out", folder.at("./log")}),
         with({"-out", folder.at("x/../mft")}, inputs),
@@ -241,7 +245,7 @@ TEST(output_faults, evidence_is_not_written) {
                       far = folder.put("far", std::string(100'000, '\0') + sample_journal),
                       off_page = folder.put("off page", sample_journal.substr(8));
     for (const std::string& path : {journal, image, wiped_log, far, off_page})
-        EXPECT_EQ(run_captured({"-log", log, "-events", "-quiet", "-out", path, "-diags", path}).status, -1);
+        EXPECT_EQ(run_captured({"-log", log, "-quiet", "-page", path, "-out", path, "-diags", path}).status, -1);
     for (const char* shape : {"-csv", "-jsonl", "-jsonl"})  // reports may be replaced
         EXPECT_EQ(run_captured({"-log", log, "-undo", shape, "-quiet", "-out", folder.at("report")}).status, 0);
     run_captured({"-mftfile", "-diags", log, log});

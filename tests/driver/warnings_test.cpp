@@ -113,7 +113,7 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
         {{"-log", logged, "-mftfile", m_mft, "-jrnlfile", m_journal, "-APPEND"}, 0, ""},
         {{"-log", m_log, "-mftfile", later, "-events"}, -1, misfit},
         {{"-log", m_log, "-mftfile", later}, -1, misfit},
-        {{"-log", m_log, "-provenance", "-csv"}, -1, "-provenance: only with -jsonl or -coverage\n"},
+        {{"-log", m_log, "-provenance", "-csv"}, -1, "-provenance: only with -jsonl, -coverage or -page\n"},
         {{"-log", m_log, "-provenance", "-coverage"}, 0, ""},
         {{"-log", m_log, "-jrnlfile", empty}, -1, "no record in: " + empty + '\n'},
         {{"-log", m_log, "-mftfiel", "a b", "x\n"}, -1, "ignored: -mftfiel 'a b' x[LF]\n"},

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "history/file_history.h"
+#include "inputs/input_source.h"
 #include "logfile/scanner.h"
 #include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
@@ -257,8 +258,8 @@ struct tally {
 tally compare(const std::string& log_path, const std::string& mft_path, std::uint32_t& odd) {
     log_store log;
     _inode_collection inodes;
-    EXPECT_TRUE(scan_logfile(log, log_path));
-    EXPECT_TRUE(load_mft(inodes, mft_path));
+    scan_logfile(log, *open_source({log_path}).bytes);
+    EXPECT_TRUE(load_mft(inodes, open_source({mft_path}).bytes));
     link_cut_chains(log);
     const std::vector<std::uint32_t> numbers = number_transactions(log);
     const std::vector<bool> rolled_back(log.entries.size());
@@ -286,8 +287,8 @@ TEST(file_history, replays_what_the_mft_holds) {
 TEST(file_history, meets_no_contradiction_in_the_sample) {
     log_store log;
     _inode_collection inodes;
-    ASSERT_TRUE(scan_logfile(log, KEST_SAMPLES "/LogFile"));
-    ASSERT_TRUE(load_mft(inodes, KEST_SAMPLES "/MFT"));
+    scan_logfile(log, *open_source({KEST_SAMPLES "/LogFile"}).bytes);
+    ASSERT_TRUE(load_mft(inodes, open_source({KEST_SAMPLES "/MFT"}).bytes));
     std::map<std::uint64_t, std::map<std::uint64_t, record_step>> records;
     for (const log_entry& one : log.entries) {
         const bool changes = target_of(one.redo_op) == operation_target::file_record || one.undo_op == 3;

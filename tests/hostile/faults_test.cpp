@@ -12,6 +12,7 @@
 
 #include "hostile/allocations.h"
 #include "support/made_run.h"
+#include "support/volume_image.h"
 
 namespace {
 
@@ -97,6 +98,9 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
     const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_behind(mft, 1 << 20))});
     const argument_list three =
         with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
+    const bytes volume =
+        volume_image{.log = {sample.begin(), sample.end()}, .journal = {journal.begin(), journal.end()}}.image();
+    const std::string image = folder.put("image", std::string(volume.begin(), volume.end()));
     const std::tuple<argument_list, off_t, int, std::string> rows[] = {
         {with({"-quiet"}, log), 4 << 20, 0, "log"},
         {with({"-quiet", "-coverage", "-provenance"}, log), 4 << 20, 1, "log"},
@@ -105,6 +109,7 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
         {with({"-coverage"}, three), 1 << 20, 0, "jrnl"},
         {with({"-events"}, three), 1 << 20, 0, "jrnl"},
         {with({"-events"}, three), 1 << 20, 1, "jrnl"},
+        {{"-quiet", "-events", "-image", image}, 100 * cluster, 0, "image/$LogFile"},
     };
     for (const auto& [args, offset, readable, name] : rows) {
         EXPECT_EQ(ran(args, [] {}).status, 0);
@@ -117,11 +122,18 @@ TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
         EXPECT_EQ(ended.err, "prob reading file: " + folder.at(name) + '\n');
         EXPECT_GT(std::ranges::count(report, '\n'), rows_before / 3);
     }
+    const auto cut = [&image] { std::filesystem::resize_file(image, 106 * cluster); };
+    const ended_run ended = ran({"-quiet", "-events", "-image", image}, [&cut] { injected.at_work = cut; });
+    EXPECT_EQ(ended.status, 255);
+    EXPECT_NE(ended.err.find("prob reading image (cut while it was read): " + image), std::string::npos) << ended.err;
+    EXPECT_GT(std::ranges::count(report, '\n'), 3);
 }
 
 // A run that says nothing of it has the whole report.
 TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
     const std::string list = folder.put("list", sample_log[3] + '\n' + sample_log[3] + '\n');
+    const bytes volume = volume_image{.log = log_of_pages({{.lsn = 8}})}.image();
+    const std::string image = folder.put("image", std::string(volume.begin(), volume.end()));
     const argument_list rows[] = {
         sample_log,
         with(sample_log, {"-mftfile", samples + "/MFT", "-jrnlfile", samples + "/UsnJrnl_J", "-showall_inodes"}),
@@ -130,6 +142,7 @@ TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
         with(sample_log, {"-cut"}),
         with(sample_log, {"-events"}),
         with(sample_log, {"-coverage"}),
+        {"-quiet", "-csv", "-image", image},
     };
     for (const argument_list& args : rows) {
         const auto failing = [&](long from, long count) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+#include "inputs/input_source.h"
 #include "journal/usn_record.h"
 #include "support/memory_file.h"
 #include "support/scratch_folder.h"
@@ -16,7 +17,7 @@ using namespace kest::disk;
 struct scanned_block : usn_journal {
     explicit scanned_block(const bytes& block) {
         const memory_file input(pack(at{0x30000}, block));
-        EXPECT_TRUE(open_journal(*this, input.path(), journal_resync::at_pages));
+        EXPECT_TRUE(open_journal(*this, open_source({input.path()}).bytes, journal_resync::at_pages));
         scan_journal(*this);
     }
 };
@@ -93,25 +94,24 @@ TEST(usn_journal, kept_is_read_by_pages_and_blocks) {
     const std::string path = folder.put("J", std::string(image.begin(), image.end()));
     std::filesystem::resize_file(path, 0x2000000 + 100);
     usn_journal journal;
-    ASSERT_TRUE(open_journal(journal, path, journal_resync::at_pages));
+    ASSERT_TRUE(open_journal(journal, open_source({path}).bytes, journal_resync::at_pages));
     scan_journal(journal);
     EXPECT_EQ(keys_of(journal), std::vector<u64>({1, 3, 4}));
 
     std::filesystem::resize_file(path, 4096);
-    ASSERT_TRUE(open_journal(journal, path, journal_resync::at_pages));
+    ASSERT_TRUE(open_journal(journal, open_source({path}).bytes, journal_resync::at_pages));
     scan_journal(journal);
     EXPECT_TRUE(journal.entries.empty());
     std::filesystem::resize_file(path, 4095);
-    EXPECT_FALSE(open_journal(journal, path, journal_resync::at_pages));
+    EXPECT_FALSE(open_journal(journal, open_source({path}).bytes, journal_resync::at_pages));
 }
 
 // Where records are found, and the bytes that are in none.
 using found_records = std::pair<std::vector<u64>, u64>;
 found_records found_in(const bytes& image) {
     const memory_file input(image);
-    uni::file file;
-    EXPECT_TRUE(file.open(input.path(), uni::open_mode::read));
-    journal_cursor cursor(file, journal_resync::at_records);
+    const auto file = open_source({input.path()}).bytes;
+    journal_cursor cursor(*file, journal_resync::at_records);
     found_records found;
     while (const journal_record* const record = cursor.next())
         found.first.push_back(record->place);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "inputs/evidence.h"
+#include "inputs/input_source.h"
 #include "logfile/log_queries.h"
 #include "logfile/page.h"
 #include "support/log_image.h"
@@ -191,11 +192,11 @@ TEST(scan_logfile, steps_over_holes_and_tells_of_a_failed_read) {
     log.page({.last_lsn = 30, .continuation = part(big(20, 400).image(), 96), .records = {{.lsn = 30}}});
     const memory_file memory(log.image(), 3002 * 4096);
     log_store store;
-    EXPECT_TRUE(scan_logfile(store, memory.path()));
+    scan_logfile(store, *open_source({memory.path()}).bytes);
     EXPECT_EQ(stored(store), (lsns{10, 20, 30, 10, 20, 30}));
     EXPECT_EQ(store.entries[5].file_offset / 4096, 3001u);
     EXPECT_FALSE(store.incomplete);
-    EXPECT_TRUE(scan_logfile(store, "/proc/self/mem"));
+    scan_logfile(store, *open_source({"/proc/self/mem"}).bytes);
     EXPECT_TRUE(store.incomplete);
 }
 

@@ -1,0 +1,14 @@
+#include "inputs/input_source.h"
+
+#include "portable/file.h"
+
+namespace kest {
+
+opened_source open_source(const input_source& source) {
+    if (source.stream) return {source.stream};
+    auto file = std::make_shared<uni::file>();
+    if (!file->open(source.path, uni::open_mode::read)) return {nullptr, file->open_error()};
+    return {std::move(file)};
+}
+
+}  // namespace kest
