@@ -5,7 +5,6 @@
 
 #include "format/number.h"
 #include "journal/journal_probe.h"
-#include "logfile/volume_geometry.h"
 #include "logfile/operation.h"
 #include "logfile/restart_page.h"
 #include "logfile/volume_geometry.h"

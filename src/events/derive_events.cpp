@@ -66,12 +66,13 @@ public:
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
+          m_bin(m_facts),
           m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
           m_clock(inputs.log, m_facts, m_history,
                   find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
-          m_context{m_log,         m_history, m_names,   m_paths,    m_tunneling,
-                    m_descriptors, m_clock,   m_numbers, m_journals, m_past},
+          m_context{m_log, m_history, m_names,   m_paths,    m_tunneling, m_descriptors,
+                    m_bin, m_clock,   m_numbers, m_journals, m_past},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
@@ -304,6 +305,7 @@ private:
     file_names m_names;
     folder_paths m_paths;
     file_tunneling m_tunneling;
+    const recycle_bin m_bin;
     const security_descriptors m_descriptors;
     const log_clock m_clock;
     const uni::seeded_map<bool> m_journals;

@@ -20,7 +20,7 @@ using event_progress = std::function<void(std::uint64_t, std::uint64_t)>;
 struct event_inputs {
     const log_store& log;  // in the order of its LSNs, its chains linked, the cut ones too; empty where there is no log
     const _inode_collection& inodes;  // of an MFT, for what neither log nor journal file hold
-    const uni::byte_source* journal;         // the journal file, open; null: none
+    const uni::byte_source* journal;  // the journal file, open; null: none
     bool guesses_allowed;
     std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
     limits_hit& omitted;                        // what guards leave out of the events

@@ -31,6 +31,8 @@ enum class event_kind : std::uint8_t {
     object_id_set,
     clock_set_back,  // of no file
     owner_set,       // another owner by the security descriptor
+    recycled,        // moved to the recycle bin
+    restored,        // moved from there
     mounted,         // the volume; of no file, as are those of the journal that only a checkpoint shows
     journal_created,
     journal_deleted,
@@ -81,6 +83,7 @@ struct event_values {
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
     uni::byte_view owner;                             // SID, whole; empty: not known
+    uni::byte_view twin;                              // name, UTF-16, of what says where a file in the bin was
     std::string_view log_state;                       // of `mounted`: what the system found; empty: not known
     std::optional<std::uint64_t> next_usn;
     std::optional<std::uint64_t> maximum_size;      // of a journal, bytes

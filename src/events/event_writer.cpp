@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "format/ascii_text.h"
+
 namespace kest {
 
 namespace {
@@ -38,6 +40,12 @@ void take_times(event_values& values, const standard_information& standard) {
         values.times[at] = standard.times[at].whole();
 }
 
+// In the folder that the bin has for a user.
+bool is_in_recycle_bin(std::string_view path) {
+    constexpr std::string_view bin = "[root]\\$RECYCLE.BIN\\";
+    return equal_folded(path.substr(0, bin.size()), bin);
+}
+
 bool is_about_data(event_kind kind) {
     return kind == event_kind::stream_added || kind == event_kind::stream_removed || kind == event_kind::resized;
 }
@@ -49,10 +57,24 @@ void event_writer::write(const found_event& found, const event_subject& subject)
     if (m_event.of_system && !is_of_journal(found.kind)) return;
     set_time(found, subject);
     set_values(found);
+    if (found.kind == event_kind::moved) find_recycling(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
         m_event.given_reason = row.bits;
         if ((found.new_reasons & row.bits) != 0) m_listener(m_event);
+    }
+}
+
+// What goes to the recycle bin keeps its data and gets a name that its twin beside it has, too.
+void event_writer::find_recycling(const found_event& found) {
+    const uni::byte_view to = m_context.bin.twin_of(found.name.parent(), found.name.name());
+    const uni::byte_view from = m_context.bin.twin_of(found.old_name.parent(), found.old_name.name());
+    if (!to.empty() && is_in_recycle_bin(m_event.path)) {
+        m_event.kind = event_kind::recycled;
+        m_event.after.twin = to;
+    } else if (!from.empty() && is_in_recycle_bin(m_event.old_path)) {
+        m_event.kind = event_kind::restored;
+        m_event.before.twin = from;
     }
 }
 
@@ -250,6 +272,8 @@ void event_writer::set_values(const found_event& found) {
             after.name = *found.attribute.state_after().value;
             break;
         case event_kind::clock_set_back:
+        case event_kind::recycled:
+        case event_kind::restored:
         case event_kind::mounted:
         case event_kind::journal_created:
         case event_kind::journal_deleted:

@@ -29,6 +29,7 @@ private:
     void set_age(const found_event& found);
     void set_values(const found_event& found);
     uni::byte_view owner_after(const record_change& record, const standard_change* standard) const;
+    void find_recycling(const found_event& found);
     void set_flags(const standard_change& change);
 
     const event_context& m_context;

@@ -8,6 +8,7 @@
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
 #include "events/log_clock.h"
+#include "events/recycle_bin.h"
 #include "events/security_descriptors.h"
 
 namespace kest {
@@ -29,6 +30,7 @@ struct event_context {
     folder_paths& paths;
     file_tunneling& tunneling;
     const security_descriptors& descriptors;
+    const recycle_bin& bin;
     const log_clock& clock;
     std::span<const std::uint32_t> transactions;  // numbers by position in the log
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record

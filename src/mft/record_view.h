@@ -63,8 +63,8 @@ public:
     std::uint32_t type() const { return m_bytes.get(attribute_layout::type); }
     std::uint32_t length() const { return static_cast<std::uint32_t>(m_bytes.size()); }
     bool resident() const { return m_bytes.get(attribute_layout::nonresident) == 0; }
-    uni::byte_view name() const;   // UTF-16
-    uni::byte_view value() const;  // of a resident one
+    uni::byte_view name() const;      // UTF-16
+    uni::byte_view value() const;     // of a resident one
     std::uint64_t real_size() const;  // bytes of the value
     // 0 unless the record is a further piece of an attribute.
     std::uint64_t lowest_vcn() const { return resident() ? 0 : m_bytes.get(attribute_layout::lowest_vcn); }

@@ -48,6 +48,8 @@ constexpr std::string_view kind_words[] = {
     "object_id_set",
     "clock_set_back",
     "owner_set",
+    "recycled",
+    "restored",
     "mounted",
     "journal_created",
     "journal_deleted",
@@ -79,6 +81,8 @@ constexpr std::string_view kind_verbs[] = {
     "set the object identifier of ",
     "set the clock back",
     "set the owner of ",
+    "recycled ",
+    "restored ",
     "mounted the volume",
     "created the journal ",
     "deleted the journal ",
@@ -186,6 +190,7 @@ void write_values(details_writer& details, std::string_view side, const event_va
     }
     if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
     if (!values.owner.empty()) write_owner(details, values.owner);
+    if (!values.twin.empty()) details.evidence_text("twin", values.twin, details_writer::text_kind::name);
     if (!values.log_state.empty()) details.field("log_state", values.log_state);
     if (values.next_usn) details.number("next_usn", *values.next_usn);
     if (values.maximum_size) details.number("maximum_size", *values.maximum_size);

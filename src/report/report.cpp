@@ -1,6 +1,7 @@
 #include "report/report.h"
 
 #include "events/derive_events.h"
+#include "events/system_areas.h"
 #include "report/coverage_text.h"
 #include "report/field_sinks.h"
 #include "report/provenance.h"
@@ -120,6 +121,10 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .cluster_size = m_options.cluster_size,
          .omitted = stores.inodes.omitted},
         [this, &lines](const event& shown) {
+            if (!m_options.system_events && is_in_system_area(shown)) {
+                ++m_left_out;
+                return;
+            }
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);
         },

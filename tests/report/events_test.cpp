@@ -765,6 +765,68 @@ TEST(events, say_what_became_of_volume_and_journal) {
                      R"("accessed":"4";"size":"0";"name":"$UsnJrnl"];after=[])"}));
 }
 
+constexpr u64 bin = folder, user = other_folder;
+std::vector<record> placed(u64 reference, u64 parent, const std::u16string& name) {
+    return {came(reference, parent, name), got(parent, name), end()};
+}
+std::vector<record> carried(u64 from, const std::u16string& old_name, u64 to, const std::u16string& name) {
+    return {went(file, from, old_name), lost(from, old_name), came(file, to, name), got(to, name), end()};
+}
+
+TEST(events, say_what_went_to_the_bin) {
+    const std::tuple<const char*, std::u16string, std::u16string, texts> rows[] = {
+        {"with its twin",
+         u"$IABCDEF.txt",
+         u"$RABCDEF.txt",
+         {"recycled|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt|[root]\\a.txt",
+          "restored|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt"}},
+        {"without",
+         u"$IABCDEG.txt",
+         u"$RABCDEF.txt",
+         {"moved|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt|[root]\\a.txt",
+          "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt"}},
+        {"of another kind",
+         u"$IABCDEF.txt",
+         u"$QABCDEF.txt",
+         {"moved|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt|[root]\\a.txt",
+          "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt"}},
+    };
+    for (const auto& [what, twin, name, told] : rows) {
+        const texts found = story()
+                                .add({came(bin, root, u"$Recycle.Bin"), end()})
+                                .add({came(user, bin, u"S-1"), end()})
+                                .add({came(file + 5, user, twin), end()})
+                                .add(carried(root, u"a.txt", user, name))
+                                .add(carried(user, name, root, u"b.txt"))
+                                .events("event,path,old_path");
+        EXPECT_EQ(texts(found.end() - 2, found.end()), told) << what;
+    }
+}
+
+TEST(events, leave_out_what_the_system_does) {
+    const auto events = [](const std::u16string& above, const std::u16string& in, const std::u16string& name) {
+        return story()
+            .add({came(bin, root, above), end()})
+            .add({came(user, bin, in), end()})
+            .add({came(file, user, name), end()})
+            .events("event", {"-no_system"})
+            .size();
+    };
+    EXPECT_EQ(events(u"System Volume Information", u"x", u"y"), 0u);
+    EXPECT_EQ(events(u"$RECYCLE.BIN", u"S-1-5", u"desktop.ini"), 0u);
+    EXPECT_EQ(events(u"$RECYCLE.BIN", u"S-1-5", u"desktop.inf"), 1u);
+    EXPECT_EQ(events(u"ystem Volume Information", u"x", u"y"), 1u);
+    EXPECT_EQ(events(u"System Volume Information\\x", u"x", u"y"), 1u);
+    const std::vector<record> in_part[] = {{came(user, bin, u"System Volume Information"), end()},
+                                           {came(file, user, u"y"), end()}};
+    EXPECT_EQ(story().add(in_part[0]).add(in_part[1]).events("event", {"-no_system"}).size(), 1u);
+    const story moved = story()
+                            .add({came(bin, root, u"System Volume Information"), end()})
+                            .add(placed(file, bin, u"a"))
+                            .add(carried(bin, u"a", root, u"a"));
+    EXPECT_EQ(moved.events("event,path", {"-no_system"}), texts{"moved|[root]\\a"});
+}
+
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
     const std::tuple<u16, u16, u16, texts> rows[] = {
         {u16{0xFFFF}, u16{1}, u16{0}, {"deleted|[root]\\a|mft", "attributes_set|<unk_path>\\|part"}},
