@@ -94,10 +94,8 @@ u32 carry_off(volume& v, const folders& at) {
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
-    volume v({.log_size = 64 * 1024,
-              .log_first_page = 9 * 4096,
-              .log_round = 5,
-              .begin = ticks(2026, 3, 16, 8, 41, 5)});
+    volume v(
+        {.log_size = 64 * 1024, .log_first_page = 9 * 4096, .log_round = 5, .begin = ticks(2026, 3, 16, 8, 41, 5)});
     // A transaction lies across the end of what is overwritten, and no record across the end of the log, where it could
     // not be put together: names and streams have the lengths for it.
     const folders at = settle_in(v);

@@ -24,7 +24,7 @@ struct volume_settings {
     u32 log_first_page = 16384;
     u64 log_round = 1;
     u64 first_usn = 0x140000;  // at the begin of a cluster; not 0
-    u64 begin = {};  // ticks
+    u64 begin = {};            // ticks
 };
 
 // How a transaction ends. One that is rolled back or still open leaves its records in the log alone.
