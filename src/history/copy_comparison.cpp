@@ -35,8 +35,12 @@ copy_comparison compare_with_copy(const replayed_record& replayed, const replaye
     constexpr std::uint32_t header_end = 40;  // what follows in the header is not of the file
     copy_comparison result;
     const auto compare = [&](std::uint32_t begin, std::uint32_t end, const unlogged_bytes& unlogged) {
+        if (replayed.same_bytes(begin, end - begin, copy)) {
+            result.bytes += end - begin;
+            return;
+        }
         for (std::uint32_t at = begin; at < end; ++at) {
-            if (!replayed.knows(at, 1)) continue;
+            if (!replayed.knows_byte(at)) continue;
             ++result.bytes;
             if (replayed.bytes().u8(at) == copy.bytes().u8(at)) continue;
             if (at >= unlogged.begin && at < unlogged.end) {
