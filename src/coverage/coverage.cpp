@@ -4,6 +4,7 @@
 
 #include "coverage/logged_facts.h"
 #include "format/time.h"
+#include "history/file_history.h"
 #include "logfile/volume_geometry.h"
 
 namespace kest {
@@ -21,9 +22,8 @@ void gather_restart_pages(log_coverage& coverage, const log_store& log) {
     if (first && second) coverage.restart_agree = first->facts == second->facts;
 }
 
-void gather_records(log_coverage& coverage, const log_store& log) {
+void gather_records(log_coverage& coverage, const log_store& log, const transaction_states& states) {
     coverage.records_stored = log.entries.size();
-    const transaction_states states = find_transaction_states(log);
     coverage.transactions = tally_transactions(log, states);
     const transaction_tally& tally = coverage.transactions;
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
@@ -84,9 +84,25 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
     if (coverage.gaps) find_gap_times(*coverage.gaps, times);
 }
 
-mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged) {
+copy_tally compare_replayed(const evidence& stores, const transaction_states& states) {
+    copy_tally tally;
+    const std::vector<std::uint32_t> numbers = number_transactions(stores.log);
+    compare_copies({.log = stores.log,
+                    .transactions = {numbers, states.rolled_back},
+                    .inodes = stores.inodes,
+                    .geometry = find_volume_geometry(stores.log),
+                    .check = [&tally](const copied_record&, const copy_comparison& found) {
+                        ++tally.compared;
+                        ++(found.differs ? tally.differing : tally.equal);
+                    }});
+    return tally;
+}
+
+mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged,
+                        const transaction_states& states) {
     mft_coverage found;
     found.fit = compare_mft(stores, logged);
+    found.replayed = compare_replayed(stores, states);
     for (const inode_record& record : stores.inodes.records) {
         ++found.records;
         if (record.lsn != 0) found.lsns.add(record.lsn);
@@ -142,12 +158,13 @@ void value_range::add(std::uint64_t value) {
 log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path) {
     log_coverage coverage;
     coverage.path = log_path;
-    gather_records(coverage, stores.log);
+    const transaction_states states = find_transaction_states(stores.log);
+    gather_records(coverage, stores.log, states);
     gather_pages(coverage, stores.log);
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     gather_times(coverage, stores.log, logged);
     if (options.mft.given()) {
-        coverage.mft = gather_mft(stores, logged);
+        coverage.mft = gather_mft(stores, logged, states);
         coverage.mft->path = options.mft.path;
     }
     if (options.journal.given()) {

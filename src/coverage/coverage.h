@@ -32,6 +32,14 @@ struct restart_coverage {
     restart_facts facts;
 };
 
+// File records of the MFT copy whose own LSN is that of the log's last record about them, so that the log says what is
+// in them.
+struct copy_tally {
+    std::uint64_t compared = 0;
+    std::uint64_t equal = 0;
+    std::uint64_t differing = 0;
+};
+
 struct mft_coverage {
     std::string path;
     std::uint64_t records = 0;
@@ -40,6 +48,7 @@ struct mft_coverage {
     value_range usns;   // likewise; 0 is none
     value_range lsns;
     mft_fit fit;
+    copy_tally replayed;
 };
 
 struct journal_coverage {

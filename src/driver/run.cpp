@@ -105,6 +105,13 @@ void say_limits(const limits_hit& omitted) {
     if (!text.empty()) uni::console_write(text += '\n');
 }
 
+// Of -no_system, as limits are said.
+void say_left_out(std::uint64_t events) {
+    std::string text = "left out: ";
+    append_decimal(text, events);
+    uni::console_write(text += events == 1 ? " event of the system\n" : " events of the system\n");
+}
+
 bool open_results(results_file& results) {
     if (results.open()) return true;
     uni::console_write("prob opening results file: " + results.path() + " for writing\n");
@@ -134,6 +141,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         const run_context run{options, outputs, report, findings};
         const bool lists = options.report == report_kind::volumes;
         reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
+        findings.left_out = report.left_out();
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
         contents_written = report.unwritten_content().empty();
@@ -237,6 +245,7 @@ bool run_guarded(argument_list args) {
     const bool done = run_with_output(options, outputs, header, image, findings) && image_was_read(image);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
+    if (!options.system_events && options.report == report_kind::events) say_left_out(findings.left_out);
     report_time(start, options.profile, outputs.diags);
     return done;
 }

@@ -14,15 +14,6 @@ namespace kest {
 
 namespace {
 
-std::vector<std::uint32_t> number_transactions(const log_store& log) {
-    std::vector<std::uint32_t> numbers(log.entries.size(), transaction_view::none);
-    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
-        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
-            numbers[position] = chain;
-    }
-    return numbers;
-}
-
 volume_geometry geometry_of(const event_inputs& inputs) {
     volume_geometry geometry = find_volume_geometry(inputs.log);
     if (inputs.cluster_size) geometry.stated_cluster = inputs.cluster_size;
@@ -74,21 +65,26 @@ public:
                      .transactions = {m_numbers, m_states.rolled_back},
                      .inodes = inputs.inodes,
                      .geometry = m_geometry,
+                     .check = difference_check(),
                      .with_data = inputs.topic == event_topic::contents}),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
+          m_bin(m_facts),
+          m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
           m_clock(inputs.log, m_facts, m_history,
                   find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
           m_uses({m_log, {m_numbers, m_states.rolled_back}, m_history, m_geometry.cluster_size()}),
-          m_context{m_log,      m_history, m_names,      m_paths, m_tunneling, m_clock, m_numbers,
-                    m_journals, m_past,    inputs.topic, m_runs,  m_versions,  m_uses},
+          m_context{m_log,     m_history,  m_names, m_paths,      m_tunneling, m_descriptors, m_bin,  m_clock,
+                    m_numbers, m_journals, m_past,  inputs.topic, m_runs,      m_versions,    m_uses},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
           m_set_back(m_clock.set_back()),
+          m_volume(find_volume_events(m_log)),
+          m_volume_left(m_volume),
           m_progress(progress) {
         if (m_history.limits_hit()) inputs.omitted.changes = true;
         if (inputs.journal != nullptr) open_journal(*inputs.journal, listener);
@@ -98,9 +94,13 @@ public:
         const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
+            report_volume(m_log.chain_heads[number].lsn);
             report(number);
         }
+        report_volume(~std::uint64_t{0});
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
+        for (const mft_difference& difference : m_differences)
+            report(difference);
     }
 
     // The file is read twice, and either time may fail.
@@ -162,6 +162,14 @@ private:
         if (!std::ranges::is_sorted(m_found, {}, key)) std::ranges::stable_sort(m_found, {}, key);
         for (const found_event& found : m_found)
             m_writer.write(found, m_subjects[found.subject]);
+    }
+
+    // What restart records show comes before the transactions that begin after them.
+    void report_volume(std::uint64_t next_lsn) {
+        for (; !m_volume_left.empty(); m_volume_left = m_volume_left.subspan(1)) {
+            if (m_log.entries[m_volume_left.front().proof].this_lsn >= next_lsn) return;
+            m_writer.write(m_volume_left.front());
+        }
     }
 
     // That the clock was set back comes before the transaction that shows it.
@@ -226,7 +234,16 @@ private:
             const auto change_stands = [&](const auto& one) { return has_change(one) && !one.record->rolled_back; };
             const file_changes standing{file, transaction, take(facts, stands), take(changes, change_stands)};
             const file_changes rolled_back{file, transaction, take(facts, has_fact), take(changes, has_change), true};
+            if (file.number() == volume_number) find_volume_events_of({standing, rolled_back});
             if (!is_system_file(file.number())) find_events_of({standing, rolled_back});
+        }
+    }
+
+    void find_volume_events_of(const std::array<file_changes, 2>& all) {
+        for (const file_changes& some : all) {
+            if (some.records.empty()) continue;
+            m_subjects.emplace_back();
+            m_file_events.find_of_volume(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
     }
 
@@ -244,6 +261,20 @@ private:
             m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
         }
         learn(all.front(), m_subjects[first].journal_time);
+    }
+
+    copy_check difference_check() {
+        return [this](const copied_record& record, const copy_comparison& compared) {
+            if (compared.differs) m_differences.push_back(describe_difference(record, compared));
+        };
+    }
+
+    void report(const mft_difference& difference) {
+        event_subject subject;
+        subject.file = difference.file;
+        subject.is_folder = m_names.is_directory(difference.file);
+        subject.transaction = m_numbers[difference.proof];
+        m_writer.write(difference, subject);
     }
 
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
@@ -275,11 +306,14 @@ private:
     const transaction_states m_states;
     const volume_geometry m_geometry;
     const std::uint64_t m_highest_lsn;
+    std::vector<mft_difference> m_differences;
     const file_history m_history;
     log_facts m_facts;
     file_names m_names;
     folder_paths m_paths;
     file_tunneling m_tunneling;
+    const recycle_bin m_bin;
+    const security_descriptors m_descriptors;
     const log_clock m_clock;
     const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
@@ -291,6 +325,8 @@ private:
     event_writer m_writer;
     std::span<const record_change> m_changes_left;  // of this transaction and those after it
     std::span<const clock_change> m_set_back;       // likewise
+    const std::vector<volume_event> m_volume;
+    std::span<const volume_event> m_volume_left;  // not reported yet
     const event_progress& m_progress;
     // Of the transaction at hand.
     std::vector<const log_fact*> m_file_facts;   // by file

@@ -36,7 +36,17 @@ enum class event_kind : std::uint8_t {
     ea_removed,
     clusters_changed,  // only where clusters are asked for
     content_held,      // only where contents are asked for
-    reason_given,      // what only a journal record says
+    owner_set,         // another owner by the security descriptor
+    recycled,          // moved to the recycle bin
+    restored,          // moved from there
+    mounted,           // the volume; of no file, as are those of the journal that only a checkpoint shows
+    journal_created,
+    journal_deleted,
+    journal_resized,
+    volume_flags_set,
+    volume_renamed,
+    mft_differs,   // the MFT copy is not what the log wrote last
+    reason_given,  // what only a journal record says
 };
 
 // Where the event is from.
@@ -94,6 +104,15 @@ struct event_values {
     std::optional<std::uint32_t> transactions_since;  // the creation
     data_place place;
     uni::byte_view value;  // of the extended attribute of that name, or of the stream
+    uni::byte_view owner;                             // SID, whole; empty: not known
+    uni::byte_view twin;                              // name, UTF-16, of what says where a file in the bin was
+    std::string_view log_state;                       // of `mounted`: what the system found; empty: not known
+    std::optional<std::uint64_t> next_usn;
+    std::optional<std::uint64_t> maximum_size;      // of a journal, bytes
+    std::optional<std::uint64_t> allocation_delta;  // likewise
+    std::optional<std::uint64_t> journal_id;
+    std::optional<std::uint16_t> volume_flags;
+    std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
 };
 
 // When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.

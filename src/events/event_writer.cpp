@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "format/ascii_text.h"
+
 namespace kest {
 
 namespace {
@@ -26,9 +28,22 @@ void take_attribute(event_values& values, const attribute_state& state, event_ki
     values.valid = state.valid_length;
 }
 
+void take_limit(event_values& values, const joined_change& change, const attribute_state& state) {
+    const auto limit = journal_limit::read(change, state);
+    values.maximum_size = limit->maximum_size;
+    values.allocation_delta = limit->allocation_delta;
+    values.journal_id = limit->journal_id;
+}
+
 void take_times(event_values& values, const standard_information& standard) {
     for (std::size_t at = 0; at < values.times.size(); ++at)
         values.times[at] = standard.times[at].whole();
+}
+
+// In the folder that the bin has for a user.
+bool is_in_recycle_bin(std::string_view path) {
+    constexpr std::string_view bin = "[root]\\$RECYCLE.BIN\\";
+    return equal_folded(path.substr(0, bin.size()), bin);
 }
 
 uni::byte_view stream_of(const found_event& found) {
@@ -41,21 +56,72 @@ uni::byte_view stream_of(const found_event& found) {
 }  // namespace
 
 void event_writer::write(const found_event& found, const event_subject& subject) {
-    static_cast<event_header&>(m_event) = subject;
-    m_event.kind = found.kind;
-    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
-    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
-    set_paths(found, subject);
-    if (m_event.of_system) return;
+    begin(found, subject);
+    if (m_event.of_system && !is_of_journal(found.kind)) return;
     set_time(found, subject);
     m_event.before = m_event.after = {};
     if (found.kind == event_kind::clusters_changed) return write_clusters(found);
     set_values(found);
+    if (found.kind == event_kind::moved) find_recycling(found);
     if (found.kind != event_kind::reason_given) return m_listener(m_event);
     for (const flag_word& row : reason_words()) {
         m_event.given_reason = row.bits;
         if ((found.new_reasons & row.bits) != 0) m_listener(m_event);
     }
+}
+
+// What goes to the recycle bin keeps its data and gets a name that its twin beside it has, too.
+void event_writer::find_recycling(const found_event& found) {
+    const uni::byte_view to = m_context.bin.twin_of(found.name.parent(), found.name.name());
+    const uni::byte_view from = m_context.bin.twin_of(found.old_name.parent(), found.old_name.name());
+    if (!to.empty() && is_in_recycle_bin(m_event.path)) {
+        m_event.kind = event_kind::recycled;
+        m_event.after.twin = to;
+    } else if (!from.empty() && is_in_recycle_bin(m_event.old_path)) {
+        m_event.kind = event_kind::restored;
+        m_event.before.twin = from;
+    }
+}
+
+// What happens to the journal as a whole is an event of its own, although the system keeps its file for itself.
+bool event_writer::is_of_journal(event_kind kind) {
+    if (kind == event_kind::journal_resized) return true;
+    if (m_event.parent.number() != extend_number || !m_event.path.ends_with("\\$UsnJrnl")) return false;
+    if (kind == event_kind::created) m_event.kind = event_kind::journal_created;
+    if (kind == event_kind::deleted) m_event.kind = event_kind::journal_deleted;
+    return kind == event_kind::created || kind == event_kind::deleted;
+}
+
+void event_writer::write(const volume_event& shown) {
+    const log_entry& entry = m_context.log.entries[shown.proof];
+    m_event = {};
+    static_cast<event_time&>(m_event) = m_context.clock.time_at(entry.this_lsn);
+    m_event.kind = shown.kind;
+    m_event.lsn = entry.this_lsn;
+    m_event.file_offset = entry.file_offset;
+    m_event.before = shown.before;
+    m_event.after = shown.after;
+    m_listener(m_event);
+}
+
+void event_writer::write(const mft_difference& difference, const event_subject& subject) {
+    begin({.kind = event_kind::mft_differs, .proof = difference.proof}, subject);
+    const std::uint64_t written = m_context.clock.time_of(subject.transaction, m_event.lsn).time;
+    static_cast<event_time&>(m_event) = {written, 0, event_clock::not_before};
+    m_event.before = difference.before;
+    m_event.before.name = std::span(difference.old_name);
+    m_event.after = difference.after;
+    m_event.after.name = std::span(difference.new_name);
+    m_listener(m_event);
+}
+
+void event_writer::begin(const found_event& found, const event_subject& subject) {
+    static_cast<event_header&>(m_event) = subject;
+    m_event.kind = found.kind;
+    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
+    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
+    set_paths(found, subject);
+    m_event.before = m_event.after = {};
 }
 
 void event_writer::set_time(const found_event& found, const event_subject& subject) {
@@ -92,6 +158,9 @@ std::optional<resolved_name> event_writer::name_of(const found_event& found, con
     }
     if (!found.name.name().empty()) {
         return resolved_name{.parent = found.name.parent(), .units = found.name.name(), .source = found.known};
+    }
+    if (subject.file.number() == volume_number) {
+        return resolved_name{.parent = inode_ref(root_number, root_number), .stored = "$Volume"};
     }
     if (subject.file.sequence() == 0) return std::nullopt;
     auto name = m_context.names.name_at(subject.file, {m_event.lsn});
@@ -143,6 +212,16 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::created:
             if (found.record != nullptr) after.is_directory = found.record->after.directory;
             if (standard != nullptr) take_times(after, standard->after);
+            if (found.record != nullptr) after.owner = owner_after(*found.record, standard);
+            break;
+        case event_kind::owner_set:
+            if (standard != nullptr) {
+                before.owner = m_context.descriptors.owner_of(standard->before.security_id);
+                after.owner = m_context.descriptors.owner_of(standard->after.security_id);
+            } else {
+                before.owner = owner_in(found.attribute.state_before());
+                after.owner = owner_in(found.attribute.state_after());
+            }
             break;
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
@@ -191,7 +270,24 @@ void event_writer::set_values(const found_event& found) {
             take_times(before, standard->before);
             take_times(after, standard->after);
             break;
+        case event_kind::journal_resized:
+            take_limit(before, found.attribute, found.attribute.state_before());
+            take_limit(after, found.attribute, found.attribute.state_after());
+            break;
+        case event_kind::volume_flags_set:
+            before.volume_flags = volume_flags_of(found.attribute.type(), found.attribute.state_before());
+            after.volume_flags = volume_flags_of(found.attribute.type(), found.attribute.state_after());
+            break;
+        case event_kind::volume_renamed:
+            before.name = *found.attribute.state_before().value;
+            after.name = *found.attribute.state_after().value;
+            break;
         case event_kind::clock_set_back:
+        case event_kind::recycled:
+        case event_kind::restored:
+        case event_kind::mounted:
+        case event_kind::journal_created:
+        case event_kind::journal_deleted:
             break;
         case event_kind::attributes_set:
             set_flags(*standard);
@@ -208,6 +304,7 @@ void event_writer::set_values(const found_event& found) {
                 after.value = *found.attribute.state_after().value;
             }
             break;
+        case event_kind::mft_differs:
         case event_kind::clusters_changed:
             break;
         case event_kind::reason_given:
@@ -270,6 +367,17 @@ void event_writer::write_clusters(const found_event& found) {
         if (lost) place.unused = unused_after(found, run);
         m_listener(m_event);
     }
+}
+
+uni::byte_view event_writer::owner_after(const record_change& record, const standard_change* standard) const {
+    if (standard != nullptr) {
+        const uni::byte_view owner = m_context.descriptors.owner_of(standard->after.security_id);
+        if (!owner.empty()) return owner;
+    }
+    for (const attribute_change& change : m_context.history.attributes_of(record)) {
+        if (change.type == attribute_type::security_descriptor) return owner_in(change.after);
+    }
+    return {};
 }
 
 // Where one side is known in part only, the bits that are known to have changed.

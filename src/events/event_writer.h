@@ -4,6 +4,8 @@
 
 #include "events/event.h"
 #include "events/file_events.h"
+#include "events/mft_differences.h"
+#include "events/volume_events.h"
 
 namespace kest {
 
@@ -14,9 +16,13 @@ public:
         : m_context(context), m_listener(listener) {}
 
     void write(const found_event& found, const event_subject& subject);
+    void write(const mft_difference& difference, const event_subject& subject);
     void write(const clock_change& change);
+    void write(const volume_event& shown);
 
 private:
+    bool is_of_journal(event_kind kind);
+    void begin(const found_event& found, const event_subject& subject);
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
     void set_time(const found_event& found, const event_subject& subject);
@@ -26,6 +32,8 @@ private:
     void write_clusters(const found_event& found);
     std::optional<cluster_share> unused_after(const found_event& found, std::span<const cluster_run> runs) const;
     void take_extended_attribute(const found_event& found);
+    uni::byte_view owner_after(const record_change& record, const standard_change* standard) const;
+    void find_recycling(const found_event& found);
     void set_flags(const standard_change& change);
 
     const event_context& m_context;

@@ -15,7 +15,7 @@ bool is_reported(const attribute_change& change) {
     using namespace attribute_type;
     return change.lowest_vcn == 0 &&
            (!change.type || change.type == file_name || change.type == object_id || change.type == data ||
-            change.type == reparse_point || change.type == extended_attributes);
+            change.type == reparse_point || change.type == extended_attributes || change.type == security_descriptor);
 }
 
 // A name is another attribute with each name and folder.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "events/time_changes.h"
+#include "events/volume_events.h"
 #include "format/time.h"
 #include "mft/extended_attributes.h"
 #include "portable/unicode.h"
@@ -23,7 +24,7 @@ constexpr std::uint64_t tunneling_duration = 15 * cv::ticks_per_second;
 // Bits above are marks of the index entry, which come and go by themselves.
 constexpr std::uint32_t attribute_bits = 0x0FFF'FFFF;
 
-// Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends.
+// Which of a journal's reasons an event covers, by `event_kind`; of `resized` that depends. Others cover none.
 constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              deleted,
                                              old_name | new_name,  // renamed
@@ -44,11 +45,12 @@ constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              object_id,
                                              0,  // clock_set_back
                                              ea,
-                                             ea,
-                                             0,   // clusters_changed
-                                             0,   // content_held
-                                             0};  // reason_given
-static_assert(std::size(covered_reasons) == static_cast<std::size_t>(event_kind::reason_given) + 1);
+                                             ea};
+
+constexpr std::uint32_t reasons_covered_by(event_kind kind) {
+    const auto at = static_cast<std::size_t>(kind);
+    return at < std::size(covered_reasons) ? covered_reasons[at] : 0;
+}
 
 // What became of an attribute of a file, which is `born` if this transaction creates it.
 std::optional<event_kind> attribute_event(const joined_change& change, bool born) {
@@ -65,6 +67,10 @@ std::optional<event_kind> attribute_event(const joined_change& change, bool born
         return event_kind::object_id_set;
     }
     return std::nullopt;
+}
+
+bool is_other_owner(uni::byte_view was, uni::byte_view is) {
+    return !was.empty() && !is.empty() && !std::ranges::equal(was.bytes(), is.bytes());
 }
 
 }  // namespace
@@ -90,6 +96,26 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
     if (m_out.size() == m_first) find_times(true);
 }
 
+void file_events::find_of_volume(const file_changes& changes, event_subject& subject, std::uint32_t index) {
+    m_changes = &changes;
+    m_subject = index;
+    describe(subject);
+    for (const owned_change& one : changes.records) {
+        for (const attribute_change& change : m_context.history.attributes_of(*one.record)) {
+            const joined_change joined{&change, &change};
+            const auto flags = volume_flags_of(change.type, change.before);
+            const auto new_flags = volume_flags_of(change.type, change.after);
+            if (flags && new_flags && *flags != *new_flags) {
+                add(event_kind::volume_flags_set, change.proof).attribute = joined;
+            }
+            const bool is_name = change.type == attribute_type::volume_name;
+            if (is_name && change.before.value && change.after.value) {
+                add(event_kind::volume_renamed, change.proof).attribute = joined;
+            }
+        }
+    }
+}
+
 void file_events::find_attributes() {
     for (const joined_change& change : m_attributes) {
         if (const auto kind = attribute_event(change, false)) {
@@ -99,10 +125,14 @@ void file_events::find_attributes() {
         }
         find_new_size(change);
         find_extended_attributes(change, {}, 0);
+        find_new_owner(change);
+        find_journal_limit(change);
     }
     for (const owned_change& one : m_changes->records) {
         const standard_change* const standard = m_context.history.standard_of(*one.record);
-        if (standard != nullptr && one.record->number == m_changes->file.number()) find_flags(*one.record, *standard);
+        if (standard == nullptr || one.record->number != m_changes->file.number()) continue;
+        find_flags(*one.record, *standard);
+        find_new_owner(*one.record, *standard);
     }
 }
 
@@ -135,7 +165,7 @@ void file_events::describe(event_subject& subject) {
 }
 
 found_event& file_events::add(event_kind kind, std::uint32_t proof, unsigned rank) {
-    m_covered |= covered_reasons[static_cast<std::size_t>(kind)];
+    m_covered |= reasons_covered_by(kind);
     return m_out.emplace_back(
         found_event{.kind = kind, .rank = static_cast<std::uint8_t>(rank), .subject = m_subject, .proof = proof});
 }
@@ -428,6 +458,27 @@ void file_events::find_times(bool after_reasons) {
         found.birth_time = m_past.birth_time;
         found.transactions_since_birth = m_changes->transaction.number - m_past.birth_transaction;
     }
+}
+
+// Older systems keep the descriptor in the file record.
+void file_events::find_new_owner(const joined_change& change) {
+    if (change.type() != attribute_type::security_descriptor) return;
+    const uni::byte_view was = owner_in(change.state_before());
+    const uni::byte_view is = owner_in(change.state_after());
+    if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof()).attribute = change;
+}
+
+void file_events::find_journal_limit(const joined_change& change) {
+    const auto was = journal_limit::read(change, change.state_before());
+    const auto is = journal_limit::read(change, change.state_after());
+    if (was && is && *was != *is) add(event_kind::journal_resized, change.proof()).attribute = change;
+}
+
+void file_events::find_new_owner(const record_change& record, const standard_change& change) {
+    if (change.before.security_id == change.after.security_id) return;
+    const uni::byte_view was = m_context.descriptors.owner_of(change.before.security_id);
+    const uni::byte_view is = m_context.descriptors.owner_of(change.after.security_id);
+    if (is_other_owner(was, is)) add(event_kind::owner_set, change.proof).record = &record;
 }
 
 // The new creation time is that of the file whose name it has now, and which was removed a moment before it was

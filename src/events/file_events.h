@@ -11,6 +11,8 @@
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
 #include "events/log_clock.h"
+#include "events/recycle_bin.h"
+#include "events/security_descriptors.h"
 
 namespace kest {
 
@@ -30,6 +32,8 @@ struct event_context {
     const file_names& names;
     folder_paths& paths;
     file_tunneling& tunneling;
+    const security_descriptors& descriptors;
+    const recycle_bin& bin;
     const log_clock& clock;
     std::span<const std::uint32_t> transactions;  // numbers by position in the log
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
@@ -83,6 +87,8 @@ public:
 
     // Fills in what `subject`, the one of that index, has of its own.
     void find(const file_changes& changes, event_subject& subject, std::uint32_t index);
+    // The same of $Volume, whose record states what is so of the volume.
+    void find_of_volume(const file_changes& changes, event_subject& subject, std::uint32_t index);
 
 private:
     found_event& add(event_kind kind, std::uint32_t proof, unsigned rank = 0);
@@ -98,6 +104,9 @@ private:
     std::optional<file_name_view> name_at_birth() const;
     void find_attributes();
     void find_new_size(const joined_change& change);
+    void find_new_owner(const joined_change& change);
+    void find_journal_limit(const joined_change& change);
+    void find_new_owner(const record_change& record, const standard_change& change);
     void find_times(bool after_reasons);
     void find_flags(const record_change& record, const standard_change& change);
     bool is_tunneled(const standard_change& change) const;

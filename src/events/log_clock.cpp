@@ -259,6 +259,13 @@ std::uint64_t log_clock::upper(std::uint64_t lsn) const {
     return next == m_moments.end() ? never : next->ticks;
 }
 
+event_time log_clock::time_at(std::uint64_t lsn) const {
+    const std::uint64_t low = lower(lsn);
+    const std::uint64_t high = upper(lsn);
+    if (is_set_back(low, high)) return {};  // before it or after
+    return {low, high == never ? 0 : std::max(high, low), event_clock::not_before};
+}
+
 event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn) const {
     const moment& own = m_own[transaction];
     if (own.ticks != 0) return {own.ticks, 0, own.clock};

@@ -23,6 +23,8 @@ public:
     log_clock(const log_store& log, const log_facts& facts, const file_history& history,
               const std::vector<stated_time>& stated);
 
+    // Of what is no transaction's.
+    event_time time_at(std::uint64_t lsn) const;
     // Of what a transaction did at an LSN.
     event_time time_of(std::uint32_t transaction, std::uint64_t lsn) const;
     // The same, if a file's own record gets `ticks` there and the clock may have shown it: it may be written late.

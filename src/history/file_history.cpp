@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "journal/usn_record.h"
+#include "logfile/lsn_layout.h"
 #include "mft/mft_reader.h"
 #include "operations/record_fact.h"
 #include "portable/seeded_map.h"
@@ -102,6 +103,18 @@ public:
         replay();
     }
 
+    // Only compares the file record with the copy.
+    void compare(std::span<const target> targets) {
+        m_number = targets.front().number;
+        m_copy_at = nowhere;
+        if (!load_copy() || m_copy_lsn != targets.back().lsn) return;
+        m_steps.clear();
+        m_open.clear();
+        for (const target& one : targets)
+            add_step(one.position);
+        check_copy();
+    }
+
 private:
     static constexpr std::size_t nowhere = ~std::size_t{0};
     static constexpr std::size_t few_steps = 4096;
@@ -140,28 +153,55 @@ private:
     void read_copy() {
         m_copy_at = nowhere;
         m_copy_is_extension = false;
-        if (!m_inputs.inodes.mft_file) return;
-        const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
-        const uni::byte_view record = std::span<const std::uint8_t>(bytes);
-        if (record.size() != m_now.bytes().size()) return;
-        m_copy.load(record, true);
-        m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
-        const std::uint64_t lsn = record.get(file_record_layout::lsn);
-        const auto after = std::ranges::upper_bound(m_steps, lsn, {}, &record_step::lsn);
+        if (!load_copy()) return;
+        const auto after = std::ranges::upper_bound(m_steps, m_copy_lsn, {}, &record_step::lsn);
         const auto next = static_cast<std::size_t>(after - m_steps.begin());
-        const bool left_by_step = next != 0 && m_steps[next - 1].lsn == lsn;
-        if (left_by_step || (next == 0 && lsn >= m_lowest_lsn)) m_copy_at = next;
+        const bool left_by_step = next != 0 && m_steps[next - 1].lsn == m_copy_lsn;
+        if (left_by_step || (next == 0 && m_copy_lsn >= m_lowest_lsn)) m_copy_at = next;
         if (left_by_step && next == m_steps.size() && m_inputs.check) check_copy();
     }
 
-    // By what the log itself says.
+    bool load_copy() {
+        if (!m_inputs.inodes.mft_file) return false;
+        const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
+        const uni::byte_view record = std::span<const std::uint8_t>(bytes);
+        if (record.size() != m_now.bytes().size()) return false;
+        m_copy.load(record, true);
+        m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
+        m_copy_lsn = record.get(file_record_layout::lsn);
+        return true;
+    }
+
+    // By what the log itself says; from its last gap on, if all of it makes a difference.
     void check_copy() {
+        redo_from(0);
+        copy_comparison found = compare_with_copy(m_now, m_copy);
+        if (found.differs) {
+            const auto sound = std::ranges::lower_bound(m_steps, lsn_behind_gaps(), {}, &record_step::lsn);
+            redo_from(static_cast<std::size_t>(sound - m_steps.begin()));
+            found = compare_with_copy(m_now, m_copy);
+        }
+        if (found.bytes != 0) m_inputs.check({m_number, m_steps.back().position, m_now, m_copy}, found);
+    }
+
+    void redo_from(std::size_t first) {
         m_now.forget();
-        for (const record_step& step : m_steps) {
+        for (const record_step& step : std::span(m_steps).subspan(first)) {
             m_now.learn_before(step);
             m_now.redo(step);
         }
-        if (m_now.complete() || m_now.in_use() == false) m_inputs.check(m_number, m_now, m_copy);
+    }
+
+    // The log has all from that LSN on to the last step. Where it cannot be known what it lacks, it is the last step's.
+    std::uint64_t lsn_behind_gaps() {
+        const std::uint64_t last = m_steps.back().lsn;
+        if (!m_gaps_sought) {
+            m_gaps_sought = true;
+            if (const auto layout = stated_layout(m_inputs.log)) m_gaps = find_gaps(m_inputs.log, *layout);
+        }
+        if (!m_gaps) return last;
+        const auto gap = std::ranges::upper_bound(*m_gaps, last, {}, &lsn_gap::after);
+        return gap != m_gaps->begin() ? std::prev(gap)->after : 0;
     }
 
     // What can be undone goes together: backward from its end, so that its beginning is known, then forward.
@@ -292,12 +332,15 @@ private:
     replayed_record m_copy;
     change_finder m_finder;
     std::uint64_t m_lowest_lsn = ~std::uint64_t{0};
+    bool m_gaps_sought = false;
+    std::optional<std::vector<lsn_gap>> m_gaps;  // nothing if what the log lacks cannot be known
 
     // Of the file record at hand.
     std::uint64_t m_number = 0;
     std::vector<record_step> m_steps;   // by LSN
     std::vector<std::uint32_t> m_open;  // steps whose compensation is still to come
     std::size_t m_copy_at = nowhere;    // the step that the MFT copy comes before
+    std::uint64_t m_copy_lsn = 0;
     bool m_copy_is_extension = false;
     std::size_t m_end = 0;      // of the piece at hand
     unsigned m_recoveries = 0;  // in it
@@ -347,23 +390,52 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs, const m
     }
 }
 
+// The size of a file record, in bytes.
+std::uint32_t record_size_of(const history_inputs& inputs) {
+    const bool ask_copy = !inputs.geometry.voted_record && inputs.inodes.mft_file != nullptr;
+    return ask_copy ? inputs.inodes.record_size : inputs.geometry.record_size();
+}
+
+// Calls `visit(targets)` for those of each file record.
+template <class visitor>
+void for_each_record(const std::vector<target>& targets, visitor&& visit) {
+    for (auto begin = targets.begin(); begin != targets.end();) {
+        const auto end =
+            std::find_if(begin, targets.end(), [begin](const target& t) { return t.number != begin->number; });
+        visit(std::span(begin, end));
+        begin = end;
+    }
+}
+
 }  // namespace
 
+std::vector<std::uint32_t> number_transactions(const log_store& log) {
+    std::vector<std::uint32_t> numbers(log.entries.size(), transaction_view::none);
+    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
+        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
+            numbers[position] = chain;
+    }
+    return numbers;
+}
+
+void compare_copies(const history_inputs& inputs) {
+    const std::uint32_t record_size = record_size_of(inputs);
+    record_changes changes;
+    file_timeline timeline;
+    record_replay replay(inputs, record_size, changes, timeline);
+    for_each_record(find_targets(inputs, record_size),
+                    [&replay](std::span<const target> targets) { replay.compare(targets); });
+}
+
 file_history::file_history(const history_inputs& inputs) {
-    std::uint32_t record_size = inputs.geometry.record_size();
-    if (!inputs.geometry.voted_record && inputs.inodes.mft_file != nullptr) record_size = inputs.inodes.record_size;
+    const std::uint32_t record_size = record_size_of(inputs);
     const std::vector<target> targets = find_targets(inputs, record_size);
     uni::try_reserve(m_changes.records, targets.size());
     uni::try_reserve(m_changes.standards, targets.size());
     uni::try_reserve(m_changes.attributes, targets.size());
     m_timeline.reserve(2 * inputs.log.entries.size());
     record_replay replay(inputs, record_size, m_changes, m_timeline);
-    for (auto begin = targets.begin(); begin != targets.end();) {
-        const auto end =
-            std::find_if(begin, targets.end(), [begin](const target& t) { return t.number != begin->number; });
-        replay.run({begin, end});
-        begin = end;
-    }
+    for_each_record(targets, [&replay](std::span<const target> of_record) { replay.run(of_record); });
     std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
         return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
     });

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <vector>
 
+#include "history/copy_comparison.h"
 #include "history/file_timeline.h"
 #include "history/record_changes.h"
 #include "logfile/log_store.h"
@@ -21,19 +21,20 @@ struct transaction_view {
     const std::vector<bool>& rolled_back;
 };
 
-// Is given each file record of the MFT copy whose own LSN is the log's last about it, and what the log by itself leaves
-// of that record: the proof of the replay.
-using copy_check =
-    std::function<void(std::uint64_t number, const replayed_record& replayed, const replayed_record& copy)>;
+// The number of the transaction that each record of a log belongs to.
+std::vector<std::uint32_t> number_transactions(const log_store& log);
 
 struct history_inputs {
     const log_store& log;
     transaction_view transactions;
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;
-    copy_check check = {};
+    copy_check check = {};  // is given the file records of the copy that can be compared
     bool with_data = false;  // changes have the values of data within file records, too
 };
+
+// Gives the check what the history would give it, and replays nothing else.
+void compare_copies(const history_inputs& inputs);
 
 // The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.
 class file_history {

@@ -18,6 +18,12 @@ bool has_small_value(std::uint32_t type) {
     return std::ranges::find(without, type) == without.end();
 }
 
+// The stream that states how large a journal may get.
+bool is_journal_limit(const found_attribute& found) {
+    constexpr std::array<std::uint8_t, 8> name = {'$', 0, 'M', 0, 'a', 0, 'x', 0};
+    return found.type == attribute_type::data && found.name && std::ranges::equal(found.name->bytes(), name);
+}
+
 std::optional<uni::byte_view> known_bytes(const replayed_record& record, std::uint64_t offset, std::size_t size) {
     if (!record.knows(offset, size)) return std::nullopt;
     return record.bytes().slice(offset, size);
@@ -40,11 +46,11 @@ void read_resident(found_attribute& found, const replayed_record& record, bool w
     const auto begin = record.get(value_offset, found.offset);
     if (length && found.type != attribute_type::index_root) found.state.file_size = *length;
     if (!length || !begin || !found.type) return;
-    const bool is_data = found.type == attribute_type::data;
-    if (is_data ? !with_data : !has_small_value(*found.type)) return;
+    const bool is_wanted_data = with_data && found.type == attribute_type::data;
+    if (!has_small_value(*found.type) && !is_wanted_data && !is_journal_limit(found)) return;
     found.state.value = known_bytes(record, found.offset + *begin, *length);
     found.state.copied = record.is_copied(found.offset + *begin);
-    for (std::uint32_t at = 0; is_data && at < *length && found.state.value; ++at)
+    for (std::uint32_t at = 0; is_wanted_data && at < *length && found.state.value; ++at)
         if (record.is_copied(std::uint64_t{found.offset} + *begin + at)) found.state.value.reset();
 }
 

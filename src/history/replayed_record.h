@@ -47,6 +47,13 @@ public:
         if (!bytes().has(offset, width)) return false;
         return std::memchr(m_known.data() + offset, 0, static_cast<std::size_t>(width)) == nullptr;
     }
+    bool knows_byte(std::uint64_t offset) const { return known().u8(offset) != 0; }
+    // Whether all of these bytes are known, and the same in another state.
+    bool same_bytes(std::uint64_t offset, std::uint64_t width, const replayed_record& other) const {
+        if (!knows(offset, width) || !other.bytes().has(offset, width)) return false;
+        return std::memcmp(m_bytes.data() + offset, other.m_bytes.data() + offset, static_cast<std::size_t>(width)) ==
+               0;
+    }
     // Whether only the MFT copy knows the byte.
     bool is_copied(std::uint64_t offset) const { return known().u8(offset) == by_copy; }
     // The identifier of the attribute that begins there; 0 for none.

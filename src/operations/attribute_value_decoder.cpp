@@ -126,7 +126,7 @@ constexpr uni::field<std::uint8_t> minor_version{9};
 constexpr uni::field<std::uint16_t> flags{10};
 }  // namespace volume_layout
 
-constexpr flag_word volume_flag_words[] = {
+constexpr flag_word volume_flags[] = {
     {0x0001, "dirty"},      {0x0002, "resize_log"},        {0x0004, "upgrade_on_mount"}, {0x0008, "mounted_on_nt4"},
     {0x0010, "delete_usn"}, {0x0020, "repair_object_ids"}, {0x8000, "chkdsk modified"},
 };
@@ -139,7 +139,7 @@ void write_volume_information(details_writer& details, const fragment& value) {
     if (!value.reaches(minor_version.offset)) return;
     details.character("minor_version", value.bytes.get(minor_version));
     if (!value.reaches(flags.offset)) return;
-    append_flag_words(details.begin_field("flags"), value.bytes.get(flags), volume_flag_words, " ;");
+    append_flag_words(details.begin_field("flags"), value.bytes.get(flags), volume_flags, " ;");
     details.end_field();
 }
 
@@ -177,6 +177,10 @@ void decode_volume_information(entry_info& info, const fragment& value) {
     info.details.open_listed_group("$VOLUME_INFORMATION");
     write_volume_information(info.details, value);
     info.details.close_group();
+}
+
+std::span<const flag_word> volume_flag_words() {
+    return volume_flags;
 }
 
 }  // namespace kest

@@ -119,6 +119,7 @@ void write_attribute_flags(details_writer& details, std::uint16_t flags, std::st
 
 // The words of a file's attribute bits.
 std::span<const flag_word> file_flag_words();
+std::span<const flag_word> volume_flag_words();
 
 // What stands after the name of a $DATA attribute.
 inline constexpr std::string_view stream_suffix = ":stream";

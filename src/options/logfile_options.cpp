@@ -441,6 +441,8 @@ constexpr option_row option_rows[] = {
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
     {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
      set_report<r::volumes>, set_of::report, true},
+    {"-no_system", report, flag, "", "with -events: leave out what the system does by itself, and say how much",
+     set<&o::system_events, false>, set_of::none, true},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
     {"-cut", report, flag, "", "also the transactions whose beginning is overwritten", set<&o::keeps_pages>,

@@ -37,6 +37,7 @@ struct logfile_options : text_style, row_style, input_settings {
     report_kind report = report_kind::rows;
     std::vector<std::string> columns;  // in this order; empty: the usual ones
     bool guesses_allowed = true;
+    bool system_events = true;  // also those of what the system does by itself
     bool showall_inodes = false;
     bool auto_cluster_size = false;
     bool show_undo = false;        // a column of its own for what each record would put back

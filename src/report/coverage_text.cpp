@@ -317,6 +317,9 @@ void report_mft(facts_writer& lines, const mft_coverage& shown) {
     lines.numbers("mft_usns", shown.usns);
     lines.numbers("mft_lsns", shown.lsns);
     lines.text("mft_fit", fit_text(shown.fit));
+    lines.count("mft_compared", shown.replayed.compared);
+    lines.count("mft_equal", shown.replayed.equal);
+    lines.count("mft_differing", shown.replayed.differing);
 }
 
 template <class facts_writer>

@@ -45,6 +45,11 @@ void write_timestamp(field_sink& out, const event& shown) {
     if (has_instant(shown)) out.decimal((shown.time - cv::unix_epoch_ticks) / ticks_per_microsecond);
 }
 
+// About no file.
+bool is_of_volume(const event& shown) {
+    return shown.file == inode_ref{} && shown.kind != event_kind::mft_differs;
+}
+
 using sink = field_sink;
 using line = event_line;
 
@@ -70,7 +75,7 @@ constexpr field<line> fields[] = {
     {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
     {{"inode", 12, words},
      [](sink& out, const line& of) {
-         if (of.shown.kind != event_kind::clock_set_back) out.number(of.shown.file.number());
+         if (!is_of_volume(of.shown)) out.number(of.shown.file.number());
      }},
     {{"seq", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
     {{"parent", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "format/number.h"
+#include "format/sid.h"
 #include "journal/usn_record.h"
 #include "operations/decoders.h"
 
@@ -51,6 +52,16 @@ constexpr std::string_view kind_words[] = {
     "ea_removed",
     "clusters_changed",
     "content_held",
+    "owner_set",
+    "recycled",
+    "restored",
+    "mounted",
+    "journal_created",
+    "journal_deleted",
+    "journal_resized",
+    "volume_flags_set",
+    "volume_renamed",
+    "mft_differs",
 };
 static_assert(std::size(kind_words) == static_cast<std::size_t>(event_kind::reason_given));
 // What comes before the path in a sentence.
@@ -78,6 +89,16 @@ constexpr std::string_view kind_verbs[] = {
     "removed an extended attribute of ",
     "changed the clusters of ",
     "held the content of ",
+    "set the owner of ",
+    "recycled ",
+    "restored ",
+    "mounted the volume",
+    "created the journal ",
+    "deleted the journal ",
+    "changed how large the journal may get: ",
+    "set the flags of the volume: ",
+    "renamed the volume: ",
+    "the MFT copy is not what the log wrote of ",
 };
 static_assert(std::size(kind_verbs) == std::size(kind_words));
 
@@ -88,19 +109,22 @@ std::string_view word_of(const std::string_view (&table)[count], code value) {
     return table[static_cast<std::size_t>(value)];
 }
 
+// Those of rows, which know no word for $EA, and that one.
+std::span<const flag_word> event_flag_words() {
+    static const std::vector<flag_word> words = [] {
+        std::vector<flag_word> all(file_flag_words().begin(), file_flag_words().end());
+        all.push_back({0x0004'0000, "HAS_EA"});
+        return all;
+    }();
+    return words;
+}
+
 // Bits without a word follow as a number.
-void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
-    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
-    constexpr std::uint32_t has_ea = 0x0004'0000;       // $EA is there; rows know no word for it
-    const std::uint32_t shown = bits & ~index_marks;
-    std::uint32_t rest = shown & ~has_ea;
-    for (const flag_word& row : file_flag_words())
+void append_bits(std::string& out, std::uint32_t shown, std::span<const flag_word> words, bool some) {
+    std::uint32_t rest = shown;
+    for (const flag_word& row : words)
         rest &= ~row.bits;
-    bool any = append_flag_words(out, shown, file_flag_words(), ", ");
-    if ((shown & has_ea) != 0) {
-        out += any ? ", HAS_EA" : "HAS_EA";
-        any = true;
-    }
+    const bool any = append_flag_words(out, shown, words, ", ");
     if (rest != 0) {
         if (any) out += ", ";
         append_number(out, rest, true);
@@ -116,6 +140,11 @@ void append_seconds(std::string& out, std::uint64_t ticks) {
     append_decimal(fraction, ticks % cv::ticks_per_second);
     out += '.';
     out.append(7 - fraction.size(), '0').append(fraction);
+}
+
+void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
+    constexpr std::uint32_t index_marks = 0xF000'0000;  // of the index entry, and none of the file
+    append_bits(out, bits & ~index_marks, event_flag_words(), some);
 }
 
 constexpr std::size_t most_in_sentence = 1024;  // characters of a path
@@ -146,6 +175,13 @@ void write_place(details_writer& details, const data_place& place) {
     details.runs("runs", place.runs);
     details.field("proved_by", proof_word(place));
     if (place.unused) details.field("free_at_end", unused_word(place));
+}
+
+void write_owner(details_writer& details, uni::byte_view owner) {
+    std::string sid;
+    append_sid(sid, owner);
+    details.field("owner", sid);
+    if (const auto name = well_known_name(sid); !name.empty()) details.field("owner_name", name);
 }
 
 void write_values(details_writer& details, std::string_view side, const event_values& values) {
@@ -185,6 +221,18 @@ void write_values(details_writer& details, std::string_view side, const event_va
     }
     if (values.transactions_since) details.number("transactions_since", *values.transactions_since);
     write_place(details, values.place);
+    if (!values.owner.empty()) write_owner(details, values.owner);
+    if (!values.twin.empty()) details.evidence_text("twin", values.twin, details_writer::text_kind::name);
+    if (!values.log_state.empty()) details.field("log_state", values.log_state);
+    if (values.next_usn) details.number("next_usn", *values.next_usn);
+    if (values.maximum_size) details.number("maximum_size", *values.maximum_size);
+    if (values.allocation_delta) details.number("allocation_delta", *values.allocation_delta);
+    if (values.journal_id) details.number("journal_id", *values.journal_id);
+    if (values.volume_flags) {
+        append_bits(details.begin_field("volume_flags"), *values.volume_flags, volume_flag_words(), false);
+        details.end_field();
+    }
+    if (values.record_offset) details.number("record_offset", *values.record_offset);
     details.close_group();
 }
 

@@ -1,6 +1,7 @@
 #include "report/report.h"
 
 #include "events/derive_events.h"
+#include "events/system_areas.h"
 #include "report/content_fields.h"
 #include "report/coverage_text.h"
 #include "report/extent_fields.h"
@@ -155,6 +156,10 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .omitted = stores.inodes.omitted},
         [this, &lines, topic](const event& shown) {
             if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
+            if (!m_options.system_events && is_in_system_area(shown)) {
+                ++m_left_out;
+                return;
+            }
             if (m_contents && !put_content(shown)) return;
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);

@@ -606,7 +606,8 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
         const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
         EXPECT_EQ(log.events("path,known", {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
     }
-    const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000}}, 41));
+    const bytes as_logged = resident(0x10, pack(at{32}, u32{0x21}, at{72}));
+    const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000, .attributes = {as_logged}}}, 41));
     EXPECT_EQ(log.events("path,known,seq", {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part|"});
     const record name = of_41(got(root, u"x"));
     const memory_file in_use(mft_image({{.number = 0}, {}}, 41));
@@ -801,6 +802,220 @@ TEST(contents, go_to_files_of_their_own_and_over_nothing) {
     std::filesystem::create_symlink(scratch.at("other"), target);
     refused("a folder that is a link");
     EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
+}
+
+TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
+    constexpr u64 last = 1000, other = 1010;
+    const auto copy = [](u64 lsn, u64 modified, u64 accessed, const std::u16string& name = u"a", u8 content = 'x') {
+        return file_record{
+            .number = 40,
+            .lsn = lsn,
+            .attributes = {resident(0x10, pack(noon, modified, noon, accessed, at{72})),
+                           name_image{.name = name}.attribute(), resident(0x80, bytes(8, content), {.id = 3})}};
+    };
+    record step = to_record(2, 0, copy(last, noon, noon).image(), {}, 0);
+    step.redo.resize(416);
+    const story log = story().add({step, end()});
+    const std::tuple<file_record, texts> rows[] = {
+        {copy(last, noon, noon), {}},
+        {copy(last, noon, noon + 1, u"a", 'y'), {}},  // which is not logged
+        {copy(other, noon + 1, noon), {}},            // of another moment
+        {copy(last, noon + 10'000'000, noon),
+         {R"(mft_differs|not_before|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104"];)"
+          R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104"])"}},
+        {copy(last, noon, noon, u"b"),
+         {R"(mft_differs|not_before|before=["name":"a";"record_offset":"258"];after=["name":"b";"record_offset":"258"])"}}};
+    for (const auto& [record, told] : rows) {
+        const memory_file mft(mft_image({{.number = 0}, record}, 41));
+        EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), told);
+    }
+}
+
+// A self-relative descriptor whose owner has two parts.
+bytes descriptor(u32 owner) {
+    return pack(u16{1}, u16{0x8000}, u32{20}, at{20}, u8{1}, u8{2}, at{27}, u8{5}, u32{32}, owner);
+}
+// Goes to $SDS at 0x1100, if the cluster is not another one.
+record described(u32 id, const bytes& value, u64 stated_offset = 0x1100, u64 vcn = 1) {
+    u32 hash = 0;
+    for (std::size_t at = 0; at + 4 <= value.size(); at += 4) {
+        u32 word;
+        std::memcpy(&word, &value[at], sizeof word);
+        hash = std::rotl(hash, 3) + word;
+    }
+    return {.redo_op = 8,
+            .attribute_offset = 0x100,
+            .vcn = vcn,
+            .redo = pack(hash, id, stated_offset, static_cast<u32>(20 + value.size()), value)};
+}
+
+TEST(events, say_whose_a_new_file_is) {
+    const auto own = [](const bytes& attribute, u32 id = 0x105) {
+        record step =
+            written({.attributes = {resident(0x10, pack(at{52}, id, at{72})), name_image{}.attribute(), attribute}});
+        step.undo = {};
+        return step;
+    };
+    const bytes none = resident(0x80, {}, {.id = 3});
+    bytes far = descriptor(544), many = descriptor(544);
+    put(far, 4, u32{28});  // its owner ends after it
+    many[21] = 16;
+    bytes cut = described(0x105, descriptor(544)).redo, changed = cut;
+    cut.pop_back();
+    changed.back() ^= 1;  // so that its hash is another one
+    const auto stored = [](const bytes& redo) {
+        record step = described(0, {});
+        step.redo = redo;
+        return step;
+    };
+    const std::string admins = R"("owner":"S-1-5-32-544";"owner_name":"BUILTIN\Administrators")";
+    const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
+        {"by identifier", {described(0x105, descriptor(544)), own(none)}, admins},
+        {"not well known", {described(0x105, descriptor(77)), own(none)}, R"("owner":"S-1-5-32-77")"},
+        {"in the second copy of the block", {described(0x105, descriptor(544), 0x1100, 65), own(none)}, admins},
+        {"of another identifier", {described(0x106, descriptor(544)), own(none)}, ""},
+        {"not where it says that it stands", {described(0x105, descriptor(544), 0x1200), own(none)}, ""},
+        {"two owners for one", {described(0x105, descriptor(544)), described(0x105, descriptor(545)), own(none)}, ""},
+        {"cut", {stored(cut), own(none)}, ""},
+        {"another hash", {stored(changed), own(none)}, ""},
+        {"an owner that is cut", {described(0x105, far), own(none)}, ""},
+        {"too many parts", {described(0x105, many), own(none)}, ""},
+        {"in the file record", {own(resident(0x50, descriptor(544), {.id = 3}))}, admins},
+        {"in the file record, cut", {own(resident(0x50, part(descriptor(544), 0, 35), {.id = 3}))}, ""},
+    };
+    for (const auto& [what, steps, told] : rows) {
+        std::vector<record> all = steps;
+        all.push_back(came(file, root, u"a"));
+        all.push_back(end());
+        const texts found = story().add(all).events("details");
+        ASSERT_EQ(found.size(), 1u) << what;
+        const std::size_t owner = std::min(found[0].find(R"("owner)"), found[0].size() - 1);
+        EXPECT_EQ(found[0].substr(owner, found[0].size() - 1 - owner), told) << what;
+    }
+    const story given = story().add({described(0x105, descriptor(544)), described(0x106, descriptor(545)),
+                                     standard(52, pack(u32{0x105}), pack(u32{0x106})), end()});
+    EXPECT_EQ(given.events("event,details"),
+              texts{R"(owner_set|before=["owner":"S-1-5-32-544";"owner_name":"BUILTIN\Administrators"];)"
+                    R"(after=["owner":"S-1-5-32-545";"owner_name":"BUILTIN\Users"])"});
+}
+
+TEST(events, say_when_the_volume_was_in_use) {
+    const auto restart = [](u64 mount, u64 usn, u64 table = 0) {
+        return std::vector<record>{of_type(2, {.block_size = 0, .vcn = table, .redo = pack(at{24}, usn, mount)})};
+    };
+    const story log = story()
+                          .add(restart(0, 0))
+                          .add(restart(900, 0x5000))
+                          .add(restart(900, 0x6000, 1))
+                          .add(restart(980, 0x6000))
+                          .add(restart(990, 0))
+                          .add({of_type(2, {.vcn = ~u64{0}, .redo = pack(at{24}, ~u64{0})})})  // cut
+                          .add(restart(~u64{0}, 0x100));
+    const std::string mounted = R"(mounted||before=[];after=["log_state":")";
+    EXPECT_EQ(log.events("event,inode,details"),
+              (texts{mounted + R"(first"])", mounted + R"(unclean"])", mounted + R"(clean"])", mounted + R"(unclean"])",
+                     R"(journal_created||before=["next_usn":"18446744073709551615"];after=["next_usn":"256"])"}));
+}
+
+TEST(events, say_what_became_of_volume_and_journal) {
+    const auto of_volume = [](record step) {
+        step.vcn = 0;
+        step.cluster_block = 6;
+        return step;
+    };
+    const auto named = [](const std::u16string& name) { return resident(0x60, pack(name), {.id = 3}); };
+    const auto flags = [](u16 value) { return resident(0x70, pack(at{8}, u8{3}, u8{1}, value), {.id = 4}); };
+    const auto limits = [](u64 size) {
+        return resident(0x80, pack(size, u64{8}, u64{7}, u64{0}), {.name = u"$Max", .id = 3});
+    };
+    const auto within = [](u16 attribute, u16 place, const bytes& before, const bytes& after) {
+        record step = to_record(7, 7, after, before, attribute);
+        step.attribute_offset = place;
+        return step;
+    };
+    record volume = of_volume(written({.number = 3, .attributes = {named(u"abc"), flags(1)}}));
+    const story log =
+        story()
+            .add({volume, end()})
+            .add({of_volume(within(72, 24, pack(u"abc"), pack(u"xyz"))), end()})
+            .add({of_volume(within(104, 34, pack(u16{1}), pack(u16{0x8040}))), end()})
+            .add(
+                {written({.attributes = {name_image{.parent = extend, .name = u"$UsnJrnl"}.attribute(), limits(4096)}}),
+                 came(file, extend, u"$UsnJrnl"), end()})
+            .add({within(184, 32, pack(u64{4096}), pack(u64{8192})), end()})
+            .add({freed(), went(file, extend, u"$UsnJrnl"), end()});
+    EXPECT_EQ(log.events("event,path,details"),
+              (texts{R"(volume_renamed|[root]\$Volume|before=["name":"abc"];after=["name":"xyz"])",
+                     R"(volume_flags_set|[root]\$Volume|before=["volume_flags":"dirty"];)"
+                     R"(after=["volume_flags":"chkdsk modified, 0x40"])",
+                     R"(journal_created|<unk_path>\$UsnJrnl|before=[];after=["flags":"plain_file"])",
+                     R"(journal_resized|<unk_path>\$UsnJrnl|)"
+                     R"(before=["maximum_size":"4096";"allocation_delta":"8";"journal_id":"7"];)"
+                     R"(after=["maximum_size":"8192";"allocation_delta":"8";"journal_id":"7"])",
+                     R"(journal_deleted|<unk_path>\$UsnJrnl|before=["created":"1";"modified":"2";"mft_changed":"3";)"
+                     R"("accessed":"4";"size":"0";"name":"$UsnJrnl"];after=[])"}));
+}
+
+constexpr u64 bin = folder, user = other_folder;
+std::vector<record> placed(u64 reference, u64 parent, const std::u16string& name) {
+    return {came(reference, parent, name), got(parent, name), end()};
+}
+std::vector<record> carried(u64 from, const std::u16string& old_name, u64 to, const std::u16string& name) {
+    return {went(file, from, old_name), lost(from, old_name), came(file, to, name), got(to, name), end()};
+}
+
+TEST(events, say_what_went_to_the_bin) {
+    const std::tuple<const char*, std::u16string, std::u16string, texts> rows[] = {
+        {"with its twin",
+         u"$IABCDEF.txt",
+         u"$RABCDEF.txt",
+         {"recycled|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt|[root]\\a.txt",
+          "restored|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt"}},
+        {"without",
+         u"$IABCDEG.txt",
+         u"$RABCDEF.txt",
+         {"moved|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt|[root]\\a.txt",
+          "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt"}},
+        {"of another kind",
+         u"$IABCDEF.txt",
+         u"$QABCDEF.txt",
+         {"moved|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt|[root]\\a.txt",
+          "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt"}},
+    };
+    for (const auto& [what, twin, name, told] : rows) {
+        const texts found = story()
+                                .add({came(bin, root, u"$Recycle.Bin"), end()})
+                                .add({came(user, bin, u"S-1"), end()})
+                                .add({came(file + 5, user, twin), end()})
+                                .add(carried(root, u"a.txt", user, name))
+                                .add(carried(user, name, root, u"b.txt"))
+                                .events("event,path,old_path");
+        EXPECT_EQ(texts(found.end() - 2, found.end()), told) << what;
+    }
+}
+
+TEST(events, leave_out_what_the_system_does) {
+    const auto events = [](const std::u16string& above, const std::u16string& in, const std::u16string& name) {
+        return story()
+            .add({came(bin, root, above), end()})
+            .add({came(user, bin, in), end()})
+            .add({came(file, user, name), end()})
+            .events("event", {"-no_system"})
+            .size();
+    };
+    EXPECT_EQ(events(u"System Volume Information", u"x", u"y"), 0u);
+    EXPECT_EQ(events(u"$RECYCLE.BIN", u"S-1-5", u"desktop.ini"), 0u);
+    EXPECT_EQ(events(u"$RECYCLE.BIN", u"S-1-5", u"desktop.inf"), 1u);
+    EXPECT_EQ(events(u"ystem Volume Information", u"x", u"y"), 1u);
+    EXPECT_EQ(events(u"System Volume Information\\x", u"x", u"y"), 1u);
+    const std::vector<record> in_part[] = {{came(user, bin, u"System Volume Information"), end()},
+                                           {came(file, user, u"y"), end()}};
+    EXPECT_EQ(story().add(in_part[0]).add(in_part[1]).events("event", {"-no_system"}).size(), 1u);
+    const story moved = story()
+                            .add({came(bin, root, u"System Volume Information"), end()})
+                            .add(placed(file, bin, u"a"))
+                            .add(carried(bin, u"a", root, u"a"));
+    EXPECT_EQ(moved.events("event,path", {"-no_system"}), texts{"moved|[root]\\a"});
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
