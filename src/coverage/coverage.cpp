@@ -32,8 +32,8 @@ void gather_records(log_coverage& coverage, const log_store& log) {
     const volume_geometry geometry = find_volume_geometry(log);
     coverage.cluster_size = geometry.voted_cluster;
     coverage.cluster_size_fit = fit_text(geometry);
-    coverage.clock_changes =
-        find_clock_changes(find_stated_times(log, states, {geometry.cluster_size(), geometry.record_size()}));
+    const mft_geometry sizes{geometry.cluster_size(), geometry.record_size()};
+    coverage.clock_changes = find_clock_changes(find_stated_times(log, states, log_facts(log, states, sizes), sizes));
 }
 
 void gather_pages(log_coverage& coverage, const log_store& log) {

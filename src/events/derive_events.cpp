@@ -70,13 +70,14 @@ public:
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
           m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
-          m_history({inputs.log, {m_numbers, m_states.rolled_back}, inputs.inodes, m_geometry}),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
+          m_history({inputs.log, {m_numbers, m_states.rolled_back}, m_facts, inputs.inodes, m_geometry}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
-          m_clock(inputs.log, m_facts, m_history,
-                  find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
+          m_clock(
+              inputs.log, m_facts, m_history,
+              find_stated_times(inputs.log, m_states, m_facts, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
           m_context{m_log, m_history, m_names, m_paths, m_tunneling, m_clock, m_numbers, m_journals, m_past},
           m_file_events(m_context, m_found),
@@ -268,8 +269,8 @@ private:
     const transaction_states m_states;
     const volume_geometry m_geometry;
     const std::uint64_t m_highest_lsn;
-    const file_history m_history;
     log_facts m_facts;
+    const file_history m_history;
     file_names m_names;
     folder_paths m_paths;
     file_tunneling m_tunneling;

@@ -5,8 +5,8 @@
 #include <map>
 
 #include "history/file_history.h"
-#include "logfile/volume_geometry.h"
 #include "logfile/scanner.h"
+#include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
 #include "support/mft_image.h"
 #include "support/scratch_folder.h"
@@ -203,10 +203,11 @@ TEST(replayed_record, knows_nothing_behind_what_does_not_fit) {
 // Which transaction each record belongs to.
 struct standing {
     std::vector<std::uint32_t> number;
-    std::vector<bool> rolled_back;
+    transaction_states states;
 
-    explicit standing(const log_store& log)
-        : number(log.entries.size(), transaction_view::none), rolled_back(log.entries.size()) {
+    explicit standing(const log_store& log) : number(log.entries.size(), transaction_view::none) {
+        states.of_chain.resize(log.chain_heads.size());
+        states.rolled_back.resize(log.entries.size());
         for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
             for (const std::uint32_t position : log.records(log.chain_heads[chain]))
                 number[position] = chain;
@@ -259,9 +260,10 @@ TEST(file_history, tells_what_each_transaction_changed) {
     ASSERT_TRUE(scan_buffer(log, std::span(image)));
     ASSERT_EQ(log.entries.size(), 9u);
     standing known(log);
-    known.rolled_back[2] = true;
+    known.states.rolled_back[2] = true;
     const _inode_collection none;
-    const file_history history({log, {known.number, known.rolled_back}, none, find_volume_geometry(log)});
+    const log_facts facts(log, known.states, {});
+    const file_history history({log, {known.number, known.states.rolled_back}, facts, none, find_volume_geometry(log)});
     ASSERT_EQ(history.changes().size(), 6u);
     const auto change = [&](std::size_t at) -> const record_change& { return history.changes()[at]; };
 
@@ -306,6 +308,7 @@ tally compare(const std::string& log_path, const std::string& mft_path, std::uin
     EXPECT_TRUE(load_mft(inodes, mft_path));
     link_cut_chains(log);
     const standing known(log);
+    const log_facts facts(log, known.states, {});
     tally sum;
     const copy_check check = [&](std::uint64_t number, const replayed_record& replayed, const replayed_record& copy) {
         const copy_comparison one = compare_with_copy(number, replayed, copy);
@@ -314,7 +317,8 @@ tally compare(const std::string& log_path, const std::string& mft_path, std::uin
         sum.content += one.differs_in_content;
         if (one.differs) odd = static_cast<std::uint32_t>(one.number);
     };
-    const file_history history({log, {known.number, known.rolled_back}, inodes, find_volume_geometry(log), check});
+    const file_history history(
+        {log, {known.number, known.states.rolled_back}, facts, inodes, find_volume_geometry(log), check});
     return sum;
 }
 
