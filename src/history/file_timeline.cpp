@@ -51,6 +51,9 @@ void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_
     m_names.seal(by_lsn);
     m_names.for_each(
         [this](std::uint64_t file, std::span<name_moment> names) { m_first_names[file] = replay_names(names); });
+    m_names.take_out([](const name_moment& moment, const name_moment& earlier) {
+        return moment.name.copied == earlier.name.copied && moment.name == earlier.name;
+    });
 }
 
 // A record keeps its sequence number and its base record from when it is put to use until it is freed.
