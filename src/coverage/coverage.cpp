@@ -22,7 +22,8 @@ void gather_restart_pages(log_coverage& coverage, const log_store& log) {
     if (first && second) coverage.restart_agree = first->facts == second->facts;
 }
 
-void gather_records(log_coverage& coverage, const log_store& log, const transaction_states& states) {
+void gather_records(log_coverage& coverage, const log_store& log, const transaction_states& states,
+                    const log_facts& facts) {
     coverage.records_stored = log.entries.size();
     coverage.transactions = tally_transactions(log, states);
     const transaction_tally& tally = coverage.transactions;
@@ -32,8 +33,8 @@ void gather_records(log_coverage& coverage, const log_store& log, const transact
     const volume_geometry geometry = find_volume_geometry(log);
     coverage.cluster_size = geometry.voted_cluster;
     coverage.cluster_size_fit = fit_text(geometry);
-    coverage.clock_changes =
-        find_clock_changes(find_stated_times(log, states, {geometry.cluster_size(), geometry.record_size()}));
+    const mft_geometry sizes{geometry.cluster_size(), geometry.record_size()};
+    coverage.clock_changes = find_clock_changes(find_stated_times(log, states, facts, sizes));
 }
 
 void gather_pages(log_coverage& coverage, const log_store& log) {
@@ -84,11 +85,12 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
     if (coverage.gaps) find_gap_times(*coverage.gaps, times);
 }
 
-copy_tally compare_replayed(const evidence& stores, const transaction_states& states) {
+copy_tally compare_replayed(const evidence& stores, const transaction_states& states, const log_facts& facts) {
     copy_tally tally;
     const std::vector<std::uint32_t> numbers = number_transactions(stores.log);
     compare_copies({.log = stores.log,
                     .transactions = {numbers, states.rolled_back},
+                    .facts = facts,
                     .inodes = stores.inodes,
                     .geometry = find_volume_geometry(stores.log),
                     .check = [&tally](const copied_record&, const copy_comparison& found) {
@@ -98,11 +100,11 @@ copy_tally compare_replayed(const evidence& stores, const transaction_states& st
     return tally;
 }
 
-mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged,
-                        const transaction_states& states) {
+mft_coverage gather_mft(const evidence& stores, const std::vector<logged_usn>& logged, const transaction_states& states,
+                        const log_facts& facts) {
     mft_coverage found;
     found.fit = compare_mft(stores, logged);
-    found.replayed = compare_replayed(stores, states);
+    found.replayed = compare_replayed(stores, states, facts);
     for (const inode_record& record : stores.inodes.records) {
         ++found.records;
         if (record.lsn != 0) found.lsns.add(record.lsn);
@@ -159,12 +161,14 @@ log_coverage gather_coverage(evidence& stores, const logfile_options& options, s
     log_coverage coverage;
     coverage.path = log_path;
     const transaction_states states = find_transaction_states(stores.log);
-    gather_records(coverage, stores.log, states);
+    const volume_geometry geometry = find_volume_geometry(stores.log);
+    const log_facts facts(stores.log, states, {geometry.cluster_size(), geometry.record_size()});
+    gather_records(coverage, stores.log, states, facts);
     gather_pages(coverage, stores.log);
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
     gather_times(coverage, stores.log, logged);
     if (options.mft.given()) {
-        coverage.mft = gather_mft(stores, logged, states);
+        coverage.mft = gather_mft(stores, logged, states, facts);
         coverage.mft->path = options.mft.path;
     }
     if (options.journal.given()) {

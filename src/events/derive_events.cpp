@@ -61,23 +61,25 @@ public:
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
           m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
+          m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_history({.log = inputs.log,
                      .transactions = {m_numbers, m_states.rolled_back},
+                     .facts = m_facts,
                      .inodes = inputs.inodes,
                      .geometry = m_geometry,
                      .check = difference_check(),
                      .with_data = inputs.topic == event_topic::contents}),
-          m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
           m_bin(m_facts),
           m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
-          m_clock(inputs.log, m_facts, m_history,
-                  find_stated_times(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()})),
+          m_clock(
+              inputs.log, m_facts, m_history,
+              find_stated_times(inputs.log, m_states, m_facts, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
           m_uses({m_log, {m_numbers, m_states.rolled_back}, m_history, m_geometry.cluster_size()}),
-          m_context{m_log,     m_history,  m_names, m_paths,      m_tunneling, m_descriptors, m_bin,  m_clock,
+          m_context{m_log,     m_history,  m_names, m_paths,      m_tunneling, m_descriptors, m_bin, m_clock,
                     m_numbers, m_journals, m_past,  inputs.topic, m_runs,      m_versions,    m_uses},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
@@ -307,8 +309,8 @@ private:
     const volume_geometry m_geometry;
     const std::uint64_t m_highest_lsn;
     std::vector<mft_difference> m_differences;
-    const file_history m_history;
     log_facts m_facts;
+    const file_history m_history;
     file_names m_names;
     folder_paths m_paths;
     file_tunneling m_tunneling;

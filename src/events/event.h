@@ -103,10 +103,10 @@ struct event_values {
     std::optional<std::uint64_t> since_creation;      // ticks
     std::optional<std::uint32_t> transactions_since;  // the creation
     data_place place;
-    uni::byte_view value;  // of the extended attribute of that name, or of the stream
-    uni::byte_view owner;                             // SID, whole; empty: not known
-    uni::byte_view twin;                              // name, UTF-16, of what says where a file in the bin was
-    std::string_view log_state;                       // of `mounted`: what the system found; empty: not known
+    uni::byte_view value;        // of the extended attribute of that name, or of the stream
+    uni::byte_view owner;        // SID, whole; empty: not known
+    uni::byte_view twin;         // name, UTF-16, of what says where a file in the bin was
+    std::string_view log_state;  // of `mounted`: what the system found; empty: not known
     std::optional<std::uint64_t> next_usn;
     std::optional<std::uint64_t> maximum_size;      // of a journal, bytes
     std::optional<std::uint64_t> allocation_delta;  // likewise

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "events/file_names.h"
-#include "events/log_facts.h"
+#include "operations/log_facts.h"
 
 namespace kest {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
-#include "events/log_facts.h"
 #include "history/file_history.h"
+#include "operations/log_facts.h"
 
 namespace kest {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "events/file_names.h"
-#include "events/log_facts.h"
 #include "journal/journal_cursor.h"
+#include "operations/log_facts.h"
 #include "portable/key_groups.h"
 #include "portable/seeded_map.h"
 

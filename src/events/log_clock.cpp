@@ -67,6 +67,7 @@ log_clock::log_clock(const log_store& log, const log_facts& facts, const file_hi
       m_changes_by_transaction(m_changes_by_lsn) {
     std::ranges::stable_sort(m_changes_by_transaction, {},
                              [](const clock_change& change) { return change.after.transaction; });
+    m_stated.reserve(stated.size());
     for (const stated_time& one : stated) {
         const event_clock clock = one.of_journal ? event_clock::journal : event_clock::record;
         m_stated.push_back({one.lsn, one.ticks, one.transaction, clock});
@@ -79,15 +80,15 @@ log_clock::log_clock(const log_store& log, const log_facts& facts, const file_hi
 }
 
 void log_clock::list_changes() {
-    const auto all = m_history.changes();
-    for (std::uint32_t at = 0; at < all.size(); ++at) {
-        if (!all[at].rolled_back) m_changes.push_back(at);
+    m_changes.reserve(m_history.changes().size());
+    for (const record_change& change : m_history.changes()) {
+        if (!change.rolled_back) m_changes.push_back({change.number, lsn_of(change.first), &change});
     }
-    std::ranges::sort(m_changes, {},
-                      [this, all](std::uint32_t at) { return std::tuple(all[at].number, lsn_of(all[at].first)); });
-    std::ranges::copy_if(m_changes, std::back_inserter(m_writes), [this, all](std::uint32_t at) {
-        const standard_change* const standard = m_history.standard_of(all[at]);
-        if (standard == nullptr) return all[at].is_birth() || all[at].is_end();
+    std::ranges::sort(m_changes, {}, &listed_change::place);
+    m_writes.reserve(m_changes.size());
+    std::ranges::copy_if(m_changes, std::back_inserter(m_writes), [this](const listed_change& one) {
+        const standard_change* const standard = m_history.standard_of(*one.change);
+        if (standard == nullptr) return one.change->is_birth() || one.change->is_end();
         return standard->before.times[modified] != standard->after.times[modified];
     });
 }
@@ -182,18 +183,16 @@ void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
 // The write of the times of folder or file in the same transaction, else the next one of the folder's, or the next
 // change of the file's record if it is one.
 const record_change* log_clock::next_write(const name_change& change) const {
-    const auto all = m_history.changes();
-    const auto key = [this, all](std::uint32_t at) { return std::pair(all[at].number, lsn_of(all[at].first)); };
-    const std::vector<std::uint32_t>& asked = change.of_folder ? m_writes : m_changes;
-    const auto next = std::ranges::upper_bound(asked, std::pair(change.number, change.lsn), {}, key);
+    const std::vector<listed_change>& asked = change.of_folder ? m_writes : m_changes;
+    const auto next = std::ranges::upper_bound(asked, std::pair(change.number, change.lsn), {}, &listed_change::place);
     const auto gives_time = [&change](const record_change& write) {
         return write.number == change.number && write.standard != 0 && !write.is_birth() && !write.is_end();
     };
     if (next != asked.begin()) {
-        const record_change& before = all[*std::prev(next)];
+        const record_change& before = *std::prev(next)->change;
         if (before.transaction == change.transaction && gives_time(before)) return &before;
     }
-    return next != asked.end() && gives_time(all[*next]) ? &all[*next] : nullptr;
+    return next != asked.end() && gives_time(*next->change) ? next->change : nullptr;
 }
 
 bool log_clock::has_gap(std::uint64_t from, std::uint64_t to) const {
@@ -306,11 +305,10 @@ bool log_clock::names_changed(const record_change& folder) const {
     if (next_name == m_names.begin()) return false;
     const name_change& name = *std::prev(next_name);
     if (!name.of_folder || name.number != folder.number) return false;
-    const auto all = m_history.changes();
-    const auto at = [this, all](std::uint32_t one) { return std::pair(all[one].number, lsn_of(all[one].first)); };
-    const auto write = std::ranges::lower_bound(m_writes, std::pair(folder.number, lsn_of(folder.first)), {}, at);
-    if (write == m_writes.begin() || all[*std::prev(write)].number != folder.number) return true;
-    return name.lsn > lsn_of(all[*std::prev(write)].last);
+    const auto write =
+        std::ranges::lower_bound(m_writes, std::pair(folder.number, lsn_of(folder.first)), {}, &listed_change::place);
+    if (write == m_writes.begin() || std::prev(write)->number != folder.number) return true;
+    return name.lsn > lsn_of(std::prev(write)->change->last);
 }
 
 }  // namespace kest

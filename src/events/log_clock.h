@@ -2,13 +2,14 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "events/event.h"
-#include "events/log_facts.h"
 #include "history/file_history.h"
 #include "logfile/lsn_layout.h"
 #include "mft/record_view.h"
+#include "operations/log_facts.h"
 #include "operations/stated_times.h"
 
 namespace kest {
@@ -66,6 +67,15 @@ private:
         bool added = false;
     };
 
+    // A change of a file record, by its first log record.
+    struct listed_change {
+        std::uint64_t number = 0;  // of the file record
+        std::uint64_t lsn = 0;
+        const record_change* change = nullptr;
+
+        auto place() const { return std::pair(number, lsn); }
+    };
+
     void list_changes();
     void add(const transaction_facts& transaction);
     void add_names(std::uint32_t transaction);
@@ -83,8 +93,8 @@ private:
     const log_store& m_log;
     const file_history& m_history;
     // Of the history: those of one file record together, by LSN.
-    std::vector<std::uint32_t> m_changes;
-    std::vector<std::uint32_t> m_writes;  // of these those that set the time of modification, or are birth or end
+    std::vector<listed_change> m_changes;
+    std::vector<listed_change> m_writes;  // of these those that set the time of modification, or are birth or end
     std::vector<index_change> m_entries;  // of one transaction, by file and name
     std::vector<name_change> m_names;
     std::vector<lsn_gap> m_gaps;

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "events/log_facts.h"
+#include "operations/log_facts.h"
 
 namespace kest {
 

@@ -21,7 +21,7 @@ constexpr std::uint64_t kept_for_a_step = 512;
 constexpr std::uint64_t kept_for_a_byte = 6;
 
 bool changes_file_record(const log_entry& entry) {
-    if (entry.get(record_layout::record_type) != record_types::client) return false;
+    if (!entry.of_client) return false;
     if (entry.redo_op > compensation_log_record) return target_of(entry.redo_op) == operation_target::file_record;
     return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
 }
@@ -56,6 +56,7 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
     std::vector<target> targets;
     for (std::uint32_t at = 0; at < entries.size(); ++at) {
         const log_entry& entry = entries[at];
+        prefetch_record(inputs.log, at);
         if (inputs.transactions.number[at] == transaction_view::none || !changes_file_record(entry)) continue;
         const std::uint32_t stated = stated_record_size(entry);
         if (stated != 0 && stated != record_size) continue;  // no file record of this volume
@@ -353,37 +354,32 @@ private:
 
 // What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
 // where the last mention was another one's.
-void add_mentions(file_timeline& timeline, const history_inputs& inputs, const mft_geometry& geometry) {
+void add_mentions(file_timeline& timeline, const history_inputs& inputs) {
     using sign = file_moment::sign;
     uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
-    for (std::uint32_t at = 0; at < inputs.log.entries.size(); ++at) {
-        const log_entry& entry = inputs.log.entries[at];
-        if (!may_name_file(entry) || inputs.transactions.number[at] == transaction_view::none ||
-            inputs.transactions.rolled_back[at])
-            continue;
-        const record_fact fact = proved_fact(entry, geometry);
-        file_moment moment{.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
-        moment.header.sequence = fact.file.sequence();
-        if (fact.kind == fact_kind::entry_added || fact.kind == fact_kind::entry_removed) {
-            const auto name = file_name_view::read(fact.data);
-            moment.what = fact.kind == fact_kind::entry_added ? sign::name_added : sign::name_removed;
-            moment.name = timeline_name(*name);
-            moment.header.directory = name->names_directory();
-        } else if (fact.kind == fact_kind::journal_record) {
-            const auto record = read_usn_record(fact.data);
-            const std::uint32_t reasons = record->get(&usn_layout::reason);
-            if (!is_written_at(entry, geometry.cluster_size, record->get(&usn_layout::usn))) continue;
-            moment.header.directory = (record->get(&usn_layout::file_attributes) & usn_attributes::directory) != 0;
+    uni::large_vector<const log_fact*> by_position(inputs.log.entries.size());
+    for (const log_fact& fact : inputs.facts.all())
+        by_position[fact.position] = &fact;
+    for (const log_fact* const fact : by_position) {
+        if (fact == nullptr || fact->rolled_back) continue;
+        const std::uint64_t lsn = inputs.log.entries[fact->position].this_lsn;
+        file_moment moment{.lsn = lsn, .header = {}, .name = {}, .what = sign::mentioned};
+        moment.header.sequence = fact->file.sequence();
+        moment.header.directory = fact->names_directory();
+        if (fact->is_journal_record()) {
+            const usn_record record = fact->usn();
+            const std::uint32_t reasons = record.get(&usn_layout::reason);
             const bool past = (reasons & usn_reasons::old_name) != 0 && (reasons & usn_reasons::new_name) == 0;
-            if (!past) moment.name = timeline_name(record->parent(), record->name());
+            if (!past) moment.name = timeline_name(record.parent(), record.name());
         } else {
-            continue;
+            moment.what = fact->kind == fact_kind::entry_added ? sign::name_added : sign::name_removed;
+            moment.name = timeline_name(fact->name());
         }
-        timeline.add(fact.file.number(), moment);
+        timeline.add(fact->file.number(), moment);
         const inode_ref parent = moment.name ? moment.name->parent : inode_ref{};
         if (parent.sequence() == 0 || std::exchange(folders[parent.number()], parent.sequence()) == parent.sequence())
             continue;  // as it was mentioned last
-        moment = {.lsn = entry.this_lsn, .header = {}, .name = {}, .what = sign::mentioned};
+        moment = {.lsn = lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = parent.sequence();
         moment.header.directory = true;
         timeline.add(parent.number(), moment);
@@ -429,24 +425,28 @@ void compare_copies(const history_inputs& inputs) {
 
 file_history::file_history(const history_inputs& inputs) {
     const std::uint32_t record_size = record_size_of(inputs);
-    const std::vector<target> targets = find_targets(inputs, record_size);
-    uni::try_reserve(m_changes.records, targets.size());
-    uni::try_reserve(m_changes.standards, targets.size());
-    uni::try_reserve(m_changes.attributes, targets.size());
     m_timeline.reserve(2 * inputs.log.entries.size());
-    record_replay replay(inputs, record_size, m_changes, m_timeline);
-    for_each_record(targets, [&replay](std::span<const target> of_record) { replay.run(of_record); });
+    replay(inputs, record_size);
     std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
         return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
     });
     for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
         m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
     m_first_changes.push_back(static_cast<std::uint32_t>(m_changes.records.size()));
-    add_mentions(m_timeline, inputs, {inputs.geometry.cluster_size(), record_size});
+    add_mentions(m_timeline, inputs);
     std::uint64_t highest_lsn = 0;
     for (const log_entry& entry : inputs.log.entries)
         highest_lsn = std::max(highest_lsn, entry.this_lsn);
     m_timeline.seal(inputs.inodes, highest_lsn);
+}
+
+void file_history::replay(const history_inputs& inputs, std::uint32_t record_size) {
+    const std::vector<target> targets = find_targets(inputs, record_size);
+    uni::try_reserve(m_changes.records, targets.size());
+    uni::try_reserve(m_changes.standards, targets.size());
+    uni::try_reserve(m_changes.attributes, targets.size());
+    record_replay replay(inputs, record_size, m_changes, m_timeline);
+    for_each_record(targets, [&replay](std::span<const target> of_record) { replay.run(of_record); });
 }
 
 }  // namespace kest

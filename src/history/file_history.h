@@ -10,6 +10,7 @@
 #include "logfile/log_store.h"
 #include "logfile/volume_geometry.h"
 #include "mft/inode_collection.h"
+#include "operations/log_facts.h"
 
 namespace kest {
 
@@ -27,9 +28,10 @@ std::vector<std::uint32_t> number_transactions(const log_store& log);
 struct history_inputs {
     const log_store& log;
     transaction_view transactions;
+    const log_facts& facts;
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;
-    copy_check check = {};  // is given the file records of the copy that can be compared
+    copy_check check = {};   // is given the file records of the copy that can be compared
     bool with_data = false;  // changes have the values of data within file records, too
 };
 
@@ -62,6 +64,8 @@ public:
     bool limits_hit() const { return m_changes.kept.exceeded(); }
 
 private:
+    void replay(const history_inputs& inputs, std::uint32_t record_size);
+
     record_changes m_changes;
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
     file_timeline m_timeline;

@@ -8,6 +8,13 @@ namespace {
 
 constexpr std::size_t most_names = 16;  // of a file that are remembered at once, to come back to
 
+// Nothing that is asked of the holder of a file record changes with the moment.
+bool repeats_holder(const file_moment& moment, const file_moment& earlier) {
+    return !moment.born && moment.header.in_use != false && moment.header.in_use == earlier.header.in_use &&
+           moment.header.sequence == earlier.header.sequence && moment.header.base == earlier.header.base &&
+           moment.copied == earlier.copied;
+}
+
 }  // namespace
 
 bool timeline_name::operator==(const timeline_name& other) const {
@@ -25,6 +32,7 @@ bool file_moment::adds_to(const file_moment& earlier) const {
 void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_lsn) {
     const auto by_lsn = [](const auto& a, const auto& b) { return a.lsn < b.lsn; };
     m_moments.seal(by_lsn);
+    m_names.reserve(m_moments.size());
     m_moments.for_each([&](std::uint64_t number, std::span<file_moment> moments) {
         complete(moments);
         const inode_record* const stored = record_in_use(inodes, number);
@@ -39,9 +47,13 @@ void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_
         for (const file_moment& moment : moments)
             enter(number, moment);
     });
+    m_moments.take_out(repeats_holder);
     m_names.seal(by_lsn);
     m_names.for_each(
         [this](std::uint64_t file, std::span<name_moment> names) { m_first_names[file] = replay_names(names); });
+    m_names.take_out([](const name_moment& moment, const name_moment& earlier) {
+        return moment.name.copied == earlier.name.copied && moment.name == earlier.name;
+    });
 }
 
 // A record keeps its sequence number and its base record from when it is put to use until it is freed.

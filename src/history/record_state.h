@@ -50,13 +50,13 @@ enum class presence : std::uint8_t { unknown, absent, present };
 // One attribute at one moment. Sizes in bytes.
 struct attribute_state {
     presence present = presence::unknown;
+    bool copied = false;  // the value is known by the MFT copy only
     std::optional<bool> resident = {};
     std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
     std::optional<std::uint64_t> valid_length = {};
     std::optional<std::uint64_t> allocated_size = {};
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
     std::optional<uni::byte_view> value = {};
-    bool copied = false;  // the value is known by the MFT copy only
 
     std::optional<file_name_view> file_name() const { return value ? file_name_view::read(*value) : std::nullopt; }
     std::optional<std::uint32_t> reparse_tag() const {

@@ -36,7 +36,8 @@ log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool s
             .client_previous_lsn = bytes.get(client_previous_lsn),
             .redo_op = bytes.get(redo_op),
             .undo_op = bytes.get(undo_op),
-            .spanned = spanned};
+            .spanned = spanned,
+            .of_client = bytes.get(record_type) == record_types::client};
 }
 
 data_window redo_data(const log_entry& entry) {

@@ -49,7 +49,8 @@ struct log_entry {
     std::uint64_t client_previous_lsn = 0;  // 0: head of a chain
     std::uint16_t redo_op = 0;
     std::uint16_t undo_op = 0;
-    bool spanned = false;  // it crossed a page end
+    bool spanned = false;    // it crossed a page end
+    bool of_client = false;  // its type: a step of a transaction
 
     template <class integer>
     integer get(uni::field<integer> f) const {

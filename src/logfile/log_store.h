@@ -94,6 +94,16 @@ struct log_store {
     }
 };
 
+// A scan leaves a large log out of the processor's caches. Whoever goes over all records asks at each for the bytes of
+// one that comes soon.
+inline void prefetch_record(const log_store& log, std::size_t position) {
+    constexpr std::size_t distance = 16;
+    if (position + distance >= log.entries.size()) return;
+    const std::uint8_t* const bytes = log.entries[position + distance].bytes.bytes().data();
+    __builtin_prefetch(bytes + record_layout::client_begin);
+    __builtin_prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
+}
+
 // Strings each chain together from the backward links of its records. Run once a scan.
 void link_chains(log_store& store);
 

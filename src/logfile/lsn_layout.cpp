@@ -39,8 +39,7 @@ log_position end_of(log_position position, std::uint64_t size) {
 
 class gap_finder {
 public:
-    gap_finder(const log_store& log, const lsn_layout& layout)
-        : m_log(log), m_layout(layout), m_by_lsn(index_entries(log, &log_entry::this_lsn)) {
+    gap_finder(const log_store& log, const lsn_layout& layout) : m_log(log), m_layout(layout) {
         for (const log_page& page : log.record_pages) {
             m_page_ends.push_back(page.bytes.get(page_layout::last_lsn));
             m_page_ends.push_back(page.bytes.get(page_layout::last_end_lsn));
@@ -50,10 +49,13 @@ public:
 
     std::vector<lsn_gap> find() const {
         std::vector<lsn_gap> gaps;
-        const auto& records = m_by_lsn.entries();
-        for (std::size_t at = 1; at < records.size(); ++at) {
-            const log_entry& entry = m_log.entries[records[at - 1].position];
-            if (!follows(entry, records[at].key)) gaps.push_back({entry.this_lsn, records[at].key});
+        const log_entry* last = nullptr;  // of several with one LSN the first
+        for (std::size_t at = 0; at < m_log.entries.size(); ++at) {
+            const log_entry& entry = m_log.entries[at];
+            prefetch_record(m_log, at);
+            if (last != nullptr && entry.this_lsn <= last->this_lsn) continue;
+            if (last != nullptr && !follows(*last, entry.this_lsn)) gaps.push_back({last->this_lsn, entry.this_lsn});
+            last = &entry;
         }
         return gaps;
     }
@@ -84,7 +86,6 @@ private:
 
     const log_store& m_log;
     const lsn_layout m_layout;
-    const uni::sealed_index m_by_lsn;
     std::vector<std::uint64_t> m_page_ends;  // LSNs that pages name as their last
 };
 

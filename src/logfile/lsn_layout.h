@@ -44,6 +44,7 @@ struct lsn_gap {
     std::uint64_t before;  // the last LSN before the gap
     std::uint64_t after;   // the next one that the log holds
 };
+// `complete_log` has put the records in the order of their LSNs.
 std::vector<lsn_gap> find_gaps(const log_store& log, const lsn_layout& layout);
 
 }  // namespace kest

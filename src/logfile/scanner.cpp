@@ -269,11 +269,8 @@ bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offse
 }
 
 void keep_journal_records(log_store& store) {
-    constexpr std::size_t distance = 16;  // the scan has left a large log out of the processor's caches
     for (std::size_t at = 0; at < store.entries.size(); ++at) {
-        if (at + distance < store.entries.size()) {
-            __builtin_prefetch(store.entries[at + distance].payload().bytes().data());
-        }
+        prefetch_record(store, at);
         keep_journal_record(store, store.entries[at]);
     }
 }

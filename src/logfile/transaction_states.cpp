@@ -10,7 +10,7 @@ using namespace operation_code;
 
 // The tables of a checkpoint, and what describes an open attribute, stand in chains of their own.
 bool belongs_to_checkpoint(const log_entry& entry) {
-    return entry.get(record_layout::record_type) != record_types::client ||
+    return !entry.of_client ||
            (entry.redo_op >= open_nonresident_attribute && entry.redo_op <= transaction_table_dump) ||
            (entry.redo_op == noop && entry.undo_op == noop);
 }

@@ -26,8 +26,9 @@ std::uint64_t time_of_image(uni::byte_view bytes) {
 
 class time_finder {
 public:
-    time_finder(const log_store& log, const transaction_states& states, const mft_geometry& geometry)
-        : m_log(log), m_states(states), m_geometry(geometry) {}
+    time_finder(const log_store& log, const transaction_states& states, const log_facts& facts,
+                const mft_geometry& geometry)
+        : m_log(log), m_states(states), m_facts(facts), m_geometry(geometry) {}
 
     std::vector<stated_time> find() {
         for (std::uint32_t number = 0; number < m_log.chain_heads.size(); ++number) {
@@ -37,6 +38,9 @@ public:
             m_replaced.clear();
             for (const std::uint32_t position : m_log.records(m_log.chain_heads[number])) {
                 if (!m_states.rolled_back[position]) read(number, position);
+            }
+            for (const log_fact& fact : m_facts.of_transaction(number).facts) {
+                if (!fact.rolled_back) read(number, fact);
             }
             if (!m_images.empty()) add_images();
         }
@@ -52,25 +56,26 @@ private:
 
     void read(std::uint32_t transaction, std::uint32_t position) {
         const log_entry& entry = m_log.entries[position];
-        if (!may_name_file(entry) && entry.redo_op != operation_code::initialize_file_record_segment) return;
+        if (entry.redo_op != operation_code::initialize_file_record_segment && entry.redo_op != operation_code::noop) {
+            return;
+        }
         const record_fact fact = proved_fact(entry, m_geometry);
-        stated_time time{entry.this_lsn, 0, transaction, position, fact.kind == fact_kind::journal_record};
-        if (time.of_journal) {
-            const auto record = *read_usn_record(fact.data);
-            time.ticks = record.get(&usn_layout::time);
-            if (!cv::has_calendar_form(time.ticks)) return;
-            if (!is_written_at(entry, m_geometry.cluster_size, record.get(&usn_layout::usn))) return;
-            m_times.push_back(time);
-        } else if (fact.kind == fact_kind::image) {
-            time.ticks = time_of_image(fact.data);
-            if (time.ticks != 0) m_images.push_back({fact.file.number(), time});
+        if (fact.kind == fact_kind::image) {
+            const std::uint64_t ticks = time_of_image(fact.data);
+            if (ticks != 0) m_images.push_back({fact.file.number(), {entry.this_lsn, ticks, transaction, position}});
         } else if (fact.kind == fact_kind::taken) {
             m_taken.push_back(fact.file.number());
-        } else if (fact.kind == fact_kind::entry_added) {
-            m_named.push_back(fact.file.number());
         } else if (fact.kind == fact_kind::image_before) {
             m_replaced.push_back(fact.file.number());
         }
+    }
+
+    void read(std::uint32_t transaction, const log_fact& fact) {
+        if (fact.kind == fact_kind::entry_added) m_named.push_back(fact.file.number());
+        if (!fact.is_journal_record()) return;
+        const std::uint64_t ticks = calendar_time(fact.usn());
+        if (ticks == 0) return;
+        m_times.push_back({m_log.entries[fact.position].this_lsn, ticks, transaction, fact.position, true});
     }
 
     // A record that is put to use was free before, or gets a name and has no bytes of before; any other is one that is
@@ -86,6 +91,7 @@ private:
 
     const log_store& m_log;
     const transaction_states& m_states;
+    const log_facts& m_facts;
     const mft_geometry m_geometry;
     std::vector<stated_time> m_times;
     // Of the transaction at hand.
@@ -98,8 +104,8 @@ private:
 }  // namespace
 
 std::vector<stated_time> find_stated_times(const log_store& log, const transaction_states& states,
-                                           const mft_geometry& geometry) {
-    return time_finder(log, states, geometry).find();
+                                           const log_facts& facts, const mft_geometry& geometry) {
+    return time_finder(log, states, facts, geometry).find();
 }
 
 std::vector<clock_change> find_clock_changes(const std::vector<stated_time>& times) {

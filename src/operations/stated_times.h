@@ -7,6 +7,7 @@
 #include "logfile/log_store.h"
 #include "logfile/transaction_states.h"
 #include "logfile/volume_geometry.h"
+#include "operations/log_facts.h"
 
 namespace kest {
 
@@ -35,7 +36,7 @@ constexpr bool is_set_back(std::uint64_t before, std::uint64_t after) {
 
 // All of a log, by LSN. Nothing that was rolled back counts.
 std::vector<stated_time> find_stated_times(const log_store& log, const transaction_states& states,
-                                           const mft_geometry& geometry);
+                                           const log_facts& facts, const mft_geometry& geometry);
 
 // Where they fall, by LSN.
 std::vector<clock_change> find_clock_changes(const std::vector<stated_time>& times);

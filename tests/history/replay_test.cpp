@@ -214,10 +214,13 @@ TEST(file_history, tells_what_each_transaction_changed) {
     ASSERT_TRUE(scan_buffer(log, std::span(image)));
     ASSERT_EQ(log.entries.size(), 9u);
     const std::vector<std::uint32_t> numbers = number_transactions(log);
-    std::vector<bool> rolled_back(log.entries.size());
-    rolled_back[2] = true;
+    transaction_states states;
+    states.of_chain.resize(log.chain_heads.size());
+    states.rolled_back.resize(log.entries.size());
+    states.rolled_back[2] = true;
     const _inode_collection none;
-    const file_history history({log, {numbers, rolled_back}, none, find_volume_geometry(log)});
+    const log_facts facts(log, states, {});
+    const file_history history({log, {numbers, states.rolled_back}, facts, none, find_volume_geometry(log)});
     ASSERT_EQ(history.changes().size(), 6u);
     const auto change = [&](std::size_t at) -> const record_change& { return history.changes()[at]; };
 
@@ -258,11 +261,15 @@ struct tally {
 tally compare(const std::string& log_path, const std::string& mft_path, std::uint32_t& odd) {
     log_store log;
     _inode_collection inodes;
+    log.keeps_pages = true;
     scan_logfile(log, *open_source({log_path}).bytes);
+    complete_log(log);
     EXPECT_TRUE(load_mft(inodes, open_source({mft_path}).bytes));
-    link_cut_chains(log);
     const std::vector<std::uint32_t> numbers = number_transactions(log);
-    const std::vector<bool> rolled_back(log.entries.size());
+    transaction_states states;
+    states.of_chain.resize(log.chain_heads.size());
+    states.rolled_back.resize(log.entries.size());
+    const log_facts facts(log, states, {});
     tally sum;
     const copy_check check = [&](const copied_record& record, const copy_comparison& one) {
         ++sum.compared;
@@ -270,7 +277,7 @@ tally compare(const std::string& log_path, const std::string& mft_path, std::uin
         sum.content += one.differs_in_unlogged;
         if (one.differs) odd = static_cast<std::uint32_t>(record.number);
     };
-    compare_copies({log, {numbers, rolled_back}, inodes, find_volume_geometry(log), check});
+    compare_copies({log, {numbers, states.rolled_back}, facts, inodes, find_volume_geometry(log), check});
     return sum;
 }
 

@@ -1,4 +1,4 @@
-#include "events/log_facts.h"
+#include "operations/log_facts.h"
 
 #include "format/time.h"
 #include "logfile/operation.h"
@@ -44,8 +44,10 @@ log_facts::log_facts(const log_store& log, const transaction_states& states, con
     m_extents.reserve(log.chain_heads.size() + 1);
     for (const chain_head& chain : log.chain_heads) {
         m_extents.push_back({m_facts.size(), m_taken.size()});
-        for (const std::uint32_t position : log.records(chain))
+        for (const std::uint32_t position : log.records(chain)) {
+            prefetch_record(log, position);
             read_record(position, geometry);
+        }
         std::sort(m_taken.begin() + static_cast<std::ptrdiff_t>(m_extents.back().first_taken), m_taken.end());
     }
     m_extents.push_back({m_facts.size(), m_taken.size()});
