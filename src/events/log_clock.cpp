@@ -208,7 +208,7 @@ bool log_clock::fits(std::uint64_t ticks, std::uint64_t lsn) const {
     const bool begins = next == m_stated.begin();
     const std::uint64_t high = ends ? never : next->ticks;
     const std::uint64_t low = begins ? 0 : std::prev(next)->ticks;
-    if (ends && !begins) return ticks >= low && ticks - low <= one_day;
+    if (ends) return !begins && ticks >= low && ticks - low <= one_day;
     const bool is_late = !is_set_back(low, ticks);
     const bool is_early = !is_set_back(ticks, high);
     return is_set_back(low, high) ? is_late || is_early : is_late && is_early;
