@@ -245,7 +245,7 @@ function journal(names) {
         record.writeUInt16LE(2, 4);
         record.writeBigUInt64LE((1n << 48n) | BigInt(at + 64), 8);
         record.writeBigUInt64LE((5n << 48n) | 5n, 16);
-        record.writeBigUInt64LE(times[at] ?? 133_500_000_000_000_000n + BigInt(at), 32);
+        record.writeBigUInt64LE(times[at + times.length - names.length] ?? 133_500_000_000_000_000n + BigInt(at), 32);
         record.writeUInt32LE(0x100, 40);
         record.writeUInt32LE(0x20, 52);
         record.writeUInt16LE(2 * name.length, 56);
