@@ -161,7 +161,7 @@ void log_clock::seal() {
     }
 }
 
-// Finds the write that gives the time of a change of names. Where the name is not the last one that changed ahead of
+// Finds the write that gives the time of a change of names. Where the name is not the last one that changed before
 // it, or what came between is lost, the change was not after that time.
 void log_clock::follow(const name_change& change, std::uint64_t next_lsn) {
     const record_change* const write = next_write(change);
