@@ -147,12 +147,12 @@ export class Histogram {
         const lists = () => Array.from({length: other + 1}, () => new Uint32Array(size));
         const bins: Bins = {begin, step, size, exact: lists(), open: lists(), kinds: new Map()};
         this.untimed = 0;
-        const times = this.events.column('time').numbers;
         const {ids} = this.events.column('event');
         const kinds: Uint32Array[] = [];
         for (const row of this.rows) {
-            if (Number.isNaN(times[row])) ++this.untimed;
-            const bin = Math.floor((times[row] / 1e6 - begin) / step);
+            const time = this.events.moment(row);
+            if (Number.isNaN(time)) ++this.untimed;
+            const bin = Math.floor((time / 1e6 - begin) / step);
             if (!(bin >= 0 && bin < size)) continue;
             const kind = ids[row];
             ++(this.inexact[row] ? bins.open : bins.exact)[this.places[kind]][bin];
@@ -318,6 +318,7 @@ export class Histogram {
     private drawMarks(plot: uPlot, ink: string): void {
         const pen = plot.ctx;
         const {top, height} = plot.bbox;
+        const back = getComputedStyle(this.host).getPropertyValue('--back').trim();
         pen.strokeStyle = pen.fillStyle = ink;
         pen.font = `${10 * devicePixelRatio}px system-ui, sans-serif`;
         pen.textAlign = 'left';
@@ -329,6 +330,12 @@ export class Histogram {
             pen.moveTo(x, top);
             pen.lineTo(x, top + height);
             pen.stroke();
+            pen.setLineDash([]);
+            pen.lineWidth = 3;
+            pen.strokeStyle = back;
+            pen.strokeText(label, x + 4, top + 2);
+            pen.lineWidth = 1;
+            pen.strokeStyle = ink;
             pen.fillText(label, x + 4, top + 2);
         };
         const kinds = this.events.column('event');
@@ -337,9 +344,9 @@ export class Histogram {
         let last = -Infinity;
         if (marked.includes(1))
             for (const row of this.rows) {
-                if (marked[kinds.ids[row]] === 0) continue;
+                if (marked[kinds.ids[row]] === 0 || Number.isNaN(times[row])) continue;
                 const x = plot.valToPos(times[row] / 1e6, 'x', true);
-                upright(times[row] / 1e6, x - last > 90 * devicePixelRatio ? plain(kinds.text(row)) : '', [4, 3]);
+                upright(times[row] / 1e6, Math.abs(x - last) > 90 * devicePixelRatio ? plain(kinds.text(row)) : '', [4, 3]);
                 last = x;
             }
         if (this.selected >= 0) {

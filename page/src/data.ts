@@ -2,6 +2,7 @@
 
 export type Json = null | boolean | number | string | Json[] | {[key: string]: Json};
 export type Facts = {[key: string]: Json};
+export const isFacts = (value: Json | undefined): value is Facts => typeof value === 'object' && value !== null && !Array.isArray(value);
 
 export type ColumnKind = 'none' | 'texts' | 'numbers' | 'times' | 'truths' | 'objects';
 
@@ -207,10 +208,15 @@ export class Events {
         const clock = this.text('clock', row);
         let open = this.openClocks.get(clock);
         if (open === undefined) {
-            open = clock === 'after' || clock.startsWith('not_');
+            open = clock.startsWith('not_');
             this.openClocks.set(clock, open);
         }
         return !open && Number.isNaN(this.number('not_after', row));
+    }
+    // Where it stands on the axis: an event without a beginning counts where it ends.
+    moment(row: number): number {
+        const time = this.number('time', row);
+        return Number.isNaN(time) ? this.number('not_after', row) : time;
     }
     // When, in words.
     when(row: number): string {

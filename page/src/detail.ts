@@ -1,7 +1,7 @@
 // One event: what happened, what proves it, and what else happened to the same file and in the same folder.
 
-import {type Events, type Facts, type Json} from './data';
-import {announce, button, count, fill, h} from './dom';
+import {type Events, type Facts, isFacts, type Json} from './data';
+import {announce, button, count, fill, h, name} from './dom';
 import {type Marks} from './marks';
 import {plain, stateWords, title} from './words';
 
@@ -12,12 +12,9 @@ function valueText(value: Json | undefined): string {
     if (value === undefined || value === null) return '';
     if (Array.isArray(value)) return value.map(valueText).join('\n');
     if (typeof value === 'object') return Object.entries(value).map(([key, inner]) => `${plain(key)} ${valueText(inner)}`).join(', ');
-    if (typeof value === 'number') return value.toLocaleString('en-US');
     if (typeof value === 'string' && /^\d{4}-\d\d-\d\dT[\d:.]+Z$/.test(value)) return value.replace('T', ' ').replace('Z', '');
     return String(value);
 }
-
-const isFacts = (value: Json | undefined): value is Facts => typeof value === 'object' && value !== null && !Array.isArray(value);
 
 export function changes(details: Facts): HTMLElement | false {
     const before = isFacts(details.before) ? details.before : {};
@@ -46,8 +43,10 @@ export function proofText(events: Events, row: number): string {
 // What happened, in one line.
 export function sentence(events: Events, row: number): string {
     const old = events.text('old_path', row);
+    const path = events.text('path', row);
     const state = events.text('state', row);
-    return `${plain(events.text('event', row))}: ${old === '' ? '' : `${old} → `}${events.text('path', row)}${state === '' || state === 'done' ? '' : ` (${state})`}`;
+    const names = path === '' ? '' : `: ${old === '' ? '' : `${old} → `}${path}`;
+    return `${plain(events.text('event', row))}${names}${state === '' || state === 'done' ? '' : ` (${state})`}`;
 }
 
 export async function copy(text: string): Promise<void> {
@@ -78,11 +77,12 @@ export class Detail {
             return;
         }
         const {events} = this;
-        const field = (name: string) => events.text(name, row);
+        const field = (of: string) => events.text(of, row);
         const mark = this.marks.of(row);
         const state = field('state');
+        const ofFile = field('path') !== '' || field('inode') !== '';
         const star = button(mark.star ? '★ Marked' : '☆ Mark', () => this.marks.set(row, {star: !this.marks.of(row).star}), {'aria-pressed': String(mark.star), id: 'star'});
-        const note = h('textarea', {id: 'note', rows: 2, value: mark.note, onchange: (event: Event) => this.marks.set(row, {note: (event.target as HTMLTextAreaElement).value})});
+        const note = h('textarea', {id: 'note', rows: 2, value: mark.note, oninput: (event: Event) => this.marks.set(row, {note: (event.target as HTMLTextAreaElement).value})});
         const proof = proofText(events, row);
         const full = `${events.when(row)} UTC, ${sentence(events, row)}\n${proof}`;
         const all = events.columns.filter((column) => column.kind !== 'objects' && column.has(row));
@@ -90,8 +90,8 @@ export class Detail {
         fill(
             this.host,
             h('div', {class: 'bar'}, h('h2', {}, plain(field('event'))), h('div', {class: 'tools'}, star, button('Close', this.close))),
-            field('old_path') !== '' && h('p', {}, h('span', {class: 'quiet'}, 'from '), h('span', {class: 'name'}, field('old_path'))),
-            h('p', {}, field('old_path') !== '' && h('span', {class: 'quiet'}, 'to '), h('span', {class: 'name strong'}, field('path'))),
+            field('old_path') !== '' && h('p', {}, h('span', {class: 'quiet'}, 'from '), name(field('old_path'))),
+            field('path') === '' ? h('p', {class: 'quiet'}, 'This event is of no file.') : h('p', {}, field('old_path') !== '' && h('span', {class: 'quiet'}, 'to '), name(field('path'), 'name strong')),
             h('dl', {},
                 h('dt', {}, 'When (UTC)'), h('dd', {}, h('span', {class: events.isExact(row) ? 'time' : 'time open'}, events.when(row))),
                 ...(field('timestamp_desc') !== '' ? [h('dt', {}, 'It rests on'), h('dd', {}, field('timestamp_desc'))] : []),
@@ -100,8 +100,7 @@ export class Detail {
             h('h3', {}, 'What proves it'),
             h('p', {class: 'proof'}, h('code', {id: 'proof'}, proof), ' ', button('Copy', () => void copy(full))),
             h('label', {for: 'note', class: 'label'}, 'Your note'), note,
-            h('h3', {}, 'Life of this file'), this.life(row),
-            h('h3', {}, 'In its folder, ten minutes around'), this.around(row),
+            ...(ofFile ? [h('h3', {}, 'Life of this file'), this.life(row), h('h3', {}, 'In its folder, ten minutes around'), this.around(row)] : []),
             h('details', {}, h('summary', {}, 'All fields'),
                 h('dl', {}, ...all.flatMap((column) => [h('dt', {}, title(column.name)), h('dd', {class: 'name'}, column.text(row))]))),
         );
@@ -143,6 +142,6 @@ export function eventItem(events: Events, row: number, open: (row: number) => vo
         h('button', {type: 'button', class: 'event', onclick: () => open(row), 'aria-current': current ? 'true' : undefined},
             h('span', {class: events.isExact(row) ? 'time' : 'time open'}, events.when(row)), ' ',
             h('b', {}, plain(events.text('event', row))), ' ',
-            events.text('old_path', row) !== '' && h('span', {class: 'name'}, `${events.text('old_path', row)} → `),
-            h('span', {class: 'name'}, events.text('path', row))));
+            events.text('old_path', row) !== '' && name(`${events.text('old_path', row)} → `),
+            name(events.text('path', row))));
 }

@@ -23,6 +23,10 @@ const present = (children: Child[]) =>
     children.filter((child): child is Node | string => child instanceof Node || typeof child === 'string');
 export const fill = (host: Element, ...children: Child[]): void => host.replaceChildren(...present(children));
 
+// A name or path. It breaks after separators, where it is copied without a trace.
+export const name = (path: string, style = 'name'): HTMLElement =>
+    h('span', {class: style}, ...path.split(/(?<=\\)/).flatMap((part) => [part, h('wbr')]).slice(0, -1));
+
 export function byId<Kind extends HTMLElement = HTMLElement>(id: string): Kind {
     return document.getElementById(id) as Kind;
 }

@@ -24,14 +24,14 @@ const ofKind = (events: Events, kind: string): number[] => {
     return rows;
 };
 
-// Deletions of files that were made within minutes before.
+// Deletions of files that were made within minutes before, even if they were made as early and deleted as late as can be.
 function shortLived(events: Events): number[] {
     const [inodes, seqs, times, volumes] = ['inode', 'seq', 'time', 'volume'].map((name) => events.column(name));
     const key = (row: number) => `${inodes.numbers[row]}-${seqs.numbers[row]}-${volumes.ids[row]}`;
     const made = new Map<string, number>();
     for (const row of ofKind(events, 'created')) if (events.text('state', row) !== 'undone') made.set(key(row), times.numbers[row]);
     return ofKind(events, 'deleted').filter((row) => {
-        const age = times.numbers[row] - (made.get(key(row)) ?? NaN);
+        const age = (events.isExact(row) ? times.numbers[row] : events.number('not_after', row)) - (made.get(key(row)) ?? NaN);
         return events.text('state', row) !== 'undone' && events.text('type', row) !== 'folder' && age >= 0 && age <= shortLife;
     });
 }
@@ -44,7 +44,7 @@ const rules: Rule[] = [
         title: 'Times that a program set',
         kind: 'times_set',
         why: 'Times of a file were changed to values that are not those of the moment. Whoever wants a file to look older does this.',
-        innocent: 'Unpacking, copying with times, installing, synchronising and restoring set times, too: look at what else was done to the file and in its folder.',
+        innocent: 'Archivers, synchronising, backups and restoring set times of files that were there before, too: look at what else was done to the file and in its folder.',
     },
     {
         title: 'File records that differ from what the log wrote last',
@@ -63,6 +63,12 @@ const rules: Rule[] = [
         kind: 'clock_set_back',
         why: 'Times fall while the log goes on: what follows may bear earlier times than it had.',
         innocent: 'A clock that was wrong and was corrected, another operating system that keeps local time, a virtual machine that was resumed.',
+    },
+    {
+        title: 'Files that got older times as soon as they were made',
+        kind: 'times_copied',
+        why: 'These are copies, or came out of an archive: they show what came from elsewhere, and when.',
+        innocent: 'Nearly all of them. Whoever sets times back as quickly as a copy does looks the same.',
     },
     {
         title: 'Files made and deleted within five minutes',
@@ -93,5 +99,5 @@ export function buildLook(host: HTMLElement, events: Events, open: (row: number)
     });
     fill(host, h('h2', {}, 'Worth a look'),
         h('p', {class: 'quiet'}, 'These are places to begin, and no findings. What is listed may be innocent; what is not may matter.'), ...sections,
-        nothing.length > 0 && h('p', {class: 'rule'}, `Nothing was found of: ${nothing.join('; ')}.`));
+        nothing.length > 0 && h('p', {class: 'rule'}, `Nothing was found of: ${nothing.join('; ')}. File records are compared only with an MFT, and clusters are known only where the log shows $Bitmap.`));
 }

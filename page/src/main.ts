@@ -4,7 +4,7 @@ import {readAddress, type State, writeAddress} from './address';
 import {Histogram, isDark} from './chart';
 import {Events, timeText} from './data';
 import {changes, Detail, proofText} from './detail';
-import {announce, button, byId, count, download, fill, h} from './dom';
+import {announce, button, byId, count, download, fill, h, name} from './dom';
 import {exportCsv, exportJson} from './export';
 import {showHead} from './head';
 import {buildLook} from './look';
@@ -28,6 +28,8 @@ const keys: [string, string][] = [
     ['← → + - 0 Enter', 'in the picture over time: move, zoom, all, choose the bar'],
     ['?', 'these keys'],
 ];
+
+const darkSystem = window.matchMedia('(prefers-color-scheme: dark)');
 
 // Only the empty text may ever become markup: names from the evidence stay text whatever a library does.
 function refuseMarkup(): void {
@@ -74,7 +76,10 @@ class Page {
         });
         window.addEventListener('keydown', (event) => this.key(event));
         window.addEventListener('beforeprint', () => this.buildMarked());
-        window.matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => this.restyle());
+        darkSystem.addEventListener('change', () => {
+            this.readScheme();
+            this.restyle();
+        });
     }
 
     private restore(): void {
@@ -228,7 +233,8 @@ class Page {
     private markChanged(row: number): void {
         if (!this.table) return;
         this.table.refresh(row);
-        if (row === this.state.row || row < 0) this.detail.show(this.state.row);
+        // Whoever writes a note goes on writing.
+        if ((row === this.state.row && document.activeElement?.id !== 'note') || row < 0) this.detail.show(this.state.row);
         if (row < 0) this.update();
         if (this.state.view === 'marked' && document.activeElement?.tagName !== 'TEXTAREA') this.buildMarked();
         this.countMarks();
@@ -243,22 +249,18 @@ class Page {
     // Views.
     private buildViews(): void {
         fill(byId('views'),
-            ...views.map(([name, label]) => button(label, () => this.show(name), {'data-view': name, class: 'view-link'})),
+            ...views.map(([view, label]) => button(label, () => this.show(view), {'data-view': view, class: 'view-link'})),
             button('Print', () => window.print(), {title: 'The marked events with notes, proofs and what was read'}),
             button('Light / dark', () => this.turnScheme()),
             button('Keys', () => byId<HTMLDialogElement>('keys').showModal()));
-        try {
-            this.setScheme(localStorage.getItem('kest scheme') ?? '');
-        } catch {
-            this.setScheme('');
-        }
+        this.readScheme();
         this.countMarks();
     }
 
-    private show(name: string): void {
-        const known = views.some(([view]) => view === name) ? name : 'events';
+    private show(view: string): void {
+        const known = views.some(([other]) => other === view) ? view : 'events';
         this.state.view = known;
-        for (const [view] of views) byId(`view-${view}`).hidden = view !== known;
+        for (const [other] of views) byId(`view-${other}`).hidden = other !== known;
         for (const link of byId('views').querySelectorAll<HTMLElement>('[data-view]')) {
             if (link.dataset.view === known) link.setAttribute('aria-current', 'page');
             else link.removeAttribute('aria-current');
@@ -286,9 +288,9 @@ class Page {
             const {star, note} = marks.of(row);
             const old = events.text('old_path', row);
             return h('article', {class: 'marked'},
-                h('div', {class: 'bar'}, h('h3', {}, star ? '★ ' : '', plain(events.text('event', row)), events.text('state', row) === 'done' ? '' : ` (${events.text('state', row)})`),
+                h('div', {class: 'bar'}, h('h3', {}, star ? '★ ' : '', plain(events.text('event', row)), ['', 'done'].includes(events.text('state', row)) ? '' : ` (${events.text('state', row)})`),
                     h('div', {class: 'tools screen'}, button('Look at it', () => this.open(row, true)), button('Unmark', () => marks.set(row, {star: false, note: ''})))),
-                old !== '' && h('p', {class: 'name'}, `${old} →`), h('p', {class: 'name strong'}, events.text('path', row)),
+                old !== '' && h('p', {}, name(`${old} →`)), events.text('path', row) !== '' && h('p', {}, name(events.text('path', row), 'name strong')),
                 h('p', {}, h('span', {class: events.isExact(row) ? 'time' : 'time open'}, events.when(row)), ' UTC. ', events.text('timestamp_desc', row)),
                 changes(events.object('details', row)),
                 h('p', {class: 'proof'}, h('code', {}, proofText(events, row))),
@@ -324,8 +326,17 @@ class Page {
         this.setScheme(scheme);
         this.restyle();
     }
+    private readScheme(): void {
+        let chosen: string | null = null;
+        try {
+            chosen = localStorage.getItem('kest scheme');
+        } catch {
+            // The system's.
+        }
+        this.setScheme(chosen ?? (darkSystem.matches ? 'dark' : 'light'));
+    }
     private setScheme(scheme: string): void {
-        if (scheme === 'light' || scheme === 'dark') document.documentElement.dataset.scheme = scheme;
+        document.documentElement.dataset.scheme = scheme;
     }
     private restyle(): void {
         this.chart.restyle();
@@ -359,7 +370,7 @@ class Page {
             t: () => this.turnScheme(),
             '?': () => byId<HTMLDialogElement>('keys').showModal(),
         };
-        views.forEach(([name], place) => (actions[String(place + 1)] = () => this.show(name)));
+        views.forEach(([view], place) => (actions[String(place + 1)] = () => this.show(view)));
         const action = actions[event.key];
         if (!action) return;
         event.preventDefault();

@@ -1,13 +1,21 @@
 // Marks and notes of whoever reads the page. The browser keeps them for the case; a file takes them elsewhere.
 
-import {type Events} from './data';
+import {type Events, isFacts, type Json} from './data';
 
 export interface Mark {
     star: boolean;
     note: string;
 }
 
+// Of several logs each has its own: their events may have all else in common.
 const identifying = ['source', 'lsn', 'offset', 'event', 'inode', 'seq', 'path', 'old_path'];
+
+// What is said of an event once more is added: no note replaces another.
+function together(known: Mark | undefined, more: Json): Mark {
+    const {star, note} = isFacts(more) ? more : {};
+    const notes = [known?.note ?? '', typeof note === 'string' ? note : ''].filter((text) => text !== '');
+    return {star: known?.star === true || star === true, note: notes[1] === undefined || notes[0].includes(notes[1]) ? notes[0] ?? '' : notes.join('\n')};
+}
 
 function hash(text: string): string {
     let value = 0xcbf29ce484222325n;
@@ -30,19 +38,20 @@ export class Marks {
         ]);
         this.caseKey = `kest ${hash(JSON.stringify(facts))}`;
         try {
-            this.take(JSON.parse(localStorage.getItem(this.caseKey) ?? '{}') as {[key: string]: Mark});
+            this.take(JSON.parse(localStorage.getItem(this.caseKey) ?? '{}') as Json);
         } catch {
             this.kept = false;
         }
     }
 
     private keyOf(row: number): string {
-        return identifying.map((field) => this.events.text(field, row)).join('|');
+        const volume = this.events.column('volume').ids[row] ?? 0;
+        return [...identifying.map((field) => this.events.text(field, row)), ...(volume > 1 ? [String(volume)] : [])].join('|');
     }
 
-    private take(marks: {[key: string]: Mark}): void {
-        for (const [key, mark] of Object.entries(marks))
-            this.byKey.set(key, {star: mark.star === true, note: typeof mark.note === 'string' ? mark.note : ''});
+    private take(marks: Json): void {
+        for (const [key, mark] of Object.entries(isFacts(marks) ? marks : {}))
+            this.byKey.set(key, together(this.byKey.get(key), mark));
         const offsets = new Set([...this.byKey.keys()].map((key) => key.split('|')[2]));
         this.byRow.clear();
         if (offsets.size > 0) {
@@ -96,13 +105,13 @@ export class Marks {
 
     // Adds those of a file; says what came of it.
     imported(text: string): string {
-        let file: {kest_marks?: number; case?: string; marks?: {[key: string]: Mark}};
+        let file: Json;
         try {
-            file = JSON.parse(text);
+            file = JSON.parse(text) as Json;
         } catch {
             return 'This is no file of marks.';
         }
-        if (file?.kest_marks !== 1 || typeof file.marks !== 'object' || file.marks === null) return 'This is no file of marks.';
+        if (!isFacts(file) || file.kest_marks !== 1 || !isFacts(file.marks)) return 'This is no file of marks.';
         this.take(file.marks);
         this.keep();
         this.onchange(-1);

@@ -151,13 +151,12 @@ export class Chooser {
     }
 
     // An event that is known to an interval is within a span if it may have happened then; one without an end counts
-    // where it begins.
+    // where it begins, one without a beginning where it ends.
     private cutSpan(passes: Uint8Array, {from, to}: Query): void {
         if (from === -Infinity && to === Infinity) return;
-        const times = this.events.column('time').numbers;
         const ends = this.events.column('not_after');
         for (let row = 0; row < passes.length; ++row) {
-            const begin = times[row];
+            const begin = this.events.moment(row);
             const end = ends.kind === 'times' && !Number.isNaN(ends.numbers[row]) ? ends.numbers[row] : begin;
             if (!(begin <= to && end >= from)) passes[row] = 0;
         }

@@ -2,7 +2,7 @@
 
 import {type ColumnDefinition, FormatModule, InteractionModule, type RowComponent, ResizeColumnsModule, ResizeTableModule, Tabulator} from 'tabulator-tables';
 import {type Events} from './data';
-import {button, byId, count, h} from './dom';
+import {button, byId, count, h, name} from './dom';
 import {plain, title} from './words';
 
 Tabulator.registerModule([FormatModule, InteractionModule, ResizeColumnsModule, ResizeTableModule]);
@@ -163,7 +163,8 @@ export class EventTable {
             return h('span', {class: exact ? 'time' : 'time open', title: this.events.text('timestamp_desc', row) || undefined}, this.events.when(row));
         }
         const text = this.events.text(field, row);
-        return h('span', {class: field === 'path' || field === 'old_path' ? 'name' : undefined}, field === 'event' || field === 'state' || field === 'clock' ? plain(text) : text);
+        if (field === 'path' || field === 'old_path') return name(text);
+        return h('span', {}, field === 'event' || field === 'state' || field === 'clock' ? plain(text) : text);
     }
 
     private columns(): ColumnDefinition[] {
@@ -194,7 +195,7 @@ export class EventTable {
                 const old = this.events.text('old_path', row);
                 const line = h('div', {class: 'stack'}, this.cell('time', row),
                     h('b', {}, plain(this.events.text('event', row)), state && state !== 'done' ? ` (${state})` : ''),
-                    old !== '' && h('span', {class: 'name'}, `${old} →`), this.cell('path', row));
+                    old !== '' && name(`${old} →`), this.cell('path', row));
                 return line;
             },
         };

@@ -132,7 +132,7 @@ test('words, expressions, chips and spans choose, and stand in the address', asy
 
 test('intervals are in every span that they touch; kinds are those of the data', async () => {
     const file = join(work, 'intervals.html');
-    const at = events.findIndex(({clock}) => clock === 'after' || clock === 'not_before');
+    const at = events.findIndex(({clock}) => clock === 'not_before');
     const from = Date.parse(`${events[at].time.slice(0, 19)}Z`) + 1000;
     writeFileSync(file, readFileSync(sample, 'utf8').replace(/(data-kest="events">)(.*)(<\/script>)/, (_, begin, json, end) => {
         const block = JSON.parse(json);
@@ -183,9 +183,18 @@ test('marks and notes are kept, saved, read and printed', async () => {
     const marks = await saved(page, 'Save marks');
     await page.getByRole('button', {name: 'Unmark'}).click();
     assert.equal(await page.locator('article.marked').count(), 0);
-    writeFileSync(join(work, 'marks.json'), marks);
-    await page.locator('input[type=file]').setInputFiles(join(work, 'marks.json'));
-    await page.waitForSelector('article.marked');
+    const read = (text) => page.locator('input[type=file]').setInputFiles({name: 'marks.json', mimeType: 'application/json', buffer: Buffer.from(text)});
+    for (const [text, said] of [['null', 'no file'], ['[1]', 'no file'], ['{"kest_marks":1,"marks":{"a":null,"__proto__":{"star":true}}}', '2 of the marks']]) {
+        await read(text);
+        await page.waitForFunction((words) => document.getElementById('marks-said').textContent.includes(words), said);
+    }
+    const other = marks.replace('seen <b>first</b>', 'seen again');
+    for (const text of [marks, other, marks]) {
+        await page.evaluate(() => (document.getElementById('marks-said').textContent = ''));
+        await read(text);
+        await page.waitForSelector('#marks-said:not(:empty)');
+    }
+    assert.equal(await page.locator('article.marked .note').innerText(), 'seen <b>first</b>\nseen again');
     await page.emulateMedia({media: 'print'});
     const paper = await page.locator('body').innerText();
     for (const part of ['seen <b>first</b>', events[2].path, `offset ${events[2].offset} `, 'LogFile']) assert.ok(paper.includes(part), part);
@@ -237,15 +246,15 @@ test('it can be read by all, on all screens', async () => {
 
 const times = [0n, 1n, 100_000_000_000_000_000n, 0x7fff_ffff_ffff_ffffn, 0x7fff_35f4_f06c_7fffn, 441_481_536_000_000_000n];
 
-// Records of a change journal, version 2.
-function journal(names) {
+// Records of a change journal, version 2; the times are those of the last.
+function journal(names, last = times) {
     const records = names.map((name, at) => {
         const record = Buffer.alloc((60 + 2 * name.length + 7) & ~7);
         record.writeUInt32LE(record.length, 0);
         record.writeUInt16LE(2, 4);
         record.writeBigUInt64LE((1n << 48n) | BigInt(at + 64), 8);
         record.writeBigUInt64LE((5n << 48n) | 5n, 16);
-        record.writeBigUInt64LE(times[at + times.length - names.length] ?? 133_500_000_000_000_000n + BigInt(at), 32);
+        record.writeBigUInt64LE(last[at + last.length - names.length] ?? 133_500_000_000_000_000n + BigInt(at), 32);
         record.writeUInt32LE(0x100, 40);
         record.writeUInt32LE(0x20, 52);
         record.writeUInt16LE(2 * name.length, 56);
@@ -263,6 +272,22 @@ function journal(names) {
     }
     return Buffer.concat(pages.map((page) => Buffer.concat([page, Buffer.alloc(4096 - page.length)])));
 }
+
+test('a clock that was set back is an event of no file, and stands on the axis', async () => {
+    const [evidence, made] = [join(work, 'J'), join(work, 'back.html')];
+    writeFileSync(evidence, journal(['first', 'second'], [133_500_000_600_000_000n, 133_500_000_000_000_000n]));
+    kest('-jrnlfile', evidence, '-page', made);
+    const told = logged('-jrnlfile', evidence);
+    const at = told.findIndex(({event}) => event === 'clock_set_back');
+    const page = await open(made, {hash: `#event=${at + 1}`});
+    assert.deepEqual(linesOf(await saved(page, 'Save as JSON')), told);
+    const detail = await page.locator('#detail').innerText();
+    assert.match(detail, /This event is of no file/);
+    assert.doesNotMatch(detail, /Life of this file/);
+    await page.getByRole('button', {name: 'Worth a look'}).click();
+    assert.match(await page.locator('#view-look').textContent(), /Clock set back: 1/);
+    await done(page);
+});
 
 test('nothing but its own script runs, and nothing loads', async () => {
     const page = await open(sample);
