@@ -100,7 +100,7 @@ bool is_refused(const logfile_options& options, const std::string& warnings) {
 
 // Nothing of one volume may reach another's report. A file that the run is writing is no log.
 // Nothing if the log can be reported; else why it cannot, or an empty text where that has been said.
-std::optional<std::string> parse_alone(const run_context& run, evidence& stores, const std::string& path) {
+std::optional<std::string> parse_listed_log(const run_context& run, evidence& stores, const std::string& path) {
     log_store_reset(stores.log);
     stores.sequence_by_inode.clear();
     if (run.outputs.hold(path)) return "being written by this run";
@@ -127,7 +127,7 @@ bool parse_and_report(const run_context& run, evidence& stores, const std::strin
     const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
     if (show_progress) say_parsing(shown);
-    if (const auto reason = parse_alone(run, stores, path)) {
+    if (const auto reason = parse_listed_log(run, stores, path)) {
         if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, shown, *reason);
         return false;
     }

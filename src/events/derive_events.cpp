@@ -289,7 +289,7 @@ private:
         if (changes.facts.empty() && std::ranges::none_of(changes.records, touches)) return;
         file_past& past = m_past[changes.file.value()];
         for (const log_fact* const fact : changes.facts) {
-            if (fact->is_journal_record()) past.reasons = fact->usn().reasons_behind(past.reasons);
+            if (fact->is_journal_record()) past.reasons = fact->usn().reasons_after(past.reasons);
             if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
         const event_time when =

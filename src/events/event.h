@@ -69,7 +69,7 @@ enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
-// What is told of a log: events, or in place of them all runs of clusters, or all contents that it holds.
+// What is reported of a log: events, or in place of them all runs of clusters, or all contents that it holds.
 enum class event_topic : std::uint8_t { events, clusters, contents };
 
 // How many clusters of a list of runs. Holes have none.

@@ -533,7 +533,7 @@ void file_events::find_reasons() {
             found.known_reasons = known;
             found.new_reasons = added;
         }
-        known = record.reasons_behind(known);
+        known = record.reasons_after(known);
     }
 }
 

@@ -50,7 +50,7 @@ reason_delta reason_tracker::take(const journal_record& record, bool in_log) {
     const open_file* const open = m_open.find(file);
     const std::uint32_t known = open != nullptr ? open->reasons : 0;
     reason_delta delta{.known = known, .added = record.usn.get(&usn_layout::reason) & ~known & ~usn_reasons::closed};
-    const std::uint32_t left = record.usn.reasons_behind(known);
+    const std::uint32_t left = record.usn.reasons_after(known);
     if (open == nullptr && left == 0) return delta;  // opened and closed at once
     open_file& state = m_open[file];
     state.reasons = left;

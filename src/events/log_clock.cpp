@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint64_t never = ~std::uint64_t{0};
 
-// What a program sets as a time may be any time. After the last time that the system states, one that is further ahead
+// What a program sets as a time may be any time. After the last time that the system states, one that is later by more
 // is not taken for the clock's.
 constexpr std::uint64_t one_day = 86'400 * cv::ticks_per_second;
 

@@ -178,7 +178,7 @@ private:
         redo_from(0);
         copy_comparison found = compare_with_copy(m_now, m_copy);
         if (found.differs) {
-            const auto sound = std::ranges::lower_bound(m_steps, lsn_behind_gaps(), {}, &record_step::lsn);
+            const auto sound = std::ranges::lower_bound(m_steps, lsn_after_gaps(), {}, &record_step::lsn);
             redo_from(static_cast<std::size_t>(sound - m_steps.begin()));
             found = compare_with_copy(m_now, m_copy);
         }
@@ -194,7 +194,7 @@ private:
     }
 
     // The log has all from that LSN on to the last step. Where it cannot be known what it lacks, it is the last step's.
-    std::uint64_t lsn_behind_gaps() {
+    std::uint64_t lsn_after_gaps() {
         const std::uint64_t last = m_steps.back().lsn;
         if (!m_gaps_sought) {
             m_gaps_sought = true;

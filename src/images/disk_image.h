@@ -29,7 +29,7 @@ struct disk_image {
 // Opens an image for reading, and looks for volumes: at its beginning, and then where a partition table says.
 disk_image open_image(const std::string& path);
 
-// What of a volume's name is shown before the names of its streams: "disk.raw:2", or the image's path alone.
+// What of a volume's name is shown before the names of its streams: "disk.raw:2", or only the path of the image.
 std::string volume_name(const disk_image& image, const volume_place& volume);
 
 }  // namespace kest

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <libewf.h>
 
-#include "images/loaded_library.h"
+#include "portable/loaded_library.h"
 
 namespace kest {
 
@@ -28,7 +28,7 @@ struct ewf_calls {
 
 ewf_calls load() {
     ewf_calls ewf;
-    loaded_library library(KEST_LIBEWF);
+    uni::loaded_library library(KEST_LIBEWF);
     library.find(ewf.glob, "libewf_glob");
     library.find(ewf.create, "libewf_handle_initialize");
     library.find(ewf.zero_damaged, "libewf_handle_set_read_zero_chunk_on_error");

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <tsk/libtsk.h>
 
-#include "images/loaded_library.h"
+#include "portable/loaded_library.h"
 
 namespace kest {
 
@@ -38,7 +38,7 @@ private:
 
 std::unique_ptr<container> open_other(const std::string& path, image_form form, std::string& error) {
     tsk_calls tsk;
-    loaded_library library(KEST_LIBTSK);
+    uni::loaded_library library(KEST_LIBTSK);
     library.find(tsk.open, "tsk_img_open_utf8_sing");
     library.find(tsk.read, "tsk_img_read");
     if (!library.whole()) {

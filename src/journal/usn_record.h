@@ -87,7 +87,7 @@ public:
 
     // Which of the reasons the records of this file have given since it was last closed; `known` before this one.
     // Version 4 comes before the record that closes, and repeats its reasons.
-    std::uint32_t reasons_behind(std::uint32_t known) const {
+    std::uint32_t reasons_after(std::uint32_t known) const {
         const std::uint32_t reasons = get(&usn_layout::reason);
         if (!has(&usn_layout::name)) return known | (reasons & ~usn_reasons::closed);
         return (reasons & usn_reasons::closed) != 0 ? 0 : reasons;

@@ -31,7 +31,7 @@ inline constexpr uni::field<std::uint32_t> own_number{44};
 inline constexpr std::uint32_t usa_begin = 48;
 inline constexpr std::uint32_t smallest_header = 42;  // of the oldest version
 // An older record has its update sequence array, and then its attributes, where the number would be.
-inline constexpr std::uint16_t first_attribute_behind_number = 56;
+inline constexpr std::uint16_t first_attribute_after_number = 56;
 }  // namespace file_record_layout
 
 // An attribute record.

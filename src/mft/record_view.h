@@ -90,7 +90,7 @@ public:
     // Nothing on a record of a version that does not hold it.
     std::optional<std::uint32_t> own_number() const {
         using namespace file_record_layout;
-        if (m_bytes.get(first_attribute) < first_attribute_behind_number) return std::nullopt;
+        if (m_bytes.get(first_attribute) < first_attribute_after_number) return std::nullopt;
         return m_bytes.get(file_record_layout::own_number);
     }
 

@@ -3,44 +3,39 @@
 #ifdef KEST_LIBCRYPTO
 
 #include <array>
-#include <bit>
-#include <dlfcn.h>
 #include <openssl/evp.h>
+
+#include "portable/loaded_library.h"
 
 namespace uni {
 
 namespace {
 
-// Loaded only when it is asked for: with so large a library each start of the program takes half as long again.
-struct library {
+struct crypto_calls {
     decltype(&EVP_MD_CTX_new) create = nullptr;
     decltype(&EVP_MD_CTX_free) destroy = nullptr;
     decltype(&EVP_sha256) sha256 = nullptr;
     decltype(&EVP_DigestInit_ex) begin = nullptr;
     decltype(&EVP_DigestUpdate) add = nullptr;
     decltype(&EVP_DigestFinal_ex) end = nullptr;
-
-    bool whole() const { return create && destroy && sha256 && begin && add && end; }
+    bool whole = false;
 };
 
-library load() {
-    library loaded;
-    void* const handle = ::dlopen(KEST_LIBCRYPTO, RTLD_NOW | RTLD_LOCAL);  // stays for the rest of the run
-    if (handle == nullptr) return loaded;
-    const auto find = [handle]<class function>(function& call, const char* name) {
-        call = std::bit_cast<function>(::dlsym(handle, name));
-    };
-    find(loaded.create, "EVP_MD_CTX_new");
-    find(loaded.destroy, "EVP_MD_CTX_free");
-    find(loaded.sha256, "EVP_sha256");
-    find(loaded.begin, "EVP_DigestInit_ex");
-    find(loaded.add, "EVP_DigestUpdate");
-    find(loaded.end, "EVP_DigestFinal_ex");
-    return loaded;
+crypto_calls load() {
+    crypto_calls crypto;
+    loaded_library library(KEST_LIBCRYPTO);
+    library.find(crypto.create, "EVP_MD_CTX_new");
+    library.find(crypto.destroy, "EVP_MD_CTX_free");
+    library.find(crypto.sha256, "EVP_sha256");
+    library.find(crypto.begin, "EVP_DigestInit_ex");
+    library.find(crypto.add, "EVP_DigestUpdate");
+    library.find(crypto.end, "EVP_DigestFinal_ex");
+    crypto.whole = library.whole();
+    return crypto;
 }
 
-const library& libcrypto() {
-    static const library loaded = load();
+const crypto_calls& libcrypto() {
+    static const crypto_calls loaded = load();
     return loaded;
 }
 
@@ -51,7 +46,7 @@ struct sha256::state {
     bool good = false;
 
     state() {
-        if (!libcrypto().whole()) return;
+        if (!libcrypto().whole) return;
         context = libcrypto().create();
         good = context != nullptr && libcrypto().begin(context, libcrypto().sha256(), nullptr) == 1;
     }
@@ -63,7 +58,7 @@ struct sha256::state {
 };
 
 bool sha256::available() {
-    return libcrypto().whole();
+    return libcrypto().whole;
 }
 
 void sha256::add(std::span<const std::uint8_t> bytes) {

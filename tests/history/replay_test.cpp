@@ -44,8 +44,8 @@ std::vector<bytes> with(const std::vector<bytes>& last) {
     return all;
 }
 
-constexpr u16 second = 72 + 96;          // the name, behind $STANDARD_INFORMATION
-constexpr u16 third = second + 24 + 72;  // what stands behind the name
+constexpr u16 second = 72 + 96;          // the name, after $STANDARD_INFORMATION
+constexpr u16 third = second + 24 + 72;  // what stands after the name
 
 // What of a state is in the attributes and in what the header says of the file.
 bytes told(const replayed_record& record) {
@@ -54,6 +54,12 @@ bytes told(const replayed_record& record) {
     const u32 used = record.bytes().u32(24);
     out.resize(std::min<std::size_t>(used, out.size()));
     return part(out, 16, 28);
+}
+
+replayed_record record_of(const bytes& image) {
+    replayed_record record(1024);
+    record.load(std::span(image));
+    return record;
 }
 
 record step_at(u16 place, u16 redo_op, u16 undo_op, u16 offset, const bytes& redo, const bytes& undo = {}) {
@@ -118,24 +124,18 @@ TEST(replayed_record, does_and_undoes_what_a_step_says) {
         SCOPED_TRACE(t.what);
         const bytes log = t.step.image();
         const record_step step(make_log_entry(uni::byte_view(std::span(log)), 0, false));
-        replayed_record forward(1024);
-        forward.load(std::span(t.before));
+        const replayed_record before = record_of(t.before), after = record_of(t.after);
+        replayed_record forward = before;
         forward.learn_before(step);
         forward.redo(step);
-        replayed_record wanted(1024);
-        wanted.load(std::span(t.after));
-        EXPECT_TRUE(forward.complete());
-        EXPECT_EQ(told(forward), told(wanted));
-        EXPECT_FALSE(compare_with_copy(forward, wanted).differs);
-        replayed_record back(1024);
-        back.load(std::span(t.after));
+        replayed_record back = after;
         back.learn_after(step);
         back.undo(step);
-        replayed_record was(1024);
-        was.load(std::span(t.before));
-        EXPECT_TRUE(back.complete());
-        EXPECT_EQ(told(back), told(was));
-        EXPECT_FALSE(compare_with_copy(back, was).differs);
+        for (const auto& [replayed, wanted] : {std::pair(&forward, &after), {&back, &before}}) {
+            EXPECT_TRUE(replayed->complete());
+            EXPECT_EQ(told(*replayed), told(*wanted));
+            EXPECT_FALSE(compare_with_copy(*replayed, *wanted).differs);
+        }
     }
 }
 

@@ -3,10 +3,10 @@
 #include <bit>
 #include <dlfcn.h>
 
-namespace kest {
+namespace uni {
 
-// A library that is loaded where it is needed only: those for images, with all that they rest on, are larger than the
-// program. It stays for the rest of the process.
+// A library that is loaded where it is needed only: with a large one each start of the program takes half as long
+// again. It stays for the rest of the process.
 class loaded_library {
 public:
     explicit loaded_library(const char* name) : m_handle(::dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}
@@ -24,4 +24,4 @@ private:
     bool m_whole = true;
 };
 
-}  // namespace kest
+}  // namespace uni
