@@ -74,6 +74,7 @@ test('the table and what it saves are the events of the log', async () => {
 test('the picture over time counts the events of the log', async () => {
     const page = await open(sample);
     await page.getByText('The same as a table').click();
+    await page.locator('#chart-table tbody tr').first().waitFor();
     const bars = await page.locator('#chart-table tbody tr').evaluateAll((found) => found.map((row) => [...row.cells].map(({textContent}) => textContent)));
     assert.equal(bars.reduce((sum, [, count]) => sum + Number(count), 0), events.length);
     const kinds = {};
