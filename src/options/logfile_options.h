@@ -8,6 +8,7 @@
 #include "format/time.h"
 #include "inputs/read_inputs.h"
 #include "options/argument_list.h"
+#include "options/event_criteria.h"
 #include "options/path_filter.h"
 #include "outputs/run_outputs.h"
 
@@ -38,6 +39,7 @@ struct logfile_options : text_style, row_style, input_settings {
     std::vector<std::string> columns;  // in this order; empty: the usual ones
     bool guesses_allowed = true;
     bool system_events = true;  // also those of what the system does by itself
+    event_selection selection;  // of events, runs of clusters or contents
     bool showall_inodes = false;
     bool auto_cluster_size = false;
     bool show_undo = false;        // a column of its own for what each record would put back

@@ -1,7 +1,6 @@
 #include "report/report.h"
 
 #include "events/derive_events.h"
-#include "events/system_areas.h"
 #include "report/content_fields.h"
 #include "report/coverage_text.h"
 #include "report/extent_fields.h"
@@ -28,7 +27,7 @@ event_topic topic_of(event_kind kind) {
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
                        page_report* page)
-    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page) {
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page), m_choice(options) {
     if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
@@ -156,11 +155,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .omitted = stores.inodes.omitted},
         [this, &lines, topic](const event& shown) {
             if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
-            if (!m_options.system_events && is_in_system_area(shown)) {
-                ++m_left_out;
-                return;
-            }
-            if (m_contents && !put_content(shown)) return;
+            if (!m_choice.takes(shown) || (m_contents && !put_content(shown))) return;
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);
         },

@@ -10,6 +10,7 @@
 #include "outputs/content_folder.h"
 #include "outputs/diagnostics.h"
 #include "portable/file.h"
+#include "report/event_choice.h"
 #include "report/event_fields.h"
 #include "report/page_report.h"
 #include "report/provenance.h"
@@ -32,8 +33,7 @@ public:
     void write(evidence& stores, std::string_view current_file);
     // That -provenance could not read to their ends.
     const argument_list& unread_inputs() const { return m_unread_inputs; }
-    // Events that -no_system left out.
-    std::uint64_t left_out() const { return m_left_out; }
+    const events_left_out& left_out() const { return m_choice.left_out(); }
 
     // Of the files that contents go to the one that could not be written; empty: none.
     std::string unwritten_content() const { return m_contents ? m_contents->failed() : std::string(); }
@@ -58,7 +58,7 @@ private:
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
     argument_list m_unread_inputs;
-    std::uint64_t m_left_out = 0;
+    event_choice m_choice;
 };
 
 }  // namespace kest
