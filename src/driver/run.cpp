@@ -116,9 +116,8 @@ void say_left_out(std::uint64_t events, std::string_view why) {
 }
 
 void say_choice(const logfile_options& options, const events_left_out& left_out) {
-    if (!options.system_events && options.report == report_kind::events)
-        say_left_out(left_out.of_system, "of the system");
-    if (!options.selection.any() || !options.is_of_files()) return;
+    if (!options.system_events && options.writes_events()) say_left_out(left_out.of_system, "of the system");
+    if (!options.selection.any() || !options.derives_events()) return;
     std::string choice = "by ";
     append_safe_text(choice, options.selection.text());
     say_left_out(left_out.not_chosen, choice);
@@ -162,7 +161,8 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         say_out_of_memory();
     }
     bool written = finish_results(results, reported, report_sink.flush());
-    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted)))) written = false;
+    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted), findings.left_out)))
+        written = false;
     return written && contents_written && reported && !findings.unreadable;
 }
 

@@ -250,7 +250,7 @@ template <report_kind kind>
 void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
-    if (kind >= report_kind::events && kind <= report_kind::contents) options.keeps_pages = options.stated_sizes = true;
+    if (options.derives_events()) options.keeps_pages = options.stated_sizes = true;
 }
 
 void set_page(option_parse& parse, const std::string& value) {
@@ -453,6 +453,8 @@ constexpr option_row option_rows[] = {
     {"-events", report, flag, "",
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
+    {"-summary", report, flag, "", "what the events come to, on one screen: times, counts, what is worth a look",
+     set_report<r::summary>, set_of::report, true},
     {"-extents", report, flag, "", "where data lay: a line for each run of clusters that a file got or lost",
      set_report<r::extents>, set_of::report, true},
     {"-content", report, value, "<folder>",
@@ -591,8 +593,10 @@ void settle(option_parse& parse, bool no_whitespace) {
     }
     options.every_record = options.extended;
     options.writes_page = !parse.outputs.page.path().empty();
-    options.writes_report = !options.writes_page || !parse.outputs.results.path().empty();
-    options.counts_pages = options.report == report_kind::coverage || options.writes_page;
+    options.writes_report =
+        !options.writes_page || options.report == report_kind::summary || !parse.outputs.results.path().empty();
+    options.counts_pages =
+        options.report == report_kind::coverage || options.report == report_kind::summary || options.writes_page;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;

@@ -28,9 +28,9 @@ constexpr bool shows_lines(output_shape shape) {
 }
 
 // What is written of a log: a line for each of its records, for each event, for each run of clusters that a file got or
-// lost, for each content that it holds, how often each operation occurs, or what the log covers; or which volumes there
-// are.
-enum class report_kind { rows, events, extents, contents, statistics, coverage, volumes };
+// lost, for each content that it holds, what its events come to, how often each operation occurs, or what the log
+// covers; or which volumes there are.
+enum class report_kind { rows, summary, events, extents, contents, statistics, coverage, volumes };
 
 // What the options say. Constant once the arguments are read.
 struct logfile_options : text_style, row_style, input_settings {
@@ -67,6 +67,9 @@ struct logfile_options : text_style, row_style, input_settings {
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is of what the log's records prove.
     bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
+    // Whether it is made of events, of runs of clusters, or of contents.
+    bool derives_events() const { return report == report_kind::summary || is_of_files(); }
+    bool writes_events() const { return report == report_kind::summary || report == report_kind::events; }
     // Whether the report is lines for records, for what they prove, or for volumes.
     bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
@@ -74,7 +77,7 @@ struct logfile_options : text_style, row_style, input_settings {
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
         const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();
-        return has_input && (have_log || (report == report_kind::events && journal.given()));
+        return has_input && (have_log || (writes_events() && journal.given()));
     }
 };
 

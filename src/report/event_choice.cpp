@@ -117,7 +117,7 @@ bool event_choice::takes(const event& shown) {
 std::string words_on_choice(const logfile_options& options) {
     const event_selection& selection = options.selection;
     if (!selection.any()) return {};
-    if (!options.is_of_files() && options.report != report_kind::coverage) {
+    if (!options.derives_events() && options.report != report_kind::coverage) {
         return warning_line("for events, -extents, -content, -summary and -coverage only", selection.text());
     }
     const bool has_words = !selection.wanted.words.empty() || !selection.unwanted.words.empty();

@@ -12,6 +12,7 @@
 #include "portable/file.h"
 #include "report/event_choice.h"
 #include "report/event_fields.h"
+#include "report/event_summary.h"
 #include "report/page_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
@@ -39,11 +40,13 @@ public:
     std::string unwritten_content() const { return m_contents ? m_contents->failed() : std::string(); }
 
 private:
+    void survey(evidence& stores, std::string_view log_path);
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
     void open_lines(const std::vector<field_title>& titles);
     void report_entries(evidence& stores, std::string_view log_path);
     bool put_content(const event& shown);
     void report_events(evidence& stores, std::string_view log_path);
+    void report_summary(const events_left_out& before);
     void report_statistics(const evidence& stores, std::string_view current_file);
     void report_coverage(evidence& stores, std::string_view log_path, const std::optional<provenance>& made_of);
 
@@ -59,6 +62,7 @@ private:
     field_list<event_line> m_event_fields;
     argument_list m_unread_inputs;
     event_choice m_choice;
+    std::optional<event_summary> m_summary;  // of the log that comes next, or is at hand
 };
 
 }  // namespace kest
