@@ -595,6 +595,8 @@ void settle(option_parse& parse, bool no_whitespace) {
     options.writes_page = !parse.outputs.page.path().empty();
     options.writes_report =
         !options.writes_page || options.report == report_kind::summary || !parse.outputs.results.path().empty();
+    options.for_screen = options.report == report_kind::events && options.shape == output_shape::text &&
+                         options.columns.empty() && parse.outputs.results.path().empty() && uni::output_is_terminal();
     options.counts_pages =
         options.report == report_kind::coverage || options.report == report_kind::summary || options.writes_page;
     options.keeps_pages = options.keeps_pages || options.counts_pages;

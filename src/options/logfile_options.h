@@ -46,6 +46,7 @@ struct logfile_options : text_style, row_style, input_settings {
     bool show_provenance = false;  // what a report was made of, before it
     bool writes_page = false;      // of the events, for a browser
     bool writes_report = true;     // no page stands in its place
+    bool for_screen = false;       // events, on a terminal: somebody reads them there
     argument_list command_line;    // as it was given; set where the output shows it
 
     std::string content_folder;              // where contents go

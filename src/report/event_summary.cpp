@@ -112,11 +112,17 @@ public:
     std::string take() { return std::move(m_text += '\n'); }
 
 private:
+    void append_time(std::uint64_t ticks, std::string_view before = {}) {
+        m_text += before;
+        if (ticks == 0) m_text += '?';
+        cv::append_time(m_text, ticks, m_format);
+    }
     void event_line(const summed_event& shown) {
         m_text += "  ";
-        if (shown.when.clock == event_clock::not_before) m_text += "not before ";
-        cv::append_time(m_text, shown.when.time, m_format);
-        m_text.append(shown.when.time != 0 ? "  " : "?  ").append(shown.kind);
+        if (shown.when.clock == event_clock::not_before && shown.when.not_after == 0) m_text += "not before ";
+        append_time(shown.when.time);
+        if (shown.when.not_after != 0) append_time(shown.when.not_after, " to ");
+        m_text.append("  ").append(shown.kind);
         if (!shown.state.empty() && shown.state != "done") m_text.append(" (").append(shown.state).append(1, ')');
         if (!shown.path.empty()) m_text += "  ";
         if (!shown.old_path.empty()) m_text.append(shown.old_path).append(" -> ");
@@ -248,7 +254,7 @@ std::string event_summary::text(const logfile_options& options, const events_lef
     lines.events("times_set", m_times_set.kept, m_times_set.total);
     lines.events("mft_differs", m_differences.kept, m_differences.total);
     lines.events("journal_deleted", m_deleted_journals.kept, m_deleted_journals.total);
-    lines.events("Deletions, the last", {m_last_deleted.begin(), m_last_deleted.end()}, m_deleted);
+    lines.events("Deletions, the last of them below", {m_last_deleted.begin(), m_last_deleted.end()}, m_deleted);
     return lines.take();
 }
 

@@ -35,6 +35,10 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             open_lines(marked_titles(titles_of<row_line>(m_row_fields), options.guesses_allowed));
             break;
         case report_kind::events:
+            if (options.for_screen) {
+                m_screen.emplace(options, report_sink);
+                break;
+            }
             m_event_fields = choose_fields(event_fields(), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
@@ -77,6 +81,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     survey(stores, log_path);
     if (m_page != nullptr) m_page->begin_log(*made_of, log_path);
     if (m_lines) m_lines->begin_report();
+    if (m_screen) m_screen->begin_report();
     switch (m_options.report) {
         case report_kind::rows:
             return report_entries(stores, log_path);
@@ -158,7 +163,7 @@ bool log_report::put_content(const event& shown) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines && m_page == nullptr && !m_contents && !m_summary) return;
+    if (!m_lines && m_page == nullptr && !m_contents && !m_summary && !m_screen) return;
     const events_left_out before = m_choice.left_out();
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
@@ -176,6 +181,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
             if (!m_choice.takes(shown) || (m_contents && !put_content(shown))) return;
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);
+            if (m_screen) m_screen->write(shown);
             if (m_summary) m_summary->add(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {

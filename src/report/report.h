@@ -16,6 +16,7 @@
 #include "report/page_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
+#include "report/screen_lines.h"
 
 namespace kest {
 
@@ -55,7 +56,8 @@ private:
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
     page_report* const m_page;
-    std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
+    std::optional<row_writer> m_counts;  // of statistics; none in a shape without rows
+    std::optional<screen_lines> m_screen;
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
     details_notation m_notation = details_notation::none;
     field_list<row_line> m_row_fields;
