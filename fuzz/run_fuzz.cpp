@@ -116,7 +116,7 @@ kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
     kest::argument_list kept = {"-out", "lines"};
     for (const char* flag : {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses",
-                             "-base10", "-stats", "-strict", "-list"}) {
+                             "-base10", "-stats", "-strict", "-list", "-summary"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
     const auto columns = std::ranges::find(options, "-columns");

@@ -70,8 +70,8 @@ std::optional<clock_text> read_clock(std::string_view clock) {
     if ((fraction[0] != '.' && fraction[0] != ',') || fraction.size() < 2 || fraction.size() > 10) return std::nullopt;
     for (const char c : fraction.substr(1)) {
         if (digit_value(c) > 9) return std::nullopt;
-        read.unit = std::max<std::uint64_t>(read.unit / 10, 1);
-        if (&c - &fraction[1] < 7) read.fraction += digit_value(c) * read.unit;  // the seventh digit is the tick
+        if (read.unit > 1) read.fraction += digit_value(c) * (read.unit / 10);
+        read.unit = std::max<std::uint64_t>(read.unit / 10, 1);  // the seventh digit is the tick
     }
     return read;
 }

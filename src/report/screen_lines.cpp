@@ -10,7 +10,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::size_t clock_width = 10, event_width = 16, state_width = 6;  // bytes
+constexpr std::size_t clock_width = 10, event_width = 18, state_width = 6;  // bytes
 
 bool is_set(const char* variable) {
     const char* const value = std::getenv(variable);
