@@ -84,8 +84,8 @@ public:
             count(most[at].count, name_of(most[at]));
         rest(of.distinct(), shown);
     }
-    void rest(std::uint64_t total, std::size_t shown) {
-        if (total > shown) m_text.append("  ... and ").append(format_number(total - shown, false)).append(" more\n");
+    void rest(std::uint64_t total, std::size_t shown, std::string_view word = " more\n") {
+        if (total > shown) m_text.append("  ... and ").append(format_number(total - shown, false)).append(word);
     }
     void events(std::string_view words, const std::vector<summed_event>& list, std::uint64_t total,
                 std::size_t most = most_shown) {
@@ -94,6 +94,12 @@ public:
         for (std::size_t at = 0; at < shown; ++at)
             event_line(list[at]);
         rest(total, shown);
+    }
+    void last_events(std::string_view words, const std::deque<summed_event>& last, std::uint64_t total) {
+        heading(words, total);
+        rest(total, last.size(), " before these\n");
+        for (const summed_event& shown : last)
+            event_line(shown);
     }
     // As many to a line as have room.
     void kinds(const std::map<std::string, std::uint64_t, std::less<>>& kinds) {
@@ -254,7 +260,7 @@ std::string event_summary::text(const logfile_options& options, const events_lef
     lines.events("times_set", m_times_set.kept, m_times_set.total);
     lines.events("mft_differs", m_differences.kept, m_differences.total);
     lines.events("journal_deleted", m_deleted_journals.kept, m_deleted_journals.total);
-    lines.events("Deletions, the last of them below", {m_last_deleted.begin(), m_last_deleted.end()}, m_deleted);
+    lines.last_events("Deletions", m_last_deleted, m_deleted);
     return lines.take();
 }
 
