@@ -23,14 +23,9 @@ constexpr std::string_view not_understood = "not understood";
 
 // Where an option stands in the list of all.
 enum class option_group { inputs, report, choice, shape, list, run, program, none };
-constexpr std::string_view group_titles[] = {"Inputs",
-                                             "Report",
-                                             "Which events; each option with -not_ leaves out",
-                                             "Shape of the report",
-                                             "Many logs",
-                                             "Run",
-                                             "Program",
-                                             "Without effect, for the sake of other tools' command lines"};
+constexpr std::string_view group_titles[] = {
+    "Inputs",    "Report", "Choice of events", "Shape of the report",
+    "Many logs", "Run",    "Program",          "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
 enum class option_set { none, shape, base, list, of_list, of_image, report, choice };
