@@ -245,7 +245,8 @@ template <report_kind kind>
 void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
-    if (options.derives_events()) options.keeps_pages = options.stated_sizes = true;
+    if (kind >= report_kind::summary && kind <= report_kind::contents)
+        options.keeps_pages = options.stated_sizes = true;
 }
 
 void set_page(option_parse& parse, const std::string& value) {
