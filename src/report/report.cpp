@@ -81,7 +81,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     survey(stores, log_path);
     if (m_page != nullptr) m_page->begin_log(*made_of, log_path);
     if (m_lines) m_lines->begin_report();
-    if (m_screen) m_screen->begin_report();
+    if (m_screen) m_screen->begin_report(current_file);
     switch (m_options.report) {
         case report_kind::rows:
             return report_entries(stores, log_path);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <string_view>
 
+#include "format/safe_text.h"
 #include "report/event_words.h"
 
 namespace kest {
@@ -72,15 +72,21 @@ void screen_lines::append_padded(std::string_view text, std::size_t width) {
     m_line.append(text).append(std::max(text.size(), width) - text.size() + 2, ' ');
 }
 
-void screen_lines::begin_report() {
-    if (!m_titles_due) return;
-    m_titles_due = false;
+void screen_lines::begin_report(std::string_view current_file) {
     m_line.clear();
-    append_padded("time", m_time_width);
-    append_padded("clock", clock_width);
-    append_padded("event", event_width);
-    append_padded("state", state_width);
-    m_screen.write(m_line += "path\n");
+    if (m_titles_due) {
+        append_padded("time", m_time_width);
+        append_padded("clock", clock_width);
+        append_padded("event", event_width);
+        append_padded("state", state_width);
+        m_line += "path\n";
+    }
+    m_titles_due = false;
+    if (!current_file.empty()) {
+        append_safe_text(m_line, current_file);
+        m_line += ":\n";
+    }
+    m_screen.write(m_line);
 }
 
 void screen_lines::write(const event& shown) {

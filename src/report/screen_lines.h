@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "events/event.h"
 #include "options/logfile_options.h"
@@ -14,7 +15,8 @@ class screen_lines {
 public:
     screen_lines(const logfile_options& options, uni::fileio_output& screen);
 
-    void begin_report();  // of one log; titles are written once
+    // `current_file` names the log where a run has several. Titles are written once.
+    void begin_report(std::string_view current_file);
     void write(const event& shown);
 
 private:
