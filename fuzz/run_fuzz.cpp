@@ -83,7 +83,7 @@ void enter_own_folder() {
 // Values of options, one a line.
 constexpr std::string_view values =
     ".\nfile\nmm-dd-yy\nhh:mm:ss.xxxxxx\n2026-03-16\n2026-03-16 12:00:00\n*f?le*\n52535452|0x0\n%NAME%\na|b\n"
-    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\n";
+    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\ncreated,deleted\n40-1\n";
 
 // Every option that the program lists, and values.
 std::vector<std::string> known_words() {
