@@ -83,7 +83,7 @@ void enter_own_folder() {
 // Values of options, one a line.
 constexpr std::string_view values =
     ".\nfile\nmm-dd-yy\nhh:mm:ss.xxxxxx\n2026-03-16\n2026-03-16 12:00:00\n*f?le*\n52535452|0x0\n%NAME%\na|b\n"
-    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\n";
+    "tab\n,\n0x7\no17\n4096\nauto\ntime,event,path\nmessage,lsn\ncreated,deleted\n40-1\n";
 
 // Every option that the program lists, and values.
 std::vector<std::string> known_words() {
@@ -116,7 +116,7 @@ kest::argument_list json_options(const kest::argument_list& options) {
     if (std::ranges::count(options, "-jsonl") == 0) return {};
     kest::argument_list kept = {"-out", "lines"};
     for (const char* flag : {"-jsonl", "-events", "-coverage", "-undo", "-cut", "-showall_inodes", "-no_guesses",
-                             "-base10", "-stats", "-strict", "-list"}) {
+                             "-base10", "-stats", "-strict", "-list", "-summary"}) {
         if (std::ranges::count(options, flag) != 0) kept.emplace_back(flag);
     }
     const auto columns = std::ranges::find(options, "-columns");

@@ -25,6 +25,7 @@ _kest() {
     -dateformat*) words='yyyy-mm-dd mm/dd/yyyy dd/mm/yyyy dd-mmm-yyyy' ;;
     -timeformat*) words='hh:mm:ss hh:mm:ss.xxx hh:mm:ss.xxxxxx hh:mm:ss.xxxxxxxxx' ;;
     -csv_separator*) words='tab' ;;
+    -event'<words>' | -not_event'<words>') words='created deleted renamed moved resized written read times_set times_copied attributes_set owner_set recycled restored mounted mft_differs' ;;
     -cluster_size*) words='auto 512 1024 2048 4096 8192 65536 2097152' ;;
     -partition*) words='1 2 3 4 5' ;;
     -num_subdirs*) words='0 1 2 3 5 10' ;;

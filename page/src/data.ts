@@ -159,6 +159,9 @@ export class Events {
     readonly total: number;
     readonly leftOut: number;
     readonly limits: string;
+    readonly chosenBy: string;
+    readonly notChosen: number;
+    readonly ofSystem: number;
     private readonly byName = new Map<string, Column>();
 
     constructor(root: Document) {
@@ -167,6 +170,9 @@ export class Events {
         this.total = Number(end?.events ?? 0);
         this.leftOut = Number(end?.left_out ?? 0);
         this.limits = String(end?.limits ?? '');
+        this.chosenBy = String(end?.chosen_by ?? '');
+        this.notChosen = Number(end?.not_chosen ?? 0);
+        this.ofSystem = Number(end?.of_system ?? 0);
         for (const element of holding('log')) {
             const lines = (element.textContent ?? '').split('\n').filter((line) => line !== '');
             const [first, coverage] = lines.map((line) => JSON.parse(line) as Facts);

@@ -35,6 +35,8 @@ export function showHead(events: Events): void {
     const read = events.logs.flatMap(({provenance}) => inputsOf(provenance));
     byId('inputs').textContent = `${read.slice(0, 3).map(({path}) => path).join(', ')}${read.length > 3 ? ` and ${read.length - 3} more` : ''} · ${count(events.total, 'event')} · times are UTC · ${program}`;
     const lacks = [
+        events.chosenBy !== '' && `Only events chosen by ${events.chosenBy}: ${count(events.notChosen, 'other')} left out.`,
+        events.ofSystem > 0 && `${count(events.ofSystem, 'event')} of the system left out (-no_system).`,
         events.leftOut > 0 && `${count(events.leftOut, 'event')} more than this page holds were left out: read them with -events -jsonl or -csv into a database.`,
         events.limits !== '' && `Not all could be shown; ${events.limits}.`,
     ];

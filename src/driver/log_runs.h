@@ -13,7 +13,7 @@ struct run_findings {
                               // rest, and fails
     argument_list said_unreadable;  // each once
     limits_hit omitted;
-    std::uint64_t left_out = 0;  // events, by -no_system
+    events_left_out left_out;
 };
 
 // What a run works with. The results file is open, and the run's header stands in it.

@@ -12,11 +12,13 @@
 #include "driver/image_runs.h"
 #include "driver/log_runs.h"
 #include "driver/warnings.h"
+#include "format/safe_text.h"
 #include "format/time.h"
 #include "outputs/output_guard.h"
 #include "portable/console.h"
 #include "portable/file.h"
 #include "report/content_fields.h"
+#include "report/event_choice.h"
 #include "report/field.h"
 #include "report/page_report.h"
 #include "report/provenance.h"
@@ -105,11 +107,20 @@ void say_limits(const limits_hit& omitted) {
     if (!text.empty()) uni::console_write(text += '\n');
 }
 
-// Of -no_system, as limits are said.
-void say_left_out(std::uint64_t events) {
+// As limits are said.
+void say_left_out(std::uint64_t events, std::string_view why) {
     std::string text = "left out: ";
     append_decimal(text, events);
-    uni::console_write(text += events == 1 ? " event of the system\n" : " events of the system\n");
+    text.append(events == 1 ? " event " : " events ").append(why);
+    uni::console_write(text += '\n');
+}
+
+void say_choice(const logfile_options& options, const events_left_out& left_out) {
+    if (!options.system_events && options.writes_events()) say_left_out(left_out.of_system, "of the system");
+    if (!options.selection.any() || !options.derives_events()) return;
+    std::string choice = "by ";
+    append_safe_text(choice, options.selection.text());
+    say_left_out(left_out.not_chosen, choice);
 }
 
 bool open_results(results_file& results) {
@@ -150,7 +161,8 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         say_out_of_memory();
     }
     bool written = finish_results(results, reported, report_sink.flush());
-    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted)))) written = false;
+    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted), findings.left_out)))
+        written = false;
     return written && contents_written && reported && !findings.unreadable;
 }
 
@@ -194,7 +206,8 @@ bool image_settled(logfile_options& options, const run_outputs& outputs, disk_im
 
 // A report without a column or a page that was asked for would not be the one that was meant.
 bool forms_settled(const logfile_options& options) {
-    const std::string words = words_on_columns(options) + words_on_page(options) + words_on_contents(options);
+    const std::string words =
+        words_on_columns(options) + words_on_page(options) + words_on_contents(options) + words_on_choice(options);
     if (!words.empty()) uni::console_write(words);
     return words.empty();
 }
@@ -245,7 +258,7 @@ bool run_guarded(argument_list args) {
     const bool done = run_with_output(options, outputs, header, image, findings) && image_was_read(image);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
-    if (!options.system_events && options.report == report_kind::events) say_left_out(findings.left_out);
+    say_choice(options, findings.left_out);
     report_time(start, options.profile, outputs.diags);
     return done;
 }

@@ -150,4 +150,9 @@ struct event : event_header {
     std::uint32_t stream = 0;                     // of `content_held`: its number in the file
 };
 
+// About no file.
+inline bool is_of_volume(const event& shown) {
+    return shown.file == inode_ref{} && shown.kind != event_kind::mft_differs;
+}
+
 }  // namespace kest

@@ -9,6 +9,7 @@
 #include "format/error_words.h"
 #include "format/safe_text.h"
 #include "logfile/volume_geometry.h"
+#include "options/event_criteria.h"
 #include "options/option_values.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
@@ -21,18 +22,14 @@ namespace {
 constexpr std::string_view not_understood = "not understood";
 
 // Where an option stands in the list of all.
-enum class option_group { inputs, report, shape, list, run, program, none };
-constexpr std::string_view group_titles[] = {"Inputs",
-                                             "Report",
-                                             "Shape of the report",
-                                             "Many logs",
-                                             "Run",
-                                             "Program",
-                                             "Without effect, for the sake of other tools' command lines"};
+enum class option_group { inputs, report, choice, shape, list, run, program, none };
+constexpr std::string_view group_titles[] = {
+    "Inputs",    "Report", "Choice of events", "Shape of the report",
+    "Many logs", "Run",    "Program",          "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
-enum class option_set { none, shape, base, list, of_list, of_image, report };
-constexpr std::size_t set_count = 7;
+enum class option_set { none, shape, base, list, of_list, of_image, report, choice };
+constexpr std::size_t set_count = 8;
 
 struct option_parse {
     logfile_options& options;
@@ -248,7 +245,8 @@ template <report_kind kind>
 void set_report(option_parse& parse, const std::string&) {
     logfile_options& options = parse.options;
     if (parse.given_of(option_set::report).empty()) options.report = kind;
-    if (kind >= report_kind::events && kind <= report_kind::contents) options.keeps_pages = options.stated_sizes = true;
+    if (kind >= report_kind::summary && kind <= report_kind::contents)
+        options.keeps_pages = options.stated_sizes = true;
 }
 
 void set_page(option_parse& parse, const std::string& value) {
@@ -304,6 +302,24 @@ void set_partition(option_parse& parse, const std::string& value) {
     }
 }
 
+using selection = event_selection;
+using criteria = event_criteria;
+
+// `bound` of the criteria becomes `end` of what the value names.
+template <auto side, auto bound, auto end>
+void set_time_bound(option_parse& parse, const std::string& value) {
+    const auto time = parse_iso_time(value);
+    if (!time) return refuse(parse, warning_line("no time, aborting", value));
+    parse.options.selection.*side.*bound = *time.*end;
+}
+
+constexpr std::string_view no_pattern = "no path, aborting", no_word = "no event, aborting",
+                           no_file = "no file record, aborting";
+template <auto side, auto add, const std::string_view& words>
+void add_criterion(option_parse& parse, const std::string& value) {
+    if (!add(parse.options.selection.*side, value)) refuse(parse, warning_line(words, value));
+}
+
 template <auto option, bool value = true>
 void set(option_parse& parse, const std::string&) {
     parse.options.*option = value;
@@ -346,7 +362,9 @@ struct option_row {
 constexpr std::string_view taken = "taken", no_rows = "no rows", refused = "refused", pairs = "must be pairs",
                            results = "where the report goes; an existing file is replaced",
                            listings = "with -diags: listings of what was combined",
-                           base = "numbers in decimal, or in hexadecimal", usage = "a short usage text";
+                           base = "numbers in decimal, or in hexadecimal",
+                           not_between = "leave out what was then for certain: from the one to the other",
+                           not_these = "leave out these", usage = "a short usage text";
 
 using enum option_group;
 using enum takes;
@@ -431,6 +449,8 @@ constexpr option_row option_rows[] = {
     {"-events", report, flag, "",
      "what happened to files, a row each, in place of the steps; with -jrnlfile by the journal, too",
      set_report<r::events>, set_of::report, true},
+    {"-summary", report, flag, "", "what the events come to, on one screen: times, counts, what is worth a look",
+     set_report<r::summary>, set_of::report, true},
     {"-extents", report, flag, "", "where data lay: a line for each run of clusters that a file got or lost",
      set_report<r::extents>, set_of::report, true},
     {"-content", report, value, "<folder>",
@@ -443,6 +463,26 @@ constexpr option_row option_rows[] = {
      set_report<r::volumes>, set_of::report, true},
     {"-no_system", report, flag, "", "with -events: leave out what the system does by itself, and say how much",
      set<&o::system_events, false>, set_of::none, true},
+    {"-since", choice, value, "<time>", "those that may have been then or later: 2026-03-16T09:00+01:00, 2026-03-16",
+     set_time_bound<&selection::wanted, &criteria::since, &tick_span::first>, set_of::choice, true},
+    {"-until", choice, value, "<time>", "those that may have been then or earlier; a day counts to its end",
+     set_time_bound<&selection::wanted, &criteria::until, &tick_span::last>, set_of::choice, true},
+    {"-path", choice, values, "<pattern>", "of a file, or of what lies below a folder; * and ?; several",
+     add_criterion<&selection::wanted, add_path_pattern, no_pattern>, set_of::choice, true},
+    {"-event", choice, values, "<words>", "of these kinds, separated by commas",
+     add_criterion<&selection::wanted, add_event_words, no_word>, set_of::choice, true},
+    {"-inode", choice, values, "<numbers>", "of these file records, as 42 or 42-1 with the sequence number",
+     add_criterion<&selection::wanted, add_files, no_file>, set_of::choice, true},
+    {"-not_since", choice, value, "<time>", not_between,
+     set_time_bound<&selection::unwanted, &criteria::since, &tick_span::first>, set_of::choice, true},
+    {"-not_until", choice, value, "<time>", not_between,
+     set_time_bound<&selection::unwanted, &criteria::until, &tick_span::last>, set_of::choice, true},
+    {"-not_path", choice, values, "<pattern>", not_these,
+     add_criterion<&selection::unwanted, add_path_pattern, no_pattern>, set_of::choice, true},
+    {"-not_event", choice, values, "<words>", not_these, add_criterion<&selection::unwanted, add_event_words, no_word>,
+     set_of::choice, true},
+    {"-not_inode", choice, values, "<numbers>", not_these, add_criterion<&selection::unwanted, add_files, no_file>,
+     set_of::choice, true},
     {"-undo", report, flag, "", "a column with what each record would put back", set<&o::show_undo>, set_of::none,
      true},
     {"-cut", report, flag, "", "also the transactions whose beginning is overwritten", set<&o::keeps_pages>,
@@ -488,12 +528,21 @@ void apply_row(const option_row& row, option_parse& parse) {
         if (parse.refused) return;
         if (row.apply != nullptr) row.apply(parse, value);
         parse.given_of(row.set).emplace_back(row.name);
+        if (row.set == option_set::choice)
+            parse.options.selection.given.insert(parse.options.selection.given.end(), {std::string(row.name), value});
         if (row.kind != takes::values) return;
     }
 }
 
 void warn_of_several(option_parse& parse, const argument_list& given) {
     if (given.size() > 1) warn(parse.options, "exclude each other", joined(given, '\''));
+}
+
+void judge_selection(option_parse& parse) {
+    for (const event_criteria* side : {&parse.options.selection.wanted, &parse.options.selection.unwanted}) {
+        if (side->since && side->until && *side->since > *side->until)
+            refuse(parse, "a time that ends before it begins, aborting\n");
+    }
 }
 
 // An image brings its own log, MFT and journal.
@@ -540,8 +589,12 @@ void settle(option_parse& parse, bool no_whitespace) {
     }
     options.every_record = options.extended;
     options.writes_page = !parse.outputs.page.path().empty();
-    options.writes_report = !options.writes_page || !parse.outputs.results.path().empty();
-    options.counts_pages = options.report == report_kind::coverage || options.writes_page;
+    options.writes_report =
+        !options.writes_page || options.report == report_kind::summary || !parse.outputs.results.path().empty();
+    options.for_screen = options.report == report_kind::events && options.shape == output_shape::text &&
+                         options.columns.empty() && parse.outputs.results.path().empty() && uni::output_is_terminal();
+    options.counts_pages =
+        options.report == report_kind::coverage || options.report == report_kind::summary || options.writes_page;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
@@ -561,6 +614,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     }
     settle(parse, no_whitespace);
     judge_combinations(parse);
+    judge_selection(parse);
     judge_image(parse);
     return !parse.refused;
 }

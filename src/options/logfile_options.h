@@ -8,6 +8,7 @@
 #include "format/time.h"
 #include "inputs/read_inputs.h"
 #include "options/argument_list.h"
+#include "options/event_criteria.h"
 #include "options/path_filter.h"
 #include "outputs/run_outputs.h"
 
@@ -27,9 +28,9 @@ constexpr bool shows_lines(output_shape shape) {
 }
 
 // What is written of a log: a line for each of its records, for each event, for each run of clusters that a file got or
-// lost, for each content that it holds, how often each operation occurs, or what the log covers; or which volumes there
-// are.
-enum class report_kind { rows, events, extents, contents, statistics, coverage, volumes };
+// lost, for each content that it holds, what its events come to, how often each operation occurs, or what the log
+// covers; or which volumes there are.
+enum class report_kind { rows, summary, events, extents, contents, statistics, coverage, volumes };
 
 // What the options say. Constant once the arguments are read.
 struct logfile_options : text_style, row_style, input_settings {
@@ -38,12 +39,14 @@ struct logfile_options : text_style, row_style, input_settings {
     std::vector<std::string> columns;  // in this order; empty: the usual ones
     bool guesses_allowed = true;
     bool system_events = true;  // also those of what the system does by itself
+    event_selection selection;  // of events, runs of clusters or contents
     bool showall_inodes = false;
     bool auto_cluster_size = false;
     bool show_undo = false;        // a column of its own for what each record would put back
     bool show_provenance = false;  // what a report was made of, before it
     bool writes_page = false;      // of the events, for a browser
     bool writes_report = true;     // no page stands in its place
+    bool for_screen = false;       // events, on a terminal: somebody reads them there
     argument_list command_line;    // as it was given; set where the output shows it
 
     std::string content_folder;              // where contents go
@@ -65,6 +68,9 @@ struct logfile_options : text_style, row_style, input_settings {
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is of what the log's records prove.
     bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
+    // Whether it is made of events, of runs of clusters, or of contents.
+    bool derives_events() const { return report == report_kind::summary || is_of_files(); }
+    bool writes_events() const { return report == report_kind::summary || report == report_kind::events; }
     // Whether the report is lines for records, for what they prove, or for volumes.
     bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
@@ -72,7 +78,7 @@ struct logfile_options : text_style, row_style, input_settings {
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
         const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();
-        return has_input && (have_log || (report == report_kind::events && journal.given()));
+        return has_input && (have_log || (writes_events() && journal.given()));
     }
 };
 

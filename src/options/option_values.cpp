@@ -36,6 +36,46 @@ std::optional<std::uint64_t> read_digits(std::string_view digits, unsigned base)
     return value;
 }
 
+// "0" in the shape is any digit.
+bool has_shape(std::string_view text, std::string_view shape) {
+    return std::ranges::equal(text, shape, [](char c, char s) { return s == '0' ? digit_value(c) < 10 : c == s; });
+}
+
+// Minutes that a zone is ahead of UTC, negative if it is behind: "Z", "+02", "-0330", "+05:45". Nothing if it is none.
+std::optional<std::int64_t> read_zone(std::string_view zone) {
+    if (zone.empty() || zone == "Z" || zone == "z") return 0;
+    const std::string_view clock = zone.substr(1);
+    if (!has_shape(clock, "00") && !has_shape(clock, "0000") && !has_shape(clock, "00:00")) return std::nullopt;
+    const auto hours = read_digits(clock.substr(0, 2), 10);
+    const auto minutes = clock.size() == 2 ? 0 : read_digits(clock.substr(clock.size() - 2), 10);
+    if (!hours || !minutes || *hours > 23 || *minutes > 59) return std::nullopt;
+    const auto distance = static_cast<std::int64_t>(60 * *hours + *minutes);
+    return zone.front() == '-' ? -distance : distance;
+}
+
+constexpr std::uint64_t ticks_per_minute = 60 * cv::ticks_per_second;
+
+// A clock as text for `parse_date_time`, what follows its seconds, and how many ticks it names.
+struct clock_text {
+    std::string text;
+    std::uint64_t fraction = 0;  // ticks
+    std::uint64_t unit = 0;
+};
+std::optional<clock_text> read_clock(std::string_view clock) {
+    if (has_shape(clock, "00:00")) return clock_text{std::string(clock) + ":00", 0, ticks_per_minute};
+    if (!has_shape(clock.substr(0, 8), "00:00:00")) return std::nullopt;
+    clock_text read{std::string(clock.substr(0, 8)), 0, cv::ticks_per_second};
+    const std::string_view fraction = clock.substr(8);
+    if (fraction.empty()) return read;
+    if ((fraction[0] != '.' && fraction[0] != ',') || fraction.size() < 2 || fraction.size() > 10) return std::nullopt;
+    for (const char c : fraction.substr(1)) {
+        if (digit_value(c) > 9) return std::nullopt;
+        if (read.unit > 1) read.fraction += digit_value(c) * (read.unit / 10);
+        read.unit = std::max<std::uint64_t>(read.unit / 10, 1);  // the seventh digit is the tick
+    }
+    return read;
+}
+
 std::optional<std::uint64_t> read_hex(std::string_view digits) {
     return digits.size() <= most_hex_digits ? read_digits(digits, 16) : std::nullopt;
 }
@@ -95,6 +135,32 @@ time_value parse_time(std::string_view text, std::string_view missing_time) {
     if (!slash && date.find('-') == date.npos) return {};
     const auto parsed = cv::parse_date_time(date, time, slash ? '/' : '-');
     return {true, parsed ? std::optional(cv::systemtime_to_ticks(*parsed)) : std::nullopt};
+}
+
+std::optional<tick_span> parse_iso_time(std::string_view text) {
+    constexpr std::string_view date_shape = "0000-00-00";
+    const std::string_view date = text.substr(0, date_shape.size());
+    if (!has_shape(date, date_shape)) return std::nullopt;
+    text.remove_prefix(date.size());
+    clock_text clock{{}, 0, 24 * 60 * ticks_per_minute};
+    std::string_view zone;
+    if (!text.empty()) {
+        if (text[0] != 'T' && text[0] != 't' && text[0] != ' ') return std::nullopt;
+        text.remove_prefix(1);
+        const std::size_t end = std::min(text.find_first_of("Zz+-"), text.size());
+        const auto read = read_clock(text.substr(0, end));
+        if (!read) return std::nullopt;
+        clock = *read;
+        zone = text.substr(end);
+    }
+    const auto parsed = cv::parse_date_time(date, clock.text, '-');
+    const auto ahead = read_zone(zone);
+    if (!parsed || !ahead) return std::nullopt;
+    const auto ticks = static_cast<std::int64_t>(cv::systemtime_to_ticks(*parsed) + clock.fraction) -
+                       *ahead * static_cast<std::int64_t>(ticks_per_minute);
+    if (ticks < 0) return std::nullopt;  // before 1601
+    const auto first = static_cast<std::uint64_t>(ticks);
+    return tick_span{first, first + clock.unit - 1};
 }
 
 }  // namespace kest

@@ -26,4 +26,13 @@ struct time_value {
 // `missing_time` stands for the time where there is none.
 time_value parse_time(std::string_view text, std::string_view missing_time);
 
+// A time as ISO 8601 has it, "2024-03-01", "2024-03-01T10:00", "2024-03-01T10:00:00.5+02:00"; a blank is as good as the
+// "T". Without "Z" or an offset it is UTC. All of the day, minute, second or fraction that it names, first and last
+// tick. Nothing for a text that is no such time.
+struct tick_span {
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+};
+std::optional<tick_span> parse_iso_time(std::string_view text);
+
 }  // namespace kest

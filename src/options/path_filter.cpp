@@ -8,36 +8,13 @@
 #include "format/time.h"
 #include "options/option_values.h"
 #include "portable/file.h"
+#include "portable/wildcard.h"
 
 namespace kest {
 
 namespace {
 
 constexpr std::string_view list_separators = "|,";
-
-// "*" stands for any bytes, "?" for one. A failed match goes back to the last "*" only, which then takes one byte
-// more: no pattern takes longer than its length times that of the text.
-bool matches_pattern(std::string_view text, std::string_view pattern) {
-    std::size_t at = 0;
-    std::size_t in_pattern = 0;
-    std::size_t after_star = pattern.npos;
-    std::size_t taken_up_to = 0;
-    while (at < text.size()) {
-        if (in_pattern < pattern.size() && pattern[in_pattern] == '*') {
-            after_star = ++in_pattern;
-            taken_up_to = at;
-        } else if (in_pattern < pattern.size() && (pattern[in_pattern] == '?' || pattern[in_pattern] == text[at])) {
-            ++in_pattern;
-            ++at;
-        } else if (after_star != pattern.npos) {
-            in_pattern = after_star;
-            at = ++taken_up_to;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*', in_pattern) == pattern.npos;
-}
 
 bool holds_signature(const std::string& path, const path_filter& filter) {
     uni::file file;
@@ -52,7 +29,7 @@ bool matches(const std::string& path, const std::string& lower_path, const path_
     if (!filter.pattern.empty()) {
         std::string_view subject = lower_path;
         if (filter.pattern.find('/') == filter.pattern.npos) subject.remove_prefix(subject.rfind('/') + 1);
-        if (matches_pattern(subject, filter.pattern)) return true;
+        if (uni::matches_pattern(subject, std::string_view(filter.pattern))) return true;
     }
     return !filter.signature.empty() && holds_signature(path, filter);
 }

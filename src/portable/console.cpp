@@ -50,6 +50,10 @@ bool console_is_terminal() {
     return ::isatty(STDERR_FILENO) != 0;
 }
 
+bool output_is_terminal() {
+    return ::isatty(STDOUT_FILENO) != 0;
+}
+
 void status_line(std::size_t width, std::string_view text) {
     if (text.empty()) return;
     const std::lock_guard lock(console_mutex);

@@ -24,6 +24,8 @@ void progress_line(std::size_t width, std::string_view text);
 
 // Says whether somebody may be reading along.
 bool console_is_terminal();
+// The same of the standard output.
+bool output_is_terminal();
 
 // Erases the status line.
 void clear_status();

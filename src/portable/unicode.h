@@ -39,6 +39,13 @@ std::size_t utf8_character_bytes(std::string_view text);
 // That character, where there is one. `bytes` as above.
 char32_t utf8_character(std::string_view text, std::size_t bytes);
 
+// A letter of upper case as that of lower case, where both are one character, in Latin, Greek, Cyrillic, Armenian and
+// full-width letters: NTFS takes these for the same in names. Other characters stay.
+char32_t fold_case(char32_t point);
+
+// The characters of a text, folded; a byte that belongs to none becomes U+FFFD.
+std::u32string folded_text(std::string_view text);
+
 // The text, of which all is sound, as little-endian UTF-16.
 std::vector<std::uint8_t> utf16_units(std::string_view text);
 

@@ -45,11 +45,6 @@ void write_timestamp(field_sink& out, const event& shown) {
     if (has_instant(shown)) out.decimal((shown.time - cv::unix_epoch_ticks) / ticks_per_microsecond);
 }
 
-// About no file.
-bool is_of_volume(const event& shown) {
-    return shown.file == inode_ref{} && shown.kind != event_kind::mft_differs;
-}
-
 using sink = field_sink;
 using line = event_line;
 

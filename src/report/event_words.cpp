@@ -280,6 +280,21 @@ void append_event_word(std::string& out, const event& shown) {
     }
 }
 
+// What is asked for by itself is no event, and of the journal's reasons some are events of their own.
+std::vector<std::string_view> event_words() {
+    std::vector<std::string_view> words;
+    for (std::size_t kind = 0; kind < std::size(kind_words); ++kind) {
+        const auto shown = static_cast<event_kind>(kind);
+        if (shown != event_kind::clusters_changed && shown != event_kind::content_held)
+            words.push_back(kind_words[kind]);
+    }
+    for (const flag_word& reason : reason_words()) {
+        if ((reason.bits & (usn_reasons::created | usn_reasons::deleted | usn_reasons::closed)) == 0)
+            words.push_back(reason.word);
+    }
+    return words;
+}
+
 void append_sentence(std::string& out, const event& shown) {
     if (shown.kind == event_kind::reason_given) {
         append_event_word(out, shown);

@@ -38,8 +38,8 @@ void page_report::begin_log(const provenance& made_of, std::string_view log_path
     m_lines.emplace(m_options, log_path, m_fields, details_notation::json, m_sink);
 }
 
-bool page_report::finish(std::string_view limits) {
-    m_sink.finish(limits);
+bool page_report::finish(std::string_view limits, const events_left_out& left_out) {
+    m_sink.finish(limits, m_options.selection.text(), left_out);
     for (const std::string_view piece : page_template_tail())
         m_page.write(piece);
     return m_page.flush();
@@ -48,7 +48,7 @@ bool page_report::finish(std::string_view limits) {
 std::string words_on_page(const logfile_options& options) {
     if (!options.writes_page) return {};
     if (page_template_head().empty()) return "-page: not in this build, which had no npm (KEST_PAGE)\n";
-    if (options.report != report_kind::events) return "-page is for events only\n";
+    if (!options.writes_events()) return "-page is for events only\n";
     return {};
 }
 

@@ -8,6 +8,7 @@
 #include "events/event.h"
 #include "options/logfile_options.h"
 #include "portable/file.h"
+#include "report/event_choice.h"
 #include "report/event_fields.h"
 #include "report/page_sink.h"
 #include "report/provenance.h"
@@ -25,7 +26,7 @@ public:
     void begin_log(const provenance& made_of, std::string_view log_path);
     void write(const event& shown) { m_lines->write(shown); }
     // `limits` says what guards have left out. False if the page is not whole.
-    [[nodiscard]] bool finish(std::string_view limits);
+    [[nodiscard]] bool finish(std::string_view limits, const events_left_out& left_out);
 
     bool surveyed() const { return m_coverage.has_value(); }
 

@@ -203,7 +203,7 @@ void page_sink::write_block() {
     m_lines = m_bytes = 0;
 }
 
-void page_sink::finish(std::string_view limits) {
+void page_sink::finish(std::string_view limits, std::string_view chosen_by, const events_left_out& left_out) {
     if (!std::exchange(m_begun, true)) write_titles();
     if (m_lines != 0) write_block();
     std::string end = "{\"events\":";
@@ -212,6 +212,12 @@ void page_sink::finish(std::string_view limits) {
     append_decimal(end, m_left_out);
     end += ",\"limits\":";
     append_json_text(end, limits);
+    end += ",\"of_system\":";
+    append_decimal(end, left_out.of_system);
+    end += ",\"not_chosen\":";
+    append_decimal(end, left_out.not_chosen);
+    end += ",\"chosen_by\":";
+    append_json_text(end, chosen_by);
     begin_page_data(m_page, page_part::end);
     write_page_json(m_page, end.append(1, '}'));
     end_page_data(m_page);

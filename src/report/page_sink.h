@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "portable/file.h"
+#include "report/event_choice.h"
 #include "report/field.h"
 
 namespace kest {
@@ -53,8 +54,8 @@ public:
     std::string& begin_text() override;
     void end_text() override { text(m_text); }
 
-    // Writes what is left, and how many lines there were.
-    void finish(std::string_view limits);
+    // Writes what is left, how many lines there were, and by which options some are not there.
+    void finish(std::string_view limits, std::string_view chosen_by, const events_left_out& left_out);
 
 private:
     enum class values : std::uint8_t { none, texts, numbers, times, truths, objects };

@@ -1,7 +1,6 @@
 #include "report/report.h"
 
 #include "events/derive_events.h"
-#include "events/system_areas.h"
 #include "report/content_fields.h"
 #include "report/coverage_text.h"
 #include "report/extent_fields.h"
@@ -28,7 +27,7 @@ event_topic topic_of(event_kind kind) {
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
                        page_report* page)
-    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page) {
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page), m_choice(options) {
     if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
@@ -36,6 +35,10 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             open_lines(marked_titles(titles_of<row_line>(m_row_fields), options.guesses_allowed));
             break;
         case report_kind::events:
+            if (options.for_screen) {
+                m_screen.emplace(options, report_sink);
+                break;
+            }
             m_event_fields = choose_fields(event_fields(), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
@@ -52,6 +55,7 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             if (options.shape == output_shape::csv)
                 m_counts.emplace(report_sink, options, options.base16, statistics_columns());
             break;
+        case report_kind::summary:
         case report_kind::coverage:
         case report_kind::volumes:
             break;
@@ -74,14 +78,14 @@ void log_report::write(evidence& stores, std::string_view current_file) {
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
     if (in_report && writes_json()) write_provenance_object(*made_of, m_sink);
-    if (m_page != nullptr) {
-        if (!m_page->surveyed()) m_page->survey(stores, log_path);
-        m_page->begin_log(*made_of, log_path);
-    }
+    survey(stores, log_path);
+    if (m_page != nullptr) m_page->begin_log(*made_of, log_path);
     if (m_lines) m_lines->begin_report();
+    if (m_screen) m_screen->begin_report(current_file);
     switch (m_options.report) {
         case report_kind::rows:
             return report_entries(stores, log_path);
+        case report_kind::summary:
         case report_kind::events:
         case report_kind::extents:
         case report_kind::contents:
@@ -96,7 +100,13 @@ void log_report::write(evidence& stores, std::string_view current_file) {
 }
 
 void log_report::survey(evidence& stores) {
-    if (m_page != nullptr) m_page->survey(stores, m_options.log.path);
+    survey(stores, m_options.log.path);
+}
+
+void log_report::survey(evidence& stores, std::string_view log_path) {
+    if (m_page != nullptr && !m_page->surveyed()) m_page->survey(stores, log_path);
+    if (m_options.report == report_kind::summary && !m_summary)
+        m_summary.emplace(gather_coverage(stores, m_options, log_path));
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -107,6 +117,17 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
     } else {
         m_sink.write(coverage_text(coverage, made_of, m_options));
     }
+}
+
+void log_report::report_summary(const events_left_out& before) {
+    const events_left_out now = m_choice.left_out();
+    const events_left_out of_log{now.of_system - before.of_system, now.not_chosen - before.not_chosen};
+    if (writes_json()) {
+        m_summary->write_object(of_log, m_sink);
+    } else {
+        m_sink.write(m_summary->text(m_options, of_log));
+    }
+    m_summary.reset();
 }
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
@@ -142,7 +163,8 @@ bool log_report::put_content(const event& shown) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines && m_page == nullptr && !m_contents) return;
+    if (!m_lines && m_page == nullptr && !m_contents && !m_summary && !m_screen) return;
+    const events_left_out before = m_choice.left_out();
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
     const event_topic topic = topic_of(m_options.report);
@@ -156,18 +178,17 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .omitted = stores.inodes.omitted},
         [this, &lines, topic](const event& shown) {
             if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
-            if (!m_options.system_events && is_in_system_area(shown)) {
-                ++m_left_out;
-                return;
-            }
-            if (m_contents && !put_content(shown)) return;
+            if (!m_choice.takes(shown) || (m_contents && !put_content(shown))) return;
             if (lines) lines->write(shown);
             if (m_page != nullptr) m_page->write(shown);
+            if (m_screen) m_screen->write(shown);
+            if (m_summary) m_summary->add(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
         });
     if (m_contents && m_contents->limit_hit()) stores.inodes.omitted.contents = true;
+    if (m_summary) report_summary(before);
 }
 
 }  // namespace kest

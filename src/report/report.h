@@ -10,10 +10,13 @@
 #include "outputs/content_folder.h"
 #include "outputs/diagnostics.h"
 #include "portable/file.h"
+#include "report/event_choice.h"
 #include "report/event_fields.h"
+#include "report/event_summary.h"
 #include "report/page_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
+#include "report/screen_lines.h"
 
 namespace kest {
 
@@ -32,18 +35,19 @@ public:
     void write(evidence& stores, std::string_view current_file);
     // That -provenance could not read to their ends.
     const argument_list& unread_inputs() const { return m_unread_inputs; }
-    // Events that -no_system left out.
-    std::uint64_t left_out() const { return m_left_out; }
+    const events_left_out& left_out() const { return m_choice.left_out(); }
 
     // Of the files that contents go to the one that could not be written; empty: none.
     std::string unwritten_content() const { return m_contents ? m_contents->failed() : std::string(); }
 
 private:
+    void survey(evidence& stores, std::string_view log_path);
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
     void open_lines(const std::vector<field_title>& titles);
     void report_entries(evidence& stores, std::string_view log_path);
     bool put_content(const event& shown);
     void report_events(evidence& stores, std::string_view log_path);
+    void report_summary(const events_left_out& before);
     void report_statistics(const evidence& stores, std::string_view current_file);
     void report_coverage(evidence& stores, std::string_view log_path, const std::optional<provenance>& made_of);
 
@@ -52,13 +56,15 @@ private:
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
     page_report* const m_page;
-    std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
+    std::optional<row_writer> m_counts;  // of statistics; none in a shape without rows
+    std::optional<screen_lines> m_screen;
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
     details_notation m_notation = details_notation::none;
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
     argument_list m_unread_inputs;
-    std::uint64_t m_left_out = 0;
+    event_choice m_choice;
+    std::optional<event_summary> m_summary;  // of the log that comes next, or is at hand
 };
 
 }  // namespace kest

@@ -186,6 +186,15 @@ TEST(hostile_evidence, paths_of_events_do_not_look_whole) {
         EXPECT_EQ(ran.err, said);
         const std::string last = ran.out.substr(ran.out.rfind('\n', ran.out.size() - 2));
         EXPECT_NE(last.find("|created||" + begin + "\uffff"), std::string::npos) << last.substr(0, 200);
+        if (folders != 128) continue;
+        std::size_t peaks[2];
+        for (const bool summed : {false, true}) {
+            take_peak_of_allocations();
+            const char* const report = summed ? "-summary" : "-events";
+            EXPECT_EQ(run_prepared({"-jrnlfile", journal.path(), report, "-quiet"}, limit_time).status, 0);
+            peaks[summed] = take_peak_of_allocations();
+        }
+        EXPECT_LE(peaks[1], peaks[0] + (std::size_t{3} << 20));  // names of few folders are kept
     }
 }
 

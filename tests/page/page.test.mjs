@@ -71,6 +71,14 @@ test('the table and what it saves are the events of the log', async () => {
     await done(page);
 });
 
+test('the head says what was chosen', async () => {
+    const file = join(work, 'chosen.html');
+    kest('-log', 'LogFile', '-mftfile', 'MFT', '-jrnlfile', 'UsnJrnl_J', '-page', file, '-path', '<b>*', '-event', 'deleted', '-not_path', 'a b');
+    const page = await open(file);
+    assert.equal(await page.locator('#notices').textContent(), `Only events chosen by -path <b>* -event deleted -not_path 'a b': ${events.length} others left out.`);
+    await done(page);
+});
+
 test('the picture over time counts the events of the log', async () => {
     const page = await open(sample);
     await page.getByText('The same as a table').click();

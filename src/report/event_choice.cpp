@@ -1,0 +1,130 @@
+#include "report/event_choice.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+
+#include "events/system_areas.h"
+#include "options/warning_line.h"
+#include "portable/unicode.h"
+#include "portable/wildcard.h"
+#include "report/event_words.h"
+
+namespace kest {
+
+namespace {
+
+constexpr std::uint64_t endless = std::numeric_limits<std::uint64_t>::max();
+
+// When the event was, both ends included.
+struct tick_bounds {
+    std::uint64_t earliest = 0;
+    std::uint64_t latest = endless;
+};
+tick_bounds bounds_of(const event& shown) {
+    if (shown.time != 0 && shown.clock != event_clock::not_before) return {shown.time, shown.time};
+    return {shown.time, shown.not_after != 0 ? shown.not_after : endless};
+}
+
+bool has_time(const event_criteria& criteria) {
+    return criteria.since || criteria.until;
+}
+
+bool may_lie_within(const tick_bounds& when, const event_criteria& criteria) {
+    return when.latest >= criteria.since.value_or(0) && when.earliest <= criteria.until.value_or(endless);
+}
+
+bool lies_within(const tick_bounds& when, const event_criteria& criteria) {
+    return when.earliest >= criteria.since.value_or(0) && when.latest <= criteria.until.value_or(endless);
+}
+
+// `unknown` is what a sequence number says that the event does not have.
+bool is_any_of(const event& shown, const std::vector<wanted_file>& files, bool unknown) {
+    if (is_of_volume(shown)) return false;
+    return std::ranges::any_of(files, [&shown, unknown](const wanted_file& file) {
+        if (file.number != shown.file.number()) return false;
+        if (!file.sequence || *file.sequence == shown.file.sequence()) return true;
+        return shown.file.sequence() == 0 && unknown;
+    });
+}
+
+// As patterns have it: from the root on, or from what is known of it.
+std::u32string matchable(std::string_view path) {
+    constexpr std::string_view root = "[root]";
+    if (path.starts_with(root)) path.remove_prefix(root.size());
+    return uni::folded_text(path);
+}
+
+bool matches_any(std::u32string_view path, const std::vector<path_pattern>& patterns) {
+    const auto matches = [path](const std::u32string& pattern) {
+        return uni::matches_pattern(path, std::u32string_view(pattern));
+    };
+    return !path.empty() && std::ranges::any_of(patterns, [&matches](const path_pattern& pattern) {
+        return matches(pattern.whole) || matches(pattern.below) || matches(pattern.streams);
+    });
+}
+
+// A line for each word that no event has, and once which words there are.
+std::string words_on_kinds(const event_selection& selection) {
+    const std::vector<std::string_view> known = event_words();
+    std::string text;
+    for (const event_criteria* side : {&selection.wanted, &selection.unwanted}) {
+        for (const std::string& word : side->words) {
+            if (std::ranges::find(known, word) == known.end()) text += warning_line("no such event", word);
+        }
+    }
+    if (text.empty()) return text;
+    text += "events are:";
+    for (const std::string_view word : known)
+        text.append(word == known.front() ? " " : ", ").append(word);
+    return text += '\n';
+}
+
+}  // namespace
+
+bool event_choice::is_chosen(const event& shown) {
+    const event_criteria &wanted = m_options.selection.wanted, &unwanted = m_options.selection.unwanted;
+    const tick_bounds when = bounds_of(shown);
+    if (!may_lie_within(when, wanted) || (has_time(unwanted) && lies_within(when, unwanted))) return false;
+    if (!wanted.files.empty() && !is_any_of(shown, wanted.files, true)) return false;
+    if (is_any_of(shown, unwanted.files, false)) return false;
+    if (!wanted.words.empty() || !unwanted.words.empty()) {
+        m_word.clear();
+        append_event_word(m_word, shown);
+        const auto has_word = [this](const argument_list& words) {
+            return std::ranges::find(words, m_word) != words.end();
+        };
+        if ((!wanted.words.empty() && !has_word(wanted.words)) || has_word(unwanted.words)) return false;
+    }
+    if (wanted.paths.empty() && unwanted.paths.empty()) return true;
+    const std::u32string path = matchable(shown.path), old_path = matchable(shown.old_path);
+    if (!wanted.paths.empty() && !matches_any(path, wanted.paths) && !matches_any(old_path, wanted.paths)) return false;
+    const bool all_unwanted =
+        matches_any(path, unwanted.paths) && (old_path.empty() || matches_any(old_path, unwanted.paths));
+    return !all_unwanted;
+}
+
+bool event_choice::takes(const event& shown) {
+    if (!m_options.system_events && is_in_system_area(shown)) {
+        ++m_left_out.of_system;
+        return false;
+    }
+    if (!m_options.selection.any() || is_chosen(shown)) return true;
+    ++m_left_out.not_chosen;
+    return false;
+}
+
+std::string words_on_choice(const logfile_options& options) {
+    const event_selection& selection = options.selection;
+    if (!selection.any()) return {};
+    if (!options.derives_events() && options.report != report_kind::coverage) {
+        return warning_line("for events, -extents, -content, -summary and -coverage only", selection.text());
+    }
+    const bool has_words = !selection.wanted.words.empty() || !selection.unwanted.words.empty();
+    if (has_words && (options.report == report_kind::extents || options.report == report_kind::contents)) {
+        return "-event is for events only\n";
+    }
+    return words_on_kinds(selection);
+}
+
+}  // namespace kest
