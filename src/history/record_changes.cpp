@@ -76,8 +76,6 @@ void change_finder::add(record_change change, const replayed_record& before, con
     change.first_attribute = static_cast<std::uint32_t>(m_changes.attributes.size());
     m_change = change;
     if (!m_before.starts.empty() || !m_after.starts.empty()) {
-        m_before.complete = m_before.header.in_use == false || before.complete();
-        m_after.complete = m_after.header.in_use == false || after.complete();
         if (change.is_birth()) {  // what was there before is another file's
             m_before.starts.clear();
             m_before.complete = true;
@@ -104,8 +102,13 @@ void change_finder::add(record_change change, const replayed_record& before, con
 
 void change_finder::list(side& out, const replayed_record& record) const {
     out.header = read_header(record);
+    out.record = &record;
+    out.complete.reset();
     out.starts.clear();
-    if (out.header.in_use == false) return;
+    if (out.header.in_use == false) {
+        out.complete = true;
+        return;
+    }
     record.for_each_attribute([&out](const replayed_record::attribute_start& one) { out.starts.push_back(one); });
     std::ranges::sort(out.starts, {}, &replayed_record::attribute_start::id);
 }
@@ -186,12 +189,13 @@ void change_finder::add_attribute(found before, found after) {
                             .after = {}};
     if (before != nullptr) {
         change.before = before->state;
-    } else if (m_before.complete || (shown.id & (replayed_record::came_to_light | replayed_record::of_image)) == 0) {
+    } else if ((shown.id & (replayed_record::came_to_light | replayed_record::of_image)) == 0 ||
+               m_before.is_complete()) {
         change.before.present = presence::absent;
     }
     if (after != nullptr) {
         change.after = after->state;
-    } else if (m_after.complete || !m_replaced) {
+    } else if (!m_replaced || m_after.is_complete()) {
         change.after.present = presence::absent;
     }
     const auto runs_before = runs_of(before, change.before.present);

@@ -95,12 +95,18 @@ private:
     // One of the two states; of its attributes those that are not the same in the other one.
     struct side {
         record_header header;
-        bool complete = false;  // nothing else is in the record
+        const replayed_record* record = nullptr;
+        std::optional<bool> complete;  // nothing else is in the record; found once it is asked for
         standard_information standard;
         std::uint32_t standard_id = 0;                         // of the attribute; 0: none
         std::vector<replayed_record::attribute_start> starts;  // by identifier
         std::vector<found_attribute> attributes;               // likewise
         std::vector<const found_attribute*> unpaired;
+
+        bool is_complete() {
+            if (!complete) complete = record->complete();
+            return *complete;
+        }
     };
     void list(side& out, const replayed_record& record) const;
     void skip_same_attributes(const replayed_record& before, const replayed_record& after);
