@@ -30,37 +30,30 @@ std::uint64_t bitmap_begin(const log_entry& entry) {
     return entry.get(record_layout::first_lcn) - entry.get(record_layout::target_vcn);
 }
 
-// Tells the bits of $Bitmap from those of other bitmaps: by the table of open attributes, and before that is known by
-// where they lie.
-class bitmap_finder {
-public:
-    explicit bitmap_finder(const log_store& log) {
-        open_attributes open;
-        for (const log_entry& entry : log.entries) {
-            open.learn(entry);
-            if (!writes_bits(entry)) continue;
-            const auto file = open.file_of(entry);
-            m_files.push_back(file ? file->number() : unknown);
-            if (!file) continue;
-            std::uint64_t& owner = m_begins.find_or_add(bitmap_begin(entry), file->number());
-            if (owner != file->number()) owner = unknown;
-        }
+// The positions of the records that write to $Bitmap: by the table of open attributes, and before that is known by
+// where the bits lie.
+std::vector<std::uint32_t> find_bitmap_records(const log_store& log) {
+    constexpr std::uint64_t unknown = ~std::uint64_t{0};
+    open_attributes open;
+    uni::seeded_map<std::uint64_t> begins;                       // the file whose bitmap begins there
+    std::vector<std::pair<std::uint32_t, std::uint64_t>> found;  // records that write bits, and the file
+    for (std::uint32_t at = 0; at < log.entries.size(); ++at) {
+        const log_entry& entry = log.entries[at];
+        open.learn(entry);
+        if (!writes_bits(entry)) continue;
+        const auto file = open.file_of(entry);
+        found.emplace_back(at, file ? file->number() : unknown);
+        if (!file) continue;
+        std::uint64_t& owner = begins.find_or_add(bitmap_begin(entry), file->number());
+        if (owner != file->number()) owner = unknown;
     }
-    // Of the next record that writes bits.
-    bool is_next_bitmap(const log_entry& entry) {
-        const std::uint64_t file = m_files[m_next++];
-        if (file != unknown) return file == bitmap_file;
-        const std::uint64_t* const owner = m_begins.find(bitmap_begin(entry));
-        return owner != nullptr && *owner == bitmap_file;
+    std::vector<std::uint32_t> records;
+    for (const auto& [at, file] : found) {
+        const std::uint64_t* const owner = file == unknown ? begins.find(bitmap_begin(log.entries[at])) : &file;
+        if (owner != nullptr && *owner == bitmap_file) records.push_back(at);
     }
-
-private:
-    static constexpr std::uint64_t unknown = ~std::uint64_t{0};
-
-    std::vector<std::uint64_t> m_files;  // of the records that write bits
-    std::size_t m_next = 0;
-    uni::seeded_map<std::uint64_t> m_begins;
-};
+    return records;
+}
 
 bool is_no_hole(const cluster_run& run) {
     return run.lcn.has_value();
@@ -94,15 +87,22 @@ bool holds_all(const std::vector<extent>& extents, std::uint32_t transaction, st
 
 }  // namespace
 
-cluster_uses::cluster_uses(const inputs& from) {
+// Many logs never ask.
+void cluster_uses::prepare() {
+    if (std::exchange(m_prepared, true)) return;
     extent_list given;
-    read_bitmap(from, given);
-    for (const record_change& change : from.history.changes()) {
+    read_bitmap(given);
+    std::vector<cluster_run> before;
+    std::vector<cluster_run> after;
+    for (const record_change& change : m_from.history.changes()) {
         if (change.rolled_back) continue;
-        for (const attribute_change& attribute : from.history.attributes_of(change)) {
-            const run_change* const runs = from.history.runs_of(attribute);
+        for (const attribute_change& attribute : m_from.history.attributes_of(change)) {
+            const run_change* const runs = m_from.history.runs_of(attribute);
             if (runs == nullptr) continue;
-            for (const cluster_run& run : runs_without(read_runs(runs->after), read_runs(runs->before))) {
+            read_runs(after, runs->after);
+            read_runs(before, runs->before);
+            if (!before.empty()) after = runs_without(after, before);
+            for (const cluster_run& run : after) {
                 if (run.lcn) given.push_back({*run.lcn, *run.lcn + run.clusters, attribute.proof});
             }
         }
@@ -110,19 +110,18 @@ cluster_uses::cluster_uses(const inputs& from) {
     index_given(std::move(given));
 }
 
-void cluster_uses::read_bitmap(const inputs& from, extent_list& given) {
-    bitmap_finder finder(from.log);
-    for (std::uint32_t at = 0; at < from.log.entries.size(); ++at) {
-        const log_entry& entry = from.log.entries[at];
-        if (!writes_bits(entry) || !finder.is_next_bitmap(entry)) continue;
+void cluster_uses::read_bitmap(extent_list& given) {
+    for (const std::uint32_t at : find_bitmap_records(m_from.log)) {
+        const log_entry& entry = m_from.log.entries[at];
         m_shows_bitmap = true;
         const uni::byte_view bits = exact_redo(entry);
         const std::uint64_t cluster = entry.get(record_layout::target_vcn);
-        if (from.transactions.rolled_back[at] || cluster > most_clusters / from.cluster_size / bits_in_byte) continue;
+        if (m_from.transactions.rolled_back[at] || cluster > most_clusters / m_from.cluster_size / bits_in_byte)
+            continue;
         const std::uint64_t begin =
-            (cluster * from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
+            (cluster * m_from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
         const std::uint64_t end = begin + bits.get(bit_count);
-        const std::uint32_t transaction = from.transactions.number[at];
+        const std::uint32_t transaction = m_from.transactions.number[at];
         const bool sets = entry.redo_op == operation_code::set_bits_in_nonresident_bit_map;
         if (sets) given.push_back({begin, end, at});
         if (transaction != transaction_view::none) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
@@ -185,15 +184,18 @@ cluster_uses::bounds cluster_uses::given_within(std::uint64_t begin, std::uint64
     return found;
 }
 
-bool cluster_uses::clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
+bool cluster_uses::clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) {
+    prepare();
     return holds_all(m_cleared, transaction, runs);
 }
 
-bool cluster_uses::sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
+bool cluster_uses::sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) {
+    prepare();
     return holds_all(m_set, transaction, runs);
 }
 
-cluster_share cluster_uses::given_after(std::uint32_t position, std::span<const cluster_run> runs) const {
+cluster_share cluster_uses::given_after(std::uint32_t position, std::span<const cluster_run> runs) {
+    prepare();
     bool some = false;
     bool all = true;
     for (const cluster_run& run : runs) {

@@ -321,7 +321,7 @@ private:
     uni::seeded_map<file_past> m_past;
     std::vector<cluster_run> m_runs;  // of the transaction at hand
     content_versions m_versions;
-    const cluster_uses m_uses;
+    cluster_uses m_uses;
     const event_context m_context;
     file_events m_file_events;
     event_writer m_writer;

@@ -41,7 +41,7 @@ struct event_context {
     event_topic topic;
     std::vector<cluster_run>& runs;  // of the events of the transaction at hand
     content_versions& versions;
-    const cluster_uses& uses;
+    cluster_uses& uses;
 };
 
 // A file in the transaction at hand.

@@ -33,7 +33,7 @@ void append_runs(std::vector<cluster_run>& out, run_reader runs) {
 
 // By VCN. Of runs over one another the first counts.
 void put_in_order(std::vector<cluster_run>& runs) {
-    std::ranges::stable_sort(runs, {}, &cluster_run::vcn);
+    if (!std::ranges::is_sorted(runs, {}, &cluster_run::vcn)) std::ranges::stable_sort(runs, {}, &cluster_run::vcn);
     std::uint64_t end = 0;
     std::erase_if(runs, [&end](const cluster_run& run) {
         if (run.vcn < end) return true;
@@ -57,11 +57,10 @@ void append_joined(std::vector<cluster_run>& out, const cluster_run& run) {
 
 }  // namespace
 
-std::vector<cluster_run> read_runs(run_reader runs) {
-    std::vector<cluster_run> read;
-    append_runs(read, runs);
-    put_in_order(read);
-    return read;
+void read_runs(std::vector<cluster_run>& out, run_reader runs) {
+    out.clear();
+    append_runs(out, runs);
+    put_in_order(out);
 }
 
 std::vector<cluster_run> runs_without(std::span<const cluster_run> one, std::span<const cluster_run> other) {

@@ -18,7 +18,7 @@ struct stream_runs {
 std::vector<stream_runs> find_stream_runs(const file_history& history, const file_changes& changes);
 
 // Runs by VCN, none over one another; what is no place on a volume ends the list.
-std::vector<cluster_run> read_runs(run_reader runs);
+void read_runs(std::vector<cluster_run>& out, run_reader runs);
 
 // The clusters in `one` that are not in `other`; both by VCN, and no two of a list over one another.
 std::vector<cluster_run> runs_without(std::span<const cluster_run> one, std::span<const cluster_run> other);

@@ -100,8 +100,9 @@ public:
         m_open.clear();
         for (const target& one : targets)
             add_step(one.position);
-        read_copy();
+        const bool comparable = read_copy();
         replay();
+        if (comparable && m_inputs.check) check_copy();
     }
 
     // Only compares the file record with the copy.
@@ -111,6 +112,7 @@ public:
         if (!load_copy() || m_copy_lsn != targets.back().lsn) return;
         m_steps.clear();
         m_open.clear();
+        m_is_log_only = false;
         for (const target& one : targets)
             add_step(one.position);
         check_copy();
@@ -150,16 +152,16 @@ private:
     }
 
     // The MFT copy counts where it lies among the steps: it is what one of them left, or older than all and no older
-    // than the log.
-    void read_copy() {
+    // than the log. Answers whether it is what the last one left.
+    bool read_copy() {
         m_copy_at = nowhere;
         m_copy_is_extension = false;
-        if (!load_copy()) return;
+        if (!load_copy()) return false;
         const auto after = std::ranges::upper_bound(m_steps, m_copy_lsn, {}, &record_step::lsn);
         const auto next = static_cast<std::size_t>(after - m_steps.begin());
         const bool left_by_step = next != 0 && m_steps[next - 1].lsn == m_copy_lsn;
         if (left_by_step || (next == 0 && m_copy_lsn >= m_lowest_lsn)) m_copy_at = next;
-        if (left_by_step && next == m_steps.size() && m_inputs.check) check_copy();
+        return left_by_step && next == m_steps.size();
     }
 
     bool load_copy() {
@@ -175,7 +177,7 @@ private:
 
     // By what the log itself says; from its last gap on, if all of it makes a difference.
     void check_copy() {
-        redo_from(0);
+        if (!m_is_log_only) redo_from(0);
         copy_comparison found = compare_with_copy(m_now, m_copy);
         if (found.differs) {
             const auto sound = std::ranges::lower_bound(m_steps, lsn_after_gaps(), {}, &record_step::lsn);
@@ -187,6 +189,9 @@ private:
 
     void redo_from(std::size_t first) {
         m_now.forget();
+        for (std::size_t at = m_steps.size(); at-- > first;) {
+            if (m_steps[at].is_image()) first = at;
+        }
         for (const record_step& step : std::span(m_steps).subspan(first)) {
             m_now.learn_before(step);
             m_now.redo(step);
@@ -208,6 +213,7 @@ private:
     // What can be undone goes together: backward from its end, so that its beginning is known, then forward.
     void replay() {
         m_now.forget();
+        m_is_log_only = false;
         m_turn.running = m_rolled_back.running = false;
         m_noted = {};
         for (std::size_t begin = 0; begin < m_steps.size();) {
@@ -218,7 +224,7 @@ private:
             m_recoveries = 0;
             if (!m_now.complete()) {  // else nothing of it is left to be learned
                 go_back(begin, end);
-                m_now.merge(m_later);
+                learn_from(m_later);
             }
             note(begin == 0 ? 0 : m_steps[begin - 1].lsn, false);
             for (std::size_t at = begin; at < std::min(end + 1, m_steps.size()); ++at)
@@ -247,7 +253,12 @@ private:
         if (++m_recoveries > most || m_end - at > m_recoverable) return;
         m_recoverable -= m_end - at;
         go_back(at, m_end);
-        m_now.merge(m_later);
+        learn_from(m_later);
+    }
+
+    void learn_from(const replayed_record& state) {
+        m_now.merge(state);
+        m_is_log_only = false;
     }
 
     void go_forward(std::size_t at) {
@@ -257,7 +268,7 @@ private:
             end_turn(m_turn, false);
         }
         if (!step.rolled_back) end_turn(m_rolled_back, true);
-        if (at == m_copy_at) m_now.merge(m_copy);
+        if (at == m_copy_at) learn_from(m_copy);
         if (!m_now.learn_before(step)) recover(at);
         m_transaction = step.transaction;
         begin_turn(m_turn);
@@ -265,6 +276,7 @@ private:
         const std::optional<bool> was_in_use = m_now.in_use();
         const std::uint32_t was_there = m_now.attribute_at(step.attribute);
         m_now.redo(step);
+        m_is_log_only = m_is_log_only || step.is_image();
         if (!step.compensates) count_step(step.rolled_back ? m_rolled_back : m_turn, step, was_there);
         if (step.rolled_back || step.compensates || !changes_identity(step)) return;
         note(step.lsn, was_in_use != true && m_now.in_use() == true);
@@ -343,9 +355,10 @@ private:
     std::size_t m_copy_at = nowhere;    // the step that the MFT copy comes before
     std::uint64_t m_copy_lsn = 0;
     bool m_copy_is_extension = false;
-    std::size_t m_end = 0;      // of the piece at hand
-    unsigned m_recoveries = 0;  // in it
-    std::size_t m_recoverable;  // steps that recoveries may still go over
+    bool m_is_log_only = false;  // what is known is what steps leave on an image
+    std::size_t m_end = 0;       // of the piece at hand
+    unsigned m_recoveries = 0;   // in it
+    std::size_t m_recoverable;   // steps that recoveries may still go over
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};

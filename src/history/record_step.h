@@ -4,6 +4,7 @@
 
 #include "logfile/log_entry.h"
 #include "logfile/operation.h"
+#include "mft/record_layout.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -25,6 +26,12 @@ struct record_step {
           attribute(entry.get(record_layout::record_offset)),
           offset(entry.get(record_layout::attribute_offset)),
           compensates(entry.undo_op == operation_code::compensation_log_record) {}
+
+    // What is known before it is of no account.
+    bool is_image() const {
+        return redo.operation == operation_code::initialize_file_record_segment &&
+               redo.data.size() >= file_record_layout::usa_begin;
+    }
 
     std::uint64_t lsn = 0;
     operation_side redo;

@@ -103,12 +103,12 @@ void replayed_record::forget() {
     m_blank = true;
 }
 
-void replayed_record::put(std::uint64_t offset, uni::byte_view data) {
+void replayed_record::put(std::uint64_t offset, uni::byte_view data, std::uint8_t known) {
     if (!bytes().has(offset, data.size())) return;
     const auto at = static_cast<std::ptrdiff_t>(offset);
     m_blank = false;
     std::ranges::copy(data.bytes(), m_bytes.begin() + at);
-    std::fill_n(m_known.begin() + at, data.size(), by_log);
+    std::fill_n(m_known.begin() + at, data.size(), known);
 }
 
 template <class integer>
@@ -132,12 +132,12 @@ void replayed_record::load(uni::byte_view image, bool from_copy) {
     forget();
     const std::uint64_t used = image.get(bytes_in_use);
     if (image.get(signature) != file_signature || image.size() < usa_begin) return;
-    put(0, image.slice(0, size()));
+    const std::uint8_t known = from_copy ? by_copy : by_log;
+    put(0, image.slice(0, size()), known);
     if (used <= image.size() && image.size() < size()) {
         std::fill(m_bytes.begin() + static_cast<std::ptrdiff_t>(image.size()), m_bytes.end(), std::uint8_t{0});
-        std::ranges::fill(m_known, by_log);
+        std::ranges::fill(m_known, known);
     }
-    if (from_copy) std::ranges::replace(m_known, by_log, by_copy);
     m_in_use = (image.get(flags) & file_record_layout::in_use) != 0;
     walk_attributes(image.get(first_attribute), of_image);
 }
@@ -155,7 +155,9 @@ bool replayed_record::contradicts(const replayed_record& other) const {
         return !may_lag(start, at - start) && !other.may_lag(start, at - start);
     };
     for (std::uint32_t word = sequence.offset; word < end; word += sizeof(std::uint64_t)) {
-        if (bytes().u64(word) == other.bytes().u64(word)) continue;
+        if (load_as<std::uint64_t>(m_bytes, word) == load_as<std::uint64_t>(other.m_bytes, word)) continue;
+        const auto both = load_as<std::uint64_t>(m_known, word) & load_as<std::uint64_t>(other.m_known, word);
+        if (both == 0) continue;
         for (std::uint32_t at = word; at < std::min<std::uint32_t>(word + sizeof(std::uint64_t), end); ++at) {
             if (differs(at)) return true;
         }
@@ -174,11 +176,21 @@ void replayed_record::merge(const replayed_record& other) {
         m_last_id = std::max(last_id, other.m_last_id);
         return;
     }
-    for (std::uint32_t at = 0; at < size(); ++at) {
-        if (other.m_known[at] == 0 || m_known[at] == by_log) continue;
-        if (m_known[at] == by_copy && m_bytes[at] != other.m_bytes[at]) continue;
-        m_bytes[at] = other.m_bytes[at];
-        m_known[at] = other.m_known[at];
+    for (std::uint32_t word = 0; word < size(); word += sizeof(std::uint64_t)) {
+        const auto known = load_as<std::uint64_t>(m_known, word);
+        const auto added = load_as<std::uint64_t>(other.m_known, word);
+        if (added == 0 || known == all_known<std::uint64_t>) continue;
+        if (known == 0 && (added & all_known<std::uint64_t>) == all_known<std::uint64_t>) {
+            std::memcpy(m_bytes.data() + word, other.m_bytes.data() + word, sizeof known);
+            std::memcpy(m_known.data() + word, other.m_known.data() + word, sizeof known);
+            continue;
+        }
+        for (std::uint32_t at = word; at < word + sizeof(std::uint64_t); ++at) {
+            if (other.m_known[at] == 0 || m_known[at] == by_log) continue;
+            if (m_known[at] == by_copy && m_bytes[at] != other.m_bytes[at]) continue;
+            m_bytes[at] = other.m_bytes[at];
+            m_known[at] = other.m_known[at];
+        }
     }
     const auto own = static_cast<std::ptrdiff_t>(m_attributes.size());
     for (const attribute_start& one : other.m_attributes) {
@@ -215,11 +227,17 @@ void replayed_record::walk_attributes(std::uint32_t offset, std::uint32_t kind) 
 
 std::optional<std::uint32_t> replayed_record::attribute_length(std::uint32_t offset) const {
     using namespace attribute_layout;
-    const auto kind = get(type, offset);
-    const auto length = get(record_length, offset);
-    if (kind && *kind == attribute_type::end_of_attributes) return std::nullopt;
-    if (!length || *length < resident_header_size || *length % 8 != 0) return std::nullopt;
-    return bytes().has(offset, *length) ? length : std::nullopt;
+    static_assert(type.offset == 0 && record_length.offset == 4);  // asked for so often that both are read at once
+    constexpr unsigned of_length = 32;                             // bits
+    if (!bytes().has(offset, sizeof(std::uint64_t))) return std::nullopt;
+    const auto known = load_as<std::uint64_t>(m_known, offset) & all_known<std::uint64_t>;
+    const auto both = load_as<std::uint64_t>(m_bytes, offset);
+    if (known >> of_length != all_known<std::uint32_t>) return std::nullopt;
+    const bool knows_type = static_cast<std::uint32_t>(known) == all_known<std::uint32_t>;
+    if (knows_type && static_cast<std::uint32_t>(both) == attribute_type::end_of_attributes) return std::nullopt;
+    const auto length = static_cast<std::uint32_t>(both >> of_length);
+    if (length < resident_header_size || length % 8 != 0) return std::nullopt;
+    return bytes().has(offset, length) ? std::optional(length) : std::nullopt;
 }
 
 bool replayed_record::same_attribute(std::uint32_t offset, const replayed_record& other,
@@ -325,6 +343,8 @@ std::size_t replayed_record::pieces_of(const record_step& step, const operation_
 
 bool replayed_record::holds(const piece& one) const {
     if (!bytes().has(one.offset, one.data.size())) return false;
+    const auto there = m_bytes.begin() + static_cast<std::ptrdiff_t>(one.offset);
+    if (std::equal(one.data.bytes().begin(), one.data.bytes().end(), there)) return true;
     for (std::size_t at = 0; at < one.data.size(); ++at) {
         if (at >= one.lag_begin && at < one.lag_end) continue;
         if (m_known[one.offset + at] != 0 && m_bytes[one.offset + at] != one.data.u8(at)) return false;
@@ -443,8 +463,11 @@ std::optional<run_reader> replayed_record::runs_of(std::uint32_t attribute) cons
     if (get(nonresident, attribute) != 1) return std::nullopt;
     const std::size_t room = *length - *begin;
     const uni::byte_view known_there = known().slice(attribute + *begin, room);
+    const void* const unknown = std::memchr(known_there.bytes().data(), 0, room);
     const std::size_t known_size =
-        static_cast<std::size_t>(std::ranges::find(known_there.bytes(), 0) - known_there.bytes().begin());
+        unknown == nullptr
+            ? room
+            : static_cast<std::size_t>(static_cast<const std::uint8_t*>(unknown) - known_there.bytes().data());
     const run_reader runs(bytes().slice(attribute + *begin, known_size), *first);
     if (known_size == room) return runs;
     run_reader end = runs;  // what comes after the last run is not of the runs

@@ -63,9 +63,10 @@ public:
     }
     template <class integer>
     std::optional<integer> get(uni::field<integer> f, std::uint32_t base = 0) const {
-        constexpr auto all = static_cast<integer>(static_cast<integer>(~integer{0}) / 0xFF * by_log);
-        if ((known().from(base).get(f) & all) != all) return std::nullopt;
-        return bytes().from(base).get(f);
+        const std::uint64_t offset = std::uint64_t{base} + f.offset;
+        if (!bytes().has(offset, sizeof(integer))) return std::nullopt;
+        if ((load_as<integer>(m_known, offset) & all_known<integer>) != all_known<integer>) return std::nullopt;
+        return load_as<integer>(m_bytes, offset);
     }
     std::optional<bool> in_use() const { return m_in_use; }
     // Nothing where no attribute can be, or where that is not known.
@@ -96,6 +97,17 @@ private:
     static constexpr std::uint8_t by_log = 1;
     static constexpr std::uint8_t by_copy = 3;
 
+    template <class integer>
+    static constexpr auto all_known = static_cast<integer>(static_cast<integer>(~integer{0}) / 0xFF * by_log);
+
+    // They lie inside.
+    template <class integer>
+    static integer load_as(const std::vector<std::uint8_t>& cells, std::uint64_t offset) {
+        integer loaded;
+        std::memcpy(&loaded, cells.data() + offset, sizeof loaded);
+        return loaded;
+    }
+
     // Bytes that are to be at an offset; those from `lag_begin` to `lag_end` may be others, as they are not logged.
     struct piece {
         std::uint64_t offset = 0;
@@ -119,7 +131,7 @@ private:
     bool contradicts(const replayed_record& other) const;
     bool attribute_may_begin(std::uint32_t offset) const;
     bool may_lag(std::uint32_t attribute, std::uint32_t offset) const;
-    void put(std::uint64_t offset, uni::byte_view data);
+    void put(std::uint64_t offset, uni::byte_view data, std::uint8_t known = by_log);
     template <class integer>
     void set(uni::field<integer> f, std::uint32_t base, integer value);
     void unknow(std::uint64_t begin, std::uint64_t end);

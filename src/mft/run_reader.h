@@ -24,11 +24,17 @@ struct cluster_run {
 // A number of a mapping pair, in `width` bytes; of a wider one than eight bytes, what these hold.
 inline std::uint64_t mapping_number(uni::byte_view pairs, std::size_t begin, std::size_t width, bool has_sign) {
     width = std::min(width, sizeof(std::uint64_t));
+    if (width == 0) return 0;
     std::uint64_t value = 0;
-    for (std::size_t at = width; at != 0; --at)
-        value = value << 8 | pairs.u8(begin + at - 1);
-    const bool negative = has_sign && width != 0 && (pairs.u8(begin + width - 1) & 0x80) != 0;
-    return negative && width < sizeof value ? value | ~std::uint64_t{0} << 8 * width : value;
+    if (pairs.has(begin, sizeof value)) {
+        value = pairs.u64(begin) << 8 * (sizeof value - width);
+    } else {
+        for (std::size_t at = width; at != 0; --at)
+            value = value << 8 | pairs.u8(begin + at - 1);
+        value <<= 8 * (sizeof value - width);
+    }
+    const auto unused = static_cast<int>(8 * (sizeof value - width));
+    return has_sign ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value) >> unused) : value >> unused;
 }
 
 // Reads mapping pairs one by one. Numbers of clusters are modulo 2^64.
