@@ -98,6 +98,8 @@ private:
 std::string_view trimmed_path(std::string_view path);
 // What separates the names in a path here.
 bool is_separator(char character);
+// Whether two names in one folder are one.
+bool is_same_name(std::string_view one, std::string_view other);
 // Where the last name of a path begins, in bytes.
 std::size_t last_name(std::string_view path);
 

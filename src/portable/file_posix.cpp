@@ -115,6 +115,10 @@ bool is_separator(char character) {
     return character == '/';
 }
 
+bool is_same_name(std::string_view one, std::string_view other) {
+    return one == other;
+}
+
 std::optional<file_identity> identify(std::string_view path) {
     struct stat about {};
     if (::stat(std::string(trimmed_path(path)).c_str(), &about) != 0) return std::nullopt;

@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <io.h>
+#include <utility>
 #include <windows.h>
-#include <winioctl.h>
 
 #include "portable/file.h"
 #include "portable/windows_text.h"
@@ -151,6 +151,12 @@ std::int64_t read_some(int descriptor, std::span<char> buffer) {
 
 bool is_separator(char character) {
     return character == '\\' || character == '/' || character == ':';
+}
+
+bool is_same_name(std::string_view one, std::string_view other) {
+    const std::wstring first = wide_text(one), second = wide_text(other);
+    return ::CompareStringOrdinal(first.data(), static_cast<int>(first.size()), second.data(),
+                                  static_cast<int>(second.size()), TRUE) == CSTR_EQUAL;
 }
 
 std::optional<file_identity> identify(std::string_view path) {

@@ -1,5 +1,4 @@
 #include <array>
-#include <shellapi.h>
 #include <windows.h>
 
 #include "portable/host.h"

@@ -88,7 +88,7 @@ bool stdin_stream_ex::read_block() {
     const std::int64_t arrived = uni::read_some(uni::standard_input, m_block);
     m_failed = arrived < 0 && errno != EBADF;
     if (arrived <= 0) return false;
-    m_unread = std::string_view(m_block.data(), static_cast<std::size_t>(arrived));
+    m_unread = m_text.decode({m_block.data(), static_cast<std::size_t>(arrived)});
     return true;
 }
 

@@ -13,26 +13,16 @@ struct error_row {
     int error;
 };
 constexpr error_row error_rows[] = {
-    {ERROR_FILE_NOT_FOUND, ENOENT},
-    {ERROR_PATH_NOT_FOUND, ENOENT},
-    {ERROR_INVALID_NAME, ENOENT},
-    {ERROR_BAD_PATHNAME, ENOENT},
-    {ERROR_INVALID_DRIVE, ENOENT},
-    {ERROR_DIRECTORY, ENOTDIR},
-    {ERROR_ACCESS_DENIED, EACCES},
-    {ERROR_PRIVILEGE_NOT_HELD, EACCES},
-    {ERROR_SHARING_VIOLATION, EBUSY},
-    {ERROR_LOCK_VIOLATION, EBUSY},
-    {ERROR_USER_MAPPED_FILE, EBUSY},
-    {ERROR_FILE_EXISTS, EEXIST},
-    {ERROR_ALREADY_EXISTS, EEXIST},
-    {ERROR_FILENAME_EXCED_RANGE, ENAMETOOLONG},
-    {ERROR_TOO_MANY_OPEN_FILES, EMFILE},
-    {ERROR_WRITE_PROTECT, EROFS},
-    {ERROR_DISK_FULL, ENOSPC},
-    {ERROR_HANDLE_DISK_FULL, ENOSPC},
-    {ERROR_NOT_ENOUGH_MEMORY, ENOMEM},
-    {ERROR_OUTOFMEMORY, ENOMEM},
+    {ERROR_FILE_NOT_FOUND, ENOENT},      {ERROR_PATH_NOT_FOUND, ENOENT},
+    {ERROR_INVALID_NAME, ENOENT},        {ERROR_BAD_PATHNAME, ENOENT},
+    {ERROR_INVALID_DRIVE, ENOENT},       {ERROR_DIRECTORY, ENOTDIR},
+    {ERROR_ACCESS_DENIED, EACCES},       {ERROR_PRIVILEGE_NOT_HELD, EACCES},
+    {ERROR_SHARING_VIOLATION, EBUSY},    {ERROR_LOCK_VIOLATION, EBUSY},
+    {ERROR_USER_MAPPED_FILE, EBUSY},     {ERROR_FILE_EXISTS, EEXIST},
+    {ERROR_ALREADY_EXISTS, EEXIST},      {ERROR_FILENAME_EXCED_RANGE, ENAMETOOLONG},
+    {ERROR_TOO_MANY_OPEN_FILES, EMFILE}, {ERROR_WRITE_PROTECT, EROFS},
+    {ERROR_DISK_FULL, ENOSPC},           {ERROR_HANDLE_DISK_FULL, ENOSPC},
+    {ERROR_NOT_ENOUGH_MEMORY, ENOMEM},   {ERROR_OUTOFMEMORY, ENOMEM},
 };
 
 constexpr std::wstring_view verbatim = L"\\\\?\\";
@@ -42,7 +32,8 @@ constexpr std::wstring_view verbatim_share = L"\\\\?\\UNC\\";
 
 std::wstring wide_text(std::string_view text) {
     const int size = static_cast<int>(text.size());
-    std::wstring wide(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)), L'\0');
+    std::wstring wide(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)),
+                      L'\0');
     ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
     return wide;
 }
