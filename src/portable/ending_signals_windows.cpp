@@ -1,7 +1,7 @@
+#include <windows.h>
 #include <algorithm>
 #include <array>
 #include <mutex>
-#include <windows.h>
 
 #include "portable/ending_signals.h"
 #include "portable/file.h"

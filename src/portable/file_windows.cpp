@@ -1,9 +1,9 @@
+#include <windows.h>
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <io.h>
 #include <utility>
-#include <windows.h>
 
 #include "portable/file.h"
 #include "portable/windows_text.h"

@@ -1,5 +1,5 @@
-#include <cerrno>
 #include <windows.h>
+#include <cerrno>
 
 #include "portable/file.h"
 #include "portable/folder_listing.h"

@@ -1,5 +1,5 @@
-#include <array>
 #include <windows.h>
+#include <array>
 
 #include "portable/host.h"
 #include "portable/windows_text.h"

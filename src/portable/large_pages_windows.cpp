@@ -1,7 +1,7 @@
+#include <windows.h>
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <windows.h>
 
 #include "portable/large_pages.h"
 

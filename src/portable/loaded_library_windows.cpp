@@ -1,5 +1,5 @@
-#include <bit>
 #include <windows.h>
+#include <bit>
 
 #include "portable/loaded_library.h"
 

@@ -1,7 +1,7 @@
+#include <windows.h>
 #include <algorithm>
 #include <array>
 #include <bcrypt.h>
-#include <windows.h>
 
 #include "portable/sha256.h"
 

@@ -1,6 +1,6 @@
+#include <windows.h>
 #include <algorithm>
 #include <cerrno>
-#include <windows.h>
 
 #include "portable/windows_text.h"
 
