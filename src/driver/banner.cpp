@@ -1,10 +1,8 @@
 #include "driver/banner.h"
 
-#include <array>
-#include <unistd.h>
-
 #include "format/time.h"
 #include "portable/console.h"
+#include "portable/host.h"
 
 namespace kest {
 
@@ -40,9 +38,7 @@ void append_stamp(std::string& out, const argument_list& args) {
 }
 
 void append_host(std::string& out) {
-    std::array<char, 256> name{};
-    const bool known = ::gethostname(name.data(), name.size() - 1) == 0;
-    out.append("host: ").append(known ? name.data() : "<unk>");
+    out.append("host: ").append(uni::host_name().value_or("<unk>"));
 }
 
 // Between double quotes; an argument with a blank stands in single ones.

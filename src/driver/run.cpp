@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <csignal>
 #include <new>
 #include <optional>
-#include <unistd.h>
 #include <utility>
 
 #include "driver/banner.h"
@@ -16,6 +14,7 @@
 #include "format/time.h"
 #include "outputs/output_guard.h"
 #include "portable/console.h"
+#include "portable/ending_signals.h"
 #include "portable/file.h"
 #include "report/content_fields.h"
 #include "report/event_choice.h"
@@ -43,7 +42,7 @@ std::optional<bool> answer(const argument_list& args) {
     if (peek_flag("--version", args, 1)) text = std::string(version).append(1, '\n');
     if (text.empty()) return std::nullopt;
     uni::file out;
-    out.attach(STDOUT_FILENO);
+    out.attach(uni::standard_output);
     const bool written = out.append(text);
     return out.close() && written;
 }
@@ -51,7 +50,7 @@ std::optional<bool> answer(const argument_list& args) {
 void say_what_is_needed(const logfile_options& options, const std::string& header) {
     if (options.has_banner()) {
         uni::file out;
-        out.attach(STDOUT_FILENO);
+        out.attach(uni::standard_output);
         // The run has failed already.
         static_cast<void>(out.append(header + '\n'));
     }
@@ -230,10 +229,11 @@ void report_time(std::uint64_t start_ticks, bool profile, diagnostics& diags) {
 }
 
 bool run_guarded(argument_list args) {
-    const bool stdout_is_evidence = is_evidence(STDOUT_FILENO, args);
-    if (is_evidence(STDERR_FILENO, args)) {
+    const bool stdout_is_evidence = is_evidence(uni::standard_output, args);
+    if (is_evidence(uni::standard_error, args)) {
         // Not a word may go there; it is said on the other stream if that is free.
-        if (!stdout_is_evidence) static_cast<void>(uni::write_all(STDOUT_FILENO, writing_failed("standard error")));
+        if (!stdout_is_evidence)
+            static_cast<void>(uni::write_all(uni::standard_output, writing_failed("standard error")));
         return false;
     }
     if (asks_for_help(args)) {
@@ -270,9 +270,7 @@ void say_out_of_memory() {
 }
 
 int run(argument_list args) {
-    // A report that nobody reads to its end, or that grows beyond a limit, is a failed write like any other.
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    uni::ignore_failed_writes();
     if (args.empty()) return run_failed;
     try {
         return run_guarded(std::move(args)) ? 0 : run_failed;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <sys/time.h>
+#include <chrono>
 
 namespace cv {
 
@@ -222,10 +222,9 @@ void compile_time(std::string_view format, format_flags& flags) {
 }  // namespace
 
 std::uint64_t now() {
-    timeval time{};
-    gettimeofday(&time, nullptr);
-    return unix_epoch_ticks + static_cast<std::uint64_t>(time.tv_sec) * ticks_per_second +
-           static_cast<std::uint64_t>(time.tv_usec) * 10;
+    using microseconds = std::chrono::duration<std::uint64_t, std::micro>;
+    const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+    return unix_epoch_ticks + 10 * std::chrono::duration_cast<microseconds>(since_epoch).count();
 }
 
 double elapsed_seconds(std::uint64_t from, std::uint64_t to) {

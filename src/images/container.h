@@ -20,7 +20,7 @@ public:
         std::size_t bytes = 0;  // fewer than wanted: it cannot be read on
         bool sound = true;      // false: some are not what was once read from the disk
     };
-    virtual arrival read(std::uint64_t offset, std::span<char> buffer) = 0;
+    virtual arrival read(std::uint64_t offset, std::span<std::uint8_t> buffer) = 0;
 
     std::uint64_t size = 0;          // bytes
     std::vector<std::string> files;  // that it is made of

@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cstring>
 #include <string_view>
-#include <sys/stat.h>
 
 #include "format/error_words.h"
 #include "format/number.h"
@@ -55,12 +54,9 @@ std::optional<image_form> form_of(std::string_view head, std::string_view path) 
 }
 
 std::uint64_t stored_bytes(const std::vector<std::string>& files) {
-    constexpr std::uint64_t block = 512;
     std::uint64_t bytes = 0;
-    for (const std::string& path : files) {
-        struct stat about {};
-        if (::stat(path.c_str(), &about) == 0) bytes += static_cast<std::uint64_t>(about.st_blocks) * block;
-    }
+    for (const std::string& path : files)
+        bytes += uni::stored_bytes(path);
     return bytes;
 }
 

@@ -71,7 +71,7 @@ public:
 
     bool loaded() const { return m_ewf.whole; }
 
-    arrival read(std::uint64_t offset, std::span<char> buffer) override {
+    arrival read(std::uint64_t offset, std::span<std::uint8_t> buffer) override {
         const ssize_t got = m_ewf.read(m_handle, buffer.data(), buffer.size(), static_cast<off64_t>(offset), nullptr);
         const auto bytes = static_cast<std::size_t>(std::clamp<ssize_t>(got, 0, static_cast<ssize_t>(buffer.size())));
         update(m_acquiry);

@@ -1,16 +1,17 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <span>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 #include "images/container.h"
 #include "portable/byte_source.h"
+#include "portable/child_process.h"
 
 namespace kest {
 
@@ -20,8 +21,6 @@ namespace kest {
 // run.
 class image_process final : public uni::byte_source {
 public:
-    ~image_process() override;
-
     // A reader, or why there is none. Called while the run has no other thread.
     struct opened {
         std::shared_ptr<image_process> image;  // or null
@@ -41,22 +40,22 @@ public:
     // Why the process has ended though it should not have; empty while it answers.
     std::string failure() const;
 
-    enum class arrival { whole, ended, late };  // of an answer
-
-    pid_t process() const { return m_process; }
-    void set_patience(int milliseconds) { m_patience = milliseconds; }
+    int process() const { return m_process.number(); }
+    void set_patience(std::chrono::milliseconds patience) { m_patience = patience; }
 
 private:
+    using arrival = uni::process_link::arrival;
+
     image_process() = default;
     struct reply;
 
     bool start(const std::string& path, image_form form);
-    reply ask(std::uint64_t offset, std::uint32_t length, std::span<std::uint8_t> payload, int patience) const;
+    reply ask(std::uint64_t offset, std::uint32_t length, std::span<std::uint8_t> payload,
+              std::chrono::milliseconds patience) const;
     void give_up(arrival came) const;
 
-    int m_socket = -1;
-    mutable pid_t m_process = -1;
-    int m_patience = 60'000;  // milliseconds for one answer
+    mutable uni::child_process m_process;
+    std::chrono::milliseconds m_patience{60'000};  // for one answer
     std::uint64_t m_size = 0;
     std::vector<std::string> m_files;
     mutable std::mutex m_asking;

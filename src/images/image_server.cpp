@@ -5,30 +5,25 @@
 #include <cstring>
 #include <span>
 #include <string_view>
-#include <sys/socket.h>
 #include <vector>
 
 namespace kest {
 
 namespace {
 
-bool send_all(int socket, std::span<const char> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
-
-bool reply(int socket, std::uint32_t status, std::uint64_t size, std::span<const char> bytes) {
+bool reply(const uni::process_link& link, std::uint32_t status, std::uint64_t size,
+           std::span<const std::uint8_t> bytes) {
     bytes = bytes.first(std::min<std::size_t>(bytes.size(), image_protocol::longest));
     const auto length = static_cast<std::uint32_t>(bytes.size());
-    std::array<char, image_protocol::header_size> header{};
+    std::array<std::uint8_t, image_protocol::header_size> header{};
     std::memcpy(header.data(), &status, sizeof status);
     std::memcpy(header.data() + 4, &length, sizeof length);
     std::memcpy(header.data() + 8, &size, sizeof size);
-    return send_all(socket, header) && send_all(socket, bytes);
+    return link.send(header) && link.send(bytes);
+}
+
+std::vector<std::uint8_t> bytes_of(const std::string& text) {
+    return {text.begin(), text.end()};
 }
 
 std::string joined_paths(const container& image) {
@@ -40,17 +35,17 @@ std::string joined_paths(const container& image) {
 
 }  // namespace
 
-void serve_image(int socket, const std::string& path, image_form form) {
+void serve_image(const uni::process_link& link, const std::string& path, image_form form) {
     std::string error;
     const auto image = form == image_form::ewf ? open_ewf(path, error) : open_other(path, form, error);
     if (!image) {
-        reply(socket, image_protocol::failed, 0, error);
+        reply(link, image_protocol::failed, 0, bytes_of(error));
         return;
     }
-    if (!reply(socket, image_protocol::sound, image->size, joined_paths(*image))) return;
-    std::vector<char> buffer(image_protocol::longest);
-    for (std::array<char, image_protocol::request_size> request{};
-         ::recv(socket, request.data(), request.size(), MSG_WAITALL) == static_cast<ssize_t>(request.size());) {
+    if (!reply(link, image_protocol::sound, image->size, bytes_of(joined_paths(*image)))) return;
+    std::vector<std::uint8_t> buffer(image_protocol::longest);
+    for (std::array<std::uint8_t, image_protocol::request_size> request{};
+         link.receive(request) == uni::process_link::arrival::whole;) {
         std::uint64_t offset = 0;
         std::uint32_t length = 0;
         std::memcpy(&offset, request.data(), sizeof offset);
@@ -60,7 +55,7 @@ void serve_image(int socket, const std::string& path, image_form form) {
         const std::uint32_t status = got.bytes != wanted.size() ? image_protocol::failed
                                      : got.sound                ? image_protocol::sound
                                                                 : image_protocol::damaged;
-        if (!reply(socket, status, 0, wanted.first(got.bytes))) return;
+        if (!reply(link, status, 0, wanted.first(got.bytes))) return;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "images/container.h"
+#include "portable/child_process.h"
 
 namespace kest {
 
@@ -20,6 +21,6 @@ inline constexpr std::uint32_t longest = 1 << 20;  // bytes, of what follows a h
 }  // namespace image_protocol
 
 // Opens an image and answers requests until the socket is closed.
-void serve_image(int socket, const std::string& path, image_form form);
+void serve_image(const uni::process_link& link, const std::string& path, image_form form);
 
 }  // namespace kest

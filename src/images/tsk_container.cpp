@@ -24,8 +24,9 @@ public:
             files.emplace_back(image->images[index]);
     }
 
-    arrival read(std::uint64_t offset, std::span<char> buffer) override {
-        const ssize_t got = m_tsk.read(m_image, static_cast<TSK_OFF_T>(offset), buffer.data(), buffer.size());
+    arrival read(std::uint64_t offset, std::span<std::uint8_t> buffer) override {
+        const ssize_t got =
+            m_tsk.read(m_image, static_cast<TSK_OFF_T>(offset), reinterpret_cast<char*>(buffer.data()), buffer.size());
         return {static_cast<std::size_t>(std::clamp<ssize_t>(got, 0, static_cast<ssize_t>(buffer.size())))};
     }
 

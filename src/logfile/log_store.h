@@ -14,6 +14,7 @@
 #include "portable/byte_view.h"
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
+#include "portable/prefetch.h"
 
 namespace kest {
 
@@ -100,8 +101,8 @@ inline void prefetch_record(const log_store& log, std::size_t position) {
     constexpr std::size_t distance = 16;
     if (position + distance >= log.entries.size()) return;
     const std::uint8_t* const bytes = log.entries[position + distance].bytes.bytes().data();
-    __builtin_prefetch(bytes + record_layout::client_begin);
-    __builtin_prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
+    uni::prefetch(bytes + record_layout::client_begin);
+    uni::prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
 }
 
 // Strings each chain together from the backward links of its records. Run once a scan.

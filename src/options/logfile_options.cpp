@@ -144,9 +144,13 @@ void refuse_database(option_parse& parse, const std::string&) {
 // Says whether two outputs would be one file, be it there or not. Devices can be shared.
 bool is_one_file(const std::string& one, const std::string& other) {
     if (uni::identify(one)) return uni::is_regular_file(one) && uni::identify(one) == uni::identify(other);
-    const auto name_at = [](const std::string& path) { return path.rfind('/') + 1; };  // no folder: npos + 1 is 0
-    const auto folder = [&](const std::string& path) { return uni::identify(path.substr(0, name_at(path)) + '.'); };
-    return one.substr(name_at(one)) == other.substr(name_at(other)) && folder(one) && folder(one) == folder(other);
+    const std::size_t name = uni::last_name(one), other_name = uni::last_name(other);
+    const auto folder = [](const std::string& path, std::size_t length) {
+        return uni::identify(path.substr(0, length) + '.');
+    };
+    const auto shared = folder(one, name);
+    return uni::is_same_name(one.substr(name), other.substr(other_name)) && shared &&
+           shared == folder(other, other_name);
 }
 
 // Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.

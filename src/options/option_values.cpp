@@ -1,9 +1,9 @@
 #include "options/option_values.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "format/time.h"
+#include "portable/host.h"
 
 namespace kest {
 
@@ -90,9 +90,9 @@ std::string expand_environment(std::string_view text) {
         const std::size_t close = open == text.npos ? text.npos : text.find('%', open + 1);
         if (close == text.npos) break;
         const std::string name(text.substr(open + 1, close - open - 1));
-        const char* const value = std::getenv(name.c_str());
-        if (value != nullptr) {
-            expanded.append(text.substr(0, open)).append(value);
+        const auto value = uni::environment_value(name);
+        if (value) {
+            expanded.append(text.substr(0, open)).append(*value);
         } else {
             expanded.append(text.substr(0, close + 1));
         }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <sys/stat.h>
 
 #include "format/ascii_text.h"
 #include "format/time.h"
@@ -28,25 +27,18 @@ bool matches(const std::string& path, const std::string& lower_path, const path_
     if (!filter.path.empty() && lower_path.starts_with(filter.path)) return true;
     if (!filter.pattern.empty()) {
         std::string_view subject = lower_path;
-        if (filter.pattern.find('/') == filter.pattern.npos) subject.remove_prefix(subject.rfind('/') + 1);
+        if (std::ranges::none_of(filter.pattern, uni::is_separator)) subject.remove_prefix(uni::last_name(subject));
         if (uni::matches_pattern(subject, std::string_view(filter.pattern))) return true;
     }
     return !filter.signature.empty() && holds_signature(path, filter);
 }
 
-// Modulo 2^64, so that a time before 1970 comes out right too.
-std::uint64_t ticks_of(const timespec& time) {
-    return static_cast<std::uint64_t>(time.tv_sec) * cv::ticks_per_second +
-           static_cast<std::uint64_t>(time.tv_nsec) / 100 + cv::unix_epoch_ticks;
-}
-
 // A file is in the window if some time between the earliest and the latest that its volume has of it is.
 bool in_time_window(const file_choice& choice, const std::string& path) {
     if (!choice.start && !choice.stop) return true;
-    struct stat about {};
-    if (::stat(std::string(uni::trimmed_path(path)).c_str(), &about) != 0) return false;
-    const auto [earliest, latest] =
-        std::minmax({ticks_of(about.st_mtim), ticks_of(about.st_atim), ticks_of(about.st_ctim)});
+    const auto dates = uni::dates_of(path);
+    if (!dates) return false;
+    const auto [earliest, latest] = std::minmax({dates->modified, dates->accessed, dates->changed});
     return (!choice.start || latest >= *choice.start) && (!choice.stop || earliest <= *choice.stop);
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "portable/byte_view.h"
+#include "portable/new_files.h"
 
 namespace kest {
 
@@ -15,9 +17,6 @@ public:
     static constexpr std::uint32_t most_files = 65536;
 
     explicit content_folder(std::string path) : m_path(std::move(path)) {}
-    ~content_folder();
-    content_folder(const content_folder&) = delete;
-    content_folder& operator=(const content_folder&) = delete;
 
     // `name` is none of the evidence's. False if the file is left out, or could not be written: then all later ones
     // are.
@@ -27,11 +26,8 @@ public:
     const std::string& failed() const { return m_failed; }  // path of what could not be written; empty: none
 
 private:
-    bool open();
-    bool write(const std::string& name, uni::byte_view bytes) const;
-
     const std::string m_path;
-    int m_folder = -1;
+    std::optional<uni::new_files> m_folder;
     std::uint64_t m_bytes = 0;
     std::uint32_t m_files = 0;
     bool m_limit_hit = false;

@@ -4,10 +4,8 @@
 #include <array>
 #include <iterator>
 #include <span>
-#include <unistd.h>
 
 #include "format/ascii_text.h"
-#include "format/number.h"
 #include "inputs/input_kind.h"
 
 namespace kest {
@@ -35,7 +33,6 @@ bool begins_like_evidence(const uni::file& file, bool any_evidence) {
     return any_evidence && std::ranges::none_of(report_beginnings, begins) && may_be_evidence(file);
 }
 
-// Opened for reading only, and anew where it is open already: a stream need not be readable.
 bool begins_like_evidence(const std::string& path, bool any_evidence) {
     uni::file file;
     return file.open(path, uni::open_mode::read) && begins_like_evidence(file, any_evidence);
@@ -63,13 +60,12 @@ bool is_evidence(int descriptor, std::span<const std::string> args) {
     for (auto at = first; at != args.end(); ++at) {
         if (at != first && !is_one_of(*std::prev(at), output_options) && uni::identify(*at) == file) return true;
     }
-    std::string path = "/dev/fd/";
-    append_decimal(path, descriptor);
-    return begins_like_evidence(path, false);
+    uni::file again;  // a stream need not be readable
+    return again.open_again(descriptor) && begins_like_evidence(again, false);
 }
 
 bool output_file::close() {
-    if (!created.empty() && uni::identify(created) == file.identity()) ::unlink(created.c_str());
+    if (!created.empty() && uni::identify(created) == file.identity()) uni::remove_name(created);
     created.clear();
     return file.close();
 }

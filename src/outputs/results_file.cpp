@@ -1,10 +1,9 @@
 #include "outputs/results_file.h"
 
-#include <cstdio>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
+#include "portable/ending_signals.h"
 #include "portable/unfinished_file.h"
 
 namespace kest {
@@ -49,7 +48,7 @@ results_file::creation results_file::create_beside(const guard_rules& rules) {
         output_file leftover;
         if (found == name_kind::other) return creation::impossible;
         if (!open_output(leftover, path, rules) || !is_ours(leftover.file)) return creation::in_use;
-        ::unlink(path.c_str());
+        uni::remove_name(path);
     }
     if (!m_beside.open(path, uni::open_mode::create_new)) {
         return uni::kind_of_name(path) == name_kind::nothing ? creation::impossible : creation::in_use;
@@ -65,7 +64,7 @@ results_file::creation results_file::create_beside(const guard_rules& rules) {
 
 bool results_file::open() {
     if (m_path.empty()) {
-        m_named.file.attach(STDOUT_FILENO);
+        m_named.file.attach(uni::standard_output);
         return true;
     }
     if (m_beside.is_open()) return name_unchanged();
@@ -91,7 +90,7 @@ bool results_file::name_unchanged() const {
 bool results_file::take_name() {
     if (uni::identify(m_beside_path) != m_beside.identity()) return false;
     const uni::signals_held held;
-    if (std::rename(m_beside_path.c_str(), m_name.c_str()) != 0) return m_named.file.is_open() && copy_to_named();
+    if (!uni::replace_name(m_beside_path, m_name)) return m_named.file.is_open() && copy_to_named();
     uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
     return true;
@@ -112,7 +111,7 @@ bool results_file::copy_to_named() {
 
 void results_file::drop() {
     const uni::signals_held held;
-    if (!m_beside_path.empty()) ::unlink(m_beside_path.c_str());
+    if (!m_beside_path.empty()) uni::remove_name(m_beside_path);
     uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
     m_beside.close();

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include "outputs/diagnostics.h"
 #include "outputs/results_file.h"
 
@@ -16,8 +14,9 @@ struct run_outputs {
     // Says whether the run is writing the file of this path.
     bool hold(const std::string& path) const {
         const auto file = uni::identify(path);
-        return file && (uni::stored_file(STDOUT_FILENO) == file || uni::stored_file(STDERR_FILENO) == file ||
-                        diags.is(*file) || results.is(*file) || page.is(*file));
+        return file &&
+               (uni::stored_file(uni::standard_output) == file || uni::stored_file(uni::standard_error) == file ||
+                diags.is(*file) || results.is(*file) || page.is(*file));
     }
 };
 

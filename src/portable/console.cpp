@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <mutex>
-#include <unistd.h>
 
 #include "portable/file.h"
 
@@ -22,7 +21,7 @@ std::chrono::steady_clock::time_point last_write;
 void write_held() {
     if (held.empty()) return;
     // There is nobody left to report a failure to.
-    static_cast<void>(write_all(STDERR_FILENO, held));
+    static_cast<void>(write_all(standard_error, held));
     held.clear();
 }
 
@@ -43,15 +42,15 @@ void console_write(std::string_view text) {
     const std::lock_guard lock(console_mutex);
     write_held();
     // Not by way of `held`: what is to be reported may be that memory has run out.
-    static_cast<void>(write_all(STDERR_FILENO, text));
+    static_cast<void>(write_all(standard_error, text));
 }
 
 bool console_is_terminal() {
-    return ::isatty(STDERR_FILENO) != 0;
+    return is_terminal(standard_error);
 }
 
 bool output_is_terminal() {
-    return ::isatty(STDOUT_FILENO) != 0;
+    return is_terminal(standard_output);
 }
 
 void status_line(std::size_t width, std::string_view text) {

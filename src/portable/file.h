@@ -13,6 +13,14 @@
 
 namespace uni {
 
+// Descriptors of the standard streams.
+inline constexpr int standard_input = 0;
+inline constexpr int standard_output = 1;
+inline constexpr int standard_error = 2;
+
+// Whether somebody may be reading along.
+bool is_terminal(int descriptor);
+
 // Writes all of `bytes` where `descriptor` stands: short and interrupted writes are continued, and a descriptor that
 // cannot take more just now is waited for. False if not all could be written.
 [[nodiscard]] bool write_all(int descriptor, std::string_view bytes);
@@ -44,7 +52,9 @@ public:
 
     // Trailing "/" and "\" are cut from the path. False for an empty path and for what cannot be opened.
     [[nodiscard]] bool open(std::string_view path, open_mode mode);
-    // Takes over an open descriptor, to write to it where it stands; it is not closed with the object.
+    // Opens what is open under a descriptor of a standard stream once more, to read it.
+    [[nodiscard]] bool open_again(int descriptor);
+    // Takes over a standard stream, to write to it where it stands; it is not closed with the object.
     void attach(int descriptor);
     bool is_open() const { return m_fd != -1; }
     // Why the last `open` failed, as `errno` has it: EISDIR for a folder, ESPIPE for a FIFO or a socket. 0 if it did
@@ -84,12 +94,14 @@ private:
     int m_open_error = 0;
 };
 
-// Opens to read without a trace in the access time, which only the owner may ask for; as usual where that is refused.
-// The descriptor, or -1.
-int open_untouched(const char* path, int flags);
-
 // Trailing "/" and "\" cut, as opening does.
 std::string_view trimmed_path(std::string_view path);
+// What separates the names in a path here.
+bool is_separator(char character);
+// Whether two names in one folder are one.
+bool is_same_name(std::string_view one, std::string_view other);
+// Where the last name of a path begins, in bytes.
+std::size_t last_name(std::string_view path);
 
 // Nothing if there is no such file. The path is trimmed.
 std::optional<file_identity> identify(std::string_view path);
@@ -98,6 +110,19 @@ bool is_regular_file(const std::string& path);
 // What stands under a name itself, wherever it may lead.
 enum class name_kind { nothing, regular_file, other };
 name_kind kind_of_name(const std::string& path);
+// Bytes that a file takes on its volume, without its holes; 0 if there is no such file.
+std::uint64_t stored_bytes(const std::string& path);
+// Ticks of 100 ns since 1601.
+struct file_dates {
+    std::uint64_t modified;
+    std::uint64_t accessed;
+    std::uint64_t changed;
+};
+// Nothing if there is no such file. The path is trimmed.
+std::optional<file_dates> dates_of(std::string_view path);
+// Takes a name away; or gives a file another one, whatever stands there. False if that cannot be.
+bool remove_name(const std::string& path);
+[[nodiscard]] bool replace_name(const std::string& from, const std::string& to);
 // What is open under a descriptor, if that keeps what is written to it: a regular file or a block device.
 std::optional<file_identity> stored_file(int descriptor);
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <bit>
-#include <dlfcn.h>
 
 namespace uni {
 
@@ -9,17 +8,20 @@ namespace uni {
 // again. It stays for the rest of the process.
 class loaded_library {
 public:
-    explicit loaded_library(const char* name) : m_handle(::dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}
+    explicit loaded_library(const char* name);
 
     template <class function>
     void find(function& call, const char* name) {
-        if (m_handle != nullptr) call = std::bit_cast<function>(::dlsym(m_handle, name));
+        call = std::bit_cast<function>(address_of(name));
         m_whole = m_whole && call != nullptr;
     }
     // Whether all that was looked for is there.
     bool whole() const { return m_whole; }
 
 private:
+    // Null: it is not there.
+    void* address_of(const char* name) const;
+
     void* m_handle;
     bool m_whole = true;
 };

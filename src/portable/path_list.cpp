@@ -2,57 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <dirent.h>
-#include <fcntl.h>
-#include <memory>
-#include <new>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 #include "portable/file.h"
+#include "portable/folder_listing.h"
 #include "portable/unfinished_file.h"
 
 namespace cvportdir {
-
-namespace {
-
-struct directory_closer {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using open_directory = std::unique_ptr<DIR, directory_closer>;
-
-open_directory open_listing(const std::string& path) {
-    const int descriptor = uni::open_untouched(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor == -1) return nullptr;
-    open_directory listing(::fdopendir(descriptor));
-    if (listing == nullptr) {
-        const bool out_of_memory = errno == ENOMEM;
-        ::close(descriptor);
-        if (out_of_memory) throw std::bad_alloc();
-    }
-    return listing;
-}
-
-enum class entry_kind { file, directory, other };
-
-// Of what stands at the path itself, or of what a link leads to.
-entry_kind kind_at(const std::string& path, bool follow) {
-    struct stat about {};
-    if ((follow ? ::stat(path.c_str(), &about) : ::lstat(path.c_str(), &about)) != 0) return entry_kind::other;
-    if (S_ISDIR(about.st_mode)) return entry_kind::directory;
-    if (S_ISREG(about.st_mode)) return entry_kind::file;
-    return S_ISLNK(about.st_mode) && kind_at(path, true) == entry_kind::file ? entry_kind::file : entry_kind::other;
-}
-
-entry_kind kind_of(unsigned char type, const std::string& path) {
-    if (type == DT_DIR) return entry_kind::directory;
-    if (type == DT_REG) return entry_kind::file;
-    return type == DT_LNK || type == DT_UNKNOWN ? kind_at(path, false) : entry_kind::other;
-}
-
-}  // namespace
 
 bool folder_walk::start(const std::string& root, std::uint32_t max_depth, path_test wanted) {
     m_max_depth = max_depth;
@@ -60,7 +17,7 @@ bool folder_walk::start(const std::string& root, std::uint32_t max_depth, path_t
     m_directories.clear();
     m_files.clear();
     errno = ENOTDIR;
-    m_open_error = kind_at(root, true) == entry_kind::directory ? 0 : errno;
+    m_open_error = uni::kind_at(root) == uni::entry_kind::directory ? 0 : errno;
     if (m_open_error != 0) return false;
     m_directories.push_back({root, 0});
     return true;
@@ -80,30 +37,23 @@ bool folder_walk::read_line(std::string& out) {
 
 // One that cannot be listed is passed over.
 void folder_walk::list(const directory& where) {
-    const open_directory listing = open_listing(where.path);
-    const std::string prefix = where.path.ends_with('/') ? where.path : where.path + '/';
-    for (;;) {
-        errno = 0;
-        const dirent* const entry = listing != nullptr ? ::readdir(listing.get()) : nullptr;
-        if (entry == nullptr) {
-            if (listing == nullptr || errno != 0) ++m_unreadable;
-            return;
-        }
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == ".." || uni::is_unfinished_name(name)) continue;
-        std::string path = prefix;
-        path += name;
-        const entry_kind kind = kind_of(entry->d_type, path);
-        if (kind == entry_kind::directory) {
+    uni::folder_listing listing(where.path);
+    const bool separated = !where.path.empty() && uni::is_separator(where.path.back());
+    const std::string prefix = separated ? where.path : where.path + '/';
+    for (uni::folder_listing::entry found; listing.next(found);) {
+        if (uni::is_unfinished_name(found.name)) continue;
+        std::string path = prefix + found.name;
+        if (found.kind == uni::entry_kind::directory) {
             if (where.depth < m_max_depth) {
                 m_directories.push_back({std::move(path), where.depth + 1});
             } else {
                 ++m_too_deep;
             }
-        } else if (kind == entry_kind::file && (!m_wanted || m_wanted(path))) {
+        } else if (found.kind == uni::entry_kind::file && (!m_wanted || m_wanted(path))) {
             m_files.push_back(std::move(path));
         }
     }
+    if (listing.failed()) ++m_unreadable;
 }
 
 namespace {
@@ -135,10 +85,10 @@ bool stdin_stream_ex::read_line(std::string& out) {
 // False at the end of the input.
 bool stdin_stream_ex::read_block() {
     m_block.resize(input_block);
-    const std::int64_t arrived = uni::read_some(STDIN_FILENO, m_block);
+    const std::int64_t arrived = uni::read_some(uni::standard_input, m_block);
     m_failed = arrived < 0 && errno != EBADF;
     if (arrived <= 0) return false;
-    m_unread = std::string_view(m_block.data(), static_cast<std::size_t>(arrived));
+    m_unread = m_text.decode({m_block.data(), static_cast<std::size_t>(arrived)});
     return true;
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "portable/piped_text.h"
+
 namespace cvportdir {
 
 // The list of files of a multi-file run, as the regular files of a directory tree, and links to such files. Reports
@@ -70,6 +72,7 @@ private:
     bool read_block();
 
     std::vector<char> m_block;
+    uni::piped_text m_text;
     std::string_view m_unread{};  // what is left of it
     bool m_failed = false;
 };

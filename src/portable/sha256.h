@@ -7,7 +7,7 @@
 
 namespace uni {
 
-// The SHA-256 of bytes that come in pieces, by libcrypto.
+// The SHA-256 of bytes that come in pieces, by libcrypto or what the system has in its place.
 class sha256 {
 public:
     // Whether the program was built with that, and it is there. If not, every digest is empty.
@@ -23,6 +23,8 @@ public:
     std::string digest();
 
 private:
+    static std::string hexadecimal(std::span<const std::uint8_t> bytes);
+
     struct state;
     std::unique_ptr<state> m_state;
 };

@@ -6,6 +6,7 @@
 #include "format/safe_text.h"
 #include "format/time.h"
 #include "journal/usn_record.h"
+#include "portable/file.h"
 #include "report/event_words.h"
 
 namespace kest {
@@ -105,10 +106,11 @@ constexpr field<line> fields[] = {
 
 // The folder that a path leads to its file by; "." for a bare name.
 std::string folder_of(std::string_view path) {
-    const std::size_t slash = path.find_last_of('/');
-    if (slash == path.npos) return ".";
-    const std::size_t end = path.find_last_not_of('/', slash);
-    return std::string(end == path.npos ? "/" : path.substr(0, end + 1));
+    const std::string_view folder = path.substr(0, uni::last_name(path));
+    if (folder.empty()) return ".";
+    const auto last = std::find_if_not(folder.rbegin(), folder.rend(), uni::is_separator);
+    const auto length = static_cast<std::size_t>(folder.rend() - last);
+    return std::string(folder.substr(0, std::max<std::size_t>(length, 1)));
 }
 
 }  // namespace

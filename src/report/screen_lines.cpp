@@ -1,9 +1,9 @@
 #include "report/screen_lines.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "format/safe_text.h"
+#include "portable/host.h"
 #include "report/event_words.h"
 
 namespace kest {
@@ -12,14 +12,8 @@ namespace {
 
 constexpr std::size_t clock_width = 10, event_width = 18, state_width = 6;  // bytes
 
-bool is_set(const char* variable) {
-    const char* const value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
-}
-
 bool wants_colours() {
-    const char* const terminal = std::getenv("TERM");
-    return !is_set("NO_COLOR") && (terminal == nullptr || std::string_view(terminal) != "dumb");
+    return uni::environment_value("NO_COLOR").value_or("").empty() && uni::environment_value("TERM") != "dumb";
 }
 
 constexpr std::string_view green = "\x1b[32m", red = "\x1b[31m", yellow = "\x1b[33m", cyan = "\x1b[36m",

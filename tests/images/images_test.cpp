@@ -215,7 +215,7 @@ TEST(image_process, is_given_up_where_it_does_not_answer) {
         EXPECT_EQ(opened.image->files(), std::vector<std::string>{path});
         EXPECT_EQ(opened.image->read_at(room, 1'000'000).bytes, 2'000'000u);
         EXPECT_EQ(room.front(), 'x');
-        opened.image->set_patience(50);
+        opened.image->set_patience(std::chrono::milliseconds(50));
         ::kill(opened.image->process(), signal);
         EXPECT_TRUE(opened.image->read_at(room, 0).failed);
         EXPECT_TRUE(opened.image->read_at(room, 0).failed);

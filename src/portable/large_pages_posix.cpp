@@ -1,10 +1,10 @@
-#include "portable/large_pages.h"
-
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include "portable/large_pages.h"
 
 namespace uni {
 
