@@ -153,7 +153,7 @@ bool is_one_file(const std::string& one, const std::string& other) {
 }
 
 // Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
-template <auto output>
+template <auto output, bool replaces = true>
 void set_results_file(option_parse& parse, const std::string& value) {
     results_file& results = parse.outputs.*output;
     std::string path = expand_environment(value);
@@ -161,7 +161,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
     const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
     const bool of_diagnostics =
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
-    if (!of_diagnostics && results.prove(path, {parse.args, parse.options.extended})) return;
+    const guard_rules rules = {parse.args, parse.options.extended};
+    if (!of_diagnostics && (replaces ? results.prove(path, rules) : results.prove_new(path, rules))) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
     const int error = name.empty() ? ENOENT : results.open_error();
     refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
@@ -254,6 +255,11 @@ void set_report(option_parse& parse, const std::string&) {
 void set_page(option_parse& parse, const std::string& value) {
     set_results_file<&run_outputs::page>(parse, value);
     set_report<report_kind::events>(parse, value);
+}
+
+// What there is in the database follows from the other options.
+void set_database(option_parse& parse, const std::string& value) {
+    set_results_file<&run_outputs::database, false>(parse, value);
 }
 
 void set_content_folder(option_parse& parse, const std::string& value) {
@@ -438,6 +444,10 @@ constexpr option_row option_rows[] = {
      set_of::report, true},
     {"-page", report, value, "<file>",
      "the events as a page for a browser, beside the report of -out or in place of it", set_page, set_of::none, true},
+    {"-db", report, value, "<file>",
+     "the events as a new SQLite database, beside the report of -out or in place of it; with -undo, -cut or "
+     "-showall_inodes the rows",
+     set_database, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
     {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
      set_report<r::volumes>, set_of::report, true},
@@ -526,9 +536,19 @@ bool writes_one_line_a_row(output_shape shape) {
            shape == output_shape::bodyfile;
 }
 
+// A database is of events unless something is asked for that only rows have.
+void settle_database(option_parse& parse) {
+    logfile_options& options = parse.options;
+    options.writes_database = !parse.outputs.database.path().empty();
+    if (!options.writes_database || !parse.given_of(option_set::report).empty()) return;
+    const bool of_rows = options.show_undo || options.keeps_pages || options.showall_inodes;
+    if (!of_rows) set_report<report_kind::events>(parse, {});
+}
+
 // What follows from several options.
 void settle(option_parse& parse, bool no_whitespace) {
     logfile_options& options = parse.options;
+    settle_database(parse);
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
@@ -540,8 +560,9 @@ void settle(option_parse& parse, bool no_whitespace) {
     }
     options.every_record = options.extended;
     options.writes_page = !parse.outputs.page.path().empty();
-    options.writes_report = !options.writes_page || !parse.outputs.results.path().empty();
-    options.counts_pages = options.report == report_kind::coverage || options.writes_page;
+    const bool has_further = options.writes_page || options.writes_database;
+    options.writes_report = !has_further || !parse.outputs.results.path().empty();
+    options.counts_pages = options.report == report_kind::coverage || has_further;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
@@ -553,7 +574,8 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.extended = std::ranges::any_of(
         option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
-    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1)) options.command_line = args;
+    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1) || peek_flag("-db", args, 1))
+        options.command_line = args;
     option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);

@@ -43,8 +43,9 @@ struct logfile_options : text_style, row_style, input_settings {
     bool show_undo = false;        // a column of its own for what each record would put back
     bool show_provenance = false;  // what a report was made of, before it
     bool writes_page = false;      // of the events, for a browser
-    bool writes_report = true;     // no page stands in its place
-    argument_list command_line;    // as it was given; set where the output shows it
+    bool writes_database = false;
+    bool writes_report = true;   // no page or database stands in its place
+    argument_list command_line;  // as it was given; set where the output shows it
 
     std::string content_folder;              // where contents go
     std::string image_path;                  // the sources are streams of a volume in this image; empty: none
@@ -67,6 +68,7 @@ struct logfile_options : text_style, row_style, input_settings {
     bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
     // Whether the report is lines for records, for what they prove, or for volumes.
     bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
+    bool rows_to_database() const { return writes_database && report == report_kind::rows; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
     bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
     // Events need no log where there is a journal file. A list of logs has none.

@@ -1,6 +1,8 @@
 #include "outputs/results_file.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -25,6 +27,18 @@ bool results_file::prove(std::string path, const guard_rules& rules) {
         if (created == creation::in_use) return false;
         if (created == creation::impossible && found == name_kind::nothing && !open_named(rules)) return false;
     }
+    m_path = std::move(path);
+    return true;
+}
+
+bool results_file::prove_new(std::string path, const guard_rules& rules) {
+    drop();
+    m_path.clear();
+    m_name = uni::trimmed_path(path);
+    m_is_new = true;
+    if (m_name.empty()) return false;
+    if (uni::kind_of_name(m_name) != name_kind::nothing) m_error = EEXIST;
+    if (m_error != 0 || create_beside(rules) != creation::done) return false;
     m_path = std::move(path);
     return true;
 }
@@ -91,10 +105,20 @@ bool results_file::name_unchanged() const {
 bool results_file::take_name() {
     if (uni::identify(m_beside_path) != m_beside.identity()) return false;
     const uni::signals_held held;
-    if (std::rename(m_beside_path.c_str(), m_name.c_str()) != 0) return m_named.file.is_open() && copy_to_named();
+    if (m_is_new) {
+        if (!name_new_file()) return false;
+    } else if (std::rename(m_beside_path.c_str(), m_name.c_str()) != 0) {
+        return m_named.file.is_open() && copy_to_named();
+    }
     uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
     return true;
+}
+
+// Some file systems cannot do so without replacing: there the look at the name just before has to do.
+bool results_file::name_new_file() const {
+    if (::renameat2(AT_FDCWD, m_beside_path.c_str(), AT_FDCWD, m_name.c_str(), RENAME_NOREPLACE) == 0) return true;
+    return errno == EINVAL && std::rename(m_beside_path.c_str(), m_name.c_str()) == 0;
 }
 
 // There are files that can be written but not replaced: others' in a folder like /tmp, and those mounted by themselves.

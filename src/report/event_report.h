@@ -16,7 +16,7 @@ struct log_source {
     const logfile_options& options;  // of this log, and of what comes with it
     std::string_view log_path;
     const provenance& made_of;
-    const log_coverage& coverage;  // empty where there is no log
+    const log_coverage* coverage;  // null where there is no log
 };
 
 // A report of its own form beside the usual one, or in place of it: of the events of one log after another.
@@ -30,6 +30,8 @@ public:
     // Begins the next log; what it is given need not outlive the call, but for the options.
     virtual void begin_log(const log_source& source) = 0;
     virtual void write(const event& shown) = 0;
+    // Whether it is given runs of clusters, too.
+    virtual bool takes_clusters() const { return false; }
     // Where rows go in a run on rows; null: it takes none.
     virtual field_sink* row_sink() { return nullptr; }
     // After the last log. `limits` says what guards have left out. False if the report is not whole.

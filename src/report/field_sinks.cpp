@@ -10,7 +10,7 @@ namespace kest {
 std::vector<row_column> columns_of(std::span<const field_title> titles, bool marks_separators) {
     std::vector<row_column> columns;
     for (const field_title& title : titles)
-        columns.push_back({std::string(title.name), title.width, title.words_only,
+        columns.push_back({std::string(title.name), title.width, title.words_only(),
                            marks_separators || title.presence == field_presence::undo});
     return columns;
 }

@@ -26,7 +26,7 @@ page_report::page_report(uni::file& target)
 void page_report::begin_log(const log_source& source) {
     uni::fileio_output objects;
     write_provenance_object(source.made_of, objects);
-    if (source.options.have_log) write_coverage_object(source.coverage, objects);
+    if (source.coverage != nullptr) write_coverage_object(*source.coverage, objects);
     begin_page_data(m_page, page_part::log);
     write_page_json(m_page, objects.pending());
     end_page_data(m_page);

@@ -1,5 +1,8 @@
 #include "report/report.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "events/derive_events.h"
 #include "events/system_areas.h"
 #include "report/content_fields.h"
@@ -29,6 +32,10 @@ event_topic topic_of(event_kind kind) {
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
                        std::vector<event_report*> further)
     : m_options(options), m_diags(diags), m_sink(report_sink), m_further(std::move(further)) {
+    if (options.rows_to_database()) {
+        m_row_fields.assign(row_fields().begin(), row_fields().end());
+        m_notation = details_notation::json;
+    }
     if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
@@ -93,13 +100,13 @@ void log_report::write(evidence& stores, std::string_view current_file) {
 }
 
 void log_report::survey(evidence& stores) {
-    if (!m_further.empty()) m_coverage = gather_coverage(stores, m_options, m_options.log.path);
+    if (!m_further.empty() && m_options.have_log) m_coverage = gather_coverage(stores, m_options, m_options.log.path);
 }
 
 void log_report::begin_further(evidence& stores, std::string_view log_path, const provenance& made_of) {
-    if (!m_coverage) m_coverage = gather_coverage(stores, m_options, log_path);
+    if (!m_coverage && m_options.have_log) m_coverage = gather_coverage(stores, m_options, log_path);
     for (event_report* const further : m_further)
-        further->begin_log({m_options, log_path, made_of, *m_coverage});
+        further->begin_log({m_options, log_path, made_of, m_coverage ? &*m_coverage : nullptr});
     m_coverage.reset();
 }
 
@@ -125,14 +132,18 @@ void log_report::report_statistics(const evidence& stores, std::string_view curr
 }
 
 void log_report::report_entries(evidence& stores, std::string_view log_path) {
+    field_sink* out = m_lines.get();
+    for (event_report* const further : m_further) {
+        if (field_sink* const rows = further->row_sink()) out = rows;
+    }
     const walk_settings settings = {.style = m_options,
                                     .notation = m_notation,
                                     .guesses_allowed = m_options.guesses_allowed,
                                     .mft_records = m_options.showall_inodes,
                                     .undo = shows_undo(m_row_fields),
                                     .show_progress = m_options.show_progress};
-    if (m_lines) {
-        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, m_notation, *m_lines);
+    if (out != nullptr) {
+        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, m_notation, *out);
         walk_transactions(stores, settings, m_diags, rows);
     } else {
         step_sink nothing;  // the walk has progress and diagnostics to show all the same
@@ -149,25 +160,28 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
     if (!m_lines && m_further.empty() && !m_contents) return;
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
-    const event_topic topic = topic_of(m_options.report);
+    const event_topic own = topic_of(m_options.report);
+    const bool any_clusters = std::ranges::any_of(m_further, &event_report::takes_clusters);
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
-         .topic = topic,
+         .topic = any_clusters ? event_topic::events_and_clusters : own,
          .omitted = stores.inodes.omitted},
-        [this, &lines, topic](const event& shown) {
-            if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
+        [this, &lines, own, any_clusters](const event& shown) {
+            const bool is_own = topic_of(shown.kind) == own;  // otherwise of the journal file, or for further reports
+            if (!is_own && !any_clusters) return;
             if (!m_options.system_events && is_in_system_area(shown)) {
-                ++m_left_out;
+                if (is_own) ++m_left_out;
                 return;
             }
             if (m_contents && !put_content(shown)) return;
-            if (lines) lines->write(shown);
-            for (event_report* const further : m_further)
-                further->write(shown);
+            if (lines && is_own) lines->write(shown);
+            for (event_report* const further : m_further) {
+                if (is_own || further->takes_clusters()) further->write(shown);
+            }
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);

@@ -1,0 +1,170 @@
+#include "portable/database.h"
+
+#ifdef KEST_SQLITE
+
+#include <new>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include "portable/file.h"
+#include "portable/loaded_library.h"
+#include "portable/unfinished_file.h"
+
+namespace uni {
+
+namespace {
+
+constexpr int first_with_json_operators = 3'038'000;
+
+struct sqlite_calls {
+    decltype(&sqlite3_libversion_number) version = nullptr;
+    decltype(&sqlite3_vfs_find) vfs_find = nullptr;
+    decltype(&sqlite3_vfs_register) vfs_register = nullptr;
+    decltype(&sqlite3_open_v2) open = nullptr;
+    decltype(&sqlite3_close) close = nullptr;
+    decltype(&sqlite3_exec) execute = nullptr;
+    decltype(&sqlite3_prepare_v2) prepare = nullptr;
+    decltype(&sqlite3_bind_text64) bind_text = nullptr;
+    decltype(&sqlite3_bind_int64) bind_number = nullptr;
+    decltype(&sqlite3_step) step = nullptr;
+    decltype(&sqlite3_reset) reset = nullptr;
+    decltype(&sqlite3_clear_bindings) clear = nullptr;
+    decltype(&sqlite3_finalize) finalize = nullptr;
+    bool whole = false;
+};
+
+// How the library reaches files: as it does by itself and without locks, as the file is nobody else's. Only the files
+// that it sorts in have a name of ours; the library deletes each as soon as it is open.
+constexpr const char* files_without_locks = "unix-none";
+sqlite3_vfs* own_files = nullptr;
+sqlite3_vfs files{};
+std::string sorting_path;
+
+int open_file(sqlite3_vfs*, sqlite3_filename path, sqlite3_file* opened, int flags, int* got) {
+    return own_files->xOpen(own_files, path != nullptr ? path : sorting_path.c_str(), opened, flags, got);
+}
+
+bool register_files(const sqlite_calls& sqlite) {
+    own_files = sqlite.vfs_find(files_without_locks);
+    if (own_files == nullptr) return false;
+    files = *own_files;
+    files.zName = "kest";
+    files.xOpen = open_file;
+    return sqlite.vfs_register(&files, 0) == SQLITE_OK;
+}
+
+sqlite_calls load() {
+    sqlite_calls sqlite;
+    loaded_library library(KEST_SQLITE);
+    library.find(sqlite.version, "sqlite3_libversion_number");
+    library.find(sqlite.vfs_find, "sqlite3_vfs_find");
+    library.find(sqlite.vfs_register, "sqlite3_vfs_register");
+    library.find(sqlite.open, "sqlite3_open_v2");
+    library.find(sqlite.close, "sqlite3_close");
+    library.find(sqlite.execute, "sqlite3_exec");
+    library.find(sqlite.prepare, "sqlite3_prepare_v2");
+    library.find(sqlite.bind_text, "sqlite3_bind_text64");
+    library.find(sqlite.bind_number, "sqlite3_bind_int64");
+    library.find(sqlite.step, "sqlite3_step");
+    library.find(sqlite.reset, "sqlite3_reset");
+    library.find(sqlite.clear, "sqlite3_clear_bindings");
+    library.find(sqlite.finalize, "sqlite3_finalize");
+    sqlite.whole = library.whole() && sqlite.version() >= first_with_json_operators && register_files(sqlite);
+    return sqlite;
+}
+
+const sqlite_calls& sqlite() {
+    static const sqlite_calls loaded = load();
+    return loaded;
+}
+
+}  // namespace
+
+bool database::built_in() {
+    return true;
+}
+
+bool database::available() {
+    return sqlite().whole;
+}
+
+void database::check(int result) {
+    if (result == SQLITE_NOMEM) throw std::bad_alloc();
+    if (result != SQLITE_OK && result != SQLITE_ROW && result != SQLITE_DONE) m_good = false;
+}
+
+bool database::open(const std::string& path) {
+    if (!available()) return m_good = false;
+    sorting_path = unfinished_path(path);
+    if (kind_of_name(sorting_path) == name_kind::regular_file) ::unlink(sorting_path.c_str());  // of a killed run
+    check(sqlite().open(path.c_str(), &m_connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, files.zName));
+    return m_good;
+}
+
+void database::execute(const std::string& sql) {
+    if (m_good) check(sqlite().execute(m_connection, sql.c_str(), nullptr, nullptr, nullptr));
+}
+
+bool database::close() {
+    if (m_connection != nullptr && sqlite().close(m_connection) != SQLITE_OK) m_good = false;
+    m_connection = nullptr;
+    return m_good;
+}
+
+statement::statement(database& of, const std::string& sql) : m_database(of) {
+    if (!of.good()) return;
+    of.check(sqlite().prepare(of.m_connection, sql.c_str(), static_cast<int>(sql.size()), &m_statement, nullptr));
+}
+
+statement::~statement() {
+    if (m_statement != nullptr) sqlite().finalize(m_statement);
+}
+
+void statement::bind(int parameter, std::string_view text) {
+    if (!m_database.good()) return;
+    m_database.check(sqlite().bind_text(m_statement, parameter, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8));
+}
+
+void statement::bind(int parameter, std::int64_t number) {
+    if (m_database.good()) m_database.check(sqlite().bind_number(m_statement, parameter, number));
+}
+
+void statement::run() {
+    if (!m_database.good()) return;
+    m_database.check(sqlite().step(m_statement));
+    sqlite().reset(m_statement);
+    sqlite().clear(m_statement);
+}
+
+}  // namespace uni
+
+#else
+
+namespace uni {
+
+bool database::built_in() {
+    return false;
+}
+bool database::available() {
+    return false;
+}
+void database::check(int) {}
+bool database::open(const std::string&) {
+    return false;
+}
+void database::execute(const std::string&) {}
+bool database::close() {
+    return m_connection == nullptr && m_good;
+}
+statement::statement(database& of, const std::string&) : m_database(of) {}
+statement::~statement() = default;
+void statement::bind(int, std::string_view) {}
+void statement::bind(int, std::int64_t) {}
+void statement::run() {
+    static_cast<void>(m_database);
+    static_cast<void>(m_statement);
+}
+
+}  // namespace uni
+
+#endif
