@@ -349,7 +349,9 @@ struct option_row {
     bool (*looked_for)(options_of) = nullptr;  // null: always
 };
 
-constexpr std::string_view taken = "taken", no_rows = "no rows", refused = "refused", pairs = "must be pairs",
+constexpr std::string_view taken = "taken", no_rows = "no rows",
+                           timeline = "with -events: seventeen columns, or a body file, for timelines; no rows",
+                           refused = "refused", pairs = "must be pairs",
                            results = "where the report goes; an existing file is replaced",
                            listings = "with -diags: listings of what was combined",
                            base = "numbers in decimal, or in hexadecimal", usage = "a short usage text";
@@ -376,8 +378,8 @@ constexpr option_row option_rows[] = {
     {"-csv", shape, flag, "", "fields separated by a comma; of rows padded, of events as RFC 4180 says",
      set_shape<s::csv>, set_of::shape},
     {"-csvgen", shape, flag, "", "the report with commas and without padding", set_shape<s::csvgen>, set_of::shape},
-    {"-csvl2t", none, flag, "", no_rows, set_shape<s::csvl2t>, set_of::shape},
-    {"-bodyfile", none, flag, "", no_rows, set_shape<s::bodyfile>, set_of::shape},
+    {"-csvl2t", shape, flag, "", timeline, set_shape<s::csvl2t>, set_of::shape},
+    {"-bodyfile", shape, flag, "", timeline, set_shape<s::bodyfile>, set_of::shape},
     {"-xml", none, flag, "", no_rows, set_shape<s::xml>, set_of::shape},
     {"-multiline", shape, flag, "", "the report without any separator", set_shape<s::multiline>, set_of::shape},
     {"-jsonl", shape, flag, "", "one JSON object a line, typed, with nothing before the first", set_shape<s::jsonl>,
@@ -526,7 +528,7 @@ void judge_combinations(option_parse& parse) {
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
     if (!reports.empty() && options.showall_inodes) reports.emplace_back("-showall_inodes");
     warn_of_several(parse, reports);
-    if (options.has_lines() && !shows_lines(options.shape)) {
+    if (options.has_lines() && !shows_lines(options.shape) && !options.is_timeline()) {
         warn(options, "no rows in this form", parse.given_of(option_set::shape).back());
     }
 }
@@ -545,6 +547,14 @@ void settle_database(option_parse& parse) {
     if (!of_rows) set_report<report_kind::events>(parse, {});
 }
 
+// Its readers know one form only.
+void settle_timeline(logfile_options& options) {
+    options.quotes = options.has_titles = options.shape == output_shape::csvl2t;
+    options.separator = options.quotes ? "," : "|";
+    options.no_whitespace = true;
+    options.sep_char = '\0';
+}
+
 // What follows from several options.
 void settle(option_parse& parse, bool no_whitespace) {
     logfile_options& options = parse.options;
@@ -558,6 +568,7 @@ void settle(option_parse& parse, bool no_whitespace) {
         options.quotes = options.no_whitespace = true;
         options.sep_char = '\0';
     }
+    if (options.is_timeline()) settle_timeline(options);
     options.every_record = options.extended;
     options.writes_page = !parse.outputs.page.path().empty();
     const bool has_further = options.writes_page || options.writes_database;

@@ -16,7 +16,8 @@ namespace kest {
 enum class output_shape { text, xml, csv, csvl2t, csvgen, bodyfile, multiline, jsonl };
 
 // Whether a report in this shape is lines of cells.
-// Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics only.
+// Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics only. Of
+// events two of these are timelines.
 constexpr bool has_rows(output_shape shape) {
     return shape != output_shape::jsonl && shape != output_shape::xml && shape != output_shape::csvl2t &&
            shape != output_shape::bodyfile;
@@ -66,11 +67,15 @@ struct logfile_options : text_style, row_style, input_settings {
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is of what the log's records prove.
     bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }
+    // Whether it is events in a form that timelines of many sources are put together from.
+    bool is_timeline() const {
+        return report == report_kind::events && (shape == output_shape::csvl2t || shape == output_shape::bodyfile);
+    }
     // Whether the report is lines for records, for what they prove, or for volumes.
     bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
     bool rows_to_database() const { return writes_database && report == report_kind::rows; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
-    bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
+    bool has_banner() const { return shape != output_shape::jsonl && !quotes && !is_timeline(); }
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
         const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();

@@ -2,13 +2,14 @@
 
 #ifdef KEST_SQLITE
 
+#include <deque>
+#include <mutex>
 #include <new>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include "portable/file.h"
 #include "portable/loaded_library.h"
-#include "portable/unfinished_file.h"
 
 namespace uni {
 
@@ -34,14 +35,24 @@ struct sqlite_calls {
 };
 
 // How the library reaches files: as it does by itself and without locks, as the file is nobody else's. Only the files
-// that it sorts in have a name of ours; the library deletes each as soon as it is open.
+// that it sorts in, maybe on several threads, have names of ours. It deletes each as soon as it is open, and keeps the
+// pointer to the name.
 constexpr const char* files_without_locks = "unix-none";
 sqlite3_vfs* own_files = nullptr;
 sqlite3_vfs files{};
 std::string sorting_path;
+std::deque<std::string> sorting_paths;
+std::mutex sorting_paths_guard;
+
+const char* next_sorting_path() {
+    const std::lock_guard held(sorting_paths_guard);
+    std::string& path = sorting_paths.emplace_back(sorting_path + std::to_string(sorting_paths.size()));
+    if (kind_of_name(path) == name_kind::regular_file) ::unlink(path.c_str());  // of a killed run
+    return path.c_str();
+}
 
 int open_file(sqlite3_vfs*, sqlite3_filename path, sqlite3_file* opened, int flags, int* got) {
-    return own_files->xOpen(own_files, path != nullptr ? path : sorting_path.c_str(), opened, flags, got);
+    return own_files->xOpen(own_files, path != nullptr ? path : next_sorting_path(), opened, flags, got);
 }
 
 bool register_files(const sqlite_calls& sqlite) {
@@ -95,8 +106,8 @@ void database::check(int result) {
 
 bool database::open(const std::string& path) {
     if (!available()) return m_good = false;
-    sorting_path = unfinished_path(path);
-    if (kind_of_name(sorting_path) == name_kind::regular_file) ::unlink(sorting_path.c_str());  // of a killed run
+    sorting_path = path;
+    sorting_paths.clear();
     check(sqlite().open(path.c_str(), &m_connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, files.zName));
     return m_good;
 }

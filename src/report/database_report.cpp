@@ -12,7 +12,7 @@ namespace {
 // Large pages, and a cache in which a block is sorted while the processor's own holds most of it.
 constexpr const char* settings =
     "PRAGMA page_size = 65536; PRAGMA cache_size = -32768; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
-    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA temp_store = FILE; PRAGMA encoding = 'UTF-8';"
+    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA temp_store = FILE; PRAGMA threads = 1; PRAGMA encoding = 'UTF-8';"
     "BEGIN; PRAGMA application_id = 1801810804; PRAGMA user_version = 1";  // "kest"
 
 constexpr const char* own_tables[] = {
@@ -31,7 +31,7 @@ constexpr const char* own_tables[] = {
     volume TEXT,
     file TEXT,
     fact TEXT,
-    value ANY
+    value TEXT
 ) STRICT)"};
 
 constexpr const char* views[] = {
@@ -137,10 +137,10 @@ void database_report::put_volume(const log_source& source) {
 void database_report::put_coverage(const log_coverage& coverage) {
     uni::fileio_output object;
     write_coverage_object(coverage, object);
-    uni::statement insert(
-        m_database,
-        "INSERT INTO coverage SELECT ?1, ?2, replace(substr(fullkey, 3), '\"', ''), atom FROM json_tree(?3) WHERE atom "
-        "IS NOT NULL");
+    uni::statement insert(m_database,
+                          "INSERT INTO coverage SELECT ?1, ?2, replace(substr(fullkey, 3), '\"', ''), CASE type WHEN "
+                          "'true' THEN 'yes' WHEN 'false' THEN 'no' ELSE CAST(atom AS TEXT) END "
+                          "FROM json_tree(?3) WHERE atom IS NOT NULL");
     insert.bind(1, m_event_lines->volume());
     insert.bind(2, m_event_lines->log());
     insert.bind(3, object.pending());

@@ -11,6 +11,7 @@
 #include "report/field_sinks.h"
 #include "report/provenance.h"
 #include "report/statistics.h"
+#include "report/timeline_fields.h"
 #include "transactions/walk.h"
 
 namespace kest {
@@ -25,6 +26,11 @@ event_topic topic_of(report_kind report) {
 event_topic topic_of(event_kind kind) {
     if (kind == event_kind::clusters_changed) return event_topic::clusters;
     return kind == event_kind::content_held ? event_topic::contents : event_topic::events;
+}
+
+std::span<const field<event_line>> fields_of_events(const logfile_options& options) {
+    if (options.shape == output_shape::bodyfile) return body_fields();
+    return options.shape == output_shape::csvl2t ? timeline_fields() : event_fields();
 }
 
 }  // namespace
@@ -43,7 +49,7 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
             open_lines(marked_titles(titles_of<row_line>(m_row_fields), options.guesses_allowed));
             break;
         case report_kind::events:
-            m_event_fields = choose_fields(event_fields(), options);
+            m_event_fields = choose_fields(fields_of_events(options), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
         case report_kind::extents:
