@@ -2,11 +2,15 @@
 
 #ifdef KEST_SQLITE
 
+#include <array>
+#include <bit>
+#include <cstring>
 #include <deque>
 #include <mutex>
 #include <new>
 #include <sqlite3.h>
 #include <unistd.h>
+#include <utility>
 
 #include "portable/file.h"
 #include "portable/loaded_library.h"
@@ -99,6 +103,13 @@ bool database::available() {
     return sqlite().whole;
 }
 
+// What is still to be done is of a file that goes.
+database::~database() {
+    m_orders.clear();
+    m_writer.reset();
+    static_cast<void>(close());
+}
+
 void database::check(int result) {
     if (result == SQLITE_NOMEM) throw std::bad_alloc();
     if (result != SQLITE_OK && result != SQLITE_ROW && result != SQLITE_DONE) m_good = false;
@@ -113,38 +124,84 @@ bool database::open(const std::string& path) {
 }
 
 void database::execute(const std::string& sql) {
+    settle();
     if (m_good) check(sqlite().execute(m_connection, sql.c_str(), nullptr, nullptr, nullptr));
 }
 
 bool database::close() {
+    settle();
     if (m_connection != nullptr && sqlite().close(m_connection) != SQLITE_OK) m_good = false;
     m_connection = nullptr;
     return m_good;
 }
 
+void database::add(sqlite3_stmt* statement, order what, int parameter, std::uint64_t value, std::string_view text) {
+    constexpr std::size_t enough = 1 << 20;  // bytes
+    if (!m_good) return;
+    const auto put = [this](const order_head& head) {
+        m_orders.append(std::bit_cast<std::array<char, sizeof head>>(head).data(), sizeof head);
+    };
+    if (std::exchange(m_used, statement) != statement) put({order::use, 0, std::bit_cast<std::uintptr_t>(statement)});
+    put({what, parameter, value});
+    m_orders += text;
+    if (what == order::run && m_orders.size() >= enough) hand_over();
+}
+
+void database::hand_over() {
+    if (m_writer) m_writer->wait();
+    m_running.swap(m_orders);
+    m_orders.clear();
+    m_used = nullptr;
+    m_writer.emplace([this] { run_orders(); });
+}
+
+// Until all that was added has run.
+void database::settle() {
+    if (!m_orders.empty()) hand_over();
+    if (m_writer) m_writer->wait();
+    m_writer.reset();
+}
+
+void database::run_orders() {
+    sqlite3_stmt* statement = nullptr;
+    for (std::size_t at = 0; m_good && at < m_running.size();) {
+        order_head head{};
+        std::memcpy(&head, m_running.data() + at, sizeof head);
+        at += sizeof head;
+        switch (head.what) {
+            case order::use:
+                statement = std::bit_cast<sqlite3_stmt*>(head.value);
+                break;
+            case order::text:
+                check(sqlite().bind_text(statement, head.parameter, m_running.data() + at, head.value, SQLITE_STATIC,
+                                         SQLITE_UTF8));
+                at += head.value;
+                break;
+            case order::number:
+                check(sqlite().bind_number(statement, head.parameter, static_cast<std::int64_t>(head.value)));
+                break;
+            case order::run:
+                check(sqlite().step(statement));
+                sqlite().reset(statement);
+                sqlite().clear(statement);
+                break;
+        }
+    }
+}
+
 statement::statement(database& of, const std::string& sql) : m_database(of) {
+    of.settle();
     if (!of.good()) return;
     of.check(sqlite().prepare(of.m_connection, sql.c_str(), static_cast<int>(sql.size()), &m_statement, nullptr));
 }
 
 statement::~statement() {
+    try {
+        m_database.settle();
+    } catch (const std::exception&) {
+        m_database.m_good = false;
+    }
     if (m_statement != nullptr) sqlite().finalize(m_statement);
-}
-
-void statement::bind(int parameter, std::string_view text) {
-    if (!m_database.good()) return;
-    m_database.check(sqlite().bind_text(m_statement, parameter, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8));
-}
-
-void statement::bind(int parameter, std::int64_t number) {
-    if (m_database.good()) m_database.check(sqlite().bind_number(m_statement, parameter, number));
-}
-
-void statement::run() {
-    if (!m_database.good()) return;
-    m_database.check(sqlite().step(m_statement));
-    sqlite().reset(m_statement);
-    sqlite().clear(m_statement);
 }
 
 }  // namespace uni
@@ -159,6 +216,7 @@ bool database::built_in() {
 bool database::available() {
     return false;
 }
+database::~database() = default;
 void database::check(int) {}
 bool database::open(const std::string&) {
     return false;
@@ -169,12 +227,7 @@ bool database::close() {
 }
 statement::statement(database& of, const std::string&) : m_database(of) {}
 statement::~statement() = default;
-void statement::bind(int, std::string_view) {}
-void statement::bind(int, std::int64_t) {}
-void statement::run() {
-    static_cast<void>(m_database);
-    static_cast<void>(m_statement);
-}
+void database::add(sqlite3_stmt*, order, int, std::uint64_t, std::string_view) {}
 
 }  // namespace uni
 

@@ -1,16 +1,21 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "portable/portable_thread.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
 
 namespace uni {
 
-// A new SQLite database in a file that is there and empty. The library is loaded where a run asks for it. After the
-// first failure nothing more is done. Memory that runs out is thrown as `std::bad_alloc`. A process has one at a time.
+// A new SQLite database in a file that is there and empty. The library is loaded where a run asks for it. Statements
+// are gathered, and run on a thread of their own while the next are: their failure may show later. After the first one
+// nothing more is done. Memory that runs out is thrown as `std::bad_alloc`. A process has one at a time.
 class database {
 public:
     // Whether the program was built with the library, and whether that can be loaded and knows all that is asked of it.
@@ -20,7 +25,7 @@ public:
     database() = default;
     database(const database&) = delete;
     database& operator=(const database&) = delete;
-    ~database() { static_cast<void>(close()); }
+    ~database();
 
     // What is sorted and does not fit into memory goes to files beside it that are deleted as soon as they are open.
     [[nodiscard]] bool open(const std::string& path);
@@ -31,10 +36,26 @@ public:
 
 private:
     friend class statement;
+    // What a statement is to do: to be the one at hand, to take a value, or to run. The bytes of a text follow.
+    enum class order : std::uint32_t { use, text, number, run };
+    struct order_head {
+        order what;
+        int parameter;
+        std::uint64_t value;  // the statement, bytes of the text, or the number
+    };
+
     void check(int result);
+    void add(sqlite3_stmt* statement, order what, int parameter, std::uint64_t value, std::string_view text = {});
+    void hand_over();
+    void settle();
+    void run_orders();
 
     sqlite3* m_connection = nullptr;
-    bool m_good = true;
+    std::atomic<bool> m_good = true;
+    std::string m_orders;
+    sqlite3_stmt* m_used = nullptr;  // by the last of these
+    std::string m_running;           // orders that the thread has
+    std::optional<kest::portable_thread> m_writer;
 };
 
 // A statement with parameters, counted from 1, to be run as often as one likes.
@@ -45,11 +66,15 @@ public:
     statement& operator=(const statement&) = delete;
     ~statement();
 
-    // Not copied: it stands until the statement has run.
-    void bind(int parameter, std::string_view text);
-    void bind(int parameter, std::int64_t number);
+    // Copied. One without a character is NULL.
+    void bind(int parameter, std::string_view text) {
+        if (!text.empty()) m_database.add(m_statement, database::order::text, parameter, text.size(), text);
+    }
+    void bind(int parameter, std::int64_t number) {
+        m_database.add(m_statement, database::order::number, parameter, static_cast<std::uint64_t>(number));
+    }
     // Runs it. Afterwards no parameter is bound, which is NULL.
-    void run();
+    void run() { m_database.add(m_statement, database::order::run, 0, 0); }
 
 private:
     database& m_database;
