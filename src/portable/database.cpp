@@ -23,6 +23,7 @@ constexpr int first_with_json_operators = 3'038'000;
 
 struct sqlite_calls {
     decltype(&sqlite3_libversion_number) version = nullptr;
+    decltype(&sqlite3_config) configure = nullptr;
     decltype(&sqlite3_vfs_find) vfs_find = nullptr;
     decltype(&sqlite3_vfs_register) vfs_register = nullptr;
     decltype(&sqlite3_open_v2) open = nullptr;
@@ -60,6 +61,7 @@ int open_file(sqlite3_vfs*, sqlite3_filename path, sqlite3_file* opened, int fla
 }
 
 bool register_files(const sqlite_calls& sqlite) {
+    static_cast<void>(sqlite.configure(SQLITE_CONFIG_MEMSTATUS, 0));  // a count that takes a lock
     own_files = sqlite.vfs_find(files_without_locks);
     if (own_files == nullptr) return false;
     files = *own_files;
@@ -72,6 +74,7 @@ sqlite_calls load() {
     sqlite_calls sqlite;
     loaded_library library(KEST_SQLITE);
     library.find(sqlite.version, "sqlite3_libversion_number");
+    library.find(sqlite.configure, "sqlite3_config");
     library.find(sqlite.vfs_find, "sqlite3_vfs_find");
     library.find(sqlite.vfs_register, "sqlite3_vfs_register");
     library.find(sqlite.open, "sqlite3_open_v2");
@@ -163,6 +166,7 @@ void database::settle() {
 }
 
 void database::run_orders() {
+    const sqlite_calls& calls = sqlite();
     sqlite3_stmt* statement = nullptr;
     for (std::size_t at = 0; m_good && at < m_running.size();) {
         order_head head{};
@@ -173,17 +177,17 @@ void database::run_orders() {
                 statement = std::bit_cast<sqlite3_stmt*>(head.value);
                 break;
             case order::text:
-                check(sqlite().bind_text(statement, head.parameter, m_running.data() + at, head.value, SQLITE_STATIC,
-                                         SQLITE_UTF8));
+                check(calls.bind_text(statement, head.parameter, m_running.data() + at, head.value, SQLITE_STATIC,
+                                      SQLITE_UTF8));
                 at += head.value;
                 break;
             case order::number:
-                check(sqlite().bind_number(statement, head.parameter, static_cast<std::int64_t>(head.value)));
+                check(calls.bind_number(statement, head.parameter, static_cast<std::int64_t>(head.value)));
                 break;
             case order::run:
-                check(sqlite().step(statement));
-                sqlite().reset(statement);
-                sqlite().clear(statement);
+                check(calls.step(statement));
+                calls.reset(statement);
+                calls.clear(statement);
                 break;
         }
     }
