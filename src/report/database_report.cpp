@@ -12,7 +12,7 @@ namespace {
 // Large pages, and a cache in which a block is sorted while the processor's own holds most of it.
 constexpr const char* settings =
     "PRAGMA page_size = 65536; PRAGMA cache_size = -16384; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
-    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA temp_store = FILE; PRAGMA threads = 1; PRAGMA encoding = 'UTF-8';"
+    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA temp_store = FILE; PRAGMA threads = 2; PRAGMA encoding = 'UTF-8';"
     "BEGIN; PRAGMA application_id = 1801810804; PRAGMA user_version = 1";  // "kest"
 
 constexpr const char* own_tables[] = {
