@@ -32,6 +32,7 @@ struct sqlite_calls {
     decltype(&sqlite3_prepare_v2) prepare = nullptr;
     decltype(&sqlite3_bind_text64) bind_text = nullptr;
     decltype(&sqlite3_bind_int64) bind_number = nullptr;
+    decltype(&sqlite3_bind_null) bind_none = nullptr;
     decltype(&sqlite3_step) step = nullptr;
     decltype(&sqlite3_reset) reset = nullptr;
     decltype(&sqlite3_clear_bindings) clear = nullptr;
@@ -83,6 +84,7 @@ sqlite_calls load() {
     library.find(sqlite.prepare, "sqlite3_prepare_v2");
     library.find(sqlite.bind_text, "sqlite3_bind_text64");
     library.find(sqlite.bind_number, "sqlite3_bind_int64");
+    library.find(sqlite.bind_none, "sqlite3_bind_null");
     library.find(sqlite.step, "sqlite3_step");
     library.find(sqlite.reset, "sqlite3_reset");
     library.find(sqlite.clear, "sqlite3_clear_bindings");
@@ -138,16 +140,10 @@ bool database::close() {
     return m_good;
 }
 
-void database::add(sqlite3_stmt* statement, order what, int parameter, std::uint64_t value, std::string_view text) {
-    constexpr std::size_t enough = 1 << 20;  // bytes
-    if (!m_good) return;
-    const auto put = [this](const order_head& head) {
-        m_orders.append(std::bit_cast<std::array<char, sizeof head>>(head).data(), sizeof head);
-    };
-    if (std::exchange(m_used, statement) != statement) put({order::use, 0, std::bit_cast<std::uintptr_t>(statement)});
-    put({what, parameter, value});
+void database::add(order what, int parameter, std::uint64_t value, std::string_view text) {
+    const order_head head{what, parameter, value};
+    m_orders.append(std::bit_cast<std::array<char, sizeof head>>(head).data(), sizeof head);
     m_orders += text;
-    if (what == order::run && m_orders.size() >= enough) hand_over();
 }
 
 void database::hand_over() {
@@ -155,6 +151,7 @@ void database::hand_over() {
     m_running.swap(m_orders);
     m_orders.clear();
     m_used = nullptr;
+    ++m_batch;
     m_writer.emplace([this] { run_orders(); });
 }
 
@@ -173,8 +170,13 @@ void database::run_orders() {
         std::memcpy(&head, m_running.data() + at, sizeof head);
         at += sizeof head;
         switch (head.what) {
+            case order::begin:
             case order::use:
                 statement = std::bit_cast<sqlite3_stmt*>(head.value);
+                if (head.what == order::begin) calls.clear(statement);
+                break;
+            case order::none:
+                check(calls.bind_none(statement, head.parameter));
                 break;
             case order::text:
                 check(calls.bind_text(statement, head.parameter, m_running.data() + at, head.value, SQLITE_STATIC,
@@ -187,7 +189,6 @@ void database::run_orders() {
             case order::run:
                 check(calls.step(statement));
                 calls.reset(statement);
-                calls.clear(statement);
                 break;
         }
     }
@@ -206,6 +207,58 @@ statement::~statement() {
         m_database.m_good = false;
     }
     if (m_statement != nullptr) sqlite().finalize(m_statement);
+}
+
+statement::value& statement::value_of(int parameter) {
+    const auto index = static_cast<std::size_t>(parameter);
+    if (index >= m_values.size()) m_values.resize(index + 1);
+    value& of = m_values[index];
+    of.run = m_runs;
+    return of;
+}
+
+void statement::use() {
+    const bool begins = std::exchange(m_batch, m_database.m_batch) != m_database.m_batch;
+    if (std::exchange(m_database.m_used, m_statement) == m_statement && !begins) return;
+    m_database.add(begins ? database::order::begin : database::order::use, 0,
+                   std::bit_cast<std::uintptr_t>(m_statement));
+}
+
+void statement::bind(int parameter, std::string_view text) {
+    if (text.empty() || !m_database.good()) return;
+    value& of = value_of(parameter);
+    if (of.batch == m_database.m_batch && of.is_text && of.text == text) return;
+    use();
+    of.batch = m_database.m_batch;
+    of.is_text = true;
+    of.text = text;
+    m_database.add(database::order::text, parameter, text.size(), text);
+}
+
+void statement::bind(int parameter, std::int64_t number) {
+    if (!m_database.good()) return;
+    value& of = value_of(parameter);
+    if (of.batch == m_database.m_batch && !of.is_text && of.number == number) return;
+    use();
+    of.batch = m_database.m_batch;
+    of.is_text = false;
+    of.number = number;
+    m_database.add(database::order::number, parameter, static_cast<std::uint64_t>(number));
+}
+
+void statement::run() {
+    constexpr std::size_t enough = 1 << 20;  // bytes
+    if (!m_database.good()) return;
+    use();
+    for (std::size_t index = 1; index < m_values.size(); ++index) {
+        value& of = m_values[index];
+        if (of.batch != m_database.m_batch || of.run == m_runs) continue;
+        of.batch = 0;
+        m_database.add(database::order::none, static_cast<int>(index), 0);
+    }
+    m_database.add(database::order::run, 0, 0);
+    ++m_runs;
+    if (m_database.m_orders.size() >= enough) m_database.hand_over();
 }
 
 }  // namespace uni
@@ -231,7 +284,12 @@ bool database::close() {
 }
 statement::statement(database& of, const std::string&) : m_database(of) {}
 statement::~statement() = default;
-void database::add(sqlite3_stmt*, order, int, std::uint64_t, std::string_view) {}
+void statement::bind(int, std::string_view) {}
+void statement::bind(int, std::int64_t) {}
+void statement::run() {
+    static_cast<void>(m_database);
+    static_cast<void>(m_statement);
+}
 
 }  // namespace uni
 

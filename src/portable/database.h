@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "portable/portable_thread.h"
 
@@ -36,8 +37,9 @@ public:
 
 private:
     friend class statement;
-    // What a statement is to do: to be the one at hand, to take a value, or to run. The bytes of a text follow.
-    enum class order : std::uint32_t { use, text, number, run };
+    // What a statement is to do: to be the one at hand, first without any value, to take a value or none, or to run.
+    // The bytes of a text follow.
+    enum class order : std::uint32_t { begin, use, text, number, none, run };
     struct order_head {
         order what;
         int parameter;
@@ -45,7 +47,7 @@ private:
     };
 
     void check(int result);
-    void add(sqlite3_stmt* statement, order what, int parameter, std::uint64_t value, std::string_view text = {});
+    void add(order what, int parameter, std::uint64_t value, std::string_view text = {});
     void hand_over();
     void settle();
     void run_orders();
@@ -53,6 +55,7 @@ private:
     sqlite3* m_connection = nullptr;
     std::atomic<bool> m_good = true;
     std::string m_orders;
+    std::uint64_t m_batch = 1;       // of orders that run together
     sqlite3_stmt* m_used = nullptr;  // by the last of these
     std::string m_running;           // orders that the thread has
     std::optional<kest::portable_thread> m_writer;
@@ -67,18 +70,29 @@ public:
     ~statement();
 
     // Copied. One without a character is NULL.
-    void bind(int parameter, std::string_view text) {
-        if (!text.empty()) m_database.add(m_statement, database::order::text, parameter, text.size(), text);
-    }
-    void bind(int parameter, std::int64_t number) {
-        m_database.add(m_statement, database::order::number, parameter, static_cast<std::uint64_t>(number));
-    }
+    void bind(int parameter, std::string_view text);
+    void bind(int parameter, std::int64_t number);
     // Runs it. Afterwards no parameter is bound, which is NULL.
-    void run() { m_database.add(m_statement, database::order::run, 0, 0); }
+    void run();
 
 private:
+    // What a parameter has for the library, which is only given what changes.
+    struct value {
+        std::uint64_t batch = 0;  // in which it was given; what an earlier one gave is gone
+        std::uint64_t run = 0;    // the last that wants it
+        bool is_text = false;
+        std::int64_t number = 0;
+        std::string text = {};
+    };
+
+    value& value_of(int parameter);
+    void use();
+
     database& m_database;
     sqlite3_stmt* m_statement = nullptr;
+    std::vector<value> m_values;
+    std::uint64_t m_batch = 0;
+    std::uint64_t m_runs = 0;
 };
 
 }  // namespace uni
