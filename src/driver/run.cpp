@@ -17,6 +17,7 @@
 #include "portable/ending_signals.h"
 #include "portable/file.h"
 #include "report/content_fields.h"
+#include "report/database_report.h"
 #include "report/event_choice.h"
 #include "report/field.h"
 #include "report/page_report.h"
@@ -138,16 +139,21 @@ bool finish_results(results_file& results, bool reported, bool flushed) {
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
                      const disk_image& image, run_findings& findings) {
     results_file& results = outputs.results;
-    if (!open_results(results) || (options.writes_page && !open_results(outputs.page))) return false;
+    if (!open_results(results) || (options.writes_page && !open_results(outputs.page)) ||
+        (options.writes_database && !open_results(outputs.database)))
+        return false;
     uni::fileio_output report_sink(results.target());
     std::optional<page_report> page;
-    if (options.writes_page) page.emplace(options, outputs.page.target());
+    std::optional<database_report> database;
+    std::vector<event_report*> further;
+    if (options.writes_page) further.push_back(&page.emplace(options, outputs.page.target()));
+    if (options.writes_database) further.push_back(&database.emplace(options, outputs.database));
     if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
     bool contents_written = true;
     try {
-        log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
+        log_report report(options, outputs.diags, report_sink, further);
         const run_context run{options, outputs, report, findings};
         const bool lists = options.report == report_kind::volumes;
         reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
@@ -160,7 +166,10 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         say_out_of_memory();
     }
     bool written = finish_results(results, reported, report_sink.flush());
-    if (page && !finish_results(outputs.page, reported, page->finish(limit_words(findings.omitted), findings.left_out)))
+    const std::string limits = limit_words(findings.omitted);
+    if (page && !finish_results(outputs.page, reported, page->finish(limits, findings.left_out))) written = false;
+    if (database &&
+        !finish_results(outputs.database, reported, !reported || database->finish(limits, findings.left_out)))
         written = false;
     return written && contents_written && reported && !findings.unreadable;
 }
@@ -203,10 +212,10 @@ bool image_settled(logfile_options& options, const run_outputs& outputs, disk_im
     return false;
 }
 
-// A report without a column or a page that was asked for would not be the one that was meant.
+// A report without a column, a page or a database that was asked for would not be the one that was meant.
 bool forms_settled(const logfile_options& options) {
-    const std::string words =
-        words_on_columns(options) + words_on_page(options) + words_on_contents(options) + words_on_choice(options);
+    const std::string words = words_on_columns(options) + words_on_page(options) + words_on_database(options) +
+                              words_on_contents(options) + words_on_choice(options);
     if (!words.empty()) uni::console_write(words);
     return words.empty();
 }

@@ -69,8 +69,9 @@ enum class name_source : std::uint8_t { log, journal, mft, part, guess };
 
 enum class event_state : std::uint8_t { done, open, undone };
 
-// What is reported of a log: events, or in place of them all runs of clusters, or all contents that it holds.
-enum class event_topic : std::uint8_t { events, clusters, contents };
+// What is reported of a log: events, or in place of them all runs of clusters, or all contents that it holds; or events
+// and such runs, those of a transaction together.
+enum class event_topic : std::uint8_t { events, clusters, contents, events_and_clusters };
 
 // How many clusters of a list of runs. Holes have none.
 enum class cluster_share : std::uint8_t { none, part, all };

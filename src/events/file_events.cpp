@@ -90,10 +90,16 @@ void file_events::find(const file_changes& changes, event_subject& subject, std:
         if (!find_links()) find_attributes();
         find_times(false);
     }
-    if (m_context.topic == event_topic::clusters) return find_clusters();
     if (m_context.topic == event_topic::contents) return find_contents();
-    if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
-    if (m_out.size() == m_first) find_times(true);
+    const bool finds_clusters = m_context.topic != event_topic::events;
+    const found_event run = finds_clusters ? sample_of(event_kind::clusters_changed) : found_event{};
+    if (finds_events()) {
+        if (changes.file.sequence() != 0 && subject.reasons != 0) find_reasons();
+        if (m_out.size() == m_first) find_times(true);
+    } else {
+        m_out.resize(m_first);
+    }
+    if (finds_clusters) find_clusters(run);
 }
 
 void file_events::find_of_volume(const file_changes& changes, event_subject& subject, std::uint32_t index) {
@@ -365,7 +371,7 @@ const std::vector<stream_runs>& file_events::streams() {
 }
 
 void file_events::take_lost_runs(found_event& found) {
-    if (!found.attribute || m_context.topic != event_topic::events) return;
+    if (!found.attribute || !finds_events()) return;
     for (const stream_runs& stream : streams()) {
         const uni::byte_view name = stream.attribute->name.value_or(uni::byte_view{});
         if (stream.attribute->type != found.attribute.type()) continue;
@@ -382,8 +388,8 @@ void file_events::take_runs(found_event& found, std::span<const cluster_run> los
     m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
 }
 
-// In place of the events that were found otherwise; the name is theirs.
-found_event file_events::take_sample(event_kind kind) {
+// The name is that of the events that were found so far.
+found_event file_events::sample_of(event_kind kind) const {
     const auto named = std::find_if(m_out.begin() + static_cast<std::ptrdiff_t>(m_first), m_out.end(),
                                     [](const found_event& found) { return !found.name.name().empty(); });
     found_event sample{.kind = kind, .subject = m_subject};
@@ -391,14 +397,14 @@ found_event file_events::take_sample(event_kind kind) {
         sample.name = named->name;
         sample.known = named->known;
     }
-    m_out.resize(m_first);
     return sample;
 }
 
 // Each version once: what is there before a change was there after the one before it. Zeros only are what a stream
 // grows by before its data are written, which newer systems do not log.
 void file_events::find_contents() {
-    const found_event sample = take_sample(event_kind::content_held);
+    const found_event sample = sample_of(event_kind::content_held);
+    m_out.resize(m_first);
     for (const joined_change& change : m_attributes) {
         if (change.type() != attribute_type::data) continue;
         for (const bool before : {true, false}) {
@@ -415,10 +421,9 @@ void file_events::find_contents() {
     }
 }
 
-void file_events::find_clusters() {
-    const found_event sample = take_sample(event_kind::clusters_changed);
+void file_events::find_clusters(const found_event& run) {
     for (const stream_runs& stream : streams()) {
-        found_event& found = m_out.emplace_back(sample);
+        found_event& found = m_out.emplace_back(run);
         found.proof = stream.attribute->proof;
         found.runs_of = stream.attribute;
         take_runs(found, stream.lost, stream.gained);

@@ -116,9 +116,12 @@ private:
     const std::vector<stream_runs>& streams();
     void take_lost_runs(found_event& found);
     void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
-    void find_clusters();
+    void find_clusters(const found_event& run);
+    bool finds_events() const {
+        return m_context.topic == event_topic::events || m_context.topic == event_topic::events_and_clusters;
+    }
     void find_contents();
-    found_event take_sample(event_kind kind);
+    found_event sample_of(event_kind kind) const;
 
     const event_context& m_context;
     std::vector<found_event>& m_out;

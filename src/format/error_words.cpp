@@ -16,6 +16,7 @@ struct error_row {
 constexpr error_row error_rows[] = {
     {ENOENT, "no such file"},
     {ENOTDIR, "no such file"},
+    {EEXIST, "there is such a file already"},
     {EISDIR, "is a folder"},
     {ESPIPE, "is a pipe or a socket"},
     {ENXIO, "is a pipe or a socket"},

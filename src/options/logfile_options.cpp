@@ -154,7 +154,7 @@ bool is_one_file(const std::string& one, const std::string& other) {
 }
 
 // Kept: "-append" stays in the list and changes nothing, as a report replaces the file that it would be appended to.
-template <auto output>
+template <auto output, bool replaces = true>
 void set_results_file(option_parse& parse, const std::string& value) {
     results_file& results = parse.outputs.*output;
     std::string path = expand_environment(value);
@@ -162,7 +162,8 @@ void set_results_file(option_parse& parse, const std::string& value) {
     const std::string name(uni::trimmed_path(path)), diags_name(uni::trimmed_path(parse.diags_path));
     const bool of_diagnostics =
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
-    if (!of_diagnostics && results.prove(path, {parse.args, parse.options.extended})) return;
+    const guard_rules rules = {parse.args, parse.options.extended};
+    if (!of_diagnostics && (replaces ? results.prove(path, rules) : results.prove_new(path, rules))) return;
     const std::string words = "prob opening file " + path + " for output, aborting";
     const int error = name.empty() ? ENOENT : results.open_error();
     refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
@@ -256,6 +257,11 @@ void set_report(option_parse& parse, const std::string&) {
 void set_page(option_parse& parse, const std::string& value) {
     set_results_file<&run_outputs::page>(parse, value);
     set_report<report_kind::events>(parse, value);
+}
+
+// What there is in the database follows from the other options.
+void set_database(option_parse& parse, const std::string& value) {
+    set_results_file<&run_outputs::database, false>(parse, value);
 }
 
 void set_content_folder(option_parse& parse, const std::string& value) {
@@ -363,7 +369,9 @@ struct option_row {
     bool (*looked_for)(options_of) = nullptr;  // null: always
 };
 
-constexpr std::string_view taken = "taken", no_rows = "no rows", refused = "refused", pairs = "must be pairs",
+constexpr std::string_view taken = "taken", no_rows = "no rows",
+                           timeline = "with -events: seventeen columns, or a body file, for timelines; no rows",
+                           refused = "refused", pairs = "must be pairs",
                            results = "where the report goes; an existing file is replaced",
                            listings = "with -diags: listings of what was combined",
                            base = "numbers in decimal, or in hexadecimal",
@@ -392,8 +400,8 @@ constexpr option_row option_rows[] = {
     {"-csv", shape, flag, "", "fields separated by a comma; of rows padded, of events as RFC 4180 says",
      set_shape<s::csv>, set_of::shape},
     {"-csvgen", shape, flag, "", "the report with commas and without padding", set_shape<s::csvgen>, set_of::shape},
-    {"-csvl2t", none, flag, "", no_rows, set_shape<s::csvl2t>, set_of::shape},
-    {"-bodyfile", none, flag, "", no_rows, set_shape<s::bodyfile>, set_of::shape},
+    {"-csvl2t", shape, flag, "", timeline, set_shape<s::csvl2t>, set_of::shape},
+    {"-bodyfile", shape, flag, "", timeline, set_shape<s::bodyfile>, set_of::shape},
     {"-xml", none, flag, "", no_rows, set_shape<s::xml>, set_of::shape},
     {"-multiline", shape, flag, "", "the report without any separator", set_shape<s::multiline>, set_of::shape},
     {"-jsonl", shape, flag, "", "one JSON object a line, typed, with nothing before the first", set_shape<s::jsonl>,
@@ -462,6 +470,10 @@ constexpr option_row option_rows[] = {
      set_of::report, true},
     {"-page", report, value, "<file>",
      "the events as a page for a browser, beside the report of -out or in place of it", set_page, set_of::none, true},
+    {"-db", report, value, "<file>",
+     "the events as a new SQLite database, beside the report of -out or in place of it; with -undo, -cut or "
+     "-showall_inodes the rows",
+     set_database, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
     {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
      set_report<r::volumes>, set_of::report, true},
@@ -569,7 +581,7 @@ void judge_combinations(option_parse& parse) {
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
     if (!reports.empty() && options.showall_inodes) reports.emplace_back("-showall_inodes");
     warn_of_several(parse, reports);
-    if (options.has_lines() && !shows_lines(options.shape)) {
+    if (options.has_lines() && !shows_lines(options.shape) && !options.is_timeline()) {
         warn(options, "no rows in this form", parse.given_of(option_set::shape).back());
     }
 }
@@ -579,9 +591,27 @@ bool writes_one_line_a_row(output_shape shape) {
            shape == output_shape::bodyfile;
 }
 
+// A database is of events unless something is asked for that only rows have.
+void settle_database(option_parse& parse) {
+    logfile_options& options = parse.options;
+    options.writes_database = !parse.outputs.database.path().empty();
+    if (!options.writes_database || !parse.given_of(option_set::report).empty()) return;
+    const bool of_rows = options.show_undo || options.keeps_pages || options.showall_inodes;
+    if (!of_rows) set_report<report_kind::events>(parse, {});
+}
+
+// Its readers know one form only.
+void settle_timeline(logfile_options& options) {
+    options.quotes = options.has_titles = options.shape == output_shape::csvl2t;
+    options.separator = options.quotes ? "," : "|";
+    options.no_whitespace = true;
+    options.sep_char = '\0';
+}
+
 // What follows from several options.
 void settle(option_parse& parse, bool no_whitespace) {
     logfile_options& options = parse.options;
+    settle_database(parse);
     options.marks_line_ends = writes_one_line_a_row(options.shape);
     options.time_format = cv::compile_format(parse.date_format, parse.time_format, parse.pair_datetime);
     if (options.shape == output_shape::csv && !no_whitespace) options.no_whitespace = false;
@@ -591,14 +621,16 @@ void settle(option_parse& parse, bool no_whitespace) {
         options.quotes = options.no_whitespace = true;
         options.sep_char = '\0';
     }
+    if (options.is_timeline()) settle_timeline(options);
     options.every_record = options.extended;
     options.writes_page = !parse.outputs.page.path().empty();
+    const bool has_further = options.writes_page || options.writes_database;
     options.writes_report =
-        !options.writes_page || options.report == report_kind::summary || !parse.outputs.results.path().empty();
+        !has_further || options.report == report_kind::summary || !parse.outputs.results.path().empty();
     options.for_screen = options.report == report_kind::events && options.shape == output_shape::text &&
                          options.columns.empty() && parse.outputs.results.path().empty() && uni::output_is_terminal();
     options.counts_pages =
-        options.report == report_kind::coverage || options.report == report_kind::summary || options.writes_page;
+        options.report == report_kind::coverage || options.report == report_kind::summary || has_further;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
@@ -610,7 +642,8 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
     options.extended = std::ranges::any_of(
         option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
-    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1)) options.command_line = args;
+    if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1) || peek_flag("-db", args, 1))
+        options.command_line = args;
     option_parse parse{.options = options, .outputs = outputs, .args = args, .cmdline = joined(args, '"')};
     for (const option_row& row : option_rows) {
         apply_row(row, parse);

@@ -17,7 +17,8 @@ namespace kest {
 enum class output_shape { text, xml, csv, csvl2t, csvgen, bodyfile, multiline, jsonl };
 
 // Whether a report in this shape is lines of cells.
-// Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics only.
+// Kept: three shapes have no report rows. A run in one of them writes the run's header and the statistics only. Of
+// events two of these are timelines.
 constexpr bool has_rows(output_shape shape) {
     return shape != output_shape::jsonl && shape != output_shape::xml && shape != output_shape::csvl2t &&
            shape != output_shape::bodyfile;
@@ -45,9 +46,10 @@ struct logfile_options : text_style, row_style, input_settings {
     bool show_undo = false;        // a column of its own for what each record would put back
     bool show_provenance = false;  // what a report was made of, before it
     bool writes_page = false;      // of the events, for a browser
-    bool writes_report = true;     // no page stands in its place
-    bool for_screen = false;       // events, on a terminal: somebody reads them there
-    argument_list command_line;    // as it was given; set where the output shows it
+    bool writes_database = false;
+    bool writes_report = true;   // no page or database stands in its place
+    bool for_screen = false;     // events, on a terminal: somebody reads them there
+    argument_list command_line;  // as it was given; set where the output shows it
 
     std::string content_folder;              // where contents go
     std::string image_path;                  // the sources are streams of a volume in this image; empty: none
@@ -71,10 +73,15 @@ struct logfile_options : text_style, row_style, input_settings {
     // Whether it is made of events, of runs of clusters, or of contents.
     bool derives_events() const { return report == report_kind::summary || is_of_files(); }
     bool writes_events() const { return report == report_kind::summary || report == report_kind::events; }
+    // Whether it is events in a form that timelines of many sources are put together from.
+    bool is_timeline() const {
+        return report == report_kind::events && (shape == output_shape::csvl2t || shape == output_shape::bodyfile);
+    }
     // Whether the report is lines for records, for what they prove, or for volumes.
     bool has_lines() const { return report == report_kind::rows || is_of_files() || report == report_kind::volumes; }
+    bool rows_to_database() const { return writes_database && report == report_kind::rows; }
     // Whether the run is headed by what it is: nothing but titles stands before the first line of a table.
-    bool has_banner() const { return shape != output_shape::jsonl && !quotes; }
+    bool has_banner() const { return shape != output_shape::jsonl && !quotes && !is_timeline(); }
     // Events need no log where there is a journal file. A list of logs has none.
     bool has_source() const {
         const bool has_input = lists_logs() || log.given() || mft.given() || journal.given();

@@ -13,7 +13,7 @@ namespace kest {
 namespace {
 
 constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile", "-image"};
-constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile", "-page"};
+constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile", "-page", "-db"};
 
 bool is_one_of(std::string_view argument, std::span<const std::string_view> options) {
     return std::ranges::any_of(options, [argument](std::string_view name) { return equal_folded(argument, name); });

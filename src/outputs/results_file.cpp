@@ -28,6 +28,18 @@ bool results_file::prove(std::string path, const guard_rules& rules) {
     return true;
 }
 
+bool results_file::prove_new(std::string path, const guard_rules& rules) {
+    drop();
+    m_path.clear();
+    m_name = uni::trimmed_path(path);
+    m_is_new = true;
+    if (m_name.empty()) return false;
+    if (uni::kind_of_name(m_name) != name_kind::nothing) m_error = EEXIST;
+    if (m_error != 0 || create_beside(rules) != creation::done) return false;
+    m_path = std::move(path);
+    return true;
+}
+
 // Another run may have made the file its own between any two steps: then it is locked, or the name means another by
 // now.
 bool results_file::open_named(const guard_rules& rules) {
@@ -90,7 +102,8 @@ bool results_file::name_unchanged() const {
 bool results_file::take_name() {
     if (uni::identify(m_beside_path) != m_beside.identity()) return false;
     const uni::signals_held held;
-    if (!uni::replace_name(m_beside_path, m_name)) return m_named.file.is_open() && copy_to_named();
+    const bool named = m_is_new ? uni::name_new(m_beside_path, m_name) : uni::replace_name(m_beside_path, m_name);
+    if (!named) return !m_is_new && m_named.file.is_open() && copy_to_named();
     uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
     return true;

@@ -19,6 +19,8 @@ public:
 
     // Says whether the file can be written, which evidence cannot. One that was proved before is passed over.
     [[nodiscard]] bool prove(std::string path, const guard_rules& rules);
+    // The same for a file that never replaces another, nor is written in place: one that somebody else writes to.
+    [[nodiscard]] bool prove_new(std::string path, const guard_rules& rules);
 
     // Opens it empty; the standard output if none was proved. False if something else has come to stand under its name.
     [[nodiscard]] bool open();
@@ -28,8 +30,12 @@ public:
 
     const std::string& path() const { return m_path; }  // empty: standard output
     // Why the last one that was to be proved could not be opened: an `errno`, 0 if that is not why.
-    int open_error() const { return m_beside.open_error() != 0 ? m_beside.open_error() : m_named.file.open_error(); }
+    int open_error() const {
+        if (m_error != 0) return m_error;
+        return m_beside.open_error() != 0 ? m_beside.open_error() : m_named.file.open_error();
+    }
     const std::string& passed_over() const { return m_passed_over; }
+    const std::string& path_beside() const { return m_beside_path; }
     uni::file& target() { return m_beside.is_open() ? m_beside : m_named.file; }
     bool is(const uni::file_identity& file) const {
         return (m_beside.is_open() && m_beside.identity() == file) ||
@@ -52,6 +58,8 @@ private:
     std::string m_beside_path;  // empty: nothing of ours stands there
     output_file m_named;        // what stands under the name, or where the report is written in place
     uni::file m_beside;
+    bool m_is_new = false;  // nothing may stand under the name
+    int m_error = 0;        // an `errno` of `prove_new`
 };
 
 }  // namespace kest

@@ -123,6 +123,8 @@ std::optional<file_dates> dates_of(std::string_view path);
 // Takes a name away; or gives a file another one, whatever stands there. False if that cannot be.
 bool remove_name(const std::string& path);
 [[nodiscard]] bool replace_name(const std::string& from, const std::string& to);
+// The same, but false if something stands there.
+[[nodiscard]] bool name_new(const std::string& from, const std::string& to);
 // What is open under a descriptor, if that keeps what is written to it: a regular file or a block device.
 std::optional<file_identity> stored_file(int descriptor);
 

@@ -156,6 +156,12 @@ bool replace_name(const std::string& from, const std::string& to) {
     return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
+// Some file systems cannot do so without replacing: there the look at the name just before has to do.
+bool name_new(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    return errno == EINVAL && kind_of_name(to) == name_kind::nothing && replace_name(from, to);
+}
+
 std::optional<file_identity> stored_file(int descriptor) {
     struct stat about {};
     if (::fstat(descriptor, &about) != 0 || !(S_ISREG(about.st_mode) || S_ISBLK(about.st_mode))) return std::nullopt;

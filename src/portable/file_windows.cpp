@@ -204,6 +204,10 @@ bool replace_name(const std::string& from, const std::string& to) {
     return ::MoveFileExW(wide_path(from).c_str(), wide_path(to).c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
 }
 
+bool name_new(const std::string& from, const std::string& to) {
+    return ::MoveFileExW(wide_path(from).c_str(), wide_path(to).c_str(), 0) != 0;
+}
+
 std::optional<file_identity> stored_file(int descriptor) {
     const auto known = about(handle_of(descriptor));
     if (!known) return std::nullopt;

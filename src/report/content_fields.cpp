@@ -6,7 +6,8 @@ namespace kest {
 
 namespace {
 
-constexpr bool words = true;
+constexpr field_kind words = field_kind::words;
+constexpr field_kind number = field_kind::number;
 
 bool is_before(const event& shown) {
     return !shown.before.value.empty();
@@ -27,8 +28,8 @@ constexpr field<line> own_fields[] = {
          out.end_text();
      }},
     {{"side", 6, words}, [](sink& out, const line& of) { out.text(side_word(of.shown)); }},
-    {{"stream", 6, words}, [](sink& out, const line& of) { out.number(of.shown.stream); }},
-    {{"size", 12, words},
+    {{"stream", 6, number}, [](sink& out, const line& of) { out.number(of.shown.stream); }},
+    {{"size", 12, number},
      [](sink& out, const line& of) {
          out.number((is_before(of.shown) ? of.shown.before : of.shown.after).value.size());
      }},

@@ -104,13 +104,10 @@ bool event_choice::is_chosen(const event& shown) {
     return !all_unwanted;
 }
 
-bool event_choice::takes(const event& shown) {
-    if (!m_options.system_events && is_in_system_area(shown)) {
-        ++m_left_out.of_system;
-        return false;
-    }
-    if (!m_options.selection.any() || is_chosen(shown)) return true;
-    ++m_left_out.not_chosen;
+bool event_choice::takes(const event& shown, bool counted) {
+    const bool of_system = !m_options.system_events && is_in_system_area(shown);
+    if (!of_system && (!m_options.selection.any() || is_chosen(shown))) return true;
+    if (counted) ++(of_system ? m_left_out.of_system : m_left_out.not_chosen);
     return false;
 }
 

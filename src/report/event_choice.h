@@ -21,8 +21,8 @@ public:
     // The options must outlive it.
     explicit event_choice(const logfile_options& options) : m_options(options) {}
 
-    // Counts what it does not take.
-    bool takes(const event& shown);
+    // Counts what it does not take, if that is to be counted.
+    bool takes(const event& shown, bool counted = true);
 
     const events_left_out& left_out() const { return m_left_out; }
 

@@ -13,8 +13,12 @@ namespace kest {
 
 namespace {
 
-constexpr bool words = true;
-constexpr bool any_text = false;
+constexpr field_kind words = field_kind::words;
+constexpr field_kind any_text = field_kind::any_text;
+constexpr field_kind number = field_kind::number;
+constexpr field_kind truth = field_kind::truth;
+constexpr field_kind moment = field_kind::time;
+constexpr field_kind object = field_kind::object;
 
 bool is_in_log(const event& shown) {
     return shown.source != event_source::journal;
@@ -50,8 +54,8 @@ using sink = field_sink;
 using line = event_line;
 
 constexpr field<line> fields[] = {
-    {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.shown.time); }},
-    {{"not_after", 30, words},
+    {{"time", 30, moment}, [](sink& out, const line& of) { out.time(of.shown.time); }},
+    {{"not_after", 30, moment},
      [](sink& out, const line& of) {
          if (of.shown.not_after != 0) out.latest_time(of.shown.not_after);
      }},
@@ -69,19 +73,19 @@ constexpr field<line> fields[] = {
     {{"type", 7, words}, [](sink& out, const line& of) { out.text(type_word(of.shown)); }},
     {{"known", 8, words}, [](sink& out, const line& of) { out.text(known_word(of.shown)); }},
     {{"source", 8, words}, [](sink& out, const line& of) { out.text(source_word(of.shown)); }},
-    {{"inode", 12, words},
+    {{"inode", 12, number},
      [](sink& out, const line& of) {
          if (!is_of_volume(of.shown)) out.number(of.shown.file.number());
      }},
-    {{"seq", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
-    {{"parent", 12, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},
-    {{"parent_seq", 13, words}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.sequence()); }},
-    {{"lsn", 12, words},
+    {{"seq", 12, number}, [](sink& out, const line& of) { write_if_known(out, of.shown.file.sequence()); }},
+    {{"parent", 12, number}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.number()); }},
+    {{"parent_seq", 13, number}, [](sink& out, const line& of) { write_if_known(out, of.shown.parent.sequence()); }},
+    {{"lsn", 12, number},
      [](sink& out, const line& of) {
          if (is_in_log(of.shown)) out.wide_number(of.shown.lsn);
      }},
-    {{"offset", 12, words}, [](sink& out, const line& of) { out.wide_number(of.shown.file_offset); }},
-    {{"cut", 4, words},
+    {{"offset", 12, number}, [](sink& out, const line& of) { out.wide_number(of.shown.file_offset); }},
+    {{"cut", 4, truth},
      [](sink& out, const line& of) {
          if (is_in_log(of.shown)) out.truth(of.shown.cut);
      }},
@@ -91,10 +95,10 @@ constexpr field<line> fields[] = {
      }},
     {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.volume); }},
     {{"file", 25, any_text}, [](sink& out, const line& of) { out.text(is_in_log(of.shown) ? of.log : of.journal); }},
-    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
+    {{"details", 12, object}, [](sink& out, const line& of) { out.details(of.details); }},
     {{"datetime", 32, words, field_presence::servers},
      [](sink& out, const line& of) { write_datetime(out, of.shown); }},
-    {{"timestamp", 16, words, field_presence::servers},
+    {{"timestamp", 16, number, field_presence::servers},
      [](sink& out, const line& of) { write_timestamp(out, of.shown); }},
     {{"timestamp_desc", 50, words, field_presence::objects},
      [](sink& out, const line& of) { out.text(clock_description(of.shown)); }},

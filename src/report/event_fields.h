@@ -34,6 +34,10 @@ public:
 
     void write(const event& shown);
 
+    // As the lines have it, and the path of the log likewise.
+    std::string_view volume() const { return m_volume; }
+    std::string_view log() const { return m_log; }
+
 private:
     field_sink& m_out;
     const field_list<event_line>& m_fields;

@@ -10,7 +10,8 @@ namespace kest {
 
 namespace {
 
-constexpr bool words = true;
+constexpr field_kind words = field_kind::words;
+constexpr field_kind number = field_kind::number;
 
 struct type_row {
     std::uint32_t type;
@@ -45,9 +46,9 @@ using line = event_line;
 constexpr field<line> own_fields[] = {
     {{"extent", 7, words}, [](sink& out, const line& of) { out.text(is_lost(of.shown) ? "lost" : "got"); }},
     {{"attribute", 22, words}, write_type},
-    {{"vcn", 12, words}, [](sink& out, const line& of) { out.wide_number(place_of(of).runs.front().vcn); }},
-    {{"lcn", 12, words}, [](sink& out, const line& of) { out.wide_number(*place_of(of).runs.front().lcn); }},
-    {{"clusters", 12, words}, [](sink& out, const line& of) { out.wide_number(place_of(of).runs.front().clusters); }},
+    {{"vcn", 12, number}, [](sink& out, const line& of) { out.wide_number(place_of(of).runs.front().vcn); }},
+    {{"lcn", 12, number}, [](sink& out, const line& of) { out.wide_number(*place_of(of).runs.front().lcn); }},
+    {{"clusters", 12, number}, [](sink& out, const line& of) { out.wide_number(place_of(of).runs.front().clusters); }},
     {{"proved_by", 9, words}, [](sink& out, const line& of) { out.text(proof_word(place_of(of))); }},
     {{"free_at_end", 11, words}, [](sink& out, const line& of) { out.text(unused_word(place_of(of))); }},
 };

@@ -64,11 +64,24 @@ enum class field_presence : std::uint8_t {
     undo,     // those of a run that asks for undo data
 };
 
+// What a field holds, for sinks whose columns have a type.
+enum class field_kind : std::uint8_t {
+    words,     // of ours, which hold neither separator nor line end
+    any_text,  // names and data out of the evidence
+    number,
+    truth,
+    time,
+    object,  // details
+};
+
 struct field_title {
     std::string_view name;
     std::size_t width;  // bytes, where lines are padded
-    bool words_only;    // words of ours and numbers, which hold neither separator nor line end
+    field_kind kind;
     field_presence presence = field_presence::every;
+
+    // Whether it holds neither separator nor line end.
+    bool words_only() const { return kind != field_kind::any_text && kind != field_kind::object; }
 };
 
 // One field of a kind of line, and how it is written.

@@ -10,7 +10,7 @@ namespace kest {
 std::vector<row_column> columns_of(std::span<const field_title> titles, bool marks_separators) {
     std::vector<row_column> columns;
     for (const field_title& title : titles)
-        columns.push_back({std::string(title.name), title.width, title.words_only,
+        columns.push_back({std::string(title.name), title.width, title.words_only(),
                            marks_separators || title.presence == field_presence::undo});
     return columns;
 }
@@ -53,7 +53,7 @@ std::string& object_sink::begin_text() {
 std::unique_ptr<field_sink> make_sink(const logfile_options& options, const std::vector<field_title>& titles,
                                       bool marks_separators, uni::fileio_output& report_sink) {
     if (options.shape == output_shape::jsonl) return std::make_unique<object_sink>(report_sink);
-    if (!has_rows(options.shape)) return nullptr;
+    if (!has_rows(options.shape) && !options.is_timeline()) return nullptr;
     return std::make_unique<cell_sink>(options, columns_of(titles, marks_separators), report_sink);
 }
 

@@ -1,5 +1,8 @@
 #include "report/report.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "events/derive_events.h"
 #include "report/content_fields.h"
 #include "report/coverage_text.h"
@@ -7,6 +10,7 @@
 #include "report/field_sinks.h"
 #include "report/provenance.h"
 #include "report/statistics.h"
+#include "report/timeline_fields.h"
 #include "transactions/walk.h"
 
 namespace kest {
@@ -23,11 +27,20 @@ event_topic topic_of(event_kind kind) {
     return kind == event_kind::content_held ? event_topic::contents : event_topic::events;
 }
 
+std::span<const field<event_line>> fields_of_events(const logfile_options& options) {
+    if (options.shape == output_shape::bodyfile) return body_fields();
+    return options.shape == output_shape::csvl2t ? timeline_fields() : event_fields();
+}
+
 }  // namespace
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
-                       page_report* page)
-    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page), m_choice(options) {
+                       std::vector<event_report*> further)
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_further(std::move(further)), m_choice(options) {
+    if (options.rows_to_database()) {
+        m_row_fields.assign(row_fields().begin(), row_fields().end());
+        m_notation = details_notation::json;
+    }
     if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
@@ -39,7 +52,7 @@ log_report::log_report(const logfile_options& options, diagnostics& diags, uni::
                 m_screen.emplace(options, report_sink);
                 break;
             }
-            m_event_fields = choose_fields(event_fields(), options);
+            m_event_fields = choose_fields(fields_of_events(options), options);
             open_lines(titles_of<event_line>(m_event_fields));
             break;
         case report_kind::extents:
@@ -71,7 +84,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     const bool in_report = m_options.show_provenance && m_options.writes_report;
     std::optional<provenance> made_of;
-    if (m_page != nullptr || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
+    if (!m_further.empty() || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
         made_of = gather_provenance(m_options,
                                     current_file.empty() ? m_options.log : input_source{std::string(current_file)});
         for (const input_provenance& input : made_of->inputs)
@@ -79,7 +92,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     }
     if (in_report && writes_json()) write_provenance_object(*made_of, m_sink);
     survey(stores, log_path);
-    if (m_page != nullptr) m_page->begin_log(*made_of, log_path);
+    if (!m_further.empty()) begin_further(log_path, *made_of);
     if (m_lines) m_lines->begin_report();
     if (m_screen) m_screen->begin_report(current_file);
     switch (m_options.report) {
@@ -104,9 +117,15 @@ void log_report::survey(evidence& stores) {
 }
 
 void log_report::survey(evidence& stores, std::string_view log_path) {
-    if (m_page != nullptr && !m_page->surveyed()) m_page->survey(stores, log_path);
-    if (m_options.report == report_kind::summary && !m_summary)
-        m_summary.emplace(gather_coverage(stores, m_options, log_path));
+    const bool for_further = !m_further.empty() && m_options.have_log;
+    if (m_coverage || (!for_further && m_options.report != report_kind::summary)) return;
+    m_coverage = gather_coverage(stores, m_options, log_path);
+}
+
+void log_report::begin_further(std::string_view log_path, const provenance& made_of) {
+    const log_coverage* const coverage = m_options.have_log ? &*m_coverage : nullptr;
+    for (event_report* const further : m_further)
+        further->begin_log({m_options, log_path, made_of, coverage});
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -119,15 +138,14 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
     }
 }
 
-void log_report::report_summary(const events_left_out& before) {
+void log_report::report_summary(const event_summary& summary, const events_left_out& before) {
     const events_left_out now = m_choice.left_out();
     const events_left_out of_log{now.of_system - before.of_system, now.not_chosen - before.not_chosen};
     if (writes_json()) {
-        m_summary->write_object(of_log, m_sink);
+        summary.write_object(of_log, m_sink);
     } else {
-        m_sink.write(m_summary->text(m_options, of_log));
+        m_sink.write(summary.text(m_options, of_log));
     }
-    m_summary.reset();
 }
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
@@ -142,14 +160,18 @@ void log_report::report_statistics(const evidence& stores, std::string_view curr
 }
 
 void log_report::report_entries(evidence& stores, std::string_view log_path) {
+    field_sink* out = m_lines.get();
+    for (event_report* const further : m_further) {
+        if (field_sink* const rows = further->row_sink()) out = rows;
+    }
     const walk_settings settings = {.style = m_options,
                                     .notation = m_notation,
                                     .guesses_allowed = m_options.guesses_allowed,
                                     .mft_records = m_options.showall_inodes,
                                     .undo = shows_undo(m_row_fields),
                                     .show_progress = m_options.show_progress};
-    if (m_lines) {
-        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, m_notation, *m_lines);
+    if (out != nullptr) {
+        row_lines rows(m_options, stores.inodes, log_path, m_row_fields, m_notation, *out);
         walk_transactions(stores, settings, m_diags, rows);
     } else {
         step_sink nothing;  // the walk has progress and diagnostics to show all the same
@@ -163,32 +185,39 @@ bool log_report::put_content(const event& shown) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines && m_page == nullptr && !m_contents && !m_summary && !m_screen) return;
+    if (!m_lines && m_further.empty() && !m_contents && m_options.report != report_kind::summary && !m_screen) return;
     const events_left_out before = m_choice.left_out();
+    std::optional<event_summary> summary;
+    if (m_options.report == report_kind::summary) summary.emplace(*std::exchange(m_coverage, std::nullopt));
+    m_coverage.reset();
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
-    const event_topic topic = topic_of(m_options.report);
+    const event_topic own = topic_of(m_options.report);
+    const bool any_clusters = std::ranges::any_of(m_further, &event_report::takes_clusters);
     stores.journal.reading = derive_events(
         {.log = stores.log,
          .inodes = stores.inodes,
          .journal = stores.journal.file.get(),
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
-         .topic = topic,
+         .topic = any_clusters ? event_topic::events_and_clusters : own,
          .omitted = stores.inodes.omitted},
-        [this, &lines, topic](const event& shown) {
-            if (topic != event_topic::events && topic_of(shown.kind) != topic) return;  // of the journal file, or none
-            if (!m_choice.takes(shown) || (m_contents && !put_content(shown))) return;
-            if (lines) lines->write(shown);
-            if (m_page != nullptr) m_page->write(shown);
+        [&](const event& shown) {
+            const bool is_own = topic_of(shown.kind) == own;  // otherwise of the journal file, or for further reports
+            if ((!is_own && !any_clusters) || !m_choice.takes(shown, is_own)) return;
+            if (m_contents && !put_content(shown)) return;
+            if (lines && is_own) lines->write(shown);
+            for (event_report* const further : m_further) {
+                if (is_own || further->takes_clusters()) further->write(shown);
+            }
             if (m_screen) m_screen->write(shown);
-            if (m_summary) m_summary->add(shown);
+            if (summary) summary->add(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);
         });
     if (m_contents && m_contents->limit_hit()) stores.inodes.omitted.contents = true;
-    if (m_summary) report_summary(before);
+    if (summary) report_summary(*summary, before);
 }
 
 }  // namespace kest

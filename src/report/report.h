@@ -12,8 +12,8 @@
 #include "portable/file.h"
 #include "report/event_choice.h"
 #include "report/event_fields.h"
+#include "report/event_report.h"
 #include "report/event_summary.h"
-#include "report/page_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
 #include "report/screen_lines.h"
@@ -25,10 +25,11 @@ namespace kest {
 // must outlive it.
 class log_report {
 public:
-    // `page` is null where none is asked for.
-    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink, page_report* page);
+    // `further` are reports beside this one, or in place of it.
+    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
+               std::vector<event_report*> further);
 
-    // For a page, before the stores are combined.
+    // What the log covers, for further reports: before the stores are combined.
     void survey(evidence& stores);
 
     // Reports on the parsed log. `current_file` names it where a run has several.
@@ -44,10 +45,11 @@ private:
     void survey(evidence& stores, std::string_view log_path);
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
     void open_lines(const std::vector<field_title>& titles);
+    void begin_further(std::string_view log_path, const provenance& made_of);
     void report_entries(evidence& stores, std::string_view log_path);
     bool put_content(const event& shown);
     void report_events(evidence& stores, std::string_view log_path);
-    void report_summary(const events_left_out& before);
+    void report_summary(const event_summary& summary, const events_left_out& before);
     void report_statistics(const evidence& stores, std::string_view current_file);
     void report_coverage(evidence& stores, std::string_view log_path, const std::optional<provenance>& made_of);
 
@@ -55,8 +57,9 @@ private:
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
-    page_report* const m_page;
-    std::optional<row_writer> m_counts;  // of statistics; none in a shape without rows
+    const std::vector<event_report*> m_further;
+    std::optional<log_coverage> m_coverage;  // of the log that comes next
+    std::optional<row_writer> m_counts;      // of statistics; none in a shape without rows
     std::optional<screen_lines> m_screen;
     std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
     details_notation m_notation = details_notation::none;
@@ -64,7 +67,6 @@ private:
     field_list<event_line> m_event_fields;
     argument_list m_unread_inputs;
     event_choice m_choice;
-    std::optional<event_summary> m_summary;  // of the log that comes next, or is at hand
 };
 
 }  // namespace kest

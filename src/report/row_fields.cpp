@@ -13,9 +13,12 @@ namespace {
 constexpr std::string_view path_title = "path";
 constexpr std::string_view guessed_path_title = "path (*guess)";
 
-// What a field holds: words and numbers of ours, or names and data out of the evidence.
-constexpr bool words = true;
-constexpr bool any_text = false;
+constexpr field_kind words = field_kind::words;
+constexpr field_kind any_text = field_kind::any_text;
+constexpr field_kind number = field_kind::number;
+constexpr field_kind truth = field_kind::truth;
+constexpr field_kind moment = field_kind::time;
+constexpr field_kind object = field_kind::object;
 
 void write_if_any(field_sink& out, std::optional<std::uint64_t> value) {
     if (value) out.number(*value);
@@ -25,26 +28,26 @@ using sink = field_sink;
 using line = row_line;
 
 constexpr field<line> fields[] = {
-    {{"time", 30, words}, [](sink& out, const line& of) { out.time(of.time); }},
+    {{"time", 30, moment}, [](sink& out, const line& of) { out.time(of.time); }},
     {{"ref", 30, words}, [](sink& out, const line& of) { out.text(of.ref); }},
     {{"action", 31, words}, [](sink& out, const line& of) { out.text(of.action); }},
-    {{"lsn", 12, words}, [](sink& out, const line& of) { out.wide_number(of.lsn); }},
+    {{"lsn", 12, number}, [](sink& out, const line& of) { out.wide_number(of.lsn); }},
     {{"level", 8, words}, [](sink& out, const line& of) { out.text(of.level); }},
     {{"op_pattern", 30, words}, [](sink& out, const line& of) { out.text(of.op_pattern); }},
     {{"op_name", 28, words}, [](sink& out, const line& of) { out.text(of.op_name); }},
-    {{"lcn", 10, words}, [](sink& out, const line& of) { write_if_any(out, of.lcn); }},
-    {{"inode", 12, words}, [](sink& out, const line& of) { write_if_any(out, of.inode); }},
-    {{"seq", 12, words}, [](sink& out, const line& of) { write_if_any(out, of.seq); }},
-    {{"parent", 12, words}, [](sink& out, const line& of) { write_if_any(out, of.parent); }},
-    {{"parent_seq", 13, words}, [](sink& out, const line& of) { write_if_any(out, of.parent_seq); }},
+    {{"lcn", 10, number}, [](sink& out, const line& of) { write_if_any(out, of.lcn); }},
+    {{"inode", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.inode); }},
+    {{"seq", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.seq); }},
+    {{"parent", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.parent); }},
+    {{"parent_seq", 13, number}, [](sink& out, const line& of) { write_if_any(out, of.parent_seq); }},
     {{path_title, 25, any_text}, [](sink& out, const line& of) { out.path(of.path, of.guess); }},
-    {{"guess", 7, words, field_presence::objects},
+    {{"guess", 7, truth, field_presence::objects},
      [](sink& out, const line& of) {
          if (of.guess) out.truth(true);
      }},
     {{"log", 25, any_text, field_presence::objects}, [](sink& out, const line& of) { out.evidence(of.log); }},
-    {{"details", 12, any_text}, [](sink& out, const line& of) { out.details(of.details); }},
-    {{"undo", 12, any_text, field_presence::undo}, [](sink& out, const line& of) { out.details(of.undo); }},
+    {{"details", 12, object}, [](sink& out, const line& of) { out.details(of.details); }},
+    {{"undo", 12, object, field_presence::undo}, [](sink& out, const line& of) { out.details(of.undo); }},
 };
 
 }  // namespace

@@ -12,8 +12,10 @@ namespace kest {
 
 namespace {
 
-constexpr bool words = true;
-constexpr bool any_text = false;
+constexpr field_kind words = field_kind::words;
+constexpr field_kind any_text = field_kind::any_text;
+constexpr field_kind number = field_kind::number;
+constexpr field_kind moment = field_kind::time;
 
 using sink = field_sink;
 using line = volume_line;
@@ -23,34 +25,34 @@ void write_size(sink& out, const std::shared_ptr<const image_stream>& stream) {
 }
 
 constexpr field<line> fields[] = {
-    {{"partition", 9, words},
+    {{"partition", 9, number},
      [](sink& out, const line& of) {
          if (of.place.partition) out.decimal(*of.place.partition);
      }},
-    {{"offset", 14, words}, [](sink& out, const line& of) { out.decimal(of.place.offset); }},
-    {{"size", 14, words}, [](sink& out, const line& of) { out.decimal(of.place.geometry.size); }},
-    {{"cluster_size", 12, words}, [](sink& out, const line& of) { out.decimal(of.place.geometry.cluster_size); }},
-    {{"record_size", 11, words}, [](sink& out, const line& of) { out.decimal(of.place.geometry.record_size); }},
-    {{"mft_size", 12, words}, [](sink& out, const line& of) { write_size(out, of.streams.mft); }},
-    {{"log_size", 12, words}, [](sink& out, const line& of) { write_size(out, of.streams.log); }},
+    {{"offset", 14, number}, [](sink& out, const line& of) { out.decimal(of.place.offset); }},
+    {{"size", 14, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.size); }},
+    {{"cluster_size", 12, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.cluster_size); }},
+    {{"record_size", 11, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.record_size); }},
+    {{"mft_size", 12, number}, [](sink& out, const line& of) { write_size(out, of.streams.mft); }},
+    {{"log_size", 12, number}, [](sink& out, const line& of) { write_size(out, of.streams.log); }},
     {{"log_version", 11, words},
      [](sink& out, const line& of) {
          if (of.log_version) out.text(*of.log_version);
      }},
-    {{"current_lsn", 14, words},
+    {{"current_lsn", 14, number},
      [](sink& out, const line& of) {
          if (of.current_lsn) out.wide_number(*of.current_lsn);
      }},
-    {{"journal_size", 14, words}, [](sink& out, const line& of) { write_size(out, of.streams.journal); }},
-    {{"journal_data", 12, words},
+    {{"journal_size", 14, number}, [](sink& out, const line& of) { write_size(out, of.streams.journal); }},
+    {{"journal_data", 12, number},
      [](sink& out, const line& of) {
          if (of.streams.journal) out.decimal(of.streams.journal->data_bytes());
      }},
-    {{"journal_first", 30, words},
+    {{"journal_first", 30, moment},
      [](sink& out, const line& of) {
          if (of.journal_first) out.time(*of.journal_first);
      }},
-    {{"journal_last", 30, words},
+    {{"journal_last", 30, moment},
      [](sink& out, const line& of) {
          if (of.journal_last) out.time(*of.journal_last);
      }},

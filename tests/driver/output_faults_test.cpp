@@ -11,6 +11,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include "portable/database.h"
 #include "report/page_template.h"
 #include "support/made_run.h"
 
@@ -175,6 +176,45 @@ TEST(output_faults, what_cannot_be_written_is_refused) {
     ::setenv("KEST_OUT", folder.at("").c_str(), 1);  // begins like evidence, and is none
     EXPECT_EQ(run_captured({"-log", log, "-out", "%KEST_OUT%\\" + std::string("old"), "-quiet"}).status, 0);
     EXPECT_TRUE(contents_of(old).starts_with("kest - "));
+}
+
+TEST(output_faults, a_database_is_new_and_whole_or_none) {
+    if (!uni::database::available()) GTEST_SKIP() << "no SQLite";
+    const scratch_folder inputs, folder;
+    const std::string log = inputs.put("log", sample_log), journal = inputs.put("jrnl", sample_journal),
+                      path = folder.at("case.db");
+    const argument_list args = {"-log", log, "-jrnlfile", journal, "-quiet", "-db", path};
+    const auto files = [&folder] {
+        return std::distance(std::filesystem::directory_iterator(folder.at("")), std::filesystem::directory_iterator());
+    };
+    for (const rlim_t most : {0, 1, 65535, 65536, 400'000}) {
+        const rlimit bytes{most, most};
+        expect_told(run_prepared(args, [&bytes] { ::setrlimit(RLIMIT_FSIZE, &bytes); }), path);
+        EXPECT_EQ(files(), 0) << most;
+    }
+    const std::pair<argument_list, std::string> refused[] = {
+        {{"-mftfile", inputs.at("none")}, "prob parsing file: " + inputs.at("none") + " (no such file)\n"},
+        {{"-out", path}, "prob opening file " + path + " for output, aborting (evidence, or in use)\n"},
+        {{"-coverage"}, "-db is for events and rows only\n"},
+        {{"-undo", "-out", folder.at("rows")}, "-db of rows stands in place of the report: no -out\n"},
+    };
+    for (const auto& [more, words] : refused) {
+        const auto run = run_captured(with(args, more));
+        EXPECT_EQ(run.status, -1);
+        EXPECT_EQ(run.err, words);
+        EXPECT_EQ(files(), 0) << words;
+    }
+    for (const argument_list& more : {argument_list{}, {"-undo"}, {"-events", "-out", folder.at("events")}}) {
+        EXPECT_EQ(run_captured(with(args, more)).status, 0);
+        const std::string whole = contents_of(path);
+        EXPECT_TRUE(whole.starts_with("SQLite format 3"));
+        EXPECT_EQ(run_captured(args).err,
+                  "prob opening file " + path + " for output, aborting (there is such a file already)\n");
+        EXPECT_EQ(contents_of(path), whole);
+        std::filesystem::remove(path);
+    }
+    EXPECT_EQ(run_captured({"-log", log, "-quiet", "-db", log}).status, -1);
+    EXPECT_EQ(contents_of(log), sample_log);
 }
 
 // Of two results files the later counts. A run that is refused, or finds nothing to report on, makes and changes no

@@ -1366,6 +1366,16 @@ TEST(events, have_names_that_look_like_no_other) {
         EXPECT_NE(lines.find(found), lines.npos) << lines;
     }
 
+    // A name never becomes a second field of a timeline, and its reader turns "%7C" back.
+    const memory_file barred(story().add({came(file, root, u"a|,%7C\"\n"), got(root, u"a|,%7C\"\n"), end()}).image());
+    for (const auto& [shape, line] :
+         {std::pair("-bodyfile", R"(0|[root]\a%7C,%257C"[LF] (link_added, time not known)|)"),
+          std::pair("-csvl2t", R"(,"[root]\a|,%7C""[LF]",40,time not known,kest,)")}) {
+        const std::string lines = run_captured({"-quiet", "-events", shape, "-log", barred.path()}).out;
+        EXPECT_NE(lines.find(line), lines.npos) << lines;
+        EXPECT_EQ(std::ranges::count(lines, '\n'), shape[1] == 'b' ? 1 : 2);
+    }
+
     const std::u16string stream = {u'a', u'/', u'b'};
     const record added = to_record(5, 6, resident(0x80, {}, {.name = stream}), {});
     EXPECT_EQ(
