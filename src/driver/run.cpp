@@ -131,13 +131,14 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     if (!open_results(results) || (options.writes_page && !open_results(outputs.page))) return false;
     uni::fileio_output report_sink(results.target());
     std::optional<page_report> page;
-    if (options.writes_page) page.emplace(options, outputs.page.target());
+    std::vector<event_report*> further;
+    if (options.writes_page) further.push_back(&page.emplace(outputs.page.target()));
     if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
     bool contents_written = true;
     try {
-        log_report report(options, outputs.diags, report_sink, page ? &*page : nullptr);
+        log_report report(options, outputs.diags, report_sink, further);
         const run_context run{options, outputs, report, findings};
         const bool lists = options.report == report_kind::volumes;
         reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);

@@ -17,25 +17,20 @@ field_list<event_line> page_fields() {
 
 }  // namespace
 
-page_report::page_report(const logfile_options& options, uni::file& target)
-    : m_options(options), m_page(target), m_fields(page_fields()), m_sink(titles_of<event_line>(m_fields), m_page) {
+page_report::page_report(uni::file& target)
+    : m_page(target), m_fields(page_fields()), m_sink(titles_of<event_line>(m_fields), m_page) {
     for (const std::string_view piece : page_template_head())
         m_page.write(piece);
 }
 
-void page_report::survey(evidence& stores, std::string_view log_path) {
-    m_coverage = gather_coverage(stores, m_options, log_path);
-}
-
-void page_report::begin_log(const provenance& made_of, std::string_view log_path) {
+void page_report::begin_log(const log_source& source) {
     uni::fileio_output objects;
-    write_provenance_object(made_of, objects);
-    if (m_options.have_log) write_coverage_object(*m_coverage, objects);
-    m_coverage.reset();
+    write_provenance_object(source.made_of, objects);
+    if (source.options.have_log) write_coverage_object(source.coverage, objects);
     begin_page_data(m_page, page_part::log);
     write_page_json(m_page, objects.pending());
     end_page_data(m_page);
-    m_lines.emplace(m_options, log_path, m_fields, details_notation::json, m_sink);
+    m_lines.emplace(source.options, source.log_path, m_fields, details_notation::json, m_sink);
 }
 
 bool page_report::finish(std::string_view limits) {

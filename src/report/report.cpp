@@ -27,8 +27,8 @@ event_topic topic_of(event_kind kind) {
 }  // namespace
 
 log_report::log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
-                       page_report* page)
-    : m_options(options), m_diags(diags), m_sink(report_sink), m_page(page) {
+                       std::vector<event_report*> further)
+    : m_options(options), m_diags(diags), m_sink(report_sink), m_further(std::move(further)) {
     if (!options.writes_report) return;
     switch (options.report) {
         case report_kind::rows:
@@ -67,17 +67,14 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     const bool in_report = m_options.show_provenance && m_options.writes_report;
     std::optional<provenance> made_of;
-    if (m_page != nullptr || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
+    if (!m_further.empty() || (in_report && (writes_json() || m_options.report == report_kind::coverage))) {
         made_of = gather_provenance(m_options,
                                     current_file.empty() ? m_options.log : input_source{std::string(current_file)});
         for (const input_provenance& input : made_of->inputs)
             if (input.unread) m_unread_inputs.push_back(input.path);
     }
     if (in_report && writes_json()) write_provenance_object(*made_of, m_sink);
-    if (m_page != nullptr) {
-        if (!m_page->surveyed()) m_page->survey(stores, log_path);
-        m_page->begin_log(*made_of, log_path);
-    }
+    if (!m_further.empty()) begin_further(stores, log_path, *made_of);
     if (m_lines) m_lines->begin_report();
     switch (m_options.report) {
         case report_kind::rows:
@@ -96,7 +93,14 @@ void log_report::write(evidence& stores, std::string_view current_file) {
 }
 
 void log_report::survey(evidence& stores) {
-    if (m_page != nullptr) m_page->survey(stores, m_options.log.path);
+    if (!m_further.empty()) m_coverage = gather_coverage(stores, m_options, m_options.log.path);
+}
+
+void log_report::begin_further(evidence& stores, std::string_view log_path, const provenance& made_of) {
+    if (!m_coverage) m_coverage = gather_coverage(stores, m_options, log_path);
+    for (event_report* const further : m_further)
+        further->begin_log({m_options, log_path, made_of, *m_coverage});
+    m_coverage.reset();
 }
 
 void log_report::report_coverage(evidence& stores, std::string_view log_path,
@@ -142,7 +146,7 @@ bool log_report::put_content(const event& shown) {
 }
 
 void log_report::report_events(evidence& stores, std::string_view log_path) {
-    if (!m_lines && m_page == nullptr && !m_contents) return;
+    if (!m_lines && m_further.empty() && !m_contents) return;
     std::optional<event_lines> lines;
     if (m_lines) lines.emplace(m_options, log_path, m_event_fields, m_notation, *m_lines);
     const event_topic topic = topic_of(m_options.report);
@@ -162,7 +166,8 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
             }
             if (m_contents && !put_content(shown)) return;
             if (lines) lines->write(shown);
-            if (m_page != nullptr) m_page->write(shown);
+            for (event_report* const further : m_further)
+                further->write(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);

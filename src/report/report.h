@@ -11,7 +11,7 @@
 #include "outputs/diagnostics.h"
 #include "portable/file.h"
 #include "report/event_fields.h"
-#include "report/page_report.h"
+#include "report/event_report.h"
 #include "report/provenance.h"
 #include "report/row_fields.h"
 
@@ -22,10 +22,11 @@ namespace kest {
 // must outlive it.
 class log_report {
 public:
-    // `page` is null where none is asked for.
-    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink, page_report* page);
+    // `further` are reports beside this one, or in place of it.
+    log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
+               std::vector<event_report*> further);
 
-    // For a page, before the stores are combined.
+    // What the log covers, for further reports: before the stores are combined.
     void survey(evidence& stores);
 
     // Reports on the parsed log. `current_file` names it where a run has several.
@@ -41,6 +42,7 @@ public:
 private:
     bool writes_json() const { return m_options.shape == output_shape::jsonl; }
     void open_lines(const std::vector<field_title>& titles);
+    void begin_further(evidence& stores, std::string_view log_path, const provenance& made_of);
     void report_entries(evidence& stores, std::string_view log_path);
     bool put_content(const event& shown);
     void report_events(evidence& stores, std::string_view log_path);
@@ -51,9 +53,10 @@ private:
     const logfile_options& m_options;
     diagnostics& m_diags;
     uni::fileio_output& m_sink;
-    page_report* const m_page;
-    std::optional<row_writer> m_counts;   // of statistics; none in a shape without rows
-    std::unique_ptr<field_sink> m_lines;  // of rows or events; none likewise
+    const std::vector<event_report*> m_further;
+    std::optional<log_coverage> m_coverage;  // of the log that comes next
+    std::optional<row_writer> m_counts;      // of statistics; none in a shape without rows
+    std::unique_ptr<field_sink> m_lines;     // of rows or events; none likewise
     details_notation m_notation = details_notation::none;
     field_list<row_line> m_row_fields;
     field_list<event_line> m_event_fields;
