@@ -160,6 +160,7 @@ void value_range::add(std::uint64_t value) {
 log_coverage gather_coverage(evidence& stores, const logfile_options& options, std::string_view log_path) {
     log_coverage coverage;
     coverage.path = log_path;
+    coverage.volume = options.volume;
     const transaction_states states = find_transaction_states(stores.log);
     const volume_geometry geometry = find_volume_geometry(stores.log);
     const log_facts facts(stores.log, states, {geometry.cluster_size(), geometry.record_size()});

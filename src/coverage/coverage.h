@@ -70,6 +70,7 @@ struct gap_coverage {
 // What one log covers, as far as it says so itself. Empty is what is not known.
 struct log_coverage {
     std::string path;
+    std::string volume;  // where the run names it
     bool read_to_end = true;
     page_tally pages;
     std::optional<std::uint64_t> copied_pages;

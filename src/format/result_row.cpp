@@ -139,7 +139,7 @@ void result_row::set(std::size_t column, result_cell::kind type, std::uint64_t v
 
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
-    : m_sink(report_sink), m_style(style), m_base16(base16), m_columns(std::move(columns)) {
+    : m_sink(report_sink), m_style(style), m_base16(base16), m_header_due(style.titles), m_columns(std::move(columns)) {
     // Each character of a separator: of several the first could be taken for it at a value's end.
     for (const char c : style.separator + "\"\r\n")
         m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;

@@ -18,6 +18,7 @@ struct row_style {
     char sep_subst = ';';
     bool no_whitespace = false;    // no field is padded
     bool marks_line_ends = false;  // line ends inside values are written as words
+    bool titles = true;            // stand before the first line
     bool quotes = false;           // as RFC 4180: values stand between quotes where needed, and nothing is replaced
 };
 
@@ -107,7 +108,7 @@ private:
     bool m_base16;
     std::string
         m_separating;  // the character of the separator that values do not hold; none if none has to be kept out
-    bool m_header_due = true;
+    bool m_header_due;
     std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;
 };

@@ -18,6 +18,7 @@ constexpr std::chrono::milliseconds longest_hold{50};
 std::mutex console_mutex;  // guards what follows, and the order of the writes
 std::string held;          // said, and not written yet
 std::chrono::steady_clock::time_point last_write;
+thread_local words_kept* kept_words = nullptr;
 
 void write_held() {
     if (held.empty()) return;
@@ -39,7 +40,19 @@ void hold_line(std::size_t width, std::string_view text) {
 
 }  // namespace
 
+words_kept::words_kept() {
+    kept_words = this;
+}
+
+words_kept::~words_kept() {
+    kept_words = nullptr;
+}
+
 void console_write(std::string_view text) {
+    if (kept_words != nullptr) {
+        kept_words->m_words += text;
+        return;
+    }
     const std::lock_guard lock(console_mutex);
     write_held();
     // Not by way of `held`: what is to be reported may be that memory has run out.
@@ -51,14 +64,14 @@ bool console_is_terminal() {
 }
 
 void status_line(std::size_t width, std::string_view text) {
-    if (text.empty()) return;
+    if (text.empty() || kept_words != nullptr) return;
     const std::lock_guard lock(console_mutex);
     hold_line(width, text);
     write_held();
 }
 
 void progress_line(std::size_t width, std::string_view text) {
-    if (text.empty()) return;
+    if (text.empty() || kept_words != nullptr) return;
     const std::lock_guard lock(console_mutex);
     hold_line(width, text);
     const auto now = std::chrono::steady_clock::now();

@@ -243,16 +243,19 @@ bool file::append(std::string_view bytes) {
 }
 
 fileio_output::fileio_output(file& target)
-    : m_target(&target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+    : fileio_output([&target](std::string_view text) { return target.append(text); }) {}
+
+fileio_output::fileio_output(taker target)
+    : m_target(std::move(target)), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 fileio_output::fileio_output() : m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 void fileio_output::write(std::string_view text) {
-    if (text.size() < put_area || m_target == nullptr) {
+    if (text.size() < put_area || !m_target) {
         std::copy_n(text.data(), text.size(), room(text.size()));
         advance(text.size());
     } else if (flush()) {
-        m_good = m_target->append(text);
+        m_good = m_target(text);
     }
 }
 
@@ -266,8 +269,8 @@ void fileio_output::make_room(std::size_t most) {
 }
 
 bool fileio_output::flush() {
-    if (m_target == nullptr) return m_good;
-    if (m_good && m_used != 0) m_good = m_target->append({m_pending.get(), m_used});
+    if (!m_target) return m_good;
+    if (m_good && m_used != 0) m_good = m_target({m_pending.get(), m_used});
     m_used = 0;
     return m_good;
 }

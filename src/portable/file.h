@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -106,8 +107,11 @@ class fileio_output {
 public:
     static constexpr std::size_t put_area = 262'144;  // bytes
 
+    using taker = std::function<bool(std::string_view)>;  // false: no more is wanted
+
     explicit fileio_output(file& target);
-    fileio_output();  // keeps what is written, of a few lines
+    explicit fileio_output(taker target);  // takes what a file would
+    fileio_output();                       // keeps what is written, of a few lines
     ~fileio_output() { flush(); }
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
@@ -129,7 +133,7 @@ public:
 private:
     void make_room(std::size_t most);
 
-    file* const m_target = nullptr;
+    const taker m_target;  // none: all is kept
     std::unique_ptr<char[]> m_pending;
     std::size_t m_size = put_area;  // bytes of `m_pending`
     std::size_t m_used = 0;

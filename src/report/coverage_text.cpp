@@ -335,6 +335,7 @@ void report_journal(facts_writer& lines, const journal_coverage& shown) {
 template <class facts_writer>
 void report_coverage(facts_writer& lines, const log_coverage& shown) {
     lines.text("summary", coverage_summary(shown));
+    if (!shown.volume.empty()) lines.text("volume", shown.volume);
     lines.text("log", shown.path);
     lines.count("size", shown.pages.file_size);
     lines.yes_or_no("read_to_end", shown.read_to_end);

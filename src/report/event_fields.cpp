@@ -108,14 +108,6 @@ constexpr field<line> fields[] = {
      }},
 };
 
-// The folder that a path leads to its file by; "." for a bare name.
-std::string folder_of(std::string_view path) {
-    const std::size_t slash = path.find_last_of('/');
-    if (slash == path.npos) return ".";
-    const std::size_t end = path.find_last_not_of('/', slash);
-    return std::string(end == path.npos ? "/" : path.substr(0, end + 1));
-}
-
 }  // namespace
 
 std::span<const field<event_line>> event_fields() {
@@ -142,7 +134,7 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
     : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
     append_safe_text(m_journal, options.journal.path);
-    append_safe_text(m_volume, folder_of(log_path.empty() ? options.journal.path : log_path));
+    append_safe_text(m_volume, volume_of(options, log_path));
 }
 
 void event_lines::write(const event& shown) {

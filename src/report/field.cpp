@@ -18,6 +18,8 @@ bool is_usual(field_presence presence, const logfile_options& options) {
             return options.shape == output_shape::jsonl;
         case field_presence::undo:
             return options.show_undo;
+        case field_presence::sets:
+            return options.lists_sets();
     }
     return true;
 }
@@ -43,7 +45,20 @@ std::vector<field_title> titles_of_lines(report_kind report) {
     }
 }
 
+// The folder that a path leads to its file by; "." for a bare name.
+std::string folder_of_file(std::string_view path) {
+    const std::size_t slash = path.find_last_of('/');
+    if (slash == path.npos) return ".";
+    const std::size_t end = path.find_last_not_of('/', slash);
+    return std::string(end == path.npos ? "/" : path.substr(0, end + 1));
+}
+
 }  // namespace
+
+std::string volume_of(const logfile_options& options, std::string_view log_path) {
+    if (!options.volume.empty()) return options.volume;
+    return folder_of_file(log_path.empty() ? options.journal.path : log_path);
+}
 
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options) {
     std::vector<std::size_t> chosen;

@@ -63,6 +63,11 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
     if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
+void log_report::write_titles() {
+    if (m_lines) m_lines->begin_report();
+    if (m_counts) m_counts->write_header();
+}
+
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     const bool in_report = m_options.show_provenance && m_options.writes_report;
@@ -114,6 +119,7 @@ void log_report::report_coverage(evidence& stores, std::string_view log_path,
 }
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
+    if (m_options.lists_sets()) current_file = m_options.log.path;
     if (writes_json()) {
         write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {
