@@ -82,6 +82,8 @@ private:
         const disk_image image = open_image(set.image);
         if (!image.bytes.source) return say_problem({set.image, image.error}, m_findings);
         add_pieces(image.files);
+        // Many files begin like a disk. A container is an image whatever it holds, and may be damaged.
+        if (image.volumes.empty() && image.process) return say_problem({set.image, "no NTFS volume"}, m_findings);
         if (image.volumes.empty()) say_hints(m_options, warning_line("no NTFS volume in", set.image));
         for (const volume_place& volume : image.volumes) {
             if (m_options.partition && volume.partition != m_options.partition) continue;

@@ -314,6 +314,9 @@ set_outcome report_set(const run_context& run, logfile_options& options, const c
     }
     if (options.strict && said(read.misfits)) return set_outcome::failed;
     const bool reported = report_read(run, *read.stores, read.misfits);
+    // That a log holds no record is all that there is to report of it.
+    const bool empty_log = !reported && read.stores->log.open_error == 0 && !options.has_lines();
+    if (empty_log && !options.have_mft && !options.have_jrnl) run.report.write(*read.stores, {});
     say_gaps(run);
     return reported ? set_outcome::reported : set_outcome::failed;
 }
