@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -16,7 +17,7 @@ namespace uni {
 // together no more than `most_kept` bytes; beyond that the writer waits. Whoever has the turn never waits.
 class ordered_output {
 public:
-    static constexpr std::size_t most_kept = 32 << 20;
+    static constexpr std::size_t most_kept = 16 << 20;
 
     // The target must outlive it, and is used by nobody else meanwhile.
     ordered_output(fileio_output& target, std::size_t turns) : m_target(target), m_turns(turns) {}
@@ -30,19 +31,20 @@ public:
 
     // The turns that have ended with all before them.
     std::size_t ended();
-    bool good();
+    bool good() const { return m_good; }
 
 private:
     struct kept_turn {
-        std::string text = {};
+        std::vector<std::string> pieces = {};
         std::string words = {};
         bool ended = false;
     };
 
     bool keep(std::size_t turn, std::string_view text);
-    void pass_on(std::string& text);
+    void pass_on(std::unique_lock<std::mutex>& lock, std::size_t turn, std::string_view more);
 
     fileio_output& m_target;
+    std::atomic<bool> m_good = true;
     std::mutex m_mutex;
     std::condition_variable m_moved;
     std::size_t m_turn = 0;

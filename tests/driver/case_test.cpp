@@ -111,9 +111,12 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
     const std::string left = "does not fit the log: ";
     const failure rows[] = {
         {"a log of zeros", {{"b/$LogFile", std::string(65'536, '\0')}, {"b/$MFT", mft_file}}, "b/$LogFile (no record)"},
-        {"no container", {{"b/x.E01", "EVF\x09\x0D\x0A\xFF" + std::string("\0\1\1\0", 4) + std::string(99, 'x')}},
+        {"no container",
+         {{"b/x.E01", "EVF\x09\x0D\x0A\xFF" + std::string("\0\1\1\0", 4) + std::string(99, 'x')}},
          "x.E01"},
-        {"an MFT of zeros", {{"b/$LogFile", log_file}, {"b/$MFT", std::string(8192, '\0')}}, "(no file record)",
+        {"an MFT of zeros",
+         {{"b/$LogFile", log_file}, {"b/$MFT", std::string(8192, '\0')}},
+         "(no file record)",
          log_given},
         {"a foreign MFT", {{"b/$LogFile", log_file}, {"b/$MFT", foreign_mft()}}, left, log_given, 0},
         {"a foreign journal",
@@ -122,8 +125,11 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
          with(log_given, mft_given),
          0},
         {"two of each",
-         {{"b/$LogFile", log_file}, {"b/0", foreign_mft() + std::string(65'536, '\0')}, {"b/1", mft_file},
-          {"b/2", foreign_journal}, {"b/3", journal_file}},
+         {{"b/$LogFile", log_file},
+          {"b/0", foreign_mft() + std::string(65'536, '\0')},
+          {"b/1", mft_file},
+          {"b/2", foreign_journal},
+          {"b/3", journal_file}},
          "",
          all_given,
          0},
@@ -186,7 +192,8 @@ TEST_F(one_case, is_what_paths_without_an_option_name) {
         {{b, m_folder.at("c/nothing")}, expected(log_given), -1},
     };
     for (const auto& t : rows) {
-        const captured_run ran = run_captured(with(t.paths, {"-quiet", "-jsonl", "-columns", "time,event,path,details"}));
+        const captured_run ran =
+            run_captured(with(t.paths, {"-quiet", "-jsonl", "-columns", "time,event,path,details"}));
         EXPECT_EQ(ran.status, t.status) << t.paths.front() << ran.err;
         EXPECT_EQ(ran.out == t.out, true) << t.paths.front();
     }
