@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <set>
 #include <utility>
 
 #include "driver/image_runs.h"
@@ -27,12 +28,6 @@ constexpr std::size_t most_images_open = 16;
 void say_problem(const case_problem& problem, run_findings& findings) {
     uni::console_write(warning_line(with_reason("prob parsing file", problem.words), problem.path));
     findings.unreadable = true;
-}
-
-// The files named by the descriptor of an image are no images by themselves.
-bool is_piece(const std::vector<std::string>& pieces, const std::string& path) {
-    const auto file = uni::identify(path);
-    return std::ranges::any_of(pieces, [&file](const std::string& piece) { return uni::identify(piece) == file; });
 }
 
 // Where a disk is described by a text its pieces may look like disks.
@@ -66,16 +61,24 @@ public:
         for (case_set& set : found) {
             if (set.image.empty()) {
                 sets.push_back(std::move(set));
-            } else if (!is_piece(m_pieces, set.image)) {
+            } else if (!is_piece(set.image)) {
                 open(set, sets);
             }
         }
+        std::erase_if(sets, [this](const case_set& set) { return set.image.empty() && is_piece(set.path()); });
         return sets;
     }
 
 private:
     void add_pieces(const std::vector<std::string>& paths) {
-        m_pieces.insert(m_pieces.end(), paths.begin(), paths.end());
+        for (const std::string& path : paths)
+            if (const auto file = uni::identify(path)) m_pieces.insert({file->device, file->inode});
+    }
+
+    // A file of an image is no image by itself, whatever it begins with.
+    bool is_piece(const std::string& path) const {
+        const auto file = uni::identify(path);
+        return file && m_pieces.contains({file->device, file->inode});
     }
 
     void open(const case_set& set, std::vector<case_set>& sets) {
@@ -95,7 +98,7 @@ private:
 
     const logfile_options& m_options;
     run_findings& m_findings;
-    std::vector<std::string> m_pieces;
+    std::set<std::pair<std::uint64_t, std::uint64_t>> m_pieces;  // device and inode
 };
 
 bool is_written(const run_outputs& outputs, const case_set& set) {
