@@ -162,6 +162,7 @@ public:
                 if (image.bytes.source && !image_was_read(image)) m_run.findings.unreadable = true;
             m_images.clear();
         }
+        if (m_failed) m_run.findings.unreadable = true;
         return m_reported;
     }
 
@@ -193,22 +194,31 @@ private:
         m_next = m_end;
     }
 
+    // Others wait for its end, whatever happens.
     void report(std::size_t turn) {
         std::string words;
+        try {
+            words = report_and_say(turn);
+        } catch (const std::bad_alloc&) {
+            say_out_of_memory();
+            m_failed = true;
+        }
+        m_order.end(turn, std::move(words));
+        show_progress();
+    }
+
+    std::string report_and_say(std::size_t turn) {
         run_findings findings;
+        const uni::words_kept kept;
+        const set_outcome outcome = report_guarded(turn, findings);
         {
-            const uni::words_kept kept;
-            const set_outcome outcome = report_guarded(turn, findings);
-            words = kept.words();
             const std::lock_guard lock(m_mutex);
             add(m_run.findings.omitted, findings.omitted);
             m_run.findings.left_out += findings.left_out;
-            if (findings.unreadable || outcome == set_outcome::failed) m_run.findings.unreadable = true;
-            m_reported = m_reported || outcome == set_outcome::reported;
         }
-        if (!words.empty()) words.insert(0, warning_line("volume", m_sets[turn].name));
-        m_order.end(turn, std::move(words));
-        show_progress();
+        if (findings.unreadable || outcome == set_outcome::failed) m_failed = true;
+        if (outcome == set_outcome::reported) m_reported = true;
+        return kept.words().empty() ? std::string() : warning_line("volume", m_sets[turn].name) + kept.words();
     }
 
     set_outcome report_guarded(std::size_t turn, run_findings& findings) {
@@ -256,8 +266,9 @@ private:
     image_map m_images;
     std::atomic<std::size_t> m_next = 0;
     std::size_t m_end = 0;
-    std::mutex m_mutex;  // guards the findings of the run, and what follows
-    bool m_reported = false;
+    std::mutex m_mutex;  // guards the findings of the run
+    std::atomic<bool> m_reported = false;
+    std::atomic<bool> m_failed = false;
 };
 
 }  // namespace

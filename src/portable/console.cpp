@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <mutex>
+#include <new>
 #include <unistd.h>
 
 #include "portable/file.h"
@@ -38,6 +39,13 @@ void hold_line(std::size_t width, std::string_view text) {
     held += '\r';
 }
 
+void write_at_once(std::string_view text) {
+    const std::lock_guard lock(console_mutex);
+    write_held();
+    // Not by way of `held`: what is to be reported may be that memory has run out.
+    static_cast<void>(write_all(STDERR_FILENO, text));
+}
+
 }  // namespace
 
 words_kept::words_kept() {
@@ -48,15 +56,17 @@ words_kept::~words_kept() {
     kept_words = nullptr;
 }
 
-void console_write(std::string_view text) {
-    if (kept_words != nullptr) {
-        kept_words->m_words += text;
-        return;
+void words_kept::keep(std::string_view text) {
+    try {
+        m_words += text;
+    } catch (const std::bad_alloc&) {
+        write_at_once(text);
     }
-    const std::lock_guard lock(console_mutex);
-    write_held();
-    // Not by way of `held`: what is to be reported may be that memory has run out.
-    static_cast<void>(write_all(STDERR_FILENO, text));
+}
+
+void console_write(std::string_view text) {
+    if (kept_words != nullptr) return kept_words->keep(text);
+    write_at_once(text);
 }
 
 bool console_is_terminal() {

@@ -22,7 +22,7 @@ void status_line(std::size_t width, std::string_view text);
 // few writes. Whatever is said next sends it first.
 void progress_line(std::size_t width, std::string_view text);
 
-// While it lives, what its thread says is kept and not written; status lines are dropped.
+// While it lives, what its thread says is kept, as long as there is memory, and status lines are dropped.
 class words_kept {
 public:
     words_kept();
@@ -32,8 +32,9 @@ public:
 
     const std::string& words() const { return m_words; }
 
+    void keep(std::string_view text);
+
 private:
-    friend void console_write(std::string_view text);
     std::string m_words;
 };
 
