@@ -28,6 +28,7 @@ struct found_file {
     std::string drive;   // the same for all folders that tools keep of one drive; empty: not known to be one's
     input_kind kind = input_kind::unknown;
     std::uint64_t size = 0;
+    uni::file_identity identity;
     bool taken = false;  // a candidate of some log, or a set
 };
 
@@ -106,6 +107,7 @@ public:
             }
         }
         look_beside();
+        drop_other_names();
         std::ranges::sort(m_files, {}, &found_file::path);
         return std::move(m_files);
     }
@@ -119,6 +121,17 @@ private:
         for (std::string path; files.read_line(path);)
             add(path, root);
         m_found.unreadable_folders += files.unreadable();
+    }
+
+    // Of the names of one file the first counts, before those that only lie beside another.
+    void drop_other_names() {
+        std::ranges::sort(m_files, {}, [](const found_file& file) {
+            return std::pair(file.place == found_file::beside, std::string_view(file.path));
+        });
+        std::set<std::pair<std::uint64_t, std::uint64_t>> known;
+        std::erase_if(m_files, [&known](const found_file& file) {
+            return !known.insert({file.identity.device, file.identity.inode}).second;
+        });
     }
 
     // Of files that were named, where these lie.
@@ -139,8 +152,6 @@ private:
 
     // `root` is the only folder that was named, and above the file.
     void add(const std::string& path, std::string_view root) {
-        const auto identity = uni::identify(path);
-        if (identity && !m_known.insert({identity->device, identity->inode}).second) return;
         uni::file file;
         if (!file.open(path, uni::open_mode::read)) {
             if (!m_beside) m_found.problems.push_back({path, error_words(file.open_error())});
@@ -162,6 +173,7 @@ private:
         added.volume = below(added.home, root);
         added.kind = kind;
         added.size = file.size();
+        added.identity = file.identity();
         added.place = m_beside ? found_file::beside : named ? found_file::named : found_file::below_folder;
     }
 
@@ -175,7 +187,6 @@ private:
     case_contents& m_found;
     bool m_beside = false;
     std::vector<found_file> m_files;
-    std::set<std::pair<std::uint64_t, std::uint64_t>> m_known;
 };
 
 // Makes sets of files by where these lie.
