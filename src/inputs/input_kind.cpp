@@ -144,7 +144,7 @@ bool may_be_evidence(const uni::byte_source& file) {
 
 namespace {
 
-// Files of EnCase's form are numbered, from 1 on.
+// The files of an E01 are numbered, from 1 on.
 bool is_later_piece(uni::byte_view head) {
     if (holds(head, 0, "EVF\x09")) return head.u16(9) != 1;
     return holds(head, 0, "EVF2") && head.u32(12) != 1;
