@@ -30,7 +30,14 @@ _kest() {
     -partition*) words='1 2 3 4 5' ;;
     -num_subdirs*) words='0 1 2 3 5 10' ;;
     *'>') ;; # a value that only the user knows
-    *) words=$options ;;
+    *)
+        words=$options
+        if [[ $current && $current != -* ]]; then # a file or a folder that no option names
+            compopt -o filenames
+            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            return
+        fi
+        ;;
     esac
     # For readline the word at the cursor begins after the last ":".
     [[ $COMP_WORDBREAKS != *:* || $current != *:* ]] || words=

@@ -161,6 +161,7 @@ log_coverage gather_coverage(evidence& stores, const logfile_options& options, s
     log_coverage coverage;
     coverage.path = log_path;
     coverage.choice = options.selection.text();
+    coverage.volume = options.volume;
     const transaction_states states = find_transaction_states(stores.log);
     const volume_geometry geometry = find_volume_geometry(stores.log);
     const log_facts facts(stores.log, states, {geometry.cluster_size(), geometry.record_size()});

@@ -71,6 +71,7 @@ struct gap_coverage {
 struct log_coverage {
     std::string path;
     std::string choice;  // of events, by options; what is covered is all of the log
+    std::string volume;  // where the run names it
     bool read_to_end = true;
     page_tally pages;
     std::optional<std::uint64_t> copied_pages;

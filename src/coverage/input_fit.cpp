@@ -158,6 +158,14 @@ bool contradicts(const journal_fit& fit) {
     return fit.differ != 0 || fit.after || fit.before || fit.none_met || fit.not_logged;
 }
 
+bool is_foreign(const mft_fit& fit) {
+    return contradicts(fit) && fit.agree <= fit.wrong_place + fit.wrong_name;
+}
+
+bool is_foreign(const journal_fit& fit) {
+    return contradicts(fit) && fit.agree <= fit.differ;
+}
+
 std::string fit_text(const mft_fit& fit) {
     std::string out;
     if (!contradicts(fit)) return fit.agree != 0 ? std::string(fits) : out;
@@ -196,21 +204,35 @@ std::string log_misfit_line(const log_store& log, const std::string& path) {
     return words.empty() ? words : warning_line("the log contradicts itself", path + ": " + words);
 }
 
-std::string misfit_lines(const evidence& stores, const logfile_options& options) {
-    std::string lines;
-    if (stores.log.entries.empty()) return lines;
-    lines = log_misfit_line(stores.log, options.log.path);
-    if (!options.mft.given() && !options.journal.given()) return lines;
+namespace {
+
+std::string shown_input(const logfile_options& options, const input_source& source, std::string_view option) {
+    return options.lists_sets() ? source.path : source.shown(option);
+}
+
+}  // namespace
+
+input_fits compare_inputs(const evidence& stores, const logfile_options& options) {
+    input_fits fits;
+    if (stores.log.entries.empty() || (!options.mft.given() && !options.journal.given())) return fits;
     const std::vector<logged_usn> logged = logged_journal_records(stores.log);
-    if (options.mft.given()) {
-        const mft_fit fit = compare_mft(stores, logged);
-        if (contradicts(fit)) lines += misfit_line(options.mft.shown("-mftfile"), fit_text(fit));
-    }
-    if (options.journal.given()) {
-        const journal_fit fit = sample_journal(*stores.journal.file, stores.log, logged);
-        if (contradicts(fit)) lines += misfit_line(options.journal.shown("-jrnlfile"), fit_text(fit));
-    }
-    return lines;
+    if (options.mft.given()) fits.mft = compare_mft(stores, logged);
+    if (options.journal.given()) fits.journal = sample_journal(*stores.journal.file, stores.log, logged);
+    return fits;
+}
+
+misfit_words misfits_of(const input_fits& fits, const evidence& stores, const logfile_options& options) {
+    misfit_words found;
+    if (!stores.log.entries.empty()) found.log = log_misfit_line(stores.log, options.log.path);
+    if (fits.mft && contradicts(*fits.mft))
+        found.mft = misfit_line(shown_input(options, options.mft, "-mftfile"), fit_text(*fits.mft));
+    if (fits.journal && contradicts(*fits.journal))
+        found.journal = misfit_line(shown_input(options, options.journal, "-jrnlfile"), fit_text(*fits.journal));
+    return found;
+}
+
+std::string misfit_lines(const evidence& stores, const logfile_options& options) {
+    return misfits_of(compare_inputs(stores, options), stores, options).lines();
 }
 
 }  // namespace kest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,10 @@ std::string fit_text(const mft_fit& fit);
 std::string fit_text(const journal_fit& fit);
 bool contradicts(const mft_fit& fit);
 bool contradicts(const journal_fit& fit);
+// Whether the input is none of the log's volume, or of another time: less of it agrees than contradicts. Of a copy of
+// a volume in use some is later than its log.
+bool is_foreign(const mft_fit& fit);
+bool is_foreign(const journal_fit& fit);
 
 // What speaks against the log's own parts being of one volume: its restart record and its file records state other
 // sizes of a cluster. Empty: nothing does.
@@ -54,7 +59,23 @@ std::string fit_text(const volume_geometry& geometry);
 // The same as a line for the operator, of the log at `path`.
 std::string log_misfit_line(const log_store& log, const std::string& path);
 
-// A line for each input that does not fit the log, and one for a log that contradicts itself. As in `compare_mft`.
+// What of the inputs comes with the log, and how it fits.
+struct input_fits {
+    std::optional<mft_fit> mft;
+    std::optional<journal_fit> journal;
+};
+// Nothing where there is no log. As in `compare_mft`.
+input_fits compare_inputs(const evidence& stores, const logfile_options& options);
+
+// A line for each input that does not fit the log, and one for a log that contradicts itself; empty where all is well.
+struct misfit_words {
+    std::string log;
+    std::string mft;
+    std::string journal;
+
+    std::string lines() const { return log + mft + journal; }
+};
+misfit_words misfits_of(const input_fits& fits, const evidence& stores, const logfile_options& options);
 std::string misfit_lines(const evidence& stores, const logfile_options& options);
 
 }  // namespace kest

@@ -6,8 +6,6 @@
 #include "mft/mft_reader.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
-#include "report/field_sinks.h"
-#include "report/volume_fields.h"
 
 namespace kest {
 
@@ -91,11 +89,7 @@ bool take_volume(logfile_options& options, const disk_image& image, bool& damage
     return options.has_source();
 }
 
-bool list_volumes(const logfile_options& options, const disk_image& image, uni::fileio_output& report_sink,
-                  bool& damaged) {
-    const field_list<volume_line> fields = choose_fields(volume_fields(), options);
-    const auto lines = make_sink(options, titles_of<volume_line>(fields), true, report_sink);
-    if (lines) lines->begin_report();
+bool list_volumes(const logfile_options& options, const disk_image& image, volume_table& table, bool& damaged) {
     bool any = false;
     for (const volume_place& volume : image.volumes) {
         if (!is_wanted(options, volume)) continue;
@@ -103,7 +97,9 @@ bool list_volumes(const logfile_options& options, const disk_image& image, uni::
         const volume_streams streams = open_streams(image.bytes, volume);
         say_damage(volume_name(image, volume), streams);
         damaged = damaged || !streams.notes.empty();
-        if (lines) write_line(*lines, fields, describe_volume(image, volume, streams));
+        volume_line line = describe_volume(image, volume, streams);
+        if (!options.volume.empty()) line.name = options.volume;
+        table.write(line);
     }
     if (!any) say_opening_failed(image, "no NTFS volume");
     return any;

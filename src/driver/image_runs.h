@@ -2,6 +2,7 @@
 
 #include "driver/log_runs.h"
 #include "images/disk_image.h"
+#include "report/volume_fields.h"
 
 namespace kest {
 
@@ -13,8 +14,8 @@ namespace kest {
 [[nodiscard]] bool take_volume(logfile_options& options, const disk_image& image, bool& damaged);
 
 // Writes a line for each volume of the image. `damaged` as above, for any of them. False if there is none.
-[[nodiscard]] bool list_volumes(const logfile_options& options, const disk_image& image,
-                                uni::fileio_output& report_sink, bool& damaged);
+[[nodiscard]] bool list_volumes(const logfile_options& options, const disk_image& image, volume_table& table,
+                                bool& damaged);
 
 // What reading an image came to, besides what was said of its streams: false if it could not be read to the end.
 [[nodiscard]] bool image_was_read(const disk_image& image);

@@ -1,6 +1,7 @@
 #include "driver/log_runs.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -200,16 +201,9 @@ bool single_run(const run_context& run) {
     return true;
 }
 
-// Parses a log together with an MFT, a journal or both, brings together what they hold and reports on the log. False,
-// with words for the operator, if one of the files is not what it should be.
-bool worker_run(const run_context& run) {
+// Reports on what was read, `misfits` of which are said before. False, which has been said, if it is nothing.
+bool report_read(const run_context& run, evidence& stores, const std::string& misfits) {
     const logfile_options& options = run.options;
-    evidence stores;
-    if (const auto unread = open_inputs(options, stores)) {
-        say_parsing_failed(options, unread->path, unread->reason);
-        return false;
-    }
-    read_inputs(options, stores);
     const bool mft_incomplete = stores.inodes.incomplete;
     if (mft_incomplete) say_reading_failed(run, options.mft.path);
     if (stores.log.incomplete) say_reading_failed(run, options.log.path);
@@ -221,11 +215,15 @@ bool worker_run(const run_context& run) {
         return false;
     }
     if (options.have_log) say_hints(options, warnings_of_log(stores.log, options.log.path, options));
-    if (options.extended && !options.strict) uni::console_write(misfit_lines(stores, options));
+    if (!misfits.empty()) uni::console_write(misfits);
     show_status(options, "threads completed, combining data");
     if (options.report != report_kind::coverage) {  // which is about each input as it came
         run.report.survey(stores);
-        combine(run, stores);
+        if (options.have_mft || options.have_jrnl) {
+            combine(run, stores);
+        } else {
+            store_log_inodes(stores);
+        }
     }
     show_status(options, "threads completed, formatting output");
     run.report.write(stores, {});
@@ -236,7 +234,92 @@ bool worker_run(const run_context& run) {
     return true;
 }
 
+// Parses a log together with an MFT, a journal or both, brings together what they hold and reports on the log. False,
+// with words for the operator, if one of the files is not what it should be.
+bool worker_run(const run_context& run) {
+    evidence stores;
+    if (const auto unread = open_inputs(run.options, stores)) {
+        say_parsing_failed(run.options, unread->path, unread->reason);
+        return false;
+    }
+    read_inputs(run.options, stores);
+    const bool says_misfits = run.options.extended && !run.options.strict;
+    return report_read(run, stores, says_misfits ? misfit_lines(stores, run.options) : std::string());
+}
+
+// The files that may be an input of a set, of which one after another becomes it.
+class candidate_list {
+public:
+    candidate_list(const std::vector<std::string>& paths, input_source& source, bool& have)
+        : m_paths(paths), m_source(source), m_have(have) {
+        if (!m_paths.empty()) take_next();
+    }
+
+    void take_next() {
+        m_source.path = m_next < m_paths.size() ? m_paths[m_next++] : std::string();
+        m_have = m_source.given();
+    }
+
+    // The one at hand is of another volume. It is said if no other takes its place.
+    void reject(std::string words) {
+        m_rejected += words.insert(words.size() - 1, "; left out");
+        take_next();
+    }
+    std::string rejected() const { return m_have ? std::string() : m_rejected; }
+
+    bool any() const { return !m_paths.empty(); }
+
+private:
+    const std::vector<std::string>& m_paths;
+    std::size_t m_next = 0;
+    input_source& m_source;
+    bool& m_have;
+    std::string m_rejected;
+};
+
 }  // namespace
+
+read_set read_inputs_of_set(const run_context& run, logfile_options& options, const case_set& set) {
+    candidate_list mfts(set.mfts, options.mft, options.have_mft);
+    candidate_list journals(set.journals, options.journal, options.have_jrnl);
+    read_set read;
+    while (options.has_source() || options.report == report_kind::volumes) {
+        read.stores = std::make_unique<evidence>();
+        if (const auto unread = open_inputs(options, *read.stores)) {
+            say_parsing_failed(options, unread->path, unread->reason);
+            run.findings.unreadable = true;
+            (unread->path == options.mft.path ? mfts : journals).take_next();
+            read.stores.reset();
+            continue;
+        }
+        read_inputs(options, *read.stores);
+        const input_fits fits = compare_inputs(*read.stores, options);
+        const misfit_words misfits = misfits_of(fits, *read.stores, options);
+        const bool foreign_mft = mfts.any() && fits.mft && is_foreign(*fits.mft);
+        const bool foreign_journal = journals.any() && fits.journal && is_foreign(*fits.journal);
+        if (foreign_mft) mfts.reject(misfits.mft);
+        if (foreign_journal) journals.reject(misfits.journal);
+        if (foreign_mft || foreign_journal) continue;
+        read.misfits = mfts.rejected() + journals.rejected() + misfits.lines();
+        break;
+    }
+    return read;
+}
+
+set_outcome report_set(const run_context& run, logfile_options& options, const case_set& set) {
+    const read_set read = read_inputs_of_set(run, options, set);
+    if (!read.stores) {
+        say_hints(options, warning_line("no log, and so nothing to report of", set.path()));
+        return run.findings.unreadable ? set_outcome::failed : set_outcome::nothing;
+    }
+    if (options.strict && said(read.misfits)) return set_outcome::failed;
+    const bool reported = report_read(run, *read.stores, read.misfits);
+    // That a log holds no record is all that there is to report of it.
+    const bool empty_log = !reported && read.stores->log.open_error == 0 && !options.has_lines();
+    if (empty_log && !options.have_mft && !options.have_jrnl) run.report.write(*read.stores, {});
+    say_gaps(run);
+    return reported ? set_outcome::reported : set_outcome::failed;
+}
 
 std::string misfits_of_inputs(logfile_options options) {
     if (!options.have_log || options.lists_logs()) return {};

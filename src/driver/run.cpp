@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "driver/banner.h"
+#include "driver/case_runs.h"
 #include "driver/image_runs.h"
 #include "driver/log_runs.h"
 #include "driver/warnings.h"
@@ -136,8 +137,47 @@ bool finish_results(results_file& results, bool reported, bool flushed) {
     return flushed && finished;
 }
 
+// What is read where the options do not say it.
+struct found_inputs {
+    disk_image image;
+    std::vector<case_set> sets;
+};
+
+// What a run on an image or a case reads is known only when it has been looked into.
+bool inputs_settled(logfile_options& options, const run_outputs& outputs, found_inputs& found, run_findings& findings) {
+    if (options.lists_sets()) return find_sets(options, outputs, found.sets, findings);
+    if (options.image_path.empty()) return true;
+    if (!open_image_of_run(options, outputs, found.image)) return false;
+    if (options.report == report_kind::volumes) return true;
+    if (take_volume(options, found.image, findings.unreadable)) return true;
+    static_cast<void>(image_was_read(found.image));  // the run has failed already
+    return false;
+}
+
+bool report_volumes(const logfile_options& options, run_outputs& outputs, uni::fileio_output& report_sink,
+                    const std::vector<event_report*>& further, const found_inputs& found, run_findings& findings) {
+    const bool lists = options.report == report_kind::volumes;
+    if (options.lists_sets()) {
+        const case_run run{options, outputs, report_sink, further, findings};
+        return lists ? list_case(run, found.sets) : report_case(run, found.sets);
+    }
+    if (lists) {
+        volume_table table(options, report_sink);
+        return list_volumes(options, found.image, table, findings.unreadable);
+    }
+    log_report report(options, outputs.diags, report_sink, further);
+    const run_context run{options, outputs, report, findings};
+    const bool reported = report_logs(run);
+    findings.left_out = report.left_out();
+    for (const std::string& path : report.unread_inputs())
+        say_reading_failed(run, path);
+    findings.unwritten = !report.unwritten_content().empty();
+    if (findings.unwritten) say_writing_failed(report.unwritten_content());
+    return reported;
+}
+
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
-                     const disk_image& image, run_findings& findings) {
+                     const found_inputs& found, run_findings& findings) {
     results_file& results = outputs.results;
     if (!open_results(results) || (options.writes_page && !open_results(outputs.page)) ||
         (options.writes_database && !open_results(outputs.database)))
@@ -151,17 +191,8 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     if (options.has_banner() && options.writes_report) report_sink.write(header);
     outputs.diags.begin_run();
     bool reported = false;
-    bool contents_written = true;
     try {
-        log_report report(options, outputs.diags, report_sink, further);
-        const run_context run{options, outputs, report, findings};
-        const bool lists = options.report == report_kind::volumes;
-        reported = lists ? list_volumes(options, image, report_sink, findings.unreadable) : report_logs(run);
-        findings.left_out = report.left_out();
-        for (const std::string& path : report.unread_inputs())
-            say_reading_failed(run, path);
-        contents_written = report.unwritten_content().empty();
-        if (!contents_written) say_writing_failed(report.unwritten_content());
+        reported = report_volumes(options, outputs, report_sink, further, found, findings);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
@@ -171,7 +202,7 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     if (database &&
         !finish_results(outputs.database, reported, !reported || database->finish(limits, findings.left_out)))
         written = false;
-    return written && contents_written && reported && !findings.unreadable;
+    return written && reported && !findings.unreadable && !findings.unwritten;
 }
 
 // Says what may not be meant so; with `-strict` whatever the other options say, and false if there was anything.
@@ -194,21 +225,12 @@ bool warnings_settled(const logfile_options& options, const run_outputs& outputs
 // Reads the options. False if the run cannot begin, which has been said.
 bool settle_options(logfile_options& options, run_outputs& outputs, argument_list& args, const std::string& header) {
     const bool taken = parse_options(options, outputs, args);
-    const bool has_source = options.has_source() || !options.image_path.empty();  // what an image holds comes later
+    const bool has_source =
+        options.has_source() || !options.image_path.empty() || options.lists_sets();  // what an image holds comes later
     if (taken && has_source) return true;
     if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
     if (options.extended) say_hints(options, warnings_of_arguments(options, args));
     say_what_is_needed(options, header);
-    return false;
-}
-
-// What a run on an image reads is known only when it has been looked into.
-bool image_settled(logfile_options& options, const run_outputs& outputs, disk_image& image, run_findings& findings) {
-    if (options.image_path.empty()) return true;
-    if (!open_image_of_run(options, outputs, image)) return false;
-    if (options.report == report_kind::volumes) return true;
-    if (take_volume(options, image, findings.unreadable)) return true;
-    static_cast<void>(image_was_read(image));  // the run has failed already
     return false;
 }
 
@@ -258,13 +280,13 @@ bool run_guarded(argument_list args) {
     run_outputs outputs;
     logfile_options options;
     if (!settle_options(options, outputs, args, header)) return false;
-    disk_image image;
+    found_inputs found;
     run_findings findings;
-    if (!image_settled(options, outputs, image, findings)) return false;
+    if (!inputs_settled(options, outputs, found, findings)) return false;
     if (writes_input(options, outputs) || !forms_settled(options) || !warnings_settled(options, outputs, args))
         return false;
     const std::uint64_t start = cv::now();
-    const bool done = run_with_output(options, outputs, header, image, findings) && image_was_read(image);
+    const bool done = run_with_output(options, outputs, header, found, findings) && image_was_read(found.image);
     if (options.show_progress) uni::clear_status();
     say_limits(findings.omitted);
     say_choice(options, findings.left_out);

@@ -79,7 +79,7 @@ std::string warnings_of_clusters(const log_store& store, const logfile_options& 
 }  // namespace
 
 bool says_hints(const logfile_options& options) {
-    return !options.strict && options.show_progress && (options.extended || uni::console_is_terminal());
+    return !options.strict && options.says_hints && (options.extended || uni::console_is_terminal());
 }
 
 void say_hints(const logfile_options& options, const std::string& warnings) {

@@ -44,6 +44,8 @@ constexpr signature_row signature_rows[] = {
     {0, "EVF2\x0D\x0A", input_kind::image},
     {0, "AFF", input_kind::image},
     {0, "KDMV", input_kind::image},
+    {0, "COWD", input_kind::image},
+    {0, "# Disk Desc", input_kind::image},
     {0, "QFI\xFB", input_kind::image},
     {0, "conectix", input_kind::image},
     {0, "vhdxfile", input_kind::image},
@@ -138,6 +140,56 @@ bool may_be_evidence(const uni::byte_source& file) {
         const std::vector<std::uint8_t> data = bytes_at(file, offset);
         return holds_evidence(std::span<const std::uint8_t>(data));
     });
+}
+
+namespace {
+
+// The files of an E01 are numbered, from 1 on.
+bool is_later_piece(uni::byte_view head) {
+    if (holds(head, 0, "EVF\x09")) return head.u16(9) != 1;
+    return holds(head, 0, "EVF2") && head.u32(12) != 1;
+}
+
+// Boot sectors are copied by themselves, too.
+bool is_too_small(uni::byte_view head, std::uint64_t size) {
+    constexpr std::uint64_t least_volume = std::uint64_t{1} << 20;  // bytes
+    return size < least_volume && (holds(head, 3, "NTFS    ") || holds(head, 510, "\x55\xAA"));
+}
+
+bool begins_with_journal_record(uni::byte_view data) {
+    constexpr std::size_t searched = 4096;  // no record is longer
+    const auto bytes = data.bytes();
+    const auto first = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte != 0; });
+    const auto begin = static_cast<std::size_t>(first - bytes.begin()) / usn_granule * usn_granule;
+    for (std::size_t at = begin; at < data.size() && at < begin + searched; at += usn_granule)
+        if (sound_usn_record(data.from(at))) return true;
+    return false;
+}
+
+bool is_zero(uni::byte_view data) {
+    return std::ranges::all_of(data.bytes(), [](std::uint8_t byte) { return byte == 0; });
+}
+
+}  // namespace
+
+input_kind kind_of_stray_file(const uni::byte_source& file) {
+    std::vector<std::uint8_t> bytes(5 * log_page_size);
+    bytes.resize(file.read_at(bytes, 0).bytes);
+    const uni::byte_view head = std::span<const std::uint8_t>(bytes);
+    const input_kind kind = kind_of_head(head);
+    if (kind == input_kind::image && (is_later_piece(head) || is_too_small(head, file.size())))
+        return input_kind::unknown;
+    if (kind != input_kind::unknown) return kind;
+    for (std::size_t at = log_page_size; at < head.size(); at += log_page_size)
+        if (kind_of_page(head.from(at)) == input_kind::log) return input_kind::log;
+    if (!is_zero(head)) return begins_with_journal_record(head) ? input_kind::journal : input_kind::unknown;
+    const std::uint64_t last = file.size() < looked_at ? 0 : (file.size() - looked_at) / usn_granule * usn_granule;
+    for (const std::uint64_t offset : {file.next_data(0), last}) {
+        const std::vector<std::uint8_t> data = bytes_at(file, offset);
+        const uni::byte_view view = std::span<const std::uint8_t>(data);
+        if (begins_with_journal_record(view)) return input_kind::journal;
+    }
+    return input_kind::unknown;
 }
 
 std::string_view kind_words(input_kind kind) {

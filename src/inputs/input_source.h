@@ -25,6 +25,7 @@ struct source_set {
     input_source log;
     input_source mft;
     input_source journal;
+    std::string volume = {};  // what reports call it; empty: the folder of the log
 };
 
 struct opened_source {

@@ -28,8 +28,8 @@ constexpr std::string_view group_titles[] = {
     "Many logs", "Run",    "Program",          "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
-enum class option_set { none, shape, base, list, of_list, of_image, report, choice };
-constexpr std::size_t set_count = 8;
+enum class option_set { none, shape, base, list, of_list, of_image, of_case, report, choice };
+constexpr std::size_t set_count = 9;
 
 struct option_parse {
     logfile_options& options;
@@ -303,6 +303,20 @@ void set_image(option_parse& parse, const std::string& path) {
     parse.options.image_path = path;
 }
 
+void set_case(option_parse& parse, const std::string& path) {
+    parse.options.case_paths = {path};
+}
+
+void set_jobs(option_parse& parse, const std::string& value) {
+    constexpr std::uint64_t most_jobs = 256;
+    const auto number = parse_number(value);
+    if (number && *number > 0 && *number <= most_jobs) {
+        parse.options.jobs = static_cast<std::uint32_t>(*number);
+    } else {
+        refuse(parse, warning_line("no number of jobs, aborting", value));
+    }
+}
+
 void set_partition(option_parse& parse, const std::string& value) {
     const auto number = parse_number(value);
     if (number && *number <= std::numeric_limits<std::uint32_t>::max()) {
@@ -340,7 +354,7 @@ bool has_filters(options_of p) {
     return !p.options.wanted.filters.empty();
 }
 bool has_mft(options_of p) {
-    return p.options.have_mft || !p.options.image_path.empty();
+    return p.options.have_mft || !p.options.image_path.empty() || p.options.lists_sets();
 }
 bool has_diagnostics(options_of p) {
     return p.outputs.diags.on() && !p.outputs.diags.on(2);
@@ -475,7 +489,7 @@ constexpr option_row option_rows[] = {
      "-showall_inodes the rows",
      set_database, set_of::none, true},
     {"-no_guesses", report, flag, "", "do not guess a file from a bare record number", set<&o::guesses_allowed, false>},
-    {"-list", report, flag, "", "the NTFS volumes of an image, a row each, in place of the report",
+    {"-list", report, flag, "", "the volumes of an image or a case, a row each, in place of the report",
      set_report<r::volumes>, set_of::report, true},
     {"-no_system", report, flag, "", "with -events: leave out what the system does by itself, and say how much",
      set<&o::system_events, false>, set_of::none, true},
@@ -514,6 +528,9 @@ constexpr option_row option_rows[] = {
      set_image, set_of::none, true},
     {"-partition", inputs, value, "<number>", "the volume in this partition of the image", set_partition,
      set_of::of_image, true},
+    {"-case", inputs, value, "<folder>", "every log, MFT, journal and image below this folder, volume by volume",
+     set_case, set_of::none, true},
+    {"-jobs", run, value, "<number>", "with -case: so many volumes at the same time", set_jobs, set_of::of_case, true},
     {"-showall_inodes", inputs, flag, "", "with -mftfile: also rows for the file records within the log's time",
      set<&o::showall_inodes>, set_of::none, false, has_mft},
     {"-jrnlfile", inputs, input, "<file>", "the change journal of the same volume; with -events it does without a log",
@@ -561,11 +578,13 @@ void judge_selection(option_parse& parse) {
     }
 }
 
-// An image brings its own log, MFT and journal.
+// An image brings its own log, MFT and journal, and so does a case.
 void judge_image(option_parse& parse) {
     const logfile_options& options = parse.options;
+    const bool image = !options.image_path.empty();
     const bool others = options.lists_logs() || options.log.given() || options.mft.given() || options.journal.given();
-    if (!options.image_path.empty() && others) refuse(parse, "-image stands in place of other inputs, aborting\n");
+    if (image && others) refuse(parse, "-image stands in place of other inputs, aborting\n");
+    if (options.lists_sets() && (image || others)) refuse(parse, "-case stands in place of other inputs, aborting\n");
 }
 
 void judge_combinations(option_parse& parse) {
@@ -575,7 +594,10 @@ void judge_combinations(option_parse& parse) {
     const argument_list& of_list = parse.given_of(option_set::of_list);
     if (!of_list.empty() && !options.lists_logs()) warn(options, "without a list of logs", joined(of_list, '\''));
     const argument_list& of_image = parse.given_of(option_set::of_image);
-    if (!of_image.empty() && options.image_path.empty()) warn(options, "without an image", joined(of_image, '\''));
+    if (!of_image.empty() && options.image_path.empty() && !options.lists_sets())
+        warn(options, "without an image", joined(of_image, '\''));
+    const argument_list& of_case = parse.given_of(option_set::of_case);
+    if (!of_case.empty() && !options.lists_sets()) warn(options, "without a case", joined(of_case, '\''));
     // Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
     argument_list reports = parse.given_of(option_set::report);
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
@@ -608,6 +630,35 @@ void settle_timeline(logfile_options& options) {
     options.sep_char = '\0';
 }
 
+// Files and folders that no option names are what is asked about, where no input option is given.
+bool names_paths(const argument_list& args) {
+    argument_list left = args;
+    for (const option_row& row : option_rows) {
+        std::string value;
+        if (row.group == option_group::inputs && row.kind != takes::flag && peek_flag(row.name, left, 1)) return false;
+        if (row.group == option_group::list && row.set == option_set::list && peek_flag(row.name, left, 1))
+            return false;
+        if (row.kind == takes::flag) take_flag(row.name, left);
+        while ((row.kind == takes::value || row.kind == takes::values) && take_value(row.name, value, left) &&
+               row.kind == takes::values) {
+        }
+    }
+    return std::any_of(left.begin() + 1, left.end(), [](const std::string& path) { return uni::identify(path); });
+}
+
+// What is no file and begins like an option stays in the list, and is ignored.
+void take_paths(option_parse& parse) {
+    argument_list& args = parse.args;
+    const auto is_path = [](const std::string& text) { return uni::identify(text) || !text.starts_with('-'); };
+    const auto first = std::stable_partition(args.begin() + 1, args.end(), [&](auto& text) { return !is_path(text); });
+    parse.options.case_paths.assign(first, args.end());
+    args.erase(first, args.end());
+    logfile_options& options = parse.options;
+    const bool of_steps = options.show_undo || options.keeps_pages || options.showall_inodes;
+    if (parse.given_of(option_set::report).empty() && options.report == report_kind::rows && !of_steps)
+        set_report<report_kind::events>(parse, {});
+}
+
 // What follows from several options.
 void settle(option_parse& parse, bool no_whitespace) {
     logfile_options& options = parse.options;
@@ -623,6 +674,7 @@ void settle(option_parse& parse, bool no_whitespace) {
     }
     if (options.is_timeline()) settle_timeline(options);
     options.every_record = options.extended;
+    options.says_hints = options.show_progress;
     options.writes_page = !parse.outputs.page.path().empty();
     const bool has_further = options.writes_page || options.writes_database;
     options.writes_report =
@@ -641,6 +693,8 @@ void settle(option_parse& parse, bool no_whitespace) {
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
     options.extended = std::ranges::any_of(
         option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
+    options.names_paths = names_paths(args);
+    options.extended = options.extended || options.names_paths;
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1) || peek_flag("-db", args, 1))
         options.command_line = args;
@@ -649,6 +703,7 @@ bool parse_options(logfile_options& options, run_outputs& outputs, argument_list
         apply_row(row, parse);
         if (parse.refused) return false;
     }
+    if (options.names_paths) take_paths(parse);
     settle(parse, no_whitespace);
     judge_combinations(parse);
     judge_selection(parse);

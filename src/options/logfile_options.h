@@ -55,6 +55,10 @@ struct logfile_options : text_style, row_style, input_settings {
     std::string image_path;                  // the sources are streams of a volume in this image; empty: none
     std::optional<std::uint32_t> partition;  // that volume's; none: there is but one
 
+    std::vector<std::string> case_paths;  // files, and folders to look for sets in
+    bool names_paths = false;             // they were given by no option
+    std::uint32_t jobs = 1;               // sets at work at the same time
+
     bool pipe_mode = false;
     bool enumdir_mode = false;
     std::string enumdir_path;
@@ -65,8 +69,11 @@ struct logfile_options : text_style, row_style, input_settings {
     bool strict = false;    // what is said as a hint otherwise is an error
     bool profile = false;
     bool value_refused = false;  // some option's value is no such value; that has been said
-    std::string warnings;        // lines: what else of the options may not be meant so. Of extended runs only
+    bool says_hints = true;
+    std::string warnings;  // lines: what else of the options may not be meant so. Of extended runs only
 
+    // Whether the inputs are found by looking, and may be of several volumes.
+    bool lists_sets() const { return names_paths || !case_paths.empty(); }
     bool lists_logs() const { return pipe_mode || enumdir_mode; }
     // Whether the report is of what the log's records prove.
     bool is_of_files() const { return report >= report_kind::events && report <= report_kind::contents; }

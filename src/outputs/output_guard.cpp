@@ -12,7 +12,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile", "-image"};
+constexpr std::string_view input_options[] = {"-log", "-mftfile", "-jrnlfile", "-image", "-case"};
 constexpr std::string_view output_options[] = {"-diags", "-out", "-outfile", "-page", "-db"};
 
 bool is_one_of(std::string_view argument, std::span<const std::string_view> options) {

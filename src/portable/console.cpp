@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <mutex>
+#include <new>
 
 #include "portable/file.h"
 
@@ -17,6 +18,7 @@ constexpr std::chrono::milliseconds longest_hold{50};
 std::mutex console_mutex;  // guards what follows, and the order of the writes
 std::string held;          // said, and not written yet
 std::chrono::steady_clock::time_point last_write;
+thread_local words_kept* kept_words = nullptr;
 
 void write_held() {
     if (held.empty()) return;
@@ -36,13 +38,34 @@ void hold_line(std::size_t width, std::string_view text) {
     held += '\r';
 }
 
-}  // namespace
-
-void console_write(std::string_view text) {
+void write_at_once(std::string_view text) {
     const std::lock_guard lock(console_mutex);
     write_held();
     // Not by way of `held`: what is to be reported may be that memory has run out.
     static_cast<void>(write_all(standard_error, text));
+}
+
+}  // namespace
+
+words_kept::words_kept() {
+    kept_words = this;
+}
+
+words_kept::~words_kept() {
+    kept_words = nullptr;
+}
+
+void words_kept::keep(std::string_view text) {
+    try {
+        m_words += text;
+    } catch (const std::bad_alloc&) {
+        write_at_once(text);
+    }
+}
+
+void console_write(std::string_view text) {
+    if (kept_words != nullptr) return kept_words->keep(text);
+    write_at_once(text);
 }
 
 bool console_is_terminal() {
@@ -54,14 +77,14 @@ bool output_is_terminal() {
 }
 
 void status_line(std::size_t width, std::string_view text) {
-    if (text.empty()) return;
+    if (text.empty() || kept_words != nullptr) return;
     const std::lock_guard lock(console_mutex);
     hold_line(width, text);
     write_held();
 }
 
 void progress_line(std::size_t width, std::string_view text) {
-    if (text.empty()) return;
+    if (text.empty() || kept_words != nullptr) return;
     const std::lock_guard lock(console_mutex);
     hold_line(width, text);
     const auto now = std::chrono::steady_clock::now();

@@ -22,6 +22,22 @@ void status_line(std::size_t width, std::string_view text);
 // few writes. Whatever is said next sends it first.
 void progress_line(std::size_t width, std::string_view text);
 
+// While it lives, what its thread says is kept, as long as there is memory, and status lines are dropped.
+class words_kept {
+public:
+    words_kept();
+    ~words_kept();
+    words_kept(const words_kept&) = delete;
+    words_kept& operator=(const words_kept&) = delete;
+
+    const std::string& words() const { return m_words; }
+
+    void keep(std::string_view text);
+
+private:
+    std::string m_words;
+};
+
 // Says whether somebody may be reading along.
 bool console_is_terminal();
 // The same of the standard output.

@@ -14,21 +14,32 @@ std::size_t last_name(std::string_view path) {
     return static_cast<std::size_t>(path.rend() - last);
 }
 
+std::string_view folder_of(std::string_view path) {
+    const std::string_view folder = path.substr(0, last_name(path));
+    if (folder.empty()) return ".";
+    const auto last = std::find_if_not(folder.rbegin(), folder.rend(), is_separator);
+    const auto length = static_cast<std::size_t>(folder.rend() - last);
+    return folder.substr(0, std::max<std::size_t>(length, 1));
+}
+
 file::~file() {
     close();
 }
 
 fileio_output::fileio_output(file& target)
-    : m_target(&target), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+    : fileio_output([&target](std::string_view text) { return target.append(text); }) {}
+
+fileio_output::fileio_output(taker target)
+    : m_target(std::move(target)), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 fileio_output::fileio_output() : m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
 
 void fileio_output::write(std::string_view text) {
-    if (text.size() < put_area || m_target == nullptr) {
+    if (text.size() < put_area || !m_target) {
         std::copy_n(text.data(), text.size(), room(text.size()));
         advance(text.size());
     } else if (flush()) {
-        m_good = m_target->append(text);
+        m_good = m_target(text);
     }
 }
 
@@ -42,8 +53,8 @@ void fileio_output::make_room(std::size_t most) {
 }
 
 bool fileio_output::flush() {
-    if (m_target == nullptr) return m_good;
-    if (m_good && m_used != 0) m_good = m_target->append({m_pending.get(), m_used});
+    if (!m_target) return m_good;
+    if (m_good && m_used != 0) m_good = m_target({m_pending.get(), m_used});
     m_used = 0;
     return m_good;
 }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -102,6 +103,8 @@ bool is_separator(char character);
 bool is_same_name(std::string_view one, std::string_view other);
 // Where the last name of a path begins, in bytes.
 std::size_t last_name(std::string_view path);
+// The folder that a path leads to its file by; "." for a bare name.
+std::string_view folder_of(std::string_view path);
 
 // Nothing if there is no such file. The path is trimmed.
 std::optional<file_identity> identify(std::string_view path);
@@ -133,8 +136,11 @@ class fileio_output {
 public:
     static constexpr std::size_t put_area = 262'144;  // bytes
 
+    using taker = std::function<bool(std::string_view)>;  // false: no more is wanted
+
     explicit fileio_output(file& target);
-    fileio_output();  // keeps what is written, of a few lines
+    explicit fileio_output(taker target);  // takes what a file would
+    fileio_output();                       // keeps what is written, of a few lines
     ~fileio_output() { flush(); }
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
@@ -156,7 +162,7 @@ public:
 private:
     void make_room(std::size_t most);
 
-    file* const m_target = nullptr;
+    const taker m_target;  // none: all is kept
     std::unique_ptr<char[]> m_pending;
     std::size_t m_size = put_area;  // bytes of `m_pending`
     std::size_t m_used = 0;

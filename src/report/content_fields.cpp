@@ -52,7 +52,7 @@ std::vector<field_title> titles_of_contents() {
 }
 
 std::string words_on_contents(const logfile_options& options) {
-    const bool one_log = options.report != report_kind::contents || !options.lists_logs();
+    const bool one_log = options.report != report_kind::contents || !(options.lists_logs() || options.lists_sets());
     return one_log ? "" : "-content is for one log only\n";
 }
 

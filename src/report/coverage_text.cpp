@@ -336,6 +336,7 @@ template <class facts_writer>
 void report_coverage(facts_writer& lines, const log_coverage& shown) {
     lines.text("summary", coverage_summary(shown));
     if (!shown.choice.empty()) lines.text("events_chosen_by", shown.choice);
+    if (!shown.volume.empty()) lines.text("volume", shown.volume);
     lines.text("log", shown.path);
     lines.count("size", shown.pages.file_size);
     lines.yes_or_no("read_to_end", shown.read_to_end);

@@ -11,6 +11,11 @@ namespace kest {
 struct events_left_out {
     std::uint64_t of_system = 0;
     std::uint64_t not_chosen = 0;
+
+    void operator+=(const events_left_out& more) {
+        of_system += more.of_system;
+        not_chosen += more.not_chosen;
+    }
 };
 
 // Which events are shown, by what the options say of them. Where an event's time or file is not wholly known, what it

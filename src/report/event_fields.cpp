@@ -108,15 +108,6 @@ constexpr field<line> fields[] = {
      }},
 };
 
-// The folder that a path leads to its file by; "." for a bare name.
-std::string folder_of(std::string_view path) {
-    const std::string_view folder = path.substr(0, uni::last_name(path));
-    if (folder.empty()) return ".";
-    const auto last = std::find_if_not(folder.rbegin(), folder.rend(), uni::is_separator);
-    const auto length = static_cast<std::size_t>(folder.rend() - last);
-    return std::string(folder.substr(0, std::max<std::size_t>(length, 1)));
-}
-
 }  // namespace
 
 std::span<const field<event_line>> event_fields() {
@@ -143,7 +134,7 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
     : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
     append_safe_text(m_journal, options.journal.path);
-    append_safe_text(m_volume, folder_of(log_path.empty() ? options.journal.path : log_path));
+    append_safe_text(m_volume, volume_of(options, log_path));
 }
 
 void event_lines::write(const event& shown) {

@@ -4,6 +4,7 @@
 
 #include "format/ascii_text.h"
 #include "options/warning_line.h"
+#include "portable/file.h"
 
 namespace kest {
 
@@ -18,6 +19,8 @@ bool is_usual(field_presence presence, const logfile_options& options) {
             return options.shape == output_shape::jsonl;
         case field_presence::undo:
             return options.show_undo;
+        case field_presence::sets:
+            return options.lists_sets();
     }
     return true;
 }
@@ -44,6 +47,11 @@ std::vector<field_title> titles_of_lines(report_kind report) {
 }
 
 }  // namespace
+
+std::string volume_of(const logfile_options& options, std::string_view log_path) {
+    if (!options.volume.empty()) return options.volume;
+    return std::string(uni::folder_of(log_path.empty() ? options.journal.path : log_path));
+}
 
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options) {
     std::vector<std::size_t> chosen;

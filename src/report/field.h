@@ -62,6 +62,7 @@ enum class field_presence : std::uint8_t {
     objects,  // those of JSON only
     servers,  // likewise: what servers of timelines ask for
     undo,     // those of a run that asks for undo data
+    sets,     // those of a run on the sets of a case
 };
 
 // What a field holds, for sinks whose columns have a type.
@@ -99,6 +100,9 @@ std::vector<field_title> titles_of_contents();
 std::vector<field_title> titles_of_extents();
 std::vector<field_title> titles_of_rows();
 std::vector<field_title> titles_of_volumes();
+
+// What reports call the volume of a log, or of the journal file where `log_path` is empty.
+std::string volume_of(const logfile_options& options, std::string_view log_path);
 
 // Which of the fields the run's lines have, in order: those that `-columns` names, or else those that are usual.
 std::vector<std::size_t> chosen_fields(std::span<const field_title> titles, const logfile_options& options);

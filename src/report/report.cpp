@@ -80,6 +80,11 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
     if (m_lines) m_notation = writes_json() ? details_notation::json : details_notation::text;
 }
 
+void log_report::write_titles() {
+    if (m_lines) m_lines->begin_report();
+    if (m_counts) m_counts->write_header();
+}
+
 void log_report::write(evidence& stores, std::string_view current_file) {
     const std::string_view log_path = current_file.empty() ? m_options.log.path : current_file;
     const bool in_report = m_options.show_provenance && m_options.writes_report;
@@ -94,7 +99,7 @@ void log_report::write(evidence& stores, std::string_view current_file) {
     survey(stores, log_path);
     if (!m_further.empty()) begin_further(log_path, *made_of);
     if (m_lines) m_lines->begin_report();
-    if (m_screen) m_screen->begin_report(current_file);
+    if (m_screen) m_screen->begin_report(m_options.volume.empty() ? current_file : m_options.volume);
     switch (m_options.report) {
         case report_kind::rows:
             return report_entries(stores, log_path);
@@ -149,6 +154,7 @@ void log_report::report_summary(const event_summary& summary, const events_left_
 }
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
+    if (m_options.lists_sets()) current_file = m_options.log.path;
     if (writes_json()) {
         write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {

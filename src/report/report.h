@@ -29,6 +29,9 @@ public:
     log_report(const logfile_options& options, diagnostics& diags, uni::fileio_output& report_sink,
                std::vector<event_report*> further);
 
+    // Of lines that have any.
+    void write_titles();
+
     // What the log covers, for further reports: before the stores are combined.
     void survey(evidence& stores);
 

@@ -48,6 +48,7 @@ constexpr field<line> fields[] = {
     {{"log", 25, any_text, field_presence::objects}, [](sink& out, const line& of) { out.evidence(of.log); }},
     {{"details", 12, object}, [](sink& out, const line& of) { out.details(of.details); }},
     {{"undo", 12, object, field_presence::undo}, [](sink& out, const line& of) { out.details(of.undo); }},
+    {{"volume", 25, any_text, field_presence::sets}, [](sink& out, const line& of) { out.evidence(of.volume); }},
 };
 
 }  // namespace
@@ -235,7 +236,8 @@ void row_lines::write_mft_record(const inode_record& record, std::uint64_t time,
                     .seq = record.sequence,
                     .path = m_path,
                     .log = m_log,
-                    .details = m_details->text()};
+                    .details = m_details->text(),
+                    .volume = m_volume};
     if (record.is_base && !record.parents.empty()) {
         row.parent = record.first_parent().number();
         row.parent_seq = record.first_parent().sequence();
@@ -244,7 +246,7 @@ void row_lines::write_mft_record(const inode_record& record, std::uint64_t time,
 }
 
 void row_lines::write_step(const step& shown) {
-    row_line row = {.time = shown.time, .log = m_log};
+    row_line row = {.time = shown.time, .log = m_log, .volume = m_volume};
     set_words(row, shown);
     set_files(row, shown);
     write_match(shown.redo.details, shown.match);

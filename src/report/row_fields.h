@@ -30,6 +30,7 @@ struct row_line {
     std::string_view log = {};
     std::string_view details = {};
     std::string_view undo = {};
+    std::string_view volume = {};
 };
 
 // The fields of a row, in order.
@@ -61,6 +62,7 @@ public:
               const field_list<row_line>& fields, details_notation notation, field_sink& out)
         : m_inodes(inodes),
           m_log(log_path),
+          m_volume(volume_of(options, log_path)),
           m_fields(fields),
           m_out(out),
           m_details(make_details(notation, options, false)) {}
@@ -75,6 +77,7 @@ private:
 
     const _inode_collection& m_inodes;
     const std::string m_log;
+    const std::string m_volume;
     const field_list<row_line>& m_fields;
     field_sink& m_out;
     const std::unique_ptr<details_writer> m_details;  // of a file record

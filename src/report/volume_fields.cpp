@@ -7,6 +7,8 @@
 #include "journal/journal_probe.h"
 #include "logfile/page.h"
 #include "logfile/restart_page.h"
+#include "logfile/volume_geometry.h"
+#include "report/field_sinks.h"
 
 namespace kest {
 
@@ -20,21 +22,22 @@ constexpr field_kind moment = field_kind::time;
 using sink = field_sink;
 using line = volume_line;
 
-void write_size(sink& out, const std::shared_ptr<const image_stream>& stream) {
-    if (stream) out.decimal(stream->size());
+void write_if_any(sink& out, const std::optional<std::uint64_t>& value) {
+    if (value) out.decimal(*value);
+}
+
+void write_time(sink& out, const std::optional<std::uint64_t>& value) {
+    if (value) out.time(*value);
 }
 
 constexpr field<line> fields[] = {
-    {{"partition", 9, number},
-     [](sink& out, const line& of) {
-         if (of.place.partition) out.decimal(*of.place.partition);
-     }},
-    {{"offset", 14, number}, [](sink& out, const line& of) { out.decimal(of.place.offset); }},
-    {{"size", 14, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.size); }},
-    {{"cluster_size", 12, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.cluster_size); }},
-    {{"record_size", 11, number}, [](sink& out, const line& of) { out.decimal(of.place.geometry.record_size); }},
-    {{"mft_size", 12, number}, [](sink& out, const line& of) { write_size(out, of.streams.mft); }},
-    {{"log_size", 12, number}, [](sink& out, const line& of) { write_size(out, of.streams.log); }},
+    {{"partition", 9, number}, [](sink& out, const line& of) { write_if_any(out, of.partition); }},
+    {{"offset", 14, number}, [](sink& out, const line& of) { write_if_any(out, of.offset); }},
+    {{"size", 14, number}, [](sink& out, const line& of) { write_if_any(out, of.size); }},
+    {{"cluster_size", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.cluster_size); }},
+    {{"record_size", 11, number}, [](sink& out, const line& of) { write_if_any(out, of.record_size); }},
+    {{"mft_size", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.mft_size); }},
+    {{"log_size", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.log_size); }},
     {{"log_version", 11, words},
      [](sink& out, const line& of) {
          if (of.log_version) out.text(*of.log_version);
@@ -43,21 +46,16 @@ constexpr field<line> fields[] = {
      [](sink& out, const line& of) {
          if (of.current_lsn) out.wide_number(*of.current_lsn);
      }},
-    {{"journal_size", 14, number}, [](sink& out, const line& of) { write_size(out, of.streams.journal); }},
-    {{"journal_data", 12, number},
-     [](sink& out, const line& of) {
-         if (of.streams.journal) out.decimal(of.streams.journal->data_bytes());
-     }},
-    {{"journal_first", 30, moment},
-     [](sink& out, const line& of) {
-         if (of.journal_first) out.time(*of.journal_first);
-     }},
-    {{"journal_last", 30, moment},
-     [](sink& out, const line& of) {
-         if (of.journal_last) out.time(*of.journal_last);
-     }},
+    {{"journal_size", 14, number}, [](sink& out, const line& of) { write_if_any(out, of.journal_size); }},
+    {{"journal_data", 12, number}, [](sink& out, const line& of) { write_if_any(out, of.journal_data); }},
+    {{"journal_first", 30, moment}, [](sink& out, const line& of) { write_time(out, of.journal_first); }},
+    {{"journal_last", 30, moment}, [](sink& out, const line& of) { write_time(out, of.journal_last); }},
     {{"damage", 40, any_text}, [](sink& out, const line& of) { out.text(of.damage); }},
     {{"volume", 25, any_text}, [](sink& out, const line& of) { out.text(of.name); }},
+    {{"image", 25, any_text, field_presence::sets}, [](sink& out, const line& of) { out.evidence(of.image); }},
+    {{"log", 25, any_text, field_presence::sets}, [](sink& out, const line& of) { out.evidence(of.log); }},
+    {{"mft", 25, any_text, field_presence::sets}, [](sink& out, const line& of) { out.evidence(of.mft); }},
+    {{"journal", 25, any_text, field_presence::sets}, [](sink& out, const line& of) { out.evidence(of.journal); }},
 };
 
 // The log has two restart pages, of which the newer one counts.
@@ -76,6 +74,19 @@ void read_restart_pages(volume_line& of, const uni::byte_source& log) {
     }
 }
 
+void look_into(volume_line& of, const uni::byte_source* log, const uni::byte_source* journal) {
+    if (log != nullptr) {
+        of.log_size = log->size();
+        read_restart_pages(of, *log);
+    }
+    if (journal == nullptr) return;
+    of.journal_size = journal->size();
+    const journal_probe probe(*journal);
+    if (!probe.any()) return;
+    of.journal_first = probe.first_time();
+    of.journal_last = probe.last_time();
+}
+
 }  // namespace
 
 std::span<const field<volume_line>> volume_fields() {
@@ -86,19 +97,41 @@ std::vector<field_title> titles_of_volumes() {
     return titles_of(volume_fields());
 }
 
+volume_table::volume_table(const logfile_options& options, uni::fileio_output& report_sink)
+    : m_fields(choose_fields(volume_fields(), options)),
+      m_sink(make_sink(options, titles_of<volume_line>(m_fields), true, report_sink)) {
+    if (m_sink) m_sink->begin_report();
+}
+
 volume_line describe_volume(const disk_image& image, const volume_place& place, const volume_streams& streams) {
-    volume_line found = {.place = place, .name = {}, .streams = streams};
+    volume_line found = {.name = {},
+                         .partition = place.partition,
+                         .offset = place.offset,
+                         .size = place.geometry.size,
+                         .cluster_size = place.geometry.cluster_size,
+                         .record_size = place.geometry.record_size,
+                         .image = image.path};
     append_safe_text(found.name, volume_name(image, place));
     for (const std::string& note : streams.notes)
         found.damage.append(found.damage.empty() ? "" : "; ").append(note);
-    if (streams.log) read_restart_pages(found, *streams.log);
-    if (streams.journal) {
-        const journal_probe probe(*streams.journal);
-        if (probe.any()) {
-            found.journal_first = probe.first_time();
-            found.journal_last = probe.last_time();
-        }
+    if (streams.mft) found.mft_size = streams.mft->size();
+    if (streams.journal) found.journal_data = streams.journal->data_bytes();
+    look_into(found, streams.log.get(), streams.journal.get());
+    return found;
+}
+
+volume_line describe_set(const logfile_options& options, const evidence& stores) {
+    volume_line found = {.name = {},
+                         .cluster_size = find_voted_sizes(stores.log).cluster,
+                         .log = options.log.path,
+                         .mft = options.mft.path,
+                         .journal = options.journal.path};
+    append_safe_text(found.name, volume_of(options, options.log.path));
+    if (options.mft.given()) {
+        found.record_size = stores.inodes.record_size;
+        found.mft_size = stores.inodes.total_size;
     }
+    look_into(found, open_source(options.log).bytes.get(), stores.journal.file.get());
     return found;
 }
 

@@ -143,6 +143,7 @@ TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
         with(sample_log, {"-events"}),
         with(sample_log, {"-coverage"}),
         {"-quiet", "-csv", "-image", image},
+        {"-quiet", "-csv", "-case", samples, "-jobs", "2"},
     };
     for (const argument_list& args : rows) {
         const auto failing = [&](long from, long count) {

@@ -1,0 +1,320 @@
+#include "driver/case_runs.h"
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <new>
+#include <set>
+#include <utility>
+
+#include "driver/image_runs.h"
+#include "driver/run.h"
+#include "driver/warnings.h"
+#include "format/number.h"
+#include "options/warning_line.h"
+#include "portable/console.h"
+#include "portable/ordered_output.h"
+#include "portable/portable_thread.h"
+#include "report/volume_fields.h"
+
+namespace kest {
+
+namespace {
+
+// Each may be read by a process of its own, and these are started while there are no threads.
+constexpr std::size_t most_images_open = 16;
+
+void say_problem(const case_problem& problem, run_findings& findings) {
+    uni::console_write(warning_line(with_reason("prob parsing file", problem.words), problem.path));
+    findings.unreadable = true;
+}
+
+// Where a disk is described by a text its pieces may look like disks.
+std::vector<std::string> described_pieces(const std::string& path) {
+    std::vector<std::string> pieces;
+    uni::file file;
+    std::vector<std::uint8_t> bytes(65'536);
+    if (!file.open(path, uni::open_mode::read)) return pieces;
+    bytes.resize(file.read_at(bytes, 0).bytes);
+    const std::string text(bytes.begin(), bytes.end());
+    if (!text.starts_with("# Disk Desc")) return pieces;
+    const std::string folder = path.substr(0, uni::last_name(path));
+    for (std::size_t at = text.find('"'); at != text.npos; at = text.find('"', at + 1)) {
+        const std::size_t end = text.find('"', at + 1);
+        if (end == text.npos) break;
+        pieces.push_back(folder + text.substr(at + 1, end - at - 1));
+        at = end;
+    }
+    return pieces;
+}
+
+// A set for each volume of an image.
+class image_search {
+public:
+    image_search(const logfile_options& options, run_findings& findings) : m_options(options), m_findings(findings) {}
+
+    std::vector<case_set> volumes_of(std::vector<case_set> found) {
+        for (const case_set& set : found)
+            if (!set.image.empty()) add_pieces(described_pieces(set.image));
+        std::vector<case_set> sets;
+        for (case_set& set : found) {
+            if (set.image.empty()) {
+                sets.push_back(std::move(set));
+            } else if (!is_piece(set.image)) {
+                open(set, sets);
+            }
+        }
+        std::erase_if(sets, [this](const case_set& set) { return set.image.empty() && is_piece(set.path()); });
+        return sets;
+    }
+
+private:
+    void add_pieces(const std::vector<std::string>& paths) {
+        for (const std::string& path : paths)
+            if (const auto file = uni::identify(path)) m_pieces.insert({file->device, file->inode});
+    }
+
+    // A file of an image is no image by itself, whatever it begins with.
+    bool is_piece(const std::string& path) const {
+        const auto file = uni::identify(path);
+        return file && m_pieces.contains({file->device, file->inode});
+    }
+
+    void open(const case_set& set, std::vector<case_set>& sets) {
+        const disk_image image = open_image(set.image);
+        if (!image.bytes.source) return say_problem({set.image, image.error}, m_findings);
+        add_pieces(image.files);
+        // Many files begin like a disk. A container is an image whatever it holds, and may be damaged.
+        if (image.volumes.empty() && image.process) return say_problem({set.image, "no NTFS volume"}, m_findings);
+        if (image.volumes.empty()) say_hints(m_options, warning_line("no NTFS volume in", set.image));
+        for (const volume_place& volume : image.volumes) {
+            if (m_options.partition && volume.partition != m_options.partition) continue;
+            case_set& added = sets.emplace_back(set);
+            added.partition = volume.partition;
+            if (volume.partition) append_decimal(added.name.append(1, ':'), *volume.partition);
+        }
+    }
+
+    const logfile_options& m_options;
+    run_findings& m_findings;
+    std::set<std::pair<std::uint64_t, std::uint64_t>> m_pieces;  // device and inode
+};
+
+bool is_written(const run_outputs& outputs, const case_set& set) {
+    const auto held = [&outputs](const std::string& path) { return outputs.hold(path); };
+    return held(set.log) || held(set.image) || std::ranges::any_of(set.mfts, held) ||
+           std::ranges::any_of(set.journals, held);
+}
+
+using image_map = std::map<std::string, disk_image>;
+
+// Further reports take the events of one set after another.
+class report_in_turn : public event_report {
+public:
+    report_in_turn(event_report& report, uni::ordered_output& order, std::size_t turn)
+        : m_report(report), m_order(order), m_turn(turn) {}
+
+    void begin_log(const log_source& source) override {
+        m_order.wait_for(m_turn);
+        m_report.begin_log(source);
+    }
+    void write(const event& shown) override { m_report.write(shown); }
+    bool takes_clusters() const override { return m_report.takes_clusters(); }
+    field_sink* row_sink() override { return m_report.row_sink(); }
+    bool finish(std::string_view, const events_left_out&) override { return true; }
+
+private:
+    event_report& m_report;
+    uni::ordered_output& m_order;
+    const std::size_t m_turn;
+};
+
+logfile_options options_of(const logfile_options& options, const case_set& set) {
+    logfile_options own = options;
+    own.volume = set.name;
+    own.show_progress = own.has_titles = false;
+    own.log.path = set.log;
+    own.have_log = own.log.given();
+    own.image_path = set.image;
+    own.partition = set.partition;
+    return own;
+}
+
+void add(limits_hit& to, const limits_hit& more) {
+    for (bool limits_hit::*const guard :
+         {&limits_hit::paths, &limits_hit::extension_records, &limits_hit::index_runs, &limits_hit::parents,
+          &limits_hit::attribute_lists, &limits_hit::contents, &limits_hit::changes, &limits_hit::files})
+        to.*guard = to.*guard || more.*guard;
+}
+
+class case_worker {
+public:
+    case_worker(const case_run& run, std::span<const case_set> sets)
+        : m_run(run), m_sets(sets), m_order(run.report_sink, sets.size()) {}
+
+    bool run() {
+        const bool one_by_one = m_run.options.jobs < 2 || m_run.outputs.diags.on();
+        const std::size_t jobs = one_by_one ? 1 : m_run.options.jobs;
+        while (m_next < m_sets.size() && m_order.good()) {
+            open_images(jobs == 1 ? 1 : most_images_open);
+            work(std::min(jobs, m_end - m_next));
+            for (auto& [path, image] : m_images)
+                if (image.bytes.source && !image_was_read(image)) m_run.findings.unreadable = true;
+            m_images.clear();
+        }
+        if (m_failed) m_run.findings.unreadable = true;
+        return m_reported;
+    }
+
+private:
+    // Of the sets that come next; `m_end` is where there would be too many.
+    void open_images(std::size_t most) {
+        for (m_end = m_next; m_end < m_sets.size(); ++m_end) {
+            const std::string& path = m_sets[m_end].image;
+            if (path.empty() || m_images.contains(path)) continue;
+            if (m_images.size() == most) return;
+            m_images.emplace(path, open_image(path));
+        }
+    }
+
+    void work(std::size_t jobs) {
+        const auto take_sets = [this] {
+            for (std::size_t turn = m_next++; turn < m_end && m_order.good(); turn = m_next++)
+                report(turn);
+        };
+        if (jobs == 1) {
+            take_sets();
+        } else {
+            std::vector<portable_thread> threads;
+            for (std::size_t job = 0; job < jobs; ++job)
+                threads.emplace_back(take_sets);
+            for (portable_thread& thread : threads)
+                thread.wait();
+        }
+        m_next = m_end;
+    }
+
+    // Others wait for its end, whatever happens.
+    void report(std::size_t turn) {
+        std::string words;
+        try {
+            words = report_and_say(turn);
+        } catch (const std::bad_alloc&) {
+            say_out_of_memory();
+            m_failed = true;
+        }
+        m_order.end(turn, std::move(words));
+        show_progress();
+    }
+
+    std::string report_and_say(std::size_t turn) {
+        run_findings findings;
+        const uni::words_kept kept;
+        const set_outcome outcome = report_guarded(turn, findings);
+        {
+            const std::lock_guard lock(m_mutex);
+            add(m_run.findings.omitted, findings.omitted);
+            m_run.findings.left_out += findings.left_out;
+        }
+        if (findings.unreadable || outcome == set_outcome::failed) m_failed = true;
+        if (outcome == set_outcome::reported) m_reported = true;
+        return kept.words().empty() ? std::string() : warning_line("volume", m_sets[turn].name) + kept.words();
+    }
+
+    set_outcome report_guarded(std::size_t turn, run_findings& findings) {
+        try {
+            return report_set_of(turn, findings);
+        } catch (const std::bad_alloc&) {
+            say_out_of_memory();
+            return set_outcome::failed;
+        }
+    }
+
+    set_outcome report_set_of(std::size_t turn, run_findings& findings) {
+        const case_set& set = m_sets[turn];
+        logfile_options options = options_of(m_run.options, set);
+        if (!set.image.empty()) {
+            const disk_image& image = m_images.at(set.image);
+            if (!image.bytes.source || !take_volume(options, image, findings.unreadable)) return set_outcome::failed;
+        }
+        uni::fileio_output sink([this, turn](std::string_view text) { return m_order.write(turn, text); });
+        std::vector<std::unique_ptr<report_in_turn>> in_turn;
+        std::vector<event_report*> further;
+        for (event_report* const report : m_run.further)
+            further.push_back(in_turn.emplace_back(std::make_unique<report_in_turn>(*report, m_order, turn)).get());
+        log_report report(options, m_run.outputs.diags, sink, further);
+        const run_context context{options, m_run.outputs, report, findings};
+        const set_outcome outcome = report_set(context, options, set);
+        findings.left_out = report.left_out();
+        for (const std::string& path : report.unread_inputs())
+            say_reading_failed(context, path);
+        sink.flush();
+        return outcome;
+    }
+
+    void show_progress() {
+        if (!m_run.options.show_progress) return;
+        std::string text = "volumes done: ";
+        append_decimal(text, m_order.ended());
+        append_decimal(text += " of ", m_sets.size());
+        uni::status_line(uni::status_width, text);
+    }
+
+    const case_run& m_run;
+    const std::span<const case_set> m_sets;
+    uni::ordered_output m_order;
+    image_map m_images;
+    std::atomic<std::size_t> m_next = 0;
+    std::size_t m_end = 0;
+    std::mutex m_mutex;  // guards the findings of the run
+    std::atomic<bool> m_reported = false;
+    std::atomic<bool> m_failed = false;
+};
+
+}  // namespace
+
+bool find_sets(const logfile_options& options, const run_outputs& outputs, std::vector<case_set>& sets,
+               run_findings& findings) {
+    case_contents found = find_case_sets(options.case_paths);
+    for (const case_problem& problem : found.problems)
+        say_problem(problem, findings);
+    if (found.unreadable_folders != 0) {
+        uni::console_write(warning_line("folders unreadable", format_number(found.unreadable_folders, false)));
+        findings.unreadable = true;
+    }
+    sets = image_search(options, findings).volumes_of(std::move(found.sets));
+    for (const case_set& set : sets) {
+        if (!is_written(outputs, set)) continue;
+        uni::console_write(warning_line("being written by this run", set.path()));
+        return false;
+    }
+    if (sets.empty()) uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
+    return !sets.empty() && !(options.strict && findings.unreadable);
+}
+
+bool report_case(const case_run& run, std::span<const case_set> sets) {
+    log_report(run.options, run.outputs.diags, run.report_sink, {}).write_titles();
+    return case_worker(run, sets).run();
+}
+
+bool list_case(const case_run& run, std::span<const case_set> sets) {
+    volume_table table(run.options, run.report_sink);
+    bool any = false;
+    for (const case_set& set : sets) {
+        logfile_options options = options_of(run.options, set);
+        if (!set.image.empty()) {
+            any = list_volumes(options, open_image(set.image), table, run.findings.unreadable) || any;
+            continue;
+        }
+        log_report nothing(options, run.outputs.diags, run.report_sink, {});
+        const run_context context{options, run.outputs, nothing, run.findings};
+        const read_set read = read_inputs_of_set(context, options, set);
+        uni::console_write(read.misfits);
+        any = true;
+        table.write(describe_set(options, *read.stores));
+    }
+    return any;
+}
+
+}  // namespace kest
