@@ -8,13 +8,6 @@ namespace {
 
 constexpr std::size_t most_names = 16;  // of a file that are remembered at once, to come back to
 
-// Nothing that is asked of the holder of a file record changes with the moment.
-bool repeats_holder(const file_moment& moment, const file_moment& earlier) {
-    return !moment.born && moment.header.in_use != false && moment.header.in_use == earlier.header.in_use &&
-           moment.header.sequence == earlier.header.sequence && moment.header.base == earlier.header.base &&
-           moment.copied == earlier.copied;
-}
-
 }  // namespace
 
 bool timeline_name::operator==(const timeline_name& other) const {
@@ -44,10 +37,17 @@ void file_timeline::seal(const _inode_collection& inodes, std::uint64_t highest_
             moment.header.sequence = stored->sequence;
             moment.copied = true;
         }
-        for (const file_moment& moment : moments)
+        std::optional<record_holder> last;
+        for (const file_moment& moment : moments) {
             enter(number, moment);
+            const record_holder holder(moment);
+            if (last && holder.repeats(*last)) continue;
+            m_holders.add(number, holder);
+            last = holder;
+        }
     });
-    m_moments.take_out(repeats_holder);
+    m_moments = {};
+    m_holders.seal(by_lsn);
     m_names.seal(by_lsn);
     m_names.for_each(
         [this](std::uint64_t file, std::span<name_moment> names) { m_first_names[file] = replay_names(names); });
@@ -136,15 +136,15 @@ file_timeline::found_name file_timeline::replay_names(std::span<name_moment> nam
     return first;
 }
 
-const file_moment* file_timeline::holder(std::uint64_t number, std::uint64_t lsn) const {
-    const std::span<const file_moment> moments = m_moments.find(number);
-    const auto after = std::ranges::upper_bound(moments, lsn, {}, &file_moment::lsn);
-    if (after != moments.begin()) {
+const record_holder* file_timeline::holder(std::uint64_t number, std::uint64_t lsn) const {
+    const std::span<const record_holder> holders = m_holders.find(number);
+    const auto after = std::ranges::upper_bound(holders, lsn, {}, &record_holder::lsn);
+    if (after != holders.begin()) {
         const auto last = std::prev(after);
-        if (last->header.in_use != false || last->lsn == lsn) return &*last;
+        if (last->in_use != false || last->lsn == lsn) return &*last;
     }
-    if (after != moments.end() && !after->born) return &*after;
-    return after != moments.begin() ? &*std::prev(after) : nullptr;
+    if (after != holders.end() && !after->born) return &*after;
+    return after != holders.begin() ? &*std::prev(after) : nullptr;
 }
 
 std::optional<file_timeline::found_name> file_timeline::name(inode_ref file, std::uint64_t lsn) const {

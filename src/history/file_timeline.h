@@ -46,6 +46,31 @@ struct file_moment {
     bool adds_to(const file_moment& earlier) const;
 };
 
+// What holds a file record from some LSN on.
+struct record_holder {
+    std::uint64_t lsn = 0;  // 0: since before the log
+    std::optional<inode_ref> base;
+    std::optional<std::uint16_t> sequence;
+    std::optional<bool> in_use;
+    bool born = false;    // the record was put to use
+    bool copied = false;  // the sequence number is known by the MFT copy only
+
+    record_holder() = default;
+    explicit record_holder(const file_moment& moment)
+        : lsn(moment.lsn),
+          base(moment.header.base),
+          sequence(moment.header.sequence),
+          in_use(moment.header.in_use),
+          born(moment.born),
+          copied(moment.copied) {}
+
+    // Nothing that is asked of the holder changes with it.
+    bool repeats(const record_holder& earlier) const {
+        return !born && in_use != false && in_use == earlier.in_use && sequence == earlier.sequence &&
+               base == earlier.base && copied == earlier.copied;
+    }
+};
+
 // Which file each file record held when, and what it was called, by what the log says of it.
 class file_timeline {
 public:
@@ -56,7 +81,7 @@ public:
 
     // What held the record at that LSN; else what held it next, unless that is put to use only then. Null: nothing is
     // known.
-    const file_moment* holder(std::uint64_t number, std::uint64_t lsn) const;
+    const record_holder* holder(std::uint64_t number, std::uint64_t lsn) const;
     // Whether the log names a file that holds the record at any time.
     bool names_holder(std::uint64_t number) const { return m_numbers.find(number) != nullptr; }
     // The file's name at that LSN: a long one rather than a DOS one, of several the one that came last. Where none is
@@ -78,7 +103,8 @@ private:
     void enter(std::uint64_t number, const file_moment& moment);
     static found_name replay_names(std::span<name_moment> names);
 
-    uni::key_groups<file_moment> m_moments;     // by record number, then LSN
+    uni::key_groups<file_moment> m_moments;     // by record number, then LSN; until they are sealed
+    uni::key_groups<record_holder> m_holders;   // likewise
     uni::key_groups<name_moment> m_names;       // by file reference, then LSN; with the name from then on
     uni::seeded_map<bool> m_directories;        // by file reference
     uni::seeded_map<found_name> m_first_names;  // by file reference: before the first moment

@@ -89,9 +89,11 @@ void change_finder::add(record_change change, const replayed_record& before, con
             add_attribute(gone, nullptr);
         for (const found added : m_after.unpaired)
             add_attribute(nullptr, added);
-        if (m_before.standard != m_after.standard && m_changes.kept.spend(sizeof(standard_change))) {
+        constexpr std::uint64_t of_both = sizeof(standard_change) + 2 * sizeof(standard_information);
+        if (m_before.standard != m_after.standard && m_changes.kept.spend(of_both)) {
             const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
-            m_changes.standards.push_back({m_before.standard, m_after.standard, write_to(id, false)});
+            const standard_information& was = keep(m_before.standard);
+            m_changes.standards.push_back({was, keep(m_after.standard), write_to(id, false)});
             change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
         }
     }
@@ -181,32 +183,51 @@ void change_finder::add_attribute(found before, found after) {
     const found_attribute& shown = after != nullptr ? *after : *before;
     if (shown.type == attribute_type::standard_information) return;
     const bool same = before != nullptr && after != nullptr && same_state(*before, *after);
-    attribute_change change{.type = shown.type,
-                            .name = shown.name,
-                            .lowest_vcn = shown.lowest_vcn,
-                            .proof = write_to(shown.id, before == nullptr),
-                            .before = {},
-                            .after = {}};
+    attribute_state was;
+    attribute_state is;
     if (before != nullptr) {
-        change.before = before->state;
+        was = before->state;
     } else if ((shown.id & (replayed_record::came_to_light | replayed_record::of_image)) == 0 ||
                m_before.is_complete()) {
-        change.before.present = presence::absent;
+        was.present = presence::absent;
     }
     if (after != nullptr) {
-        change.after = after->state;
+        is = after->state;
     } else if (!m_replaced || m_after.is_complete()) {
-        change.after.present = presence::absent;
+        is.present = presence::absent;
     }
-    const auto runs_before = runs_of(before, change.before.present);
-    const auto runs_after = runs_of(after, change.after.present);
-    if (runs_before && runs_after) change.runs = keep({*runs_before, *runs_after});
-    if (same && change.runs == 0) return;
-    if (!m_changes.kept.spend(sizeof(attribute_change))) return;
-    for (std::optional<uni::byte_view>* const shown_bytes : {&change.name, &change.before.value, &change.after.value}) {
-        if (*shown_bytes) *shown_bytes = m_changes.kept.keep(**shown_bytes);
+    std::uint32_t runs = 0;
+    const auto runs_before = runs_of(before, was.present);
+    const auto runs_after = runs_of(after, is.present);
+    if (runs_before && runs_after) runs = keep({*runs_before, *runs_after});
+    if (same && runs == 0) return;
+    if (!m_changes.kept.spend(sizeof(attribute_change) + 2 * sizeof(attribute_state))) return;
+    const auto name = shown.name ? m_changes.kept.keep(*shown.name) : std::nullopt;
+    const attribute_state& kept = keep(was);
+    m_changes.attributes.push_back({.type = shown.type,
+                                    .name = name,
+                                    .lowest_vcn = shown.lowest_vcn,
+                                    .proof = write_to(shown.id, before == nullptr),
+                                    .before = kept,
+                                    .after = keep(is),
+                                    .runs = runs});
+}
+
+// What was kept last is often what comes before the next change.
+const standard_information& change_finder::keep(const standard_information& standard) {
+    static const standard_information nothing;
+    if (standard == nothing) return nothing;
+    if (m_last_standard == nullptr || standard != *m_last_standard) {
+        m_last_standard = &m_changes.standard_states.keep(standard);
     }
-    m_changes.attributes.push_back(change);
+    return *m_last_standard;
+}
+
+const attribute_state& change_finder::keep(attribute_state state) {
+    static const attribute_state without_value[] = {{.present = presence::unknown}, {.present = presence::absent}};
+    if (state.present != presence::present) return without_value[state.present == presence::absent ? 1 : 0];
+    if (state.value) state.value = m_changes.kept.keep(*state.value);
+    return m_changes.attribute_states.keep(state);
 }
 
 std::uint32_t change_finder::keep(run_change runs) {

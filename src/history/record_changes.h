@@ -7,12 +7,13 @@
 #include "history/file_timeline.h"
 #include "history/record_state.h"
 #include "portable/kept_bytes.h"
+#include "portable/kept_values.h"
 
 namespace kest {
 
 struct standard_change {
-    standard_information before;
-    standard_information after;
+    const standard_information& before;
+    const standard_information& after;
     std::uint32_t proof = 0;  // position in the log: the last record that writes to it
 };
 
@@ -29,8 +30,8 @@ struct attribute_change {
     std::optional<uni::byte_view> name;  // UTF-16
     std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute, which has no sizes
     std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
-    attribute_state before;
-    attribute_state after;
+    const attribute_state& before;
+    const attribute_state& after;
     std::uint32_t runs = 0;  // from 1; 0: the same before and after, or unknown
 };
 
@@ -73,6 +74,8 @@ struct record_changes {
     uni::large_vector<attribute_change> attributes;
     std::vector<run_change> runs;
     uni::kept_bytes kept;
+    uni::kept_values<standard_information> standard_states;
+    uni::kept_values<attribute_state> attribute_states;
 };
 
 // Finds what differs between two states of a file record, and enters it.
@@ -114,6 +117,8 @@ private:
     template <class order>
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
+    const standard_information& keep(const standard_information& standard);
+    const attribute_state& keep(attribute_state state);
     std::uint32_t keep(run_change runs);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
@@ -121,7 +126,8 @@ private:
     const bool m_with_data;
     record_change m_change;
     std::span<const write> m_writes;
-    bool m_replaced = false;  // the state was forgotten or replaced in between
+    bool m_replaced = false;                                // the state was forgotten or replaced in between
+    const standard_information* m_last_standard = nullptr;  // that was kept
     side m_before;
     side m_after;
 };

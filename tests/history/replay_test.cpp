@@ -249,8 +249,8 @@ TEST(file_history, tells_what_each_transaction_changed) {
     const inode_ref file(40, 1);
     EXPECT_EQ(timeline.name(file, 32)->name.units.u8(0), 'a');
     EXPECT_EQ(timeline.name(file, 48)->name.units.u8(0), 'b');
-    EXPECT_EQ(timeline.holder(40, 64)->header.sequence, 1);
-    EXPECT_EQ(timeline.holder(40, 80)->header.in_use, false);
+    EXPECT_EQ(timeline.holder(40, 64)->sequence, 1);
+    EXPECT_EQ(timeline.holder(40, 80)->in_use, false);
 }
 
 struct tally {
