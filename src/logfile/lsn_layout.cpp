@@ -93,23 +93,26 @@ private:
 constexpr unsigned fewest_offset_bits = 9;  // a page
 constexpr unsigned most_offset_bits = 60;
 
-std::int64_t count_at_home(const log_store& log, const lsn_layout& layout) {
-    return std::ranges::count_if(
-        log.entries, [&layout](const log_entry& entry) { return layout.offset(entry.this_lsn) == entry.file_offset; });
-}
-
-// What systems take for a log of that size. A file that lost its beginning has few records where it would have them.
-// One that lost its end has no less of them with more bits, as if it had never wrapped: it is not taken for a ring.
+// What systems take for a log of that size, if almost all records are where it would have them, those in the first
+// pages aside, where copies of others stand. In a file that lost its beginning few are. In one that lost its end none
+// is lost with one bit more, as if it had never wrapped: it is not taken for a ring.
 std::optional<lsn_layout> layout_by_size(const log_store& log) {
     const std::uint64_t size = log.file_size - log.file_size % log_page_size;
     const auto bits = static_cast<unsigned>(std::bit_width(size / 8));
     if (bits < fewest_offset_bits || bits > most_offset_bits) return std::nullopt;
     lsn_layout layout{.offset_bits = bits, .log_size = size};
-    const std::int64_t at_home = count_at_home(log, layout);
-    if (2 * at_home <= std::ssize(log.entries)) return std::nullopt;
-    if (count_at_home(log, {.offset_bits = bits + 1, .log_size = size}) == at_home) {
-        layout.log_size = (std::uint64_t{1} << bits) * 8;
+    const lsn_layout larger{.offset_bits = bits + 1, .log_size = size};
+    std::uint64_t asked = 0;
+    std::uint64_t at_home = 0;
+    std::uint64_t at_home_in_larger = 0;
+    for (const log_entry& entry : log.entries) {
+        if (entry.file_offset < copies_end * log_page_size) continue;
+        ++asked;
+        if (layout.offset(entry.this_lsn) == entry.file_offset) ++at_home;
+        if (larger.offset(entry.this_lsn) == entry.file_offset) ++at_home_in_larger;
     }
+    if (at_home == 0 || 8 * at_home < 7 * asked) return std::nullopt;
+    if (at_home_in_larger == at_home) layout.log_size = (std::uint64_t{1} << bits) * 8;
     return layout;
 }
 
