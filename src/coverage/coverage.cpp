@@ -42,7 +42,7 @@ void gather_pages(log_coverage& coverage, const log_store& log) {
     if (log.pages) coverage.pages = *log.pages;
     if (coverage.read_to_end) coverage.never_written = coverage.pages.blank + coverage.pages.not_read();
     gather_restart_pages(coverage, log);
-    if (const auto layout = stated_layout(log)) {
+    if (const auto layout = find_layout(log)) {
         coverage.copied_pages = count_copied_pages(log, *layout);
         coverage.gaps.emplace();
         for (const lsn_gap& gap : find_gaps(log, *layout))

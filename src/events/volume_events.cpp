@@ -28,7 +28,7 @@ bool is_empty_checkpoint(const log_entry& entry) {
 
 class restart_reader {
 public:
-    explicit restart_reader(const log_store& log) : m_log(log), m_layout(stated_layout(log)) {}
+    explicit restart_reader(const log_store& log) : m_log(log), m_layout(find_layout(log)) {}
 
     std::vector<volume_event> read() {
         for (std::uint32_t at = 0; at < m_log.entries.size(); ++at) {

@@ -203,7 +203,7 @@ private:
         const std::uint64_t last = m_steps.back().lsn;
         if (!m_gaps_sought) {
             m_gaps_sought = true;
-            if (const auto layout = stated_layout(m_inputs.log)) m_gaps = find_gaps(m_inputs.log, *layout);
+            if (const auto layout = find_layout(m_inputs.log)) m_gaps = find_gaps(m_inputs.log, *layout);
         }
         if (!m_gaps) return last;
         const auto gap = std::ranges::upper_bound(*m_gaps, last, {}, &lsn_gap::after);

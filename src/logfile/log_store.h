@@ -67,7 +67,8 @@ struct log_store {
     bool keeps_pages = false;         // `complete_log` follows the scan, and gathers journal records and chains
     std::optional<page_tally> pages;  // counted if there is one
 
-    int open_error = 0;  // why the file could not be opened, as `errno` has it
+    std::uint64_t file_size = 0;  // bytes
+    int open_error = 0;           // why the file could not be opened, as `errno` has it
 
     // A read failed before the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;

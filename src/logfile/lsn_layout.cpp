@@ -1,6 +1,7 @@
 #include "logfile/lsn_layout.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace kest {
 
@@ -89,27 +90,51 @@ private:
     std::vector<std::uint64_t> m_page_ends;  // LSNs that pages name as their last
 };
 
+constexpr unsigned fewest_offset_bits = 9;  // a page
+constexpr unsigned most_offset_bits = 60;
+
+// What systems take for a log of that size, if almost all records are where it would have them, those in the first
+// pages aside, where copies of others stand. In a file that lost its beginning few are. In one that lost its end none
+// is lost with one bit more, as if it had never wrapped: it is not taken for a ring.
+std::optional<lsn_layout> layout_by_size(const log_store& log) {
+    const std::uint64_t size = log.file_size - log.file_size % log_page_size;
+    const auto bits = static_cast<unsigned>(std::bit_width(size / 8));
+    if (bits < fewest_offset_bits || bits > most_offset_bits) return std::nullopt;
+    lsn_layout layout{.offset_bits = bits, .log_size = size};
+    const lsn_layout larger{.offset_bits = bits + 1, .log_size = size};
+    std::uint64_t asked = 0;
+    std::uint64_t at_home = 0;
+    std::uint64_t at_home_in_larger = 0;
+    for (const log_entry& entry : log.entries) {
+        if (entry.file_offset < copies_end * log_page_size) continue;
+        ++asked;
+        if (layout.offset(entry.this_lsn) == entry.file_offset) ++at_home;
+        if (larger.offset(entry.this_lsn) == entry.file_offset) ++at_home_in_larger;
+    }
+    if (at_home == 0 || 8 * at_home < 7 * asked) return std::nullopt;
+    if (at_home_in_larger == at_home) layout.log_size = (std::uint64_t{1} << bits) * 8;
+    return layout;
+}
+
 }  // namespace
 
 std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts) {
     constexpr unsigned lsn_bits = 64;
-    constexpr unsigned fewest = 9;  // a page
-    constexpr unsigned most = 60;   // bits of a file offset
     if (!facts.sequence_bits || !facts.log_size || facts.log_page_size != log_page_size) return std::nullopt;
     const unsigned offset_bits = lsn_bits - std::min<std::uint32_t>(*facts.sequence_bits, lsn_bits);
-    if (offset_bits < fewest || offset_bits > most) return std::nullopt;
+    if (offset_bits < fewest_offset_bits || offset_bits > most_offset_bits) return std::nullopt;
     const std::uint64_t size = *facts.log_size - *facts.log_size % log_page_size;
     if (size / 8 > std::uint64_t{1} << offset_bits) return std::nullopt;
     return lsn_layout{.offset_bits = offset_bits, .log_size = size};
 }
 
-std::optional<lsn_layout> stated_layout(const log_store& log) {
+std::optional<lsn_layout> find_layout(const log_store& log) {
     std::optional<restart_facts> later;
     for (const restart_page_image& image : log.restart_pages) {
         const auto facts = read_restart_page(std::span<const std::uint8_t>(image));
         if (facts && (!later || facts->current_lsn > later->current_lsn)) later = facts;
     }
-    return later ? lsn_layout_of(*later) : std::nullopt;
+    return later ? lsn_layout_of(*later) : layout_by_size(log);
 }
 
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout) {

@@ -32,7 +32,8 @@ struct lsn_layout {
 std::optional<lsn_layout> lsn_layout_of(const restart_facts& facts);
 
 // What the later of the two restart pages states: they are written in turn, and the one with the higher LSN counts.
-std::optional<lsn_layout> stated_layout(const log_store& log);
+// Without a restart page the size of the file shows it, where most records stand at the offsets that it gives them.
+std::optional<lsn_layout> find_layout(const log_store& log);
 
 // Record pages that repeat what belongs to another page: those of the two tail pages, and those of the pages that
 // later systems keep after them for the same.

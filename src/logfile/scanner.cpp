@@ -240,6 +240,7 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
 // What was read without a record is read over. A block is the store's before entries show its bytes, so that they stay
 // even if this ends for want of memory.
 void scan_blocks(log_store& store, const uni::byte_source& file) {
+    store.file_size = file.size();
     if (store.pages) store.pages->file_size = file.size();
     uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::block_reader reader(file, 0, file.size(), log_page_size);
@@ -303,6 +304,7 @@ void scan_logfile(log_store& store, const uni::byte_source& file) {
 
 bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
+    store.file_size = bytes.size();
     if (store.pages) store.pages->file_size = bytes.size();
     const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
     std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());

@@ -284,7 +284,7 @@ void attempt(log_store& store, step&& taken) {
 }  // namespace
 
 void complete_log(log_store& store) {
-    if (const auto layout = stated_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
+    if (const auto layout = find_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
     attempt(store, [&] { keep_journal_records(store); });
     attempt(store, [&] {
         link_chains(store);

@@ -169,6 +169,18 @@ TEST(replayed_record, knows_nothing_behind_what_does_not_fit) {
     }
 }
 
+// What is said of another kind of attribute than the one that lies there shows neither.
+TEST(replayed_record, learns_nothing_from_what_is_of_another_attribute) {
+    const bytes image = image_of(with({stream}));
+    for (const record& one : {step_at(third, 11, 11, 0, bytes(24), bytes(24)), step_at(third, 13, 12, 24, {}, entry)}) {
+        const bytes log = one.image();
+        replayed_record record = record_of(image);
+        EXPECT_FALSE(record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log)), 0, false))));
+        EXPECT_EQ(record.attribute_at(third), 0U);
+        EXPECT_FALSE(record.knows(third + 24, 1));
+    }
+}
+
 TEST(file_history, tells_what_each_transaction_changed) {
     const bytes birth = image_of(with({stream}));
     const auto name_b = name_image{.name = u"b"}.attribute();
@@ -249,8 +261,8 @@ TEST(file_history, tells_what_each_transaction_changed) {
     const inode_ref file(40, 1);
     EXPECT_EQ(timeline.name(file, 32)->name.units.u8(0), 'a');
     EXPECT_EQ(timeline.name(file, 48)->name.units.u8(0), 'b');
-    EXPECT_EQ(timeline.holder(40, 64)->header.sequence, 1);
-    EXPECT_EQ(timeline.holder(40, 80)->header.in_use, false);
+    EXPECT_EQ(timeline.holder(40, 64)->sequence, 1);
+    EXPECT_EQ(timeline.holder(40, 80)->in_use, false);
 }
 
 struct tally {

@@ -12,7 +12,7 @@ namespace {
 using namespace disk;
 
 constexpr u64 pages_in_log = 64;
-constexpr unsigned place_bits = 15;
+constexpr unsigned place_bits = 16;
 
 constexpr u64 lsn_at(u64 page, u64 at, u64 round = 2) {
     return round << place_bits | (page * 4096 + at) / 8;
@@ -43,11 +43,23 @@ record_page with_last_lsn(record_page page, u64 last_lsn) {
     return page;
 }
 
-// What is in a log of such pages: round, page and offset that each LSN states, and of a record over a page end whether
-// its bytes are its own.
-std::string completed(const std::map<u64, record_page>& pages) {
+// Records that stand where their LSNs say, of two rounds.
+constexpr u64 plain_page = 50;
+record_page plain(u64 page, u64 round) {
+    return {
+        .last_lsn = lsn_at(page, 240, round),
+        .records = {
+            {.lsn = lsn_at(page, 64, round)}, {.lsn = lsn_at(page, 152, round)}, {.lsn = lsn_at(page, 240, round)}}};
+}
+
+// What is in a log of such pages beside plain ones: round, page and offset that each LSN states, and of a record over a
+// page end whether its bytes are its own.
+std::string completed(const std::map<u64, record_page>& pages, bool with_restart_page) {
     bytes log(pages_in_log * 4096, 0xFF);
-    lay(log, 0, restart_page{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - place_bits}.image());
+    const restart_page stated{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - place_bits};
+    if (with_restart_page) lay(log, 0, stated.image());
+    lay(log, plain_page * 4096, plain(plain_page, 3).image());
+    lay(log, (plain_page + 1) * 4096, plain(plain_page + 1, 2).image());
     for (const auto& [number, page] : pages)
         lay(log, number * 4096, page.image());
     log_store store;
@@ -57,6 +69,7 @@ std::string completed(const std::map<u64, record_page>& pages) {
     std::string text;
     for (const log_entry& entry : store.entries) {
         const u64 place = entry.this_lsn % (u64{1} << place_bits) * 8;
+        if (place / 4096 == plain_page || place / 4096 == plain_page + 1) continue;
         text += (text.empty() ? "" : " ") + std::to_string(entry.this_lsn >> place_bits) + '/' +
                 std::to_string(place / 4096) + ':' + std::to_string(place % 4096);
         const auto payload = entry.payload().bytes();
@@ -111,8 +124,10 @@ TEST(complete_log, an_lsn_states_the_place_of_its_record) {
           {63, ending_in(longest, 63)}},
          "2/63:64 2/63:3976! 3/5:264"},
     };
-    for (const auto& [what, pages, expected] : rows)
-        EXPECT_EQ(completed(pages), expected) << what;
+    for (const auto& [what, pages, expected] : rows) {
+        EXPECT_EQ(completed(pages, true), expected) << what;
+        EXPECT_EQ(completed(pages, false), expected) << what << ", by the size of the file";
+    }
 }
 
 // The bundled sample, turned to each page of its ring: rows and events are the same but for LSNs and offsets.
