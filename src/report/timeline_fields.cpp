@@ -67,7 +67,7 @@ void append_aside(std::string& out, const event& shown) {
     if (shown.state != event_state::done) out.append(", ").append(state_word(shown));
     const std::size_t before = out.append(", ").size();
     append_interval(out, shown);
-    if (out.size() == before) out.resize(before - 2);
+    if (out.size() == before) out.erase(before - 2);
 }
 
 bool is_hex_digit(char c) {
