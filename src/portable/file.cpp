@@ -26,6 +26,21 @@ file::~file() {
     close();
 }
 
+void file::attach(int descriptor) {
+    close();
+    m_fd = descriptor;
+    m_attached = true;
+}
+
+bool file::close() {
+    const bool closed = m_attached ? settle() : !is_open() || close_descriptor(m_fd);
+    m_fd = -1;
+    m_size = 0;
+    m_attached = false;
+    m_of_process = false;
+    return closed;
+}
+
 fileio_output::fileio_output(file& target)
     : fileio_output([&target](std::string_view text) { return target.append(text); }) {}
 

@@ -88,6 +88,8 @@ public:
     [[nodiscard]] bool append(std::string_view bytes);
 
 private:
+    static bool close_descriptor(int descriptor);
+
     int m_fd = -1;
     std::uint64_t m_size = 0;
     bool m_attached = false;

@@ -82,11 +82,6 @@ int off_standard_numbers(int descriptor) {
     return moved;
 }
 
-// An interrupted close has closed all the same.
-bool close_descriptor(int descriptor) {
-    return ::close(descriptor) == 0 || errno == EINTR;
-}
-
 // What speaks against a file that bytes are read from and written to at offsets; 0 if nothing does.
 int lack_of_offsets(int descriptor) {
     struct stat about {};
@@ -195,19 +190,9 @@ bool file::open_again(int descriptor) {
     return open("/dev/fd/" + std::to_string(descriptor), open_mode::read);
 }
 
-void file::attach(int descriptor) {
-    close();
-    m_fd = descriptor;
-    m_attached = true;
-}
-
-bool file::close() {
-    const bool closed = m_attached ? settle() : !is_open() || close_descriptor(m_fd);
-    m_fd = -1;
-    m_size = 0;
-    m_attached = false;
-    m_of_process = false;
-    return closed;
+// An interrupted close has closed all the same.
+bool file::close_descriptor(int descriptor) {
+    return ::close(descriptor) == 0 || errno == EINTR;
 }
 
 // Some systems report only when a file is closed that what was written did not arrive: so a copy is closed.

@@ -251,19 +251,8 @@ bool file::open_again(int descriptor) {
     return true;
 }
 
-void file::attach(int descriptor) {
-    close();
-    m_fd = descriptor;
-    m_attached = true;
-}
-
-bool file::close() {
-    const bool closed = m_attached || !is_open() || ::_close(m_fd) == 0;
-    m_fd = -1;
-    m_size = 0;
-    m_attached = false;
-    m_of_process = false;
-    return closed;
+bool file::close_descriptor(int descriptor) {
+    return ::_close(descriptor) == 0;
 }
 
 // What was written has been refused by then, or has arrived.

@@ -6,8 +6,7 @@ namespace kest {
 
 namespace {
 
-constexpr field_kind words = field_kind::words;
-constexpr field_kind number = field_kind::number;
+using enum field_kind;
 
 bool is_before(const event& shown) {
     return !shown.before.value.empty();

@@ -12,7 +12,7 @@ constexpr unsigned digits_of_ticks = 7;
 constexpr std::uint64_t no_value = ~std::uint64_t{0};
 
 int parameters_of(field_kind kind) {
-    return kind == field_kind::time ? 2 : 1;
+    return kind == field_kind::moment ? 2 : 1;
 }
 
 std::string insertion(std::string_view table, std::span<const field_title> titles) {
@@ -31,7 +31,7 @@ std::string table_definition(std::string_view table, std::span<const field_title
     for (const field_title& title : titles) {
         const bool is_number = title.kind == field_kind::number || title.kind == field_kind::truth;
         sql.append(",\n    ").append(title.name).append(is_number ? " INTEGER" : " TEXT");
-        if (title.kind == field_kind::time) sql.append(",\n    ").append(title.name).append("_ticks INTEGER");
+        if (title.kind == field_kind::moment) sql.append(",\n    ").append(title.name).append("_ticks INTEGER");
     }
     return sql += "\n) STRICT";
 }

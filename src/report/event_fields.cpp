@@ -13,12 +13,7 @@ namespace kest {
 
 namespace {
 
-constexpr field_kind words = field_kind::words;
-constexpr field_kind any_text = field_kind::any_text;
-constexpr field_kind number = field_kind::number;
-constexpr field_kind truth = field_kind::truth;
-constexpr field_kind moment = field_kind::time;
-constexpr field_kind object = field_kind::object;
+using enum field_kind;
 
 bool is_in_log(const event& shown) {
     return shown.source != event_source::journal;

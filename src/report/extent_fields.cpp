@@ -10,8 +10,7 @@ namespace kest {
 
 namespace {
 
-constexpr field_kind words = field_kind::words;
-constexpr field_kind number = field_kind::number;
+using enum field_kind;
 
 struct type_row {
     std::uint32_t type;

@@ -71,7 +71,7 @@ enum class field_kind : std::uint8_t {
     any_text,  // names and data out of the evidence
     number,
     truth,
-    time,
+    moment,
     object,  // details
 };
 

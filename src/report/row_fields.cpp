@@ -13,12 +13,7 @@ namespace {
 constexpr std::string_view path_title = "path";
 constexpr std::string_view guessed_path_title = "path (*guess)";
 
-constexpr field_kind words = field_kind::words;
-constexpr field_kind any_text = field_kind::any_text;
-constexpr field_kind number = field_kind::number;
-constexpr field_kind truth = field_kind::truth;
-constexpr field_kind moment = field_kind::time;
-constexpr field_kind object = field_kind::object;
+using enum field_kind;
 
 void write_if_any(field_sink& out, std::optional<std::uint64_t> value) {
     if (value) out.number(*value);

@@ -14,10 +14,7 @@ namespace kest {
 
 namespace {
 
-constexpr field_kind words = field_kind::words;
-constexpr field_kind any_text = field_kind::any_text;
-constexpr field_kind number = field_kind::number;
-constexpr field_kind moment = field_kind::time;
+using enum field_kind;
 
 using sink = field_sink;
 using line = volume_line;
