@@ -91,6 +91,8 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::changes, "changes of file records"},
     {&limits_hit::files, "files"},
     {&limits_hit::contents, "contents"},
+    {&limits_hit::clusters, "clusters"},
+    {&limits_hit::extended_attributes, "extended attributes"},
 };
 
 std::string limit_words(const limits_hit& omitted) {
@@ -116,7 +118,7 @@ void say_left_out(std::uint64_t events, std::string_view why) {
 }
 
 void say_choice(const logfile_options& options, const events_left_out& left_out) {
-    if (!options.system_events && options.writes_events()) say_left_out(left_out.of_system, "of the system");
+    if (!options.system_events && options.derives_events()) say_left_out(left_out.of_system, "of the system");
     if (!options.selection.any() || !options.derives_events()) return;
     std::string choice = "by ";
     append_safe_text(choice, options.selection.text());
@@ -155,8 +157,9 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
         findings.left_out = report.left_out();
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(run, path);
-        contents_written = report.unwritten_content().empty();
-        if (!contents_written) say_writing_failed(report.unwritten_content());
+        const std::string unwritten = report.unwritten_contents();
+        contents_written = unwritten.empty();
+        uni::console_write(unwritten);
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }

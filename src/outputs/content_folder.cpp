@@ -7,6 +7,19 @@
 
 namespace kest {
 
+namespace {
+
+// With a separator at its end, a link's name would be that of what it leads to.
+std::string without_separators(std::string path) {
+    while (path.size() > 1 && (path.ends_with('/') || path.ends_with("/.")))
+        path.pop_back();
+    return path;
+}
+
+}  // namespace
+
+content_folder::content_folder(std::string path) : m_path(without_separators(std::move(path))) {}
+
 content_folder::~content_folder() {
     if (m_folder != -1) ::close(m_folder);
 }
@@ -33,19 +46,27 @@ bool content_folder::write(const std::string& name, uni::byte_view bytes) const 
 }
 
 bool content_folder::put(const std::string& name, uni::byte_view bytes) {
-    if (!m_failed.empty()) return false;
+    if (m_shut) return false;
     if (m_files == most_files || bytes.size() > most_bytes - m_bytes) {
         m_limit_hit = true;
         return false;
     }
     if (!open()) {
-        m_failed = m_path;
-    } else if (!write(name, bytes)) {
-        m_failed = m_path + '/' + name;
+        m_shut = true;
+        note_failure(m_path);
+        return false;
     }
     m_bytes += bytes.size();
     ++m_files;
-    return m_failed.empty();
+    if (write(name, bytes)) return true;
+    note_failure(m_path + '/' + name);
+    return false;
+}
+
+void content_folder::note_failure(const std::string& path) {
+    if (m_failures++ != 0) return;
+    m_error = errno;
+    m_failed = path;
 }
 
 }  // namespace kest
