@@ -365,7 +365,7 @@ private:
     bool m_is_log_only = false;                       // what is known is what steps leave on an image
     std::size_t m_end = 0;                            // of the piece at hand
     unsigned m_recoveries = 0;                        // in it
-    std::size_t m_data_left = std::size_t{95} << 20;  // bytes, of all file records
+    std::size_t m_data_left = std::size_t{63} << 20;  // bytes, of all file records
     std::size_t m_recoverable;                        // steps that recoveries may still go over
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
