@@ -92,6 +92,8 @@ constexpr guard_word guard_words[] = {
     {&limits_hit::changes, "changes of file records"},
     {&limits_hit::files, "files"},
     {&limits_hit::contents, "contents"},
+    {&limits_hit::clusters, "clusters"},
+    {&limits_hit::extended_attributes, "extended attributes"},
 };
 
 std::string limit_words(const limits_hit& omitted) {
@@ -117,7 +119,7 @@ void say_left_out(std::uint64_t events, std::string_view why) {
 }
 
 void say_choice(const logfile_options& options, const events_left_out& left_out) {
-    if (!options.system_events && options.writes_events()) say_left_out(left_out.of_system, "of the system");
+    if (!options.system_events && options.derives_events()) say_left_out(left_out.of_system, "of the system");
     if (!options.selection.any() || !options.derives_events()) return;
     std::string choice = "by ";
     append_safe_text(choice, options.selection.text());
@@ -171,8 +173,9 @@ bool report_volumes(const logfile_options& options, run_outputs& outputs, uni::f
     findings.left_out = report.left_out();
     for (const std::string& path : report.unread_inputs())
         say_reading_failed(run, path);
-    findings.unwritten = !report.unwritten_content().empty();
-    if (findings.unwritten) say_writing_failed(report.unwritten_content());
+    const std::string unwritten = report.unwritten_contents();
+    findings.unwritten = !unwritten.empty();
+    uni::console_write(unwritten);
     return reported;
 }
 

@@ -92,6 +92,7 @@ void cluster_uses::prepare() {
     if (std::exchange(m_prepared, true)) return;
     extent_list given;
     read_bitmap(given);
+    const std::size_t most = given.size() + m_from.most_runs;
     std::vector<cluster_run> before;
     std::vector<cluster_run> after;
     for (const record_change& change : m_from.history.changes()) {
@@ -102,6 +103,10 @@ void cluster_uses::prepare() {
             read_runs(after, runs->after);
             read_runs(before, runs->before);
             if (!before.empty()) after = runs_without(after, before);
+            if (after.size() > most - given.size()) {
+                m_incomplete = true;
+                return;
+            }
             for (const cluster_run& run : after) {
                 if (run.lcn) given.push_back({*run.lcn, *run.lcn + run.clusters, attribute.proof});
             }

@@ -20,6 +20,7 @@ public:
         transaction_view transactions;
         const file_history& history;
         std::uint32_t cluster_size;  // bytes
+        std::uint64_t most_runs;     // that are kept of files
     };
     explicit cluster_uses(const inputs& from) : m_from(from) {}
 
@@ -30,6 +31,11 @@ public:
     bool shows_bitmap() {
         prepare();
         return m_shows_bitmap;
+    }
+    // The log gives more clusters to files than are kept.
+    bool incomplete() {
+        prepare();
+        return m_incomplete;
     }
     // How many clusters records after that position give to files.
     cluster_share given_after(std::uint32_t position, std::span<const cluster_run> runs);
@@ -54,6 +60,7 @@ private:
     const inputs m_from;
     bool m_prepared = false;
     bool m_shows_bitmap = false;
+    bool m_incomplete = false;
     extent_list m_cleared;                // by transaction, then place; none over one another
     extent_list m_set;                    // likewise
     std::vector<std::uint64_t> m_places;  // where what was ever given begins or ends, in order

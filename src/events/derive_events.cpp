@@ -49,9 +49,20 @@ uni::seeded_map<bool> find_journals(const log_facts& facts, const file_history& 
     return journals;
 }
 
+std::uint64_t logged_bytes(const log_store& log) {
+    std::uint64_t bytes = 0;
+    for (const log_entry& entry : log.entries)
+        bytes += entry.bytes.size();
+    return bytes;
+}
+
 bool has_both_sides(const attribute_change& change) {
     return change.before.present == change.after.present;
 }
+
+// Of what files get so many runs are kept for so many bytes of the log.
+constexpr std::uint64_t least_runs = std::uint64_t{1} << 16;
+constexpr std::uint64_t bytes_for_run = 32;
 
 class event_derivation {
 public:
@@ -78,9 +89,29 @@ public:
               inputs.log, m_facts, m_history,
               find_stated_times(inputs.log, m_states, m_facts, {m_geometry.cluster_size(), m_geometry.record_size()})),
           m_journals(find_journals(m_facts, m_history)),
-          m_uses({m_log, {m_numbers, m_states.rolled_back}, m_history, m_geometry.cluster_size()}),
-          m_context{m_log,     m_history,  m_names, m_paths,      m_tunneling, m_descriptors, m_bin, m_clock,
-                    m_numbers, m_journals, m_past,  inputs.topic, m_runs,      m_versions,    m_uses},
+          m_uses({m_log,
+                  {m_numbers, m_states.rolled_back},
+                  m_history,
+                  m_geometry.cluster_size(),
+                  least_runs + logged_bytes(inputs.log) / bytes_for_run}),
+          m_budgets(logged_bytes(inputs.log)),
+          m_context{.log = m_log,
+                    .history = m_history,
+                    .names = m_names,
+                    .paths = m_paths,
+                    .tunneling = m_tunneling,
+                    .descriptors = m_descriptors,
+                    .bin = m_bin,
+                    .clock = m_clock,
+                    .transactions = m_numbers,
+                    .journals = m_journals,
+                    .past = m_past,
+                    .topic = inputs.topic,
+                    .runs = m_runs,
+                    .versions = m_versions,
+                    .uses = m_uses,
+                    .budgets = m_budgets,
+                    .omitted = inputs.omitted},
           m_file_events(m_context, m_found),
           m_writer(m_context, listener),
           m_changes_left(m_history.changes()),
@@ -89,6 +120,7 @@ public:
           m_volume_left(m_volume),
           m_progress(progress) {
         if (m_history.limits_hit()) inputs.omitted.changes = true;
+        if (m_history.data_limit_hit()) inputs.omitted.contents = true;
         if (inputs.journal != nullptr) open_journal(*inputs.journal, listener);
     }
 
@@ -322,6 +354,7 @@ private:
     std::vector<cluster_run> m_runs;  // of the transaction at hand
     content_versions m_versions;
     cluster_uses m_uses;
+    event_budgets m_budgets;
     const event_context m_context;
     file_events m_file_events;
     event_writer m_writer;

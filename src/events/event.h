@@ -149,6 +149,7 @@ struct event : event_header {
     event_values after;
     std::optional<std::uint32_t> attribute_type;  // of `clusters_changed`
     std::uint32_t stream = 0;                     // of `content_held`: its number in the file
+    std::uint32_t copy = 0;  // likewise: how many of that stream the same record of the log showed before
 };
 
 // About no file.

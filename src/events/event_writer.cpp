@@ -1,6 +1,7 @@
 #include "events/event_writer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "format/ascii_text.h"
 
@@ -46,6 +47,10 @@ bool is_in_recycle_bin(std::string_view path) {
     return equal_folded(path.substr(0, bin.size()), bin);
 }
 
+uni::byte_view whole_units(uni::byte_view name) {
+    return name.slice(0, name.size() / 2 * 2);
+}
+
 uni::byte_view stream_of(const found_event& found) {
     if (found.runs_of != nullptr) return found.runs_of->name.value_or(uni::byte_view{});
     const bool is_about_data = found.kind == event_kind::stream_added || found.kind == event_kind::stream_removed ||
@@ -57,7 +62,8 @@ uni::byte_view stream_of(const found_event& found) {
 
 void event_writer::write(const found_event& found, const event_subject& subject) {
     begin(found, subject);
-    if (m_event.of_system && !is_of_journal(found.kind)) return;
+    const bool of_journal = is_of_journal(found.kind);
+    if (m_event.of_system ? !of_journal : found.kind == event_kind::journal_resized && !of_journal) return;
     set_time(found, subject);
     m_event.before = m_event.after = {};
     if (found.kind == event_kind::clusters_changed) return write_clusters(found);
@@ -85,8 +91,8 @@ void event_writer::find_recycling(const found_event& found) {
 
 // What happens to the journal as a whole is an event of its own, although the system keeps its file for itself.
 bool event_writer::is_of_journal(event_kind kind) {
-    if (kind == event_kind::journal_resized) return true;
     if (m_event.parent.number() != extend_number || !m_event.path.ends_with("\\$UsnJrnl")) return false;
+    if (kind == event_kind::journal_resized) return true;
     if (kind == event_kind::created) m_event.kind = event_kind::journal_created;
     if (kind == event_kind::deleted) m_event.kind = event_kind::journal_deleted;
     return kind == event_kind::created || kind == event_kind::deleted;
@@ -168,18 +174,36 @@ std::optional<resolved_name> event_writer::name_of(const found_event& found, con
     return name;
 }
 
+// One record of the log may be many events, each with its path. Long ones, beyond the first few of a transaction, come
+// from what all have in common.
+std::string_view event_writer::shown_folder(const folder_path& folder, std::uint64_t events) {
+    constexpr std::size_t own = 1024;
+    constexpr std::uint64_t most_free = 4;
+    if (folder.text.size() <= own || m_with_paths <= most_free) return folder.text;
+    const std::uint64_t beyond = (folder.text.size() - own) * events;
+    if (beyond > m_long_paths) {
+        m_context.omitted.paths = true;
+        return unknown_path;
+    }
+    m_long_paths -= beyond;
+    return folder.text;
+}
+
 void event_writer::set_paths(const found_event& found, const event_subject& subject) {
     m_event.known = name_source::part;
     m_event.parent = {};
     m_event.of_system = false;
+    if (std::exchange(m_transaction, subject.transaction) != subject.transaction) m_with_paths = 0;
+    const std::uint64_t events = found.kind == event_kind::clusters_changed ? found.lost_count + found.gained_count : 1;
+    m_with_paths += events;
     std::string_view above = unknown_path;
     resolved_name name;
     if (const auto known = name_of(found, subject)) {
         name = *known;
         m_event.parent = name.parent;
         const folder_path& folder = m_context.paths.at(m_event.parent, {m_event.lsn});
-        above = folder.text;
-        m_event.known = std::max(name.source, folder.source);
+        above = found.kind == event_kind::reason_given ? folder.text : shown_folder(folder, events);
+        m_event.known = std::max(name.source, above == unknown_path ? name_source::part : folder.source);
         m_event.of_system = folder.of_system;
     }
     if (subject.file.number() == root_number) {
@@ -192,8 +216,9 @@ void event_writer::set_paths(const found_event& found, const event_subject& subj
     m_event.old_name_hex.clear();
     if (found.old_name.name().empty()) return;
     const folder_path& folder = m_context.paths.at(found.old_name.parent(), {m_event.lsn - 1});
-    set_path(m_event.old_path, m_event.old_name_hex, folder.text, {.units = found.old_name.name()});
-    m_event.known = std::max(m_event.known, folder.source);
+    above = shown_folder(folder, events);
+    set_path(m_event.old_path, m_event.old_name_hex, above, {.units = found.old_name.name()});
+    m_event.known = std::max(m_event.known, above == unknown_path ? name_source::part : folder.source);
     if (!folder.of_system) m_event.of_system = false;
 }
 
@@ -279,8 +304,8 @@ void event_writer::set_values(const found_event& found) {
             after.volume_flags = volume_flags_of(found.attribute.type(), found.attribute.state_after());
             break;
         case event_kind::volume_renamed:
-            before.name = *found.attribute.state_before().value;
-            after.name = *found.attribute.state_after().value;
+            before.name = whole_units(*found.attribute.state_before().value);
+            after.name = whole_units(*found.attribute.state_after().value);
             break;
         case event_kind::clock_set_back:
         case event_kind::recycled:
@@ -298,6 +323,7 @@ void event_writer::set_values(const found_event& found) {
             break;
         case event_kind::content_held:
             m_event.stream = found.stream;
+            m_event.copy = copies_of_content({m_event.file.value(), found.stream, found.shows_before ? 0U : 1U});
             if (found.shows_before) {
                 before.value = *found.attribute.state_before().value;
             } else {
@@ -312,6 +338,12 @@ void event_writer::set_values(const found_event& found) {
             after.reasons = found.journal_record->usn().get(&usn_layout::reason);
             break;
     }
+}
+
+// Two attributes of one name may lie in a record that was made to do harm.
+std::uint32_t event_writer::copies_of_content(const std::array<std::uint64_t, 3>& content) {
+    if (std::exchange(m_contents_lsn, m_event.lsn) != m_event.lsn) m_contents.clear();
+    return m_contents[content]++;
 }
 
 void event_writer::take_extended_attribute(const found_event& found) {
@@ -333,6 +365,10 @@ void event_writer::take_extended_attribute(const found_event& found) {
 std::optional<cluster_share> event_writer::unused_after(const found_event& found,
                                                         std::span<const cluster_run> runs) const {
     if (m_event.state == event_state::undone) return std::nullopt;
+    if (m_context.uses.incomplete()) {
+        m_context.omitted.clusters = true;
+        return std::nullopt;
+    }
     const cluster_share given = m_context.uses.given_after(found.proof, runs);
     if (given == cluster_share::none && !m_context.uses.shows_bitmap()) return std::nullopt;
     constexpr cluster_share others[] = {cluster_share::all, cluster_share::part, cluster_share::none};

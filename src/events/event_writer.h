@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <functional>
+#include <map>
 
 #include "events/event.h"
 #include "events/file_events.h"
@@ -25,6 +27,8 @@ private:
     void begin(const found_event& found, const event_subject& subject);
     std::optional<resolved_name> name_of(const found_event& found, const event_subject& subject) const;
     void set_paths(const found_event& found, const event_subject& subject);
+    std::string_view shown_folder(const folder_path& folder, std::uint64_t events);
+    std::uint32_t copies_of_content(const std::array<std::uint64_t, 3>& content);
     void set_time(const found_event& found, const event_subject& subject);
     void set_age(const found_event& found);
     void set_values(const found_event& found);
@@ -40,6 +44,11 @@ private:
     const std::function<void(const event&)>& m_listener;
     event m_event;
     std::vector<std::uint8_t> m_units;  // of the name of an extended attribute
+    std::uint32_t m_transaction = transaction_view::none;
+    std::uint64_t m_with_paths = 0;                                    // events of it
+    std::uint64_t m_long_paths = std::uint64_t{64} << 20;              // bytes that are left for those after its first
+    std::map<std::array<std::uint64_t, 3>, std::uint32_t> m_contents;  // of the record at hand: file, stream, side
+    std::uint64_t m_contents_lsn = 0;                                  // of that record
 };
 
 }  // namespace kest

@@ -339,11 +339,15 @@ std::optional<std::vector<extended_attribute>> extended_attributes_of(const attr
 
 // `name` is that of a file which this transaction creates.
 void file_events::find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank) {
-    if (change.type() != attribute_type::extended_attributes) return;
+    if (change.type() != attribute_type::extended_attributes || m_context.topic != event_topic::events) return;
     const auto before = extended_attributes_of(change.state_before());
     const auto after = extended_attributes_of(change.state_after());
     if (!before || !after) return;
     const auto enter = [&](event_kind kind, const extended_attribute* was, const extended_attribute* is) {
+        if (!m_context.budgets.extended_attributes.spend(m_changes->file.number(), 1)) {
+            m_context.omitted.extended_attributes = true;
+            return;
+        }
         found_event& found = add(kind, change.proof(), rank);
         found.name = name;
         found.ea_name = (is != nullptr ? is : was)->name;
@@ -365,27 +369,37 @@ void file_events::find_extended_attributes(const joined_change& change, const fi
         enter(event_kind::ea_removed, &*was, nullptr);
 }
 
-const std::vector<stream_runs>& file_events::streams() {
+std::vector<stream_runs>& file_events::streams() {
     if (!m_streams) m_streams = find_stream_runs(m_context.history, *m_changes);
     return *m_streams;
 }
 
 void file_events::take_lost_runs(found_event& found) {
     if (!found.attribute || !finds_events()) return;
-    for (const stream_runs& stream : streams()) {
-        const uni::byte_view name = stream.attribute->name.value_or(uni::byte_view{});
-        if (stream.attribute->type != found.attribute.type()) continue;
-        if (std::ranges::equal(name.bytes(), found.attribute.name().bytes())) take_runs(found, stream.lost, {});
-    }
+    stream_runs* const stream = find_stream(streams(), found.attribute);
+    if (stream == nullptr || std::exchange(stream->reported, true)) return;
+    if (!take_runs(found, stream->lost, {})) m_context.omitted.clusters = true;
 }
 
-void file_events::take_runs(found_event& found, std::span<const cluster_run> lost,
+// All of them, or none and false.
+bool file_events::take_runs(found_event& found, std::span<const cluster_run> lost,
                             std::span<const cluster_run> gained) {
+    if (!m_context.budgets.runs.spend(m_changes->file.number(), lost.size() + gained.size())) return false;
     found.first_run = m_context.runs.size();
     found.lost_count = lost.size();
     found.gained_count = gained.size();
     m_context.runs.insert(m_context.runs.end(), lost.begin(), lost.end());
     m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
+    return true;
+}
+
+// Runs that move to another file record are no gain. The one that they leave may not be known, but what a file gets
+// anew is set in $Bitmap.
+void file_events::leave_out_moved(stream_runs& stream) const {
+    if (!stream.has_new_piece) return;
+    std::erase_if(stream.gained, [this](const cluster_run& run) {
+        return !m_context.uses.sets_all(m_changes->transaction.number, std::span(&run, 1));
+    });
 }
 
 // The name is that of the events that were found so far.
@@ -409,7 +423,8 @@ void file_events::find_contents() {
         if (change.type() != attribute_type::data) continue;
         for (const bool before : {true, false}) {
             const auto& content = (before ? change.state_before() : change.state_after()).value;
-            if (!content || std::ranges::count(content->bytes(), 0) == std::ssize(content->bytes())) continue;
+            if (!content || std::ranges::all_of(content->bytes(), [](std::uint8_t byte) { return byte == 0; }))
+                continue;
             const auto stream = m_context.versions.next(m_changes->file, change.name(), *content);
             if (!stream) continue;
             found_event& found = m_out.emplace_back(sample);
@@ -422,11 +437,16 @@ void file_events::find_contents() {
 }
 
 void file_events::find_clusters(const found_event& run) {
-    for (const stream_runs& stream : streams()) {
-        found_event& found = m_out.emplace_back(run);
+    for (stream_runs& stream : streams()) {
+        leave_out_moved(stream);
+        found_event found = run;
         found.proof = stream.attribute->proof;
         found.runs_of = stream.attribute;
-        take_runs(found, stream.lost, stream.gained);
+        if (take_runs(found, stream.lost, stream.gained)) {
+            m_out.push_back(found);
+        } else {
+            m_context.omitted.clusters = true;
+        }
     }
 }
 

@@ -13,6 +13,7 @@
 #include "events/log_clock.h"
 #include "events/recycle_bin.h"
 #include "events/security_descriptors.h"
+#include "mft/limits.h"
 
 namespace kest {
 
@@ -23,6 +24,15 @@ struct file_past {
     std::uint32_t birth_transaction = 0;
     std::uint64_t last_event = 0;  // ticks, of the last transaction on the file that has a time of its own
     file_name_view name = {};      // by the last index entry that was added, a DOS name aside
+};
+
+// What events may show beyond what a log shows by itself, as one record may bring back all that a file record held.
+struct event_budgets {
+    explicit event_budgets(std::uint64_t logged_bytes)
+        : runs(std::uint64_t{1} << 10, logged_bytes / 16), extended_attributes(256, logged_bytes / 16) {}
+
+    budget_by_file runs;
+    budget_by_file extended_attributes;
 };
 
 // What is known of a log beside the transaction at hand.
@@ -42,6 +52,8 @@ struct event_context {
     std::vector<cluster_run>& runs;  // of the events of the transaction at hand
     content_versions& versions;
     cluster_uses& uses;
+    event_budgets& budgets;
+    limits_hit& omitted;
 };
 
 // A file in the transaction at hand.
@@ -113,9 +125,10 @@ private:
     bool is_copying(const standard_change& change) const;
     void find_reasons();
     void find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank);
-    const std::vector<stream_runs>& streams();
+    std::vector<stream_runs>& streams();
     void take_lost_runs(found_event& found);
-    void take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
+    bool take_runs(found_event& found, std::span<const cluster_run> lost, std::span<const cluster_run> gained);
+    void leave_out_moved(stream_runs& stream) const;
     void find_clusters(const found_event& run);
     bool finds_events() const {
         return m_context.topic == event_topic::events || m_context.topic == event_topic::events_and_clusters;

@@ -17,9 +17,14 @@ struct piece {
     uni::byte_view name() const { return change->name.value_or(uni::byte_view{}); }
 };
 
-bool come_before(const piece& a, const piece& b) {
+constexpr auto come_before = [](const auto& a, const auto& b) {
     if (a.type() != b.type()) return a.type() < b.type();
     return std::ranges::lexicographical_compare(a.name().bytes(), b.name().bytes());
+};
+
+// A further piece that was not there before.
+bool is_new(const attribute_change& piece) {
+    return piece.lowest_vcn != 0 && piece.before.present == presence::absent;
 }
 
 // What is no place on a volume ends the list.
@@ -101,16 +106,31 @@ std::vector<stream_runs> find_stream_runs(const file_history& history, const fil
         std::size_t end = begin;
         before.clear();
         after.clear();
+        bool has_new_piece = false;
         for (; end != pieces.size() && !come_before(pieces[begin], pieces[end]); ++end) {
+            has_new_piece = has_new_piece || is_new(*pieces[end].change);
             append_runs(before, pieces[end].runs->before);
             append_runs(after, pieces[end].runs->after);
         }
         put_in_order(before);
         put_in_order(after);
-        streams.push_back({pieces[begin].change, runs_without(before, after), runs_without(after, before)});
+        streams.push_back(
+            {pieces[begin].change, runs_without(before, after), runs_without(after, before), has_new_piece});
         begin = end;
     }
     return streams;
+}
+
+stream_runs* find_stream(std::vector<stream_runs>& streams, const joined_change& attribute) {
+    struct key {
+        const joined_change& of;
+        std::uint32_t type() const { return of.type().value_or(0); }
+        uni::byte_view name() const { return of.name(); }
+    };
+    const key wanted{attribute};
+    const auto found = std::partition_point(
+        streams.begin(), streams.end(), [&wanted](const stream_runs& stream) { return come_before(stream, wanted); });
+    return found != streams.end() && !come_before(wanted, *found) ? &*found : nullptr;
 }
 
 }  // namespace kest

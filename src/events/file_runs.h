@@ -12,10 +12,18 @@ struct stream_runs {
     const attribute_change* attribute = nullptr;  // the first piece of it
     std::vector<cluster_run> lost;                // by VCN; what it had before and has no longer, or at another place
     std::vector<cluster_run> gained;
+    bool has_new_piece = false;  // in a file record: runs of it may come from a record that is not known
+    bool reported = false;       // what is lost, by an event
+
+    std::uint32_t type() const { return attribute->type.value_or(0); }
+    uni::byte_view name() const { return attribute->name.value_or(uni::byte_view{}); }
 };
 
-// The attributes of the file whose runs are known before and after the transaction, and not the same.
+// The attributes of the file whose runs are known before and after the transaction, and not the same. By type, then
+// name.
 std::vector<stream_runs> find_stream_runs(const file_history& history, const file_changes& changes);
+// The one of that type and name; null for none.
+stream_runs* find_stream(std::vector<stream_runs>& streams, const joined_change& attribute);
 
 // Runs by VCN, none over one another; what is no place on a volume ends the list.
 void read_runs(std::vector<cluster_run>& out, run_reader runs);

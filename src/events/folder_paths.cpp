@@ -45,7 +45,9 @@ void set_path(std::string& path, std::string& name_hex, std::string_view folder,
 
 const folder_path& folder_paths::at(inode_ref folder, const moment& when) {
     if (!when.journal_offset) {
-        build(m_path, folder, when);
+        const std::pair asked{folder.value(), when.lsn};
+        if (m_asked != asked) build(m_path, folder, when);
+        m_asked = asked;
         return m_path;
     }
     const std::pair asked{when.lsn, m_names.renames_until(*when.journal_offset)};

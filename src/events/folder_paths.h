@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,8 +36,9 @@ private:
     const file_names& m_names;
     limits_hit& m_omitted;
     folder_path m_path;
-    std::vector<resolved_name> m_parts;    // from the folder up
-    uni::seeded_map<std::uint64_t> m_met;  // by file reference: the last climb that met it
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> m_asked;  // what it is the path of: file reference and LSN
+    std::vector<resolved_name> m_parts;                              // from the folder up
+    uni::seeded_map<std::uint64_t> m_met;                            // by file reference: the last climb that met it
     std::uint64_t m_climb = 0;
     std::pair<std::uint64_t, std::uint64_t> m_moment;  // of the kept paths: an LSN, and renames in the journal file
     uni::seeded_map<folder_path> m_kept;               // by file reference

@@ -76,7 +76,8 @@ void security_descriptors::add(const log_entry& entry, std::uint32_t cluster_siz
     const std::uint32_t length = bytes.get(entry_layout::length);
     if (length < entry_layout::header || !bytes.has(0, length)) return;
     const std::uint64_t offset = bytes.get(entry_layout::offset);
-    if (!is_written_at(entry, cluster_size, offset) && !is_written_at(entry, cluster_size, offset + block_size)) return;
+    const bool is_second = offset < ~block_size && is_written_at(entry, cluster_size, offset + block_size);
+    if (!is_second && !is_written_at(entry, cluster_size, offset)) return;
     const uni::byte_view descriptor = bytes.slice(entry_layout::header, length - entry_layout::header);
     const uni::byte_view owner = owner_of_descriptor(descriptor);
     if (owner.empty() || hash_of(descriptor) != bytes.get(entry_layout::hash)) return;

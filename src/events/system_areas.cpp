@@ -48,7 +48,8 @@ bool lies_in_any(std::string_view path) {
 }  // namespace
 
 bool is_in_system_area(const event& shown) {
-    const bool tampering = shown.kind == event_kind::times_set || shown.kind == event_kind::mft_differs;
+    const bool tampering = shown.kind == event_kind::times_set || shown.kind == event_kind::mft_differs ||
+                           shown.kind == event_kind::ea_set || shown.kind == event_kind::ea_removed;
     if (tampering || shown.known == name_source::part || shown.known == name_source::guess) return false;
     return lies_in_any(shown.path) && (shown.old_path.empty() || lies_in_any(shown.old_path));
 }

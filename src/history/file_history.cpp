@@ -136,10 +136,17 @@ private:
         step.transaction = m_inputs.transactions.number[position];
         step.rolled_back = m_inputs.transactions.rolled_back[position];
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
-        if (m_inputs.with_data) m_changes.kept.earn(2 * m_now.bytes().size());
+        if (m_inputs.with_data) earn_data();
         if (step.compensates) complete_compensation(step);
         if (step.rolled_back) m_open.push_back(static_cast<std::uint32_t>(m_steps.size()));
         m_steps.push_back(step);
+    }
+
+    // Each step may make another version of all that a file record holds.
+    void earn_data() {
+        const std::size_t earned = std::min(2 * m_now.bytes().size(), m_data_left);
+        m_data_left -= earned;
+        m_changes.kept_data.earn(earned);
     }
 
     // A compensation repeats what is to be undone, and does not say what it replaces: the step itself does.
@@ -355,10 +362,11 @@ private:
     std::size_t m_copy_at = nowhere;    // the step that the MFT copy comes before
     std::uint64_t m_copy_lsn = 0;
     bool m_copy_is_extension = false;
-    bool m_is_log_only = false;  // what is known is what steps leave on an image
-    std::size_t m_end = 0;       // of the piece at hand
-    unsigned m_recoveries = 0;   // in it
-    std::size_t m_recoverable;   // steps that recoveries may still go over
+    bool m_is_log_only = false;                       // what is known is what steps leave on an image
+    std::size_t m_end = 0;                            // of the piece at hand
+    unsigned m_recoveries = 0;                        // in it
+    std::size_t m_data_left = std::size_t{63} << 20;  // bytes, of all file records
+    std::size_t m_recoverable;                        // steps that recoveries may still go over
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};

@@ -62,6 +62,7 @@ public:
     const file_timeline& timeline() const { return m_timeline; }
     // Some of what changed was too much to be kept.
     bool limits_hit() const { return m_changes.kept.exceeded(); }
+    bool data_limit_hit() const { return m_changes.kept_data.exceeded(); }
 
 private:
     void replay(const history_inputs& inputs, std::uint32_t record_size);

@@ -203,13 +203,14 @@ void change_finder::add_attribute(found before, found after) {
     if (same && runs == 0) return;
     if (!m_changes.kept.spend(sizeof(attribute_change) + 2 * sizeof(attribute_state))) return;
     const auto name = shown.name ? m_changes.kept.keep(*shown.name) : std::nullopt;
-    const attribute_state& kept = keep(was);
+    const bool is_data = shown.type == attribute_type::data;
+    const attribute_state& kept = keep(was, is_data);
     m_changes.attributes.push_back({.type = shown.type,
                                     .name = name,
                                     .lowest_vcn = shown.lowest_vcn,
                                     .proof = write_to(shown.id, before == nullptr),
                                     .before = kept,
-                                    .after = keep(is),
+                                    .after = keep(is, is_data),
                                     .runs = runs});
 }
 
@@ -223,10 +224,14 @@ const standard_information& change_finder::keep(const standard_information& stan
     return *m_last_standard;
 }
 
-const attribute_state& change_finder::keep(attribute_state state) {
+const attribute_state& change_finder::keep(attribute_state state, bool is_data) {
     static const attribute_state without_value[] = {{.present = presence::unknown}, {.present = presence::absent}};
     if (state.present != presence::present) return without_value[state.present == presence::absent ? 1 : 0];
-    if (state.value) state.value = m_changes.kept.keep(*state.value);
+    if (state.value) {
+        const bool again = m_last_value && std::ranges::equal(bytes_of(m_last_value), bytes_of(state.value));
+        if (!again) m_last_value = (is_data ? m_changes.kept_data : m_changes.kept).keep(*state.value);
+        state.value = m_last_value;
+    }
     return m_changes.attribute_states.keep(state);
 }
 

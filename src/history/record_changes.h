@@ -74,6 +74,7 @@ struct record_changes {
     uni::large_vector<attribute_change> attributes;
     std::vector<run_change> runs;
     uni::kept_bytes kept;
+    uni::kept_bytes kept_data;  // of files, where it is asked for
     uni::kept_values<standard_information> standard_states;
     uni::kept_values<attribute_state> attribute_states;
 };
@@ -118,7 +119,7 @@ private:
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
     const standard_information& keep(const standard_information& standard);
-    const attribute_state& keep(attribute_state state);
+    const attribute_state& keep(attribute_state state, bool is_data);
     std::uint32_t keep(run_change runs);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
 
@@ -128,6 +129,7 @@ private:
     std::span<const write> m_writes;
     bool m_replaced = false;                                // the state was forgotten or replaced in between
     const standard_information* m_last_standard = nullptr;  // that was kept
+    std::optional<uni::byte_view> m_last_value;             // likewise
     side m_before;
     side m_after;
 };

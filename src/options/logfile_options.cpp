@@ -266,6 +266,7 @@ void set_database(option_parse& parse, const std::string& value) {
 
 void set_content_folder(option_parse& parse, const std::string& value) {
     parse.options.content_folder = expand_environment(value);
+    if (parse.options.content_folder.empty()) return refuse(parse, "-content needs a folder\n");
     set_report<report_kind::contents>(parse, value);
 }
 

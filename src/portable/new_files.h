@@ -16,13 +16,15 @@ public:
     new_files(const new_files&) = delete;
     new_files& operator=(const new_files&) = delete;
 
-    bool is_open() const;
-    // `name` has no separator. False, with no file of that name left behind by this, if it could not be written whole.
-    [[nodiscard]] bool add(const std::string& name, std::span<const std::uint8_t> bytes) const;
+    // Why it is not open, as `errno` has it; 0 if it is.
+    int error() const { return m_error; }
+    // `name` has no separator. 0, or why it could not be written whole; then nothing of it is left.
+    [[nodiscard]] int add(const std::string& name, std::span<const std::uint8_t> bytes) const;
 
 private:
     struct state;
     std::unique_ptr<state> m_state;
+    int m_error = 0;
 };
 
 }  // namespace uni

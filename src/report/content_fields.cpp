@@ -62,7 +62,9 @@ std::string content_name(const event& shown) {
         append_decimal(name, number);
         name += '-';
     }
-    return name.append(side_word(shown));
+    name += side_word(shown);
+    if (shown.copy != 0) append_decimal(name += '-', shown.copy + std::uint64_t{1});
+    return name;
 }
 
 }  // namespace kest

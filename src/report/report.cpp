@@ -4,6 +4,10 @@
 #include <utility>
 
 #include "events/derive_events.h"
+#include "format/error_words.h"
+#include "format/number.h"
+#include "format/safe_text.h"
+#include "options/warning_line.h"
 #include "report/content_fields.h"
 #include "report/coverage_text.h"
 #include "report/extent_fields.h"
@@ -183,6 +187,18 @@ void log_report::report_entries(evidence& stores, std::string_view log_path) {
         step_sink nothing;  // the walk has progress and diagnostics to show all the same
         walk_transactions(stores, settings, m_diags, nothing);
     }
+}
+
+std::string log_report::unwritten_contents() const {
+    if (!m_contents || m_contents->failures() == 0) return {};
+    std::string words = "prob writing contents: ";
+    append_safe_text(words, m_contents->failed());
+    words = with_reason(std::move(words), folder_error_words(m_contents->error()));
+    if (m_contents->failures() > 1) {
+        append_decimal(words += ", and ", m_contents->failures() - 1);
+        words += m_contents->failures() == 2 ? " other" : " others";
+    }
+    return words += '\n';
 }
 
 bool log_report::put_content(const event& shown) {

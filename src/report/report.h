@@ -41,8 +41,8 @@ public:
     const argument_list& unread_inputs() const { return m_unread_inputs; }
     const events_left_out& left_out() const { return m_choice.left_out(); }
 
-    // Of the files that contents go to the one that could not be written; empty: none.
-    std::string unwritten_content() const { return m_contents ? m_contents->failed() : std::string(); }
+    // Which of the files that contents go to could not be written, and why; empty: none.
+    std::string unwritten_contents() const;
 
 private:
     void survey(evidence& stores, std::string_view log_path);

@@ -363,6 +363,144 @@ TEST(hostile_evidence, runs_over_one_another_cost_what_they_weigh) {
     EXPECT_LE(take_peak_of_allocations(), most_memory);
 }
 
+using steps = std::vector<record>;
+
+// Transactions of these steps, each of which ends.
+bytes log_of(const std::vector<steps>& transactions) {
+    std::vector<record> records;
+    for (const steps& some : transactions) {
+        u64 previous = 0;
+        for (std::size_t at = 0; at <= some.size(); ++at) {
+            records.push_back(at < some.size() ? some[at] : record{.redo_op = 27, .undo_op = 1});
+            records.back().lsn = 8 * records.size();
+            records.back().previous = std::exchange(previous, records.back().lsn);
+        }
+    }
+    return log_of_pages(records);
+}
+
+record to_file(u64 number, record step, u16 size = 1024) {
+    step.block_size = size / 512;
+    step.vcn = number * size / 4096;
+    step.cluster_block = static_cast<u16>(number * size % 4096 / 512);
+    return step;
+}
+
+// A whole file record, as it is logged: the ends of its sectors are in their places. What fits into a page.
+record image_of(const file_record& made) {
+    bytes image = made.image();
+    for (std::size_t sector = 1; sector <= made.size / 512; ++sector)
+        std::copy_n(image.begin() + static_cast<std::ptrdiff_t>(48 + 2 * sector), 2,
+                    image.begin() + static_cast<std::ptrdiff_t>(512 * sector - 2));
+    image.resize(std::min<std::size_t>(image.size(), 3900));
+    return to_file(made.number, {.redo_op = 2, .redo = image}, static_cast<u16>(made.size));
+}
+
+record named(u64 reference, u64 parent, const std::u16string& name) {
+    const bytes key = name_image{.parent = parent, .name = name}.value();
+    const auto length = static_cast<u16>(padded(16 + key.size()));
+    return {.redo_op = 14,
+            .undo_op = 15,
+            .redo = pack(reference, length, static_cast<u16>(key.size()), u32{0}, key, at{length})};
+}
+
+bytes one_run(u32 begin) {
+    return pack(u8{0x41}, u8{1}, begin);
+}
+bytes with_more_runs(bytes first, int count) {
+    for (int run = 0; run < count; ++run)
+        append(first, {0x11, 1, 2});
+    return pack(first, u8{0});
+}
+
+constexpr u64 victim = u64{1} << 48 | 40;
+
+// Streams that lie in extension records of one file, and are removed with them in one transaction.
+bytes log_of_streams(u32 records, u32 streams_of_each, bool of_one_name, int runs) {
+    std::vector<steps> all = {{image_of({.number = 40})}, {}, {}};
+    for (u32 number = 1000; number < 1000 + records; ++number) {
+        file_record made{.number = number, .base = victim, .attributes = {}};
+        for (u16 at = 0; at < streams_of_each; ++at) {
+            const bytes hole = pack(u8{0x04}, u32{1} + static_cast<u32>(runs) * (number - 1000));
+            const std::u16string name = {static_cast<char16_t>(of_one_name ? u'x' : 0x4000 + number),
+                                         static_cast<char16_t>(u'0' + at)};
+            made.attributes.push_back(nonresident(
+                0x80, with_more_runs(pack(hole, one_run(number * 0x1000 + 2 * at)), runs), {.name = name, .id = at}));
+        }
+        all[1].push_back(image_of(made));
+        all[2].push_back(
+            to_file(number, {.redo_op = 4, .record_offset = 72, .redo = {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0}}));
+    }
+    return log_of(all);
+}
+
+// Each step writes some bytes of an attribute, after which all of it is another one.
+bytes log_of_writes(std::vector<steps> all, file_record made, std::size_t count, u16 op, u16 place,
+                    const auto& bytes_at) {
+    const u16 offset = static_cast<u16>(72 + made.attributes[0].size());
+    all.push_back({image_of(made), named(victim, all.empty() ? 5 : u64{1} << 48 | (999 + all.size()), u"a")});
+    for (std::size_t at = 0; at < count; ++at) {
+        all.push_back({to_file(40,
+                               {.redo_op = op,
+                                .undo_op = op,
+                                .record_offset = offset,
+                                .attribute_offset = place,
+                                .redo = bytes_at(at + 1),
+                                .undo = bytes_at(at)},
+                               static_cast<u16>(made.size))});
+    }
+    return log_of(all);
+}
+
+TEST(hostile_evidence, what_file_records_bring_back_costs_what_is_logged) {
+    const bytes name = name_image{.name = u"a"}.attribute();
+    const auto first_run = [](std::size_t at) {
+        return pack(u64{1} << 20, u64{1} << 20, u64{1} << 20, one_run(static_cast<u32>(at + 1) * 0x1000), u16{0x0111});
+    };
+    const attribute_head sizes{.allocated_size = 1 << 20, .real_size = 1 << 20, .initialized_size = 1 << 20};
+    bytes attributes;
+    for (u8 at = 0; at < 80; ++at)
+        append(attributes, pack(u32{at < 79 ? 10U : 0U}, u8{0}, u8{1}, u16{0}, at, u8{0}));
+    const auto list_end = [](std::size_t at) { return pack(u32{at % 2 == 0 ? 10U : 0U}); };
+    std::vector<steps> deep;
+    for (u64 at = 0; at < 100; ++at)
+        deep.push_back({named(u64{1} << 48 | (1000 + at), at == 0 ? 5 : u64{1} << 48 | (999 + at),
+                              std::u16string(255, u'\u0fff'))});
+    std::vector<steps> many_files;
+    for (u32 number = 100; number < 225; ++number)
+        many_files.push_back({image_of({.number = number, .attributes = {name, resident(0xE0, attributes)}}),
+                              named(u64{1} << 48 | number, 5, u"a")});
+    const file_record with_list{.attributes = {name, resident(0xE0, attributes)}};
+    const file_record with_runs{.attributes = {name, nonresident(0x80, with_more_runs(one_run(0x1000), 250), sizes)}};
+    const file_record with_content{.attributes = {name, resident(0x80, pack(u32{0}, bytes(3600, 'x')))}, .size = 4096};
+    const std::tuple<const char*, bytes, const char*, const char*, std::size_t> rows[] = {
+        // which report, what is said, and how much text there may be for a byte of the log
+        {"many streams", log_of_streams(3000, 10, false, 0), "-events", "", 32},
+        {"one stream of many records", log_of_streams(300, 1, true, 250), "-events", "clusters", 32},
+        {"moving runs", log_of_writes({}, with_runs, 8'000, 11, 0, first_run), "-extents", "clusters", 64},
+        {"ends of lists in the deepest folder", log_of_writes(deep, with_list, 60, 7, 24, list_end), "-events", "paths",
+         2048},
+        {"ten thousand extended attributes", log_of(many_files), "-events", "", 64},
+        {"versions of contents",
+         log_of_writes({}, with_content, 19'000, 7, 24, [](std::size_t at) { return pack(static_cast<u32>(at)); }),
+         "-content", "contents", 8},
+    };
+    for (const auto& [what, log, report, limits, text_per_byte] : rows) {
+        SCOPED_TRACE(what);
+        const memory_file file(log);
+        const scratch_folder folder;
+        argument_list args = {"-log", file.path(), "-quiet", "-jsonl", "-out", folder.at("report"), report};
+        if (std::string_view(report) == "-content") args.push_back(folder.at("contents"));
+        take_peak_of_allocations();
+        const ended_run ended = run_prepared(args, limit_time);
+        EXPECT_EQ(ended.status, 0);
+        EXPECT_NE(ended.err.find(limits), std::string::npos) << ended.err;
+        EXPECT_EQ(ended.err.empty(), *limits == 0) << ended.err;
+        EXPECT_LE(take_peak_of_allocations(), std::size_t{112} << 20);
+        EXPECT_LE(std::filesystem::file_size(folder.at("report")), text_per_byte * log.size());
+    }
+}
+
 TEST(hostile_evidence, holes_cost_nothing) {
     constexpr u64 claimed = u64{1} << 42;
     const bytes pages = log_of_pages({{.lsn = late_lsn}, {.lsn = late_lsn + 1, .previous = late_lsn}});

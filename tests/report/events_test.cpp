@@ -717,6 +717,21 @@ TEST(events, say_where_lost_data_lay) {
     EXPECT_NE(small.back().find(R"("size":"5";"name":"a";"resident":"yes"])"), std::string::npos) << small.back();
 }
 
+// What moves from a file record that is not known to another one was the file's before.
+TEST(events, call_no_gain_what_only_moves) {
+    const bytes piece = nonresident(0x80, {0x11, 10, 100, 0x11, 5, 50, 0}, {.first_vcn = 16, .last_vcn = 30});
+    const auto extents = [](const std::vector<record>& steps) {
+        const memory_file log(story().add({opened(volume_bitmap, 6), end()}).add(steps).image());
+        return run_captured({"-log", log.path(), "-extents", "-quiet", "-csv", "-base10", "-columns",
+                             "extent,inode,vcn,lcn,clusters"})
+            .out;
+    };
+    record more = of_41(written({.number = 41, .base = file, .attributes = {piece}}));
+    more.undo_op = 3;
+    EXPECT_EQ(extents({more, end()}), "extent,inode,vcn,lcn,clusters\n");
+    EXPECT_EQ(extents({more, bits(set_bits, 150, 5), end()}), "extent,inode,vcn,lcn,clusters\ngot,40,26,150,5\n");
+}
+
 TEST(events, tell_each_extended_attribute) {
     const auto one = [](const bytes& name, const bytes& value, u32 step = 0) {
         const auto size = static_cast<u32>(padded(9 + name.size() + value.size()));
@@ -789,21 +804,34 @@ TEST(contents, go_to_files_of_their_own_and_over_nothing) {
     EXPECT_EQ(contents_of(target + "/40-1-1-1020-after"), "123");
     EXPECT_EQ(contents_of(target + "/40-1-1-1040-after"), "4");
     EXPECT_EQ(contents_of(target + "/40-1-1-1070-after"), "45");
-    const auto refused = [&](const std::string& what) {
-        const captured_run again = run_captured(args);
-        EXPECT_EQ(again.status, -1) << what;
-        EXPECT_EQ(again.out, "content,path\n") << what;
-        EXPECT_NE(again.err.find("prob writing results file: " + target), std::string::npos) << what << again.err;
+    const auto refused = [&](const std::string& in, std::ptrdiff_t listed, const std::string& why) {
+        argument_list again_args = args;
+        again_args[3] = in;
+        const captured_run again = run_captured(again_args);
+        EXPECT_EQ(again.status, -1) << in;
+        EXPECT_EQ(std::ranges::count(again.out, '\n'), 1 + listed) << in << again.out;
+        EXPECT_EQ(again.err, "prob writing contents: " + target + why + '\n') << in;
     };
-    refused("files that are there");
+    refused(target, 0, "/40-1-1-1020-after (is there already), and 2 others");
     std::filesystem::remove_all(target);
     std::filesystem::create_directory(target);
     std::filesystem::create_symlink(scratch.at("elsewhere"), target + "/40-1-1-1020-after");
-    refused("a link to nothing");
+    refused(target, 2, "/40-1-1-1020-after (is there already)");
     EXPECT_FALSE(std::filesystem::exists(scratch.at("elsewhere")));
     std::filesystem::rename(target, scratch.at("other"));
     std::filesystem::create_symlink(scratch.at("other"), target);
-    refused("a folder that is a link");
+    for (const char* const end : {"", "/", "//", "/."})
+        refused(target + end, 0, " (not a folder)");
+    EXPECT_EQ(run_captured({"-log", log.path(), "-content", ""}).err, "-content needs a folder\n");
+    const memory_file twice(story()
+                                .add({written({.attributes = {data(u"", one), data(u"", two)}}), end()})
+                                .add({of_41(written({.number = 41, .attributes = {data(u"", longer)}})), end()})
+                                .image());
+    EXPECT_EQ(
+        run_captured({"-log", twice.path(), "-content", scratch.at("twice"), "-quiet", "-csv", "-columns", "content"})
+            .out,
+        "content\n40-1-0-1000-after\n40-1-0-1000-after-2\n41-1-0-1020-after\n");
+    EXPECT_EQ(contents_of(scratch.at("twice/40-1-0-1000-after-2")), "4");
     EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
 }
 
@@ -957,6 +985,17 @@ TEST(events, say_what_became_of_volume_and_journal) {
                      R"(after=["maximum_size":"8192";"allocation_delta":"8";"journal_id":"7"])",
                      R"(journal_deleted|<unk_path>\$UsnJrnl|before=["created":"1";"modified":"2";"mft_changed":"3";)"
                      R"("accessed":"4";"size":"0";"name":"$UsnJrnl"];after=[])"}));
+    const std::tuple<u64, std::u16string, std::ptrdiff_t> rows[] = {
+        {extend, u"$UsnJrnl", 1}, {root, u"$UsnJrnl", 0}, {extend, u"evil.txt", 0}};
+    for (const auto& [above, name, events] : rows) {
+        const texts found =
+            story()
+                .add({written({.attributes = {name_image{.parent = above, .name = name}.attribute(), limits(4096)}}),
+                      came(file, above, name), end()})
+                .add({within(184, 32, pack(u64{4096}), pack(u64{8192})), end()})
+                .events("event");
+        EXPECT_EQ(std::ranges::count(found, "journal_resized"), events);
+    }
 }
 
 constexpr u64 bin = folder, user = other_folder;
@@ -1019,6 +1058,17 @@ TEST(events, leave_out_what_the_system_does) {
                             .add(placed(file, bin, u"a"))
                             .add(carried(bin, u"a", root, u"a"));
     EXPECT_EQ(moved.events("event,path", {"-no_system"}), texts{"moved|[root]\\a"});
+    const bytes hidden = resident(0xE0, pack(u32{0}, u8{0}, u8{1}, u16{1}, u8{'A'}, u8{0}, u8{'x'}));
+    const bytes data = nonresident(0x80, {0x11, 10, 100, 0});
+    const story kept = story()
+                           .add({came(bin, root, u"System Volume Information"), end()})
+                           .add({written({.attributes = {name_image{.parent = bin}.attribute(), hidden, data}}),
+                                 came(file, bin, u"a"), end()});
+    EXPECT_EQ(kept.events("event", {"-no_system"}), texts{"ea_set"});
+    const memory_file log(kept.image());
+    const captured_run extents = run_captured({"-log", log.path(), "-extents", "-no_system", "-quiet", "-csv"});
+    EXPECT_EQ(std::pair(std::ranges::count(extents.out, '\n'), extents.err),
+              std::pair(std::ptrdiff_t{1}, std::string("left out: 1 event of the system\n")));
 }
 
 TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
