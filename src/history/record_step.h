@@ -41,6 +41,7 @@ struct record_step {
     std::uint16_t attribute = 0;    // offset of the attribute in the file record
     std::uint16_t offset = 0;       // in the attribute
     bool rolled_back = false;
+    bool after_gap = false;  // the log lacks something from the step before on
     bool compensates = false;
 };
 

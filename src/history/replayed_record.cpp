@@ -86,6 +86,11 @@ bool touches_nothing(std::uint16_t operation) {
     return operation <= compensation_log_record;
 }
 
+// Whether the side is a write of a value with what it wrote. Systems that do not log data log zeros where it grows.
+bool states_data(const operation_side& one) {
+    return one.operation == update_resident_value && std::ranges::any_of(one.data.bytes(), [](auto b) { return b != 0; });
+}
+
 // The attribute that the data begin with, or as much as there is of them.
 uni::byte_view attribute_in(uni::byte_view data) {
     const auto attribute = attribute_view::read(data);
@@ -186,7 +191,7 @@ void replayed_record::merge(const replayed_record& other) {
             continue;
         }
         for (std::uint32_t at = word; at < word + sizeof(std::uint64_t); ++at) {
-            if (other.m_known[at] == 0 || m_known[at] == by_log) continue;
+            if (other.m_known[at] == 0 || (m_known[at] != 0 && m_known[at] != by_copy)) continue;
             if (m_known[at] == by_copy && m_bytes[at] != other.m_bytes[at]) continue;
             m_bytes[at] = other.m_bytes[at];
             m_known[at] = other.m_known[at];
@@ -436,8 +441,9 @@ void replayed_record::write(const record_step& step, const operation_side& there
         set<std::uint8_t>(attribute_layout::nonresident, step.attribute, 0);
     }
     const bool unchanged = count == 1 && there.data.size() == there.length && is_there(pieces[0]);
+    const bool writes_data = states_data(there) && get(attribute_layout::type, step.attribute) == attribute_type::data;
     for (std::size_t at = 0; at < count; ++at)
-        put(pieces[at].offset, pieces[at].data);
+        put(pieces[at].offset, pieces[at].data, writes_data ? by_data_write : by_log);
     if (count == 1 && there.operation != create_attribute) {
         unknow(pieces[0].offset + there.data.size(), pieces[0].offset + there.length);
     }
