@@ -21,7 +21,7 @@ public:
 
     // What the replay knows has to be in the copy: so its attributes are gone through, which nobody could hide there.
     copy_comparison run() {
-        compare(sequence.offset, base_record.end());
+        compare(sequence.offset, next_attribute_id.end());
         if (m_replayed.get(first_attribute).value_or(0) >= first_attribute_after_number) {
             compare(own_number.offset, usa_begin);
         }
@@ -33,6 +33,7 @@ public:
             const auto length = m_replayed.attribute_length(starts[at]);
             const std::uint32_t next = at + 1 < starts.size() ? starts[at + 1] : size();
             end = length ? starts[at] + *length : next;
+            m_attribute = starts[at];
             find_unlogged(starts[at], end);
             compare(starts[at], end);
         }
@@ -105,17 +106,52 @@ private:
             if (m_replayed.bytes().u8(at) == m_copy.bytes().u8(at)) continue;
             if (!m_replayed.is_stated_data(at) && is_unlogged(at)) {
                 m_result.differs_in_unlogged = true;
-            } else if (!m_result.differs) {
-                m_result.differs = true;
-                m_result.differing_at = at;
+                continue;
             }
+            if (!m_result.differs) m_result.differing_at = at;
+            m_result.differs = true;
+            m_result.parts = static_cast<std::uint16_t>(m_result.parts | static_cast<std::uint16_t>(part_at(at)));
         }
+    }
+
+    record_part part_at(std::uint32_t at) const {
+        if (at < usa_begin) return header_part_at(at);
+        const std::uint32_t type = get(attribute_layout::type, m_attribute);
+        if (get(attribute_layout::nonresident, m_attribute) != 0) {
+            if (at < m_attribute + attribute_layout::allocated_size.offset) return record_part::attributes;
+            const bool is_run = at >= m_attribute + get(attribute_layout::mapping_pairs_offset, m_attribute);
+            return is_run ? record_part::runs : record_part::sizes;
+        }
+        const std::uint32_t value = m_attribute + get(attribute_layout::value_offset, m_attribute);
+        if (at < value) return record_part::attributes;
+        const std::uint32_t offset = at - value;
+        if (type == attribute_type::standard_information) {
+            namespace layout = standard_information_layout;
+            if (offset < layout::flags.offset) return record_part::times;
+            if (offset < layout::flags.end()) return record_part::flags;
+            const bool is_security = offset >= layout::security_id.offset && offset < layout::security_id.end();
+            return is_security ? record_part::security_id : record_part::standard_information;
+        }
+        if (type == attribute_type::file_name) {
+            namespace layout = file_name_layout;
+            const bool is_time = offset >= layout::created.offset && offset < layout::allocated_size.offset;
+            return is_time ? record_part::name_times : record_part::name;
+        }
+        return type == attribute_type::data ? record_part::data : record_part::attributes;
+    }
+
+    static record_part header_part_at(std::uint32_t at) {
+        if (at < sequence.end()) return record_part::sequence;
+        if (at < hard_links.end()) return record_part::links;
+        if (at >= flags.offset && at < flags.end()) return record_part::record_flags;
+        return at >= base_record.offset && at < base_record.end() ? record_part::base_record : record_part::header;
     }
 
     const replayed_record& m_replayed;
     const replayed_record& m_copy;
     const bool m_names_may_lag;
     copy_comparison m_result;
+    std::uint32_t m_attribute = 0;            // at hand
     std::vector<unlogged_bytes> m_unlogged;  // of the attribute at hand
 };
 

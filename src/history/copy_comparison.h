@@ -16,6 +16,25 @@ struct copied_record {
     const replayed_record& copy;
 };
 
+// Parts of a file record, as bits.
+enum class record_part : std::uint16_t {
+    header = 0x1,  // of the file record: what is none of the next ones
+    sequence = 0x2,
+    links = 0x4,
+    record_flags = 0x8,
+    base_record = 0x10,
+    times = 0x20,  // of $STANDARD_INFORMATION, as the next ones
+    flags = 0x40,
+    security_id = 0x80,
+    standard_information = 0x100,  // the rest of it
+    name_times = 0x200,            // of $FILE_NAME
+    name = 0x400,                  // the rest of it
+    data = 0x800,                  // of a file, within the file record
+    sizes = 0x1000,                // of an attribute that lies elsewhere
+    runs = 0x2000,                 // likewise
+    attributes = 0x4000            // whatever else
+};
+
 // How the copy differs from what is known of the replayed record.
 struct copy_comparison {
     std::uint32_t bytes = 0;  // that were compared
@@ -25,6 +44,7 @@ struct copy_comparison {
     // written without the record's LSN showing it: the times and sizes beside the names in an index.
     bool differs_in_unlogged = false;
     std::uint32_t differing_at = 0;  // the first byte that makes it differ
+    std::uint16_t parts = 0;         // all that do: bits of `record_part`
 };
 
 // `names_may_lag`: times and sizes beside the names in an index may have been written later than the record's LSN says.

@@ -140,7 +140,8 @@ private:
         step.position = position;
         step.transaction = m_inputs.transactions.number[position];
         step.rolled_back = m_inputs.transactions.rolled_back[position];
-        step.after_gap = !m_steps.empty() && gap_between(m_steps.back().lsn, step.lsn);
+        step.after_gap = !m_steps.empty() && step.found_lsn() != m_steps.back().lsn &&
+                         gap_between(m_steps.back().lsn, step.lsn);
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
         if (m_inputs.with_data) m_changes.kept.earn(2 * m_now.bytes().size());
         if (step.compensates) complete_compensation(step);

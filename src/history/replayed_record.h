@@ -129,6 +129,7 @@ private:
     bool is_there(const piece& one) const;
     bool agrees(const record_step& step, const operation_side& there, const operation_side& other) const;
     void write(const record_step& step, const operation_side& there, const operation_side& other);
+    void learn_first_vcn(const record_step& step, const operation_side& there);
     std::optional<std::uint32_t> data_offset(const record_step& step, std::uint16_t operation) const;
 
     bool contradicts(const replayed_record& other) const;
@@ -147,6 +148,7 @@ private:
     void begin_attribute(std::uint32_t offset, std::uint32_t kind);
     void walk_attributes(std::uint32_t offset, std::uint32_t kind);
     void count_links(uni::byte_view attribute, int by);
+    void count_identifier(std::uint16_t used);
     void take_header(uni::byte_view image);
 
     uni::byte_view known() const { return std::span<const std::uint8_t>(m_known); }
