@@ -151,7 +151,7 @@ private:
     const replayed_record& m_copy;
     const bool m_names_may_lag;
     copy_comparison m_result;
-    std::uint32_t m_attribute = 0;            // at hand
+    std::uint32_t m_attribute = 0;           // at hand
     std::vector<unlogged_bytes> m_unlogged;  // of the attribute at hand
 };
 

@@ -91,6 +91,7 @@ public:
           m_recoverable(inputs.log.entries.size() + few_steps) {
         for (const log_entry& entry : inputs.log.entries) {
             m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
+            m_highest_lsn = std::max(m_highest_lsn, entry.this_lsn);
         }
     }
 
@@ -102,16 +103,25 @@ public:
         if (comparable && m_inputs.check) check_copy();
     }
 
+    const uncompared_copies& uncompared() const { return m_uncompared; }
+
     // Only compares the file record with the copy.
     void compare(std::span<const target> targets) {
         m_number = targets.front().number;
         m_is_log_only = false;
-        if (!load_copy()) return;
+        if (!load_copy()) {
+            if (has_copy()) ++m_uncompared.unreadable;
+            return;
+        }
         const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, &target::lsn);
         const bool moved_on = std::any_of(after, targets.end(), [this](const target& one) {
             return m_inputs.log.entries[one.position].redo_op != update_file_name_root;
         });
-        if (after == targets.begin() || std::prev(after)->lsn != m_copy_lsn || moved_on) return;
+        if (after == targets.begin() || std::prev(after)->lsn != m_copy_lsn) {
+            if (is_lsn_of_log()) ++m_uncompared.lsn_unknown;
+            return;
+        }
+        if (moved_on) return;
         add_steps(targets);
         if (read_copy_place()) check_copy();
     }
@@ -140,8 +150,8 @@ private:
         step.position = position;
         step.transaction = m_inputs.transactions.number[position];
         step.rolled_back = m_inputs.transactions.rolled_back[position];
-        step.after_gap = !m_steps.empty() && step.found_lsn() != m_steps.back().lsn &&
-                         gap_between(m_steps.back().lsn, step.lsn);
+        step.after_gap =
+            !m_steps.empty() && step.found_lsn() != m_steps.back().lsn && gap_between(m_steps.back().lsn, step.lsn);
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
         if (m_inputs.with_data) m_changes.kept.earn(2 * m_now.bytes().size());
         if (step.compensates) complete_compensation(step);
@@ -189,6 +199,20 @@ private:
         m_copy_is_extension = m_copy.in_use() == true && file_record_view(record).base() != inode_ref{};
         m_copy_lsn = record.get(file_record_layout::lsn);
         return true;
+    }
+
+    // Whether the copy reaches as far as the file record.
+    bool has_copy() const {
+        const _inode_collection& inodes = m_inputs.inodes;
+        return inodes.mft_file && inodes.record_size == m_now.bytes().size() &&
+               m_number < inodes.total_size / inodes.record_size;
+    }
+
+    // Whether the log has what the copy's LSN names, if there is such a record at all.
+    bool is_lsn_of_log() {
+        if (m_copy_lsn < m_lowest_lsn || m_copy_lsn > m_highest_lsn || !gaps()) return false;
+        const auto gap = first_gap_after(m_copy_lsn);
+        return gap == m_gaps->end() || m_copy_lsn <= gap->before;
     }
 
     // By what the log itself says; from its last gap on, if all of it makes a difference.
@@ -400,6 +424,8 @@ private:
     replayed_record m_copy;
     change_finder m_finder;
     std::uint64_t m_lowest_lsn = ~std::uint64_t{0};
+    std::uint64_t m_highest_lsn = 0;
+    uncompared_copies m_uncompared;
     bool m_gaps_sought = false;
     std::optional<std::vector<lsn_gap>> m_gaps;  // nothing if what the log lacks cannot be known
 
@@ -483,13 +509,14 @@ std::vector<std::uint32_t> number_transactions(const log_store& log) {
     return numbers;
 }
 
-void compare_copies(const history_inputs& inputs) {
+uncompared_copies compare_copies(const history_inputs& inputs) {
     const std::uint32_t record_size = record_size_of(inputs);
     record_changes changes;
     file_timeline timeline;
     record_replay replay(inputs, record_size, changes, timeline);
     for_each_record(find_targets(inputs, record_size),
                     [&replay](std::span<const target> targets) { replay.compare(targets); });
+    return replay.uncompared();
 }
 
 file_history::file_history(const history_inputs& inputs) {

@@ -88,7 +88,8 @@ bool touches_nothing(std::uint16_t operation) {
 
 // Whether the side is a write of a value with what it wrote. Systems that do not log data log zeros where it grows.
 bool states_data(const operation_side& one) {
-    return one.operation == update_resident_value && std::ranges::any_of(one.data.bytes(), [](auto b) { return b != 0; });
+    return one.operation == update_resident_value &&
+           std::ranges::any_of(one.data.bytes(), [](auto b) { return b != 0; });
 }
 
 // The attribute that the data begin with, or as much as there is of them.
@@ -462,7 +463,8 @@ void replayed_record::write(const record_step& step, const operation_side& there
 }
 
 // Sizes are written to the first piece of an attribute only. Runs begin right after the header, whose length shows
-// whether there is a total of compressed clusters: where that is known, or the data begin before it, they begin no later.
+// whether there is a total of compressed clusters: where that is known, or the data begin before it, they begin no
+// later.
 void replayed_record::learn_first_vcn(const record_step& step, const operation_side& there) {
     using namespace attribute_layout;
     if (there.operation == set_new_attribute_sizes) {
