@@ -1,5 +1,6 @@
 #include "history/copy_comparison.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace kest {
@@ -89,10 +90,9 @@ private:
         }
     }
 
-    bool is_unlogged(std::uint32_t at) {
-        for (const unlogged_bytes& one : m_unlogged)
-            if (at >= one.begin && at < one.end) return true;
-        return false;
+    bool is_unlogged(std::uint32_t at) const {
+        const auto one = std::ranges::upper_bound(m_unlogged, at, {}, &unlogged_bytes::end);
+        return one != m_unlogged.end() && one->begin <= at;
     }
 
     void compare(std::uint32_t begin, std::uint32_t end) {
@@ -152,7 +152,7 @@ private:
     const bool m_names_may_lag;
     copy_comparison m_result;
     std::uint32_t m_attribute = 0;           // at hand
-    std::vector<unlogged_bytes> m_unlogged;  // of the attribute at hand
+    std::vector<unlogged_bytes> m_unlogged;  // of the attribute at hand, by offset
 };
 
 }  // namespace
