@@ -397,16 +397,16 @@ TEST(file_history, replays_what_public_mfts_hold) {
         const char* image;
         std::size_t compared, differing, content;
     };
-    const row rows[] = {{"dftt7-undel", 17, 0, 0},
-                        {"dftt8-jpeg", 25, 0, 0},
-                        {"win-orc-vhd", 7, 0, 0},
+    const row rows[] = {{"dftt7-undel", 26, 0, 0},
+                        {"dftt8-jpeg", 39, 0, 0},
+                        {"win-orc-vhd", 22, 0, 0},
                         {"win-plaso-vsstest", 251, 0, 3},
-                        {"win-tiny-512-clusters", 239, 0, 9},
-                        {"win-v2-1k-clusters", 16, 0, 0},
-                        {"win-vhdx-small", 18, 0, 0},
-                        {"win10-20h1-usn", 26, 0, 0},
-                        {"win10-2m-clusters", 17, 0, 0},
-                        {"win2003-vss", 77, 0, 0}};
+                        {"win-tiny-512-clusters", 251, 0, 9},
+                        {"win-v2-1k-clusters", 37, 0, 0},
+                        {"win-vhdx-small", 30, 0, 0},
+                        {"win10-20h1-usn", 51, 0, 0},
+                        {"win10-2m-clusters", 26, 0, 0},
+                        {"win2003-vss", 86, 0, 0}};
     const char* const named = std::getenv("KEST_IMAGES");
     std::vector<std::string> folders;
     if (named != nullptr) folders.emplace_back(named);
