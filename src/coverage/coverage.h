@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "coverage/input_fit.h"
+#include "history/copy_comparison.h"
 #include "inputs/evidence.h"
 #include "logfile/lsn_layout.h"
 #include "logfile/page.h"
@@ -38,6 +39,7 @@ struct copy_tally {
     std::uint64_t compared = 0;
     std::uint64_t equal = 0;
     std::uint64_t differing = 0;
+    uncompared_copies uncompared;
 };
 
 struct mft_coverage {

@@ -114,6 +114,7 @@ struct event_values {
     std::optional<std::uint64_t> journal_id;
     std::optional<std::uint16_t> volume_flags;
     std::optional<std::uint32_t> record_offset;  // of `mft_differs`: the first byte of the file record that differs
+    std::uint16_t differing_parts = 0;           // likewise: bits of `record_part`
 };
 
 // When an event was, in ticks; 0: not known. With a time of its own `time` is that, and `not_after` is 0.

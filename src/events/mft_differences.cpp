@@ -58,9 +58,13 @@ mft_difference describe_difference(const copied_record& record, const copy_compa
         is.name.clear();
     }
     was.values.record_offset = is.values.record_offset = compared.differing_at;
-    const record_header header = read_header(record.copy);
-    const inode_ref base = header.base.value_or(inode_ref{});
-    return {.file = base != inode_ref{} ? base : inode_ref(record.number, header.sequence.value_or(0)),
+    was.values.differing_parts = is.values.differing_parts = compared.parts;
+    // Whose it is the copy may have been made to lie about.
+    const record_header header = read_header(record.replayed);
+    const record_header copied = read_header(record.copy);
+    const inode_ref base = header.base.value_or(copied.base.value_or(inode_ref{}));
+    const std::uint16_t sequence = header.sequence.value_or(copied.sequence.value_or(0));
+    return {.file = base != inode_ref{} ? base : inode_ref(record.number, sequence),
             .proof = record.last,
             .before = was.values,
             .after = is.values,

@@ -91,31 +91,39 @@ public:
           m_recoverable(inputs.log.entries.size() + few_steps) {
         for (const log_entry& entry : inputs.log.entries) {
             m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
+            m_highest_lsn = std::max(m_highest_lsn, entry.this_lsn);
         }
     }
 
     void run(std::span<const target> targets) {
         m_number = targets.front().number;
-        m_steps.clear();
-        m_open.clear();
-        for (const target& one : targets)
-            add_step(one.position);
+        add_steps(targets);
         const bool comparable = read_copy();
         replay();
         if (comparable && m_inputs.check) check_copy();
     }
 
+    const uncompared_copies& uncompared() const { return m_uncompared; }
+
     // Only compares the file record with the copy.
     void compare(std::span<const target> targets) {
         m_number = targets.front().number;
-        m_copy_at = nowhere;
-        if (!load_copy() || m_copy_lsn != targets.back().lsn) return;
-        m_steps.clear();
-        m_open.clear();
         m_is_log_only = false;
-        for (const target& one : targets)
-            add_step(one.position);
-        check_copy();
+        if (!load_copy()) {
+            if (has_copy()) ++m_uncompared.unreadable;
+            return;
+        }
+        const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, &target::lsn);
+        const bool moved_on = std::any_of(after, targets.end(), [this](const target& one) {
+            return m_inputs.log.entries[one.position].redo_op != update_file_name_root;
+        });
+        if (after == targets.begin() || std::prev(after)->lsn != m_copy_lsn) {
+            if (is_lsn_of_log()) ++m_uncompared.lsn_unknown;
+            return;
+        }
+        if (moved_on) return;
+        add_steps(targets);
+        if (read_copy_place()) check_copy();
     }
 
 private:
@@ -129,12 +137,21 @@ private:
         bool running = false;
     };
 
+    void add_steps(std::span<const target> targets) {
+        m_steps.clear();
+        m_open.clear();
+        for (const target& one : targets)
+            add_step(one.position);
+    }
+
     void add_step(std::uint32_t position) {
         const log_entry& entry = m_inputs.log.entries[position];
         record_step step(entry);
         step.position = position;
         step.transaction = m_inputs.transactions.number[position];
         step.rolled_back = m_inputs.transactions.rolled_back[position];
+        step.after_gap =
+            !m_steps.empty() && step.found_lsn() != m_steps.back().lsn && gap_between(m_steps.back().lsn, step.lsn);
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
         if (m_inputs.with_data) earn_data();
         if (step.compensates) complete_compensation(step);
@@ -158,20 +175,29 @@ private:
         m_open.pop_back();
     }
 
-    // The MFT copy counts where it lies among the steps: it is what one of them left, or older than all and no older
-    // than the log. Answers whether it is what the last one left.
+    // Answers whether the MFT copy is of the moment of the last step.
     bool read_copy() {
-        m_copy_at = nowhere;
         m_copy_is_extension = false;
-        if (!load_copy()) return false;
+        return load_copy() && read_copy_place();
+    }
+
+    // The MFT copy counts where it lies among the steps: it is what one of them left, or older than all and no older
+    // than the log, which has all from there on. Answers whether it is what the last one left: steps that keep the
+    // record's LSN may follow.
+    bool read_copy_place() {
         const auto after = std::ranges::upper_bound(m_steps, m_copy_lsn, {}, &record_step::lsn);
         const auto next = static_cast<std::size_t>(after - m_steps.begin());
         const bool left_by_step = next != 0 && m_steps[next - 1].lsn == m_copy_lsn;
-        if (left_by_step || (next == 0 && m_copy_lsn >= m_lowest_lsn)) m_copy_at = next;
-        return left_by_step && next == m_steps.size();
+        const bool is_older = next == 0 && m_copy_lsn >= m_lowest_lsn && !gap_between(m_copy_lsn, m_steps.front().lsn);
+        if (left_by_step || is_older) m_copy_at = next;
+        return left_by_step && std::all_of(after, m_steps.end(), keeps_lsn);
     }
 
+    // The times and sizes beside a name in an index are written to the file record, but do not give it another LSN.
+    static bool keeps_lsn(const record_step& step) { return step.redo.operation == update_file_name_root; }
+
     bool load_copy() {
+        m_copy_at = nowhere;
         if (!m_inputs.inodes.mft_file) return false;
         const std::vector<std::uint8_t> bytes = read_record(m_inputs.inodes, m_number);
         const uni::byte_view record = std::span<const std::uint8_t>(bytes);
@@ -182,16 +208,31 @@ private:
         return true;
     }
 
+    // Whether the copy reaches as far as the file record.
+    bool has_copy() const {
+        const _inode_collection& inodes = m_inputs.inodes;
+        return inodes.mft_file && inodes.record_size == m_now.bytes().size() &&
+               m_number < inodes.total_size / inodes.record_size;
+    }
+
+    // Whether the log has what the copy's LSN names, if there is such a record at all.
+    bool is_lsn_of_log() {
+        if (m_copy_lsn < m_lowest_lsn || m_copy_lsn > m_highest_lsn || !gaps()) return false;
+        const auto gap = first_gap_after(m_copy_lsn);
+        return gap == m_gaps->end() || m_copy_lsn <= gap->before;
+    }
+
     // By what the log itself says; from its last gap on, if all of it makes a difference.
     void check_copy() {
         if (!m_is_log_only) redo_from(0);
-        copy_comparison found = compare_with_copy(m_now, m_copy);
+        const bool may_be_older = m_copy_at != m_steps.size() || gap_after(m_copy_lsn);
+        copy_comparison found = compare_with_copy(m_now, m_copy, may_be_older);
         if (found.differs) {
             const auto sound = std::ranges::lower_bound(m_steps, lsn_after_gaps(), {}, &record_step::lsn);
             redo_from(static_cast<std::size_t>(sound - m_steps.begin()));
-            found = compare_with_copy(m_now, m_copy);
+            found = compare_with_copy(m_now, m_copy, may_be_older);
         }
-        if (found.bytes != 0) m_inputs.check({m_number, m_steps.back().position, m_now, m_copy}, found);
+        if (found.bytes != 0) m_inputs.check({m_number, m_steps[m_copy_at - 1].position, m_now, m_copy}, found);
     }
 
     void redo_from(std::size_t first) {
@@ -205,19 +246,37 @@ private:
         }
     }
 
-    // The log has all from that LSN on to the last step. Where it cannot be known what it lacks, it is the last step's.
+    // The log has all from that LSN on to the step that left the copy. Where it cannot be known what it lacks, it is
+    // that step's.
     std::uint64_t lsn_after_gaps() {
-        const std::uint64_t last = m_steps.back().lsn;
+        if (!gaps()) return m_copy_lsn;
+        const auto gap = first_gap_after(m_copy_lsn);
+        return gap != m_gaps->begin() ? std::prev(gap)->after : 0;
+    }
+
+    // By LSN. Nothing if what the log lacks cannot be known.
+    const std::optional<std::vector<lsn_gap>>& gaps() {
         if (!m_gaps_sought) {
             m_gaps_sought = true;
             if (const auto layout = find_layout(m_inputs.log)) m_gaps = find_gaps(m_inputs.log, *layout);
         }
-        if (!m_gaps) return last;
-        const auto gap = std::ranges::upper_bound(*m_gaps, last, {}, &lsn_gap::after);
-        return gap != m_gaps->begin() ? std::prev(gap)->after : 0;
+        return m_gaps;
     }
 
-    // What can be undone goes together: backward from its end, so that its beginning is known, then forward.
+    // `gaps` are known.
+    std::vector<lsn_gap>::const_iterator first_gap_after(std::uint64_t lsn) const {
+        return std::ranges::upper_bound(*m_gaps, lsn, {}, &lsn_gap::after);
+    }
+    // Whether the log lacks something from one LSN on to another.
+    bool gap_between(std::uint64_t first, std::uint64_t last) {
+        if (!gaps()) return false;
+        const auto gap = first_gap_after(first);
+        return gap != m_gaps->end() && gap->after <= last;
+    }
+    bool gap_after(std::uint64_t lsn) { return !gaps() || first_gap_after(lsn) != m_gaps->end(); }
+
+    // What can be undone goes together: backward from its end, so that its beginning is known, then forward. What was
+    // known before a gap need not be so after it.
     void replay() {
         m_now.forget();
         m_is_log_only = false;
@@ -225,33 +284,53 @@ private:
         m_noted = {};
         for (std::size_t begin = 0; begin < m_steps.size();) {
             std::size_t end = begin;
-            while (end < m_steps.size() && !is_final(m_steps[end]))
+            while (end < m_steps.size() && !is_final(m_steps[end]) && (end == begin || !m_steps[end].after_gap))
                 ++end;
             m_end = end;
+            m_ends_at_gap = end != begin && end < m_steps.size() && m_steps[end].after_gap;
             m_recoveries = 0;
+            if (m_steps[begin].after_gap) pass_gap();
             if (!m_now.complete()) {  // else nothing of it is left to be learned
                 go_back(begin, end);
                 learn_from(m_later);
             }
-            note(begin == 0 ? 0 : m_steps[begin - 1].lsn, false);
-            for (std::size_t at = begin; at < std::min(end + 1, m_steps.size()); ++at)
+            note(lsn_before(begin), false);
+            const std::size_t next = m_ends_at_gap ? end : std::min(end + 1, m_steps.size());
+            for (std::size_t at = begin; at < next; ++at)
                 go_forward(at);
-            begin = end + 1;
+            begin = next;
         }
         end_turn(m_rolled_back, true);
         end_turn(m_turn, false);
     }
 
+    void pass_gap() {
+        end_turn(m_rolled_back, true);
+        end_turn(m_turn, false);
+        m_now.forget();
+        m_is_log_only = false;
+    }
+
+    // Since when what is known before a step was so.
+    std::uint64_t lsn_before(std::size_t at) const {
+        if (at == 0) return 0;
+        if (!m_steps[at].after_gap) return m_steps[at - 1].lsn;
+        return std::prev(first_gap_after(m_steps[at].lsn))->after - 1;
+    }
+
     void go_back(std::size_t begin, std::size_t end) {
         m_later.forget();
-        if (end < m_steps.size()) m_later.learn_before(m_steps[end]);
+        if (end < m_steps.size() && !m_ends_at_gap) m_later.learn_before(m_steps[end]);
         if (end == m_copy_at) m_later.merge(m_copy);
         for (std::size_t at = end; at-- != begin;) {
             m_later.learn_after(m_steps[at]);
             m_later.undo(m_steps[at]);
-            if (at == m_copy_at) m_later.merge(m_copy);
+            if (copy_holds_before(at)) m_later.merge(m_copy);
         }
     }
+
+    // The copy is what the step found.
+    bool copy_holds_before(std::size_t at) const { return at == m_copy_at && !m_steps[at].after_gap; }
 
     // What is known was forgotten; the steps from here on say something of it yet. All recoveries together go over no
     // more steps than the log has, beyond a few.
@@ -275,7 +354,7 @@ private:
             end_turn(m_turn, false);
         }
         if (!step.rolled_back) end_turn(m_rolled_back, true);
-        if (at == m_copy_at) learn_from(m_copy);
+        if (copy_holds_before(at)) learn_from(m_copy);
         if (!m_now.learn_before(step)) recover(at);
         m_transaction = step.transaction;
         begin_turn(m_turn);
@@ -352,6 +431,8 @@ private:
     replayed_record m_copy;
     change_finder m_finder;
     std::uint64_t m_lowest_lsn = ~std::uint64_t{0};
+    std::uint64_t m_highest_lsn = 0;
+    uncompared_copies m_uncompared;
     bool m_gaps_sought = false;
     std::optional<std::vector<lsn_gap>> m_gaps;  // nothing if what the log lacks cannot be known
 
@@ -362,8 +443,9 @@ private:
     std::size_t m_copy_at = nowhere;    // the step that the MFT copy comes before
     std::uint64_t m_copy_lsn = 0;
     bool m_copy_is_extension = false;
-    bool m_is_log_only = false;                       // what is known is what steps leave on an image
-    std::size_t m_end = 0;                            // of the piece at hand
+    bool m_is_log_only = false;  // what is known is what steps leave on an image
+    std::size_t m_end = 0;       // of the piece at hand
+    bool m_ends_at_gap = false;
     unsigned m_recoveries = 0;                        // in it
     std::size_t m_data_left = std::size_t{63} << 20;  // bytes, of all file records
     std::size_t m_recoverable;                        // steps that recoveries may still go over
@@ -435,13 +517,14 @@ std::vector<std::uint32_t> number_transactions(const log_store& log) {
     return numbers;
 }
 
-void compare_copies(const history_inputs& inputs) {
+uncompared_copies compare_copies(const history_inputs& inputs) {
     const std::uint32_t record_size = record_size_of(inputs);
     record_changes changes;
     file_timeline timeline;
     record_replay replay(inputs, record_size, changes, timeline);
     for_each_record(find_targets(inputs, record_size),
                     [&replay](std::span<const target> targets) { replay.compare(targets); });
+    return replay.uncompared();
 }
 
 file_history::file_history(const history_inputs& inputs) {

@@ -36,7 +36,7 @@ struct history_inputs {
 };
 
 // Gives the check what the history would give it, and replays nothing else.
-void compare_copies(const history_inputs& inputs);
+uncompared_copies compare_copies(const history_inputs& inputs);
 
 // The file records of a volume, replayed from its log. Shows bytes of its own, which live as long as it.
 class file_history {

@@ -33,6 +33,12 @@ struct record_step {
                redo.data.size() >= file_record_layout::usa_begin;
     }
 
+    // The LSN of the file record before the step, where its undo data say that; else 0.
+    std::uint64_t found_lsn() const {
+        if (undo.operation != operation_code::initialize_file_record_segment) return 0;
+        return undo.data.get(file_record_layout::lsn);
+    }
+
     std::uint64_t lsn = 0;
     operation_side redo;
     operation_side undo;
@@ -41,6 +47,7 @@ struct record_step {
     std::uint16_t attribute = 0;    // offset of the attribute in the file record
     std::uint16_t offset = 0;       // in the attribute
     bool rolled_back = false;
+    bool after_gap = false;  // the log lacks something from the step before on, which may have changed the record
     bool compensates = false;
 };
 

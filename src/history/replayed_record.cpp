@@ -86,6 +86,12 @@ bool touches_nothing(std::uint16_t operation) {
     return operation <= compensation_log_record;
 }
 
+// Whether the side is a write of a value with what it wrote. Systems that do not log data log zeros where it grows.
+bool states_data(const operation_side& one) {
+    return one.operation == update_resident_value &&
+           std::ranges::any_of(one.data.bytes(), [](auto b) { return b != 0; });
+}
+
 // The attribute that the data begin with, or as much as there is of them.
 uni::byte_view attribute_in(uni::byte_view data) {
     const auto attribute = attribute_view::read(data);
@@ -186,7 +192,7 @@ void replayed_record::merge(const replayed_record& other) {
             continue;
         }
         for (std::uint32_t at = word; at < word + sizeof(std::uint64_t); ++at) {
-            if (other.m_known[at] == 0 || m_known[at] == by_log) continue;
+            if (other.m_known[at] == 0 || (m_known[at] != 0 && m_known[at] != by_copy)) continue;
             if (m_known[at] == by_copy && m_bytes[at] != other.m_bytes[at]) continue;
             m_bytes[at] = other.m_bytes[at];
             m_known[at] = other.m_known[at];
@@ -432,12 +438,14 @@ void replayed_record::write(const record_step& step, const operation_side& there
     }
     if (there.operation == set_new_attribute_sizes || there.operation == update_mapping_pairs) {
         set<std::uint8_t>(attribute_layout::nonresident, step.attribute, 1);
+        learn_first_vcn(step, there);
     } else if (there.operation == update_resident_value) {
         set<std::uint8_t>(attribute_layout::nonresident, step.attribute, 0);
     }
     const bool unchanged = count == 1 && there.data.size() == there.length && is_there(pieces[0]);
+    const bool writes_data = states_data(there) && get(attribute_layout::type, step.attribute) == attribute_type::data;
     for (std::size_t at = 0; at < count; ++at)
-        put(pieces[at].offset, pieces[at].data);
+        put(pieces[at].offset, pieces[at].data, writes_data ? by_data_write : by_log);
     if (count == 1 && there.operation != create_attribute) {
         unknow(pieces[0].offset + there.data.size(), pieces[0].offset + there.length);
     }
@@ -452,6 +460,21 @@ void replayed_record::write(const record_step& step, const operation_side& there
     if (there.operation == update_mapping_pairs) return set_highest_vcn(step.attribute);
     const auto value_begin = get(attribute_layout::value_offset, step.attribute);
     if (value_begin && *value_begin <= end) set(attribute_layout::value_length, step.attribute, end - *value_begin);
+}
+
+// Sizes are written to the first piece of an attribute only. Runs begin right after the header, whose length shows
+// whether there is a total of compressed clusters: where that is known, or the data begin before it, they begin no
+// later.
+void replayed_record::learn_first_vcn(const record_step& step, const operation_side& there) {
+    using namespace attribute_layout;
+    if (there.operation == set_new_attribute_sizes) {
+        if (!get(lowest_vcn, step.attribute)) set<std::uint64_t>(lowest_vcn, step.attribute, 0);
+        return;
+    }
+    if (get(mapping_pairs_offset, step.attribute)) return;
+    const bool is_first = step.offset == compressed_size.offset ||
+                          (step.offset == compressed_size.end() && get(compressed_size, step.attribute));
+    if (is_first) set(mapping_pairs_offset, step.attribute, step.offset);
 }
 
 std::optional<run_reader> replayed_record::runs_of(std::uint32_t attribute) const {
@@ -529,6 +552,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
             unknow(step.attribute + done.data.size(), size());
             const std::uint64_t end = aligned(step.attribute + done.data.size());
             set(bytes_in_use, 0, static_cast<std::uint32_t>(end));
+            unknow(next_attribute_id.offset, next_attribute_id.end());
             walk_attributes(step.attribute, 0);
             return true;
         }
@@ -538,6 +562,7 @@ bool replayed_record::change(const record_step& step, const operation_side& done
             if (!shift(step.attribute, static_cast<std::int64_t>(length))) return false;
             begin_attribute(step.attribute, 0);
             count_links(done.data, 1);
+            count_identifier(done.data.get(attribute_layout::id));
             return true;
         }
         case delete_attribute: {
@@ -632,6 +657,12 @@ bool replayed_record::resize_index_entry(const record_step& step, std::int64_t b
         grow({index_allocated}, step.attribute + *value);
     }
     return true;
+}
+
+// The next one passes all that there were. Going backward nothing says what it was: then it may be too high.
+void replayed_record::count_identifier(std::uint16_t used) {
+    const auto next = get(next_attribute_id);
+    if (next && *next <= used) set(next_attribute_id, 0, static_cast<std::uint16_t>(used + 1));
 }
 
 void replayed_record::count_links(uni::byte_view attribute, int by) {

@@ -56,6 +56,8 @@ public:
     }
     // Whether only the MFT copy knows the byte.
     bool is_copied(std::uint64_t offset) const { return known().u8(offset) == by_copy; }
+    // Whether a step wrote the byte as one of data within the record, and said what it wrote.
+    bool is_stated_data(std::uint64_t offset) const { return known().u8(offset) == by_data_write; }
     // The identifier of the attribute that begins there; 0 for none.
     std::uint32_t attribute_at(std::uint32_t offset) const {
         const auto found = first_from(offset);
@@ -96,6 +98,7 @@ private:
     // What `m_known` holds of a byte: the first bit if it is known.
     static constexpr std::uint8_t by_log = 1;
     static constexpr std::uint8_t by_copy = 3;
+    static constexpr std::uint8_t by_data_write = 5;
 
     template <class integer>
     static constexpr auto all_known = static_cast<integer>(static_cast<integer>(~integer{0}) / 0xFF * by_log);
@@ -126,6 +129,7 @@ private:
     bool is_there(const piece& one) const;
     bool agrees(const record_step& step, const operation_side& there, const operation_side& other) const;
     void write(const record_step& step, const operation_side& there, const operation_side& other);
+    void learn_first_vcn(const record_step& step, const operation_side& there);
     std::optional<std::uint32_t> data_offset(const record_step& step, std::uint16_t operation) const;
 
     bool contradicts(const replayed_record& other) const;
@@ -144,6 +148,7 @@ private:
     void begin_attribute(std::uint32_t offset, std::uint32_t kind);
     void walk_attributes(std::uint32_t offset, std::uint32_t kind);
     void count_links(uni::byte_view attribute, int by);
+    void count_identifier(std::uint16_t used);
     void take_header(uni::byte_view image);
 
     uni::byte_view known() const { return std::span<const std::uint8_t>(m_known); }
@@ -153,7 +158,7 @@ private:
     std::uint32_t size() const { return static_cast<std::uint32_t>(m_bytes.size()); }
 
     std::vector<std::uint8_t> m_bytes;
-    std::vector<std::uint8_t> m_known;          // of each byte: 0, `by_log` or `by_copy`
+    std::vector<std::uint8_t> m_known;          // of each byte: 0, or what it is known by
     std::vector<attribute_start> m_attributes;  // by offset
     std::optional<bool> m_in_use;               // may be known where the other flags are not
     bool m_blank = true;                        // nothing is known

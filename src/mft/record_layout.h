@@ -27,6 +27,7 @@ inline constexpr std::uint16_t extended_record = 4;
 inline constexpr std::uint16_t view_index = 8;
 inline constexpr uni::field<std::uint32_t> record_room{28};  // bytes that the record has in the MFT
 inline constexpr uni::field<std::uint64_t> base_record{32};  // reference; 0 on a base record
+inline constexpr uni::field<std::uint16_t> next_attribute_id{40};
 inline constexpr uni::field<std::uint32_t> own_number{44};
 inline constexpr std::uint32_t usa_begin = 48;
 inline constexpr std::uint32_t smallest_header = 42;  // of the oldest version

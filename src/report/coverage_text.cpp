@@ -320,6 +320,8 @@ void report_mft(facts_writer& lines, const mft_coverage& shown) {
     lines.count("mft_compared", shown.replayed.compared);
     lines.count("mft_equal", shown.replayed.equal);
     lines.count("mft_differing", shown.replayed.differing);
+    lines.count("mft_unreadable", shown.replayed.uncompared.unreadable);
+    lines.count("mft_lsn_unknown", shown.replayed.uncompared.lsn_unknown);
 }
 
 template <class facts_writer>

@@ -147,6 +147,14 @@ void append_attribute_bits(std::string& out, std::uint32_t bits, bool some) {
     append_bits(out, bits & ~index_marks, event_flag_words(), some);
 }
 
+// By `record_part`.
+constexpr flag_word record_part_words[] = {
+    {0x1, "header"},       {0x2, "sequence"},     {0x4, "links"},
+    {0x8, "record_flags"}, {0x10, "base_record"}, {0x20, "times"},
+    {0x40, "flags"},       {0x80, "security_id"}, {0x100, "standard_information"},
+    {0x200, "name_times"}, {0x400, "name"},       {0x800, "data"},
+    {0x1000, "sizes"},     {0x2000, "runs"},      {0x4000, "attributes"}};
+
 constexpr std::size_t most_in_sentence = 1024;  // characters of a path
 constexpr std::size_t shown_of_longer = 256;    // at its end
 
@@ -233,6 +241,10 @@ void write_values(details_writer& details, std::string_view side, const event_va
         details.end_field();
     }
     if (values.record_offset) details.number("record_offset", *values.record_offset);
+    if (values.differing_parts != 0) {
+        append_bits(details.begin_field("differing"), values.differing_parts, record_part_words, false);
+        details.end_field();
+    }
     details.close_group();
 }
 

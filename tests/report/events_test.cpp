@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "make/log_writer.h"
 #include "support/made_run.h"
 
 namespace kest::disk {
@@ -835,6 +836,39 @@ TEST(contents, go_to_files_of_their_own_and_over_nothing) {
     EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
 }
 
+// What the log lacks may have changed the file, unless its record names the LSN from before the gap.
+TEST(events, take_no_state_of_a_file_over_a_gap) {
+    file_record made{
+        .number = 40,
+        .attributes = {resident(0x10, pack(noon, noon, noon, noon, at{72})), name_image{.name = u"a"}.attribute(),
+                       nonresident(0x80, {0x11, 1, 9, 0}, {.allocated_size = 4096, .real_size = 7})}};
+    const std::tuple<const char*, bool, bool, bool, bool> rows[] = {
+        {"nothing is lost", false, false, false, true},
+        {"a page", true, false, false, false},
+        {"a page, and nothing of the file", true, true, false, true},
+        {"the MFT copy is from before that", true, false, true, false}};
+    for (const auto& [what, lost, names_last, copied, known] : rows) {
+        log_writer log(64 * 1024);
+        record step = to_record(2, 0, made.image(), {}, 0);
+        step.redo.resize(480);
+        made.lsn = log.add(step);
+        log.add({.redo_op = 8, .redo = bytes(9000)});
+        record gone = freed();
+        put(gone.undo, 8, names_last ? made.lsn : made.lsn + 1);
+        log.add(gone);
+        bytes image = log.image();
+        if (lost) lay(image, 5 * 4096, bytes(4096, 0xFF));
+        const memory_file log_file(image), mft(mft_image({{.number = 0}, made}, 41));
+        argument_list args = {"-log", log_file.path(), "-events", "-quiet", "-base10"};
+        if (copied) args.insert(args.end(), {"-mftfile", mft.path()});
+        const std::string out = run_captured(args).out;
+        const std::string got = out.substr(std::min(out.size(), out.find("deleted")));
+        EXPECT_FALSE(got.empty()) << what;
+        EXPECT_EQ(got.find("0+1@9") != std::string::npos, known) << what << got;
+        EXPECT_EQ(got.find("size") != std::string::npos, known) << what << got;
+    }
+}
+
 TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
     constexpr u64 last = 1000, other = 1010;
     const auto copy = [](u64 lsn, u64 modified, u64 accessed, const std::u16string& name = u"a", u8 content = 'x') {
@@ -842,24 +876,34 @@ TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
             .number = 40,
             .lsn = lsn,
             .attributes = {resident(0x10, pack(noon, modified, noon, accessed, at{72})),
-                           name_image{.name = name}.attribute(), resident(0x80, bytes(8, content), {.id = 3})}};
+                           name_image{.name = name}.attribute(), resident(0x80, bytes(8, content), {.id = 3}),
+                           resident(0x90, bytes(112), {.id = 4})}};
     };
     record step = to_record(2, 0, copy(last, noon, noon).image(), {}, 0);
-    step.redo.resize(416);
+    step.redo.resize(440);
     const story log = story().add({step, end()});
     const std::tuple<file_record, texts> rows[] = {
         {copy(last, noon, noon), {}},
         {copy(last, noon, noon + 1, u"a", 'y'), {}},  // which is not logged
         {copy(other, noon + 1, noon), {}},            // of another moment
         {copy(last, noon + 10'000'000, noon),
-         {R"(mft_differs|not_before|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104"];)"
-          R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104"])"}},
+         {R"(mft_differs|not_before|before=["modified":"2012-12-14 23:06:40.000";"record_offset":"104";"differing":"times"];)"
+          R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104";"differing":"times"])"}},
         {copy(last, noon, noon, u"b"),
-         {R"(mft_differs|not_before|before=["name":"a";"record_offset":"258"];after=["name":"b";"record_offset":"258"])"}}};
+         {R"(mft_differs|not_before|before=["name":"a";"record_offset":"258";"differing":"name"];after=["name":"b";"record_offset":"258";"differing":"name"])"}}};
     for (const auto& [record, told] : rows) {
         const memory_file mft(mft_image({{.number = 0}, record}, 41));
         EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), told);
     }
+    // The file is the one that the log knows, whatever the copy says; what keeps the record's LSN may follow.
+    record beside_name = to_record(19, 19, bytes(56, 1), bytes(56), 296);
+    beside_name.attribute_offset = 56;
+    const story touched = story().add({step, end()}).add({beside_name, end()});
+    bytes image = mft_image({{.number = 0}, copy(last, noon, noon)}, 41);
+    put(image, 40 * 1024 + 32, u64{7});
+    const memory_file astray(image);
+    for (const story& one : {log, touched})
+        EXPECT_EQ(one.events("event,inode,seq,lsn", {"-mftfile", astray.path()}), texts{"mft_differs|40|1|1000"});
 }
 
 // A self-relative descriptor whose owner has two parts.
