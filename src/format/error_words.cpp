@@ -24,7 +24,6 @@ constexpr error_row error_rows[] = {
     {EPERM, "permission denied"},
     {EROFS, "file system is read-only"},
     {ELOOP, "too many links"},
-    {EEXIST, "is there already"},
     {ENAMETOOLONG, "name too long"},
     {EMFILE, "too many open files"},
     {ENFILE, "too many open files"},

@@ -813,11 +813,11 @@ TEST(contents, go_to_files_of_their_own_and_over_nothing) {
         EXPECT_EQ(std::ranges::count(again.out, '\n'), 1 + listed) << in << again.out;
         EXPECT_EQ(again.err, "prob writing contents: " + target + why + '\n') << in;
     };
-    refused(target, 0, "/40-1-1-1020-after (is there already), and 2 others");
+    refused(target, 0, "/40-1-1-1020-after (there is such a file already), and 2 others");
     std::filesystem::remove_all(target);
     std::filesystem::create_directory(target);
     std::filesystem::create_symlink(scratch.at("elsewhere"), target + "/40-1-1-1020-after");
-    refused(target, 2, "/40-1-1-1020-after (is there already)");
+    refused(target, 2, "/40-1-1-1020-after (there is such a file already)");
     EXPECT_FALSE(std::filesystem::exists(scratch.at("elsewhere")));
     std::filesystem::rename(target, scratch.at("other"));
     std::filesystem::create_symlink(scratch.at("other"), target);
