@@ -61,6 +61,12 @@ std::u32string folded_text(std::string_view text) {
     std::u32string folded;
     folded.reserve(text.size());
     while (!text.empty()) {
+        const char first = text.front();
+        if (static_cast<unsigned char>(first) < 0x80) {
+            folded += static_cast<char32_t>(first >= 'A' && first <= 'Z' ? first - 'A' + 'a' : first);
+            text.remove_prefix(1);
+            continue;
+        }
         const std::size_t bytes = utf8_character_bytes(text);
         folded += bytes == 0 ? replacement : fold_case(utf8_character(text, bytes));
         text.remove_prefix(bytes == 0 ? 1 : bytes);

@@ -7,7 +7,6 @@
 #include "events/system_areas.h"
 #include "options/warning_line.h"
 #include "portable/unicode.h"
-#include "portable/wildcard.h"
 #include "report/event_words.h"
 
 namespace kest {
@@ -48,22 +47,6 @@ bool is_any_of(const event& shown, const std::vector<wanted_file>& files, bool u
     });
 }
 
-// As patterns have it: from the root on, or from what is known of it.
-std::u32string matchable(std::string_view path) {
-    constexpr std::string_view root = "[root]";
-    if (path.starts_with(root)) path.remove_prefix(root.size());
-    return uni::folded_text(path);
-}
-
-bool matches_any(std::u32string_view path, const std::vector<path_pattern>& patterns) {
-    const auto matches = [path](const std::u32string& pattern) {
-        return uni::matches_pattern(path, std::u32string_view(pattern));
-    };
-    return !path.empty() && std::ranges::any_of(patterns, [&matches](const path_pattern& pattern) {
-        return matches(pattern.whole) || matches(pattern.below) || matches(pattern.streams);
-    });
-}
-
 // A line for each word that no event has, and once which words there are.
 std::string words_on_kinds(const event_selection& selection) {
     const std::vector<std::string_view> known = event_words();
@@ -82,6 +65,43 @@ std::string words_on_kinds(const event_selection& selection) {
 
 }  // namespace
 
+path_matcher::path_matcher(const std::vector<path_pattern>& patterns) {
+    for (const path_pattern& pattern : patterns) {
+        for (const std::u32string* const form : {&pattern.whole, &pattern.below, &pattern.streams})
+            m_patterns.emplace_back(*form);
+    }
+}
+
+bool path_matcher::matches(std::string_view path) {
+    // As patterns have it: from the root on, or from what is known of it.
+    constexpr std::string_view root = "[root]";
+    if (path.starts_with(root)) path.remove_prefix(root.size());
+    if (path.empty() || m_patterns.empty()) return false;
+    const std::size_t name = path.rfind('\\') + 1;  // no folder: npos + 1 is 0
+    enter_folder(path.substr(0, name));
+    m_text.resize(m_folder_length);
+    m_text += uni::folded_text(path.substr(name));
+    return std::ranges::any_of(m_in_folder, [this](pattern_walk walk) {
+        walk.advance(m_text);
+        return walk.matches();
+    });
+}
+
+void path_matcher::enter_folder(std::string_view folder) {
+    if (folder == m_folder && !m_in_folder.empty()) return;
+    m_folder = folder;
+    m_text = uni::folded_text(folder);
+    m_folder_length = m_text.size();
+    m_in_folder = m_patterns;
+    for (pattern_walk& walk : m_in_folder)
+        walk.advance(m_text);
+}
+
+event_choice::event_choice(const logfile_options& options)
+    : m_options(options),
+      m_wanted{path_matcher(options.selection.wanted.paths), path_matcher(options.selection.wanted.paths)},
+      m_unwanted{path_matcher(options.selection.unwanted.paths), path_matcher(options.selection.unwanted.paths)} {}
+
 bool event_choice::is_chosen(const event& shown) {
     const event_criteria &wanted = m_options.selection.wanted, &unwanted = m_options.selection.unwanted;
     const tick_bounds when = bounds_of(shown);
@@ -96,12 +116,11 @@ bool event_choice::is_chosen(const event& shown) {
         };
         if ((!wanted.words.empty() && !has_word(wanted.words)) || has_word(unwanted.words)) return false;
     }
-    if (wanted.paths.empty() && unwanted.paths.empty()) return true;
-    const std::u32string path = matchable(shown.path), old_path = matchable(shown.old_path);
-    if (!wanted.paths.empty() && !matches_any(path, wanted.paths) && !matches_any(old_path, wanted.paths)) return false;
+    const bool is_wanted =
+        wanted.paths.empty() || m_wanted.path.matches(shown.path) || m_wanted.old_path.matches(shown.old_path);
     const bool all_unwanted =
-        matches_any(path, unwanted.paths) && (old_path.empty() || matches_any(old_path, unwanted.paths));
-    return !all_unwanted;
+        m_unwanted.path.matches(shown.path) && (shown.old_path.empty() || m_unwanted.old_path.matches(shown.old_path));
+    return is_wanted && !all_unwanted;
 }
 
 bool event_choice::takes(const event& shown, bool counted) {

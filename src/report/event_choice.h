@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "events/event.h"
 #include "options/logfile_options.h"
+#include "portable/wildcard.h"
 
 namespace kest {
 
@@ -18,13 +21,33 @@ struct events_left_out {
     }
 };
 
+// Says which paths match some pattern. Files of one folder come together: what its path leaves of the patterns is kept.
+class path_matcher {
+public:
+    // The patterns must outlive it.
+    explicit path_matcher(const std::vector<path_pattern>& patterns);
+
+    bool matches(std::string_view path);
+
+private:
+    using pattern_walk = uni::pattern_walk<char32_t>;
+
+    void enter_folder(std::string_view folder);
+
+    std::vector<pattern_walk> m_patterns;
+    std::string m_folder;                   // of the last path, with the separator
+    std::vector<pattern_walk> m_in_folder;  // patterns after that
+    std::u32string m_text;                  // the last path, its case folded
+    std::size_t m_folder_length = 0;        // characters in it
+};
+
 // Which events are shown, by what the options say of them. Where an event's time or file is not wholly known, what it
 // may be counts for what is wanted, and what it is for certain for what is not. Of two paths one is enough for what is
 // wanted; both must be what is not.
 class event_choice {
 public:
     // The options must outlive it.
-    explicit event_choice(const logfile_options& options) : m_options(options) {}
+    explicit event_choice(const logfile_options& options);
 
     // Counts what it does not take, if that is to be counted.
     bool takes(const event& shown, bool counted = true);
@@ -34,7 +57,14 @@ public:
 private:
     bool is_chosen(const event& shown);
 
+    struct of_both_paths {
+        path_matcher path;
+        path_matcher old_path;
+    };
+
     const logfile_options& m_options;
+    of_both_paths m_wanted;
+    of_both_paths m_unwanted;
     events_left_out m_left_out;
     std::string m_word;  // of the event at hand
 };
