@@ -27,8 +27,17 @@ void say_parsing(const std::string& path) {
     uni::console_write("trying to parse file: " + path + '\n');
 }
 
+// A path as the operator sees it.
+std::string shown_path(const logfile_options& options, const std::string& path) {
+    if (!options.extended) return path;
+    std::string shown;
+    append_safe_text(shown, path);
+    return shown;
+}
+
 void say_parsing_failed(const logfile_options& options, const std::string& path, std::string_view reason) {
-    uni::console_write(with_reason("prob parsing file: " + path, options.extended ? reason : "") + '\n');
+    uni::console_write(with_reason("prob parsing file: " + shown_path(options, path), options.extended ? reason : "") +
+                       '\n');
 }
 
 // Of streams in an image: what could not be had of them reads as zeros.
@@ -82,14 +91,6 @@ void combine(const run_context& run, evidence& stores) {
 bool said(const std::string& words) {
     if (!words.empty()) uni::console_write(words);
     return !words.empty();
-}
-
-// The path of a listed file, as the operator sees it.
-std::string shown_path(const logfile_options& options, const std::string& path) {
-    if (!options.extended) return path;
-    std::string shown;
-    append_safe_text(shown, path);
-    return shown;
 }
 
 // What -strict refuses is an error, otherwise a hint. True if it is refused, which has been said.
@@ -335,7 +336,7 @@ void say_reading_failed(const run_context& run, const std::string& path) {
     argument_list& said = run.findings.said_unreadable;
     if (std::ranges::find(said, path) != said.end()) return;
     said.push_back(path);
-    uni::console_write("prob reading file: " + path + '\n');
+    uni::console_write("prob reading file: " + shown_path(run.options, path) + '\n');
 }
 
 bool report_logs(const run_context& run) {

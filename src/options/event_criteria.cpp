@@ -27,10 +27,10 @@ bool begins_with_drive(std::string_view path) {
 
 std::optional<wanted_file> parse_file(std::string_view text) {
     const std::size_t dash = text.find('-');
-    const auto number = parse_number(text.substr(0, dash));
+    const auto number = parse_whole_number(text.substr(0, dash));
     if (!number || *number > inode_ref::number_mask) return std::nullopt;
     if (dash == text.npos) return wanted_file{*number, std::nullopt};
-    const auto sequence = parse_number(text.substr(dash + 1));
+    const auto sequence = parse_whole_number(text.substr(dash + 1));
     if (!sequence || *sequence == 0 || *sequence > 0xFFFF) return std::nullopt;
     return wanted_file{*number, static_cast<std::uint16_t>(*sequence)};
 }

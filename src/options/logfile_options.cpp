@@ -310,7 +310,7 @@ void set_case(option_parse& parse, const std::string& path) {
 
 void set_jobs(option_parse& parse, const std::string& value) {
     constexpr std::uint64_t most_jobs = 256;
-    const auto number = parse_number(value);
+    const auto number = parse_whole_number(value);
     if (number && *number > 0 && *number <= most_jobs) {
         parse.options.jobs = static_cast<std::uint32_t>(*number);
     } else {
@@ -319,7 +319,7 @@ void set_jobs(option_parse& parse, const std::string& value) {
 }
 
 void set_partition(option_parse& parse, const std::string& value) {
-    const auto number = parse_number(value);
+    const auto number = parse_whole_number(value);
     if (number && *number <= std::numeric_limits<std::uint32_t>::max()) {
         parse.options.partition = static_cast<std::uint32_t>(*number);
     } else {

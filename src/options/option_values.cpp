@@ -115,6 +115,14 @@ std::optional<std::uint64_t> parse_number(std::string_view text) {
     return text.size() <= longest_decimal ? read_digits(text, 10) : std::nullopt;
 }
 
+std::optional<std::uint64_t> parse_whole_number(std::string_view text) {
+    const auto number = parse_number(text);
+    const std::string_view digits = text.substr(std::min(text.find_first_not_of(" 0"), text.size()));
+    const bool decimal = std::ranges::all_of(digits, [](char c) { return digit_value(c) < 10; });
+    if (number && decimal && !digits.empty() && std::to_string(*number) != digits) return std::nullopt;
+    return number;
+}
+
 std::string parse_hex_bytes(std::string_view text) {
     std::string bytes;
     if (text.size() % 2 != 0) return bytes;

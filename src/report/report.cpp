@@ -158,7 +158,11 @@ void log_report::report_summary(const event_summary& summary, const events_left_
 }
 
 void log_report::report_statistics(const evidence& stores, std::string_view current_file) {
-    if (m_options.lists_sets()) current_file = m_options.log.path;
+    std::string safe_path;
+    if (m_options.lists_sets()) {
+        append_safe_text(safe_path, m_options.log.path);
+        current_file = safe_path;
+    }
     if (writes_json()) {
         write_statistics_object(stores.log, current_file.empty() ? m_options.log.path : current_file, m_sink);
     } else if (m_counts) {
