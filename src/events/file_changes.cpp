@@ -6,11 +6,6 @@ namespace kest {
 
 namespace {
 
-std::strong_ordering compare_bytes(uni::byte_view a, uni::byte_view b) {
-    return std::lexicographical_compare_three_way(a.bytes().begin(), a.bytes().end(), b.bytes().begin(),
-                                                  b.bytes().end());
-}
-
 bool is_reported(const attribute_change& change) {
     using namespace attribute_type;
     return change.lowest_vcn == 0 &&
@@ -21,15 +16,15 @@ bool is_reported(const attribute_change& change) {
 // A name is another attribute with each name and folder.
 std::strong_ordering compare_keys(const joined_change& a, const joined_change& b) {
     if (const auto order = a.type().value_or(0) <=> b.type().value_or(0); order != 0) return order;
-    if (a.type() != attribute_type::file_name) return compare_bytes(a.name(), b.name());
+    if (a.type() != attribute_type::file_name) return uni::compare_bytes(a.name(), b.name());
     const auto value = [](const joined_change& change) {
         const attribute_state& state = change.after != nullptr ? change.state_after() : change.state_before();
         return state.value.value_or(uni::byte_view{});
     };
     const auto order = value(a).get(file_name_layout::parent) <=> value(b).get(file_name_layout::parent);
     if (order != 0) return order;
-    return compare_bytes(value(a).from(file_name_layout::name_length.offset),
-                         value(b).from(file_name_layout::name_length.offset));
+    return uni::compare_bytes(value(a).from(file_name_layout::name_length.offset),
+                              value(b).from(file_name_layout::name_length.offset));
 }
 
 // What one of the two witnesses states of one link: the folder's index, or the name attribute of the file record.
@@ -139,7 +134,7 @@ std::span<const link_change> link_changes::long_names(const std::vector<link_cha
 
 std::strong_ordering compare_links(const file_name_view& a, const file_name_view& b) {
     if (const auto order = a.parent().value() <=> b.parent().value(); order != 0) return order;
-    return compare_bytes(a.name(), b.name());
+    return uni::compare_bytes(a.name(), b.name());
 }
 
 }  // namespace kest

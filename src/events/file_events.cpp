@@ -320,7 +320,7 @@ struct extended_attribute {
 };
 
 bool comes_before(const extended_attribute& a, const extended_attribute& b) {
-    return std::ranges::lexicographical_compare(a.name.bytes(), b.name.bytes());
+    return uni::compare_bytes(a.name, b.name) < 0;
 }
 
 // By name; nothing where they are not known.

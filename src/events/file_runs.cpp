@@ -19,7 +19,7 @@ struct piece {
 
 constexpr auto come_before = [](const auto& a, const auto& b) {
     if (a.type() != b.type()) return a.type() < b.type();
-    return std::ranges::lexicographical_compare(a.name().bytes(), b.name().bytes());
+    return uni::compare_bytes(a.name(), b.name()) < 0;
 };
 
 // A further piece that was not there before.

@@ -14,9 +14,7 @@ bool has_prefix(uni::byte_view name, char second) {
 
 std::strong_ordering compare(inode_ref folder, uni::byte_view rest, const file_name_view& twin) {
     if (const auto order = folder <=> twin.parent(); order != 0) return order;
-    const auto one = rest.bytes();
-    const auto other = twin.name().from(prefix_size).bytes();
-    return std::lexicographical_compare_three_way(one.begin(), one.end(), other.begin(), other.end());
+    return uni::compare_bytes(rest, twin.name().from(prefix_size));
 }
 
 }  // namespace

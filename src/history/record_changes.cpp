@@ -26,9 +26,7 @@ std::uint64_t key_parent(const found_attribute& attribute) {
 std::strong_ordering compare_keys(const found_attribute& a, const found_attribute& b) {
     if (const auto order = a.type.value_or(0) <=> b.type.value_or(0); order != 0) return order;
     if (const auto order = key_parent(a) <=> key_parent(b); order != 0) return order;
-    const auto one = key_name(a).bytes();
-    const auto other = key_name(b).bytes();
-    return std::lexicographical_compare_three_way(one.begin(), one.end(), other.begin(), other.end());
+    return uni::compare_bytes(key_name(a), key_name(b));
 }
 
 bool same_state(const found_attribute& a, const found_attribute& b) {

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <compare>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace uni {
@@ -69,5 +71,12 @@ private:
 
     std::span<const std::uint8_t> m_bytes;
 };
+
+// By their bytes; of two that begin alike the shorter one comes first.
+inline std::strong_ordering compare_bytes(byte_view one, byte_view other) {
+    const std::size_t shared = std::min(one.bytes().size(), other.bytes().size());
+    const int order = shared != 0 ? std::memcmp(one.bytes().data(), other.bytes().data(), shared) : 0;
+    return order != 0 ? order <=> 0 : one.bytes().size() <=> other.bytes().size();
+}
 
 }  // namespace uni
