@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <mutex>
 #include <new>
 #include <set>
+#include <span>
 #include <utility>
 
 #include "driver/image_runs.h"
@@ -153,10 +155,25 @@ void add(limits_hit& to, const limits_hit& more) {
         to.*guard = to.*guard || more.*guard;
 }
 
+// The paths of the MFTs and journals that were reported with a log.
+using path_set = std::set<std::string, std::less<>>;
+
+void add_inputs(path_set& paths, const logfile_options& options) {
+    paths.insert(options.mft.path);
+    paths.insert(options.journal.path);
+}
+
+std::vector<case_set> left_over(const std::vector<case_set>& spares, const path_set& used) {
+    std::vector<case_set> left;
+    std::ranges::copy_if(spares, std::back_inserter(left),
+                         [&used](const case_set& spare) { return !used.contains(spare.path()); });
+    return left;
+}
+
 class case_worker {
 public:
-    case_worker(const case_run& run, std::span<const case_set> sets)
-        : m_run(run), m_sets(sets), m_order(run.report_sink, sets.size()) {}
+    case_worker(const case_run& run, std::span<const case_set> sets, path_set& used)
+        : m_run(run), m_sets(sets), m_used(used), m_order(run.report_sink, sets.size()) {}
 
     bool run() {
         const bool one_by_one = m_run.options.jobs < 2 || m_run.outputs.diags.on();
@@ -252,6 +269,10 @@ private:
         const run_context context{options, m_run.outputs, report, findings};
         const set_outcome outcome = report_set(context, options, set);
         findings.left_out = report.left_out();
+        if (outcome == set_outcome::reported) {
+            const std::lock_guard lock(m_mutex);
+            add_inputs(m_used, options);
+        }
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(context, path);
         sink.flush();
@@ -268,20 +289,21 @@ private:
 
     const case_run& m_run;
     const std::span<const case_set> m_sets;
+    path_set& m_used;
     uni::ordered_output m_order;
     image_map m_images;
     std::atomic<std::size_t> m_next = 0;
     std::size_t m_end = 0;
-    std::mutex m_mutex;  // guards the findings of the run
+    std::mutex m_mutex;  // guards the findings of the run, and what was used
     std::atomic<bool> m_reported = false;
     std::atomic<bool> m_failed = false;
 };
 
 }  // namespace
 
-bool find_sets(const logfile_options& options, const run_outputs& outputs, std::vector<case_set>& sets,
+bool find_sets(const logfile_options& options, const run_outputs& outputs, case_contents& found,
                run_findings& findings) {
-    case_contents found = find_case_sets(options.case_paths);
+    found = find_case_sets(options.case_paths);
     for (const case_problem& problem : found.problems)
         say_problem(problem, findings);
     if (found.unreadable_folders != 0) {
@@ -289,39 +311,47 @@ bool find_sets(const logfile_options& options, const run_outputs& outputs, std::
         findings.unreadable = true;
     }
     image_search images(options, outputs, findings);
-    sets = images.volumes_of(std::move(found.sets));
+    found.sets = images.volumes_of(std::move(found.sets));
     std::string written = images.written();
-    for (const case_set& set : sets)
+    for (const case_set& set : found.sets)
         if (is_written(outputs, set)) written = set.path();
     if (!written.empty()) {
         uni::console_write(warning_line("being written by this run", written));
         return false;
     }
-    if (sets.empty()) uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
-    return !sets.empty() && !(options.strict && findings.unreadable);
+    if (found.sets.empty())
+        uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
+    return !found.sets.empty() && !(options.strict && findings.unreadable);
 }
 
-bool report_case(const case_run& run, std::span<const case_set> sets) {
+bool report_case(const case_run& run, const case_contents& found) {
     log_report(run.options, run.outputs.diags, run.report_sink, {}).write_titles();
-    return case_worker(run, sets).run();
+    path_set used;
+    const bool reported = case_worker(run, found.sets, used).run();
+    const std::vector<case_set> left = left_over(found.spares, used);
+    return case_worker(run, left, used).run() || reported;
 }
 
-bool list_case(const case_run& run, std::span<const case_set> sets) {
+bool list_case(const case_run& run, const case_contents& found) {
     volume_table table(run.options, run.report_sink);
     bool any = false;
-    for (const case_set& set : sets) {
+    path_set used;
+    const auto list = [&](const case_set& set) {
         logfile_options options = options_of(run.options, set);
         if (!set.image.empty()) {
             any = list_volumes(options, open_image(set.image), table, run.findings.unreadable) || any;
-            continue;
+            return;
         }
         log_report nothing(options, run.outputs.diags, run.report_sink, {});
         const run_context context{options, run.outputs, nothing, run.findings};
         const read_set read = read_inputs_of_set(context, options, set);
         uni::console_write(read.misfits);
         any = true;
+        add_inputs(used, options);
         table.write(describe_set(options, *read.stores));
-    }
+    };
+    std::ranges::for_each(found.sets, list);
+    std::ranges::for_each(left_over(found.spares, used), list);
     return any;
 }
 

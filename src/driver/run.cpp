@@ -143,7 +143,7 @@ bool finish_results(results_file& results, bool reported, bool flushed) {
 // What is read where the options do not say it.
 struct found_inputs {
     disk_image image;
-    std::vector<case_set> sets;
+    case_contents sets;
 };
 
 // What a run on an image or a case reads is known only when it has been looked into.
