@@ -67,7 +67,7 @@ TEST(choice, is_of_all_that_may_be_meant) {
         {{"-event", "moved", "-path", "[ROOT]/users", "-not_path", "documents"}, moves},
         {{"-event", "moved", "-not_path", "documents", "-not_path", "*.jpg"}, {}},
         {{"-event", "renamed", "-path", "angebot MÜLL??.docx"}, {"renamed Angebot Müller.docx"}},
-        {{"-event", "stream_added,stream_removed", "-path", "setup_tool.exe", "-not_event", "STREAM_ADDED"},
+        {{"-event", "stream_added, stream_removed ", "-path", "setup_tool.exe", "-not_event", "STREAM_ADDED"},
          {"stream_removed setup_tool.exe:Zone.Identifier"}},
         {{"-path", "<unk_path>"}, {}},
         {{"-event", "deleted", "-inode", "0x2B-1,42"}, {"deleted export", "deleted setup_tool.exe"}},
