@@ -303,7 +303,7 @@ read_set read_inputs_of_set(const run_context& run, logfile_options& options, co
         read.misfits = mfts.rejected() + journals.rejected() + misfits.lines();
         if (set.untried != 0 && (!options.have_mft || !options.have_jrnl))
             read.misfits +=
-                count_text("not tried: ", set.untried, " more files that may belong to it: ") + set.path() + '\n';
+                warning_line(count_text("not tried: ", set.untried, " more files that may belong to"), set.path());
         break;
     }
     return read;
