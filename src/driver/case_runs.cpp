@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <new>
 #include <set>
+#include <span>
 #include <utility>
 
 #include "driver/image_runs.h"
@@ -30,49 +33,43 @@ void say_problem(const case_problem& problem, run_findings& findings) {
     findings.unreadable = true;
 }
 
-// Where a disk is described by a text its pieces may look like disks.
-std::vector<std::string> described_pieces(const std::string& path) {
-    std::vector<std::string> pieces;
-    uni::file file;
-    std::vector<std::uint8_t> bytes(65'536);
-    if (!file.open(path, uni::open_mode::read)) return pieces;
-    bytes.resize(file.read_at(bytes, 0).bytes);
-    const std::string text(bytes.begin(), bytes.end());
-    if (!text.starts_with("# Disk Desc")) return pieces;
-    const std::string folder = path.substr(0, uni::last_name(path));
-    for (std::size_t at = text.find('"'); at != text.npos; at = text.find('"', at + 1)) {
-        const std::size_t end = text.find('"', at + 1);
-        if (end == text.npos) break;
-        pieces.push_back(folder + text.substr(at + 1, end - at - 1));
-        at = end;
-    }
-    return pieces;
+// Whether a piece that a text names lies in the text's folder or below. What lies elsewhere is evidence of its own.
+bool is_below(const std::string& piece) {
+    return !uni::is_separator(piece.front()) && piece.find("..") == piece.npos && piece.find(':') == piece.npos;
 }
 
 // A set for each volume of an image.
 class image_search {
 public:
-    image_search(const logfile_options& options, run_findings& findings) : m_options(options), m_findings(findings) {}
+    image_search(const logfile_options& options, const run_outputs& outputs, run_findings& findings)
+        : m_options(options), m_outputs(outputs), m_findings(findings) {}
 
+    // The pieces of a disk that a text describes may look like disks, so the texts come first. A piece that was
+    // recognised as a log, an MFT or a journal stays one.
     std::vector<case_set> volumes_of(std::vector<case_set> found) {
-        for (const case_set& set : found)
-            if (!set.image.empty()) add_pieces(described_pieces(set.image));
-        std::vector<case_set> sets;
-        for (case_set& set : found) {
-            if (set.image.empty()) {
-                sets.push_back(std::move(set));
-            } else if (!is_piece(set.image)) {
-                open(set, sets);
+        std::vector<std::vector<case_set>> volumes(found.size());
+        for (const bool described : {true, false}) {
+            for (std::size_t at = 0; at < found.size(); ++at) {
+                const std::string& path = found[at].image;
+                if (path.empty()) {
+                    volumes[at] = {found[at]};
+                } else if (described_pieces(path).empty() != described && !is_piece(path)) {
+                    open(found[at], volumes[at]);
+                }
             }
         }
-        std::erase_if(sets, [this](const case_set& set) { return set.image.empty() && is_piece(set.path()); });
+        std::vector<case_set> sets;
+        for (std::vector<case_set>& some : volumes)
+            std::ranges::move(some, std::back_inserter(sets));
         return sets;
     }
 
+    // A file of an image that the run is writing to; empty: none.
+    const std::string& written() const { return m_written; }
+
 private:
-    void add_pieces(const std::vector<std::string>& paths) {
-        for (const std::string& path : paths)
-            if (const auto file = uni::identify(path)) m_pieces.insert({file->device, file->inode});
+    void add_piece(const std::string& path) {
+        if (const auto file = uni::identify(path)) m_pieces.insert({file->device, file->inode});
     }
 
     // A file of an image is no image by itself, whatever it begins with.
@@ -81,10 +78,19 @@ private:
         return file && m_pieces.contains({file->device, file->inode});
     }
 
+    void add_pieces(const disk_image& image) {
+        const std::string folder = image.path.substr(0, uni::last_name(image.path));
+        if (image.pieces.empty()) std::ranges::for_each(image.files, [this](const auto& path) { add_piece(path); });
+        for (const std::string& piece : image.pieces)
+            if (is_below(piece)) add_piece(folder + piece);
+    }
+
     void open(const case_set& set, std::vector<case_set>& sets) {
         const disk_image image = open_image(set.image);
+        for (const std::string& path : image.files)
+            if (m_outputs.hold(path)) m_written = path;
         if (!image.bytes.source) return say_problem({set.image, image.error}, m_findings);
-        add_pieces(image.files);
+        add_pieces(image);
         // Many files begin like a disk. A container is an image whatever it holds, and may be damaged.
         if (image.volumes.empty() && image.process) return say_problem({set.image, "no NTFS volume"}, m_findings);
         if (image.volumes.empty()) say_hints(m_options, warning_line("no NTFS volume in", set.image));
@@ -97,14 +103,15 @@ private:
     }
 
     const logfile_options& m_options;
+    const run_outputs& m_outputs;
     run_findings& m_findings;
     std::set<std::pair<std::uint64_t, std::uint64_t>> m_pieces;  // device and inode
+    std::string m_written;
 };
 
 bool is_written(const run_outputs& outputs, const case_set& set) {
     const auto held = [&outputs](const std::string& path) { return outputs.hold(path); };
-    return held(set.log) || held(set.image) || std::ranges::any_of(set.mfts, held) ||
-           std::ranges::any_of(set.journals, held);
+    return held(set.log) || std::ranges::any_of(set.mfts, held) || std::ranges::any_of(set.journals, held);
 }
 
 using image_map = std::map<std::string, disk_image>;
@@ -148,10 +155,25 @@ void add(limits_hit& to, const limits_hit& more) {
         to.*guard = to.*guard || more.*guard;
 }
 
+// The paths of the MFTs and journals that were reported with a log.
+using path_set = std::set<std::string, std::less<>>;
+
+void add_inputs(path_set& paths, const logfile_options& options) {
+    paths.insert(options.mft.path);
+    paths.insert(options.journal.path);
+}
+
+std::vector<case_set> left_over(const std::vector<case_set>& spares, const path_set& used) {
+    std::vector<case_set> left;
+    std::ranges::copy_if(spares, std::back_inserter(left),
+                         [&used](const case_set& spare) { return !used.contains(spare.path()); });
+    return left;
+}
+
 class case_worker {
 public:
-    case_worker(const case_run& run, std::span<const case_set> sets)
-        : m_run(run), m_sets(sets), m_order(run.report_sink, sets.size()) {}
+    case_worker(const case_run& run, std::span<const case_set> sets, path_set& used)
+        : m_run(run), m_sets(sets), m_used(used), m_order(run.report_sink, sets.size()) {}
 
     bool run() {
         const bool one_by_one = m_run.options.jobs < 2 || m_run.outputs.diags.on();
@@ -247,6 +269,10 @@ private:
         const run_context context{options, m_run.outputs, report, findings};
         const set_outcome outcome = report_set(context, options, set);
         findings.left_out = report.left_out();
+        if (outcome == set_outcome::reported) {
+            const std::lock_guard lock(m_mutex);
+            add_inputs(m_used, options);
+        }
         for (const std::string& path : report.unread_inputs())
             say_reading_failed(context, path);
         sink.flush();
@@ -263,57 +289,69 @@ private:
 
     const case_run& m_run;
     const std::span<const case_set> m_sets;
+    path_set& m_used;
     uni::ordered_output m_order;
     image_map m_images;
     std::atomic<std::size_t> m_next = 0;
     std::size_t m_end = 0;
-    std::mutex m_mutex;  // guards the findings of the run
+    std::mutex m_mutex;  // guards the findings of the run, and what was used
     std::atomic<bool> m_reported = false;
     std::atomic<bool> m_failed = false;
 };
 
 }  // namespace
 
-bool find_sets(const logfile_options& options, const run_outputs& outputs, std::vector<case_set>& sets,
+bool find_sets(const logfile_options& options, const run_outputs& outputs, case_contents& found,
                run_findings& findings) {
-    case_contents found = find_case_sets(options.case_paths);
+    found = find_case_sets(options.case_paths);
     for (const case_problem& problem : found.problems)
         say_problem(problem, findings);
     if (found.unreadable_folders != 0) {
         uni::console_write(warning_line("folders unreadable", format_number(found.unreadable_folders, false)));
         findings.unreadable = true;
     }
-    sets = image_search(options, findings).volumes_of(std::move(found.sets));
-    for (const case_set& set : sets) {
-        if (!is_written(outputs, set)) continue;
-        uni::console_write(warning_line("being written by this run", set.path()));
+    image_search images(options, outputs, findings);
+    found.sets = images.volumes_of(std::move(found.sets));
+    std::string written = images.written();
+    for (const case_set& set : found.sets)
+        if (is_written(outputs, set)) written = set.path();
+    if (!written.empty()) {
+        uni::console_write(warning_line("being written by this run", written));
         return false;
     }
-    if (sets.empty()) uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
-    return !sets.empty() && !(options.strict && findings.unreadable);
+    if (found.sets.empty())
+        uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
+    return !found.sets.empty() && !(options.strict && findings.unreadable);
 }
 
-bool report_case(const case_run& run, std::span<const case_set> sets) {
+bool report_case(const case_run& run, const case_contents& found) {
     log_report(run.options, run.outputs.diags, run.report_sink, {}).write_titles();
-    return case_worker(run, sets).run();
+    path_set used;
+    const bool reported = case_worker(run, found.sets, used).run();
+    const std::vector<case_set> left = left_over(found.spares, used);
+    return case_worker(run, left, used).run() || reported;
 }
 
-bool list_case(const case_run& run, std::span<const case_set> sets) {
+bool list_case(const case_run& run, const case_contents& found) {
     volume_table table(run.options, run.report_sink);
     bool any = false;
-    for (const case_set& set : sets) {
+    path_set used;
+    const auto list = [&](const case_set& set) {
         logfile_options options = options_of(run.options, set);
         if (!set.image.empty()) {
             any = list_volumes(options, open_image(set.image), table, run.findings.unreadable) || any;
-            continue;
+            return;
         }
         log_report nothing(options, run.outputs.diags, run.report_sink, {});
         const run_context context{options, run.outputs, nothing, run.findings};
         const read_set read = read_inputs_of_set(context, options, set);
         uni::console_write(read.misfits);
         any = true;
+        add_inputs(used, options);
         table.write(describe_set(options, *read.stores));
-    }
+    };
+    std::ranges::for_each(found.sets, list);
+    std::ranges::for_each(left_over(found.spares, used), list);
     return any;
 }
 

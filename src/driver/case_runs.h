@@ -1,6 +1,5 @@
 #pragma once
 
-#include <span>
 #include <vector>
 
 #include "driver/log_runs.h"
@@ -11,7 +10,7 @@ namespace kest {
 
 // Finds the sets of a case, those in images among them. What could not be looked at has been said, and makes the run
 // fail at its end. False if there is no set, or if the run is writing to one.
-[[nodiscard]] bool find_sets(const logfile_options& options, const run_outputs& outputs, std::vector<case_set>& sets,
+[[nodiscard]] bool find_sets(const logfile_options& options, const run_outputs& outputs, case_contents& found,
                              run_findings& findings);
 
 struct case_run {
@@ -22,11 +21,11 @@ struct case_run {
     run_findings& findings;
 };
 
-// Reports on one set after another, or on several at the same time: the output is the same. What fails costs that set
-// only. False if there was no report.
-[[nodiscard]] bool report_case(const case_run& run, std::span<const case_set> sets);
+// Reports on one set after another, and then on the spare ones that turned out to belong to none of them; or on several
+// at the same time: the output is the same. What fails costs that set only. False if there was no report.
+[[nodiscard]] bool report_case(const case_run& run, const case_contents& found);
 
 // Writes a line for each set. False if there was none.
-[[nodiscard]] bool list_case(const case_run& run, std::span<const case_set> sets);
+[[nodiscard]] bool list_case(const case_run& run, const case_contents& found);
 
 }  // namespace kest

@@ -302,13 +302,30 @@ read_set read_inputs_of_set(const run_context& run, logfile_options& options, co
         if (foreign_journal) journals.reject(misfits.journal);
         if (foreign_mft || foreign_journal) continue;
         read.misfits = mfts.rejected() + journals.rejected() + misfits.lines();
+        if (set.untried != 0 && (!options.have_mft || !options.have_jrnl))
+            read.misfits +=
+                warning_line(count_text("not tried: ", set.untried, " more files that may belong to"), set.path());
         break;
     }
     return read;
 }
 
+// A log without a record costs no more than itself: events can be had of the journal beside it.
+bool drop_empty_log(const run_context& run, logfile_options& options, const evidence& stores) {
+    if (!options.have_log || !stores.log.entries.empty() || !options.journal.given() || !options.writes_events())
+        return false;
+    const int error = stores.log.open_error;
+    say_parsing_failed(options, options.log.path, error != 0 ? error_words(error) : "no record; the journal by itself");
+    run.findings.unreadable = true;
+    options.log = {};
+    options.have_log = false;
+    return true;
+}
+
 set_outcome report_set(const run_context& run, logfile_options& options, const case_set& set) {
-    const read_set read = read_inputs_of_set(run, options, set);
+    read_set read = read_inputs_of_set(run, options, set);
+    if (read.stores && drop_empty_log(run, options, *read.stores))
+        read = read_inputs_of_set(run, options, {.name = set.name});  // the inputs at hand, once more
     if (!read.stores) {
         say_hints(options, warning_line("no log, and so nothing to report of", set.path()));
         return run.findings.unreadable ? set_outcome::failed : set_outcome::nothing;

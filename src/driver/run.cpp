@@ -13,6 +13,7 @@
 #include "driver/warnings.h"
 #include "format/safe_text.h"
 #include "format/time.h"
+#include "options/warning_line.h"
 #include "outputs/output_guard.h"
 #include "portable/console.h"
 #include "portable/ending_signals.h"
@@ -142,7 +143,7 @@ bool finish_results(results_file& results, bool reported, bool flushed) {
 // What is read where the options do not say it.
 struct found_inputs {
     disk_image image;
-    std::vector<case_set> sets;
+    case_contents sets;
 };
 
 // What a run on an image or a case reads is known only when it has been looked into.
@@ -233,6 +234,11 @@ bool settle_options(logfile_options& options, run_outputs& outputs, argument_lis
     if (taken && has_source) return true;
     if (options.extended && !taken) return false;  // for a reason that has nothing to do with the inputs
     if (options.extended) say_hints(options, warnings_of_arguments(options, args));
+    if (options.extended && !options.have_log && !options.have_mft && !options.have_jrnl) {
+        for (const std::string& path : args)
+            if (&path != &args.front() && !path.starts_with('-'))
+                uni::console_write(warning_line("no such file or folder", path));
+    }
     say_what_is_needed(options, header);
     return false;
 }

@@ -32,4 +32,9 @@ std::vector<std::string_view> split(std::string_view text, std::string_view sepa
     return pieces;
 }
 
+std::string_view without_blanks(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
 }  // namespace kest

@@ -13,4 +13,7 @@ bool equal_folded(std::string_view a, std::string_view b);
 // The pieces of `text` between any of the characters of `separators`; empty ones are dropped. They show `text`.
 std::vector<std::string_view> split(std::string_view text, std::string_view separators);
 
+// The text between the blanks that it may begin and end with.
+std::string_view without_blanks(std::string_view text);
+
 }  // namespace kest

@@ -18,9 +18,11 @@ namespace {
 
 // What containers begin with.
 constexpr std::string_view ewf_signatures[] = {"EVF\x09\x0D\x0A", "EVF2\x0D\x0A", "LVF\x09\x0D\x0A", "LEF2\x0D\x0A"};
-constexpr std::string_view other_signatures[] = {"AFF", "KDMV", "COWD", "# Disk Desc", "conectix", "vhdxfile"};
+constexpr std::string_view description_signature = "# Disk Desc";
+constexpr std::string_view other_signatures[] = {"AFF", "KDMV", "COWD", description_signature, "conectix", "vhdxfile"};
 constexpr std::string_view unread_signature = "QFI\xFB";  // no library here knows QCOW2
 constexpr std::size_t longest_signature = 16;
+constexpr std::size_t longest_description = 65'536;  // bytes
 
 // The first of several raw files is called so, and the next one stands beside it.
 constexpr std::string_view split_endings[][2] = {{".001", ".002"}, {".000", ".001"}, {".00", ".01"},
@@ -70,6 +72,10 @@ void open_by_library(disk_image& image, image_form form) {
     image.files.insert(image.files.end(), files.begin(), files.end());
     image.bytes = {opened.image, least_most_data + most_data_of_byte * stored_bytes(image.files)};
     image.process = std::move(opened.image);
+    image.pieces = described_pieces(image.path);
+    const std::string folder = image.path.substr(0, uni::last_name(image.path));
+    for (const std::string& piece : image.pieces)
+        image.files.push_back(uni::is_separator(piece.front()) ? piece : folder + piece);
 }
 
 void open_bytes(disk_image& image) {
@@ -123,6 +129,26 @@ void find_volumes(disk_image& image) {
 }
 
 }  // namespace
+
+std::vector<std::string> described_pieces(const std::string& path) {
+    std::vector<std::string> pieces;
+    uni::file file;
+    std::vector<std::uint8_t> bytes(longest_description);
+    if (!file.open(path, uni::open_mode::read)) return pieces;
+    bytes.resize(file.read_at(bytes, 0).bytes);
+    const std::string text(bytes.begin(), bytes.end());
+    if (!text.starts_with(description_signature)) return pieces;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        const std::string_view line = std::string_view(text).substr(at, end - at);
+        const std::size_t open = line.find('"'), close = line.rfind('"');
+        const bool is_extent = line.starts_with("RW ") || line.starts_with("RDONLY ");
+        if (is_extent && open != line.npos && close > open + 1)
+            pieces.emplace_back(line.substr(open + 1, close - open - 1));
+        at = end + 1;
+    }
+    return pieces;
+}
 
 disk_image open_image(const std::string& path) {
     disk_image image;

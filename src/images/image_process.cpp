@@ -56,32 +56,33 @@ bool image_process::start(const std::string& path, image_form form) {
 image_process::reply image_process::ask(std::uint64_t offset, std::uint32_t length, std::span<std::uint8_t> payload,
                                         std::chrono::milliseconds patience) const {
     const std::lock_guard lock(m_asking);
-    reply got;
-    if (!m_failure.empty()) return got;
+    reply answer;
+    if (!m_failure.empty()) return answer;
     std::array<std::uint8_t, image_protocol::request_size> request{};
     std::memcpy(request.data(), &offset, sizeof offset);
     std::memcpy(request.data() + 8, &length, sizeof length);
     if (length != 0 && !m_process.link().send(request)) {
         give_up(arrival::ended);
-        return got;
+        return answer;
     }
     std::array<std::uint8_t, image_protocol::header_size> header{};
-    arrival came = m_process.link().receive(header, patience);
+    arrival arrived = m_process.link().receive(header, patience);
     const uni::byte_view view = std::span<const std::uint8_t>(header);
     const std::uint32_t bytes = view.u32(4);
-    if (came == arrival::whole && bytes > payload.size()) came = arrival::ended;
-    if (came == arrival::whole) came = m_process.link().receive(payload.first(bytes), patience);
-    if (came != arrival::whole) {
-        give_up(came);
-        return got;
+    if (arrived == arrival::whole && bytes > payload.size()) arrived = arrival::ended;
+    if (arrived == arrival::whole) arrived = m_process.link().receive(payload.first(bytes), patience);
+    if (arrived != arrival::whole) {
+        give_up(arrived);
+        return answer;
     }
     return {view.u32(0), view.u64(8), bytes};
 }
 
-void image_process::give_up(arrival came) const {
-    m_failure = came == arrival::late ? "the library that reads it does not answer" : "the library that reads it ended";
+void image_process::give_up(arrival arrived) const {
+    m_failure =
+        arrived == arrival::late ? "the library that reads it does not answer" : "the library that reads it ended";
     // One that hangs may not end before the device answers.
-    const auto signal = m_process.end(came == arrival::late);
+    const auto signal = m_process.end(arrived == arrival::late);
     if (signal) append_decimal(m_failure += ": signal ", static_cast<std::uint64_t>(*signal));
 }
 

@@ -51,11 +51,11 @@ void serve_image(const uni::process_link& link, const std::string& path, image_f
         std::memcpy(&offset, request.data(), sizeof offset);
         std::memcpy(&length, request.data() + 8, sizeof length);
         const auto wanted = std::span(buffer).first(std::min<std::size_t>(length, buffer.size()));
-        const container::arrival got = image->read(offset, wanted);
-        const std::uint32_t status = got.bytes != wanted.size() ? image_protocol::failed
-                                     : got.sound                ? image_protocol::sound
-                                                                : image_protocol::damaged;
-        if (!reply(link, status, 0, wanted.first(got.bytes))) return;
+        const container::arrival answer = image->read(offset, wanted);
+        const std::uint32_t status = answer.bytes != wanted.size() ? image_protocol::failed
+                                     : answer.sound                ? image_protocol::sound
+                                                                   : image_protocol::damaged;
+        if (!reply(link, status, 0, wanted.first(answer.bytes))) return;
     }
 }
 

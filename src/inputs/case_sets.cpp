@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "format/ascii_text.h"
@@ -17,7 +18,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::size_t most_candidates = 8;  // each may have to be read
+constexpr std::size_t most_candidates = 8;  // of a kind, for one log
 
 struct found_file {
     enum : std::uint8_t { below_folder, named, beside } place = below_folder;  // beside a file that was named
@@ -29,7 +30,9 @@ struct found_file {
     input_kind kind = input_kind::unknown;
     std::uint64_t size = 0;
     uni::file_identity identity;
-    bool taken = false;  // a candidate of some log, or a set
+    bool is_link = false;
+    bool taken = false;     // a candidate of some log, or a set
+    bool is_spare = false;  // a candidate of some log
 };
 
 using uni::folder_of;
@@ -88,6 +91,16 @@ input_kind kind_by_name(std::string_view path) {
     return row == std::end(names) ? input_kind::unknown : row->kind;
 }
 
+// How many bytes of two paths are the same at their beginnings and ends. Sets in one folder differ by these, as
+// "a_LogFile" and "b_LogFile" do. A "$" says what a file is, not whose.
+std::size_t likeness(std::string_view one, std::string_view other) {
+    const std::size_t name = std::min(uni::last_name(one), one.size());
+    const auto begin = static_cast<std::size_t>(std::ranges::mismatch(one, other).in1 - one.begin());
+    const auto end = static_cast<std::size_t>(
+        std::mismatch(one.rbegin(), one.rend(), other.rbegin(), other.rend()).first - one.rbegin());
+    return begin + end - (begin == name + 1 && one[name] == '$' ? 1 : 0);
+}
+
 // Finds files that are evidence, each once.
 class file_search {
 public:
@@ -119,10 +132,10 @@ private:
         m_found.unreadable_folders += files.unreadable();
     }
 
-    // Of the names of one file the first counts, before those that only lie beside another.
+    // Of the names of one file the first counts, before links to it and those that only lie beside another.
     void drop_other_names() {
         std::ranges::sort(m_files, {}, [](const found_file& file) {
-            return std::pair(file.place == found_file::beside, std::string_view(file.path));
+            return std::tuple(file.place == found_file::beside, file.is_link, std::string_view(file.path));
         });
         std::set<std::pair<std::uint64_t, std::uint64_t>> known;
         std::erase_if(m_files, [&known](const found_file& file) {
@@ -170,6 +183,7 @@ private:
         added.kind = kind;
         added.size = file.size();
         added.identity = file.identity();
+        added.is_link = uni::kind_of_name(path) == uni::name_kind::other;
         added.place = m_beside ? found_file::beside : named ? found_file::named : found_file::below_folder;
     }
 
@@ -206,9 +220,12 @@ public:
         for (found_file& file : m_files)
             if (file.kind == input_kind::journal && !file.taken) add_journal(file);
         for (found_file& file : m_files)
-            if (file.kind == input_kind::mft && !file.taken) add({.name = file.volume, .mfts = {file.path}}, {&file});
+            if (file.kind == input_kind::mft && !file.taken)
+                add({.name = file.volume, .mfts = {file.path}, .own_name = file.name}, {&file});
         for (found_file& file : m_files)
             if (file.kind == input_kind::image) add({.name = file.name, .image = file.path}, {&file});
+        for (const found_file& file : m_files)
+            if (file.is_spare) add_spare(file);
     }
 
 private:
@@ -231,9 +248,20 @@ private:
         return out;
     }
 
+    // Those of the log's own home stay before those of its drive.
+    static void sort_by_likeness(file_list& files, const found_file& log) {
+        std::ranges::stable_sort(files, std::ranges::greater{}, [&log](const found_file* file) {
+            return std::pair(file->home == log.home, likeness(log.path, file->path));
+        });
+    }
+
     file_list candidates(const found_file& log, input_kind kind) const {
         file_list out = near(log, kind);
-        const auto append = [&out](const file_list& more) { out.insert(out.end(), more.begin(), more.end()); };
+        sort_by_likeness(out, log);
+        const auto append = [&out, &log](file_list more) {
+            sort_by_likeness(more, log);
+            out.insert(out.end(), more.begin(), more.end());
+        };
         for (std::string_view at = log.home, above = folder_of(at); above != at && at != "."; above = folder_of(at)) {
             at = above;
             append(files_at(m_by_home, kind, std::string(at)));
@@ -242,7 +270,7 @@ private:
         append(files_at(m_by_home, kind, log.home));
         file_list once;
         for (found_file* const file : out)
-            if (once.size() < most_candidates && std::ranges::find(once, file) == once.end()) once.push_back(file);
+            if (std::ranges::find(once, file) == once.end()) once.push_back(file);
         return once;
     }
 
@@ -253,20 +281,41 @@ private:
         return paths;
     }
 
+    // Each that is tried may have to be read. Those left over are counted.
+    static std::size_t limit(file_list& files) {
+        const std::size_t untried = files.size() - std::min(files.size(), most_candidates);
+        files.resize(files.size() - untried);
+        return untried;
+    }
+
     void add_log(found_file& log) {
-        file_list files = candidates(log, input_kind::mft);
-        const file_list journals = candidates(log, input_kind::journal);
-        case_set made = {.name = log.volume, .log = log.path, .mfts = paths_of(files), .journals = paths_of(journals)};
+        file_list files = candidates(log, input_kind::mft), journals = candidates(log, input_kind::journal);
+        const std::size_t untried = limit(files) + limit(journals);
+        case_set made = {.name = log.volume,
+                         .log = log.path,
+                         .mfts = paths_of(files),
+                         .journals = paths_of(journals),
+                         .own_name = log.name,
+                         .untried = untried};
         files.insert(files.end(), journals.begin(), journals.end());
+        for (found_file* const file : files)
+            file->is_spare = file->place != found_file::beside;
         files.push_back(&log);
         add(std::move(made), files);
+    }
+
+    void add_spare(const found_file& file) {
+        case_set& spare = m_found.spares.emplace_back();
+        spare.name = file.name;
+        (file.kind == input_kind::mft ? spare.mfts : spare.journals) = {file.path};
     }
 
     // Nothing but its place says which MFT belongs to it.
     void add_journal(found_file& journal) {
         file_list mfts = near(journal, input_kind::mft);
         mfts.resize(std::min<std::size_t>(mfts.size(), 1));
-        case_set made = {.name = journal.volume, .mfts = paths_of(mfts), .journals = {journal.path}};
+        case_set made = {
+            .name = journal.volume, .mfts = paths_of(mfts), .journals = {journal.path}, .own_name = journal.name};
         mfts.push_back(&journal);
         add(std::move(made), mfts);
     }
@@ -293,8 +342,7 @@ void settle_names(std::vector<case_set>& sets) {
         ++uses[set.name];
     for (case_set& set : sets) {
         if (uses[set.name] < 2 || !set.image.empty()) continue;
-        const std::string_view file = last_of(set.path());
-        set.name = set.name == "." ? std::string(file) : set.name + '/' + std::string(file);
+        set.name = set.own_name;
     }
 }
 

@@ -15,6 +15,8 @@ struct case_set {
     std::vector<std::string> journals = {};       // likewise
     std::string image = {};                       // in place of all these
     std::optional<std::uint32_t> partition = {};  // of the image
+    std::string own_name = {};                    // of its file, if another set has its name, too
+    std::size_t untried = 0;                      // files that may belong to it, besides these
 
     // What it is in the order of a case.
     const std::string& path() const;
@@ -28,6 +30,8 @@ struct case_problem {
 
 struct case_contents {
     std::vector<case_set> sets;  // in the order of their paths
+    std::vector<case_set>
+        spares;  // journals and MFTs that may belong to a log: sets if they turn out to belong to none
     std::vector<case_problem> problems;
     std::uint64_t unreadable_folders = 0;
 };
@@ -38,7 +42,8 @@ struct case_contents {
 //
 // An MFT or a journal belongs to a log in the same folder, whose `$Extend` counts as the folder itself; to one of the
 // same drive in a neighbouring folder; or to one below. Where a file was named and not its folder, the files beside it
-// are looked at, too. What fits is found out by reading: here are only candidates.
+// are looked at, too. What fits is found out by reading: here are only candidates, of each kind the eight whose places
+// and names are nearest, and of these the largest first.
 case_contents find_case_sets(const std::vector<std::string>& paths);
 
 }  // namespace kest

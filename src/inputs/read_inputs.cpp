@@ -1,5 +1,6 @@
 #include "inputs/read_inputs.h"
 
+#include <functional>
 #include <new>
 #include <utility>
 #include <vector>
@@ -86,9 +87,15 @@ std::optional<unread_input> open_inputs(const input_settings& settings, evidence
 void read_inputs(const input_settings& settings, evidence& stores) {
     std::vector<portable_thread> threads;
     threads.reserve(3);
-    if (settings.have_mft) threads.emplace_back([&] { mft_worker(settings, stores); });
-    if (settings.have_log) threads.emplace_back([&] { log_worker(settings, stores); });
-    if (settings.have_jrnl && !settings.streams_journal()) threads.emplace_back([&] { scan_journal(stores.journal); });
+    const auto start = [&threads, words = uni::words_kept::of_thread()](const std::function<void()>& body) {
+        threads.emplace_back([words, body] {
+            const uni::words_joined joined(words);
+            body();
+        });
+    };
+    if (settings.have_mft) start([&] { mft_worker(settings, stores); });
+    if (settings.have_log) start([&] { log_worker(settings, stores); });
+    if (settings.have_jrnl && !settings.streams_journal()) start([&] { scan_journal(stores.journal); });
     if (settings.show_progress) uni::status_line(uni::status_width, "worker threads spawned");
     for (portable_thread& thread : threads)
         thread.wait();

@@ -59,14 +59,14 @@ bool add_path_pattern(event_criteria& criteria, std::string_view value) {
 bool add_event_words(event_criteria& criteria, std::string_view value) {
     const std::vector<std::string_view> words = split(value, list_separator);
     for (const std::string_view word : words)
-        criteria.words.push_back(lower_case(word));
+        criteria.words.push_back(lower_case(without_blanks(word)));
     return !words.empty();
 }
 
 bool add_files(event_criteria& criteria, std::string_view value) {
     std::vector<wanted_file> files;
     for (const std::string_view text : split(value, list_separator)) {
-        const auto file = parse_file(text);
+        const auto file = parse_file(without_blanks(text));
         if (!file) return false;
         files.push_back(*file);
     }

@@ -288,7 +288,7 @@ void set_cluster_size(option_parse& parse, const std::string& value) {
 void set_columns(option_parse& parse, const std::string& names) {
     for (std::size_t at = 0; at <= names.size();) {
         const std::size_t end = std::min(names.find(',', at), names.size());
-        parse.options.columns.push_back(names.substr(at, end - at));
+        parse.options.columns.emplace_back(without_blanks(std::string_view(names).substr(at, end - at)));
         at = end + 1;
     }
 }
@@ -636,7 +636,8 @@ bool names_paths(const argument_list& args) {
     argument_list left = args;
     for (const option_row& row : option_rows) {
         std::string value;
-        if (row.group == option_group::inputs && row.kind != takes::flag && peek_flag(row.name, left, 1)) return false;
+        const bool is_input = row.group == option_group::inputs && row.kind != takes::flag;
+        if (is_input && row.set != option_set::of_image && peek_flag(row.name, left, 1)) return false;
         if (row.group == option_group::list && row.set == option_set::list && peek_flag(row.name, left, 1))
             return false;
         if (row.kind == takes::flag) take_flag(row.name, left);

@@ -41,7 +41,7 @@ bool has_shape(std::string_view text, std::string_view shape) {
     return std::ranges::equal(text, shape, [](char c, char s) { return s == '0' ? digit_value(c) < 10 : c == s; });
 }
 
-// Minutes that a zone is ahead of UTC, negative if it is behind: "Z", "+02", "-0330", "+05:45". Nothing if it is none.
+// Minutes to subtract from a time of this zone for UTC: "Z", "+02", "-0330", "+05:45". Nothing if it is none.
 std::optional<std::int64_t> read_zone(std::string_view zone) {
     if (zone.empty() || zone == "Z" || zone == "z") return 0;
     const std::string_view clock = zone.substr(1);
@@ -162,10 +162,10 @@ std::optional<tick_span> parse_iso_time(std::string_view text) {
         zone = text.substr(end);
     }
     const auto parsed = cv::parse_date_time(date, clock.text, '-');
-    const auto ahead = read_zone(zone);
-    if (!parsed || !ahead) return std::nullopt;
+    const auto zone_minutes = read_zone(zone);
+    if (!parsed || !zone_minutes) return std::nullopt;
     const auto ticks = static_cast<std::int64_t>(cv::systemtime_to_ticks(*parsed) + clock.fraction) -
-                       *ahead * static_cast<std::int64_t>(ticks_per_minute);
+                       *zone_minutes * static_cast<std::int64_t>(ticks_per_minute);
     if (ticks < 0) return std::nullopt;  // before 1601
     const auto first = static_cast<std::uint64_t>(ticks);
     return tick_span{first, first + clock.unit - 1};

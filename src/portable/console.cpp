@@ -57,10 +57,23 @@ words_kept::~words_kept() {
 
 void words_kept::keep(std::string_view text) {
     try {
+        const std::lock_guard lock(m_mutex);
         m_words += text;
     } catch (const std::bad_alloc&) {
         write_at_once(text);
     }
+}
+
+words_kept* words_kept::of_thread() {
+    return kept_words;
+}
+
+words_joined::words_joined(words_kept* words) : m_before(kept_words) {
+    kept_words = words;
+}
+
+words_joined::~words_joined() {
+    kept_words = m_before;
 }
 
 void console_write(std::string_view text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -34,8 +35,24 @@ public:
 
     void keep(std::string_view text);
 
+    // That of the calling thread; null: there is none.
+    static words_kept* of_thread();
+
 private:
+    std::mutex m_mutex;
     std::string m_words;
+};
+
+// While it lives, what its thread says is kept where another thread's is, which waits for it.
+class words_joined {
+public:
+    explicit words_joined(words_kept* words);
+    ~words_joined();
+    words_joined(const words_joined&) = delete;
+    words_joined& operator=(const words_joined&) = delete;
+
+private:
+    words_kept* const m_before;
 };
 
 // Says whether somebody may be reading along.

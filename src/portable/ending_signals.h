@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace uni {
@@ -13,7 +14,9 @@ public:
     signals_held& operator=(const signals_held&) = delete;
 };
 
-// A signal that ends the process deletes this file first, until `keep_on_signal`; a run has few such files. Signals
+constexpr std::size_t most_doomed_files = 4;  // at one time
+
+// A signal that ends the process deletes this file first, until `keep_on_signal`, if they are no more. Signals
 // that are ignored or handled otherwise stay so. To be called while signals are held.
 void delete_on_signal(const std::string& path);
 void keep_on_signal(const std::string& path);

@@ -14,7 +14,7 @@ constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 // What the handler may look at: no more than bytes that stay where they are.
 using doomed_path = std::array<char, PATH_MAX>;
-std::array<doomed_path, 3> doomed_paths{};
+std::array<doomed_path, most_doomed_files> doomed_paths{};
 
 void end_by_signal(int number) {
     for (const doomed_path& path : doomed_paths) {

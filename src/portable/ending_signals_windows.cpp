@@ -11,7 +11,7 @@ namespace uni {
 namespace {
 
 std::recursive_mutex ending;  // held by what must not be broken off
-std::array<std::string, 4> doomed_paths;
+std::array<std::string, most_doomed_files> doomed_paths;
 bool watched = false;
 
 // On a thread of its own. The process ends afterwards.

@@ -108,13 +108,14 @@ bool event_choice::is_chosen(const event& shown) {
     if (!may_lie_within(when, wanted) || (has_time(unwanted) && lies_within(when, unwanted))) return false;
     if (!wanted.files.empty() && !is_any_of(shown, wanted.files, true)) return false;
     if (is_any_of(shown, unwanted.files, false)) return false;
-    if (!wanted.words.empty() || !unwanted.words.empty()) {
+    const bool has_word = shown.kind != event_kind::clusters_changed && shown.kind != event_kind::content_held;
+    if (has_word && (!wanted.words.empty() || !unwanted.words.empty())) {
         m_word.clear();
         append_event_word(m_word, shown);
-        const auto has_word = [this](const argument_list& words) {
+        const auto is_any_of_these = [this](const argument_list& words) {
             return std::ranges::find(words, m_word) != words.end();
         };
-        if ((!wanted.words.empty() && !has_word(wanted.words)) || has_word(unwanted.words)) return false;
+        if ((!wanted.words.empty() && !is_any_of_these(wanted.words)) || is_any_of_these(unwanted.words)) return false;
     }
     const bool is_wanted =
         wanted.paths.empty() || m_wanted.path.matches(shown.path) || m_wanted.old_path.matches(shown.old_path);

@@ -39,7 +39,7 @@ public:
 
     std::uint64_t distinct() const { return m_distinct; }
 
-    // By count, then by key; equally frequent ones may be left out.
+    // By count, then by name and key; equally frequent ones may be left out.
     std::vector<entry> most_frequent() const {
         std::vector<entry> sorted = m_top;
         std::ranges::sort(sorted, [](const entry& a, const entry& b) {

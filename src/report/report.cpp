@@ -87,6 +87,7 @@ void log_report::open_lines(const std::vector<field_title>& titles) {
 void log_report::write_titles() {
     if (m_lines) m_lines->begin_report();
     if (m_counts) m_counts->write_header();
+    if (m_screen) m_screen->begin_report({});
 }
 
 void log_report::write(evidence& stores, std::string_view current_file) {
@@ -231,13 +232,13 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
         [&](const event& shown) {
             const bool is_own = topic_of(shown.kind) == own;  // otherwise of the journal file, or for further reports
             if ((!is_own && !any_clusters) || !m_choice.takes(shown, is_own)) return;
-            if (m_contents && !put_content(shown)) return;
-            if (lines && is_own) lines->write(shown);
+            if (is_own && m_contents && !put_content(shown)) return;
+            if (is_own && lines) lines->write(shown);
             for (event_report* const further : m_further) {
                 if (is_own || further->takes_clusters()) further->write(shown);
             }
-            if (m_screen) m_screen->write(shown);
-            if (summary) summary->add(shown);
+            if (is_own && m_screen) m_screen->write(shown);
+            if (is_own && summary) summary->add(shown);
         },
         [this](std::uint64_t done, std::uint64_t total) {
             if (m_options.show_progress) show_entry_progress(done, total);

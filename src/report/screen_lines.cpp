@@ -60,7 +60,8 @@ screen_lines::screen_lines(const logfile_options& options, uni::fileio_output& s
     : m_time_format(options.time_format),
       m_colours(wants_colours()),
       m_time_width(cv::time_text(cv::now(), m_time_format).size()),
-      m_screen(screen) {}
+      m_screen(screen),
+      m_titles_due(options.has_titles) {}
 
 void screen_lines::append_padded(std::string_view text, std::size_t width) {
     m_line.append(text).append(std::max(text.size(), width) - text.size() + 2, ' ');

@@ -26,7 +26,7 @@ private:
     const bool m_colours;
     const std::size_t m_time_width;
     uni::fileio_output& m_screen;
-    bool m_titles_due = true;
+    bool m_titles_due;
     std::string m_line;
     std::string m_text;  // of one column
 };

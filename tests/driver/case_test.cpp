@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "images/container.h"
 #include "support/made_run.h"
 #include "support/volume_image.h"
 
@@ -107,7 +108,10 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
         std::string said;  // part of it
         argument_list reported = {};
         int status = -1;
+        argument_list at_end = {};  // reported after all others
     };
+    m_folder.put("foreign", foreign_journal);
+    const argument_list foreign_given = {"-jrnlfile", m_folder.at("foreign")};
     const std::string left = "does not fit the log: ";
     const failure rows[] = {
         {"a log of zeros", {{"b/$LogFile", std::string(65'536, '\0')}, {"b/$MFT", mft_file}}, "b/$LogFile (no record)"},
@@ -123,7 +127,13 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
          {{"b/$LogFile", log_file}, {"b/$MFT", mft_file}, {"b/$Extend/$J", foreign_journal}},
          left,
          with(log_given, mft_given),
-         0},
+         0,
+         foreign_given},
+        {"a log of zeros and a journal",
+         {{"b/$LogFile", std::string(65'536, '\0')}, {"b/$MFT", mft_file}, {"b/$J", journal_file}},
+         "b/$LogFile (no record; ",
+         with(mft_given, journal_given)},
+        {"a text that names a log", {{"b/n.vmdk", "# Disk DescriptorFile\nRW 9 FLAT \"../a/$LogFile\" 0\n"}}, "n.vmdk"},
         {"two of each",
          {{"b/$LogFile", log_file},
           {"b/0", foreign_mft() + std::string(65'536, '\0')},
@@ -132,7 +142,8 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
           {"b/3", journal_file}},
          "",
          all_given,
-         0},
+         0,
+         foreign_given},
         {"a journal by itself", {{"b/$J", journal_file}}, "", journal_given, 0},
         {"an MFT by itself", {{"b/$MFT", mft_file}}, "", {}, 0},
     };
@@ -144,8 +155,9 @@ TEST_F(one_case, loses_no_more_than_what_fails) {
         put("c/$LogFile", log_file);
         const captured_run ran = run(with(of_files, {"-jobs", "2"}));
         const std::string middle = t.reported.empty() ? std::string() : expected(t.reported);
+        const std::string end = t.at_end.empty() ? std::string() : expected(t.at_end);
         EXPECT_EQ(ran.status, t.status);
-        EXPECT_EQ(ran.out == expected(log_given) + middle + expected(log_given), true);
+        EXPECT_EQ(ran.out == expected(log_given) + middle + expected(log_given) + end, true);
         EXPECT_EQ(ran.err.empty(), t.said.empty()) << ran.err;
         EXPECT_NE(ran.err.find(t.said), std::string::npos) << ran.err;
         std::filesystem::remove_all(m_folder.at("c"));
@@ -159,7 +171,20 @@ TEST_F(one_case, has_each_file_once) {
     std::filesystem::create_symlink("$LogFile", m_folder.at("c/a/again"));
     std::filesystem::create_hard_link(m_folder.at("c/a/$LogFile"), m_folder.at("c/a/third"));
     std::filesystem::create_symlink("nowhere", m_folder.at("c/a/nothing"));
+    put("0/x", "");
+    std::filesystem::create_symlink("../a/$LogFile", m_folder.at("c/0/y"));
     EXPECT_EQ(names(), "volume\na\n");
+    put("b/$J", journal_file);
+    put("b/$Extend/$J", journal_file);
+    EXPECT_EQ(names(), "volume\na\nb/$Extend/$J\nb/$J\n");
+}
+
+TEST_F(one_case, finds_what_belongs_together_by_names_first) {
+    for (const char* other : {"1", "2", "3", "4", "5", "6", "7", "8", "9"})
+        put(std::string(other) + "_MFT", foreign_mft() + std::string(65'536, '\0'));
+    put("h_LogFile", log_file);
+    put("h_MFT", mft_file);
+    EXPECT_EQ(run(of_files).out == expected(with(log_given, mft_given)), true);
 }
 
 TEST_F(one_case, writes_no_evidence) {
@@ -169,6 +194,13 @@ TEST_F(one_case, writes_no_evidence) {
     EXPECT_EQ(ran.status, -1);
     EXPECT_NE(ran.err.find("being written by this run"), std::string::npos) << ran.err;
     EXPECT_EQ(contents_of(m_folder.at("c/b/$LogFile")), std::string(65'536, '\0'));
+    if (!has_library(image_form::split)) return;
+    const std::string disk = text_of(pack(partition_table({{63, 2401}}), at{63 * 512}, volume_image{}.image()));
+    put("d/disk.001", disk.substr(0, 1'100'000));
+    put("d/disk.002", disk.substr(1'100'000));
+    const captured_run on_piece = run(with(of_files, {"-out", m_folder.at("c/d/disk.002")}));
+    EXPECT_NE(on_piece.err.find("being written by this run"), std::string::npos) << on_piece.err;
+    EXPECT_EQ(contents_of(m_folder.at("c/d/disk.002")) == disk.substr(1'100'000), true);
 }
 
 TEST_F(one_case, is_what_paths_without_an_option_name) {
@@ -197,6 +229,14 @@ TEST_F(one_case, is_what_paths_without_an_option_name) {
         EXPECT_EQ(ran.status, t.status) << t.paths.front() << ran.err;
         EXPECT_EQ(ran.out == t.out, true) << t.paths.front();
     }
+    m_folder.put("disk.dd", text_of(pack(partition_table({{63, 2401}}), at{63 * 512}, volume_image{}.image())));
+    const auto rows_of = [this](const char* partition) {
+        return run_captured({m_folder.at("disk.dd"), "-partition", partition, "-list", "-columns", "volume", "-csv"})
+            .out;
+    };
+    EXPECT_NE(rows_of("1").find("disk.dd:1\n"), std::string::npos);
+    EXPECT_EQ(rows_of("2").find("disk.dd:1\n"), std::string::npos);
+    EXPECT_NE(run_captured({m_folder.at("none"), "-events"}).err.find("no such file or folder"), std::string::npos);
     EXPECT_EQ(run_captured({b, "-log"}).err, run_captured({"-log"}).err);  // an input option: nothing new
     EXPECT_NE(run_captured({b, "-undo", "-quiet"}).out.find("op_name"), std::string::npos);
 }
