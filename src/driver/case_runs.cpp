@@ -109,9 +109,13 @@ private:
     std::string m_written;
 };
 
-bool is_written(const run_outputs& outputs, const case_set& set) {
-    const auto held = [&outputs](const std::string& path) { return outputs.hold(path); };
-    return held(set.log) || std::ranges::any_of(set.mfts, held) || std::ranges::any_of(set.journals, held);
+// Of a set's files one that the run writes; empty: none.
+std::string written_file(const run_outputs& outputs, const case_set& set) {
+    std::vector<std::string> files{set.log};
+    files.insert(files.end(), set.mfts.begin(), set.mfts.end());
+    files.insert(files.end(), set.journals.begin(), set.journals.end());
+    const auto held = std::ranges::find_if(files, [&outputs](const std::string& path) { return outputs.hold(path); });
+    return held != files.end() ? *held : std::string();
 }
 
 using image_map = std::map<std::string, disk_image>;
@@ -314,9 +318,11 @@ bool find_sets(const logfile_options& options, const run_outputs& outputs, case_
     found.sets = images.volumes_of(std::move(found.sets));
     std::string written = images.written();
     for (const case_set& set : found.sets)
-        if (is_written(outputs, set)) written = set.path();
+        if (written.empty()) written = written_file(outputs, set);
     if (!written.empty()) {
-        uni::console_write(warning_line("being written by this run", written));
+        // Not a word may go there if it is the error stream.
+        if (uni::identify(written) != uni::stored_file(uni::standard_error))
+            uni::console_write(warning_line("being written by this run", written));
         return false;
     }
     if (found.sets.empty())

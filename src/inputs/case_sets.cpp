@@ -167,10 +167,12 @@ private:
             return;
         }
         const bool named = !m_beside && std::ranges::find(m_paths, path) != m_paths.end();
-        input_kind kind = kind_of_stray_file(file);
+        const auto found = kind_of_stray_file(file);
+        if (!found && !m_beside) m_found.problems.push_back({path, "device error"});
+        input_kind kind = found.value_or(input_kind::unknown);
         if (kind == input_kind::unknown) kind = kind_by_name(path);
         if (kind == input_kind::unknown || kind == input_kind::compressed) {
-            if (named) m_found.problems.push_back({path, "no log, MFT, journal or image"});
+            if (named && found) m_found.problems.push_back({path, "no log, MFT, journal or image"});
             return;
         }
         if (kind == input_kind::image && m_beside) return;

@@ -172,9 +172,10 @@ bool is_zero(uni::byte_view data) {
 
 }  // namespace
 
-input_kind kind_of_stray_file(const uni::byte_source& file) {
+std::optional<input_kind> kind_of_stray_file(const uni::byte_source& file) {
     std::vector<std::uint8_t> bytes(5 * log_page_size);
-    bytes.resize(file.read_at(bytes, 0).bytes);
+    const uni::read_result first = file.read_at(bytes, 0);
+    bytes.resize(first.bytes);
     const uni::byte_view head = std::span<const std::uint8_t>(bytes);
     const input_kind kind = kind_of_head(head);
     if (kind == input_kind::image && (is_later_piece(head) || is_too_small(head, file.size())))
@@ -182,12 +183,15 @@ input_kind kind_of_stray_file(const uni::byte_source& file) {
     if (kind != input_kind::unknown) return kind;
     for (std::size_t at = log_page_size; at < head.size(); at += log_page_size)
         if (kind_of_page(head.from(at)) == input_kind::log) return input_kind::log;
+    if (first.failed) return std::nullopt;
     if (!is_zero(head)) return begins_with_journal_record(head) ? input_kind::journal : input_kind::unknown;
     const std::uint64_t last = file.size() < looked_at ? 0 : (file.size() - looked_at) / usn_granule * usn_granule;
     for (const std::uint64_t offset : {file.next_data(0), last}) {
-        const std::vector<std::uint8_t> data = bytes_at(file, offset);
-        const uni::byte_view view = std::span<const std::uint8_t>(data);
+        std::vector<std::uint8_t> data(looked_at);
+        const uni::read_result read = file.read_at(data, offset);
+        const uni::byte_view view = std::span<const std::uint8_t>(data).first(read.bytes);
         if (begins_with_journal_record(view)) return input_kind::journal;
+        if (read.failed) return std::nullopt;
     }
     return input_kind::unknown;
 }

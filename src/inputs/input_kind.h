@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "portable/byte_source.h"
@@ -19,7 +20,8 @@ input_kind kind_of_file(const uni::byte_source& file);
 // The same by a few KiB, for files that may be of any kind and any size. A log is also known by a later one of its
 // first pages, and a journal by a record near where its data begin, or near its end where it begins with zeros. An
 // image is the first file of one that has several.
-input_kind kind_of_stray_file(const uni::byte_source& file);
+// Nothing if what it is might stand where it cannot be read.
+std::optional<input_kind> kind_of_stray_file(const uni::byte_source& file);
 
 // The same as `kind_of_file`, and whether records of a log, an MFT or a journal stand anywhere near its beginning or
 // its end: that of a copy may be lost, off its place, or zeros up to far inside.
