@@ -114,7 +114,7 @@ constexpr std::uint8_t erased = 0xFF;  // what a log is filled with when it is m
 
 bool is_blank(uni::byte_view page) {
     const std::uint8_t first = page.u8(0);
-    // Each byte equals the one before it, which one comparison of memory tells.
+    // Each byte equals the one before it, which one comparison of memory shows.
     return (first == 0 || first == erased) &&
            std::ranges::equal(page.from(1).bytes(), page.slice(0, page.size() - 1).bytes());
 }

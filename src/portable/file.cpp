@@ -41,6 +41,20 @@ bool file::close() {
     return closed;
 }
 
+read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
+    if (!is_open()) return {.failed = true};
+    read_result result;
+    if (offset >= m_size) return result;
+    buffer = buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset)));
+    while (result.bytes < buffer.size()) {
+        const std::int64_t arrived = read_piece(m_fd, buffer.subspan(result.bytes), offset + result.bytes);
+        result.failed = arrived < 0;
+        if (arrived <= 0) break;
+        result.bytes += static_cast<std::size_t>(arrived);
+    }
+    return result;
+}
+
 fileio_output::fileio_output(file& target)
     : fileio_output([&target](std::string_view text) { return target.append(text); }) {}
 

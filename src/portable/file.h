@@ -89,6 +89,8 @@ public:
 
 private:
     static bool close_descriptor(int descriptor);
+    // The bytes that arrived, 0 at the end, -1 for a failure.
+    static std::int64_t read_piece(int descriptor, std::span<std::uint8_t> buffer, std::uint64_t offset);
 
     int m_fd = -1;
     std::uint64_t m_size = 0;

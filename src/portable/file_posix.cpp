@@ -233,20 +233,12 @@ std::uint64_t file::measure_size() {
     return m_size;
 }
 
-read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
-    if (!is_open()) return {.failed = true};
-    read_result result;
-    if (offset >= m_size) return result;
-    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset));
-    while (result.bytes < wanted) {
-        const ssize_t arrived = ::pread(m_fd, buffer.data() + result.bytes, std::min(read_chunk, wanted - result.bytes),
-                                        static_cast<off_t>(offset + result.bytes));
-        if (arrived < 0 && errno == EINTR) continue;
-        result.failed = arrived < 0;
-        if (arrived <= 0) break;
-        result.bytes += static_cast<std::size_t>(arrived);
+std::int64_t file::read_piece(int descriptor, std::span<std::uint8_t> buffer, std::uint64_t offset) {
+    for (;;) {
+        const ssize_t arrived =
+            ::pread(descriptor, buffer.data(), std::min(read_chunk, buffer.size()), static_cast<off_t>(offset));
+        if (arrived >= 0 || errno != EINTR) return arrived;
     }
-    return result;
 }
 
 std::uint64_t file::next_data(std::uint64_t offset) const {

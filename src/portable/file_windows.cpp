@@ -292,25 +292,14 @@ std::uint64_t file::measure_size() {
     return m_size;
 }
 
-read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const {
-    if (!is_open()) return {.failed = true};
-    read_result result;
-    if (offset >= m_size) return result;
-    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_size - offset));
-    while (result.bytes < wanted) {
-        OVERLAPPED place{};
-        place.Offset = static_cast<DWORD>(offset + result.bytes);
-        place.OffsetHigh = static_cast<DWORD>((offset + result.bytes) >> 32);
-        DWORD arrived = 0;
-        const auto piece = static_cast<DWORD>(std::min(most_at_once, wanted - result.bytes));
-        if (::ReadFile(handle_of(m_fd), buffer.data() + result.bytes, piece, &arrived, &place) == 0) {
-            result.failed = ::GetLastError() != ERROR_HANDLE_EOF;
-            break;
-        }
-        if (arrived == 0) break;
-        result.bytes += arrived;
-    }
-    return result;
+std::int64_t file::read_piece(int descriptor, std::span<std::uint8_t> buffer, std::uint64_t offset) {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    DWORD arrived = 0;
+    const auto wanted = static_cast<DWORD>(std::min(most_at_once, buffer.size()));
+    if (::ReadFile(handle_of(descriptor), buffer.data(), wanted, &arrived, &place) != 0) return arrived;
+    return ::GetLastError() == ERROR_HANDLE_EOF ? 0 : -1;
 }
 
 std::uint64_t file::next_data(std::uint64_t offset) const {
