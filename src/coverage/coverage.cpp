@@ -29,7 +29,7 @@ void gather_records(log_coverage& coverage, const log_store& log, const transact
     const transaction_tally& tally = coverage.transactions;
     coverage.records_distinct = tally.records_of_whole + tally.records_of_cut + tally.records_of_none;
     for (const log_entry& entry : log.entries)
-        coverage.lsns.add(entry.this_lsn);
+        coverage.lsns.add(entry.this_lsn());
     const volume_geometry geometry = find_volume_geometry(log);
     coverage.cluster_size = geometry.voted_cluster;
     coverage.cluster_size_fit = fit_text(geometry);

@@ -58,7 +58,7 @@ public:
 
 private:
     void keep(const log_entry& entry, std::uint64_t time) {
-        if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn, .time = time});
+        if (cv::has_calendar_form(time)) m_times.push_back({.lsn = entry.this_lsn(), .time = time});
     }
 
     const mft_geometry& m_geometry;
@@ -76,7 +76,7 @@ std::vector<logged_usn> logged_journal_records(const log_store& log) {
         const record_fact fact = proved_fact(entry, log.geometry);
         if (fact.kind != fact_kind::journal_record) continue;
         const usn_record record = *read_usn_record(fact.data);
-        found.push_back({.lsn = entry.this_lsn,
+        found.push_back({.lsn = entry.this_lsn(),
                          .usn = record.get(&usn_layout::usn),
                          .time = record.get(&usn_layout::time),
                          .file = record.file(),

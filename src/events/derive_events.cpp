@@ -52,7 +52,7 @@ uni::seeded_map<bool> find_journals(const log_facts& facts, const file_history& 
 std::uint64_t logged_bytes(const log_store& log) {
     std::uint64_t bytes = 0;
     for (const log_entry& entry : log.entries)
-        bytes += entry.bytes.size();
+        bytes += entry.bytes().size();
     return bytes;
 }
 
@@ -71,7 +71,7 @@ public:
           m_numbers(number_transactions(inputs.log)),
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
-          m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn),
+          m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn()),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_history({.log = inputs.log,
                      .transactions = {m_numbers, m_states.rolled_back},
@@ -168,7 +168,7 @@ private:
     // file comes where that does. Another one comes by its time, but before what later transactions have there.
     void report_journal(const transaction_facts& transaction) {
         if (!m_journal) return;
-        const std::uint64_t lsn = m_log.entries[transaction.head].this_lsn;
+        const std::uint64_t lsn = m_log.entries[transaction.head].this_lsn();
         const std::uint64_t offset = journal_offset_of(transaction);
         if (offset != log_fact::not_in_file) {
             m_journal->report_until(offset, lsn);
@@ -201,7 +201,7 @@ private:
     // What restart records show comes before the transactions that begin after them.
     void report_volume(std::uint64_t next_lsn) {
         for (; !m_volume_left.empty(); m_volume_left = m_volume_left.subspan(1)) {
-            if (m_log.entries[m_volume_left.front().proof].this_lsn >= next_lsn) return;
+            if (m_log.entries[m_volume_left.front().proof].this_lsn() >= next_lsn) return;
             m_writer.write(m_volume_left.front());
         }
     }
@@ -222,7 +222,7 @@ private:
         for (const log_fact& fact : transaction.facts)
             m_file_facts.push_back(&fact);
         for (const record_change& change : changes) {
-            record_owner owner = m_names.owner_of(change, m_log.entries[change.first].this_lsn);
+            record_owner owner = m_names.owner_of(change, m_log.entries[change.first].this_lsn());
             if (change.rolled_back && owner.file.sequence() == 0) {
                 owner = owner_by_facts(change.number, transaction.facts);
             }
@@ -325,7 +325,7 @@ private:
             if (fact->kind == fact_kind::entry_added && !fact->name().is_dos_name()) past.name = fact->name();
         }
         const event_time when =
-            m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn);
+            m_clock.time_of(changes.transaction.number, m_log.entries[changes.transaction.head].this_lsn());
         if (when.clock != event_clock::not_before) past.last_event = journal_time != 0 ? journal_time : when.time;
         for (const owned_change& one : changes.records) {
             const standard_change* const standard = m_history.standard_of(*one.record);

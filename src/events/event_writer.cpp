@@ -101,10 +101,10 @@ bool event_writer::is_of_journal(event_kind kind) {
 void event_writer::write(const volume_event& shown) {
     const log_entry& entry = m_context.log.entries[shown.proof];
     m_event = {};
-    static_cast<event_time&>(m_event) = m_context.clock.time_at(entry.this_lsn);
+    static_cast<event_time&>(m_event) = m_context.clock.time_at(entry.this_lsn());
     m_event.kind = shown.kind;
-    m_event.lsn = entry.this_lsn;
-    m_event.file_offset = entry.file_offset;
+    m_event.lsn = entry.this_lsn();
+    m_event.file_offset = entry.file_offset();
     m_event.before = shown.before;
     m_event.after = shown.after;
     m_listener(m_event);
@@ -124,8 +124,8 @@ void event_writer::write(const mft_difference& difference, const event_subject& 
 void event_writer::begin(const found_event& found, const event_subject& subject) {
     static_cast<event_header&>(m_event) = subject;
     m_event.kind = found.kind;
-    m_event.lsn = m_context.log.entries[found.proof].this_lsn;
-    m_event.file_offset = m_context.log.entries[found.proof].file_offset;
+    m_event.lsn = m_context.log.entries[found.proof].this_lsn();
+    m_event.file_offset = m_context.log.entries[found.proof].file_offset();
     set_paths(found, subject);
     m_event.before = m_event.after = {};
 }
@@ -150,7 +150,7 @@ void event_writer::write(const clock_change& change) {
     static_cast<event_time&>(m_event) = {after.ticks, 0, after.of_journal ? event_clock::journal : event_clock::record};
     m_event.kind = event_kind::clock_set_back;
     m_event.lsn = after.lsn;
-    m_event.file_offset = m_context.log.entries[after.position].file_offset;
+    m_event.file_offset = m_context.log.entries[after.position].file_offset();
     m_event.before.clock = change.before;
     m_event.after.clock = after.ticks;
     m_listener(m_event);

@@ -256,7 +256,7 @@ bool file_events::find_deletion() {
 
 // Whether the file was called that before the record at the position of the log.
 bool file_events::has_name(const file_name_view& name, std::uint32_t position) const {
-    const auto known = m_context.names.name_at(m_changes->file, {m_context.log.entries[position].this_lsn - 1});
+    const auto known = m_context.names.name_at(m_changes->file, {m_context.log.entries[position].this_lsn() - 1});
     return known && !name.name().empty() && known->parent == name.parent() &&
            std::ranges::equal(known->units.bytes(), name.name().bytes());
 }
@@ -469,7 +469,7 @@ void file_events::find_times(bool after_reasons) {
         if (standard == nullptr || one.record->number != m_changes->file.number()) continue;
         const time_change change =
             judge_times(*standard, {.clock = m_context.clock,
-                                    .lsn = m_context.log.entries[standard->proof].this_lsn,
+                                    .lsn = m_context.log.entries[standard->proof].this_lsn(),
                                     .tunneled = changes_creation_time(*standard) && is_tunneled(*standard),
                                     .copying = is_copying(*standard),
                                     .names_changed = m_context.clock.names_changed(*one.record),
@@ -510,7 +510,7 @@ void file_events::find_new_owner(const record_change& record, const standard_cha
 // created.
 bool file_events::is_tunneled(const standard_change& change) const {
     const auto creation = change.after.times[0].whole();
-    const moment when{m_context.log.entries[change.proof].this_lsn};
+    const moment when{m_context.log.entries[change.proof].this_lsn()};
     const auto name = m_changes->file.sequence() != 0 ? m_context.names.name_at(m_changes->file, when) : std::nullopt;
     if (!name || !creation || m_past.birth_time == 0) return false;
     const std::vector<std::uint8_t> stored = uni::utf16_units(name->stored);
@@ -518,7 +518,7 @@ bool file_events::is_tunneled(const standard_change& change) const {
     const auto removal = m_context.tunneling.removal_of(*creation, name->parent, units, change.proof);
     if (!removal) return false;
     const event_time removed =
-        m_context.clock.time_of(m_context.transactions[*removal], m_context.log.entries[*removal].this_lsn);
+        m_context.clock.time_of(m_context.transactions[*removal], m_context.log.entries[*removal].this_lsn());
     return removed.time != 0 && m_past.birth_time <= removed.time + tunneling_duration;
 }
 
@@ -532,7 +532,7 @@ bool file_events::is_copying(const standard_change& change) const {
         if (is_new && (!cv::has_calendar_form(time) || time > m_past.birth_time + time_zones)) return false;
     }
     if ((m_past.reasons & usn_reasons::created) != 0) return true;
-    const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn;
+    const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn();
     std::uint64_t latest = std::max(m_context.clock.latest_before(lsn), m_journal_time);
     if (m_context.clock.has_passed(new_change_time(change), lsn)) latest = std::max(latest, new_change_time(change));
     for (std::size_t at = 1; at < change.before.times.size(); ++at) {

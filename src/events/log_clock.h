@@ -88,7 +88,7 @@ private:
     bool fits(std::uint64_t ticks, std::uint64_t lsn) const;
     std::uint64_t lower(std::uint64_t lsn) const;
     std::uint64_t upper(std::uint64_t lsn) const;
-    std::uint64_t lsn_of(std::uint32_t position) const { return m_log.entries[position].this_lsn; }
+    std::uint64_t lsn_of(std::uint32_t position) const { return m_log.entries[position].this_lsn(); }
 
     const log_store& m_log;
     const file_history& m_history;

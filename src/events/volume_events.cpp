@@ -34,7 +34,7 @@ public:
         for (std::uint32_t at = 0; at < m_log.entries.size(); ++at) {
             if (is_restart_record(m_log.entries[at])) m_records.push_back(at);
         }
-        std::ranges::stable_sort(m_records, {}, [this](std::uint32_t at) { return m_log.entries[at].this_lsn; });
+        std::ranges::stable_sort(m_records, {}, [this](std::uint32_t at) { return m_log.entries[at].this_lsn(); });
         for (const std::uint32_t at : m_records) {
             read_mount(at);
             read_usn(at);

@@ -21,7 +21,7 @@ constexpr std::uint64_t kept_for_a_step = 512;
 constexpr std::uint64_t kept_for_a_byte = 6;
 
 bool changes_file_record(const log_entry& entry) {
-    if (!entry.of_client) return false;
+    if (!entry.of_client()) return false;
     if (entry.redo_op > compensation_log_record) return target_of(entry.redo_op) == operation_target::file_record;
     return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
 }
@@ -64,7 +64,7 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
         if (number == 0 && (entry.get(record_layout::target_vcn) != 0 || offset_in_cluster(entry) >= record_size))
             continue;
         if (names_another(entry, number)) continue;
-        targets.push_back({number, entry.this_lsn, at});
+        targets.push_back({number, entry.this_lsn(), at});
     }
     std::ranges::sort(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn, t.position); });
     const auto same = [](const target& a, const target& b) { return a.number == b.number && a.lsn == b.lsn; };
@@ -90,8 +90,8 @@ public:
           m_finder(changes, inputs.with_data),
           m_recoverable(inputs.log.entries.size() + few_steps) {
         for (const log_entry& entry : inputs.log.entries) {
-            m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn);
-            m_highest_lsn = std::max(m_highest_lsn, entry.this_lsn);
+            m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn());
+            m_highest_lsn = std::max(m_highest_lsn, entry.this_lsn());
         }
     }
 
@@ -152,7 +152,7 @@ private:
         step.rolled_back = m_inputs.transactions.rolled_back[position];
         step.after_gap =
             !m_steps.empty() && step.found_lsn() != m_steps.back().lsn && gap_between(m_steps.back().lsn, step.lsn);
-        m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes.size());
+        m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes().size());
         if (m_inputs.with_data) earn_data();
         if (step.compensates) complete_compensation(step);
         if (step.rolled_back) m_open.push_back(static_cast<std::uint32_t>(m_steps.size()));
@@ -465,7 +465,7 @@ void add_mentions(file_timeline& timeline, const history_inputs& inputs) {
         by_position[fact.position] = &fact;
     for (const log_fact* const fact : by_position) {
         if (fact == nullptr || fact->rolled_back) continue;
-        const std::uint64_t lsn = inputs.log.entries[fact->position].this_lsn;
+        const std::uint64_t lsn = inputs.log.entries[fact->position].this_lsn();
         file_moment moment{.lsn = lsn, .header = {}, .name = {}, .what = sign::mentioned};
         moment.header.sequence = fact->file.sequence();
         moment.header.directory = fact->names_directory();
@@ -532,7 +532,7 @@ file_history::file_history(const history_inputs& inputs) {
     m_timeline.reserve(2 * inputs.log.entries.size());
     replay(inputs, record_size);
     std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
-        return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn, change.rolled_back);
+        return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn(), change.rolled_back);
     });
     for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
         m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
@@ -540,7 +540,7 @@ file_history::file_history(const history_inputs& inputs) {
     add_mentions(m_timeline, inputs);
     std::uint64_t highest_lsn = 0;
     for (const log_entry& entry : inputs.log.entries)
-        highest_lsn = std::max(highest_lsn, entry.this_lsn);
+        highest_lsn = std::max(highest_lsn, entry.this_lsn());
     m_timeline.seal(inputs.inodes, highest_lsn);
 }
 

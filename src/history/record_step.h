@@ -20,7 +20,7 @@ struct operation_side {
 struct record_step {
     record_step() = default;
     explicit record_step(const log_entry& entry)
-        : lsn(entry.this_lsn),
+        : lsn(entry.this_lsn()),
           redo{entry.redo_op, exact_redo(entry), entry.get(record_layout::redo_length)},
           undo{entry.undo_op, exact_undo(entry), entry.get(record_layout::undo_length)},
           attribute(entry.get(record_layout::record_offset)),

@@ -30,14 +30,7 @@ std::uint32_t total_length(uni::byte_view record) {
 }
 
 log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
-    return {.bytes = bytes.slice(0, std::uint64_t{payload_begin} + payload_length(bytes)),
-            .file_offset = file_offset,
-            .this_lsn = bytes.get(this_lsn),
-            .client_previous_lsn = bytes.get(client_previous_lsn),
-            .redo_op = bytes.get(redo_op),
-            .undo_op = bytes.get(undo_op),
-            .spanned = spanned,
-            .of_client = bytes.get(record_type) == record_types::client};
+    return {bytes.slice(0, std::uint64_t{payload_begin} + payload_length(bytes)), file_offset, spanned};
 }
 
 data_window redo_data(const log_entry& entry) {

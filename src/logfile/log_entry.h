@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "portable/byte_view.h"
 
@@ -41,24 +42,42 @@ inline constexpr std::uint32_t restart = 2;  // a client's restart area: what lo
 }  // namespace record_types
 
 // One parsed log record: its first 88 bytes, then its payload. The bytes belong to the `log_store` that the entry
-// stands in. What every walk over the store asks for is copied out of them.
-struct log_entry {
-    uni::byte_view bytes;
-    std::uint64_t file_offset = 0;          // bytes; where its first piece began
-    std::uint64_t this_lsn = 0;             // log sequence number
-    std::uint64_t client_previous_lsn = 0;  // 0: head of a chain
-    std::uint16_t redo_op = 0;
-    std::uint16_t undo_op = 0;
-    bool spanned = false;    // it crossed a page end
-    bool of_client = false;  // its type: a step of a transaction
+// stands in. A log has one for each 90 of its bytes or so; what the bytes say is not held twice, but for the
+// operations, which walks choose by.
+class log_entry {
+public:
+    log_entry() = default;
+    // `bytes` are at least 88; the file offset is where the record's first piece began, in bytes.
+    log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned)
+        : redo_op(bytes.get(record_layout::redo_op)),
+          undo_op(bytes.get(record_layout::undo_op)),
+          m_size(static_cast<std::uint32_t>(bytes.size())),
+          m_data(bytes.bytes().data()),
+          m_place(file_offset << 1 | std::uint64_t{spanned}) {}
+
+    uni::byte_view bytes() const { return std::span(m_data, m_size); }
+    std::uint64_t file_offset() const { return m_place >> 1; }
+    bool spanned() const { return (m_place & 1) != 0; }  // it crossed a page end
+
+    std::uint64_t this_lsn() const { return get(record_layout::this_lsn); }  // log sequence number
+    std::uint64_t client_previous_lsn() const { return get(record_layout::client_previous_lsn); }  // 0: head of a chain
+    bool of_client() const { return get(record_layout::record_type) == record_types::client; }  // a transaction's step
 
     template <class integer>
     integer get(uni::field<integer> f) const {
-        return bytes.get(f);
+        return bytes().get(f);
     }
 
     // The client data after its 40-byte header; empty if there is none.
-    uni::byte_view payload() const { return bytes.from(record_layout::payload_begin); }
+    uni::byte_view payload() const { return bytes().from(record_layout::payload_begin); }
+
+    std::uint16_t redo_op = 0;
+    std::uint16_t undo_op = 0;
+
+private:
+    std::uint32_t m_size = 0;
+    const std::uint8_t* m_data = nullptr;
+    std::uint64_t m_place = 0;
 };
 
 // An entry over the record at the start of `bytes`, of which the first 88 are there.

@@ -38,7 +38,7 @@ std::vector<std::uint32_t> log_queries::entries_for_chain(std::uint64_t lsn) {
     for (auto found = m_by_lsn.find(lsn); found && !listed[*found]; found = m_by_lsn.find(lsn)) {
         listed[*found] = true;
         chain.push_back(*found);
-        lsn = m_store.entries[*found].client_previous_lsn;
+        lsn = m_store.entries[*found].client_previous_lsn();
         if (lsn == 0) break;
     }
     return chain;

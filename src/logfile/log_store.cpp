@@ -10,14 +10,14 @@ namespace kest {
 void append_chain(log_store& store, std::uint32_t head, bool cut, const uni::sealed_index& by_previous,
                   std::vector<bool>& in_chain, std::size_t& near) {
     const auto first = static_cast<std::uint32_t>(store.chain_records.size());
-    const std::uint64_t lsn = store.entries[head].this_lsn;
+    const std::uint64_t lsn = store.entries[head].this_lsn();
     store.chain_records.push_back(head);
     for (std::uint64_t current = lsn;;) {
         const uni::index_entry* const next = by_previous.find_near(current, near);
         if (next == nullptr || in_chain[next->position]) break;
         in_chain[next->position] = true;
         store.chain_records.push_back(next->position);
-        current = store.entries[next->position].this_lsn;
+        current = store.entries[next->position].this_lsn();
     }
     store.chain_heads.push_back({.lsn = lsn,
                                  .first = first,
@@ -32,10 +32,10 @@ void link_chains(log_store& store) {
     uni::try_reserve(heads, store.entries.size());
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
         const log_entry& entry = store.entries[position];
-        if (entry.client_previous_lsn != 0) {
-            by_previous.add(entry.client_previous_lsn, position);
+        if (entry.client_previous_lsn() != 0) {
+            by_previous.add(entry.client_previous_lsn(), position);
         } else {
-            heads.add(entry.this_lsn, position);
+            heads.add(entry.this_lsn(), position);
         }
     }
     by_previous.seal_unique();
@@ -48,11 +48,11 @@ void link_chains(log_store& store) {
         append_chain(store, head.position, false, by_previous, in_chain, near);
 }
 
-uni::sealed_index index_entries(const log_store& store, std::uint64_t log_entry::*key) {
+uni::sealed_index index_entries(const log_store& store, std::uint64_t (log_entry::*key)() const) {
     uni::sealed_index index;
     index.reserve(store.entries.size());
     for (std::uint32_t position = 0; position < store.entries.size(); ++position)
-        index.add(store.entries[position].*key, position);
+        index.add((store.entries[position].*key)(), position);
     index.seal_unique();
     return index;
 }
@@ -72,14 +72,14 @@ std::vector<std::uint32_t> lost_records(const log_store& store) {
         linked[position] = true;
     uni::sealed_index loose;  // key: LSN
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
-        if (!linked[position]) loose.add(store.entries[position].this_lsn, position);
+        if (!linked[position]) loose.add(store.entries[position].this_lsn(), position);
     }
     if (loose.empty()) return {};
     loose.seal_unique();
     std::vector<bool> repeated(loose.size());
     std::size_t near = 0;
     for (const std::uint32_t position : store.chain_records) {
-        if (loose.find_near(store.entries[position].this_lsn, near) != nullptr) repeated[near] = true;
+        if (loose.find_near(store.entries[position].this_lsn(), near) != nullptr) repeated[near] = true;
     }
     std::vector<std::uint32_t> lost;
     for (std::size_t at = 0; at < loose.size(); ++at) {
@@ -94,11 +94,11 @@ public:
     explicit cut_linker(log_store& store) : m_store(store), m_taken(store.entries.size()) {
         std::vector<std::uint32_t> in_file = lost_records(store);
         for (const std::uint32_t position : in_file)
-            m_lost.add(store.entries[position].this_lsn, position);
+            m_lost.add(store.entries[position].this_lsn(), position);
         // In the order of the file, so that of two with one predecessor the first follows it.
         std::ranges::sort(in_file);
         for (const std::uint32_t position : in_file)
-            m_by_previous.add(store.entries[position].client_previous_lsn, position);
+            m_by_previous.add(store.entries[position].client_previous_lsn(), position);
         m_by_previous.seal_unique();
     }
 
@@ -110,7 +110,7 @@ public:
     }
 
 private:
-    std::uint64_t previous_of(std::uint32_t position) const { return m_store.entries[position].client_previous_lsn; }
+    std::uint64_t previous_of(std::uint32_t position) const { return m_store.entries[position].client_previous_lsn(); }
 
     // By LSN, so that the lowest of a circle begins it.
     template <class test>

@@ -101,7 +101,7 @@ struct log_store {
 inline void prefetch_record(const log_store& log, std::size_t position) {
     constexpr std::size_t distance = 16;
     if (position + distance >= log.entries.size()) return;
-    const std::uint8_t* const bytes = log.entries[position + distance].bytes.bytes().data();
+    const std::uint8_t* const bytes = log.entries[position + distance].bytes().bytes().data();
     uni::prefetch(bytes + record_layout::client_begin);
     uni::prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
 }
@@ -119,7 +119,7 @@ void append_chain(log_store& store, std::uint32_t head, bool cut, const uni::sea
                   std::vector<bool>& in_chain, std::size_t& near);
 
 // The entries by one of their 64-bit fields; of equal ones the first in file order.
-uni::sealed_index index_entries(const log_store& store, std::uint64_t log_entry::*key);
+uni::sealed_index index_entries(const log_store& store, std::uint64_t (log_entry::*key)() const);
 
 // Empties the store for the next log. Kept: a record pending at the end of one log meets the first page of the
 // next.

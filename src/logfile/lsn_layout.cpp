@@ -54,8 +54,9 @@ public:
         for (std::size_t at = 0; at < m_log.entries.size(); ++at) {
             const log_entry& entry = m_log.entries[at];
             prefetch_record(m_log, at);
-            if (last != nullptr && entry.this_lsn <= last->this_lsn) continue;
-            if (last != nullptr && !follows(*last, entry.this_lsn)) gaps.push_back({last->this_lsn, entry.this_lsn});
+            if (last != nullptr && entry.this_lsn() <= last->this_lsn()) continue;
+            if (last != nullptr && !follows(*last, entry.this_lsn()))
+                gaps.push_back({last->this_lsn(), entry.this_lsn()});
             last = &entry;
         }
         return gaps;
@@ -69,13 +70,14 @@ private:
 
     bool follows(const log_entry& entry, std::uint64_t next, std::uint64_t first_page) const {
         if (m_layout.log_size <= first_page) return false;
-        const std::uint64_t offset = m_layout.offset(entry.this_lsn);
+        const std::uint64_t offset = m_layout.offset(entry.this_lsn());
         const std::uint64_t at = offset % log_page_size;
-        const log_position end = end_of({m_layout.round(entry.this_lsn), offset - at, at}, total_length(entry.bytes));
+        const log_position end =
+            end_of({m_layout.round(entry.this_lsn()), offset - at, at}, total_length(entry.bytes()));
         const bool room = log_page_size - end.at >= least_header;
         if (room && next == lsn_at(end, first_page)) return true;
         // A page need not be filled: what is flushed may end it.
-        const bool page_ends = !room || std::ranges::binary_search(m_page_ends, entry.this_lsn);
+        const bool page_ends = !room || std::ranges::binary_search(m_page_ends, entry.this_lsn());
         return page_ends &&
                next == lsn_at({end.round, end.page + log_page_size, page_layout::records_begin}, first_page);
     }
@@ -106,10 +108,10 @@ std::optional<lsn_layout> layout_by_size(const log_store& log) {
     std::uint64_t at_home = 0;
     std::uint64_t at_home_in_larger = 0;
     for (const log_entry& entry : log.entries) {
-        if (entry.file_offset < copies_end * log_page_size) continue;
+        if (entry.file_offset() < copies_end * log_page_size) continue;
         ++asked;
-        if (layout.offset(entry.this_lsn) == entry.file_offset) ++at_home;
-        if (larger.offset(entry.this_lsn) == entry.file_offset) ++at_home_in_larger;
+        if (layout.offset(entry.this_lsn()) == entry.file_offset()) ++at_home;
+        if (larger.offset(entry.this_lsn()) == entry.file_offset()) ++at_home_in_larger;
     }
     if (at_home == 0 || 8 * at_home < 7 * asked) return std::nullopt;
     if (at_home_in_larger == at_home) layout.log_size = (std::uint64_t{1} << bits) * 8;

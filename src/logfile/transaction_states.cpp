@@ -10,7 +10,7 @@ using namespace operation_code;
 
 // The tables of a checkpoint, and what describes an open attribute, stand in chains of their own.
 bool belongs_to_checkpoint(const log_entry& entry) {
-    return !entry.of_client ||
+    return !entry.of_client() ||
            (entry.redo_op >= open_nonresident_attribute && entry.redo_op <= transaction_table_dump) ||
            (entry.redo_op == noop && entry.undo_op == noop);
 }
@@ -60,7 +60,7 @@ private:
         for (; !m_undo_stack.empty(); m_undo_stack.pop_back()) {
             const std::uint32_t position = m_undo_stack.back();
             const log_entry& entry = m_log.entries[position];
-            if (entry.this_lsn <= undo_next) break;
+            if (entry.this_lsn() <= undo_next) break;
             if (stands) continue;
             m_states.rolled_back[position] = true;
             if (is_step(entry)) ++m_steps_rolled_back;

@@ -87,7 +87,7 @@ uni::byte_view file_record_of(const log_entry& entry) {
         bytes = exact_undo(entry);
     }
     if (bytes.get(file_record_layout::signature) != file_record_layout::file_signature) return {};
-    return entry.of_client ? bytes : uni::byte_view{};
+    return entry.of_client() ? bytes : uni::byte_view{};
 }
 
 // In the first cluster any size gives the same numbers.
@@ -145,11 +145,11 @@ volume_geometry find_volume_geometry(const log_store& log) {
     geometry.voted_record = usual ? voted.file_record : stated_by_most(log);
     std::uint64_t newest = 0;
     for (const log_entry& entry : log.entries) {
-        if (entry.of_client || entry.this_lsn < newest) continue;
+        if (entry.of_client() || entry.this_lsn() < newest) continue;
         if (entry.get(record_type) != record_types::restart) continue;
         const std::uint32_t size = entry.get(bytes_per_cluster);
         if (!is_cluster_size(size)) continue;
-        newest = entry.this_lsn;
+        newest = entry.this_lsn();
         geometry.stated_cluster = size;
     }
     return geometry;

@@ -52,7 +52,7 @@ private:
                (record_plausible(record, any_lsn) || undo_lies_beyond(record));
     }
 
-    bool is_at_home(const log_entry& entry) const { return m_layout.offset(entry.this_lsn) == entry.file_offset; }
+    bool is_at_home(const log_entry& entry) const { return m_layout.offset(entry.this_lsn()) == entry.file_offset(); }
 
     // A tail page is at home elsewhere; after its last record it may have some that were at home where it stands.
     void find_homes() {
@@ -113,7 +113,7 @@ private:
     // scan leaves a few runs in order, which are merged.
     void order_entries() {
         const auto before = [this](const log_entry& a, const log_entry& b) {
-            return a.this_lsn != b.this_lsn ? a.this_lsn < b.this_lsn : is_at_home(a) && !is_at_home(b);
+            return a.this_lsn() != b.this_lsn() ? a.this_lsn() < b.this_lsn() : is_at_home(a) && !is_at_home(b);
         };
         const auto end = m_store.entries.end();
         for (bool merged = true; merged;) {
@@ -137,14 +137,14 @@ private:
         return static_cast<std::size_t>(found - scanned.begin());
     }
     bool is_scanned(std::size_t position, std::uint64_t lsn) const {
-        return position < m_scanned && m_store.entries[position].this_lsn == lsn;
+        return position < m_scanned && m_store.entries[position].this_lsn() == lsn;
     }
 
     // Nothing is left to ask of a record that the scan found whole at its own offset. Its bytes are not touched again.
     bool is_proved(std::size_t position, std::uint64_t file_offset) const {
         if (position >= m_scanned) return false;
         const log_entry& entry = m_store.entries[position];
-        return entry.file_offset == file_offset && !entry.spanned && is_at_home(entry);
+        return entry.file_offset() == file_offset && !entry.spanned() && is_at_home(entry);
     }
 
     void walk(const page_copy& page) {
@@ -153,9 +153,9 @@ private:
             const std::uint64_t file_offset = page.file_offset + at;
             if (is_proved(known, file_offset)) {
                 const log_entry& entry = m_store.entries[known];
-                at = aligned(at + entry.bytes.size());
+                at = aligned(at + entry.bytes().size());
                 m_proved[known] = true;
-                while (is_scanned(known, entry.this_lsn))
+                while (is_scanned(known, entry.this_lsn()))
                     ++known;
                 continue;
             }
@@ -236,14 +236,14 @@ private:
         if (scanned) {
             m_proved[known] = true;
             const log_entry& entry = m_store.entries[known];
-            if (!entry.spanned || std::ranges::equal(entry.bytes.bytes(), m_joined)) return;
+            if (!entry.spanned() || std::ranges::equal(entry.bytes().bytes(), m_joined)) return;
         } else if (std::exchange(m_added[lsn], true)) {
             return;
         }
         const auto& block = m_store.blocks.emplace_back(m_joined.size());
         std::ranges::copy(m_joined, block.bytes().begin());
         if (scanned) {
-            m_store.entries[known] = make_log_entry(block.bytes(), m_store.entries[known].file_offset, true);
+            m_store.entries[known] = make_log_entry(block.bytes(), m_store.entries[known].file_offset(), true);
         } else {
             add_record(m_store, block.bytes(), file_offset, true);
         }

@@ -85,7 +85,7 @@ record_fact journal_fact_of(const log_entry& entry) {
 }  // namespace
 
 record_fact proved_fact(const log_entry& entry, const mft_geometry& geometry) {
-    if (entry.undo_op == compensation_log_record || !entry.of_client) return {};
+    if (entry.undo_op == compensation_log_record || !entry.of_client()) return {};
     switch (entry.redo_op) {
         case add_index_entry_root:
         case add_index_entry_allocation:

@@ -62,7 +62,7 @@ private:
         const record_fact fact = proved_fact(entry, m_geometry);
         if (fact.kind == fact_kind::image) {
             const std::uint64_t ticks = time_of_image(fact.data);
-            if (ticks != 0) m_images.push_back({fact.file.number(), {entry.this_lsn, ticks, transaction, position}});
+            if (ticks != 0) m_images.push_back({fact.file.number(), {entry.this_lsn(), ticks, transaction, position}});
         } else if (fact.kind == fact_kind::taken) {
             m_taken.push_back(fact.file.number());
         } else if (fact.kind == fact_kind::image_before) {
@@ -75,7 +75,7 @@ private:
         if (!fact.is_journal_record()) return;
         const std::uint64_t ticks = calendar_time(fact.usn());
         if (ticks == 0) return;
-        m_times.push_back({m_log.entries[fact.position].this_lsn, ticks, transaction, fact.position, true});
+        m_times.push_back({m_log.entries[fact.position].this_lsn(), ticks, transaction, fact.position, true});
     }
 
     // A record that is put to use was free before, or gets a name and has no bytes of before; any other is one that is

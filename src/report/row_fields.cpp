@@ -254,7 +254,7 @@ void row_lines::set_words(row_line& row, const step& shown) {
     const log_entry& entry = shown.entry;
     row.ref = ref_word(shown, m_transaction);
     row.action = m_actions.of(shown, m_transaction);
-    row.lsn = entry.this_lsn;
+    row.lsn = entry.this_lsn();
     row.level = level_word(shown, m_transaction);
     m_pattern.clear();
     append_pattern(m_pattern, shown, m_transaction);

@@ -53,7 +53,7 @@ const file_match& association::associate_entry(const log_entry& entry, const ent
         number =
             record_inode(entry, m_stores.log.geometry) & inode_ref::number_mask;  // serves the search, is not stored
     if (number == 0) {
-        if (const auto found = m_stores.mft.inodes_by_lsn.find(entry.this_lsn)) {
+        if (const auto found = m_stores.mft.inodes_by_lsn.find(entry.this_lsn())) {
             number = m_inodes.records[*found].inode;
             m_match.file.set_number(number);
         }

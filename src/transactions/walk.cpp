@@ -145,7 +145,7 @@ private:
     // Finds the head in the MFT record that holds its LSN, and by that to the journal. A head whose own bytes held a
     // journal record needs neither, and shows no reason.
     void match_head(const log_entry& entry, chain_fact& fact) {
-        if (m_redo.usn_time != 0 || !cursor_holds(entry.this_lsn)) return;
+        if (m_redo.usn_time != 0 || !cursor_holds(entry.this_lsn())) return;
         if (lookup_cursor_record(fact.journal)) take_fact(m_redo, fact.journal);
         if (fact.journal.time == 0) time_from_inode(cursor_record(), m_last_time);
         take_record(m_redo, cursor_record());
@@ -162,7 +162,7 @@ private:
                 fact.source = at;
             }
             time_from_info(m_facts, m_last_time);
-            if (fact.journal.time == 0 && cursor_holds(entry.this_lsn) && lookup_cursor_record(fact.journal)) {
+            if (fact.journal.time == 0 && cursor_holds(entry.this_lsn()) && lookup_cursor_record(fact.journal)) {
                 take_fact(m_facts, fact.journal);
                 fact.source = at;
             }
@@ -183,8 +183,8 @@ private:
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
         decode_redo(entry, m_redo);
         spread(fact, m_redo);
-        visit_older_records(entry.this_lsn);
-        if (cursor_holds(entry.this_lsn)) {
+        visit_older_records(entry.this_lsn());
+        if (cursor_holds(entry.this_lsn())) {
             time_from_inode(cursor_record(), m_last_time);
             take_record(m_redo, cursor_record());
             ++m_cursor;

@@ -89,7 +89,7 @@ log_store scan(const log_image& log) {
 lsns stored(const log_store& store) {
     lsns all;
     for (const log_entry& entry : store.entries)
-        all.push_back(entry.this_lsn);
+        all.push_back(entry.this_lsn());
     return all;
 }
 
@@ -147,9 +147,9 @@ TEST(scan_buffer, puts_spanning_records_together) {
         const log_store store = scan(log.page({.last_lsn = 22, .records = {{.lsn = 22}}}));
         // Both middle pages carry the last LSN of the page before, so each is a single continuation.
         ASSERT_EQ(stored(store), (lsns{10, 20, 22}));
-        EXPECT_TRUE(store.entries[1].spanned);
-        EXPECT_EQ(store.entries[1].file_offset, 5 * 4096 - shown);
-        EXPECT_TRUE(std::ranges::equal(store.entries[1].bytes.bytes(), last.image()));
+        EXPECT_TRUE(store.entries[1].spanned());
+        EXPECT_EQ(store.entries[1].file_offset(), 5 * 4096 - shown);
+        EXPECT_TRUE(std::ranges::equal(store.entries[1].bytes().bytes(), last.image()));
     }
 }
 
@@ -194,7 +194,7 @@ TEST(scan_logfile, steps_over_holes_and_tells_of_a_failed_read) {
     log_store store;
     scan_logfile(store, *open_source({memory.path()}).bytes);
     EXPECT_EQ(stored(store), (lsns{10, 20, 30, 10, 20, 30}));
-    EXPECT_EQ(store.entries[5].file_offset / 4096, 3001u);
+    EXPECT_EQ(store.entries[5].file_offset() / 4096, 3001u);
     EXPECT_FALSE(store.incomplete);
     scan_logfile(store, *open_source({"/proc/self/mem"}).bytes);
     EXPECT_TRUE(store.incomplete);
@@ -231,7 +231,7 @@ TEST(link_chains, strings_records_together_once) {
         for (const chain_head& head : store.chain_heads) {
             chains.emplace_back();
             for (const u32 record : store.records(head))
-                chains.back().push_back(store.entries[record].this_lsn);
+                chains.back().push_back(store.entries[record].this_lsn());
         }
         EXPECT_EQ(chains, expected) << what;
     }

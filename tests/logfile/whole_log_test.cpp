@@ -68,13 +68,13 @@ std::string completed(const std::map<u64, record_page>& pages, bool with_restart
     complete_log(store);
     std::string text;
     for (const log_entry& entry : store.entries) {
-        const u64 place = entry.this_lsn % (u64{1} << place_bits) * 8;
+        const u64 place = entry.this_lsn() % (u64{1} << place_bits) * 8;
         if (place / 4096 == plain_page || place / 4096 == plain_page + 1) continue;
-        text += (text.empty() ? "" : " ") + std::to_string(entry.this_lsn >> place_bits) + '/' +
+        text += (text.empty() ? "" : " ") + std::to_string(entry.this_lsn() >> place_bits) + '/' +
                 std::to_string(place / 4096) + ':' + std::to_string(place % 4096);
         const auto payload = entry.payload().bytes();
-        const auto own = std::ranges::count(payload, static_cast<u8>(entry.this_lsn));
-        if (entry.spanned) text += own == std::ssize(payload) ? "+" : "!";
+        const auto own = std::ranges::count(payload, static_cast<u8>(entry.this_lsn()));
+        if (entry.spanned()) text += own == std::ssize(payload) ? "+" : "!";
     }
     return text;
 }
