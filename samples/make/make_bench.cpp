@@ -1,5 +1,6 @@
 // Writes the inputs of scripts/bench, each on its own:
 //   make_bench log <MiB> <file>       a busy volume's log, full to its last page
+//   make_bench dense <MiB> <file>     a log of files that come and stay, each with a file record and a journal record
 //   make_bench mft <MiB> <file>       file records of a large tree
 //   make_bench journal <MiB> <file>   journal records without a gap
 //   make_bench sparse <MiB> <file>    the same behind a hole, 64 GiB in all
@@ -40,8 +41,9 @@ std::u16string name_of(u64 number) {
                 std::string(tails[number % 8]));
 }
 
-// Files come, grow, change their names and go, as on a machine that is worked at.
-void write_log(std::ofstream& out, u64 mebibytes) {
+// Files come, grow, change their names and go, as on a machine that is worked at; or they only come, as on one that is
+// copied to.
+void write_log(std::ofstream& out, u64 mebibytes, bool only_comes) {
     volume v({.log_size = static_cast<u32>(mebibytes << 20), .begin = ticks(2026, 3, 16, 8, 0, 0)});
     std::vector<u32> folders, files;
     for (int i = 0; i < 60; ++i) {
@@ -50,7 +52,7 @@ void write_log(std::ofstream& out, u64 mebibytes) {
     }
     for (u64 step = 0; v.log_round() == 1; ++step) {
         v.wait(below(2000));
-        const u64 choice = files.size() < 200 ? 0 : below(100);
+        const u64 choice = only_comes || files.size() < 200 ? 0 : below(100);
         if (choice < 20) {
             files.push_back(v.create(folders[below(folders.size())], name_of(step)));
             continue;
@@ -132,7 +134,7 @@ int main(int argc, char** argv) {
     const std::string_view kind = argv[1];
     const u64 mebibytes = std::strtoull(argv[2], nullptr, 10);
     std::ofstream out(argv[3], std::ios::binary);
-    if (kind == "log") write_log(out, mebibytes);
+    if (kind == "log" || kind == "dense") write_log(out, mebibytes, kind == "dense");
     if (kind == "mft") write_mft(out, mebibytes);
     if (kind == "journal") write_journal(out, mebibytes, 0);
     if (kind == "sparse") write_journal(out, mebibytes, (u64{64} << 30) - (mebibytes << 20));
