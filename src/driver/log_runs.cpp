@@ -72,14 +72,13 @@ void combine(const run_context& run, evidence& stores) {
     const logfile_options& options = run.options;
     run.outputs.diags.print(count_level, count_text("found ", stores.inodes.records.size(), " mft entries [mft]"));
     merge_mft_data(stores.inodes, options, run.outputs.diags);
-    const std::size_t count = stores.log.log_inode_records.size();
+    const std::size_t count = stores.log.journal_records.size();
     if (count == 0) return;
     show_status(options, count_text("diags - logfile data: ", count, " entries"));
     const std::vector<merged_record> merged = merge_log_inodes(stores);
     const auto unique = static_cast<std::size_t>(std::ranges::count(merged, true, &merged_record::unique));
     merge_journal_data(stores, merged, options, run.outputs.diags);
-    stores.log.log_inode_records.clear();
-    stores.log.usn_seen.clear();
+    stores.log.journal_records = {};
     const std::string found = count_text("found ", count, " mft entries [logfile-usnjrnl], ");
     run.outputs.diags.print(count_level, count_text(found, unique, " were unique"));
     if (unique == 0) return;

@@ -128,7 +128,7 @@ public:
         const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
-            report_volume(m_log.chain_heads[number].lsn);
+            report_volume(m_log.lsn_of(m_log.chain_heads[number]));
             report(number);
         }
         report_volume(~std::uint64_t{0});

@@ -106,9 +106,10 @@ void read_inputs(const input_settings& settings, evidence& stores) {
 // then, and is in the MFT as a rule.
 std::vector<merged_record> merge_log_inodes(evidence& stores) {
     std::vector<merged_record> merged;
-    merged.reserve(stores.log.log_inode_records.size());
+    merged.reserve(stores.log.journal_records.size());
     bool known_flag = false;
-    for (const inode_record& element : stores.log.log_inode_records) {
+    for (const std::uint32_t position : stores.log.journal_records) {
+        const inode_record element = file_of_journal_record(stores.log.entries[position]);
         bool known = false;
         const std::uint64_t result = merge_inode_record(stores.inodes, element, known, true);
         known_flag = known || (known_flag && !stores.log.keeps_pages);
@@ -119,13 +120,13 @@ std::vector<merged_record> merge_log_inodes(evidence& stores) {
 }
 
 void store_log_inodes(evidence& stores) {
-    if (stores.log.log_inode_records.empty()) return;
-    stores.inodes.records.reserve(stores.log.log_inode_records.size());
-    for (inode_record& record : stores.log.log_inode_records) {
+    if (stores.log.journal_records.empty()) return;
+    stores.inodes.records.reserve(stores.log.journal_records.size());
+    for (const std::uint32_t position : stores.log.journal_records) {
         bool known = false;
-        add_inode_record(stores.inodes, std::move(record), known);
+        add_inode_record(stores.inodes, file_of_journal_record(stores.log.entries[position]), known);
     }
-    stores.log.log_inode_records = {};
+    stores.log.journal_records = {};
     build_paths(stores.inodes);
 }
 

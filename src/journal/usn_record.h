@@ -79,6 +79,8 @@ public:
     integer get(uni::field<integer> usn_layout::*f) const {
         return has(f) ? m_bytes.get(m_layout->*f) : integer{0};
     }
+    // True if it reaches the last field that says something of the file.
+    bool says_all() const { return has(&usn_layout::name) ? reaches(&usn_layout::name) : reaches(&usn_layout::reason); }
     inode_ref file() const { return inode_ref(get(&usn_layout::file)); }
     inode_ref parent() const { return inode_ref(get(&usn_layout::parent)); }
 

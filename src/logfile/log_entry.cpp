@@ -20,19 +20,6 @@ bool has_data(std::uint16_t operation, std::uint16_t offset, std::uint16_t lengt
 
 }  // namespace
 
-std::uint32_t payload_length(uni::byte_view record) {
-    const std::uint32_t data_length = record.get(client_data_length);
-    return data_length > client_header_size ? data_length - client_header_size : 0;
-}
-
-std::uint32_t total_length(uni::byte_view record) {
-    return record.get(client_data_length) + client_begin;
-}
-
-log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
-    return {bytes.slice(0, std::uint64_t{payload_begin} + payload_length(bytes)), file_offset, spanned};
-}
-
 data_window redo_data(const log_entry& entry) {
     const std::uint16_t offset = entry.get(redo_offset);
     const std::uint16_t length = entry.get(redo_length);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 
@@ -41,21 +42,38 @@ inline constexpr std::uint32_t client = 1;   // a step of a transaction
 inline constexpr std::uint32_t restart = 2;  // a client's restart area: what looks like operations is none
 }  // namespace record_types
 
-// One parsed log record: its first 88 bytes, then its payload. The bytes belong to the `log_store` that the entry
-// stands in. A log has one for each 90 of its bytes or so; what the bytes say is not held twice, but for the
-// operations, which walks choose by.
+// Bytes after the first 88 that a record states, and bytes in all.
+inline std::uint32_t payload_length(uni::byte_view record) {
+    const std::uint32_t data_length = record.get(record_layout::client_data_length);
+    return data_length > record_layout::client_header_size ? data_length - record_layout::client_header_size : 0;
+}
+inline std::uint32_t total_length(uni::byte_view record) {
+    return record.get(record_layout::client_data_length) + record_layout::client_begin;
+}
+
+// One parsed log record: its first 88 bytes, then its payload. A view: the bytes belong to the `log_store`, and what
+// they say is read from them.
 class log_entry {
 public:
     log_entry() = default;
-    // `bytes` are at least 88; the file offset is where the record's first piece began, in bytes.
+    // `bytes` are at least 88, and may go on after the record; the file offset is where the record's first piece began,
+    // in bytes.
     log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned)
-        : redo_op(bytes.get(record_layout::redo_op)),
-          undo_op(bytes.get(record_layout::undo_op)),
-          m_size(static_cast<std::uint32_t>(bytes.size())),
+        : log_entry(bytes.get(record_layout::redo_op), bytes.get(record_layout::undo_op), bytes, file_offset) {
+        m_place |= std::uint64_t{spanned};
+    }
+    // The same where its operations are known: nothing of the bytes is read.
+    log_entry(std::uint16_t redo, std::uint16_t undo, uni::byte_view bytes, std::uint64_t file_offset)
+        : redo_op(redo),
+          undo_op(undo),
+          m_room(static_cast<std::uint32_t>(bytes.size())),
           m_data(bytes.bytes().data()),
-          m_place(file_offset << 1 | std::uint64_t{spanned}) {}
+          m_place(file_offset << 1) {}
 
-    uni::byte_view bytes() const { return std::span(m_data, m_size); }
+    uni::byte_view bytes() const {
+        return uni::byte_view(std::span(m_data, m_room))
+            .slice(0, std::uint64_t{record_layout::payload_begin} + payload_length(header()));
+    }
     std::uint64_t file_offset() const { return m_place >> 1; }
     bool spanned() const { return (m_place & 1) != 0; }  // it crossed a page end
 
@@ -65,7 +83,7 @@ public:
 
     template <class integer>
     integer get(uni::field<integer> f) const {
-        return bytes().get(f);
+        return f.end() <= record_layout::payload_begin ? header().get(f) : bytes().get(f);
     }
 
     // The client data after its 40-byte header; empty if there is none.
@@ -75,13 +93,18 @@ public:
     std::uint16_t undo_op = 0;
 
 private:
-    std::uint32_t m_size = 0;
+    uni::byte_view header() const {
+        return std::span(m_data, std::min<std::size_t>(m_room, record_layout::payload_begin));
+    }
+
+    std::uint32_t m_room = 0;  // bytes from the record's begin on
     const std::uint8_t* m_data = nullptr;
     std::uint64_t m_place = 0;
 };
 
-// An entry over the record at the start of `bytes`, of which the first 88 are there.
-log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned);
+inline log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
+    return {bytes, file_offset, spanned};
+}
 
 // Where a record's redo or undo bytes lie within its payload. All zero: it has none.
 struct data_window {
@@ -103,9 +126,5 @@ uni::byte_view exact_undo(const log_entry& entry);
 
 // Says whether the record's target is a file record: a block of 1024 or 4096 bytes, and no index buffer operation.
 bool record_has_inode(const log_entry& entry);
-
-// Bytes after the first 88 that a record states, and bytes in all.
-std::uint32_t payload_length(uni::byte_view record);
-std::uint32_t total_length(uni::byte_view record);
 
 }  // namespace kest

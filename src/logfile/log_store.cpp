@@ -1,41 +1,51 @@
 #include "logfile/log_store.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
+#include "journal/usn_record.h"
 #include "portable/large_pages.h"
 
 namespace kest {
 
-void append_chain(log_store& store, std::uint32_t head, bool cut, const uni::sealed_index& by_previous,
-                  std::vector<bool>& in_chain, std::size_t& near) {
+namespace {
+
+// Appends the chain that begins with the record at `head`. `find_next` finds the record that follows an LSN; a record
+// in a chain already ends it, so no walk is endless, whatever the links say.
+template <class finder>
+void append_chain(log_store& store, std::uint32_t head, bool cut, std::vector<bool>& in_chain, finder&& find_next) {
     const auto first = static_cast<std::uint32_t>(store.chain_records.size());
-    const std::uint64_t lsn = store.entries[head].this_lsn();
     store.chain_records.push_back(head);
-    for (std::uint64_t current = lsn;;) {
-        const uni::index_entry* const next = by_previous.find_near(current, near);
+    for (std::uint32_t current = head;;) {
+        const auto* const next = find_next(store.entries[current].this_lsn());
         if (next == nullptr || in_chain[next->position]) break;
         in_chain[next->position] = true;
         store.chain_records.push_back(next->position);
-        current = store.entries[next->position].this_lsn();
+        current = next->position;
     }
-    store.chain_heads.push_back({.lsn = lsn,
-                                 .first = first,
-                                 .count = static_cast<std::uint32_t>(store.chain_records.size()) - first,
-                                 .cut = cut});
+    const auto count = static_cast<std::uint32_t>(store.chain_records.size()) - first;
+    store.chain_heads.push_back({.first = first, .count = count, .cut = cut});
 }
 
-void link_chains(log_store& store) {
-    uni::sealed_index by_previous;  // key: LSN of the predecessor; the first record that names it
-    uni::sealed_index heads;        // key: LSN; the first head of it
+// The links of records whose LSNs are `begin` and what `offset` can count from there on. False if one lies elsewhere:
+// then nothing is linked.
+template <class offset>
+bool link_chains_from(log_store& store, std::uint64_t begin) {
+    const auto holds = [begin](std::uint64_t lsn) { return lsn - begin <= std::numeric_limits<offset>::max(); };
+    const auto key_of = [begin](std::uint64_t lsn) { return static_cast<offset>(lsn - begin); };
+    uni::basic_sealed_index<offset> by_previous;  // key: LSN of the predecessor; the first record that names it
+    uni::basic_sealed_index<offset> heads;        // key: LSN; the first head of it
     uni::try_reserve(by_previous, store.entries.size());
-    uni::try_reserve(heads, store.entries.size());
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
-        const log_entry& entry = store.entries[position];
-        if (entry.client_previous_lsn() != 0) {
-            by_previous.add(entry.client_previous_lsn(), position);
+        prefetch_record(store, position);
+        const log_entry entry = store.entries[position];
+        const std::uint64_t previous = entry.client_previous_lsn();
+        if (!holds(entry.this_lsn()) || (previous != 0 && !holds(previous))) return false;
+        if (previous != 0) {
+            by_previous.add(key_of(previous), position);
         } else {
-            heads.add(entry.this_lsn(), position);
+            heads.add(key_of(entry.this_lsn()), position);
         }
     }
     by_previous.seal_unique();
@@ -44,8 +54,20 @@ void link_chains(log_store& store) {
     uni::try_reserve(store.chain_records, heads.size() + by_previous.size());
     std::vector<bool> in_chain(store.entries.size());
     std::size_t near = 0;
-    for (const uni::index_entry& head : heads.entries())
-        append_chain(store, head.position, false, by_previous, in_chain, near);
+    const auto follower = [&](std::uint64_t lsn) { return by_previous.find_near(key_of(lsn), near); };
+    for (const auto& head : heads.entries())
+        append_chain(store, head.position, false, in_chain, follower);
+    return true;
+}
+
+}  // namespace
+
+// LSNs of a log lie close together as a rule: then each takes half of its bytes here.
+void link_chains(log_store& store) {
+    constexpr std::uint64_t half = std::uint64_t{1} << 31;
+    if (store.entries.empty()) return;
+    const std::uint64_t lsn = store.entries[0].this_lsn();
+    if (!link_chains_from<std::uint32_t>(store, lsn - std::min(lsn, half))) link_chains_from<std::uint64_t>(store, 0);
 }
 
 uni::sealed_index index_entries(const log_store& store, std::uint64_t (log_entry::*key)() const) {
@@ -55,6 +77,12 @@ uni::sealed_index index_entries(const log_store& store, std::uint64_t (log_entry
         index.add((store.entries[position].*key)(), position);
     index.seal_unique();
     return index;
+}
+
+inode_record file_of_journal_record(const log_entry& entry) {
+    inode_record record;
+    parse_usn_record(record, entry.payload());
+    return record;
 }
 
 void log_store_reset(log_store& store) {
@@ -122,7 +150,8 @@ private:
 
     void add_chain(std::uint32_t first) {
         m_taken[first] = true;
-        append_chain(m_store, first, true, m_by_previous, m_taken, m_near);
+        append_chain(m_store, first, true, m_taken,
+                     [this](std::uint64_t lsn) { return m_by_previous.find_near(lsn, m_near); });
     }
 
     log_store& m_store;
@@ -136,7 +165,7 @@ private:
 
 void link_cut_chains(log_store& store) {
     cut_linker(store).link();
-    std::ranges::stable_sort(store.chain_heads, {}, &chain_head::lsn);
+    std::ranges::stable_sort(store.chain_heads, {}, [&store](const chain_head& chain) { return store.lsn_of(chain); });
 }
 
 }  // namespace kest

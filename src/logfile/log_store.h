@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "logfile/log_entries.h"
 #include "logfile/log_entry.h"
 #include "logfile/page.h"
 #include "logfile/volume_geometry.h"
@@ -15,6 +16,7 @@
 #include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 #include "portable/prefetch.h"
+#include "portable/seeded_map.h"
 
 namespace kest {
 
@@ -43,7 +45,6 @@ private:
 
 // A client chain: a record without predecessor, the head, and the records that follow it by their backward links.
 struct chain_head {
-    std::uint64_t lsn = 0;    // of the head
     std::uint32_t first = 0;  // where its records stand in `log_store::chain_records`
     std::uint32_t count = 0;
     bool cut = false;  // what went before is not in the log
@@ -53,12 +54,13 @@ struct chain_head {
 struct log_page {
     std::uint64_t file_offset = 0;
     uni::byte_view bytes;
+    log_entries::place begin = 0;
 };
 
 // A log as parsed: its records in the order in which the file holds them, or of their LSNs after `complete_log`, and
 // what links them. Positions are 32-bit indexes into `entries`.
 struct log_store {
-    uni::large_vector<log_entry> entries;
+    log_entries entries;
 
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page; no report shows them
@@ -77,9 +79,9 @@ struct log_store {
     uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first of the entries
     uni::large_vector<std::uint32_t> chain_records;  // positions in `entries`, chain after chain
 
-    // Journal records found in log records, the first of each file reference, and where it stands.
-    std::vector<inode_record> log_inode_records;
-    uni::ordered_index usn_seen;  // key: inode_ref::by_number()
+    // Positions of log records that hold a journal record, the first of each file reference.
+    std::vector<std::uint32_t> journal_records;
+    uni::seeded_map<bool> journal_files;  // the file references; key: inode_ref::value()
 
     // The walk's state between pages.
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
@@ -87,13 +89,11 @@ struct log_store {
 
     mft_geometry geometry;  // what record numbers are derived with; set after the scan
 
-    // The bytes that the entries show.
-    std::vector<uni::byte_block> blocks;
-
     // The positions of a chain's records, that of the head first.
     std::span<const std::uint32_t> records(const chain_head& chain) const {
         return std::span(chain_records).subspan(chain.first, chain.count);
     }
+    std::uint64_t lsn_of(const chain_head& chain) const { return entries[chain_records[chain.first]].this_lsn(); }
 };
 
 // A scan leaves a large log out of the processor's caches. Whoever goes over all records asks at each for the bytes of
@@ -101,7 +101,7 @@ struct log_store {
 inline void prefetch_record(const log_store& log, std::size_t position) {
     constexpr std::size_t distance = 16;
     if (position + distance >= log.entries.size()) return;
-    const std::uint8_t* const bytes = log.entries[position + distance].bytes().bytes().data();
+    const std::uint8_t* const bytes = log.entries.address(position + distance);
     uni::prefetch(bytes + record_layout::client_begin);
     uni::prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
 }
@@ -113,13 +113,11 @@ void link_chains(log_store& store);
 // the first of each LSN. Every LSN of the log is then in a chain once. Run after `link_chains`.
 void link_cut_chains(log_store& store);
 
-// Appends the chain that begins with the record at `head`. `by_previous` finds the record that follows an LSN; a record
-// in a chain already ends it, so no walk is endless, whatever the links say. `near` is where the last look-up ended.
-void append_chain(log_store& store, std::uint32_t head, bool cut, const uni::sealed_index& by_previous,
-                  std::vector<bool>& in_chain, std::size_t& near);
-
 // The entries by one of their 64-bit fields; of equal ones the first in file order.
 uni::sealed_index index_entries(const log_store& store, std::uint64_t (log_entry::*key)() const);
+
+// What the journal record in a log record says of its file.
+inode_record file_of_journal_record(const log_entry& entry);
 
 // Empties the store for the next log. Kept: a record pending at the end of one log meets the first page of the
 // next.

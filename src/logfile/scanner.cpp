@@ -83,44 +83,26 @@ std::size_t keep_tail_names(log_store& store, uni::byte_view page, std::uint64_t
 constexpr std::uint32_t restart_usa_begin = 30;  // bytes; where the update sequence stands, whatever the page says
 constexpr std::uint32_t record_usa_begin = 40;
 constexpr std::uint32_t least_search_steps = 20;
-constexpr std::uint32_t search_step = 8;            // bytes
-constexpr std::size_t least_record_bytes = 16;      // what must be left in a page to look for a record
-constexpr std::size_t block_size = 4 << 20;         // bytes read at once
-constexpr std::size_t least_room = block_size / 2;  // bytes of a block; less is not read into
-constexpr std::size_t least_released = 64 << 10;    // bytes
-constexpr std::size_t smallest_record_size = 88;    // bytes, to reckon how many there will be at most
-constexpr std::size_t most_reserved = 1 << 20;      // entries
+constexpr std::uint32_t search_step = 8;          // bytes
+constexpr std::size_t least_record_bytes = 16;    // what must be left in a page to look for a record
+constexpr std::size_t least_released = 64 << 10;  // bytes
+constexpr std::size_t smallest_record_size = 88;  // bytes, to reckon how many there will be at most
+constexpr std::size_t most_reserved = 1 << 20;    // entries
 
 // Kept: the journal record is looked for at the payload's start, wherever the redo bytes begin.
-void keep_journal_record(log_store& store, const log_entry& entry) {
+void keep_journal_record(log_store& store, std::uint32_t position) {
+    const log_entry& entry = store.entries[position];
     const uni::byte_view payload = entry.payload();
     if (payload.empty() || entry.redo_op != operation_code::update_nonresident_value) return;
     const std::optional<usn_record> found = read_usn_record(payload);
-    if (!found) return;
-    const inode_ref ref = found->file();
-    if (store.usn_seen.find(ref.by_number()) != nullptr) return;
-    inode_record record;
-    if (!parse_usn_record(record, payload)) return;
-    store.usn_seen.add_unique(ref.by_number(), static_cast<std::uint32_t>(store.log_inode_records.size()));
-    store.log_inode_records.push_back(std::move(record));
+    if (!found || !found->says_all()) return;
+    if (std::exchange(store.journal_files[found->file().value()], true)) return;
+    store.journal_records.push_back(position);
 }
 
 // The final gate of every record that the scan finds.
-bool store_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
-    return record_plausible(bytes.slice(0, record_layout::payload_begin), any_lsn) &&
-           add_record(store, bytes, file_offset, spanned);
-}
-
-bool store_carried_record(log_store& store) {
-    const uni::byte_view carried = store.carry.bytes();
-    try {
-        const uni::byte_block& block = store.blocks.emplace_back(carried.size());
-        std::copy_n(carried.bytes().begin(), carried.size(), block.bytes().begin());
-        return store_record(store, block.bytes(), store.carry.file_offset(), true);
-    } catch (const std::bad_alloc&) {
-        store.incomplete = true;
-        return false;
-    }
+bool is_stored(uni::byte_view record) {
+    return record_plausible(record.slice(0, record_layout::payload_begin), any_lsn);
 }
 
 // Adds to the pending record up to `wanted` bytes in all from the start of `record`; says how many it took.
@@ -149,7 +131,7 @@ std::uint32_t continue_record(log_store& store, uni::byte_view record) {
     const std::uint32_t missing = total - static_cast<std::uint32_t>(store.carry.size());
     taken += carry_up_to(store, record, total);
     if (record.size() < missing) return taken;
-    store_carried_record(store);
+    if (is_stored(store.carry.bytes())) add_joined_record(store, store.carry.bytes(), store.carry.file_offset());
     store.carry.drop();
     return taken;
 }
@@ -160,7 +142,7 @@ std::uint32_t scan_record(log_store& store, uni::byte_view record, std::uint64_t
     if (store.carry.pending()) return continue_record(store, record);
     const std::uint32_t total = total_length(record);
     if (record.size() >= record_layout::payload_begin && record.size() >= total) {
-        store_record(store, record, file_offset, false);
+        if (is_stored(record)) add_record(store, store.entries.place_of(record.bytes().data()));
         return total;
     }
     store.carry.begin(file_offset);
@@ -220,11 +202,25 @@ void keep_restart_page(log_store& store, uni::byte_view page, std::uint64_t page
     std::copy_n(page.bytes().begin(), image.size(), image.begin());
 }
 
+bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
+    if (page.size() < log_page_size) return false;
+    if (has_restart_signature(page)) {
+        apply_fixups(page, restart_usa_begin);
+        keep_restart_page(store, page, page_offset);
+        return true;
+    }
+    if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
+    apply_fixups(page, record_usa_begin);
+    if (store.keeps_pages) store.record_pages.push_back({page_offset, page, store.entries.place_of(page.data())});
+    return scan_record_page(store, page, page_offset);
+}
+
 // Scans the whole pages of a stretch of the log, whose first byte is at `file_offset`, and says how many bytes from its
 // start on the entries may show. Long runs without a record give their memory back: a sparse file may claim far more
 // than it holds.
 std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std::uint64_t file_offset) {
     if (store.pages) store.pages->count_pages(stretch, file_offset);  // before repairs
+    store.entries.read_pages(stretch, file_offset);
     std::size_t used = 0;
     for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();
@@ -237,31 +233,28 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
     return used;
 }
 
-// What was read without a record is read over. A block is the store's before entries show its bytes, so that they stay
-// even if this ends for want of memory.
+// What was read without a record is read over.
 void scan_blocks(log_store& store, const uni::byte_source& file) {
     store.file_size = file.size();
     if (store.pages) store.pages->file_size = file.size();
-    uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
+    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::block_reader reader(file, 0, file.size(), log_page_size);
-    std::span<std::uint8_t> room;
     bool readable = true;  // a failed read ends the log there
     while (readable && reader.advance()) {
-        if (room.size() < least_room) room = store.blocks.emplace_back(block_size).bytes();
+        const std::span<std::uint8_t> room = store.entries.room();
         const uni::block_reader::block block = reader.read(room);
-        room = room.subspan(scan_stretch(store, room.first(block.bytes), block.offset));
+        store.entries.keep_pages(scan_stretch(store, room.first(block.bytes), block.offset));
         readable = !block.failed;
     }
     if (!readable) store.incomplete = true;
-    uni::release_pages(room);
+    store.entries.release_room();
 }
 
-}  // namespace
-
-bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
+template <class addition>
+bool add_to(log_store& store, addition&& add) {
     try {
-        const log_entry& entry = store.entries.emplace_back(make_log_entry(bytes, file_offset, spanned));
-        if (!store.keeps_pages) keep_journal_record(store, entry);
+        add(store.entries);
+        if (!store.keeps_pages) keep_journal_record(store, static_cast<std::uint32_t>(store.entries.size() - 1));
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
         return false;
@@ -269,24 +262,21 @@ bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offse
     return true;
 }
 
-void keep_journal_records(log_store& store) {
-    for (std::size_t at = 0; at < store.entries.size(); ++at) {
-        prefetch_record(store, at);
-        keep_journal_record(store, store.entries[at]);
-    }
+}  // namespace
+
+bool add_record(log_store& store, log_entries::place begin) {
+    return add_to(store, [begin](log_entries& entries) { entries.add(begin); });
 }
 
-bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset) {
-    if (page.size() < log_page_size) return false;
-    if (has_restart_signature(page)) {
-        apply_fixups(page, restart_usa_begin);
-        keep_restart_page(store, page, page_offset);
-        return true;
+bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset) {
+    return add_to(store, [&](log_entries& entries) { entries.add_joined(bytes, file_offset); });
+}
+
+void keep_journal_records(log_store& store) {
+    for (std::uint32_t at = 0; at < store.entries.size(); ++at) {
+        prefetch_record(store, at);
+        keep_journal_record(store, at);
     }
-    if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
-    apply_fixups(page, record_usa_begin);
-    if (store.keeps_pages) store.record_pages.push_back({page_offset, page});
-    return scan_record_page(store, page, page_offset);
 }
 
 void scan_logfile(log_store& store, const uni::byte_source& file) {
@@ -306,9 +296,13 @@ bool scan_buffer(log_store& store, uni::byte_view bytes) {
     if (bytes.size() < log_page_size) return false;
     store.file_size = bytes.size();
     if (store.pages) store.pages->file_size = bytes.size();
-    const std::span<std::uint8_t> copy = store.blocks.emplace_back(bytes.size()).bytes();
-    std::copy_n(bytes.bytes().begin(), bytes.size(), copy.begin());
-    scan_stretch(store, copy, 0);
+    for (std::uint64_t offset = 0; offset < bytes.size();) {
+        const std::span<std::uint8_t> room = store.entries.room();
+        const uni::byte_view part = bytes.slice(offset, room.size());
+        std::ranges::copy(part.bytes(), room.begin());
+        store.entries.keep_pages(scan_stretch(store, room.first(part.size()), offset));
+        offset += part.size();
+    }
     if (!store.keeps_pages) link_chains(store);
     return true;
 }

@@ -16,14 +16,11 @@ void scan_logfile(log_store& store, const uni::byte_source& file);
 // The same over a log in memory, which is copied. False for fewer than 4096 bytes.
 bool scan_buffer(log_store& store, uni::byte_view bytes);
 
-// Walks one whole page, 4096 bytes at file offset `page_offset`, and repairs its sector ends in place. The entries
-// it adds show the page's own bytes, so those must live as long as the store. The result says only whether the
-// walk ended well.
-bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t page_offset);
-
-// Adds a whole record of at least 88 bytes, which must live as long as the store, and the journal record in it. False
-// if memory runs out: it costs this record, and the store is `incomplete`.
-bool add_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset, bool spanned);
+// Adds a whole record of at least 88 bytes that lies in a page of the store, and the journal record in it. False if
+// memory runs out: it costs this record, and the store is `incomplete`.
+bool add_record(log_store& store, log_entries::place begin);
+// The same of a record that was put together over page ends.
+bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset);
 
 // Gathers the journal records of all entries, for a store that `keeps_pages`.
 void keep_journal_records(log_store& store);

@@ -15,10 +15,12 @@
 namespace uni {
 
 // One element of an index: a key, and a position in the vector that the index is about.
-struct index_entry {
-    std::uint64_t key;
+template <class key_type>
+struct basic_index_entry {
+    key_type key;
     std::uint32_t position;
 };
+using index_entry = basic_index_entry<std::uint64_t>;
 
 constexpr bool key_before(const index_entry& a, const index_entry& b) {
     return a.key < b.key;
@@ -26,7 +28,8 @@ constexpr bool key_before(const index_entry& a, const index_entry& b) {
 
 // Index of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
 // when one key asked for lies close to the next.
-inline std::size_t lower_bound_near(const large_vector<index_entry>& entries, std::uint64_t key, std::size_t near) {
+template <class keyed, class key_type>
+std::size_t lower_bound_near(const large_vector<keyed>& entries, key_type key, std::size_t near) {
     std::size_t low = std::min(near, entries.size());
     std::size_t high = low;
     for (std::size_t step = 1; low > 0 && entries[low - 1].key >= key; step *= 2) {
@@ -38,8 +41,9 @@ inline std::size_t lower_bound_near(const large_vector<index_entry>& entries, st
         high = std::min(entries.size(), high + step);
     }
     const auto begin = entries.begin();
-    const auto found = std::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
-                                        begin + static_cast<std::ptrdiff_t>(high), index_entry{key, 0}, key_before);
+    const auto found =
+        std::lower_bound(begin + static_cast<std::ptrdiff_t>(low), begin + static_cast<std::ptrdiff_t>(high), key,
+                         [](const keyed& entry, key_type wanted) { return entry.key < wanted; });
     return static_cast<std::size_t>(found - begin);
 }
 
@@ -49,11 +53,11 @@ template <class keyed>
 void order_by_key(large_vector<keyed>& entries) {
     std::uint64_t differing = 0;
     for (const keyed& entry : entries)
-        differing |= entry.key ^ entries.front().key;
+        differing |= std::uint64_t{entry.key} ^ entries.front().key;
     large_vector<keyed> ordered(entries.size());
     for (unsigned shift = 0; shift < 64; shift += 8) {
         if ((differing >> shift & 0xFF) == 0) continue;
-        const auto byte_of = [shift](const keyed& entry) { return entry.key >> shift & 0xFF; };
+        const auto byte_of = [shift](const keyed& entry) { return std::uint64_t{entry.key} >> shift & 0xFF; };
         std::array<std::size_t, 257>
             next_of{};  // of the next entry with a byte; at first counts, each under the byte after its own
         for (const keyed& entry : entries)
@@ -80,10 +84,13 @@ void seal_unique_by_key(large_vector<keyed>& entries) {
 
 // An index that is filled first and asked later: additions are appended, and `seal` puts them in ascending key
 // order, equal keys in the order of arrival. Whoever asks must have sealed it.
-class sealed_index {
+template <class key_type>
+class basic_sealed_index {
 public:
+    using entry = basic_index_entry<key_type>;
+
     void reserve(std::size_t count) { m_entries.reserve(count); }
-    void add(std::uint64_t key, std::uint32_t position) { m_entries.push_back({key, position}); }
+    void add(key_type key, std::uint32_t position) { m_entries.push_back({key, position}); }
     void clear() { m_entries.clear(); }
     bool empty() const { return m_entries.empty(); }
     std::size_t size() const { return m_entries.size(); }
@@ -91,28 +98,28 @@ public:
     void seal() { seal_by_key(m_entries); }
     void seal_unique() { seal_unique_by_key(m_entries); }
 
-    const large_vector<index_entry>& entries() const { return m_entries; }
+    const large_vector<entry>& entries() const { return m_entries; }
 
     // Index of the first element whose key is not below `key`.
-    std::size_t lower_bound(std::uint64_t key) const {
-        const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), index_entry{key, 0}, key_before);
-        return static_cast<std::size_t>(found - m_entries.begin());
+    std::size_t lower_bound(key_type key) const {
+        return static_cast<std::size_t>(std::ranges::lower_bound(m_entries, key, {}, &entry::key) - m_entries.begin());
     }
-    std::optional<std::uint32_t> find(std::uint64_t key) const {
+    std::optional<std::uint32_t> find(key_type key) const {
         const std::size_t at = lower_bound(key);
         if (at == m_entries.size() || m_entries[at].key != key) return std::nullopt;
         return m_entries[at].position;
     }
 
     // The element of `key`, or null. `near` is where the search begins, and is left where it ended.
-    const index_entry* find_near(std::uint64_t key, std::size_t& near) const {
+    const entry* find_near(key_type key, std::size_t& near) const {
         near = lower_bound_near(m_entries, key, near);
         return near < m_entries.size() && m_entries[near].key == key ? &m_entries[near] : nullptr;
     }
 
 private:
-    large_vector<index_entry> m_entries;
+    large_vector<entry> m_entries;
 };
+using sealed_index = basic_sealed_index<std::uint64_t>;
 
 // An index that can be asked at any time, by one thread. Keys that arrive in ascending order, as record numbers do,
 // cost no more than a vector; the others, strays, are found by a hash. Equal keys are kept in order of arrival.

@@ -99,9 +99,9 @@ void merge_journal_data(const evidence& stores, std::span<const merged_record> m
     if (!diags.on(listing_level)) return;
     listing table(style, diags, "logfile UsnJrnl data");
     listing_rows rows(table, "log");
-    if (stores.log.log_inode_records.empty()) table.end_line("no logfile UsnJrnl entries to add", {});
+    if (stores.log.journal_records.empty()) table.end_line("no logfile UsnJrnl entries to add", {});
     for (std::size_t at = 0; at < merged.size(); ++at) {
-        const inode_record& element = stores.log.log_inode_records[at];
+        const inode_record element = file_of_journal_record(stores.log.entries[stores.log.journal_records[at]]);
         const auto [store_index, unique] = merged[at];
         if (store_index == 0) continue;  // Kept: position 0 counts as none
         const bool conflict = (store_index & _inode_collection::name_conflict) != 0;

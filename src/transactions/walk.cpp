@@ -74,7 +74,7 @@ public:
     void run() {
         const auto& heads = m_stores.log.chain_heads;
         for (std::size_t at = 0; at < heads.size(); ++at) {
-            visit_older_records(heads[at].lsn);
+            visit_older_records(m_stores.log.lsn_of(heads[at]));
             if (m_settings.show_progress) show_entry_progress(at + 1, heads.size());
             visit_chain(heads[at]);
         }

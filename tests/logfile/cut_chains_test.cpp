@@ -16,7 +16,7 @@ std::string chains_of(const std::vector<record>& records) {
     link_cut_chains(store);
     std::string shown;
     for (const chain_head& head : store.chain_heads) {
-        shown += (shown.empty() ? "" : ", ") + std::string(head.cut ? "~" : "") + std::to_string(head.lsn);
+        shown += (shown.empty() ? "" : ", ") + std::string(head.cut ? "~" : "") + std::to_string(store.lsn_of(head));
         for (const std::uint32_t member : store.records(head).subspan(1))
             shown += ' ' + std::to_string(store.entries[member].this_lsn());
     }
