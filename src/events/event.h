@@ -91,7 +91,7 @@ struct event_values {
     std::array<std::optional<std::uint64_t>, time_count> times;  // ticks
     std::optional<bool> is_directory;
     std::optional<std::uint32_t> flags;  // attribute bits
-    bool some_flags = false;             // `flags` are only those that are known to have changed
+    bool some_flags = false;             // of `flags` only those here are known
     std::optional<std::uint64_t> size;   // these three in bytes
     std::optional<std::uint64_t> allocated;
     std::optional<std::uint64_t> valid;

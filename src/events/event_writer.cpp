@@ -416,17 +416,11 @@ uni::byte_view event_writer::owner_after(const record_change& record, const stan
     return {};
 }
 
-// Where one side is known in part only, the bits that are known to have changed.
 void event_writer::set_flags(const standard_change& change) {
-    const auto& had = change.before.flags;
-    const auto& has = change.after.flags;
-    m_event.before.flags = had.whole();
-    m_event.after.flags = has.whole();
-    if (had.whole() && has.whole()) return;
-    const std::uint32_t changed = (had.value ^ has.value) & had.known & has.known;
-    m_event.before.some_flags = m_event.after.some_flags = true;
-    m_event.before.flags = had.value & changed;
-    m_event.after.flags = has.value & changed;
+    m_event.before.flags = change.before.flags.value;
+    m_event.before.some_flags = !change.before.flags.whole();
+    m_event.after.flags = change.after.flags.value;
+    m_event.after.some_flags = !change.after.flags.whole();
 }
 
 }  // namespace kest

@@ -339,7 +339,7 @@ std::optional<std::vector<extended_attribute>> extended_attributes_of(const attr
 
 // `name` is that of a file which this transaction creates.
 void file_events::find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank) {
-    if (change.type() != attribute_type::extended_attributes || m_context.topic != event_topic::events) return;
+    if (change.type() != attribute_type::extended_attributes || !finds_events()) return;
     const auto before = extended_attributes_of(change.state_before());
     const auto after = extended_attributes_of(change.state_after());
     if (!before || !after) return;
@@ -480,8 +480,9 @@ void file_events::find_times(bool after_reasons) {
         found_event& found = add(*change.kind, standard->proof);
         found.record = one.record;
         found.own_time = change.ticks;
-        found.birth_time = m_past.birth_time;
-        found.transactions_since_birth = m_changes->transaction.number - m_past.birth_transaction;
+        found.birth_time = birth_of(*standard);
+        if (m_past.birth_time != 0)
+            found.transactions_since_birth = m_changes->transaction.number - m_past.birth_transaction;
     }
 }
 
@@ -522,14 +523,26 @@ bool file_events::is_tunneled(const standard_change& change) const {
     return removed.time != 0 && m_past.birth_time <= removed.time + tunneling_duration;
 }
 
+// Where the log does not have the creation, what is still as new as a copy says when it was.
+std::uint64_t file_events::birth_of(const standard_change& change) const {
+    if (m_past.birth_time != 0) return m_past.birth_time;
+    const std::uint64_t creation = change.before.times[0].whole().value_or(0);
+    const auto is_new = [creation](const partial_number<std::uint64_t>& time) {
+        return time.whole() && *time.whole() - creation <= copy_duration;
+    };
+    const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn();
+    return std::ranges::all_of(change.before.times, is_new) && m_context.clock.has_passed(creation, lsn) ? creation : 0;
+}
+
 // What makes a copy, or unpacks an archive, gives a file its times before it closes it, or right after it is made:
 // times of the past, or of another time zone.
 bool file_events::is_copying(const standard_change& change) const {
-    if (m_past.birth_time == 0 || change.before.times == change.after.times) return false;
+    const std::uint64_t birth = birth_of(change);
+    if (birth == 0 || change.before.times == change.after.times) return false;
     for (std::size_t at = 0; at < change.after.times.size(); ++at) {
         const std::uint64_t time = change.after.times[at].whole().value_or(0);
         const bool is_new = change.before.times[at] != change.after.times[at];
-        if (is_new && (!cv::has_calendar_form(time) || time > m_past.birth_time + time_zones)) return false;
+        if (is_new && (!cv::has_calendar_form(time) || time > birth + time_zones)) return false;
     }
     if ((m_past.reasons & usn_reasons::created) != 0) return true;
     const std::uint64_t lsn = m_context.log.entries[change.proof].this_lsn();
@@ -539,8 +552,9 @@ bool file_events::is_copying(const standard_change& change) const {
         const std::uint64_t time = change.before.times[at].whole().value_or(0);
         if (m_context.clock.has_passed(time, lsn)) latest = std::max(latest, time);
     }
-    return m_changes->transaction.number - m_past.birth_transaction <= copy_transactions &&
-           latest <= m_past.birth_time + copy_duration;
+    const bool is_near =
+        m_past.birth_time == 0 || m_changes->transaction.number - m_past.birth_transaction <= copy_transactions;
+    return is_near && latest <= birth + copy_duration;
 }
 
 // What a journal record states anew and no event covers. The reasons of a file gather until it is closed.

@@ -74,12 +74,12 @@ struct found_event {
     file_name_view old_name = {};           // of a rename
     const record_change* record = nullptr;  // where the event shows in more than an attribute
     joined_change attribute = {};
-    const log_fact* journal_record = nullptr;    // that proves it
-    std::uint32_t known_reasons = 0;             // before it
-    std::uint32_t new_reasons = 0;               // an event each
-    std::uint64_t birth_time = 0;                // of copied times: ticks
-    std::uint32_t transactions_since_birth = 0;  // likewise
-    std::uint64_t own_time = 0;                  // ticks that the file's record gets with it; 0: none
+    const log_fact* journal_record = nullptr;                    // that proves it
+    std::uint32_t known_reasons = 0;                             // before it
+    std::uint32_t new_reasons = 0;                               // an event each
+    std::uint64_t birth_time = 0;                                // of copied times: ticks
+    std::optional<std::uint32_t> transactions_since_birth = {};  // likewise
+    std::uint64_t own_time = 0;                                  // ticks that the file's record gets with it; 0: none
     // Runs that are lost, and after them those that are gained: in those of the transaction.
     std::size_t first_run = 0;
     std::size_t lost_count = 0;
@@ -122,6 +122,7 @@ private:
     void find_times(bool after_reasons);
     void find_flags(const record_change& record, const standard_change& change);
     bool is_tunneled(const standard_change& change) const;
+    std::uint64_t birth_of(const standard_change& change) const;
     bool is_copying(const standard_change& change) const;
     void find_reasons();
     void find_extended_attributes(const joined_change& change, const file_name_view& name, unsigned rank);

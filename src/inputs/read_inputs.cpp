@@ -58,6 +58,7 @@ bool parse_log(log_store& store, const input_source& source, const input_setting
     const opened_source opened = open_source(source);
     if (settings.counts_pages) store.pages.emplace();
     store.keeps_pages = settings.keeps_pages;
+    store.keeps_torn = settings.keeps_torn;
     if (store.keeps_pages) store.carry.drop();  // nothing of the log before this one
     store.open_error = opened.error;
     if (!opened.bytes) return false;

@@ -15,6 +15,7 @@ struct input_settings : source_set {
     bool have_mft = false;
     bool have_jrnl = false;
     bool keeps_pages = false;   // transactions whose beginning is lost are read too
+    bool keeps_torn = true;     // what torn sectors of the log hold is read, too
     bool counts_pages = false;  // what of the log was read is counted
     bool keeps_journal = true;  // for look-ups; otherwise the report reads the journal file by itself, record by record
     bool every_record = false;  // of a journal; otherwise bytes that are no record hide the rest of their page

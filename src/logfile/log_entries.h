@@ -116,7 +116,11 @@ public:
     // To be put in another order, or cut.
     std::span<packed_entry> packed() { return m_packed; }
     std::span<const packed_entry> packed() const { return m_packed; }
-    void shrink_to(std::size_t count) { m_packed.resize(count); }
+    // Asks `leaves_out(entry)` of each in turn.
+    template <class predicate>
+    void erase_if(predicate&& leaves_out) {
+        std::erase_if(m_packed, [&](const packed_entry& one) { return leaves_out(entry_of(one)); });
+    }
 
 private:
     struct joined_record {

@@ -55,6 +55,9 @@ struct log_page {
     std::uint64_t file_offset = 0;
     uni::byte_view bytes;
     log_entries::place begin = 0;
+    std::uint8_t torn = 0;  // `torn_sectors`
+
+    bool has_torn_header() const { return is_torn(torn, 0, page_layout::records_begin); }
 };
 
 // A log as parsed: its records in the order in which the file holds them, or of their LSNs after `complete_log`, and
@@ -67,6 +70,7 @@ struct log_store {
     std::vector<tail_name_image> tail_names_second;     // name table of the second
     std::vector<log_page> record_pages;                 // by file offset; kept if `keeps_pages` is set before the scan
     bool keeps_pages = false;         // `complete_log` follows the scan, and gathers journal records and chains
+    bool keeps_torn = false;          // records in torn sectors, too, which prove nothing
     std::optional<page_tally> pages;  // counted if there is one
 
     std::uint64_t file_size = 0;  // bytes

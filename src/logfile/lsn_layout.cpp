@@ -42,6 +42,7 @@ class gap_finder {
 public:
     gap_finder(const log_store& log, const lsn_layout& layout) : m_log(log), m_layout(layout) {
         for (const log_page& page : log.record_pages) {
+            if (page.has_torn_header()) continue;
             m_page_ends.push_back(page.bytes.get(page_layout::last_lsn));
             m_page_ends.push_back(page.bytes.get(page_layout::last_end_lsn));
         }
@@ -144,14 +145,14 @@ std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout)
     if (!log.record_pages.empty() && log.record_pages.back().file_offset + log_page_size == layout.log_size) {
         lsn_at_end = log.record_pages.back().bytes.get(page_layout::last_lsn);
     }
-    for (const auto& [offset, page, begin] : log.record_pages) {
-        const std::uint64_t number = offset / log_page_size;
+    for (const log_page& page : log.record_pages) {
+        const std::uint64_t number = page.file_offset / log_page_size;
         if (number >= copies_end) break;
         if (number < first_tail) continue;
         // In its own page the LSN is of a record that begins in the page or before it, and goes on there.
-        const std::uint64_t lsn = page.get(page_layout::last_lsn);
-        const bool own = number >= first_record_pages[0] &&
-                         (layout.offset(lsn) < offset + log_page_size || (lsn_at_end != 0 && lsn == lsn_at_end));
+        const std::uint64_t lsn = page.bytes.get(page_layout::last_lsn);
+        const bool own = number >= first_record_pages[0] && (layout.offset(lsn) < page.file_offset + log_page_size ||
+                                                             (lsn_at_end != 0 && lsn == lsn_at_end));
         if (!own) ++copies;
     }
     return copies;

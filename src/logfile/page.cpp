@@ -74,12 +74,23 @@ bool is_record_page(uni::byte_view header) {
            within(header.get(page_layout::usa_offset), 40, 8) && within(header.get(page_layout::usa_count), 3, 9);
 }
 
-bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset) {
+std::uint8_t torn_sectors(uni::byte_view page, std::uint32_t array_offset) {
     const std::uint16_t update_sequence = page.u16(array_offset);
-    for (std::size_t end = sector_size; end <= fixed_bytes(page); end += sector_size) {
-        if (page.u16(end - 2) != update_sequence) return false;
+    std::uint32_t torn = 0;
+    for (std::size_t at = 0; at + sector_size <= fixed_bytes(page); at += sector_size)
+        torn |= std::uint32_t{page.u16(at + sector_size - 2) != update_sequence} << at / sector_size;
+    return static_cast<std::uint8_t>(torn);
+}
+
+bool is_torn(std::uint8_t torn_sectors, std::size_t begin, std::size_t end) {
+    for (std::size_t sector = begin / sector_size; torn_sectors != 0 && sector * sector_size < end; ++sector) {
+        if (torn_sectors >> sector & 1) return true;
     }
-    return page.has(0, sector_size);
+    return false;
+}
+
+bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset) {
+    return torn_sectors(page, array_offset) == 0 && page.has(0, sector_size);
 }
 
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset) {

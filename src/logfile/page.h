@@ -46,6 +46,12 @@ inline constexpr std::uint32_t records_begin = 64;
 // word at `array_offset`. If not, the page was torn: part of it is older than the rest, or damaged.
 [[nodiscard]] bool sector_ends_match(uni::byte_view page, std::uint32_t array_offset);
 
+// The sectors of a page that do not end in it, a bit for each; a page that is cut short has none.
+[[nodiscard]] std::uint8_t torn_sectors(uni::byte_view page, std::uint32_t array_offset);
+
+// Whether one of them lies in some bytes of the page.
+[[nodiscard]] bool is_torn(std::uint8_t torn_sectors, std::size_t begin, std::size_t end);
+
 // Puts back the eight words at the sector ends of a page, from the array at `array_offset`, whose first word is the
 // update sequence number. False if a sector end did not hold that number; the words are put back all the same.
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset);

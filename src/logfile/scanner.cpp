@@ -210,8 +210,11 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
         return true;
     }
     if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
+    if (store.keeps_pages) {
+        const std::uint8_t torn = torn_sectors(page, uni::byte_view(page).get(page_layout::usa_offset));
+        store.record_pages.push_back({page_offset, page, store.entries.place_of(page.data()), torn});
+    }
     apply_fixups(page, record_usa_begin);
-    if (store.keeps_pages) store.record_pages.push_back({page_offset, page, store.entries.place_of(page.data())});
     return scan_record_page(store, page, page_offset);
 }
 

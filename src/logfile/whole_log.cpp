@@ -25,6 +25,7 @@ struct page_copy {
     std::uint64_t file_offset = 0;
     std::uint64_t home = 0;                          // file offset at which it belongs
     std::size_t begin = page_layout::records_begin;  // where records begin, after one that goes on here
+    std::uint8_t torn = 0;                           // sectors of which nothing is taken
 
     std::uint64_t last_lsn() const { return bytes.get(page_layout::last_lsn); }
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
@@ -63,8 +64,10 @@ private:
             page_copy page{.bytes = kept.bytes,
                            .begin_in_store = kept.begin,
                            .file_offset = kept.file_offset,
-                           .home = kept.file_offset};
-            const std::uint64_t home = kept.file_offset < copies_end * log_page_size ? home_of(page) : page.home;
+                           .home = kept.file_offset,
+                           .torn = kept.torn};
+            const bool may_be_copy = kept.file_offset < copies_end * log_page_size && !kept.has_torn_header();
+            const std::uint64_t home = may_be_copy ? home_of(page) : page.home;
             if (home != page.home) {
                 page_copy copy = page;
                 copy.home = home;
@@ -160,6 +163,10 @@ private:
         std::size_t known = position_of(page.bytes.u64(page.begin));
         for (std::size_t at = page.begin; at + least_header <= page.bytes.size();) {
             const std::uint64_t file_offset = page.file_offset + at;
+            if (is_torn(page.torn, at, at + least_header)) {
+                at += alignment;
+                continue;
+            }
             if (is_proved(known, file_offset)) {
                 const log_entry& entry = m_store.entries[known];
                 at = aligned(at + entry.bytes().size());
@@ -174,9 +181,10 @@ private:
             }
             const uni::byte_view record = page.bytes.from(at);
             const std::size_t size = std::max<std::size_t>(total_length(record), record_layout::payload_begin);
-            if (size <= record.size()) {
+            const bool sound = !is_torn(page.torn, at, std::min(at + size, page.bytes.size()));
+            if (sound && size <= record.size()) {
                 keep(record, page.begin_in_store + at);
-            } else if (join(page, record, size)) {
+            } else if (sound && join(page, record, size)) {
                 keep_joined(file_offset);
             }
             at = aligned(at + size);
@@ -221,6 +229,7 @@ private:
     // Says whether a record goes on in a page: it fills the page, it is the last one to end there, or the next one
     // follows.
     bool goes_on(const page_copy& page, std::uint64_t lsn, std::size_t missing) const {
+        if (is_torn(page.torn, 0, page_layout::records_begin + std::min<std::size_t>(missing, page_data))) return false;
         if (missing > page_data) return page.last_lsn() == lsn;
         if (page.last_end_lsn() == lsn) return true;
         const std::size_t end = aligned(page_layout::records_begin + missing);
@@ -259,13 +268,11 @@ private:
     // What stands where its LSN says and was not walked to lies within another record, or goes on nowhere over its page
     // end and was joined with bytes of another round.
     void take_out_false_records() {
-        std::size_t kept = 0;
-        const std::span<packed_entry> packed = m_store.entries.packed();
-        for (std::size_t at = 0; at < packed.size(); ++at) {
-            if (at < m_scanned && !m_proved[at] && is_at_home(m_store.entries[at])) continue;
-            packed[kept++] = packed[at];
-        }
-        m_store.entries.shrink_to(kept);
+        std::size_t next = 0;
+        m_store.entries.erase_if([&](const log_entry& entry) {
+            const std::size_t at = next++;
+            return at < m_scanned && !m_proved[at] && is_at_home(entry);
+        });
     }
 
     log_store& m_store;
@@ -276,6 +283,27 @@ private:
     std::vector<page_copy> m_pages;  // by home
     std::vector<std::uint8_t> m_joined;
 };
+
+// Of a record over page ends the scan has joined what the next pages of the file hold.
+bool lies_in_torn_sector(const log_store& store, const log_entry& entry) {
+    std::uint64_t begin = entry.file_offset() % log_page_size;
+    std::uint64_t left = entry.bytes().size();
+    const auto first =
+        std::ranges::lower_bound(store.record_pages, entry.file_offset() - begin, {}, &log_page::file_offset);
+    for (auto page = first; page != store.record_pages.end() && left != 0; ++page) {
+        const std::uint64_t piece = std::min(left, log_page_size - begin);
+        if (is_torn(page->torn, begin, begin + piece)) return true;
+        left -= piece;
+        begin = page_layout::records_begin;
+    }
+    return false;
+}
+
+// A torn sector is damaged, or of another time than the rest of its page. Another copy of the page may be sound.
+void leave_out_torn_sectors(log_store& store) {
+    if (std::ranges::none_of(store.record_pages, [](const log_page& page) { return page.torn != 0; })) return;
+    store.entries.erase_if([&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
+}
 
 // Memory that runs out costs the step that asked for it, and no other.
 template <class step>
@@ -290,6 +318,7 @@ void attempt(log_store& store, step&& taken) {
 }  // namespace
 
 void complete_log(log_store& store) {
+    if (!store.keeps_torn) leave_out_torn_sectors(store);
     if (const auto layout = find_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
     attempt(store, [&] { keep_journal_records(store); });
     attempt(store, [&] {

@@ -687,6 +687,7 @@ void settle(option_parse& parse, bool no_whitespace) {
         options.report == report_kind::coverage || options.report == report_kind::summary || has_further;
     options.keeps_pages = options.keeps_pages || options.counts_pages;
     options.keeps_journal = options.report == report_kind::rows || options.report == report_kind::statistics;
+    options.keeps_torn = options.keeps_journal;
     if (options.lists_logs() && !options.have_mft && !options.have_jrnl) options.have_log = true;
 }
 

@@ -124,11 +124,15 @@ void append_bits(std::string& out, std::uint32_t shown, std::span<const flag_wor
     std::uint32_t rest = shown;
     for (const flag_word& row : words)
         rest &= ~row.bits;
-    const bool any = append_flag_words(out, shown, words, ", ");
+    bool any = append_flag_words(out, shown, words, ", ");
     if (rest != 0) {
         if (any) out += ", ";
         append_number(out, rest, true);
-    } else if (!any && !some) {
+        any = true;
+    }
+    if (some) {
+        out += any ? ", others unknown" : "others unknown";
+    } else if (!any) {
         out += "none set";
     }
 }

@@ -53,8 +53,8 @@ record_page plain(u64 page, u64 round) {
 }
 
 // What is in a log of such pages beside plain ones: round, page and offset that each LSN states, and of a record over a
-// page end whether its bytes are its own.
-std::string completed(const std::map<u64, record_page>& pages, bool with_restart_page) {
+// page end whether its bytes are its own. Some sectors, known by their offsets, end in another number than their page.
+std::string completed(const std::map<u64, record_page>& pages, bool with_restart_page, std::vector<u64> torn = {}) {
     bytes log(pages_in_log * 4096, 0xFF);
     const restart_page stated{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - place_bits};
     if (with_restart_page) lay(log, 0, stated.image());
@@ -62,6 +62,8 @@ std::string completed(const std::map<u64, record_page>& pages, bool with_restart
     lay(log, (plain_page + 1) * 4096, plain(plain_page + 1, 2).image());
     for (const auto& [number, page] : pages)
         lay(log, number * 4096, page.image());
+    for (const u64 sector : torn)
+        log[sector + 510] ^= 1;
     log_store store;
     store.keeps_pages = true;
     scan_buffer(store, std::span(log));
@@ -128,6 +130,29 @@ TEST(complete_log, an_lsn_states_the_place_of_its_record) {
         EXPECT_EQ(completed(pages, true), expected) << what;
         EXPECT_EQ(completed(pages, false), expected) << what << ", by the size of the file";
     }
+}
+
+TEST(complete_log, nothing_is_taken_from_torn_sectors) {
+    const record first = sized(lsn_at(40, 64), 600), second = sized(lsn_at(40, 664), 100);
+    const record_page two{.last_lsn = second.lsn, .records = {first, second}};
+    const record five = crossing(40, 320);
+    const std::map<u64, record_page> crossed = {{40, ending_in(five, 40)}, {41, ending(five, 41)}};
+    const u64 page = 40 * 4096;
+    const std::tuple<const char*, std::map<u64, record_page>, std::vector<u64>, const char*> rows[] = {
+        {"a record that ends there", {{40, two}}, {page + 512}, ""},
+        {"one before it", {{40, two}}, {page + 1024}, "2/40:64 2/40:664"},
+        {"its page's header", {{40, two}}, {page}, "2/40:664"},
+        {"a copy is sound", {{7, two}, {40, two}}, {page + 512}, "2/40:64 2/40:664"},
+        {"the copy is torn", {{7, two}, {40, two}}, {7 * 4096 + 512}, "2/40:64 2/40:664"},
+        {"a record goes on there", crossed, {page + 4096}, "2/40:64"},
+        {"one that goes on was begun there", crossed, {page + 7 * 512}, "2/41:264"},
+        {"a copy of the page that it goes on in",
+         {{3, with_last_lsn(ending(five, 41), 41 * 4096)}, {40, ending_in(five, 40)}, {41, ending(five, 41)}},
+         {page + 4096},
+         "2/40:64 2/40:3976+ 2/41:264"},
+    };
+    for (const auto& [what, pages, torn, expected] : rows)
+        EXPECT_EQ(completed(pages, true, torn), expected) << what;
 }
 
 // The bundled sample, turned to each page of its ring: rows and events are the same but for LSNs and offsets.

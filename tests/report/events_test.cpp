@@ -583,13 +583,14 @@ TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
          {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"READ_ONLY, ARCHIVE\"]"}},
         {"some of them",
          {standard(32, {0x20}, {0x22})},
-         {"attributes_set|before=[\"flags\":\"\"];after=[\"flags\":\"HIDDEN\"]"}},
+         {"attributes_set|before=[\"flags\":\"ARCHIVE, others unknown\"];after=[\"flags\":\"HIDDEN, ARCHIVE, others "
+          "unknown\"]"}},
         {"those before, and some of those behind",
          {standard(32, pack(u32{0x20}), pack(u32{0x20})), standard(32, {0x20}, {0x22})},
          {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"HIDDEN, ARCHIVE\"]"}},
         {"those behind, and some of those before",
          {standard(32, {0x20}, pack(u32{0x21}))},
-         {"attributes_set|before=[\"flags\":\"\"];after=[\"flags\":\"READ_ONLY\"]"}},
+         {"attributes_set|before=[\"flags\":\"ARCHIVE, others unknown\"];after=[\"flags\":\"READ_ONLY, ARCHIVE\"]"}},
         {"attributes that have no word, and none",
          {standard(32, pack(u32{0x40000000}), pack(u32{0x00800021}))},
          {"attributes_set|before=[\"flags\":\"none set\"];after=[\"flags\":\"READ_ONLY, ARCHIVE, 0x800000\"]"}},
@@ -615,11 +616,12 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
     EXPECT_EQ(log.events("path,known,seq", {"-mftfile", free_since.path()}), texts{"<unk_path>\\|part|"});
     const record name = of_41(got(root, u"x"));
     const memory_file in_use(mft_image({{.number = 0}, {}}, 41));
-    EXPECT_EQ(story()
-                  .add({got(root, u"x"), standard(32, {0x20}, {0x22}), end()})
-                  .events("path,known,details", {"-mftfile", in_use.path()})
-                  .at(1),
-              R"([root]\x|mft|before=["flags":""];after=["flags":"HIDDEN"])");
+    EXPECT_EQ(
+        story()
+            .add({got(root, u"x"), standard(32, {0x20}, {0x22}), end()})
+            .events("path,known,details", {"-mftfile", in_use.path()})
+            .at(1),
+        R"([root]\x|mft|before=["flags":"ARCHIVE, others unknown"];after=["flags":"HIDDEN, ARCHIVE, others unknown"])");
     const story taken_back = story().add({logged({.file = file + 1}), undoing(8, 0), end()}).add({name, end()});
     EXPECT_EQ(taken_back.events("inode,seq", {"-mftfile", in_use.path()}), (texts{"41|1", "41|"}));
     // An extension record in the MFT that the log knows as a file of its own.
@@ -1380,13 +1382,15 @@ TEST(events, tell_values_that_other_writes_of_the_same_file_prove) {
     const bytes stream = resident(0x80, pack(noon, noon, noon, noon, at{72}), {.name = u"s"});
     const story beside = story().add({came(file, root, u"a"), to_record(5, 6, stream, {}, 300), end()});
     EXPECT_EQ(story(beside).add({standard(32, {0x20}, {0x22}), end()}).events("details").back(),
-              R"(before=["flags":""];after=["flags":"HIDDEN"])");
+              R"(before=["flags":"ARCHIVE, others unknown"];after=["flags":"HIDDEN, ARCHIVE, others unknown"])");
     const std::vector<bytes> flags = {resident(0x10, pack(at{32}, u32{0x20}, at{72}))};
     for (const file_record& other : {file_record{.flags = 0, .attributes = flags},
                                      {.number = 41, .sequence = 0, .base = file, .attributes = flags}}) {
         const story some =
             story().add({came(file, root, u"a"), written(other), end()}).add({standard(32, {0x20}, {0x22}), end()});
-        EXPECT_EQ(some.events("details").at(1), R"(before=["flags":""];after=["flags":"HIDDEN"])") << other.number;
+        EXPECT_EQ(some.events("details").at(1),
+                  R"(before=["flags":"ARCHIVE, others unknown"];after=["flags":"HIDDEN, ARCHIVE, others unknown"])")
+            << other.number;
     }
 }
 
