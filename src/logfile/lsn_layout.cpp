@@ -50,13 +50,14 @@ public:
 
     std::vector<lsn_gap> find() const {
         std::vector<lsn_gap> gaps;
-        std::optional<log_entry> last;  // of several with one LSN the first
+        const log_entry* last = nullptr;  // of several with one LSN the first
         for (std::size_t at = 0; at < m_log.entries.size(); ++at) {
             const log_entry& entry = m_log.entries[at];
             prefetch_record(m_log, at);
-            if (last && entry.this_lsn() <= last->this_lsn()) continue;
-            if (last && !follows(*last, entry.this_lsn())) gaps.push_back({last->this_lsn(), entry.this_lsn()});
-            last = entry;
+            if (last != nullptr && entry.this_lsn() <= last->this_lsn()) continue;
+            if (last != nullptr && !follows(*last, entry.this_lsn()))
+                gaps.push_back({last->this_lsn(), entry.this_lsn()});
+            last = &entry;
         }
         return gaps;
     }
@@ -144,7 +145,7 @@ std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout)
     if (!log.record_pages.empty() && log.record_pages.back().file_offset + log_page_size == layout.log_size) {
         lsn_at_end = log.record_pages.back().bytes.get(page_layout::last_lsn);
     }
-    for (const auto& [offset, page, begin] : log.record_pages) {
+    for (const auto& [offset, page] : log.record_pages) {
         const std::uint64_t number = offset / log_page_size;
         if (number >= copies_end) break;
         if (number < first_tail) continue;
