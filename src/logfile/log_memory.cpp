@@ -1,5 +1,6 @@
 #include "logfile/log_memory.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 
@@ -18,14 +19,22 @@ void log_memory::release_room() {
 }
 
 log_entry log_memory::keep_joined(uni::byte_view record, std::uint64_t file_offset) {
-    m_made.clear();
-    for (const std::uint64_t stated : {file_offset, std::uint64_t{record.size()}}) {
-        const auto raw = std::bit_cast<std::array<std::uint8_t, sizeof stated>>(stated);
-        m_made.insert(m_made.end(), raw.begin(), raw.end());
+    const std::span<std::uint8_t> kept = room_for_joined(log_entry::joined_prefix + record.size());
+    const auto prefix = std::bit_cast<std::array<std::uint8_t, log_entry::joined_prefix>>(
+        std::array<std::uint64_t, 2>{file_offset, record.size()});
+    std::ranges::copy(record.bytes(), std::ranges::copy(prefix, kept.begin()).out);
+    return log_entry::joined(kept);
+}
+
+std::span<std::uint8_t> log_memory::room_for_joined(std::size_t size) {
+    if (size > m_joined_room.size()) {
+        const std::size_t block = std::clamp(m_joined, std::size_t{1} << 16, block_size);
+        m_joined_room = m_joined_blocks.emplace_back(std::max(size, block)).bytes();
     }
-    m_made.insert(m_made.end(), record.bytes().begin(), record.bytes().end());
-    m_joined.earn(m_made.size());
-    return log_entry::joined(*m_joined.keep(std::span(m_made)));
+    m_joined += size;
+    const std::span<std::uint8_t> room = m_joined_room.first(size);
+    m_joined_room = m_joined_room.subspan(size);
+    return room;
 }
 
 }  // namespace kest

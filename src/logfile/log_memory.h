@@ -7,7 +7,6 @@
 
 #include "logfile/log_entry.h"
 #include "portable/byte_view.h"
-#include "portable/kept_bytes.h"
 #include "portable/large_pages.h"
 
 namespace kest {
@@ -31,8 +30,11 @@ private:
 
     std::vector<uni::byte_block> m_blocks;
     std::size_t m_used = block_size;  // bytes of the last one
-    uni::kept_bytes m_joined;
-    std::vector<std::uint8_t> m_made;  // the record that is put together at the time
+    std::span<std::uint8_t> room_for_joined(std::size_t size);
+
+    std::vector<uni::byte_block> m_joined_blocks;  // each as large as all before it
+    std::span<std::uint8_t> m_joined_room;
+    std::size_t m_joined = 0;  // bytes
 };
 
 }  // namespace kest

@@ -11,7 +11,7 @@ namespace {
 // Appends the record and enters it in the indexes by number.
 std::uint32_t append_record(_inode_collection& collection, inode_record added) {
     const auto position = static_cast<std::uint32_t>(collection.records.size());
-    const inode_record& record = collection.records.emplace_back(std::move(added));
+    const inode_record& record = collection.records.push_back(std::move(added));
     if (record.is_directory) index_directory(collection, record.inode, position);
     collection.inodes_all.add(record.inode, position);
     return position;
@@ -43,9 +43,10 @@ void index_directory(_inode_collection& collection, std::uint64_t number, std::u
 }
 
 uni::byte_view _inode_collection::odd_name_of(const inode_record& record) const {
-    const auto position = static_cast<std::uint32_t>(&record - records.data());
-    const auto found = std::ranges::lower_bound(odd_names, position, {}, &odd_name::position);
-    if (found == odd_names.end() || found->position != position) return {};
+    const std::uint32_t* const position = inodes_by_ref.find(record.ref().by_number());
+    if (position == nullptr) return {};
+    const auto found = std::ranges::lower_bound(odd_names, *position, {}, &odd_name::position);
+    if (found == odd_names.end() || found->position != *position) return {};
     return std::span<const std::uint8_t>(found->units);
 }
 
