@@ -27,7 +27,8 @@ record_owner file_names::stored_owner(std::uint64_t number) const {
     const record_owner nobody{inode_ref(number, 0), name_source::part};
     const inode_record* const stored = record_in_use(m_inodes, number);
     if (stored == nullptr) return nobody;
-    const inode_record* const base = stored->is_base ? stored : record_in_use(m_inodes, *stored->base_records.begin());
+    const inode_record* const base =
+        stored->is_base ? stored : record_in_use(m_inodes, *stored->further->base_records.begin());
     if (base == nullptr || !base->is_base) return nobody;
     if (stored->lsn <= m_highest_lsn) return {base->ref(), name_source::mft};
     return m_guesses_allowed ? record_owner{base->ref(), name_source::guess} : nobody;

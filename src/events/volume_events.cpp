@@ -38,7 +38,7 @@ public:
         for (const std::uint32_t at : m_records) {
             read_mount(at);
             read_usn(at);
-            m_last = m_log.entries[at];
+            m_last = &m_log.entries[at];
         }
         return std::move(m_events);
     }
@@ -77,7 +77,7 @@ private:
     const log_store& m_log;
     const std::optional<lsn_layout> m_layout;
     std::vector<std::uint32_t> m_records;  // by LSN
-    std::optional<log_entry> m_last;
+    const log_entry* m_last = nullptr;
     std::uint64_t m_mount_lsn = 0;
     std::uint64_t m_usn = 0;
     std::vector<volume_event> m_events;

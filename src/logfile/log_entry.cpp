@@ -10,6 +10,8 @@ namespace {
 
 using namespace record_layout;
 
+static_assert(sizeof(log_entry) == 8 && highest_operation < log_entry::no_operation);
+
 // Sizes of a file record in sectors of 512 bytes.
 constexpr std::uint16_t small_record = 2;
 constexpr std::uint16_t large_record = 8;

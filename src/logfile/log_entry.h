@@ -1,9 +1,14 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 
+#include "logfile/page.h"
 #include "portable/byte_view.h"
 
 namespace kest {
@@ -51,31 +56,29 @@ inline std::uint32_t total_length(uni::byte_view record) {
     return record.get(record_layout::client_data_length) + record_layout::client_begin;
 }
 
-// One parsed log record: its first 88 bytes, then its payload. A view: the bytes belong to the `log_store`, and what
-// they say is read from them.
+// One parsed log record: its first 88 bytes, then its payload. The bytes belong to the `log_store` that the entry
+// stands in. A log has one for each 90 of its bytes or so, so an entry has 8 bytes: where the record begins, and its
+// operations, which walks choose by. All else is read from there.
 class log_entry {
 public:
-    log_entry() = default;
-    // `bytes` are at least 88, and may go on after the record; the file offset is where the record's first piece began,
-    // in bytes.
-    log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned)
-        : log_entry(bytes.get(record_layout::redo_op), bytes.get(record_layout::undo_op), bytes, file_offset) {
-        m_place |= std::uint64_t{spanned};
-    }
-    // The same where its operations are known: nothing of the bytes is read.
-    log_entry(std::uint16_t redo, std::uint16_t undo, uni::byte_view bytes, std::uint64_t file_offset)
-        : redo_op(redo),
-          undo_op(undo),
-          m_room(static_cast<std::uint32_t>(bytes.size())),
-          m_data(bytes.bytes().data()),
-          m_place(file_offset << 1) {}
+    log_entry() : log_entry(no_record.data() + joined_prefix, true) {}
+    // A record of a page at a multiple of its size, which states where in the file it was: the record, of at least 88
+    // bytes, lies wholly in it.
+    static log_entry in_page(uni::byte_view record) { return {record.bytes().data(), false}; }
+    // A record that was put together, after 16 bytes: where its first piece began in the file, and its size.
+    static log_entry joined(uni::byte_view kept) { return {kept.from(joined_prefix).bytes().data(), true}; }
+    static constexpr std::size_t joined_prefix = 16;  // bytes
 
     uni::byte_view bytes() const {
-        return uni::byte_view(std::span(m_data, m_room))
-            .slice(0, std::uint64_t{record_layout::payload_begin} + payload_length(header()));
+        const std::uint64_t size = std::uint64_t{record_layout::payload_begin} + payload_length(header());
+        const std::uint64_t room = m_spanned != 0 ? prefix().u64(8) : log_page_size - in_page();
+        return std::span(data(), static_cast<std::size_t>(std::min(size, room)));
     }
-    std::uint64_t file_offset() const { return m_place >> 1; }
-    bool spanned() const { return (m_place & 1) != 0; }  // it crossed a page end
+    std::uint64_t file_offset() const {
+        if (m_spanned != 0) return prefix().u64(0);
+        return uni::byte_view(std::span(data() - in_page(), log_page_size)).get(page_layout::file_offset) + in_page();
+    }
+    bool spanned() const { return m_spanned != 0; }  // it crossed a page end
 
     std::uint64_t this_lsn() const { return get(record_layout::this_lsn); }  // log sequence number
     std::uint64_t client_previous_lsn() const { return get(record_layout::client_previous_lsn); }  // 0: head of a chain
@@ -89,22 +92,39 @@ public:
     // The client data after its 40-byte header; empty if there is none.
     uni::byte_view payload() const { return bytes().from(record_layout::payload_begin); }
 
-    std::uint16_t redo_op = 0;
-    std::uint16_t undo_op = 0;
+    const std::uint8_t* data() const { return std::bit_cast<const std::uint8_t*>(std::uintptr_t{m_address}); }
 
 private:
-    uni::byte_view header() const {
-        return std::span(m_data, std::min<std::size_t>(m_room, record_layout::payload_begin));
+    static constexpr unsigned address_bits = 49;  // more than systems give out unasked
+    static constexpr std::uint64_t highest_address = (std::uint64_t{1} << address_bits) - 1;
+    static constexpr std::array<std::uint8_t, joined_prefix + record_layout::payload_begin> no_record{};
+
+    log_entry(const std::uint8_t* record, bool spanned)
+        : m_address(address_of(record) & highest_address),
+          m_spanned(spanned ? 1 : 0),
+          redo_op(packed(header().get(record_layout::redo_op)) & no_operation),
+          undo_op(packed(header().get(record_layout::undo_op)) & no_operation) {}
+
+    static std::uint64_t address_of(const std::uint8_t* record) {
+        const std::uint64_t address = std::bit_cast<std::uintptr_t>(record);
+        if (address > highest_address) throw std::bad_alloc();
+        return address;
     }
+    // What is no operation stays none.
+    static std::uint16_t packed(std::uint16_t operation) { return std::min<std::uint16_t>(operation, no_operation); }
 
-    std::uint32_t m_room = 0;  // bytes from the record's begin on
-    const std::uint8_t* m_data = nullptr;
-    std::uint64_t m_place = 0;
+    std::size_t in_page() const { return m_address % log_page_size; }
+    uni::byte_view header() const { return std::span(data(), record_layout::payload_begin); }
+    uni::byte_view prefix() const { return std::span(data() - joined_prefix, joined_prefix); }
+
+    std::uint64_t m_address : address_bits;
+    std::uint64_t m_spanned : 1;
+
+public:
+    std::uint16_t redo_op : 7;
+    std::uint16_t undo_op : 7;
+    static constexpr std::uint16_t no_operation = 0x7F;
 };
-
-inline log_entry make_log_entry(uni::byte_view bytes, std::uint64_t file_offset, bool spanned) {
-    return {bytes, file_offset, spanned};
-}
 
 // Where a record's redo or undo bytes lie within its payload. All zero: it has none.
 struct data_window {

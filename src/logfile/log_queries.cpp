@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t page_shift = 12;                 // pages of 4096 bytes
 constexpr std::uint64_t page_offset_mask = 0xFFFF'F000;  // Kept: 32 bits, so that pages after 4 GiB are not found
 
-std::vector<std::vector<std::uint32_t>> index_operations(const log_entries& entries) {
+std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_entry> entries) {
     std::vector<std::vector<std::uint32_t>> index;
     const auto add = [&index](std::uint16_t operation, std::uint32_t position) {
         if (operation >= index.size()) index.resize(operation + 1U);

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "logfile/log_entries.h"
 #include "logfile/log_entry.h"
+#include "logfile/log_memory.h"
 #include "logfile/page.h"
 #include "logfile/volume_geometry.h"
 #include "mft/inode_record.h"
@@ -54,7 +54,6 @@ struct chain_head {
 struct log_page {
     std::uint64_t file_offset = 0;
     uni::byte_view bytes;
-    log_entries::place begin = 0;
     std::uint8_t torn = 0;  // `torn_sectors`
 
     bool has_torn_header() const { return is_torn(torn, 0, page_layout::records_begin); }
@@ -63,7 +62,7 @@ struct log_page {
 // A log as parsed: its records in the order in which the file holds them, or of their LSNs after `complete_log`, and
 // what links them. Positions are 32-bit indexes into `entries`.
 struct log_store {
-    log_entries entries;
+    uni::large_vector<log_entry> entries;
 
     std::array<restart_page_image, 2> restart_pages{};  // at file offset 0; the first one seen elsewhere
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page; no report shows them
@@ -93,6 +92,8 @@ struct log_store {
 
     mft_geometry geometry;  // what record numbers are derived with; set after the scan
 
+    log_memory memory;  // what the entries show
+
     // The positions of a chain's records, that of the head first.
     std::span<const std::uint32_t> records(const chain_head& chain) const {
         return std::span(chain_records).subspan(chain.first, chain.count);
@@ -105,7 +106,7 @@ struct log_store {
 inline void prefetch_record(const log_store& log, std::size_t position) {
     constexpr std::size_t distance = 16;
     if (position + distance >= log.entries.size()) return;
-    const std::uint8_t* const bytes = log.entries.address(position + distance);
+    const std::uint8_t* const bytes = log.entries[position + distance].data();
     uni::prefetch(bytes + record_layout::client_begin);
     uni::prefetch(bytes + record_layout::payload_begin + record_layout::client_begin);
 }

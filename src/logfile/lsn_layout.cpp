@@ -51,13 +51,14 @@ public:
 
     std::vector<lsn_gap> find() const {
         std::vector<lsn_gap> gaps;
-        std::optional<log_entry> last;  // of several with one LSN the first
+        const log_entry* last = nullptr;  // of several with one LSN the first
         for (std::size_t at = 0; at < m_log.entries.size(); ++at) {
             const log_entry& entry = m_log.entries[at];
             prefetch_record(m_log, at);
-            if (last && entry.this_lsn() <= last->this_lsn()) continue;
-            if (last && !follows(*last, entry.this_lsn())) gaps.push_back({last->this_lsn(), entry.this_lsn()});
-            last = entry;
+            if (last != nullptr && entry.this_lsn() <= last->this_lsn()) continue;
+            if (last != nullptr && !follows(*last, entry.this_lsn()))
+                gaps.push_back({last->this_lsn(), entry.this_lsn()});
+            last = &entry;
         }
         return gaps;
     }

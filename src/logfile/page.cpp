@@ -1,6 +1,8 @@
 #include "logfile/page.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 
 #include "logfile/log_entry.h"
 #include "logfile/operation.h"
@@ -106,6 +108,11 @@ bool record_plausible(uni::byte_view record, std::uint64_t lsn_limit) {
     return !shows(record, undo_length) || data_length <= client_header_size ||
            (data_fits(record.get(redo_op), record.get(redo_offset), record.get(redo_length), data_length) &&
             data_fits(record.get(undo_op), record.get(undo_offset), record.get(undo_length), data_length));
+}
+
+void set_file_offset(std::span<std::uint8_t> page, std::uint64_t offset) {
+    const auto raw = std::bit_cast<std::array<std::uint8_t, sizeof offset>>(offset);
+    std::ranges::copy(raw, page.subspan(page_layout::file_offset.offset, raw.size()).begin());
 }
 
 bool undo_lies_beyond(uni::byte_view record) {

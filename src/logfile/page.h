@@ -31,6 +31,9 @@ inline constexpr uni::field<std::uint64_t> last_lsn{8};         // of the last r
 inline constexpr uni::field<std::uint16_t> next_record_offset{24};
 inline constexpr uni::field<std::uint64_t> last_end_lsn{32};  // equal to `last_lsn`: nothing goes on after the page
 inline constexpr std::uint32_t records_begin = 64;
+// Among the words of the update sequence array, which is not asked for once sector ends are put back: where in the file
+// the page was.
+inline constexpr uni::field<std::uint64_t> file_offset{48};
 }  // namespace page_layout
 
 // The signature "RSTR" and nothing else.
@@ -55,6 +58,9 @@ inline constexpr std::uint32_t records_begin = 64;
 // Puts back the eight words at the sector ends of a page, from the array at `array_offset`, whose first word is the
 // update sequence number. False if a sector end did not hold that number; the words are put back all the same.
 bool apply_fixups(std::span<std::uint8_t> page, std::uint32_t array_offset);
+
+// Has a record page state its file offset, after its sector ends were put back.
+void set_file_offset(std::span<std::uint8_t> page, std::uint64_t offset);
 
 inline constexpr std::uint64_t any_lsn = ~std::uint64_t{0};
 

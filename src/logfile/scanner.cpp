@@ -142,7 +142,7 @@ std::uint32_t scan_record(log_store& store, uni::byte_view record, std::uint64_t
     if (store.carry.pending()) return continue_record(store, record);
     const std::uint32_t total = total_length(record);
     if (record.size() >= record_layout::payload_begin && record.size() >= total) {
-        if (is_stored(record)) add_record(store, store.entries.place_of(record.bytes().data()));
+        if (is_stored(record)) add_record(store, record);
         return total;
     }
     store.carry.begin(file_offset);
@@ -212,9 +212,10 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
     if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
     if (store.keeps_pages) {
         const std::uint8_t torn = torn_sectors(page, uni::byte_view(page).get(page_layout::usa_offset));
-        store.record_pages.push_back({page_offset, page, store.entries.place_of(page.data()), torn});
+        store.record_pages.push_back({page_offset, page, torn});
     }
     apply_fixups(page, record_usa_begin);
+    set_file_offset(page, page_offset);
     return scan_record_page(store, page, page_offset);
 }
 
@@ -223,7 +224,6 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
 // than it holds.
 std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std::uint64_t file_offset) {
     if (store.pages) store.pages->count_pages(stretch, file_offset);  // before repairs
-    store.entries.read_pages(stretch, file_offset);
     std::size_t used = 0;
     for (std::size_t at = 0; at + log_page_size <= stretch.size(); at += log_page_size) {
         const std::size_t known = store.entries.size();
@@ -240,23 +240,23 @@ std::size_t scan_stretch(log_store& store, std::span<std::uint8_t> stretch, std:
 void scan_blocks(log_store& store, const uni::byte_source& file) {
     store.file_size = file.size();
     if (store.pages) store.pages->file_size = file.size();
-    store.entries.reserve(std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
+    uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
     uni::block_reader reader(file, 0, file.size(), log_page_size);
     bool readable = true;  // a failed read ends the log there
     while (readable && reader.advance()) {
-        const std::span<std::uint8_t> room = store.entries.room();
+        const std::span<std::uint8_t> room = store.memory.room();
         const uni::block_reader::block block = reader.read(room);
-        store.entries.keep_pages(scan_stretch(store, room.first(block.bytes), block.offset));
+        store.memory.keep(scan_stretch(store, room.first(block.bytes), block.offset));
         readable = !block.failed;
     }
     if (!readable) store.incomplete = true;
-    store.entries.release_room();
+    store.memory.release_room();
 }
 
-template <class addition>
-bool add_to(log_store& store, addition&& add) {
+template <class maker>
+bool add_made(log_store& store, maker&& make) {
     try {
-        add(store.entries);
+        store.entries.push_back(make());
         if (!store.keeps_pages) keep_journal_record(store, static_cast<std::uint32_t>(store.entries.size() - 1));
     } catch (const std::bad_alloc&) {
         store.incomplete = true;
@@ -267,12 +267,12 @@ bool add_to(log_store& store, addition&& add) {
 
 }  // namespace
 
-bool add_record(log_store& store, log_entries::place begin) {
-    return add_to(store, [begin](log_entries& entries) { entries.add(begin); });
+bool add_record(log_store& store, uni::byte_view record) {
+    return add_made(store, [record] { return log_entry::in_page(record); });
 }
 
 bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset) {
-    return add_to(store, [&](log_entries& entries) { entries.add_joined(bytes, file_offset); });
+    return add_made(store, [&] { return store.memory.keep_joined(bytes, file_offset); });
 }
 
 void keep_journal_records(log_store& store) {
@@ -300,10 +300,10 @@ bool scan_buffer(log_store& store, uni::byte_view bytes) {
     store.file_size = bytes.size();
     if (store.pages) store.pages->file_size = bytes.size();
     for (std::uint64_t offset = 0; offset < bytes.size();) {
-        const std::span<std::uint8_t> room = store.entries.room();
+        const std::span<std::uint8_t> room = store.memory.room();
         const uni::byte_view part = bytes.slice(offset, room.size());
         std::ranges::copy(part.bytes(), room.begin());
-        store.entries.keep_pages(scan_stretch(store, room.first(part.size()), offset));
+        store.memory.keep(scan_stretch(store, room.first(part.size()), offset));
         offset += part.size();
     }
     if (!store.keeps_pages) link_chains(store);

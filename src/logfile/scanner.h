@@ -18,7 +18,7 @@ bool scan_buffer(log_store& store, uni::byte_view bytes);
 
 // Adds a whole record of at least 88 bytes that lies in a page of the store, and the journal record in it. False if
 // memory runs out: it costs this record, and the store is `incomplete`.
-bool add_record(log_store& store, log_entries::place begin);
+bool add_record(log_store& store, uni::byte_view record);
 // The same of a record that was put together over page ends.
 bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset);
 

@@ -21,7 +21,6 @@ constexpr std::size_t aligned(std::size_t at) {
 // One copy of a page: where it belongs in the log, or in a tail page.
 struct page_copy {
     uni::byte_view bytes;
-    log_entries::place begin_in_store = 0;
     std::uint64_t file_offset = 0;
     std::uint64_t home = 0;                          // file offset at which it belongs
     std::size_t begin = page_layout::records_begin;  // where records begin, after one that goes on here
@@ -32,8 +31,6 @@ struct page_copy {
 };
 
 class log_completer {
-    using packed_entry = log_entries::packed_entry;
-
 public:
     log_completer(log_store& store, const lsn_layout& layout)
         : m_store(store), m_layout(layout), m_scanned(store.entries.size()) {}
@@ -61,11 +58,8 @@ private:
     // A tail page is at home elsewhere; after its last record it may have some that were at home where it stands.
     void find_homes() {
         for (const log_page& kept : m_store.record_pages) {
-            page_copy page{.bytes = kept.bytes,
-                           .begin_in_store = kept.begin,
-                           .file_offset = kept.file_offset,
-                           .home = kept.file_offset,
-                           .torn = kept.torn};
+            page_copy page{
+                .bytes = kept.bytes, .file_offset = kept.file_offset, .home = kept.file_offset, .torn = kept.torn};
             const bool may_be_copy = kept.file_offset < copies_end * log_page_size && !kept.has_torn_header();
             const std::uint64_t home = may_be_copy ? home_of(page) : page.home;
             if (home != page.home) {
@@ -121,15 +115,13 @@ private:
     // By LSN, and of equal ones the one at its own offset first: the order must not depend on where the ring ends. A
     // scan leaves a few runs in order, which are merged.
     void order_entries() {
-        const auto before = [this](packed_entry one, packed_entry other) {
-            const log_entry a = m_store.entries.entry_of(one), b = m_store.entries.entry_of(other);
+        const auto before = [this](const log_entry& a, const log_entry& b) {
             return a.this_lsn() != b.this_lsn() ? a.this_lsn() < b.this_lsn() : is_at_home(a) && !is_at_home(b);
         };
-        const std::span<packed_entry> packed = m_store.entries.packed();
-        const auto end = packed.end();
+        const auto end = m_store.entries.end();
         for (bool merged = true; merged;) {
             merged = false;
-            for (auto begin = packed.begin(); begin != end;) {
+            for (auto begin = m_store.entries.begin(); begin != end;) {
                 const auto middle = std::is_sorted_until(begin, end, before);
                 const auto next = std::is_sorted_until(middle, end, before);
                 if (middle != end) {
@@ -143,9 +135,8 @@ private:
 
     // Position of the first entry of an LSN, or of the next one, among those that the scan found.
     std::size_t position_of(std::uint64_t lsn) const {
-        const auto scanned = m_store.entries.packed().first(m_scanned);
-        const auto lsn_of = [this](packed_entry packed) { return m_store.entries.entry_of(packed).this_lsn(); };
-        const auto found = std::ranges::lower_bound(scanned, lsn, {}, lsn_of);
+        const auto scanned = std::span(m_store.entries).first(m_scanned);
+        const auto found = std::ranges::lower_bound(scanned, lsn, {}, &log_entry::this_lsn);
         return static_cast<std::size_t>(found - scanned.begin());
     }
     bool is_scanned(std::size_t position, std::uint64_t lsn) const {
@@ -183,7 +174,7 @@ private:
             const std::size_t size = std::max<std::size_t>(total_length(record), record_layout::payload_begin);
             const bool sound = !is_torn(page.torn, at, std::min(at + size, page.bytes.size()));
             if (sound && size <= record.size()) {
-                keep(record, page.begin_in_store + at);
+                keep(record);
             } else if (sound && join(page, record, size)) {
                 keep_joined(file_offset);
             }
@@ -237,12 +228,12 @@ private:
                m_layout.round(page.bytes.u64(end)) <= m_layout.round(lsn) + 1;
     }
 
-    void keep(uni::byte_view record, log_entries::place begin) {
+    void keep(uni::byte_view record) {
         const std::uint64_t lsn = record.get(record_layout::this_lsn);
         if (const std::size_t known = position_of(lsn); is_scanned(known, lsn)) {
             m_proved[known] = true;
         } else if (bool& added = m_added[lsn]; !added) {
-            added = add_record(m_store, begin);
+            added = add_record(m_store, record);
         }
     }
 
@@ -259,7 +250,8 @@ private:
             return;
         }
         if (scanned) {
-            m_store.entries.replace_by_joined(known, std::span(m_joined), m_store.entries[known].file_offset());
+            log_entry& entry = m_store.entries[known];
+            entry = m_store.memory.keep_joined(std::span(m_joined), entry.file_offset());
         } else {
             add_joined_record(m_store, std::span(m_joined), file_offset);
         }
@@ -269,7 +261,7 @@ private:
     // end and was joined with bytes of another round.
     void take_out_false_records() {
         std::size_t next = 0;
-        m_store.entries.erase_if([&](const log_entry& entry) {
+        std::erase_if(m_store.entries, [&](const log_entry& entry) {
             const std::size_t at = next++;
             return at < m_scanned && !m_proved[at] && is_at_home(entry);
         });
@@ -302,7 +294,7 @@ bool lies_in_torn_sector(const log_store& store, const log_entry& entry) {
 // A torn sector is damaged, or of another time than the rest of its page. Another copy of the page may be sound.
 void leave_out_torn_sectors(log_store& store) {
     if (std::ranges::none_of(store.record_pages, [](const log_page& page) { return page.torn != 0; })) return;
-    store.entries.erase_if([&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
+    std::erase_if(store.entries, [&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
 }
 
 // Memory that runs out costs the step that asked for it, and no other.

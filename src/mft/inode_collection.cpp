@@ -11,7 +11,7 @@ namespace {
 // Appends the record and enters it in the indexes by number.
 std::uint32_t append_record(_inode_collection& collection, inode_record added) {
     const auto position = static_cast<std::uint32_t>(collection.records.size());
-    const inode_record& record = collection.records.emplace_back(std::move(added));
+    const inode_record& record = collection.records.push_back(std::move(added));
     if (record.is_directory) index_directory(collection, record.inode, position);
     collection.inodes_all.add(record.inode, position);
     return position;
@@ -22,9 +22,9 @@ std::uint64_t merge_into(_inode_collection& collection, std::uint32_t position, 
                          std::optional<inode_ref> parent, bool& known) {
     inode_record& target = collection.records[position];
     if (name != target.name) {
-        if (target.alt_name.empty()) {
-            target.alt_name = name;
-        } else if (name != target.alt_name) {
+        if (target.further->alt_name.empty()) {
+            target.further.made().alt_name = name;
+        } else if (name != target.further->alt_name) {
             return position | _inode_collection::name_conflict;
         }
     }
@@ -43,9 +43,10 @@ void index_directory(_inode_collection& collection, std::uint64_t number, std::u
 }
 
 uni::byte_view _inode_collection::odd_name_of(const inode_record& record) const {
-    const auto position = static_cast<std::uint32_t>(&record - records.data());
-    const auto found = std::ranges::lower_bound(odd_names, position, {}, &odd_name::position);
-    if (found == odd_names.end() || found->position != position) return {};
+    const std::uint32_t* const position = inodes_by_ref.find(record.ref().by_number());
+    if (position == nullptr) return {};
+    const auto found = std::ranges::lower_bound(odd_names, *position, {}, &odd_name::position);
+    if (found == odd_names.end() || found->position != *position) return {};
     return std::span<const std::uint8_t>(found->units);
 }
 
@@ -98,10 +99,12 @@ void mft_index::seal() {
 
 void index_mft_record(mft_index& index, inode_record& record, std::uint32_t position, std::uint64_t inode) {
     if (record.lsn != 0) index.inodes_by_lsn.add(record.lsn, position);
-    for (const run_record& run : record.index_runs) {
+    if (record.further->index_runs.empty()) return;
+    for (const run_record& run : record.further->index_runs) {
         index.run_map.push_back({run.lcn, run.clusters, static_cast<std::uint32_t>(inode)});
     }
-    record.index_runs = {};
+    record.further.made().index_runs = {};
+    if (record.further->base_records.empty()) record.further.clear();
 }
 
 // Kept: the lowest run answers for what lies inside it or just after it, but not for its own first cluster; and
@@ -133,7 +136,7 @@ const inode_record* stored_file(const _inode_collection& inodes, inode_ref file)
 
 const inode_record* record_in_use(const _inode_collection& inodes, std::uint64_t number) {
     const inode_record* const first = inodes.find_first(number);
-    const bool from_mft = first != nullptr && (first->is_base || !first->base_records.empty());
+    const bool from_mft = first != nullptr && (first->is_base || !first->further->base_records.empty());
     return from_mft && first->in_use ? first : nullptr;
 }
 

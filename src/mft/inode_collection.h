@@ -8,6 +8,7 @@
 
 #include "mft/inode_record.h"
 #include "mft/limits.h"
+#include "portable/block_vector.h"
 #include "portable/byte_source.h"
 #include "portable/byte_view.h"
 #include "portable/large_pages.h"
@@ -28,7 +29,7 @@ public:
         std::vector<std::uint8_t> units;
     };
 
-    uni::large_vector<inode_record> records;
+    uni::block_vector<inode_record> records;
     std::vector<odd_name> odd_names;      // of records that were read from an MFT, in their order
     uni::ordered_index inodes_by_number;  // key: record number; directories only, one a number
     uni::ordered_index inodes_all;        // key: record number; every record, equal keys in order of arrival
@@ -45,7 +46,7 @@ public:
     const inode_record* find_directory(std::uint64_t number) const { return at(inodes_by_number.find(number)); }
     const inode_record* find_first(std::uint64_t number) const { return at(inodes_all.find(number)); }
     const inode_record* find_exact(inode_ref ref) const { return at(inodes_by_ref.find(ref.by_number())); }
-    // Of one of `records`; empty where the text of its name says it all.
+    // Of a record that `find_exact` gives; empty where the text of its name says it all.
     uni::byte_view odd_name_of(const inode_record& record) const;
 
 private:

@@ -58,32 +58,37 @@ inline constexpr std::uint32_t directory = file_record_layout::directory;
 inline constexpr std::uint32_t system = 4;  // from a journal record's attributes
 }  // namespace inode_flags
 
-// One file record as the program knows it.
+// What is known of few file records.
+struct further_facts {
+    std::string alt_name = {};  // a second name seen for the same file reference
+    // On an extension record: its base record. On a base record: the extension records that were read.
+    uni::small_set<std::uint64_t> base_records = {};
+    std::vector<run_record> index_runs = {};
+};
+
+// One file record as the program knows it. There are as many as an MFT has, so each byte counts.
 struct inode_record {
     std::uint64_t inode = 0;     // record number
     std::uint16_t sequence = 0;  // 0: unknown
-    bool is_directory = false;
-    bool path_set = false;    // `path` holds a value
-    bool path_final = false;  // the path reached the root
-    bool in_use = false;
-    bool is_base = false;     // read as a complete base record
-    std::uint32_t flags = 0;  // inode_flags, and whatever else the file record header says
+    bool is_directory : 1 = false;
+    bool path_set : 1 = false;    // `path` holds a value
+    bool path_final : 1 = false;  // the path reached the root
+    bool in_use : 1 = false;
+    bool is_base : 1 = false;  // read as a complete base record
+    std::uint32_t flags = 0;   // inode_flags, and whatever else the file record header says
     // One for each name, in ascending order of the whole value, so by sequence number first. `add_parent` keeps them
     // few.
     uni::small_set<inode_ref> parents = {};
     std::string name = {};       // UTF-8
     inode_ref name_parent = {};  // the parent of that name, on a record read from an MFT
-    std::string alt_name = {};   // a second name seen for the same file reference
     uni::shared_text path = {};  // directories only, ends in its separator; set by `build_paths`
-    // On an extension record: its base record. On a base record: the extension records that were read.
-    uni::small_set<std::uint64_t> base_records = {};
+    uni::optional_part<further_facts> further = {};
     std::uint64_t lsn = 0;             // from the file record header
     std::uint64_t usn = 0;             // update sequence number
     file_times si_times = {};          // from $STANDARD_INFORMATION
     file_times fn_times = {};          // from $FILE_NAME
     std::uint64_t allocated_size = 0;  // bytes, from $FILE_NAME
     std::uint64_t real_size = 0;       // bytes, from $FILE_NAME
-    std::vector<run_record> index_runs = {};
 
     inode_ref ref() const { return {inode, sequence}; }
     inode_ref first_parent() const { return parents.empty() ? inode_ref{} : *parents.begin(); }

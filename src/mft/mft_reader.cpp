@@ -96,7 +96,7 @@ private:
         const uni::byte_view view = bytes;
         if (!is_file_record(view)) return;
         inode = view.get(own_number);
-        inode_record& record = m_store.records.emplace_back();
+        inode_record& record = m_store.records.push_back({});
         if (!parse_mft_record(record, bytes, m_source)) {
             m_store.records.pop_back();
             return;

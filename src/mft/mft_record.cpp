@@ -93,7 +93,7 @@ public:
         m_source.runs.begin_record();
         m_source.odd_name.clear();
         walk_attributes(view, m_own_number);
-        return !m_record.parents.empty() || !m_record.base_records.empty();
+        return !m_record.parents.empty() || !m_record.further->base_records.empty();
     }
 
 private:
@@ -112,14 +112,14 @@ private:
         m_record.is_directory = header.is_directory();
         m_record.in_use = header.in_use();
         m_record.is_base = header.base().value() == 0;
-        if (!m_record.is_base) m_record.base_records.insert(header.base().number());
+        if (!m_record.is_base) m_record.further.made().base_records.insert(header.base().number());
     }
 
     void parse_extension(std::span<std::uint8_t> bytes) {
         if (!enter(bytes)) return;
         const uni::byte_view view = bytes;
         const std::uint32_t number = view.get(own_number);
-        if (view.get(base_record) != 0 && !m_record.base_records.insert(number)) return;
+        if (view.get(base_record) != 0 && !m_record.further.made().base_records.insert(number)) return;
         walk_attributes(view, number);
     }
 
@@ -189,10 +189,11 @@ private:
     }
 
     void take_index_runs(uni::byte_view attribute) {
-        const std::size_t before = m_record.index_runs.size();
-        decode_runs(attribute, m_record.index_runs);
-        if (m_source.runs.spend(m_record.index_runs.size() - before)) return;
-        m_record.index_runs.resize(before);
+        std::vector<run_record>& runs = m_record.further.made().index_runs;
+        const std::size_t before = runs.size();
+        decode_runs(attribute, runs);
+        if (m_source.runs.spend(runs.size() - before)) return;
+        runs.resize(before);
         m_source.omitted.index_runs = true;
     }
 

@@ -28,6 +28,34 @@ private:
     std::shared_ptr<const std::string> m_text;  // null: empty
 };
 
+// A part that few have: it takes no memory where it is empty. Copies have each their own.
+template <class part>
+class optional_part {
+public:
+    optional_part() = default;
+    optional_part(const optional_part& other)
+        : m_part(other.m_part ? std::make_unique<part>(*other.m_part) : nullptr) {}
+    optional_part(optional_part&&) noexcept = default;
+    optional_part& operator=(const optional_part& other) { return *this = optional_part(other); }
+    optional_part& operator=(optional_part&&) noexcept = default;
+    ~optional_part() = default;
+
+    const part& operator*() const {
+        static const part none;
+        return m_part ? *m_part : none;
+    }
+    const part* operator->() const { return &**this; }
+    // To be written to.
+    part& made() {
+        if (!m_part) m_part = std::make_unique<part>();
+        return *m_part;
+    }
+    void clear() { m_part.reset(); }
+
+private:
+    std::unique_ptr<part> m_part;
+};
+
 // A set of few values in ascending order, side by side. A single one, the usual case, is held without an allocation.
 template <class value>
 class small_set {
@@ -38,7 +66,7 @@ public:
             insert(v);
     }
 
-    const value* begin() const { return m_count > 1 ? m_many.data() : &m_single; }
+    const value* begin() const { return m_count > 1 ? m_many->data() : &m_single; }
     const value* end() const { return begin() + m_count; }
     std::size_t size() const { return m_count; }
     bool empty() const { return m_count == 0; }
@@ -53,8 +81,9 @@ public:
         if (m_count == 0) {
             m_single = v;
         } else {
-            if (m_count == 1) m_many.assign(1, m_single);
-            m_many.insert(m_many.begin() + offset, v);
+            std::vector<value>& many = m_many.made();
+            if (m_count == 1) many.assign(1, m_single);
+            many.insert(many.begin() + offset, v);
         }
         ++m_count;
         return true;
@@ -63,7 +92,7 @@ public:
 private:
     value m_single{};
     std::size_t m_count = 0;
-    std::vector<value> m_many;  // all of them, if there are several
+    optional_part<std::vector<value>> m_many;  // all of them, if there are several
 };
 
 }  // namespace uni

@@ -97,7 +97,8 @@ void write_extension_record(details_writer& details, const inode_record& record)
     value += "inode ";
     append_number(value, record.inode, details.style().base16);
     value += " base ";
-    append_number(value, record.base_records.empty() ? 0 : *record.base_records.begin(), details.style().base16);
+    append_number(value, record.further->base_records.empty() ? 0 : *record.further->base_records.begin(),
+                  details.style().base16);
     details.end_field();
 }
 

@@ -191,7 +191,8 @@ void association::copy_record(std::uint32_t position) {
     m_candidate.is_directory = record.is_directory;
     m_candidate.is_base = record.is_base;
     m_candidate.flags = record.flags;
-    m_candidate.base_record = record.base_records.empty() ? std::nullopt : std::optional(*record.base_records.begin());
+    m_candidate.base_record =
+        record.further->base_records.empty() ? std::nullopt : std::optional(*record.further->base_records.begin());
     m_candidate.source = position;
 }
 
@@ -201,8 +202,8 @@ inode_record association::candidate_record() {
     inode_record record;
     if (m_candidate.source) {
         record = m_inodes.records[*m_candidate.source];
-        record.base_records = {};
-        if (m_candidate.base_record) record.base_records.insert(*m_candidate.base_record);
+        if (!record.further->base_records.empty()) record.further.made().base_records = {};
+        if (m_candidate.base_record) record.further.made().base_records.insert(*m_candidate.base_record);
     }
     record.inode = m_candidate.ref.number();
     record.sequence = m_candidate.ref.sequence();
@@ -226,7 +227,7 @@ void association::offer_to_store() {
     if (merge_known_inode(m_inodes, m_candidate.ref, m_candidate.name, m_candidate.parent, known)) return;
     inode_record record = candidate_record();
     m_names_copied.begin_record();
-    if (m_names_copied.spend(record.name.size() + record.alt_name.size())) {
+    if (m_names_copied.spend(record.name.size() + record.further->alt_name.size())) {
         merge_inode_record(m_inodes, record, known, false);
     } else {
         m_inodes.omitted.files = true;

@@ -9,6 +9,7 @@
 #include "logfile/scanner.h"
 #include "logfile/volume_geometry.h"
 #include "mft/mft_reader.h"
+#include "support/made_entry.h"
 #include "support/mft_image.h"
 #include "support/scratch_folder.h"
 

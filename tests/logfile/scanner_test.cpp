@@ -7,6 +7,7 @@
 #include "logfile/log_queries.h"
 #include "logfile/page.h"
 #include "support/log_image.h"
+#include "support/made_entry.h"
 #include "support/memory_file.h"
 
 namespace kest {

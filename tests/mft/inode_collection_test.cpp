@@ -35,7 +35,7 @@ TEST(merge_inode_record, tells_what_the_store_learned) {
         EXPECT_EQ(merge_inode_record(store, record, known, false), result) << what;
         EXPECT_EQ(known, was_known) << what;
     }
-    EXPECT_EQ(store.records[1].alt_name, "two");
+    EXPECT_EQ(store.records[1].further->alt_name, "two");
     EXPECT_EQ(store.records[1].parents, (uni::small_set<inode_ref>{parent, other}));
     EXPECT_EQ(store.find_first(40)->sequence, 2u);
     EXPECT_EQ(store.find_exact(inode_ref(40, 3))->name, "new owner");

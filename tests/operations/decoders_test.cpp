@@ -5,6 +5,7 @@
 
 #include "operations/operation_table.h"
 #include "support/json_lines.h"
+#include "support/made_entry.h"
 #include "support/mft_image.h"
 
 namespace kest::disk {

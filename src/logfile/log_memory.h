@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "logfile/log_entry.h"
+#include "portable/byte_view.h"
+#include "portable/large_pages.h"
+
+namespace kest {
+
+// The bytes that the entries of a log show: its pages as they were read, and records that were put together over page
+// ends.
+class log_memory {
+public:
+    // Where to read the next pages of the log to: at least half a block. Pages lie at multiples of their size.
+    std::span<std::uint8_t> room();
+    // What was read to the begin of the room stays.
+    void keep(std::size_t bytes) { m_used += bytes; }
+    // Gives back what was not read to.
+    void release_room();
+
+    // A copy of a record, of at least 88 bytes.
+    log_entry keep_joined(uni::byte_view record, std::uint64_t file_offset);
+
+private:
+    static constexpr std::size_t block_size = std::size_t{4} << 20;  // bytes
+
+    std::vector<uni::byte_block> m_blocks;
+    std::size_t m_used = block_size;  // bytes of the last one
+    std::span<std::uint8_t> room_for_joined(std::size_t size);
+
+    std::vector<uni::byte_block> m_joined_blocks;  // each as large as all before it
+    std::span<std::uint8_t> m_joined_room;
+    std::size_t m_joined = 0;  // bytes
+};
+
+}  // namespace kest
