@@ -251,8 +251,7 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
             if (found.attribute) {
-                before.size =
-                    found.attribute.state_before().file_size ? found.attribute.state_before().file_size : before.size;
+                if (const auto& size = found.attribute.state_before().file_size) before.size = size;
                 set_lost_data(found);
             }
             break;
@@ -423,10 +422,10 @@ void event_writer::set_flags(const standard_change& change) {
     m_event.before.flags = had.whole();
     m_event.after.flags = has.whole();
     if (had.whole() && has.whole()) return;
-    const std::uint32_t changed = (had.value ^ has.value) & had.known & has.known;
+    const std::uint32_t changed = (had.value() ^ has.value()) & had.known() & has.known();
     m_event.before.some_flags = m_event.after.some_flags = true;
-    m_event.before.flags = had.value & changed;
-    m_event.after.flags = has.value & changed;
+    m_event.before.flags = had.value() & changed;
+    m_event.after.flags = has.value() & changed;
 }
 
 }  // namespace kest

@@ -454,7 +454,7 @@ void file_events::find_clusters(const found_event& run) {
 void file_events::find_flags(const record_change& record, const standard_change& change) {
     const auto& had = change.before.flags;
     const auto& has = change.after.flags;
-    if (((had.value ^ has.value) & had.known & has.known & attribute_bits) == 0) return;
+    if (((had.value() ^ has.value()) & had.known() & has.known() & attribute_bits) == 0) return;
     found_event& found = add(event_kind::attributes_set, change.proof);
     found.record = &record;
     found.own_time = new_change_time(change);

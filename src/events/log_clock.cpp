@@ -301,12 +301,13 @@ bool log_clock::was_set_back_to(std::uint64_t ticks, std::uint64_t lsn) const {
 bool log_clock::names_changed(const record_change& folder) const {
     const std::uint64_t lsn = lsn_of(folder.last);
     const auto key = [](const name_change& change) { return std::tuple(change.of_folder, change.number, change.lsn); };
-    const auto next_name = std::ranges::lower_bound(m_names, std::tuple(true, folder.number, lsn), {}, key);
+    const auto next_name =
+        std::ranges::lower_bound(m_names, std::tuple(true, std::uint64_t{folder.number}, lsn), {}, key);
     if (next_name == m_names.begin()) return false;
     const name_change& name = *std::prev(next_name);
     if (!name.of_folder || name.number != folder.number) return false;
-    const auto write =
-        std::ranges::lower_bound(m_writes, std::pair(folder.number, lsn_of(folder.first)), {}, &listed_change::place);
+    const auto write = std::ranges::lower_bound(m_writes, std::pair(std::uint64_t{folder.number}, lsn_of(folder.first)),
+                                                {}, &listed_change::place);
     if (write == m_writes.begin() || std::prev(write)->number != folder.number) return true;
     return name.lsn > lsn_of(std::prev(write)->change->last);
 }

@@ -395,7 +395,7 @@ private:
         if (!one.running) return;
         one.running = false;
         if (one.change.first == record_change::none) return;
-        one.change.number = m_number;
+        one.change.number = static_cast<std::uint32_t>(m_number);
         one.change.transaction = m_transaction;
         one.change.rolled_back = rolled_back;
         m_finder.add(one.change, one.before, m_now, !m_copy_is_extension, one.writes);

@@ -35,8 +35,7 @@ bool same_state(const found_attribute& a, const found_attribute& b) {
     const attribute_state& other = b.state;
     return one.resident == other.resident && one.file_size == other.file_size &&
            one.valid_length == other.valid_length && one.allocated_size == other.allocated_size &&
-           one.value.has_value() == other.value.has_value() &&
-           std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
+           !one.value == !other.value && std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
 }
 
 // The runs on one side; an attribute that is not there has none.
@@ -203,13 +202,13 @@ void change_finder::add_attribute(found before, found after) {
     const auto name = shown.name ? m_changes.kept.keep(*shown.name) : std::nullopt;
     const bool is_data = shown.type == attribute_type::data;
     const attribute_state& kept = keep(was, is_data);
-    m_changes.attributes.push_back({.type = shown.type,
-                                    .name = name,
+    m_changes.attributes.push_back({.before = kept,
+                                    .after = keep(is, is_data),
                                     .lowest_vcn = shown.lowest_vcn,
                                     .proof = write_to(shown.id, before == nullptr),
-                                    .before = kept,
-                                    .after = keep(is, is_data),
-                                    .runs = runs});
+                                    .runs = runs,
+                                    .type = shown.type,
+                                    .name = name});
 }
 
 // What was kept last is often what comes before the next change.
