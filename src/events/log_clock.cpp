@@ -72,7 +72,7 @@ log_clock::log_clock(const log_store& log, const log_facts& facts, const file_hi
         const event_clock clock = one.of_journal ? event_clock::journal : event_clock::record;
         m_stated.push_back({one.lsn, one.ticks, one.transaction, clock});
     }
-    if (const auto layout = find_layout(log)) m_gaps = find_gaps(log, *layout);
+    if (history.gaps()) m_gaps = *history.gaps();
     list_changes();
     for (std::uint32_t number = 0; number < facts.transaction_count(); ++number)
         add(facts.of_transaction(number));

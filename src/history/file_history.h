@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "history/file_timeline.h"
 #include "history/record_changes.h"
 #include "logfile/log_store.h"
+#include "logfile/lsn_layout.h"
 #include "logfile/volume_geometry.h"
 #include "mft/inode_collection.h"
 #include "operations/log_facts.h"
@@ -24,6 +26,9 @@ struct transaction_view {
 
 // The number of the transaction that each record of a log belongs to.
 std::vector<std::uint32_t> number_transactions(const log_store& log);
+
+// By LSN. Nothing if what the log lacks cannot be known.
+using log_gaps = std::optional<std::vector<lsn_gap>>;
 
 struct history_inputs {
     const log_store& log;
@@ -60,6 +65,7 @@ public:
         return change.runs != 0 ? &m_changes.runs[change.runs - 1] : nullptr;
     }
     const file_timeline& timeline() const { return m_timeline; }
+    const log_gaps& gaps() const { return m_gaps; }
     // Some of what changed was too much to be kept.
     bool limits_hit() const { return m_changes.kept.exceeded(); }
     bool data_limit_hit() const { return m_changes.kept_data.exceeded(); }
@@ -67,6 +73,7 @@ public:
 private:
     void replay(const history_inputs& inputs, std::uint32_t record_size);
 
+    const log_gaps m_gaps;
     record_changes m_changes;
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
     file_timeline m_timeline;
