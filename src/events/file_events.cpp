@@ -549,7 +549,8 @@ void file_events::find_reasons() {
     std::uint32_t known = m_past.reasons;
     for (const log_fact* const fact : m_changes->facts) {
         if (!fact->is_journal_record()) continue;
-        if (fact->in_journal_file()) known = fact->known_reasons;
+        const journal_match match = m_context.facts.match_of(*fact);
+        if (match.offset != journal_match::not_in_file) known = match.known_reasons;
         const usn_record record = fact->usn();
         const std::uint32_t added = record.get(&usn_layout::reason) & ~known & ~closed & ~m_covered;
         if (added != 0) {
