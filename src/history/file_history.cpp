@@ -1,6 +1,7 @@
 #include "history/file_history.h"
 
 #include <algorithm>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
@@ -582,12 +583,38 @@ uncompared_copies compare_copies(const history_inputs& inputs) {
 
 file_history::file_history(const history_inputs& inputs) : m_gaps(gaps_of(inputs.log)) {
     replay(inputs, record_size_of(inputs));
-    std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
-        return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn(), change.rolled_back);
-    });
-    for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
-        m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
-    m_first_changes.push_back(static_cast<std::uint32_t>(m_changes.records.size()));
+    order_changes(inputs.log);
+}
+
+// From the order of file records to that of transactions.
+void file_history::order_changes(const log_store& log) {
+    auto& records = m_changes.records;
+    m_first_changes.resize(log.chain_heads.size() + 1);
+    for (const record_change& change : records)
+        ++m_first_changes[change.transaction + std::size_t{1}];
+    std::partial_sum(m_first_changes.begin(), m_first_changes.end(), m_first_changes.begin());
+    std::vector<std::uint32_t> next(m_first_changes);
+    std::vector<std::uint32_t> order(records.size());
+    for (std::uint32_t at = 0; at < records.size(); ++at)
+        order[next[records[at].transaction]++] = at;
+    const auto key = [&](std::uint32_t at) {
+        return std::pair(log.entries[records[at].first].this_lsn(), records[at].rolled_back);
+    };
+    for (std::size_t number = 0; number + 1 < m_first_changes.size(); ++number) {
+        const auto of_transaction =
+            std::span(order).subspan(m_first_changes[number], m_first_changes[number + 1] - m_first_changes[number]);
+        if (of_transaction.size() > 1) std::ranges::sort(of_transaction, {}, key);
+    }
+    m_by_number.resize(records.size());
+    for (std::uint32_t at = 0; at < order.size(); ++at)
+        m_by_number[order[at]] = at;
+    next = m_by_number;  // where each belongs
+    for (std::uint32_t at = 0; at < next.size(); ++at) {
+        while (next[at] != at) {
+            std::swap(records[at], records[next[at]]);
+            std::swap(next[at], next[next[at]]);
+        }
+    }
 }
 
 void file_history::replay(const history_inputs& inputs, std::uint32_t record_size) {

@@ -64,6 +64,8 @@ public:
     const run_change* runs_of(const attribute_change& change) const {
         return change.runs != 0 ? &m_changes.runs[change.runs - 1] : nullptr;
     }
+    // Positions in `changes`: by file record, then LSN; a change that was rolled back comes before the one around it.
+    std::span<const std::uint32_t> by_number() const { return m_by_number; }
     const file_timeline& timeline() const { return m_timeline; }
     const log_gaps& gaps() const { return m_gaps; }
     // Some of what changed was too much to be kept.
@@ -72,10 +74,12 @@ public:
 
 private:
     void replay(const history_inputs& inputs, std::uint32_t record_size);
+    void order_changes(const log_store& log);
 
     const log_gaps m_gaps;
     record_changes m_changes;
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
+    std::vector<std::uint32_t> m_by_number;
     file_timeline m_timeline;
 };
 
