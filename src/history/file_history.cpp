@@ -9,6 +9,7 @@
 #include "logfile/lsn_layout.h"
 #include "mft/mft_reader.h"
 #include "operations/record_fact.h"
+#include "portable/portable_thread.h"
 #include "portable/radix_sort.h"
 #include "portable/seeded_map.h"
 
@@ -454,9 +455,17 @@ private:
     std::vector<file_moment> m_moments;
 };
 
+constexpr std::uint64_t no_number = ~std::uint64_t{0};  // higher than any of a file record
+
 // What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
 // where the last mention was another one's.
 class mention_list {
+    struct mention {
+        std::uint64_t number;  // of the file record
+        std::uint32_t fact;
+        bool of_folder;
+    };
+
 public:
     explicit mention_list(const history_inputs& inputs) : m_inputs(inputs) {
         const std::span<const log_fact> facts = inputs.facts.all();
@@ -475,26 +484,30 @@ public:
             m_mentions.push_back({parent.number(), at, true});
         }
         uni::radix_sort(m_mentions, [](const mention& one) { return one.number; });
-        m_left = m_mentions;
     }
 
     std::size_t size() const { return m_mentions.size(); }
-    std::optional<std::uint64_t> next_number() const {
-        return m_left.empty() ? std::nullopt : std::optional(m_left.front().number);
-    }
-    // Those of a file record; numbers rise.
-    void take(std::uint64_t number, std::vector<file_moment>& out) {
-        for (; !m_left.empty() && m_left.front().number == number; m_left = m_left.subspan(1))
-            out.push_back(moment_of(m_left.front()));
-    }
+    // Gives those of one file record after another, from that of a number on.
+    class cursor {
+    public:
+        cursor(const mention_list& list, std::uint64_t first)
+            : m_list(list),
+              m_left(std::ranges::lower_bound(list.m_mentions, first, {}, &mention::number), list.m_mentions.end()) {}
+
+        // Of the next file record; none after the last one.
+        std::uint64_t number() const { return m_left.empty() ? no_number : m_left.front().number; }
+        void take(std::uint64_t number, std::vector<file_moment>& out) {
+            for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1))
+                out.push_back(m_list.moment_of(m_left.front()));
+        }
+
+    private:
+        const mention_list& m_list;
+        std::span<const mention> m_left;
+    };
 
 private:
     static constexpr std::uint32_t none = 0xFFFF'FFFF;
-    struct mention {
-        std::uint64_t number;  // of the file record
-        std::uint32_t fact;
-        bool of_folder;
-    };
 
     // A journal record may state the name that a file had before.
     static bool states_name(const log_fact& fact) {
@@ -526,7 +539,6 @@ private:
 
     const history_inputs& m_inputs;
     uni::large_vector<mention> m_mentions;  // by number, then position
-    std::span<const mention> m_left;
 };
 
 // The size of a file record, in bytes.
@@ -538,7 +550,7 @@ std::uint32_t record_size_of(const history_inputs& inputs) {
 // Calls `visit(targets)` for those of each file record, by LSN: of several with one LSN the first, which a transaction
 // has.
 template <class visitor>
-void for_each_record(const log_store& log, uni::large_vector<target>& targets, visitor&& visit) {
+void for_each_record(const log_store& log, std::span<target> targets, visitor&& visit) {
     const auto lsn = [&log](const target& one) { return log.entries[one.position].this_lsn(); };
     for (auto begin = targets.begin(); begin != targets.end();) {
         auto next = begin;
@@ -582,7 +594,7 @@ uncompared_copies compare_copies(const history_inputs& inputs) {
 }
 
 file_history::file_history(const history_inputs& inputs) : m_gaps(gaps_of(inputs.log)) {
-    replay(inputs, record_size_of(inputs));
+    replay(inputs);
     order_changes(inputs.log);
 }
 
@@ -617,39 +629,89 @@ void file_history::order_changes(const log_store& log) {
     }
 }
 
-void file_history::replay(const history_inputs& inputs, std::uint32_t record_size) {
-    target_list all = find_targets(inputs, record_size);
-    mention_list mentions(inputs);
-    uni::try_reserve(m_changes.records, all.targets.size());
-    uni::try_reserve(m_changes.standards, all.targets.size());
-    uni::try_reserve(m_changes.attributes, all.targets.size());
-    m_timeline.reserve(all.targets.size() + mentions.size());
-    const auto add = [&](std::uint64_t number, std::vector<file_moment>& moments) {
+namespace {
+
+// Replays some of the file records, and gathers what else is known of them and of those between.
+class range_replay {
+public:
+    range_replay(const history_inputs& inputs, target_list& all, const mention_list& mentions, const log_gaps& gaps)
+        : m_inputs(inputs), m_all(all), m_mentions(mentions), m_gaps(gaps), m_record_size(record_size_of(inputs)) {}
+
+    // The targets from `begin` to `end`, which are all of their file records.
+    void run(std::size_t begin, std::size_t end, record_changes& changes, file_timeline& timeline) const {
+        const std::span<target> targets = std::span(m_all.targets).subspan(begin, end - begin);
+        const std::size_t most = m_all.targets.size() - begin;  // of the first range and what is appended to it
+        uni::try_reserve(changes.records, most);
+        uni::try_reserve(changes.standards, most);
+        uni::try_reserve(changes.attributes, most);
+        mention_list::cursor mentions(m_mentions, begin != 0 ? targets.front().number : 0);
+        std::vector<file_moment> moments;
+        const auto add_mentioned = [&](std::uint64_t next) {  // of file records that the log does not write to
+            while (mentions.number() < next) {
+                moments.clear();
+                add(mentions.number(), mentions, moments, timeline);
+            }
+        };
+        record_replay replay(m_inputs, m_record_size, changes, m_all, m_gaps);
+        for_each_record(m_inputs.log, targets, [&](std::span<const target> of_record) {
+            add_mentioned(of_record.front().number);
+            add(of_record.front().number, mentions, replay.run(of_record), timeline);
+        });
+        add_mentioned(end < m_all.targets.size() ? m_all.targets[end].number : no_number);
+    }
+
+private:
+    void add(std::uint64_t number, mention_list::cursor& mentions, std::vector<file_moment>& moments,
+             file_timeline& timeline) const {
         mentions.take(number, moments);
-        if (std::ranges::none_of(moments, &file_moment::says_holder)) {
+        if (m_inputs.inodes.mft_file && std::ranges::none_of(moments, &file_moment::says_holder)) {
             // Where the log names no holder at all, the MFT does, unless it was written later.
-            const inode_record* const stored = record_in_use(inputs.inodes, number);
-            const bool counts = stored != nullptr && stored->is_base && stored->lsn <= all.highest_lsn;
+            const inode_record* const stored = record_in_use(m_inputs.inodes, number);
+            const bool counts = stored != nullptr && stored->is_base && stored->lsn <= m_all.highest_lsn;
             for (file_moment& moment : counts ? moments : std::span<file_moment>{}) {
                 moment.header.sequence = stored->sequence;
                 moment.copied = true;
             }
         }
-        if (!moments.empty()) m_timeline.add(number, moments);
-    };
-    std::vector<file_moment> moments;
-    const auto add_mentioned = [&](std::uint64_t end) {  // of file records that the log does not write to
-        for (auto number = mentions.next_number(); number && *number < end; number = mentions.next_number()) {
-            moments.clear();
-            add(*number, moments);
-        }
-    };
-    record_replay replay(inputs, record_size, m_changes, all, m_gaps);
-    for_each_record(inputs.log, all.targets, [&](std::span<const target> targets) {
-        add_mentioned(targets.front().number);
-        add(targets.front().number, replay.run(targets));
-    });
-    add_mentioned(~std::uint64_t{0});
+        if (!moments.empty()) timeline.add(number, moments);
+    }
+
+    const history_inputs& m_inputs;
+    target_list& m_all;
+    const mention_list& m_mentions;
+    const log_gaps& m_gaps;
+    const std::uint32_t m_record_size;
+};
+
+// Where the second half of the file records begins, for a thread of its own. A small log is not worth one; an MFT copy
+// is read, and shared, by one at a time. Budgets of the halves are their own, so whether there is a thread must not
+// matter.
+std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
+    constexpr std::size_t worthwhile = std::size_t{1} << 14;
+    std::size_t middle = all.targets.size() / 2;
+    if (middle < worthwhile || inputs.inodes.mft_file || inputs.with_data) return all.targets.size();
+    while (middle < all.targets.size() && all.targets[middle].number == all.targets[middle - 1].number)
+        ++middle;
+    return middle;
+}
+
+}  // namespace
+
+void file_history::replay(const history_inputs& inputs) {
+    target_list all = find_targets(inputs, record_size_of(inputs));
+    const mention_list mentions(inputs);
+    const range_replay replay(inputs, all, mentions, m_gaps);
+    const std::size_t middle = middle_of(inputs, all);
+    if (middle == all.targets.size()) return replay.run(0, middle, m_changes, m_timeline);
+    const auto rest = [&] { replay.run(middle, all.targets.size(), m_other_changes, m_timeline.begin_other()); };
+    {
+        std::optional<portable_thread> thread;
+        if (inputs.threads_allowed) thread.emplace(rest);
+        replay.run(0, middle, m_changes, m_timeline);
+        thread ? thread->wait() : rest();
+    }
+    m_timeline.join_other(all.targets[middle].number);
+    m_changes.append(m_other_changes);
 }
 
 }  // namespace kest

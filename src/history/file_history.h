@@ -38,6 +38,7 @@ struct history_inputs {
     volume_geometry geometry;
     copy_check check = {};   // is given the file records of the copy that can be compared
     bool with_data = false;  // changes have the values of data within file records, too
+    bool threads_allowed = false;
 };
 
 // Gives the check what the history would give it, and replays nothing else.
@@ -69,15 +70,16 @@ public:
     const file_timeline& timeline() const { return m_timeline; }
     const log_gaps& gaps() const { return m_gaps; }
     // Some of what changed was too much to be kept.
-    bool limits_hit() const { return m_changes.kept.exceeded(); }
+    bool limits_hit() const { return m_changes.kept.exceeded() || m_other_changes.kept.exceeded(); }
     bool data_limit_hit() const { return m_changes.kept_data.exceeded(); }
 
 private:
-    void replay(const history_inputs& inputs, std::uint32_t record_size);
+    void replay(const history_inputs& inputs);
     void order_changes(const log_store& log);
 
     const log_gaps m_gaps;
     record_changes m_changes;
+    record_changes m_other_changes;              // of a second thread: only the states that they show are left there
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
     std::vector<std::uint32_t> m_by_number;
     file_timeline m_timeline;

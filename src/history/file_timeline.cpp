@@ -52,7 +52,7 @@ bool stays_copied(const timeline_name& name, std::span<const file_moment* const>
 
 // Those of a group, which end where the ones of the next group begin.
 template <class values, class groups, class first>
-auto part_of(const values& all, const groups& of, std::size_t at, first begin) {
+auto group_of(const values& all, const groups& of, std::size_t at, first begin) {
     const std::size_t end = at + 1 < of.size() ? of[at + 1].*begin : all.size();
     return std::span(all).subspan(of[at].*begin, end - of[at].*begin);
 }
@@ -155,8 +155,10 @@ void file_timeline::add_names() {
 }
 
 std::span<const file_timeline::held_file> file_timeline::files_of(std::uint64_t number) const {
-    const std::uint32_t* const at = m_numbers.find(number);
-    return at != nullptr ? part_of(m_files, m_records, *at, &known_record::first_file) : std::span<const held_file>{};
+    const file_timeline& part = part_of(number);
+    const std::uint32_t* const at = part.m_numbers.find(number);
+    return at != nullptr ? group_of(part.m_files, part.m_records, *at, &known_record::first_file)
+                         : std::span<const held_file>{};
 }
 
 const file_timeline::held_file* file_timeline::find(inode_ref file) const {
@@ -166,9 +168,10 @@ const file_timeline::held_file* file_timeline::find(inode_ref file) const {
 }
 
 const record_holder* file_timeline::holder(std::uint64_t number, std::uint64_t lsn) const {
-    const std::uint32_t* const at = m_numbers.find(number);
+    const file_timeline& part = part_of(number);
+    const std::uint32_t* const at = part.m_numbers.find(number);
     if (at == nullptr) return nullptr;
-    const auto holders = part_of(m_holders, m_records, *at, &known_record::first_holder);
+    const auto holders = group_of(part.m_holders, part.m_records, *at, &known_record::first_holder);
     const auto after = std::ranges::upper_bound(holders, lsn, {}, &record_holder::lsn);
     if (after != holders.begin()) {
         const auto last = std::prev(after);
@@ -181,8 +184,9 @@ const record_holder* file_timeline::holder(std::uint64_t number, std::uint64_t l
 std::optional<timeline_name> file_timeline::name(inode_ref file, std::uint64_t lsn) const {
     const held_file* const held = find(file);
     if (held == nullptr) return std::nullopt;
-    const auto at = static_cast<std::size_t>(held - m_files.data());
-    const auto names = part_of(m_names, m_files, at, &held_file::first_name);
+    const file_timeline& part = part_of(file.number());
+    const auto at = static_cast<std::size_t>(held - part.m_files.data());
+    const auto names = group_of(part.m_names, part.m_files, at, &held_file::first_name);
     if (names.empty()) return std::nullopt;
     return std::prev(std::ranges::upper_bound(names, lsn, {}, &name_moment::lsn))->name;
 }

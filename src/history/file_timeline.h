@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -93,6 +94,10 @@ public:
     // All that is known of a file record, by LSN or nearly so; each is added once.
     void add(std::uint64_t number, std::vector<file_moment>& moments);
 
+    // Another one, to be filled at the same time with file records of higher numbers, and to be joined then.
+    file_timeline& begin_other() { return *(m_other = std::make_unique<file_timeline>()); }
+    void join_other(std::uint64_t first_number) { m_first_of_other = first_number; }
+
     // What held the record at that LSN; else what held it next, unless that is put to use only then. Null: nothing is
     // known.
     const record_holder* holder(std::uint64_t number, std::uint64_t lsn) const;
@@ -104,6 +109,8 @@ public:
     std::optional<bool> is_directory(inode_ref file) const;
 
 private:
+    const file_timeline& part_of(std::uint64_t number) const { return number < m_first_of_other ? *this : *m_other; }
+
     struct name_moment {
         std::uint64_t lsn;
         timeline_name name;
@@ -122,6 +129,8 @@ private:
     std::span<const held_file> files_of(std::uint64_t number) const;
     const held_file* find(inode_ref file) const;
 
+    std::unique_ptr<file_timeline> m_other;
+    std::uint64_t m_first_of_other = ~std::uint64_t{0};
     uni::seeded_map<std::uint32_t> m_numbers;    // of file records: where they stand in `m_records`
     std::vector<known_record> m_records;         // the end of each is where the next one begins
     uni::large_vector<record_holder> m_holders;  // by file record, then LSN

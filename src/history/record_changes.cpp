@@ -59,6 +59,24 @@ bool skip_common_runs(run_change& runs) {
 
 }  // namespace
 
+void record_changes::append(record_changes& others) {
+    for (record_change& change : others.records) {
+        change.first_attribute += static_cast<std::uint32_t>(attributes.size());
+        if (change.standard != 0) change.standard += static_cast<std::uint32_t>(standards.size());
+    }
+    for (attribute_change& change : others.attributes)
+        if (change.runs != 0) change.runs += static_cast<std::uint32_t>(runs.size());
+    const auto take = [](auto& all, auto& added) {
+        for (const auto& one : added)
+            all.push_back(one);
+        std::remove_reference_t<decltype(added)>().swap(added);
+    };
+    take(records, others.records);
+    take(standards, others.standards);
+    take(attributes, others.attributes);
+    take(runs, others.runs);
+}
+
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
                         bool may_be_base, std::span<const write> writes) {
     m_writes = writes;

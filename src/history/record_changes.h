@@ -77,6 +77,9 @@ struct record_changes {
     uni::kept_bytes kept_data;  // of files, where it is asked for
     uni::kept_values<standard_information> standard_states;
     uni::kept_values<attribute_state> attribute_states;
+
+    // Takes over others, but for the states that they show.
+    void append(record_changes& others);
 };
 
 // Finds what differs between two states of a file record, and enters it.
