@@ -128,9 +128,12 @@ public:
     }
 
     void run() {
+        constexpr std::uint32_t soon = 4;
         const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
+            m_facts.prefetch(number + soon);
+            m_history.prefetch(number + soon);
             report_volume(m_log.chain_heads[number].lsn);
             report(number);
         }

@@ -69,8 +69,11 @@ public:
     void run() {
         list_changes();
         uni::try_reserve(m_folder_names, m_facts.all().size());
-        for (std::uint32_t number = 0; number < m_facts.transaction_count(); ++number)
+        constexpr std::uint32_t soon = 8;
+        for (std::uint32_t number = 0; number < m_facts.transaction_count(); ++number) {
+            m_facts.prefetch(number + soon);
             add(m_facts.of_transaction(number));
+        }
         order(m_file_names);
         follow(m_file_names, false);
         std::erase_if(m_changes, [this](const listed_change& one) {
@@ -81,6 +84,8 @@ public:
         order(m_folder_names);
         follow(m_folder_names, true);
         note_changed_names();
+        m_file_names = m_folder_names = name_list();
+        m_changes = std::vector<listed_change>();
         settle();
     }
 

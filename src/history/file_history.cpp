@@ -23,6 +23,11 @@ using namespace operation_code;
 constexpr std::uint64_t kept_for_a_step = 512;
 constexpr std::uint64_t kept_for_a_byte = 6;
 
+void prefetch_bytes(uni::byte_view record) {
+    uni::prefetch(record.bytes().data());
+    uni::prefetch(record.bytes().data() + record_layout::payload_begin);
+}
+
 bool changes_file_record(const log_entry& entry) {
     if (!entry.of_client()) return false;
     if (entry.redo_op > compensation_log_record) return target_of(entry.redo_op) == operation_target::file_record;
@@ -497,8 +502,11 @@ public:
         // Of the next file record; none after the last one.
         std::uint64_t number() const { return m_left.empty() ? no_number : m_left.front().number; }
         void take(std::uint64_t number, std::vector<file_moment>& out) {
-            for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1))
+            constexpr std::size_t ahead = 8;
+            for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1)) {
+                if (m_left.size() > ahead) m_list.m_inputs.facts.all()[m_left[ahead].fact].prefetch();
                 out.push_back(m_list.moment_of(m_left.front()));
+            }
         }
 
     private:
@@ -551,12 +559,17 @@ std::uint32_t record_size_of(const history_inputs& inputs) {
 // has.
 template <class visitor>
 void for_each_record(const log_store& log, std::span<target> targets, visitor&& visit) {
+    constexpr std::ptrdiff_t ahead = 8;  // they lie all over the log: asked for before their turn
     const auto lsn = [&log](const target& one) { return log.entries[one.position].this_lsn(); };
     for (auto begin = targets.begin(); begin != targets.end();) {
         auto next = begin;
         bool rises = true;
-        for (; next != targets.end() && next->number == begin->number; ++next)
+        for (; next != targets.end() && next->number == begin->number; ++next) {
+            const std::ptrdiff_t left = targets.end() - next;
+            if (left > 2 * ahead) uni::prefetch(&log.entries[next[2 * ahead].position]);
+            if (left > ahead) prefetch_bytes(log.entries[next[ahead].position].bytes());
             rises = rises && (next == begin || lsn(*std::prev(next)) < lsn(*next));
+        }
         auto end = next;
         if (!rises) {
             std::stable_sort(begin, end, [&](const target& a, const target& b) { return lsn(a) < lsn(b); });
@@ -644,6 +657,7 @@ public:
         uni::try_reserve(changes.records, most);
         uni::try_reserve(changes.standards, most);
         uni::try_reserve(changes.attributes, most);
+        timeline.reserve(targets.size() + m_mentions.size());
         mention_list::cursor mentions(m_mentions, begin != 0 ? targets.front().number : 0);
         std::vector<file_moment> moments;
         const auto add_mentioned = [&](std::uint64_t next) {  // of file records that the log does not write to
@@ -699,18 +713,21 @@ std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
 
 void file_history::replay(const history_inputs& inputs) {
     target_list all = find_targets(inputs, record_size_of(inputs));
-    const mention_list mentions(inputs);
-    const range_replay replay(inputs, all, mentions, m_gaps);
     const std::size_t middle = middle_of(inputs, all);
-    if (middle == all.targets.size()) return replay.run(0, middle, m_changes, m_timeline);
-    const auto rest = [&] { replay.run(middle, all.targets.size(), m_other_changes, m_timeline.begin_other()); };
+    if (middle != all.targets.size()) m_timeline.begin_other(all.targets[middle].number);
     {
+        const mention_list mentions(inputs);
+        const range_replay replay(inputs, all, mentions, m_gaps);
+        const auto rest = [&] {
+            if (middle == all.targets.size()) return;
+            replay.run(middle, all.targets.size(), m_other_changes, *m_timeline.other());
+        };
         std::optional<portable_thread> thread;
-        if (inputs.threads_allowed) thread.emplace(rest);
+        if (inputs.threads_allowed && middle != all.targets.size()) thread.emplace(rest);
         replay.run(0, middle, m_changes, m_timeline);
         thread ? thread->wait() : rest();
     }
-    m_timeline.join_other(all.targets[middle].number);
+    all = {};
     m_changes.append(m_other_changes);
 }
 

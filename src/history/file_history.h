@@ -56,6 +56,24 @@ public:
         return changes().subspan(m_first_changes[transaction],
                                  m_first_changes[transaction + 1] - m_first_changes[transaction]);
     }
+    // Asks for what changes of transactions show whose turn comes soon: states lie in the order of file records.
+    void prefetch(std::uint32_t transaction) const {
+        constexpr std::uint32_t distance = 4;
+        for (const record_change& change : changes_of(transaction)) {
+            if (const standard_change* const standard = standard_of(change)) {
+                uni::prefetch(&standard->before);
+                uni::prefetch(&standard->after);
+            }
+            for (const attribute_change& attribute : attributes_of(change)) {
+                uni::prefetch(&attribute.before);
+                uni::prefetch(&attribute.after);
+            }
+        }
+        for (const record_change& change : changes_of(transaction + distance)) {
+            uni::prefetch(standard_of(change));
+            uni::prefetch(attributes_of(change).data());
+        }
+    }
     const standard_change* standard_of(const record_change& change) const {
         return change.standard != 0 ? &m_changes.standards[change.standard - 1] : nullptr;
     }

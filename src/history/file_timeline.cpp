@@ -73,7 +73,6 @@ bool file_moment::adds_to(const file_moment& earlier) const {
 
 void file_timeline::reserve(std::size_t moments) {
     uni::try_reserve(m_holders, moments);
-    uni::try_reserve(m_files, moments);
     uni::try_reserve(m_names, moments);
 }
 

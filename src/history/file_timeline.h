@@ -94,9 +94,12 @@ public:
     // All that is known of a file record, by LSN or nearly so; each is added once.
     void add(std::uint64_t number, std::vector<file_moment>& moments);
 
-    // Another one, to be filled at the same time with file records of higher numbers, and to be joined then.
-    file_timeline& begin_other() { return *(m_other = std::make_unique<file_timeline>()); }
-    void join_other(std::uint64_t first_number) { m_first_of_other = first_number; }
+    // Has file records from a number on in a part of their own, which may be filled at the same time.
+    void begin_other(std::uint64_t first_number) {
+        m_other = std::make_unique<file_timeline>();
+        m_first_of_other = first_number;
+    }
+    file_timeline* other() { return m_other.get(); }
 
     // What held the record at that LSN; else what held it next, unless that is put to use only then. Null: nothing is
     // known.
@@ -133,9 +136,9 @@ private:
     std::uint64_t m_first_of_other = ~std::uint64_t{0};
     uni::seeded_map<std::uint32_t> m_numbers;    // of file records: where they stand in `m_records`
     std::vector<known_record> m_records;         // the end of each is where the next one begins
-    uni::large_vector<record_holder> m_holders;  // by file record, then LSN
-    uni::large_vector<held_file> m_files;        // by file record, then sequence number
-    uni::large_vector<name_moment> m_names;      // by file, then LSN; with the name from then on
+    std::vector<record_holder> m_holders;        // by file record, then LSN
+    std::vector<held_file> m_files;              // by file record, then sequence number
+    std::vector<name_moment> m_names;            // by file, then LSN; with the name from then on
     std::vector<const file_moment*> m_moments;   // of the file record at hand, by file
     std::vector<const file_moment*> m_named;     // of the file at hand: those with a name
     std::vector<timeline_name> m_next, m_there;  // likewise

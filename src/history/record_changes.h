@@ -70,8 +70,8 @@ struct record_change {
 // The changes of a log, and what they show.
 struct record_changes {
     uni::large_vector<record_change> records;
-    uni::large_vector<standard_change> standards;
-    uni::large_vector<attribute_change> attributes;
+    std::vector<standard_change> standards;
+    std::vector<attribute_change> attributes;
     std::vector<run_change> runs;
     uni::kept_bytes kept;
     uni::kept_bytes kept_data;  // of files, where it is asked for

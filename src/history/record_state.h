@@ -28,10 +28,11 @@ public:
     }
     integer value() const { return std::bit_cast<integer>(m_bytes); }  // zeros for what is not known
     integer known() const {                                            // the bits that are
+        if (m_known == all) return static_cast<integer>(~integer{0});
         integer bits = 0;
         for (std::size_t at = 0; at < sizeof bits; ++at)
             if ((m_known >> at & 1) != 0) bits |= static_cast<integer>(integer{0xFF} << 8 * at);
-        return m_known == all ? static_cast<integer>(~integer{0}) : bits;
+        return bits;
     }
     std::optional<integer> whole() const { return m_known == all ? std::optional(value()) : std::nullopt; }
     bool operator==(const partial_number&) const = default;
