@@ -22,28 +22,29 @@ volume_geometry geometry_of(const event_inputs& inputs) {
 
 // A journal file grows by each record that it gets: from one's USN to the end of another in one transaction.
 uni::seeded_map<bool> find_journals(const log_facts& facts, const file_history& history) {
-    using usn_of = std::pair<std::uint32_t, std::uint64_t>;  // the transaction's number first
-    std::vector<usn_of> begins;
-    std::vector<usn_of> ends;
-    for (std::uint32_t number = 0; number < facts.transaction_count(); ++number) {
-        for (const log_fact& fact : facts.of_transaction(number).facts) {
-            if (fact.rolled_back || !fact.is_journal_record()) continue;
-            begins.emplace_back(number, fact.usn().get(&usn_layout::usn));
-            ends.emplace_back(number, begins.back().second + fact.usn().length());
-        }
-    }
-    std::ranges::sort(begins);
-    std::ranges::sort(ends);
     uni::seeded_map<bool> journals;
-    if (begins.empty()) return journals;
+    std::uint32_t listed = record_change::none;  // the transaction whose journal records the lists hold
+    std::vector<std::uint64_t> begins;
+    std::vector<std::uint64_t> ends;
     for (const record_change& change : history.changes()) {
         if (change.rolled_back) continue;
         for (const attribute_change& attribute : history.attributes_of(change)) {
             const auto before = attribute.before.file_size;
             const auto after = attribute.after.valid_length;
             if (!before || !after || *before >= *after) continue;
-            if (!std::ranges::binary_search(begins, usn_of(change.transaction, *before))) continue;
-            if (std::ranges::binary_search(ends, usn_of(change.transaction, *after))) journals[change.number] = true;
+            if (std::exchange(listed, change.transaction) != change.transaction) {
+                begins.clear();
+                ends.clear();
+                for (const log_fact& fact : facts.of_transaction(change.transaction).facts) {
+                    if (fact.rolled_back || !fact.is_journal_record()) continue;
+                    begins.push_back(fact.usn().get(&usn_layout::usn));
+                    ends.push_back(begins.back() + fact.usn().length());
+                }
+                std::ranges::sort(begins);
+                std::ranges::sort(ends);
+            }
+            if (std::ranges::binary_search(begins, *before) && std::ranges::binary_search(ends, *after))
+                journals[change.number] = true;
         }
     }
     return journals;
@@ -79,7 +80,8 @@ public:
                      .inodes = inputs.inodes,
                      .geometry = m_geometry,
                      .check = difference_check(),
-                     .with_data = inputs.topic == event_topic::contents}),
+                     .with_data = inputs.topic == event_topic::contents,
+                     .threads_allowed = inputs.threads_allowed}),
           m_names(m_history.timeline(), inputs.inodes, m_highest_lsn, inputs.guesses_allowed),
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
@@ -96,6 +98,7 @@ public:
                   least_runs + logged_bytes(inputs.log) / bytes_for_run}),
           m_budgets(logged_bytes(inputs.log)),
           m_context{.log = m_log,
+                    .facts = m_facts,
                     .history = m_history,
                     .names = m_names,
                     .paths = m_paths,
@@ -125,9 +128,12 @@ public:
     }
 
     void run() {
+        constexpr std::uint32_t soon = 4;
         const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
         for (std::uint32_t number = 0; number < count; ++number) {
             m_progress(number + 1, count);
+            m_facts.prefetch(number + soon);
+            m_history.prefetch(number + soon);
             report_volume(m_log.lsn_of(m_log.chain_heads[number]));
             report(number);
         }
@@ -157,10 +163,10 @@ private:
     }
 
     // Where in the journal file the first of the transaction's own records stands.
-    static std::uint64_t journal_offset_of(const transaction_facts& transaction) {
-        std::uint64_t first = log_fact::not_in_file;
+    std::uint64_t journal_offset_of(const transaction_facts& transaction) const {
+        std::uint64_t first = journal_match::not_in_file;
         for (const log_fact& fact : transaction.facts)
-            first = std::min(first, fact.journal_offset);
+            first = std::min(first, m_facts.match_of(fact).offset);
         return first;
     }
 
@@ -170,7 +176,7 @@ private:
         if (!m_journal) return;
         const std::uint64_t lsn = m_log.entries[transaction.head].this_lsn();
         const std::uint64_t offset = journal_offset_of(transaction);
-        if (offset != log_fact::not_in_file) {
+        if (offset != journal_match::not_in_file) {
             m_journal->report_until(offset, lsn);
         } else if (const event_time when = m_clock.time_of(transaction.number, lsn); when.time != 0) {
             m_journal->report_until(m_limits[transaction.number], lsn, when.time);
@@ -286,7 +292,9 @@ private:
         event_subject subject;
         const std::size_t first = m_subjects.size();
         for (const file_changes& some : all) {
-            const auto in_file = [](const log_fact* fact) { return fact->in_journal_file(); };
+            const auto in_file = [this](const log_fact* fact) {
+                return m_facts.match_of(*fact).offset != journal_match::not_in_file;
+            };
             if (std::ranges::any_of(some.facts, in_file)) subject.source = event_source::both;
         }
         for (const file_changes& some : all) {

@@ -24,6 +24,7 @@ struct event_inputs {
     bool guesses_allowed;
     std::optional<std::uint32_t> cluster_size;  // bytes, where the user states it
     event_topic topic;
+    bool threads_allowed;
     limits_hit& omitted;  // what guards leave out of the events
 };
 

@@ -251,8 +251,7 @@ void event_writer::set_values(const found_event& found) {
         case event_kind::deleted:
             if (!found.name.name().empty()) take_name(before, found.name);
             if (found.attribute) {
-                before.size =
-                    found.attribute.state_before().file_size ? found.attribute.state_before().file_size : before.size;
+                if (const auto& size = found.attribute.state_before().file_size) before.size = size;
                 set_lost_data(found);
             }
             break;
@@ -417,9 +416,9 @@ uni::byte_view event_writer::owner_after(const record_change& record, const stan
 }
 
 void event_writer::set_flags(const standard_change& change) {
-    m_event.before.flags = change.before.flags.value;
+    m_event.before.flags = change.before.flags.value();
     m_event.before.some_flags = !change.before.flags.whole();
-    m_event.after.flags = change.after.flags.value;
+    m_event.after.flags = change.after.flags.value();
     m_event.after.some_flags = !change.after.flags.whole();
 }
 

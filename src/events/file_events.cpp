@@ -454,7 +454,7 @@ void file_events::find_clusters(const found_event& run) {
 void file_events::find_flags(const record_change& record, const standard_change& change) {
     const auto& had = change.before.flags;
     const auto& has = change.after.flags;
-    if (((had.value ^ has.value) & had.known & has.known & attribute_bits) == 0) return;
+    if (((had.value() ^ has.value()) & had.known() & has.known() & attribute_bits) == 0) return;
     found_event& found = add(event_kind::attributes_set, change.proof);
     found.record = &record;
     found.own_time = new_change_time(change);
@@ -563,7 +563,8 @@ void file_events::find_reasons() {
     std::uint32_t known = m_past.reasons;
     for (const log_fact* const fact : m_changes->facts) {
         if (!fact->is_journal_record()) continue;
-        if (fact->in_journal_file()) known = fact->known_reasons;
+        const journal_match match = m_context.facts.match_of(*fact);
+        if (match.offset != journal_match::not_in_file) known = match.known_reasons;
         const usn_record record = fact->usn();
         const std::uint32_t added = record.get(&usn_layout::reason) & ~known & ~closed & ~m_covered;
         if (added != 0) {

@@ -38,6 +38,7 @@ struct event_budgets {
 // What is known of a log beside the transaction at hand.
 struct event_context {
     const log_store& log;
+    const log_facts& facts;
     const file_history& history;
     const file_names& names;
     folder_paths& paths;

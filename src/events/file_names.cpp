@@ -61,11 +61,11 @@ std::optional<resolved_name> file_names::name_at(inode_ref file, const moment& w
     const auto found = m_timeline.name(file, when.lsn);
     std::optional<resolved_name> logged;
     if (found) {
-        logged = {.parent = found->name.parent,
-                  .units = found->name.units,
-                  .source = found->name.copied ? name_source::mft : name_source::log};
+        logged = {.parent = found->parent,
+                  .units = found->units(),
+                  .source = found->copied ? name_source::mft : name_source::log};
     }
-    if (logged && !found->weak && !found->name.copied) return logged;
+    if (logged && !found->weak && !found->copied) return logged;
     if (in_journal) return unknown ? std::nullopt : in_journal;
     if (logged && !found->weak) return logged;
     const auto stored = stored_name(file);

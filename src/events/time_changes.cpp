@@ -10,8 +10,8 @@ enum : std::size_t { created, modified, mft_changed, accessed };
 class compared_time {
 public:
     compared_time(const standard_change& change, std::size_t which)
-        : m_before(change.before.times[which].value & change.after.times[which].known),
-          m_after(change.after.times[which].value & change.before.times[which].known),
+        : m_before(change.before.times[which].value() & change.after.times[which].known()),
+          m_after(change.after.times[which].value() & change.before.times[which].known()),
           m_time(change.after.times[which].whole()) {}
 
     bool changed() const { return m_before != m_after; }

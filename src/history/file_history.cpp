@@ -1,6 +1,7 @@
 #include "history/file_history.h"
 
 #include <algorithm>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
@@ -8,6 +9,8 @@
 #include "logfile/lsn_layout.h"
 #include "mft/mft_reader.h"
 #include "operations/record_fact.h"
+#include "portable/portable_thread.h"
+#include "portable/radix_sort.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -19,6 +22,11 @@ using namespace operation_code;
 // What may be kept of a step: differences are larger than the log's own bytes, as they hold both sides.
 constexpr std::uint64_t kept_for_a_step = 512;
 constexpr std::uint64_t kept_for_a_byte = 6;
+
+void prefetch_bytes(uni::byte_view record) {
+    uni::prefetch(record.bytes().data());
+    uni::prefetch(record.bytes().data() + record_layout::payload_begin);
+}
 
 bool changes_file_record(const log_entry& entry) {
     if (!entry.of_client()) return false;
@@ -34,8 +42,7 @@ bool is_final(const record_step& step) {
 }
 
 struct target {
-    std::uint64_t number;  // of the file record
-    std::uint64_t lsn;
+    std::uint32_t number;  // of the file record
     std::uint32_t position;
 };
 
@@ -49,14 +56,23 @@ bool names_another(const log_entry& entry, std::uint64_t number) {
     return own && *own != number;
 }
 
-// The log's records that change file records, by number and LSN; of those with one LSN one that a transaction has.
-std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t record_size) {
+// The log's records that change file records, and what LSNs it has.
+struct target_list {
+    uni::large_vector<target> targets;  // by number, then position
+    std::uint64_t lowest_lsn = ~std::uint64_t{0};
+    std::uint64_t highest_lsn = 0;
+};
+
+target_list find_targets(const history_inputs& inputs, std::uint32_t record_size) {
     const mft_geometry geometry{inputs.geometry.cluster_size(), record_size};
     const auto& entries = inputs.log.entries;
-    std::vector<target> targets;
+    target_list found;
+    uni::try_reserve(found.targets, entries.size());
     for (std::uint32_t at = 0; at < entries.size(); ++at) {
         const log_entry& entry = entries[at];
         prefetch_record(inputs.log, at);
+        found.lowest_lsn = std::min(found.lowest_lsn, entry.this_lsn());
+        found.highest_lsn = std::max(found.highest_lsn, entry.this_lsn());
         if (inputs.transactions.number[at] == transaction_view::none || !changes_file_record(entry)) continue;
         const std::uint32_t stated = stated_record_size(entry);
         if (stated != 0 && stated != record_size) continue;  // no file record of this volume
@@ -64,12 +80,10 @@ std::vector<target> find_targets(const history_inputs& inputs, std::uint32_t rec
         if (number == 0 && (entry.get(record_layout::target_vcn) != 0 || offset_in_cluster(entry) >= record_size))
             continue;
         if (names_another(entry, number)) continue;
-        targets.push_back({number, entry.this_lsn(), at});
+        found.targets.push_back({static_cast<std::uint32_t>(number), at});
     }
-    std::ranges::sort(targets, {}, [](const target& t) { return std::tuple(t.number, t.lsn, t.position); });
-    const auto same = [](const target& a, const target& b) { return a.number == b.number && a.lsn == b.lsn; };
-    targets.erase(std::unique(targets.begin(), targets.end(), same), targets.end());
-    return targets;
+    uni::radix_sort(found.targets, [](const target& one) { return one.number; });
+    return found;
 }
 
 bool same_target(const record_step& a, const record_step& b) {
@@ -80,27 +94,27 @@ bool same_target(const record_step& a, const record_step& b) {
 class record_replay {
 public:
     record_replay(const history_inputs& inputs, std::uint32_t record_size, record_changes& changes,
-                  file_timeline& timeline)
+                  const target_list& all, const log_gaps& gaps)
         : m_inputs(inputs),
           m_changes(changes),
-          m_timeline(timeline),
           m_now(record_size),
           m_later(record_size),
           m_copy(record_size),
           m_finder(changes, inputs.with_data),
-          m_recoverable(inputs.log.entries.size() + few_steps) {
-        for (const log_entry& entry : inputs.log.entries) {
-            m_lowest_lsn = std::min(m_lowest_lsn, entry.this_lsn());
-            m_highest_lsn = std::max(m_highest_lsn, entry.this_lsn());
-        }
-    }
+          m_lowest_lsn(all.lowest_lsn),
+          m_highest_lsn(all.highest_lsn),
+          m_gaps(gaps),
+          m_recoverable(inputs.log.entries.size() + few_steps) {}
 
-    void run(std::span<const target> targets) {
+    // Gives what becomes known of the file record, valid until the next call.
+    std::vector<file_moment>& run(std::span<const target> targets) {
         m_number = targets.front().number;
+        m_moments.clear();
         add_steps(targets);
         const bool comparable = read_copy();
         replay();
         if (comparable && m_inputs.check) check_copy();
+        return m_moments;
     }
 
     const uncompared_copies& uncompared() const { return m_uncompared; }
@@ -113,11 +127,12 @@ public:
             if (has_copy()) ++m_uncompared.unreadable;
             return;
         }
-        const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, &target::lsn);
+        const auto lsn = [this](const target& one) { return m_inputs.log.entries[one.position].this_lsn(); };
+        const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, lsn);
         const bool moved_on = std::any_of(after, targets.end(), [this](const target& one) {
             return m_inputs.log.entries[one.position].redo_op != update_file_name_root;
         });
-        if (after == targets.begin() || std::prev(after)->lsn != m_copy_lsn) {
+        if (after == targets.begin() || lsn(*std::prev(after)) != m_copy_lsn) {
             if (is_lsn_of_log()) ++m_uncompared.lsn_unknown;
             return;
         }
@@ -217,7 +232,7 @@ private:
 
     // Whether the log has what the copy's LSN names, if there is such a record at all.
     bool is_lsn_of_log() {
-        if (m_copy_lsn < m_lowest_lsn || m_copy_lsn > m_highest_lsn || !gaps()) return false;
+        if (m_copy_lsn < m_lowest_lsn || m_copy_lsn > m_highest_lsn || !m_gaps) return false;
         const auto gap = first_gap_after(m_copy_lsn);
         return gap == m_gaps->end() || m_copy_lsn <= gap->before;
     }
@@ -249,31 +264,22 @@ private:
     // The log has all from that LSN on to the step that left the copy. Where it cannot be known what it lacks, it is
     // that step's.
     std::uint64_t lsn_after_gaps() {
-        if (!gaps()) return m_copy_lsn;
+        if (!m_gaps) return m_copy_lsn;
         const auto gap = first_gap_after(m_copy_lsn);
         return gap != m_gaps->begin() ? std::prev(gap)->after : 0;
     }
 
-    // By LSN. Nothing if what the log lacks cannot be known.
-    const std::optional<std::vector<lsn_gap>>& gaps() {
-        if (!m_gaps_sought) {
-            m_gaps_sought = true;
-            if (const auto layout = find_layout(m_inputs.log)) m_gaps = find_gaps(m_inputs.log, *layout);
-        }
-        return m_gaps;
-    }
-
-    // `gaps` are known.
+    // The gaps are known.
     std::vector<lsn_gap>::const_iterator first_gap_after(std::uint64_t lsn) const {
         return std::ranges::upper_bound(*m_gaps, lsn, {}, &lsn_gap::after);
     }
     // Whether the log lacks something from one LSN on to another.
     bool gap_between(std::uint64_t first, std::uint64_t last) {
-        if (!gaps()) return false;
+        if (!m_gaps) return false;
         const auto gap = first_gap_after(first);
         return gap != m_gaps->end() && gap->after <= last;
     }
-    bool gap_after(std::uint64_t lsn) { return !gaps() || first_gap_after(lsn) != m_gaps->end(); }
+    bool gap_after(std::uint64_t lsn) { return !m_gaps || first_gap_after(lsn) != m_gaps->end(); }
 
     // What can be undone goes together: backward from its end, so that its beginning is known, then forward. What was
     // known before a gap need not be so after it.
@@ -395,7 +401,7 @@ private:
         if (!one.running) return;
         one.running = false;
         if (one.change.first == record_change::none) return;
-        one.change.number = m_number;
+        one.change.number = static_cast<std::uint32_t>(m_number);
         one.change.transaction = m_transaction;
         one.change.rolled_back = rolled_back;
         m_finder.add(one.change, one.before, m_now, !m_copy_is_extension, one.writes);
@@ -403,7 +409,7 @@ private:
 
     // Puts down whose record it is, where that is news.
     void note(std::uint64_t lsn, bool born) {
-        file_moment moment{.lsn = lsn, .header = read_header(m_now), .name = {}};
+        file_moment moment{.lsn = lsn, .name = {}, .header = read_header(m_now)};
         moment.born = born && moment.header.base.value_or(inode_ref{}) == inode_ref{};
         moment.copied = m_now.is_copied(file_record_layout::sequence.offset);
         if (const auto name = newest_name(m_now)) {
@@ -414,27 +420,25 @@ private:
         if (moment.name && moment.name == m_noted.name) {
             moment.name = m_noted.name;
         } else if (moment.name) {
-            const auto units = m_changes.kept.keep(moment.name->units);
+            const auto units = m_changes.kept.keep(moment.name->units());
             if (!units) return;
-            moment.name->units = *units;
+            moment.name->set_units(*units);
         }
         if (!m_changes.kept.spend(sizeof moment)) return;
         m_noted = moment;
-        m_timeline.add(m_number, moment);
+        m_moments.push_back(moment);
     }
 
     const history_inputs& m_inputs;
     record_changes& m_changes;
-    file_timeline& m_timeline;
     replayed_record m_now;
     replayed_record m_later;
     replayed_record m_copy;
     change_finder m_finder;
-    std::uint64_t m_lowest_lsn = ~std::uint64_t{0};
-    std::uint64_t m_highest_lsn = 0;
+    const std::uint64_t m_lowest_lsn;
+    const std::uint64_t m_highest_lsn;
     uncompared_copies m_uncompared;
-    bool m_gaps_sought = false;
-    std::optional<std::vector<lsn_gap>> m_gaps;  // nothing if what the log lacks cannot be known
+    const log_gaps& m_gaps;
 
     // Of the file record at hand.
     std::uint64_t m_number = 0;
@@ -453,41 +457,97 @@ private:
     turn m_turn{replayed_record(0)};
     turn m_rolled_back{replayed_record(0)};
     file_moment m_noted;
+    std::vector<file_moment> m_moments;
 };
+
+constexpr std::uint64_t no_number = ~std::uint64_t{0};  // higher than any of a file record
 
 // What is known besides the file records: index entries and journal records. Folders are mentioned with each, and noted
 // where the last mention was another one's.
-void add_mentions(file_timeline& timeline, const history_inputs& inputs) {
-    using sign = file_moment::sign;
-    uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
-    uni::large_vector<const log_fact*> by_position(inputs.log.entries.size());
-    for (const log_fact& fact : inputs.facts.all())
-        by_position[fact.position] = &fact;
-    for (const log_fact* const fact : by_position) {
-        if (fact == nullptr || fact->rolled_back) continue;
-        const std::uint64_t lsn = inputs.log.entries[fact->position].this_lsn();
-        file_moment moment{.lsn = lsn, .header = {}, .name = {}, .what = sign::mentioned};
-        moment.header.sequence = fact->file.sequence();
-        moment.header.directory = fact->names_directory();
-        if (fact->is_journal_record()) {
-            const usn_record record = fact->usn();
-            const std::uint32_t reasons = record.get(&usn_layout::reason);
-            const bool past = (reasons & usn_reasons::old_name) != 0 && (reasons & usn_reasons::new_name) == 0;
-            if (!past) moment.name = timeline_name(record.parent(), record.name());
-        } else {
-            moment.what = fact->kind == fact_kind::entry_added ? sign::name_added : sign::name_removed;
-            moment.name = timeline_name(fact->name());
+class mention_list {
+    struct mention {
+        std::uint64_t number;  // of the file record
+        std::uint32_t fact;
+        bool of_folder;
+    };
+
+public:
+    explicit mention_list(const history_inputs& inputs) : m_inputs(inputs) {
+        const std::span<const log_fact> facts = inputs.facts.all();
+        std::vector<std::uint32_t> by_position(inputs.log.entries.size(), none);
+        for (std::uint32_t at = 0; at < facts.size(); ++at)
+            by_position[facts[at].position] = at;
+        uni::seeded_map<std::uint16_t> folders;  // sequence numbers, by record number
+        uni::try_reserve(m_mentions, 2 * facts.size());
+        for (const std::uint32_t at : by_position) {
+            if (at == none || facts[at].rolled_back) continue;
+            m_mentions.push_back({facts[at].file.number(), at, false});
+            const inode_ref parent = parent_of(facts[at]);
+            if (parent.sequence() == 0 ||
+                std::exchange(folders[parent.number()], parent.sequence()) == parent.sequence())
+                continue;  // as it was mentioned last
+            m_mentions.push_back({parent.number(), at, true});
         }
-        timeline.add(fact->file.number(), moment);
-        const inode_ref parent = moment.name ? moment.name->parent : inode_ref{};
-        if (parent.sequence() == 0 || std::exchange(folders[parent.number()], parent.sequence()) == parent.sequence())
-            continue;  // as it was mentioned last
-        moment = {.lsn = lsn, .header = {}, .name = {}, .what = sign::mentioned};
-        moment.header.sequence = parent.sequence();
-        moment.header.directory = true;
-        timeline.add(parent.number(), moment);
+        uni::radix_sort(m_mentions, [](const mention& one) { return one.number; });
     }
-}
+
+    std::size_t size() const { return m_mentions.size(); }
+    // Gives those of one file record after another, from that of a number on.
+    class cursor {
+    public:
+        cursor(const mention_list& list, std::uint64_t first)
+            : m_list(list),
+              m_left(std::ranges::lower_bound(list.m_mentions, first, {}, &mention::number), list.m_mentions.end()) {}
+
+        // Of the next file record; none after the last one.
+        std::uint64_t number() const { return m_left.empty() ? no_number : m_left.front().number; }
+        void take(std::uint64_t number, std::vector<file_moment>& out) {
+            constexpr std::size_t ahead = 8;
+            for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1)) {
+                if (m_left.size() > ahead) m_list.m_inputs.facts.all()[m_left[ahead].fact].prefetch();
+                out.push_back(m_list.moment_of(m_left.front()));
+            }
+        }
+
+    private:
+        const mention_list& m_list;
+        std::span<const mention> m_left;
+    };
+
+private:
+    static constexpr std::uint32_t none = 0xFFFF'FFFF;
+
+    // A journal record may state the name that a file had before.
+    static bool states_name(const log_fact& fact) {
+        if (!fact.is_journal_record()) return true;
+        const std::uint32_t reasons = fact.usn().get(&usn_layout::reason);
+        return (reasons & usn_reasons::old_name) == 0 || (reasons & usn_reasons::new_name) != 0;
+    }
+    static inode_ref parent_of(const log_fact& fact) {
+        if (!states_name(fact)) return {};
+        return fact.is_journal_record() ? fact.usn().parent() : fact.name().parent();
+    }
+
+    file_moment moment_of(const mention& one) const {
+        using sign = file_moment::sign;
+        const log_fact& fact = m_inputs.facts.all()[one.fact];
+        file_moment moment{
+            .lsn = m_inputs.log.entries[fact.position].this_lsn(), .name = {}, .header = {}, .what = sign::mentioned};
+        moment.header.sequence = one.of_folder ? parent_of(fact).sequence() : fact.file.sequence();
+        moment.header.directory = one.of_folder || fact.names_directory();
+        if (one.of_folder) return moment;
+        if (!fact.is_journal_record()) {
+            moment.what = fact.kind == fact_kind::entry_added ? sign::name_added : sign::name_removed;
+            moment.name = timeline_name(fact.name());
+        } else if (states_name(fact)) {
+            moment.name = timeline_name(fact.usn().parent(), fact.usn().name());
+        }
+        return moment;
+    }
+
+    const history_inputs& m_inputs;
+    uni::large_vector<mention> m_mentions;  // by number, then position
+};
 
 // The size of a file record, in bytes.
 std::uint32_t record_size_of(const history_inputs& inputs) {
@@ -495,15 +555,34 @@ std::uint32_t record_size_of(const history_inputs& inputs) {
     return ask_copy ? inputs.inodes.record_size : inputs.geometry.record_size();
 }
 
-// Calls `visit(targets)` for those of each file record.
+// Calls `visit(targets)` for those of each file record, by LSN: of several with one LSN the first, which a transaction
+// has.
 template <class visitor>
-void for_each_record(const std::vector<target>& targets, visitor&& visit) {
+void for_each_record(const log_store& log, std::span<target> targets, visitor&& visit) {
+    constexpr std::ptrdiff_t ahead = 8;  // they lie all over the log: asked for before their turn
+    const auto lsn = [&log](const target& one) { return log.entries[one.position].this_lsn(); };
     for (auto begin = targets.begin(); begin != targets.end();) {
-        const auto end =
-            std::find_if(begin, targets.end(), [begin](const target& t) { return t.number != begin->number; });
-        visit(std::span(begin, end));
-        begin = end;
+        auto next = begin;
+        bool rises = true;
+        for (; next != targets.end() && next->number == begin->number; ++next) {
+            const std::ptrdiff_t left = targets.end() - next;
+            if (left > 2 * ahead) uni::prefetch(&log.entries[next[2 * ahead].position]);
+            if (left > ahead) prefetch_bytes(log.entries[next[ahead].position].bytes());
+            rises = rises && (next == begin || lsn(*std::prev(next)) < lsn(*next));
+        }
+        auto end = next;
+        if (!rises) {
+            std::stable_sort(begin, end, [&](const target& a, const target& b) { return lsn(a) < lsn(b); });
+            end = std::unique(begin, end, [&](const target& a, const target& b) { return lsn(a) == lsn(b); });
+        }
+        visit(std::span<const target>(begin, end));
+        begin = next;
     }
+}
+
+log_gaps gaps_of(const log_store& log) {
+    const auto layout = find_layout(log);
+    return layout ? log_gaps(find_gaps(log, *layout)) : std::nullopt;
 }
 
 }  // namespace
@@ -520,37 +599,136 @@ std::vector<std::uint32_t> number_transactions(const log_store& log) {
 uncompared_copies compare_copies(const history_inputs& inputs) {
     const std::uint32_t record_size = record_size_of(inputs);
     record_changes changes;
-    file_timeline timeline;
-    record_replay replay(inputs, record_size, changes, timeline);
-    for_each_record(find_targets(inputs, record_size),
-                    [&replay](std::span<const target> targets) { replay.compare(targets); });
+    target_list all = find_targets(inputs, record_size);
+    const log_gaps gaps = gaps_of(inputs.log);
+    record_replay replay(inputs, record_size, changes, all, gaps);
+    for_each_record(inputs.log, all.targets, [&replay](std::span<const target> targets) { replay.compare(targets); });
     return replay.uncompared();
 }
 
-file_history::file_history(const history_inputs& inputs) {
-    const std::uint32_t record_size = record_size_of(inputs);
-    m_timeline.reserve(2 * inputs.log.entries.size());
-    replay(inputs, record_size);
-    std::ranges::sort(m_changes.records, {}, [&inputs](const record_change& change) {
-        return std::tuple(change.transaction, inputs.log.entries[change.first].this_lsn(), change.rolled_back);
-    });
-    for (std::uint32_t at = 0; at < m_changes.records.size(); ++at)
-        m_first_changes.resize(m_changes.records[at].transaction + std::size_t{1}, at);
-    m_first_changes.push_back(static_cast<std::uint32_t>(m_changes.records.size()));
-    add_mentions(m_timeline, inputs);
-    std::uint64_t highest_lsn = 0;
-    for (const log_entry& entry : inputs.log.entries)
-        highest_lsn = std::max(highest_lsn, entry.this_lsn());
-    m_timeline.seal(inputs.inodes, highest_lsn);
+file_history::file_history(const history_inputs& inputs) : m_gaps(gaps_of(inputs.log)) {
+    replay(inputs);
+    order_changes(inputs.log);
 }
 
-void file_history::replay(const history_inputs& inputs, std::uint32_t record_size) {
-    const std::vector<target> targets = find_targets(inputs, record_size);
-    uni::try_reserve(m_changes.records, targets.size());
-    uni::try_reserve(m_changes.standards, targets.size());
-    uni::try_reserve(m_changes.attributes, targets.size());
-    record_replay replay(inputs, record_size, m_changes, m_timeline);
-    for_each_record(targets, [&replay](std::span<const target> of_record) { replay.run(of_record); });
+// From the order of file records to that of transactions.
+void file_history::order_changes(const log_store& log) {
+    auto& records = m_changes.records;
+    m_first_changes.resize(log.chain_heads.size() + 1);
+    for (const record_change& change : records)
+        ++m_first_changes[change.transaction + std::size_t{1}];
+    std::partial_sum(m_first_changes.begin(), m_first_changes.end(), m_first_changes.begin());
+    std::vector<std::uint32_t> next(m_first_changes);
+    std::vector<std::uint32_t> order(records.size());
+    for (std::uint32_t at = 0; at < records.size(); ++at)
+        order[next[records[at].transaction]++] = at;
+    const auto key = [&](std::uint32_t at) {
+        return std::pair(log.entries[records[at].first].this_lsn(), records[at].rolled_back);
+    };
+    for (std::size_t number = 0; number + 1 < m_first_changes.size(); ++number) {
+        const auto of_transaction =
+            std::span(order).subspan(m_first_changes[number], m_first_changes[number + 1] - m_first_changes[number]);
+        if (of_transaction.size() > 1) std::ranges::sort(of_transaction, {}, key);
+    }
+    m_by_number.resize(records.size());
+    for (std::uint32_t at = 0; at < order.size(); ++at)
+        m_by_number[order[at]] = at;
+    next = m_by_number;  // where each belongs
+    for (std::uint32_t at = 0; at < next.size(); ++at) {
+        while (next[at] != at) {
+            std::swap(records[at], records[next[at]]);
+            std::swap(next[at], next[next[at]]);
+        }
+    }
+}
+
+namespace {
+
+// Replays some of the file records, and gathers what else is known of them and of those between.
+class range_replay {
+public:
+    range_replay(const history_inputs& inputs, target_list& all, const mention_list& mentions, const log_gaps& gaps)
+        : m_inputs(inputs), m_all(all), m_mentions(mentions), m_gaps(gaps), m_record_size(record_size_of(inputs)) {}
+
+    // The targets from `begin` to `end`, which are all of their file records.
+    void run(std::size_t begin, std::size_t end, record_changes& changes, file_timeline& timeline) const {
+        const std::span<target> targets = std::span(m_all.targets).subspan(begin, end - begin);
+        const std::size_t most = m_all.targets.size() - begin;  // of the first range and what is appended to it
+        uni::try_reserve(changes.records, most);
+        uni::try_reserve(changes.standards, most);
+        uni::try_reserve(changes.attributes, most);
+        timeline.reserve(targets.size() + m_mentions.size());
+        mention_list::cursor mentions(m_mentions, begin != 0 ? targets.front().number : 0);
+        std::vector<file_moment> moments;
+        const auto add_mentioned = [&](std::uint64_t next) {  // of file records that the log does not write to
+            while (mentions.number() < next) {
+                moments.clear();
+                add(mentions.number(), mentions, moments, timeline);
+            }
+        };
+        record_replay replay(m_inputs, m_record_size, changes, m_all, m_gaps);
+        for_each_record(m_inputs.log, targets, [&](std::span<const target> of_record) {
+            add_mentioned(of_record.front().number);
+            add(of_record.front().number, mentions, replay.run(of_record), timeline);
+        });
+        add_mentioned(end < m_all.targets.size() ? m_all.targets[end].number : no_number);
+    }
+
+private:
+    void add(std::uint64_t number, mention_list::cursor& mentions, std::vector<file_moment>& moments,
+             file_timeline& timeline) const {
+        mentions.take(number, moments);
+        if (m_inputs.inodes.mft_file && std::ranges::none_of(moments, &file_moment::says_holder)) {
+            // Where the log names no holder at all, the MFT does, unless it was written later.
+            const inode_record* const stored = record_in_use(m_inputs.inodes, number);
+            const bool counts = stored != nullptr && stored->is_base && stored->lsn <= m_all.highest_lsn;
+            for (file_moment& moment : counts ? moments : std::span<file_moment>{}) {
+                moment.header.sequence = stored->sequence;
+                moment.copied = true;
+            }
+        }
+        if (!moments.empty()) timeline.add(number, moments);
+    }
+
+    const history_inputs& m_inputs;
+    target_list& m_all;
+    const mention_list& m_mentions;
+    const log_gaps& m_gaps;
+    const std::uint32_t m_record_size;
+};
+
+// Where the second half of the file records begins, for a thread of its own. A small log is not worth one; an MFT copy
+// is read, and shared, by one at a time. Budgets of the halves are their own, so whether there is a thread must not
+// matter.
+std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
+    constexpr std::size_t worthwhile = std::size_t{1} << 14;
+    std::size_t middle = all.targets.size() / 2;
+    if (middle < worthwhile || inputs.inodes.mft_file || inputs.with_data) return all.targets.size();
+    while (middle < all.targets.size() && all.targets[middle].number == all.targets[middle - 1].number)
+        ++middle;
+    return middle;
+}
+
+}  // namespace
+
+void file_history::replay(const history_inputs& inputs) {
+    target_list all = find_targets(inputs, record_size_of(inputs));
+    const std::size_t middle = middle_of(inputs, all);
+    if (middle != all.targets.size()) m_timeline.begin_other(all.targets[middle].number);
+    {
+        const mention_list mentions(inputs);
+        const range_replay replay(inputs, all, mentions, m_gaps);
+        const auto rest = [&] {
+            if (middle == all.targets.size()) return;
+            replay.run(middle, all.targets.size(), m_other_changes, *m_timeline.other());
+        };
+        std::optional<portable_thread> thread;
+        if (inputs.threads_allowed && middle != all.targets.size()) thread.emplace(rest);
+        replay.run(0, middle, m_changes, m_timeline);
+        thread ? thread->wait() : rest();
+    }
+    all = {};
+    m_changes.append(m_other_changes);
 }
 
 }  // namespace kest

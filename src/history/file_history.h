@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "history/file_timeline.h"
 #include "history/record_changes.h"
 #include "logfile/log_store.h"
+#include "logfile/lsn_layout.h"
 #include "logfile/volume_geometry.h"
 #include "mft/inode_collection.h"
 #include "operations/log_facts.h"
@@ -25,6 +27,9 @@ struct transaction_view {
 // The number of the transaction that each record of a log belongs to.
 std::vector<std::uint32_t> number_transactions(const log_store& log);
 
+// By LSN. Nothing if what the log lacks cannot be known.
+using log_gaps = std::optional<std::vector<lsn_gap>>;
+
 struct history_inputs {
     const log_store& log;
     transaction_view transactions;
@@ -33,6 +38,7 @@ struct history_inputs {
     volume_geometry geometry;
     copy_check check = {};   // is given the file records of the copy that can be compared
     bool with_data = false;  // changes have the values of data within file records, too
+    bool threads_allowed = false;
 };
 
 // Gives the check what the history would give it, and replays nothing else.
@@ -50,6 +56,24 @@ public:
         return changes().subspan(m_first_changes[transaction],
                                  m_first_changes[transaction + 1] - m_first_changes[transaction]);
     }
+    // Asks for what changes of transactions show whose turn comes soon: states lie in the order of file records.
+    void prefetch(std::uint32_t transaction) const {
+        constexpr std::uint32_t distance = 4;
+        for (const record_change& change : changes_of(transaction)) {
+            if (const standard_change* const standard = standard_of(change)) {
+                uni::prefetch(&standard->before);
+                uni::prefetch(&standard->after);
+            }
+            for (const attribute_change& attribute : attributes_of(change)) {
+                uni::prefetch(&attribute.before);
+                uni::prefetch(&attribute.after);
+            }
+        }
+        for (const record_change& change : changes_of(transaction + distance)) {
+            uni::prefetch(standard_of(change));
+            uni::prefetch(attributes_of(change).data());
+        }
+    }
     const standard_change* standard_of(const record_change& change) const {
         return change.standard != 0 ? &m_changes.standards[change.standard - 1] : nullptr;
     }
@@ -59,16 +83,23 @@ public:
     const run_change* runs_of(const attribute_change& change) const {
         return change.runs != 0 ? &m_changes.runs[change.runs - 1] : nullptr;
     }
+    // Positions in `changes`: by file record, then LSN; a change that was rolled back comes before the one around it.
+    std::span<const std::uint32_t> by_number() const { return m_by_number; }
     const file_timeline& timeline() const { return m_timeline; }
+    const log_gaps& gaps() const { return m_gaps; }
     // Some of what changed was too much to be kept.
-    bool limits_hit() const { return m_changes.kept.exceeded(); }
+    bool limits_hit() const { return m_changes.kept.exceeded() || m_other_changes.kept.exceeded(); }
     bool data_limit_hit() const { return m_changes.kept_data.exceeded(); }
 
 private:
-    void replay(const history_inputs& inputs, std::uint32_t record_size);
+    void replay(const history_inputs& inputs);
+    void order_changes(const log_store& log);
 
+    const log_gaps m_gaps;
     record_changes m_changes;
+    record_changes m_other_changes;              // of a second thread: only the states that they show are left there
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end
+    std::vector<std::uint32_t> m_by_number;
     file_timeline m_timeline;
 };
 

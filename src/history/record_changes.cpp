@@ -35,8 +35,7 @@ bool same_state(const found_attribute& a, const found_attribute& b) {
     const attribute_state& other = b.state;
     return one.resident == other.resident && one.file_size == other.file_size &&
            one.valid_length == other.valid_length && one.allocated_size == other.allocated_size &&
-           one.value.has_value() == other.value.has_value() &&
-           std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
+           !one.value == !other.value && std::ranges::equal(bytes_of(one.value), bytes_of(other.value));
 }
 
 // The runs on one side; an attribute that is not there has none.
@@ -59,6 +58,24 @@ bool skip_common_runs(run_change& runs) {
 }
 
 }  // namespace
+
+void record_changes::append(record_changes& others) {
+    for (record_change& change : others.records) {
+        change.first_attribute += static_cast<std::uint32_t>(attributes.size());
+        if (change.standard != 0) change.standard += static_cast<std::uint32_t>(standards.size());
+    }
+    for (attribute_change& change : others.attributes)
+        if (change.runs != 0) change.runs += static_cast<std::uint32_t>(runs.size());
+    const auto take = [](auto& all, auto& added) {
+        for (const auto& one : added)
+            all.push_back(one);
+        std::remove_reference_t<decltype(added)>().swap(added);
+    };
+    take(records, others.records);
+    take(standards, others.standards);
+    take(attributes, others.attributes);
+    take(runs, others.runs);
+}
 
 void change_finder::add(record_change change, const replayed_record& before, const replayed_record& after,
                         bool may_be_base, std::span<const write> writes) {
@@ -203,13 +220,13 @@ void change_finder::add_attribute(found before, found after) {
     const auto name = shown.name ? m_changes.kept.keep(*shown.name) : std::nullopt;
     const bool is_data = shown.type == attribute_type::data;
     const attribute_state& kept = keep(was, is_data);
-    m_changes.attributes.push_back({.type = shown.type,
-                                    .name = name,
+    m_changes.attributes.push_back({.before = kept,
+                                    .after = keep(is, is_data),
                                     .lowest_vcn = shown.lowest_vcn,
                                     .proof = write_to(shown.id, before == nullptr),
-                                    .before = kept,
-                                    .after = keep(is, is_data),
-                                    .runs = runs});
+                                    .runs = runs,
+                                    .type = shown.type,
+                                    .name = name});
 }
 
 // What was kept last is often what comes before the next change.

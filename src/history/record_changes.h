@@ -26,13 +26,13 @@ struct run_change {
 
 // An attribute that is not the same before and after.
 struct attribute_change {
-    std::optional<std::uint32_t> type;
-    std::optional<uni::byte_view> name;  // UTF-16
-    std::uint64_t lowest_vcn = 0;        // not 0: a further piece of an attribute, which has no sizes
-    std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
     const attribute_state& before;
     const attribute_state& after;
-    std::uint32_t runs = 0;  // from 1; 0: the same before and after, or unknown
+    std::uint64_t lowest_vcn = 0;  // not 0: a further piece of an attribute, which has no sizes
+    std::uint32_t proof = 0;       // position in the log: the record that creates it, else the last that writes to it
+    std::uint32_t runs = 0;        // from 1; 0: the same before and after, or unknown
+    uni::packed_optional<std::uint32_t> type;
+    uni::packed_optional<uni::byte_view> name;  // UTF-16
 };
 
 // What a transaction did to a file record: the states before its first and after its last record that was not rolled
@@ -41,7 +41,7 @@ struct attribute_change {
 struct record_change {
     static constexpr std::uint32_t none = 0xFFFF'FFFF;
 
-    std::uint64_t number = 0;  // of the file record
+    std::uint32_t number = 0;  // of the file record
     std::uint32_t transaction = 0;
     std::uint32_t first = none;  // positions in the log
     std::uint32_t last = 0;
@@ -70,13 +70,16 @@ struct record_change {
 // The changes of a log, and what they show.
 struct record_changes {
     uni::large_vector<record_change> records;
-    uni::large_vector<standard_change> standards;
-    uni::large_vector<attribute_change> attributes;
+    std::vector<standard_change> standards;
+    std::vector<attribute_change> attributes;
     std::vector<run_change> runs;
     uni::kept_bytes kept;
     uni::kept_bytes kept_data;  // of files, where it is asked for
     uni::kept_values<standard_information> standard_states;
     uni::kept_values<attribute_state> attribute_states;
+
+    // Takes over others, but for the states that they show.
+    void append(record_changes& others);
 };
 
 // Finds what differs between two states of a file record, and enters it.

@@ -31,13 +31,11 @@ std::optional<uni::byte_view> known_bytes(const replayed_record& record, std::ui
 
 template <class integer>
 partial_number<integer> known_part(const replayed_record& record, uni::field<integer> f, std::uint32_t base) {
-    if (const auto whole = record.get(f, base)) return {*whole, static_cast<integer>(~integer{0})};
+    if (const auto whole = record.get(f, base)) return partial_number<integer>(*whole);
     partial_number<integer> part;
-    for (std::uint32_t at = 0; at < sizeof(integer); ++at) {
-        if (!record.knows(std::uint64_t{base} + f.offset + at, 1)) continue;
-        part.value |= static_cast<integer>(integer{record.bytes().u8(base + f.offset + at)} << 8 * at);
-        part.known |= static_cast<integer>(integer{0xFF} << 8 * at);
-    }
+    for (std::uint32_t at = 0; at < sizeof(integer); ++at)
+        if (record.knows_byte(std::uint64_t{base} + f.offset + at))
+            part.set_byte(at, record.bytes().u8(std::uint64_t{base} + f.offset + at));
     return part;
 }
 
@@ -51,7 +49,7 @@ void read_resident(found_attribute& found, const replayed_record& record, bool w
     found.state.value = known_bytes(record, found.offset + *begin, *length);
     found.state.copied = record.is_copied(found.offset + *begin);
     for (std::uint32_t at = 0; is_wanted_data && at < *length && found.state.value; ++at)
-        if (record.is_copied(std::uint64_t{found.offset} + *begin + at)) found.state.value.reset();
+        if (record.is_copied(std::uint64_t{found.offset} + *begin + at)) found.state.value = {};
 }
 
 void read_nonresident(found_attribute& found, const replayed_record& record) {

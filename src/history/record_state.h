@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "history/replayed_record.h"
 #include "mft/record_view.h"
 #include "mft/run_reader.h"
+#include "portable/packed_optional.h"
 
 namespace kest {
 
@@ -15,22 +17,40 @@ namespace kest {
 
 // A number of which some bytes may be known only.
 template <class integer>
-struct partial_number {
-    integer value = 0;  // zeros for what is not known
-    integer known = 0;  // the bits that are
+class partial_number {
+public:
+    partial_number() = default;
+    explicit partial_number(integer whole) : m_bytes(std::bit_cast<bytes>(whole)), m_known(all) {}
 
-    std::optional<integer> whole() const {
-        return known == static_cast<integer>(~integer{0}) ? std::optional(value) : std::nullopt;
+    void set_byte(std::size_t at, std::uint8_t byte) {
+        m_bytes[at] = byte;
+        m_known = static_cast<std::uint8_t>(m_known | 1U << at);
     }
+    integer value() const { return std::bit_cast<integer>(m_bytes); }  // zeros for what is not known
+    integer known() const {                                            // the bits that are
+        if (m_known == all) return static_cast<integer>(~integer{0});
+        integer bits = 0;
+        for (std::size_t at = 0; at < sizeof bits; ++at)
+            if ((m_known >> at & 1) != 0) bits |= static_cast<integer>(integer{0xFF} << 8 * at);
+        return bits;
+    }
+    std::optional<integer> whole() const { return m_known == all ? std::optional(value()) : std::nullopt; }
     bool operator==(const partial_number&) const = default;
+
+private:
+    using bytes = std::array<std::uint8_t, sizeof(integer)>;
+    static constexpr auto all = static_cast<std::uint8_t>((1U << sizeof(integer)) - 1);
+
+    bytes m_bytes{};
+    std::uint8_t m_known = 0;  // a bit for each byte
 };
 
 struct record_header {
-    std::optional<std::uint16_t> sequence;
-    std::optional<std::uint16_t> links;
-    std::optional<bool> in_use;
-    std::optional<bool> directory;
-    std::optional<inode_ref> base;  // 0: this is a base record
+    uni::packed_optional<std::uint16_t> sequence;
+    uni::packed_optional<std::uint16_t> links;
+    uni::packed_optional<bool> in_use;
+    uni::packed_optional<bool> directory;
+    uni::packed_optional<inode_ref> base;  // 0: this is a base record
 
     bool operator==(const record_header&) const = default;
 };
@@ -38,9 +58,9 @@ struct record_header {
 struct standard_information {
     std::array<partial_number<std::uint64_t>, 4> times;  // ticks: created, modified, mft_changed, accessed
     partial_number<std::uint32_t> flags;
-    std::optional<std::uint32_t> owner_id;
-    std::optional<std::uint32_t> security_id;
-    std::optional<std::uint64_t> usn;
+    uni::packed_optional<std::uint32_t> owner_id;
+    uni::packed_optional<std::uint32_t> security_id;
+    uni::packed_optional<std::uint64_t> usn;
 
     bool operator==(const standard_information&) const = default;
 };
@@ -51,12 +71,12 @@ enum class presence : std::uint8_t { unknown, absent, present };
 struct attribute_state {
     presence present = presence::unknown;
     bool copied = false;  // the value is known by the MFT copy only
-    std::optional<bool> resident = {};
-    std::optional<std::uint64_t> file_size = {};  // of a resident attribute its length
-    std::optional<std::uint64_t> valid_length = {};
-    std::optional<std::uint64_t> allocated_size = {};
+    uni::packed_optional<bool> resident = {};
+    uni::packed_optional<std::uint64_t> file_size = {};  // of a resident attribute its length
+    uni::packed_optional<std::uint64_t> valid_length = {};
+    uni::packed_optional<std::uint64_t> allocated_size = {};
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
-    std::optional<uni::byte_view> value = {};
+    uni::packed_optional<uni::byte_view> value = {};
 
     std::optional<file_name_view> file_name() const { return value ? file_name_view::read(*value) : std::nullopt; }
     std::optional<std::uint32_t> reparse_tag() const {

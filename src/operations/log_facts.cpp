@@ -41,16 +41,21 @@ log_facts::record_key::record_key(const usn_record& record)
 
 log_facts::log_facts(const log_store& log, const transaction_states& states, const mft_geometry& geometry)
     : m_log(log), m_states(states) {
+    uni::try_reserve(m_facts, log.entries.size());
     m_extents.reserve(log.chain_heads.size() + 1);
     for (const chain_head& chain : log.chain_heads) {
-        m_extents.push_back({m_facts.size(), m_taken.size()});
+        begin_transaction();
         for (const std::uint32_t position : log.records(chain)) {
             prefetch_record(log, position);
             read_record(position, geometry);
         }
-        std::sort(m_taken.begin() + static_cast<std::ptrdiff_t>(m_extents.back().first_taken), m_taken.end());
+        std::sort(m_taken.begin() + m_extents.back().first_taken, m_taken.end());
     }
-    m_extents.push_back({m_facts.size(), m_taken.size()});
+    begin_transaction();
+}
+
+void log_facts::begin_transaction() {
+    m_extents.push_back({static_cast<std::uint32_t>(m_facts.size()), static_cast<std::uint32_t>(m_taken.size())});
 }
 
 void log_facts::read_record(std::uint32_t position, const mft_geometry& geometry) {
@@ -60,11 +65,7 @@ void log_facts::read_record(std::uint32_t position, const mft_geometry& geometry
     const record_fact fact = proved_fact(entry, geometry);
     if (fact.kind == fact_kind::taken) m_taken.push_back(fact.file.number());
     if (!counts(fact, entry, geometry)) return;
-    m_facts.push_back({.file = fact.file,
-                       .data = fact.data,
-                       .position = position,
-                       .kind = fact.kind,
-                       .rolled_back = m_states.rolled_back[position]});
+    m_facts.emplace_back(fact, position, m_states.rolled_back[position]);
 }
 
 transaction_facts log_facts::of_transaction(std::uint32_t number) const {
@@ -85,6 +86,7 @@ void log_facts::index_journal_records() {
         if (m_facts[at].is_journal_record()) m_by_key.push_back({record_key(m_facts[at].usn()), at});
     }
     std::ranges::stable_sort(m_by_key, {}, &indexed_record::key);
+    m_matches.resize(m_facts.size());
 }
 
 std::span<const log_facts::indexed_record> log_facts::find_equal(const record_key& key) const {
@@ -96,12 +98,10 @@ std::span<const log_facts::indexed_record> log_facts::find_equal(const record_ke
 
 void log_facts::match(const journal_record& record, std::uint32_t known_reasons) {
     const std::span<const indexed_record> equal = find_equal(record_key(record.usn));
-    if (equal.empty() || m_facts[equal.front().fact].in_journal_file()) return;
+    if (equal.empty() || m_matches[equal.front().fact].offset != journal_match::not_in_file) return;
     m_any_matched = true;
-    for (const indexed_record& logged : equal) {
-        m_facts[logged.fact].journal_offset = record.place;
-        m_facts[logged.fact].known_reasons = known_reasons;
-    }
+    for (const indexed_record& logged : equal)
+        m_matches[logged.fact] = {record.place, known_reasons};
 }
 
 }  // namespace kest

@@ -15,22 +15,41 @@
 namespace kest {
 
 // An index entry or a journal record in the log: what it states of a file outside of the file's own record.
-struct log_fact {
-    static constexpr std::uint64_t not_in_file = ~std::uint64_t{0};
-
-    inode_ref file;
-    uni::byte_view data;                         // in the log's own bytes
-    std::uint64_t journal_offset = not_in_file;  // where the same record stands in the journal file
-    std::uint32_t known_reasons = 0;             // likewise: those that the file's records there gave before it
-    std::uint32_t position = 0;                  // in the log
-    fact_kind kind = fact_kind::none;
-    bool rolled_back = false;
+class log_fact {
+public:
+    log_fact(const record_fact& fact, std::uint32_t place, bool undone)
+        : file(fact.file),
+          position(place),
+          kind(fact.kind),
+          rolled_back(undone),
+          m_size(static_cast<std::uint16_t>(fact.data.size())),
+          m_data(fact.data.bytes().data()) {}
 
     bool is_journal_record() const { return kind == fact_kind::journal_record; }
-    bool in_journal_file() const { return journal_offset != not_in_file; }
-    usn_record usn() const { return *read_usn_record(data); }            // of a journal record
-    file_name_view name() const { return *file_name_view::read(data); }  // of an index entry
+    usn_record usn() const { return *read_usn_record(data()); }            // of a journal record
+    file_name_view name() const { return *file_name_view::read(data()); }  // of an index entry
     bool names_directory() const;
+    // Asks for what it states, which is read soon.
+    void prefetch() const { uni::prefetch(m_data); }
+
+    inode_ref file;
+    std::uint32_t position;  // in the log
+    fact_kind kind;
+    bool rolled_back;
+
+private:
+    uni::byte_view data() const { return std::span(m_data, m_size); }
+
+    std::uint16_t m_size;  // as the log record states it, in 16 bits
+    const std::uint8_t* m_data;
+};
+
+// The record of the journal file that is the same as one of the log.
+struct journal_match {
+    static constexpr std::uint64_t not_in_file = ~std::uint64_t{0};
+
+    std::uint64_t offset = not_in_file;  // in the file
+    std::uint32_t known_reasons = 0;     // those that the file's records there gave before it
 };
 
 struct transaction_facts {
@@ -58,12 +77,22 @@ public:
     // `number` is that of the chain.
     transaction_facts of_transaction(std::uint32_t number) const;
 
+    // Asks for the facts of a transaction whose turn comes soon.
+    void prefetch(std::uint32_t number) const {
+        if (number >= transaction_count()) return;
+        for (std::uint32_t at = m_extents[number].first_fact; at < m_extents[number + 1].first_fact; ++at)
+            m_facts[at].prefetch();
+    }
+
     // Ahead of the questions about a journal file.
     void index_journal_records();
     bool holds(const journal_record& record) const { return !find_equal(record_key(record.usn)).empty(); }
     // Notes where a record of the journal file stands, if the log has it, and which reasons were known before it.
     void match(const journal_record& record, std::uint32_t known_reasons);
     bool any_matched() const { return m_any_matched; }
+    journal_match match_of(const log_fact& fact) const {
+        return m_matches.empty() ? journal_match{} : m_matches[static_cast<std::size_t>(&fact - m_facts.data())];
+    }
 
 private:
     // What makes two records one: another volume's journal has the same numbers.
@@ -81,11 +110,12 @@ private:
         std::uint32_t fact = 0;  // in `m_facts`
     };
     struct transaction_extent {
-        std::size_t first_fact = 0;
-        std::size_t first_taken = 0;
+        std::uint32_t first_fact = 0;
+        std::uint32_t first_taken = 0;
         bool splits_index = false;
     };
 
+    void begin_transaction();
     void read_record(std::uint32_t position, const mft_geometry& geometry);
     std::span<const indexed_record> find_equal(const record_key& key) const;
 
@@ -95,6 +125,7 @@ private:
     std::vector<std::uint64_t> m_taken;
     std::vector<transaction_extent> m_extents;  // of the transactions; the last one ends them
     std::vector<indexed_record> m_by_key;       // then by position
+    std::vector<journal_match> m_matches;       // of each fact; empty without a journal file
     bool m_any_matched = false;
 };
 

@@ -49,7 +49,7 @@ public:
                 std::swap(m_places[at], m_places[to]);
             }
         }
-        m_places = {};
+        m_places = large_vector<std::uint32_t>();
         for (std::uint32_t group = 0; group < m_ends.size(); ++group) {
             const std::span<value> values =
                 std::span(m_values).subspan(begin_of(group), m_ends[group] - begin_of(group));

@@ -228,6 +228,7 @@ void log_report::report_events(evidence& stores, std::string_view log_path) {
          .guesses_allowed = m_options.guesses_allowed,
          .cluster_size = m_options.cluster_size,
          .topic = any_clusters ? event_topic::events_and_clusters : own,
+         .threads_allowed = m_options.jobs < 2,  // otherwise sets take the processors
          .omitted = stores.inodes.omitted},
         [&](const event& shown) {
             const bool is_own = topic_of(shown.kind) == own;  // otherwise of the journal file, or for further reports

@@ -325,8 +325,8 @@ TEST(file_history, tells_what_each_transaction_changed) {
 
     const file_timeline& timeline = history.timeline();
     const inode_ref file(40, 1);
-    EXPECT_EQ(timeline.name(file, 32)->name.units.u8(0), 'a');
-    EXPECT_EQ(timeline.name(file, 48)->name.units.u8(0), 'b');
+    EXPECT_EQ(timeline.name(file, 32)->units().u8(0), 'a');
+    EXPECT_EQ(timeline.name(file, 48)->units().u8(0), 'b');
     EXPECT_EQ(timeline.holder(40, 64)->sequence, 1);
     EXPECT_EQ(timeline.holder(40, 80)->in_use, false);
 }
