@@ -6,19 +6,18 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <random>
-#include <sys/stat.h>
 #include <utility>
 
 #include "driver/run.h"
 #include "options/logfile_options.h"
+#include "portable/file.h"
 #include "support/json_lines.h"
-#include "support/memory_file.h"
+#include "support/system.h"
 
 namespace {
 
@@ -72,12 +71,17 @@ struct run_input {
 };
 
 void enter_own_folder() {
-    std::string folder = (std::filesystem::temp_directory_path() / "kest_XXXXXX").string();
-    if (mkdtemp(folder.data()) == nullptr || chdir(folder.c_str()) != 0 || mkdir("own", 0700) != 0) std::abort();
-    if (chdir("own") != 0 || clearenv() != 0 || setenv("NAME", "value", 1) != 0) std::abort();
-    std::atexit([] { std::filesystem::remove_all(std::filesystem::current_path().parent_path()); });
-    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    if (dup2(nowhere, STDIN_FILENO) == -1 || dup2(nowhere, STDOUT_FILENO) == -1) std::abort();
+    static const std::string folder = kest::disk::make_folder();
+    std::filesystem::create_directory(folder + "/own");
+    std::filesystem::current_path(folder + "/own");
+    kest::disk::clear_variables();
+    kest::disk::set_variable("NAME", "value");
+    std::atexit([] {
+        std::filesystem::current_path("/");
+        std::filesystem::remove_all(folder);
+    });
+    static const kest::disk::redirected no_input(uni::standard_input, kest::disk::null_device),
+        no_output(uni::standard_output, kest::disk::null_device);
 }
 
 // Values of options, one a line.

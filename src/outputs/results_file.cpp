@@ -102,8 +102,14 @@ bool results_file::name_unchanged() const {
 bool results_file::take_name() {
     if (uni::identify(m_beside_path) != m_beside.identity()) return false;
     const uni::signals_held held;
+    const bool replaces = m_named.file.is_open();
+    const uni::file_identity replaced = m_named.file.identity();
+    m_named.file.close();  // not every system replaces what is open
     const bool named = m_is_new ? uni::name_new(m_beside_path, m_name) : uni::replace_name(m_beside_path, m_name);
-    if (!named) return !m_is_new && m_named.file.is_open() && copy_to_named();
+    if (!named) {
+        const bool again = replaces && m_named.file.open(m_name, uni::open_mode::create);
+        return again && m_named.file.identity() == replaced && copy_to_named();
+    }
     uni::keep_on_signal(m_beside_path);
     m_beside_path.clear();
     return true;

@@ -42,18 +42,21 @@ struct sqlite_calls {
 // How the library reaches files: as it does by itself and without locks, as the file is nobody else's. Only the files
 // that it sorts in, maybe on several threads, have names of ours. It deletes each as soon as it is open, and keeps the
 // pointer to the name.
-constexpr const char* files_without_locks = "unix-none";
+constexpr const char* files_without_locks[] = {"unix-none", "win32-longpath-none", "win32-none"};
 sqlite3_vfs* own_files = nullptr;
 sqlite3_vfs files{};
 std::string sorting_path;
 std::deque<std::string> sorting_paths;
 std::mutex sorting_paths_guard;
 
+// What the library makes of a name may be looked for around it: four zeros stand before it, and two after it.
 const char* next_sorting_path() {
+    constexpr std::size_t zeros = 4;
     const std::lock_guard held(sorting_paths_guard);
-    std::string& path = sorting_paths.emplace_back(sorting_path + std::to_string(sorting_paths.size()));
+    const std::string path = sorting_path + std::to_string(sorting_paths.size());
     if (kind_of_name(path) == name_kind::regular_file) remove_name(path);  // of a killed run
-    return path.c_str();
+    const std::string& kept = sorting_paths.emplace_back(std::string(zeros, '\0') + path + '\0');
+    return kept.c_str() + zeros;
 }
 
 int open_file(sqlite3_vfs*, sqlite3_filename path, sqlite3_file* opened, int flags, int* got) {
@@ -62,7 +65,8 @@ int open_file(sqlite3_vfs*, sqlite3_filename path, sqlite3_file* opened, int fla
 
 bool register_files(const sqlite_calls& sqlite) {
     static_cast<void>(sqlite.configure(SQLITE_CONFIG_MEMSTATUS, 0));  // a count that takes a lock
-    own_files = sqlite.vfs_find(files_without_locks);
+    for (const char* const name : files_without_locks)
+        if (own_files == nullptr) own_files = sqlite.vfs_find(name);
     if (own_files == nullptr) return false;
     files = *own_files;
     files.zName = "kest";
@@ -70,9 +74,9 @@ bool register_files(const sqlite_calls& sqlite) {
     return sqlite.vfs_register(&files, 0) == SQLITE_OK;
 }
 
-sqlite_calls load() {
+sqlite_calls load(const char* name) {
     sqlite_calls sqlite;
-    loaded_library library(KEST_SQLITE);
+    loaded_library library(name);
     library.find(sqlite.version, "sqlite3_libversion_number");
     library.find(sqlite.configure, "sqlite3_config");
     library.find(sqlite.vfs_find, "sqlite3_vfs_find");
@@ -93,7 +97,12 @@ sqlite_calls load() {
 }
 
 const sqlite_calls& sqlite() {
-    static const sqlite_calls loaded = load();
+    static const sqlite_calls loaded = [] {
+        sqlite_calls first_whole;
+        for (const char* const name : {KEST_SQLITE})
+            if (!first_whole.whole) first_whole = load(name);
+        return first_whole;
+    }();
     return loaded;
 }
 
@@ -105,6 +114,10 @@ bool database::built_in() {
 
 bool database::available() {
     return sqlite().whole;
+}
+
+const char* database::library() {
+    return KEST_SQLITE_SOURCE;
 }
 
 // What is still to be done is of a file that goes.
@@ -271,6 +284,9 @@ bool database::built_in() {
 }
 bool database::available() {
     return false;
+}
+const char* database::library() {
+    return "";
 }
 database::~database() = default;
 void database::check(int) {}

@@ -22,6 +22,8 @@ public:
     // Whether the program was built with the library, and whether that can be loaded and knows all that is asked of it.
     static bool built_in();
     static bool available();
+    // The library, as its system calls what is to be installed.
+    static const char* library();
 
     database() = default;
     database(const database&) = delete;

@@ -1,9 +1,12 @@
 #include <windows.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <fcntl.h>
 #include <io.h>
 #include <utility>
+#include <vector>
 
 #include "portable/file.h"
 #include "portable/windows_text.h"
@@ -92,12 +95,47 @@ HANDLE open_handle(const std::wstring& name, open_mode mode) {
             keep_access_time(handle);
             return handle;
         }
-        case open_mode::create:
-            return open_with(GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_ALWAYS);
+        case open_mode::create: {
+            // What somebody holds so that it cannot be replaced is not begun with. It stays readable for those who
+            // want nobody to delete it.
+            const owned_handle replaced(open_with(DELETE, OPEN_EXISTING));
+            if (!replaced.is_open() && ::GetLastError() == ERROR_SHARING_VIOLATION) return INVALID_HANDLE_VALUE;
+            return open_with(GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS);
+        }
         case open_mode::create_new:
-            return open_with(GENERIC_READ | GENERIC_WRITE | DELETE, CREATE_NEW);
+            return open_with(GENERIC_READ | GENERIC_WRITE, CREATE_NEW);
     }
     return INVALID_HANDLE_VALUE;
+}
+
+// The system's FILE_RENAME_INFO, as headers from before its flags do not have it. The name follows the last field.
+struct rename_request {
+    DWORD flags;
+    HANDLE folder;
+    DWORD name_bytes;
+};
+constexpr std::size_t name_in_request = offsetof(rename_request, name_bytes) + sizeof(DWORD);
+constexpr DWORD replaces_open_files = 0x3;  // what is there, and by the rules of POSIX
+constexpr auto rename_by_flags = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
+
+// Those who have the replaced file open keep its contents, where the file system knows that.
+bool replace_open_name(const std::wstring& from, const std::wstring& to) {
+    const owned_handle file(
+        ::CreateFileW(from.c_str(), DELETE | SYNCHRONIZE, shared, nullptr, OPEN_EXISTING, 0, nullptr));
+    const std::size_t name_bytes = to.size() * sizeof(wchar_t);
+    const rename_request head{replaces_open_files, nullptr, static_cast<DWORD>(name_bytes)};
+    std::vector<std::byte> request(sizeof head + name_bytes + sizeof(wchar_t));  // ends in a zero
+    std::memcpy(request.data(), &head, sizeof head);
+    std::memcpy(request.data() + name_in_request, to.data(), name_bytes);
+    const auto size = static_cast<DWORD>(request.size());
+    return ::SetFileInformationByHandle(file.get(), rename_by_flags, request.data(), size) != 0;
+}
+
+// A stream of a file beside its contents: what is written there is in a file that is something else. A drive has the
+// only other colon.
+bool is_stream_name(const std::wstring& path) {
+    constexpr std::size_t drive = 2, verbatim_drive = 6;  // characters, to their colons
+    return path.find(L':', path.starts_with(L"\\") ? verbatim_drive : drive) != path.npos;
 }
 
 // What is asked of a stretch of a file: where the first data in it begin, and end.
@@ -201,6 +239,7 @@ bool remove_name(const std::string& path) {
 }
 
 bool replace_name(const std::string& from, const std::string& to) {
+    if (replace_open_name(wide_path(from), wide_path(to))) return true;
     return ::MoveFileExW(wide_path(from).c_str(), wide_path(to).c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
 }
 
@@ -219,12 +258,15 @@ bool file::open(std::string_view path, open_mode mode) {
     if (path.empty()) return false;
     close();
     const std::wstring name = wide_path(trimmed_path(path));
+    m_open_error = EACCES;
+    if (mode != open_mode::read && is_stream_name(name)) return false;
     owned_handle handle(open_handle(name, mode));
     if (!handle.is_open()) {
         m_open_error = errno_of(::GetLastError());
         const DWORD attributes = ::GetFileAttributesW(name.c_str());
         const bool folder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         if (folder) m_open_error = EISDIR;
+        if (m_open_error == ENOENT && is_regular_file(std::string(folder_of(path)))) m_open_error = ENOTDIR;
         return false;
     }
     const DWORD type = ::GetFileType(handle.get());

@@ -8,6 +8,7 @@ namespace uni {
 // again. It stays for the rest of the process.
 class loaded_library {
 public:
+    // Looked for where the system keeps its libraries and, on Windows, beside the program; never where the run began.
     explicit loaded_library(const char* name);
 
     template <class function>

@@ -169,7 +169,8 @@ bool database_report::finish(std::string_view limits, const events_left_out&) {
 std::string words_on_database(const logfile_options& options) {
     if (!options.writes_database) return {};
     if (!uni::database::built_in()) return "-db: not in this build, which had no SQLite (KEST_DATABASE)\n";
-    if (!uni::database::available()) return "-db: no SQLite 3.38 or later can be loaded (Debian: libsqlite3-0)\n";
+    if (!uni::database::available())
+        return std::string("-db: no SQLite 3.38 or later can be loaded (") + uni::database::library() + ")\n";
     if (options.rows_to_database() && options.writes_report)
         return "-db of rows stands in place of the report: no -out\n";
     const bool fits = options.report == report_kind::events || options.report == report_kind::rows;

@@ -1,8 +1,6 @@
 // The command line, by what runs make of it.
 
 #include <regex>
-#include <sys/stat.h>
-#include <thread>
 
 #include "options/option_values.h"
 #include "portable/file.h"
@@ -152,57 +150,6 @@ TEST(options, kept_an_empty_alias_is_none_but_an_empty_alias_path_is_half_a_pair
     }
 }
 
-// The files that a run over a list, or over a folder, wants to read.
-argument_list tried(const disk::captured_run& done) {
-    static const std::regex said("trying to parse file: ([^\n]*)\n");
-    argument_list files;
-    for (std::sregex_iterator at(done.err.begin(), done.err.end(), said), end; at != end; ++at)
-        files.push_back((*at)[1]);
-    return files;
-}
-
-// The same of an input that arrives in two parts.
-argument_list tried(const std::string& input) {
-    int ends[2];
-    EXPECT_EQ(::pipe(ends), 0);
-    std::thread writer([&] {
-        uni::file out;
-        out.attach(ends[1]);
-        EXPECT_TRUE(out.append(input.substr(0, input.size() / 2)));
-        ::usleep(1000);
-        EXPECT_TRUE(out.append(input.substr(input.size() / 2)));
-        ::close(ends[1]);
-    });
-    const argument_list files = tried(run_captured({"-pipe"}, "/proc/self/fd/" + std::to_string(ends[0])));
-    writer.join();
-    ::close(ends[0]);
-    return files;
-}
-
-TEST(list, kept_a_long_line_arrives_in_pieces) {
-    using namespace std::string_literals;
-    const std::string longest(4094, 'x');  // 4095 with its line feed
-    const std::pair<std::string, argument_list> rows[] = {
-        {"", {}},
-        {"a\r\n\nb\n c \r\r\nd\re", {"a", "b", " c ", "d\re"}},
-        {"a\r\0b\nc\n\0\n"s, {"a", "c"}},
-        {longest + "\nb\n", {longest, "b"}},
-        {longest + "x\nb\n", {longest + "x", "b"}},
-        {longest + "xyz", {longest + "x", "yz"}},
-    };
-    for (const auto& [input, files] : rows)
-        EXPECT_EQ(tried(input), files);
-}
-
-TEST(folder, has_no_file_whose_name_makes_a_line_except_as_ever) {
-    const disk::scratch_folder folder;
-    folder.put("a\nb\u202E");
-    for (const auto& [option, name] : {std::pair{"-base16", "a\nb\u202E"}, {"-events", "a[LF]b[0x202E]"}}) {
-        const std::string err = run_captured({"-enumdir", folder.at(""), option}).err;
-        EXPECT_NE(err.find(name), err.npos) << err;
-    }
-}
-
 TEST(options, refuse_separators_that_are_like_values_in_younger_runs_only) {
     const disk::scratch_folder folder;
     const std::string log = std::string(KEST_SAMPLES) + "/LogFile", kept = folder.put("kept", "as it was");
@@ -218,35 +165,6 @@ TEST(options, refuse_separators_that_are_like_values_in_younger_runs_only) {
         EXPECT_EQ(said.substr(0, words.size()), err) << separator;
     }
     EXPECT_EQ(disk::contents_of(kept), "as it was");
-}
-
-TEST(folder, is_walked_breadth_first_down_to_a_depth) {
-    const disk::scratch_folder folder;
-    for (const char* name : {"root/a", "root/one/b", "root/one/two/c", "elsewhere/e"})
-        folder.put(name);
-    const std::string root = folder.at("root");
-    for (const auto& [to, name] : {std::pair{"../elsewhere", "/to_folder"}, {"one/b", "/to_b"}, {"none", "/to_none"}})
-        std::filesystem::create_symlink(to, root + name);
-    argument_list expected = {root + "/a", root + "/to_b"};
-    for (const char depth : {'0', '1', '2'}) {
-        argument_list found =
-            tried(run_captured({"-enumdir", depth == '1' ? root + '/' : root, "-num_subdirs", std::string(1, depth)}));
-        std::sort(found.begin(), found.begin() + std::min<std::ptrdiff_t>(2, std::ssize(found)));
-        EXPECT_EQ(found, expected);
-        expected.push_back(root + (depth == '0' ? "/one/b" : "/one/two/c"));
-    }
-    // The root itself may be a link.
-    EXPECT_EQ(tried(run_captured({"-enumdir", root + "/to_folder"})), argument_list{root + "/to_folder/e"});
-    for (const std::string& no_directory : {std::string(), root + "/none", root + "/a"})
-        EXPECT_EQ(run_captured({"-enumdir", no_directory}).status, -1);
-}
-
-// Whether a run over a list reads a file; nothing, if the options are refused.
-std::optional<bool> wanted(const std::string& file, argument_list options) {
-    const disk::scratch_folder folder;
-    options.insert(options.begin(), "-pipe");
-    const disk::captured_run done = run_captured(options, folder.put("list", file + "\n"));
-    return done.err.starts_with("kest") ? std::nullopt : std::optional(!tried(done).empty());
 }
 
 TEST(filters, one_is_enough) {
@@ -274,55 +192,19 @@ TEST(filters, one_is_enough) {
         {{"-filter_sig", "2ezz"}, true},           // likewise
     };
     for (const auto& [args, read] : rows)
-        EXPECT_EQ(wanted(log, args), read) << ::testing::PrintToString(args);
-    EXPECT_EQ(wanted("", {}), false);
-    EXPECT_EQ(wanted(folder.at("missing"), {"-filter_sig", "2e"}), false);
+        EXPECT_EQ(disk::wanted(log, args), read) << ::testing::PrintToString(args);
+    EXPECT_EQ(disk::wanted("", {}), false);
+    EXPECT_EQ(disk::wanted(folder.at("missing"), {"-filter_sig", "2e"}), false);
     std::string stars;
     for (int i = 0; i < 200; ++i)
         stars += "*a";
-    EXPECT_EQ(wanted(std::string(4000, 'a'), {"-filter", stars + "b"}), false);  // ends
-}
-
-constexpr time_t march_16 = 1'773'619'200;  // 2026-03-16 00:00:00
-constexpr time_t day = 86'400;
-
-TEST(filters, kept_time_bounds) {
-    const disk::scratch_folder folder;
-    const std::string log = folder.put("log");
-    using bound = const char*;
-    const std::optional<bool> refused;
-    // start and stop, one of them null; whether a file of these seconds is wanted: last read, last written
-    const std::tuple<bound, bound, time_t, time_t, std::optional<bool>> rows[] = {
-        {"2036-03-16", nullptr, 0, 0, false},
-        {"2001-01-01", "2002-01-01", 951'782'400, 946'684'800, true},  // between its times; the change is now
-        {nullptr, "2026-03-16", march_16 + day - 1, march_16 + 2 * day, true},
-        {nullptr, "2026-03-16", march_16 + day, march_16 + day, false},
-        {nullptr, "2026-03-16 ", march_16, march_16 + day, true},  // with a blank behind it, midnight
-        {nullptr, "2026-03-16 ", march_16 + 1, march_16 + day, false},
-        {nullptr, "2026/3/16 01:00:00", march_16 + 3600, march_16 + day, true},
-        {nullptr, "2026/3/16 01:00:00", march_16 + 3601, march_16 + day, false},
-        {"2026-03-16 02:00:00", "2026-03-16 01:59:59", march_16 + day, march_16 + day, true},  // no stop
-        {"2026-02-29", "2026-03-16 24:00:00", march_16 + day, march_16 + day, true},           // neither
-        {"2026/03-16", nullptr, 0, 0, true},                                                   // "/" goes first
-        {"20260316", nullptr, 0, 0, refused},
-        {nullptr, " 12:00:00", 0, 0, refused},
-    };
-    for (const auto& [start, stop, read, written, expected] : rows) {
-        const timespec times[] = {{read, 0}, {written, 0}};
-        ASSERT_EQ(::utimensat(AT_FDCWD, log.c_str(), times, 0), 0);
-        argument_list args;
-        if (start != nullptr) args.insert(args.end(), {"-cmd_start_time", start});
-        if (stop != nullptr) args.insert(args.end(), {"-cmd_stop_time", stop});
-        EXPECT_EQ(wanted(log, args), expected) << ::testing::PrintToString(args);
-        EXPECT_EQ(wanted(log + "\\/", args), expected) << "as opening sees it";
-    }
-    EXPECT_EQ(wanted(folder.at("missing"), {"-cmd_stop_time", "2036-03-16"}), false);
+    EXPECT_EQ(disk::wanted(std::string(4000, 'a'), {"-filter", stars + "b"}), false);  // ends
 }
 
 // The second record has no sequence number, so it tells nothing of a number that is known.
 TEST(diagnostics, kept_no_file_is_unique_behind_one_that_is_known) {
     std::vector<disk::record> records;
-    for (const std::uint64_t file : {0x1'0000'0000'0028L, 0x28L, 0x1'0000'0000'0029L})
+    for (const std::uint64_t file : {0x1'0000'0000'0028ull, 0x28ull, 0x1'0000'0000'0029ull})
         records.push_back({.lsn = 8 + records.size(), .redo_op = 8, .redo = disk::usn_image{.file = file}.image()});
     const disk::scratch_folder folder;
     const std::string diags = folder.at("diags");
@@ -352,8 +234,8 @@ TEST(parse_number, kept_octal_is_read_as_hexadecimal) {
 }
 
 TEST(expand_environment, replaces_known_names_once) {
-    ::setenv("KEST_A", "%KEST_B%", 1);
-    ::setenv("KEST_B", "b", 1);
+    disk::set_variable("KEST_A", "%KEST_B%");
+    disk::set_variable("KEST_B", "b");
     const std::string long_text = std::string(504, '/') + "%KEST_B%";
     const std::pair<std::string, std::string> rows[] = {
         {"/x/%KEST_B%/y", "/x/b/y"},

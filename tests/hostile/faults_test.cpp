@@ -11,7 +11,7 @@
 #include <sys/syscall.h>
 
 #include "hostile/allocations.h"
-#include "support/made_run.h"
+#include "support/prepared_run.h"
 #include "support/volume_image.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <sys/resource.h>
 
 #include "hostile/allocations.h"
-#include "support/made_run.h"
+#include "support/prepared_run.h"
 
 namespace kest::disk {
 namespace {

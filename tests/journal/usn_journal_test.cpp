@@ -5,8 +5,8 @@
 
 #include "inputs/input_source.h"
 #include "journal/usn_record.h"
-#include "support/memory_file.h"
 #include "support/scratch_folder.h"
+#include "support/system.h"
 #include "support/usn_image.h"
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "portable/file.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -11,12 +12,10 @@ const std::string erase = "\x1b[2K\r    \r";
 // What reaches the standard error stream while `say` runs.
 std::string heard(void (*say)()) {
     const kest::disk::scratch_folder folder;
-    const int descriptor = ::open(folder.put("heard").c_str(), O_WRONLY | O_CLOEXEC);
     {
-        const kest::disk::redirected redirection(STDERR_FILENO, descriptor);
+        const kest::disk::redirected redirection(uni::standard_error, folder.put("heard"));
         say();
     }
-    ::close(descriptor);
     return kest::disk::contents_of(folder.at("heard"));
 }
 

@@ -1,7 +1,6 @@
 // Which events are shown, what they come to, and how they look on a terminal: of the bundled sample.
 
 #include <map>
-#include <pty.h>
 #include <random>
 
 #include "options/option_values.h"
@@ -158,34 +157,6 @@ TEST(frequency_table, names_the_most_frequent) {
         EXPECT_EQ(entry.count, counts[entry.key]);
         EXPECT_EQ(entry.name, std::to_string(entry.key));
     }
-}
-
-TEST(screen, has_few_columns_and_colours) {
-    int leader = -1, follower = -1;
-    if (::openpty(&leader, &follower, nullptr, nullptr, nullptr) != 0) GTEST_SKIP() << "no pseudo terminal";
-    const auto shown = [&](const argument_list& more, const char* colours) {
-        ::setenv("NO_COLOR", colours, 1);
-        argument_list args = {"kest", "-log", log, "-events", "-event", "moved", "-inode", "45", "-quiet"};
-        args.insert(args.end(), more.begin(), more.end());
-        {
-            const disk::redirected out(STDOUT_FILENO, follower);
-            run(args);
-        }
-        ::unsetenv("NO_COLOR");
-        std::string text(1 << 16, '\0');
-        text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(leader, text.data(), text.size()), 0)));
-        return text;
-    };
-    const std::string plain =
-        "time                     clock       event               state   path\r\n"
-        "2026-03-16 09:11:13.388  journal     moved               done    <unk_path>\\bundle.zip -> "
-        "<unk_path>\\holiday.jpg\r\n";
-    EXPECT_NE(shown({}, "1").find(plain), std::string::npos);
-    EXPECT_NE(shown({}, "").find("journal     \x1b[36mmoved "), std::string::npos);
-    EXPECT_NE(shown({"-columns", "event,lsn"}, "").find("event                    | lsn"), std::string::npos);
-    EXPECT_TRUE(shown({"-csv"}, "").starts_with("time,not_after,"));
-    ::close(leader);
-    ::close(follower);
 }
 
 }  // namespace

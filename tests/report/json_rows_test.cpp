@@ -103,7 +103,9 @@ TEST(json_lines, are_valid_whatever_the_evidence_holds) {
     const auto put = [&folder](const char* name, const bytes& image) {
         return folder.put(name, std::string(image.begin(), image.end()));
     };
-    const std::string log = put("log \"\\\xFF\n\xC3\xA4", log_of_pages(records));
+    const bool has_any_name = std::filesystem::path::preferred_separator == '/';
+    const char* const name = has_any_name ? "log \"\\\xFF\n\xC3\xA4" : "log";
+    const std::string log = put(name, log_of_pages(records));
     const argument_list args = {"-quiet", "-jsonl", "-log", log, "-mftfile", put("mft", mft_image(files, 60))};
     const auto out_of = [&args](argument_list more) {
         more.insert(more.end(), args.begin(), args.end());
@@ -113,11 +115,11 @@ TEST(json_lines, are_valid_whatever_the_evidence_holds) {
         EXPECT_TRUE(is_json_lines(out_of({what}))) << out_of({what});
     const std::string out = out_of({"-showall_inodes", "-undo"});
     EXPECT_TRUE(is_json_lines(out)) << out;
-    for (const char* shown :
-         {R"("name":"\"\\\n\u0001)", "\U0001F600",
-          R"("dirty":")"
-          "\xEF\xBF\xBD",
-          R"(\n)", "\"name\":\"a\xEF\xBF\xBD\"", R"("parent":[9,5],"path")", "log \\\"\\\\\xEF\xBF\xBD\\n\u00e4"})
+    for (const char* shown : {R"("name":"\"\\\n\u0001)", "\U0001F600",
+                              R"("dirty":")"
+                              "\xEF\xBF\xBD",
+                              R"(\n)", "\"name\":\"a\xEF\xBF\xBD\"", R"("parent":[9,5],"path")",
+                              has_any_name ? "log \\\"\\\\\xEF\xBF\xBD\\n\u00e4" : "log"})
         EXPECT_NE(out.find(shown), out.npos) << shown << '\n' << out;
 }
 

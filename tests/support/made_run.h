@@ -1,13 +1,15 @@
 #pragma once
 
-#include <csignal>
-#include <functional>
+#include <gtest/gtest.h>
+#include <optional>
+#include <regex>
 #include <sstream>
-#include <sys/wait.h>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "driver/run.h"
-#include "support/memory_file.h"
+#include "portable/file.h"
 #include "support/mft_image.h"
 #include "support/scratch_folder.h"
 #include "support/usn_image.h"
@@ -22,63 +24,38 @@ struct captured_run {
 };
 
 // `args` come behind the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
-inline captured_run run_captured(argument_list args, const std::string& input = "/dev/null") {
+inline captured_run run_captured(argument_list args, const std::string& input = null_device) {
     args.insert(args.begin(), "kest");
     const scratch_folder folder;
     const std::string out = folder.put("out");
     const std::string err = folder.put("err");
-    const int streams[] = {::open(input.c_str(), O_RDONLY | O_NONBLOCK), ::open(out.c_str(), O_WRONLY),
-                           ::open(err.c_str(), O_WRONLY)};
     captured_run result{};
     {
-        const redirected in_stream(STDIN_FILENO, streams[0]);
-        const redirected out_stream(STDOUT_FILENO, streams[1]);
-        const redirected err_stream(STDERR_FILENO, streams[2]);
+        const redirected in_stream(uni::standard_input, input);
+        const redirected out_stream(uni::standard_output, out);
+        const redirected err_stream(uni::standard_error, err);
         result.status = run(std::move(args));
     }
-    for (const int stream : streams)
-        ::close(stream);
     result.out = contents_of(out);
     result.err = contents_of(err);
     return result;
 }
 
-inline void put_on(int standard, const std::string& path, int flags = O_RDWR) {
-    ::dup2(::open(path.c_str(), flags), standard);
+// The files that a run over a list, or over a folder, wants to read.
+inline argument_list tried(const captured_run& done) {
+    static const std::regex said("trying to parse file: ([^\n]*)\n");
+    argument_list files;
+    for (std::sregex_iterator at(done.err.begin(), done.err.end(), said), end; at != end; ++at)
+        files.push_back((*at)[1]);
+    return files;
 }
 
-// A run in a process of its own, which `prepare` makes ready there.
-struct ended_run {
-    int status;  // as the system has it; or the signal that stopped the run, negative
-    std::string err;
-};
-inline ended_run run_prepared(
-    argument_list args, const std::function<void()>& prepare = [] {}) {
-    constexpr unsigned longest_run = 60;  // seconds, under sanitizers; one that waits for ever is killed
-    int ends[2];
-    EXPECT_EQ(::pipe(ends), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::dup2(ends[1], STDERR_FILENO);
-        ::close(ends[0]);
-        ::close(ends[1]);
-        put_on(STDOUT_FILENO, "/dev/null");
-        ::signal(SIGPIPE, SIG_DFL);
-        ::alarm(longest_run);
-        args.insert(args.begin(), "kest");
-        prepare();
-        ::_exit(run(std::move(args)) & 0xFF);
-    }
-    ::close(ends[1]);
-    ended_run result{};
-    char piece[4096];
-    for (ssize_t got = 0; (got = ::read(ends[0], piece, sizeof piece)) > 0;)
-        result.err.append(piece, static_cast<std::size_t>(got));
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    return result;
+// Whether a run over a list reads a file; nothing, if the options are refused.
+inline std::optional<bool> wanted(const std::string& file, argument_list options) {
+    const scratch_folder folder;
+    options.insert(options.begin(), "-pipe");
+    const captured_run done = run_captured(options, folder.put("list", file + "\n"));
+    return done.err.starts_with("kest") ? std::nullopt : std::optional(!tried(done).empty());
 }
 
 // The rows of a report behind the header line, in cells. Line ends and separators in evidence are not what they were.

@@ -13,7 +13,7 @@
 
 #include "portable/database.h"
 #include "report/page_template.h"
-#include "support/made_run.h"
+#include "support/prepared_run.h"
 
 namespace kest {
 namespace {
