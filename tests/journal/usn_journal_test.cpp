@@ -197,8 +197,8 @@ TEST(usn_record, is_parsed_as_far_as_it_goes) {
                 inode_record r;
                 const bytes beginning = part(image, 0, length);
                 const bool whole = parse_usn_record(r, uni::byte_view{beginning});
-                return std::tuple(whole, r.in_use, r.ref(), r.parents.size(), r.first_parent(), r.usn,
-                                  r.si_times.modified, r.is_directory, r.flags, r.name);
+                return std::tuple(whole, bool{r.in_use}, r.ref(), r.parents.size(), r.first_parent(), r.usn,
+                                  r.si_times.modified, bool{r.is_directory}, r.flags, r.name);
             };
             if (size != 0 && told(size) != told(size - 1)) found.push_back(size);
         }

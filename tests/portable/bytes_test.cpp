@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "portable/block_vector.h"
 #include "portable/byte_view.h"
 #include "portable/ordered_index.h"
 #include "portable/seeded_map.h"
@@ -82,6 +83,19 @@ TEST(indexes, keep_order_and_the_first_arrival) {
     sealed.seal_unique();
     EXPECT_EQ(sealed.size(), first.size());
     EXPECT_EQ(sealed.find(500), first[500]);
+}
+
+TEST(block_vector, keeps_values_where_they_are) {
+    uni::block_vector<std::uint64_t> values;
+    values.reserve(3);
+    const std::uint64_t* const first = &values.push_back(0);
+    for (std::uint64_t value = 1; value < 300'000; ++value) {
+        values.push_back(~value);
+        values.pop_back();
+        values.push_back(value);
+        ASSERT_EQ(std::pair(values.size(), values[value]), std::pair(value + 1, value));
+    }
+    EXPECT_TRUE(&values[0] == first && std::ranges::is_sorted(std::vector(values.begin(), values.end())));
 }
 
 }  // namespace
