@@ -650,8 +650,10 @@ public:
     range_replay(const history_inputs& inputs, target_list& all, const mention_list& mentions, const log_gaps& gaps)
         : m_inputs(inputs), m_all(all), m_mentions(mentions), m_gaps(gaps), m_record_size(record_size_of(inputs)) {}
 
-    // The targets from `begin` to `end`, which are all of their file records.
-    void run(std::size_t begin, std::size_t end, record_changes& changes, file_timeline& timeline) const {
+    // The targets from `begin` to `end`, which are all of their file records. No other run reads these; `next_number`
+    // is that of the file record after them.
+    void run(std::size_t begin, std::size_t end, std::uint64_t next_number, record_changes& changes,
+             file_timeline& timeline) const {
         const std::span<target> targets = std::span(m_all.targets).subspan(begin, end - begin);
         const std::size_t most = m_all.targets.size() - begin;  // of the first range and what is appended to it
         uni::try_reserve(changes.records, most);
@@ -671,7 +673,7 @@ public:
             add_mentioned(of_record.front().number);
             add(of_record.front().number, mentions, replay.run(of_record), timeline);
         });
-        add_mentioned(end < m_all.targets.size() ? m_all.targets[end].number : no_number);
+        add_mentioned(next_number);
     }
 
 private:
@@ -714,17 +716,18 @@ std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
 void file_history::replay(const history_inputs& inputs) {
     target_list all = find_targets(inputs, record_size_of(inputs));
     const std::size_t middle = middle_of(inputs, all);
-    if (middle != all.targets.size()) m_timeline.begin_other(all.targets[middle].number);
+    const std::uint64_t next_number = middle != all.targets.size() ? all.targets[middle].number : no_number;
+    if (next_number != no_number) m_timeline.begin_other(next_number);
     {
         const mention_list mentions(inputs);
         const range_replay replay(inputs, all, mentions, m_gaps);
         const auto rest = [&] {
-            if (middle == all.targets.size()) return;
-            replay.run(middle, all.targets.size(), m_other_changes, *m_timeline.other());
+            if (next_number == no_number) return;
+            replay.run(middle, all.targets.size(), no_number, m_other_changes, *m_timeline.other());
         };
         std::optional<portable_thread> thread;
-        if (inputs.threads_allowed && middle != all.targets.size()) thread.emplace(rest);
-        replay.run(0, middle, m_changes, m_timeline);
+        if (inputs.threads_allowed && next_number != no_number) thread.emplace(rest);
+        replay.run(0, middle, next_number, m_changes, m_timeline);
         thread ? thread->wait() : rest();
     }
     all = {};
