@@ -180,13 +180,21 @@ bool report_volumes(const logfile_options& options, run_outputs& outputs, uni::f
     return reported;
 }
 
+// What shares a file with the words for the operator keeps its place among them, and sets have threads of their own.
+uni::fileio_output::writing writing_of(const logfile_options& options, const uni::file& target) {
+    uni::file words;
+    words.attach(uni::standard_error);
+    const bool in_place = options.lists_sets() || words.identity() == target.identity();
+    return in_place ? uni::fileio_output::writing::in_place : uni::fileio_output::writing::on_thread;
+}
+
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
                      const found_inputs& found, run_findings& findings) {
     results_file& results = outputs.results;
     if (!open_results(results) || (options.writes_page && !open_results(outputs.page)) ||
         (options.writes_database && !open_results(outputs.database)))
         return false;
-    uni::fileio_output report_sink(results.target());
+    uni::fileio_output report_sink(results.target(), writing_of(options, results.target()));
     std::optional<page_report> page;
     std::optional<database_report> database;
     std::vector<event_report*> further;

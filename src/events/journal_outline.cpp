@@ -47,33 +47,34 @@ std::uint64_t journal_folders::renames_until(std::uint64_t offset) const {
 
 reason_delta reason_tracker::take(const journal_record& record, bool in_log) {
     const std::uint64_t file = record.usn.file().value();
-    const open_file* const open = m_open.find(file);
-    const std::uint32_t known = open != nullptr ? open->reasons : 0;
+    const std::uint32_t* const open = m_reasons.find(file);
+    const std::uint32_t known = open != nullptr ? *open : 0;
     reason_delta delta{.known = known, .added = record.usn.get(&usn_layout::reason) & ~known & ~usn_reasons::closed};
     const std::uint32_t left = record.usn.reasons_after(known);
     if (open == nullptr && left == 0) return delta;  // opened and closed at once
-    open_file& state = m_open[file];
-    state.reasons = left;
-    if (record.has_name()) take_names(state, record, in_log, delta);
-    if (left == 0) m_open.erase(file);
+    if (open == nullptr || left != known) m_reasons[file] = left;
+    if (record.has_name()) take_names(record, in_log, delta);
+    if (left != 0) return delta;
+    m_reasons.erase(file);
+    m_old_names.erase(file);
     return delta;
 }
 
 // Old name and new name are records of their own, the new one right after the old one on the same file. A new name
 // that was given before the file was closed shows no second time.
-void reason_tracker::take_names(open_file& state, const journal_record& record, bool in_log, reason_delta& delta) {
+void reason_tracker::take_names(const journal_record& record, bool in_log, reason_delta& delta) {
     using namespace usn_reasons;
+    const std::uint64_t file = record.usn.file().value();
     const std::uint32_t reasons = record.usn.get(&usn_layout::reason);
-    if (state.old) {  // by then its reason is known
-        if ((reasons & new_name) != 0 && !in_log) {
-            delta.renamed_from = std::exchange(state.old, std::nullopt);
-        } else if ((reasons & old_name) == 0 || (reasons & closed) != 0) {
-            state.old.reset();
-        }
+    const former_name* const old = m_old_names.empty() ? nullptr : m_old_names.find(file);
+    if (old != nullptr) {  // by then its reason is known
+        const bool renames = (reasons & new_name) != 0 && !in_log;
+        if (renames) delta.renamed_from = *old;
+        if (renames || (reasons & old_name) == 0 || (reasons & closed) != 0) m_old_names.erase(file);
     }
     if ((delta.added & (old_name | new_name)) != old_name || in_log || (reasons & closed) != 0) return;
     const auto units = record.usn.name().bytes();
-    state.old = former_name{record.place, record.usn.parent(), {units.begin(), units.end()}};
+    m_old_names[file] = former_name{record.place, record.usn.parent(), {units.begin(), units.end()}};
     delta.waits = true;
 }
 

@@ -67,14 +67,11 @@ public:
     reason_delta take(const journal_record& record, bool in_log);
 
 private:
-    struct open_file {
-        std::uint32_t reasons = 0;
-        std::optional<former_name> old;
-    };
+    void take_names(const journal_record& record, bool in_log, reason_delta& delta);
 
-    static void take_names(open_file& state, const journal_record& record, bool in_log, reason_delta& delta);
-
-    uni::seeded_map<open_file> m_open;  // by file reference
+    // Apart, as few files wait for a new name and many are open: each record looks for its file's reasons in memory.
+    uni::seeded_map<std::uint32_t> m_reasons;  // of open files, by file reference
+    uni::seeded_map<former_name> m_old_names;  // that wait for a new one, likewise
 };
 
 // What has to be known of a journal file as a whole before its first event is reported.

@@ -4,23 +4,26 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cstring>
 
 namespace kest {
 
 namespace {
 
-constexpr char upper_digits[] = "0123456789ABCDEF";
-constexpr char lower_digits[] = "0123456789abcdef";
-
 // The two digits of every byte value, side by side.
-constexpr std::array<char, 512> byte_digits = [] {
-    std::array<char, 512> pairs{};
+using digit_pairs = std::array<char, 512>;
+
+constexpr digit_pairs pairs_of(const char* digits) {
+    digit_pairs pairs{};
     for (std::size_t value = 0; value < 256; ++value) {
-        pairs[2 * value] = upper_digits[value >> 4];
-        pairs[2 * value + 1] = upper_digits[value & 15];
+        pairs[2 * value] = digits[value >> 4];
+        pairs[2 * value + 1] = digits[value & 15];
     }
     return pairs;
-}();
+}
+
+constexpr digit_pairs upper_pairs = pairs_of("0123456789ABCDEF");
+constexpr digit_pairs lower_pairs = pairs_of("0123456789abcdef");
 
 // Kept: the steps lie at 0xFF and not at 0x100, so 0xFF itself takes four digits. Examiners compare reports
 // of different years digit by digit.
@@ -34,20 +37,23 @@ constexpr std::size_t number_width(std::uint64_t value) {
 constexpr std::size_t most_digits = 16;
 
 // Writes hexadecimal digits, filled with "0" to `width`, which is at most `most_digits`; says how many.
-std::size_t put_digits(char* out, std::uint64_t value, std::size_t width, const char* table) {
+std::size_t put_digits(char* out, std::uint64_t value, std::size_t width, const digit_pairs& pairs) {
     const std::size_t size = std::max(width, (static_cast<std::size_t>(std::bit_width(value | 1)) + 3) / 4);
-    for (std::size_t at = size; at-- > 0; value >>= 4) {
-        out[at] = table[value & 15];
+    std::size_t at = size;
+    for (; at >= 2; value >>= 8) {
+        at -= 2;
+        std::memcpy(out + at, pairs.data() + 2 * (value & 0xFF), 2);
     }
+    if (at != 0) out[0] = pairs[2 * (value & 0xFF) + 1];
     return size;
 }
 
 }  // namespace
 
 void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool upper_case) {
-    const char* const table = upper_case ? upper_digits : lower_digits;
+    const digit_pairs& pairs = upper_case ? upper_pairs : lower_pairs;
     char digits[most_digits];
-    const std::size_t size = put_digits(digits, value, std::min(width, most_digits), table);
+    const std::size_t size = put_digits(digits, value, std::min(width, most_digits), pairs);
     if (width > size) out.append(width - size, '0');
     out.append(digits, size);
 }
@@ -55,14 +61,18 @@ void append_hex(std::string& out, std::uint64_t value, std::size_t width, bool u
 char* put_hex(char* at, std::uint64_t value, std::size_t width) {
     for (; width > most_digits; --width)
         *at++ = '0';
-    return at + put_digits(at, value, width, lower_digits);
+    return at + put_digits(at, value, width, lower_pairs);
 }
 
 std::size_t put_number(char* at, std::uint64_t value, bool hex) {
     if (!hex) return static_cast<std::size_t>(std::to_chars(at, at + most_number_bytes, value).ptr - at);
     at[0] = '0';
     at[1] = 'x';
-    return 2 + put_digits(at + 2, value, number_width(value), upper_digits);
+    if (value < 0xFF) {  // most are small
+        std::memcpy(at + 2, upper_pairs.data() + 2 * value, 2);
+        return 4;
+    }
+    return 2 + put_digits(at + 2, value, number_width(value), upper_pairs);
 }
 
 void append_number(std::string& out, std::uint64_t value, bool hex) {
@@ -78,7 +88,7 @@ std::string format_number(std::uint64_t value, bool hex) {
 
 char* put_dump(char* at, uni::byte_view bytes) {
     for (const std::uint8_t value : bytes.bytes()) {
-        at = std::copy_n(byte_digits.data() + std::size_t{value} * 2, 2, at);
+        at = std::copy_n(upper_pairs.data() + std::size_t{value} * 2, 2, at);
         *at++ = '-';
     }
     return bytes.empty() ? at : at - 1;
@@ -86,7 +96,7 @@ char* put_dump(char* at, uni::byte_view bytes) {
 
 void append_digits(std::string& out, uni::byte_view bytes) {
     for (const std::uint8_t value : bytes.bytes())
-        out.append(byte_digits.data() + std::size_t{value} * 2, 2);
+        out.append(upper_pairs.data() + std::size_t{value} * 2, 2);
 }
 
 void append_guid(std::string& out, uni::byte_view guid) {

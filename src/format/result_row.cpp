@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/number.h"
+#include "format/put_text.h"
 #include "format/safe_text.h"
 
 namespace kest {
@@ -60,13 +61,6 @@ bool holds_line_end(std::string_view text) {
     return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
 }
 
-// Most separators have one byte, and many fields none.
-char* put(char* at, std::string_view text) {
-    if (text.size() > 1) return std::copy_n(text.data(), text.size(), at);
-    if (!text.empty()) *at++ = text.front();
-    return at;
-}
-
 constexpr char quote = '"';
 
 // Each quote twice; not those around the text.
@@ -90,52 +84,7 @@ char* put_padding(char* at, std::size_t written, std::size_t width) {
     return written < width ? std::fill_n(at, width - written, ' ') : at;
 }
 
-// Kept: a decimal number, too, is padded as if "0x" stood in front of it.
-char* put_wide_number(char* at, std::uint64_t number, std::size_t width, const row_style& style, bool base16) {
-    const std::size_t digits = width_left(width, hex_prefix.size());
-    if (base16) return put_hex(put(at, hex_prefix), number, style.no_whitespace ? hex_digits : digits);
-    char text[most_number_bytes];
-    const std::size_t size = put_number(text, number, false);
-    if (!style.no_whitespace) at = put_padding(at, size, digits);
-    return put(at, {text, size});
-}
-
 }  // namespace
-
-void result_row::clear() {
-    for (result_cell& cell : m_cells) {
-        cell.type = result_cell::kind::shown_text;
-        cell.led_by_blank = false;
-        cell.shown = {};
-    }
-}
-
-std::string& result_row::text(std::size_t column) {
-    result_cell& cell = m_cells[column];
-    cell.type = result_cell::kind::own_text;
-    cell.led_by_blank = false;
-    cell.text.clear();
-    return cell.text;
-}
-
-void result_row::show_text(std::size_t column, std::string_view text) {
-    show_time(column, text, false);
-}
-
-void result_row::show_time(std::size_t column, std::string_view text, bool led_by_blank) {
-    result_cell& cell = m_cells[column];
-    cell.type = result_cell::kind::shown_text;
-    cell.led_by_blank = led_by_blank;
-    cell.shown = text;
-}
-
-void result_row::set(std::size_t column, result_cell::kind type, std::uint64_t value) {
-    result_cell& cell = m_cells[column];
-    cell.type = type;
-    cell.led_by_blank = false;
-    cell.shown = {};
-    cell.number = value;
-}
 
 row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16,
                        std::vector<row_column> columns)
@@ -149,9 +98,14 @@ row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, 
         m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
     if (!style.quotes && std::ranges::any_of(m_columns, &row_column::marks_separator))
         m_separating = separating_character(style.separator).value_or("");
-    if (!style.no_whitespace) return;
-    for (row_column& column : m_columns)
-        column.width = 0;
+    for (row_column& column : m_columns) {
+        if (style.no_whitespace) column.width = 0;
+        m_besides += style.separator.size() + column.width;
+        const bool may_hold_any = !column.words_only && !style.quotes;
+        m_forms.push_back({column.width, column.marks_separator && !m_separating.empty(),
+                           may_hold_any && style.marks_line_ends,
+                           style.sep_char != '\0' && !column.words_only && !column.marks_separator});
+    }
 }
 
 void row_writer::write_header() {
@@ -178,69 +132,146 @@ std::string row_writer::shown_title(const row_column& column) const {
     return marked;
 }
 
-// Few rows hold a line end: they are looked for in the finished line.
-void row_writer::emit_row(result_row& row) {
+void row_writer::begin_line() {
     write_header();
-    if (!m_separating.empty()) mark_separators(row);
-    if (put_line(row, m_style.marks_line_ends)) return;
-    mark_line_ends(row);
-    put_line(row, false);
+    m_next = 0;
+    make_room(0);
 }
 
-bool row_writer::put_line(const result_row& row, bool wants_marks) {
-    wants_marks = wants_marks && !m_style.quotes;
-    const std::size_t most = most_bytes(row, 0, row.cells().size());
-    if (most > most_in_place) {
-        if (!wants_marks) write_wide_row(row);
-        return !wants_marks;
+void row_writer::end_line() {
+    *begin_value(m_forms.size(), 1) = '\n';
+    ++m_at;
+    hand_over();
+}
+
+void row_writer::make_room(std::size_t most) {
+    constexpr std::size_t usual_line = 4096;
+    hand_over();
+    most += m_besides + usual_line;
+    m_begin = m_at = m_sink.room(most);
+    m_end = m_begin + most;
+}
+
+void row_writer::hand_over() {
+    m_sink.advance(static_cast<std::size_t>(m_at - m_begin));
+    m_begin = m_at = m_end = nullptr;
+}
+
+// Goes to the column, and leaves room for `most` bytes of its value, and for what stands around it.
+inline char* row_writer::begin_value(std::size_t column, std::size_t most) {
+    if (m_besides + most > static_cast<std::size_t>(m_end - m_at)) make_room(most);
+    if (m_next != column) pass_over(column);
+    return m_at;
+}
+
+// Pads the value of the column at hand, and goes to the next one.
+inline void row_writer::end_value(const char* begin, char* end) {
+    const auto written = static_cast<std::size_t>(end - begin);
+    m_at = put_padding(end, written, m_forms[m_next].width);
+    next_column();
+}
+
+inline void row_writer::next_column() {
+    if (++m_next == m_forms.size()) return;
+    const std::string& separator = m_style.separator;
+    *m_at = separator[0];
+    m_at = separator.size() == 1 ? m_at + 1 : std::copy(separator.begin(), separator.end(), m_at);
+}
+
+void row_writer::pass_over(std::size_t column) {
+    while (m_next < column)
+        end_value(m_at, m_at);
+}
+
+void row_writer::number(std::size_t column, std::uint64_t value) {
+    char* const begin = begin_value(column, most_number_bytes);
+    end_value(begin, begin + put_number(begin, value, m_base16));
+}
+
+void row_writer::wide_number(std::size_t column, std::uint64_t value) {
+    char* const begin = begin_value(column, hex_prefix.size() + most_number_bytes);
+    m_at = put_wide_number(begin, value, m_forms[column].width);
+    next_column();
+}
+
+// Kept: a decimal number, too, is padded as if "0x" stood in front of it.
+char* row_writer::put_wide_number(char* at, std::uint64_t number, std::size_t width) const {
+    const std::size_t digits = width_left(width, hex_prefix.size());
+    if (m_base16) return put_hex(put_text(at, hex_prefix), number, m_style.no_whitespace ? hex_digits : digits);
+    char text[most_number_bytes];
+    const std::size_t size = put_number(text, number, false);
+    if (!m_style.no_whitespace) at = put_padding(at, size, digits);
+    return std::copy_n(text, size, at);
+}
+
+void row_writer::put_value(std::size_t column, std::string_view value, bool led_by_blank) {
+    if (value.empty()) return;
+    if (m_style.quotes || value.size() > most_in_place || !m_forms[column].takes_all())
+        return put_searched(column, value, led_by_blank);
+    char* const begin = begin_value(column, 1 + value.size());
+    char* at = begin;
+    if (led_by_blank) *at++ = ' ';
+    end_value(begin, put_text(at, value));
+}
+
+// The same for a value that may hold what has to be kept out of it, or is long.
+void row_writer::put_searched(std::size_t column, std::string_view value, bool led_by_blank) {
+    const column_form& form = m_forms[column];
+    const bool quoted = m_style.quotes && needs_quotes(value);
+    value = marked(form, value);
+    const bool wide = value.size() > most_in_place;
+    char* const begin = begin_value(column, 1 + (quoted || wide ? 0 : value.size()));
+    char* at = begin;
+    if (led_by_blank) *at++ = ' ';
+    if (!quoted && !wide) {
+        char* const end = put_text(at, value);
+        if (form.replaces_separator) replace_bytes(at, end, m_style.sep_char, m_style.sep_subst);
+        return end_value(begin, end);
     }
-    char* const begin = m_sink.room(most);
-    char* end = put_cells(begin, row, 0, row.cells().size());
-    if (wants_marks && holds_line_end({begin, end})) return false;
-    *end++ = '\n';
-    m_sink.advance(static_cast<std::size_t>(end - begin));
-    return true;
+    m_at = at;
+    hand_over();
+    quoted ? write_quoted(value) : write_wide_text(form, value);
+    make_room(0);
+    next_column();
 }
 
-// Takes no memory in proportion to the line.
-void row_writer::write_wide_row(const result_row& row) {
-    for (std::size_t column = 0; column < row.cells().size(); ++column) {
-        const std::string_view text = row.cells()[column].value();
-        if (text.size() > most_in_place) {
-            if (column != 0) m_sink.write(m_style.separator);
-            if (m_style.quotes) {
-                write_wide_quoted(text);
-            } else {
-                write_wide_text(text, column);
-            }
-        } else {
-            char* const begin = m_sink.room(most_bytes(row, column, column + 1));
-            m_sink.advance(static_cast<std::size_t>(put_cells(begin, row, column, column + 1) - begin));
-        }
+// The value with what separates fields as a word, and its line ends, unless it is so long that they are replaced piece
+// by piece. Few values hold either, and most are short or empty: a single byte is looked for first.
+std::string_view row_writer::marked(const column_form& form, std::string_view value) {
+    if (form.marks_separator && value.find(m_separating.front()) != value.npos &&
+        value.find(m_separating) != value.npos) {
+        std::string text;
+        append_marked_text(text, value, m_separating);
+        m_marked = std::move(text);
+        value = m_marked;
     }
-    m_sink.write("\n");
+    if (!form.marks_line_ends || value.size() > most_in_place || !holds_line_end(value)) return value;
+    std::string text;
+    append_marked(text, value, 0, marks_lone_returns(value), std::string::npos);
+    m_marked = std::move(text);
+    return m_marked;
 }
 
-void row_writer::write_wide_text(std::string_view text, std::size_t column) {
-    const bool words_only = m_columns[column].words_only;
+// Takes no memory in proportion to the text.
+void row_writer::write_wide_text(const column_form& form, std::string_view text) {
     const bool lone_returns = marks_lone_returns(text);
     std::string piece;
     for (std::size_t at = 0; at < text.size();) {
         piece.clear();
-        if (m_style.marks_line_ends && !words_only) {
+        if (form.marks_line_ends) {
             at = append_marked(piece, text, at, lone_returns, most_in_place);
         } else {
             piece = text.substr(at, most_in_place);
             at += piece.size();
         }
-        if (replaces(column)) {
+        if (form.replaces_separator) {
             replace_bytes(piece.data(), piece.data() + piece.size(), m_style.sep_char, m_style.sep_subst);
         }
         m_sink.write(piece);
     }
 }
 
-void row_writer::write_wide_quoted(std::string_view text) {
+void row_writer::write_quoted(std::string_view text) {
     m_sink.write({&quote, 1});
     for (; !text.empty(); text.remove_prefix(std::min(text.size(), most_in_place))) {
         const std::string_view piece = text.substr(0, most_in_place);
@@ -252,77 +283,6 @@ void row_writer::write_wide_quoted(std::string_view text) {
 
 bool row_writer::needs_quotes(std::string_view text) const {
     return std::ranges::any_of(text, [this](char c) { return m_quoted_bytes[static_cast<std::uint8_t>(c)]; });
-}
-
-// Replaces the line ends of the row's values by words.
-void row_writer::mark_line_ends(result_row& row) const {
-    for (std::size_t at = 0; at < row.cells().size(); ++at) {
-        result_cell& cell = row.cells()[at];
-        if (m_columns[at].words_only || cell.is_number()) continue;
-        if (cell.value().size() > most_in_place || !holds_line_end(cell.value())) continue;
-        const std::string text(cell.value());
-        cell.type = result_cell::kind::own_text;
-        cell.text.clear();
-        append_marked(cell.text, text, 0, marks_lone_returns(text), std::string::npos);
-    }
-}
-
-// Few values hold what separates them, and most cells of an event are short or empty: a single byte is looked for
-// first.
-void row_writer::mark_separators(result_row& row) const {
-    for (std::size_t at = 0; at < row.cells().size(); ++at) {
-        result_cell& cell = row.cells()[at];
-        const std::string_view value = cell.is_number() ? std::string_view{} : cell.value();
-        if (value.empty() || !m_columns[at].marks_separator) continue;
-        if (value.find(m_separating.front()) == value.npos || value.find(m_separating) == value.npos) continue;
-        const std::string text(cell.value());
-        cell.type = result_cell::kind::own_text;
-        cell.text.clear();
-        append_marked_text(cell.text, text, m_separating);
-    }
-}
-
-// Bytes that some cells of the line have at most.
-std::size_t row_writer::most_bytes(const result_row& row, std::size_t first, std::size_t last) const {
-    constexpr std::size_t blank_and_quotes = 3;
-    const std::size_t besides = m_style.separator.size() + blank_and_quotes + hex_prefix.size() + most_number_bytes;
-    const unsigned doubled = m_style.quotes ? 1 : 0;
-    std::size_t most = 1 + (last - first) * besides;
-    for (std::size_t at = first; at < last; ++at)
-        most += (row.cells()[at].value().size() << doubled) + m_columns[at].width;
-    return most;
-}
-
-// The cells, each with its separator before it; says where they end.
-char* row_writer::put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const {
-    const bool quotes = m_style.quotes;
-    for (std::size_t column = first; column < last; ++column) {
-        const result_cell& cell = row.cells()[column];
-        if (column != 0) at = put(at, m_style.separator);
-        if (cell.led_by_blank) *at++ = ' ';
-        const std::size_t width = width_left(m_columns[column].width, cell.led_by_blank ? 1 : 0);
-        if (cell.type == result_cell::kind::wide_number) {
-            at = put_wide_number(at, cell.number, width, m_style, m_base16);
-            continue;
-        }
-        if (cell.type == result_cell::kind::number) {
-            const std::size_t size = put_number(at, cell.number, m_base16);
-            at = put_padding(at + size, size, width);
-            continue;
-        }
-        const std::string_view text = cell.value();
-        if (quotes && needs_quotes(text)) {
-            *at++ = quote;
-            at = put_doubled(at, text);
-            *at++ = quote;
-            continue;
-        }
-        char* const begin = at;
-        at = put(at, text);
-        if (replaces(column)) replace_bytes(begin, at, m_style.sep_char, m_style.sep_subst);
-        at = put_padding(at, text.size(), width);
-    }
-    return at;
 }
 
 std::string line_ends_as_words(std::string_view text) {

@@ -29,47 +29,6 @@ struct row_column {
     bool marks_separator = false;  // what separates fields becomes a word in a value, and is not replaced
 };
 
-// One field of a line.
-struct result_cell {
-    enum class kind : std::uint8_t { own_text, shown_text, number, wide_number };
-
-    kind type = kind::shown_text;
-    bool led_by_blank = false;  // one blank before the value, which is part of the field's width
-    std::string text;
-    std::string_view shown;
-    std::uint64_t number = 0;
-
-    std::string_view value() const { return type == kind::own_text ? std::string_view(text) : shown; }
-    bool is_number() const { return type == kind::number || type == kind::wide_number; }
-};
-
-// A report line as cells, by column.
-class result_row {
-public:
-    explicit result_row(std::size_t columns) : m_cells(columns) {}
-
-    std::span<const result_cell> cells() const { return m_cells; }
-    std::span<result_cell> cells() { return m_cells; }
-
-    void clear();  // every cell an empty text; strings keep their capacity
-
-    // The cell's text, emptied, to append to.
-    std::string& text(std::size_t column);
-    // Texts that are not copied: they stand until the row has been emitted.
-    void show_text(std::size_t column, std::string_view text);
-    void show_time(std::size_t column, std::string_view text, bool led_by_blank);
-    void set_number(std::size_t column, std::uint64_t value) { set(column, result_cell::kind::number, value); }
-    // One of many digits: where lines are padded it fills its column.
-    void set_wide_number(std::size_t column, std::uint64_t value) {
-        set(column, result_cell::kind::wide_number, value);
-    }
-
-private:
-    void set(std::size_t column, result_cell::kind type, std::uint64_t value);
-
-    std::vector<result_cell> m_cells;
-};
-
 // A text in which every line end is a word.
 std::string line_ends_as_words(std::string_view text);
 
@@ -79,29 +38,44 @@ public:
     // The style must outlive the writer. With `base16` number cells are hexadecimal.
     row_writer(uni::fileio_output& report_sink, const row_style& style, bool base16, std::vector<row_column> columns);
 
-    // A row for these columns, to be filled and emitted as often as one likes.
-    result_row new_row() const { return result_row(m_columns.size()); }
+    std::size_t columns() const { return m_columns.size(); }
 
     // Writes the titles, unless they have been written.
     void write_header();
-    // Writes one line, after the titles. Afterwards the row may be cleared only.
-    void emit_row(result_row& row);
+    // A line, after the titles: its values in the order of their columns. A column without one is empty.
+    void begin_line();
+    void text(std::size_t column, std::string_view value) { put_value(column, value, false); }
+    // Where lines are padded one blank leads it, which is part of the field's width.
+    void time(std::size_t column, std::string_view value) { put_value(column, value, !m_style.no_whitespace); }
+    void number(std::size_t column, std::uint64_t value);
+    // One of many digits: where lines are padded it fills its column.
+    void wide_number(std::size_t column, std::uint64_t value);
+    void end_line();
 
 private:
+    // A column as its values are written.
+    struct column_form {
+        std::size_t width;
+        bool marks_separator;
+        bool marks_line_ends;
+        bool replaces_separator;
+        bool takes_all() const { return !marks_separator && !marks_line_ends && !replaces_separator; }
+    };
+
     std::string shown_title(const row_column& column) const;
-    // Says whether it wrote the line: with `wants_marks`, not where a value may hold a line end.
-    bool put_line(const result_row& row, bool wants_marks);
-    void mark_line_ends(result_row& row) const;
-    void mark_separators(result_row& row) const;
-    bool replaces(std::size_t column) const {
-        return m_style.sep_char != '\0' && !m_columns[column].words_only && !m_columns[column].marks_separator;
-    }
-    std::size_t most_bytes(const result_row& row, std::size_t first, std::size_t last) const;
-    char* put_cells(char* at, const result_row& row, std::size_t first, std::size_t last) const;
+    void put_value(std::size_t column, std::string_view value, bool led_by_blank);
+    void put_searched(std::size_t column, std::string_view value, bool led_by_blank);
+    char* begin_value(std::size_t column, std::size_t most);
+    void end_value(const char* begin, char* end);
+    void next_column();
+    void pass_over(std::size_t column);
+    void make_room(std::size_t most);
+    void hand_over();
+    char* put_wide_number(char* at, std::uint64_t number, std::size_t width) const;
+    std::string_view marked(const column_form& form, std::string_view value);
     bool needs_quotes(std::string_view text) const;
-    void write_wide_row(const result_row& row);
-    void write_wide_quoted(std::string_view text);
-    void write_wide_text(std::string_view text, std::size_t column);
+    void write_quoted(std::string_view text);
+    void write_wide_text(const column_form& form, std::string_view text);
 
     uni::fileio_output& m_sink;
     const row_style& m_style;
@@ -111,6 +85,13 @@ private:
     bool m_header_due;
     std::array<bool, 256> m_quoted_bytes = {};  // a value with one of these stands between quotes
     std::vector<row_column> m_columns;
+    std::vector<column_form> m_forms;
+    std::size_t m_besides = 1;  // bytes of a line besides its values, at most
+    std::size_t m_next = 0;     // the column after the last value
+    char* m_begin = nullptr;    // of what the sink does not know of yet
+    char* m_at = nullptr;       // its end
+    char* m_end = nullptr;      // of the room for it
+    std::string m_marked;       // a value with words in place of line ends or separators
 };
 
 }  // namespace kest

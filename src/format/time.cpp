@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <utility>
 
 namespace cv {
 
@@ -49,6 +50,14 @@ void set_date(_windows_systemtime& out, std::uint64_t days) {
     out.year = static_cast<std::uint16_t>(epoch_year + 100 * century + year + (next_year ? 1 : 0));
     out.month = static_cast<std::uint16_t>(next_year ? month - 9 : month + 3);
     out.day = static_cast<std::uint16_t>(day_of_year - (153 * month + 2) / 5 + 1);
+}
+
+void set_clock(_windows_systemtime& out, std::uint64_t ticks) {
+    const auto seconds = static_cast<std::uint32_t>(ticks / ticks_per_second % seconds_per_day);
+    out.hour = static_cast<std::uint16_t>(seconds / 3600);
+    out.minute = static_cast<std::uint16_t>(seconds / 60 % 60);
+    out.second = static_cast<std::uint16_t>(seconds % 60);
+    out.fraction = static_cast<std::uint32_t>(ticks % ticks_per_second);
 }
 
 // Days since tick 0.
@@ -147,12 +156,14 @@ void append_date(short_text& out, const _windows_systemtime& time, format_flags 
     }
 }
 
+constexpr unsigned most_fraction_digits = 9;
+
 void append_fraction(short_text& out, std::uint32_t ticks, unsigned digits) {
     char text[] = ".000000000";  // a tick is the seventh digit: the last two are always 0
     for (std::size_t at = 7; at > 0; --at, ticks /= 10) {
         text[at] = static_cast<char>('0' + ticks % 10);
     }
-    out.append(text, 1 + std::min<std::size_t>(digits, 9));
+    out.append(text, 1 + std::min(digits, most_fraction_digits));
 }
 
 void append_clock(short_text& out, const _windows_systemtime& time, format_flags flags) {
@@ -237,12 +248,8 @@ bool has_calendar_form(std::uint64_t ticks) {
 
 bool ticks_to_systemtime(std::uint64_t ticks, _windows_systemtime& out) {
     if (!has_calendar_form(ticks)) return false;
-    const auto seconds = static_cast<std::uint32_t>(ticks / ticks_per_second % seconds_per_day);
     set_date(out, ticks / ticks_per_day);
-    out.hour = static_cast<std::uint16_t>(seconds / 3600);
-    out.minute = static_cast<std::uint16_t>(seconds / 60 % 60);
-    out.second = static_cast<std::uint16_t>(seconds % 60);
-    out.fraction = static_cast<std::uint32_t>(ticks % ticks_per_second);
+    set_clock(out, ticks);
     return true;
 }
 
@@ -277,6 +284,32 @@ void append_time(std::string& out, std::uint64_t ticks, format_flags flags) {
 
 void append_internet_time(std::string& out, std::uint64_t ticks, unsigned digits, std::string_view zone) {
     append_date_and_clock(out, ticks, internet_format(digits), 'T', zone);
+}
+
+time_texts::time_texts(format_flags flags) : m_flags(flags.compiled() ? flags : default_format) {}
+
+std::string_view time_texts::text(std::uint64_t ticks) {
+    const std::uint64_t before = std::exchange(m_ticks, ticks);
+    if (ticks == before) return {m_text.data(), m_size};
+    short_text text;
+    std::size_t at = 0;  // what is made anew
+    if (ticks / ticks_per_second == before / ticks_per_second && m_size != 0) {
+        if (m_flags.fraction_digits() == 0) return {m_text.data(), m_size};
+        append_fraction(text, static_cast<std::uint32_t>(ticks % ticks_per_second), m_flags.fraction_digits());
+        at = m_size - text.view().size();
+    } else if (ticks / ticks_per_day == before / ticks_per_day && m_size != 0 && has_calendar_form(ticks)) {
+        _windows_systemtime time;
+        set_clock(time, ticks);
+        append_clock(text, time, m_flags);
+        at = m_date_size;
+    } else if (_windows_systemtime time; ticks_to_systemtime(ticks, time)) {
+        append_date(text, time, m_flags);
+        text += ' ';
+        m_date_size = text.view().size();
+        append_clock(text, time, m_flags);
+    }
+    m_size = at + text.view().copy(m_text.data() + at, m_text.size() - at);
+    return {m_text.data(), m_size};
 }
 
 std::string time_text(std::uint64_t ticks, format_flags flags) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -65,12 +66,37 @@ inline constexpr std::uint8_t month_day_year = 64;
 inline constexpr std::uint8_t year_month_day = 128;
 }  // namespace date_bits
 
+// The same with nine digits of fraction, as columns of times have it.
+constexpr format_flags with_nine_digits(format_flags flags) {
+    constexpr std::uint8_t nine_digits = 9 << 1;
+    constexpr std::uint8_t fraction_bits = 0x1E;
+    flags.time = static_cast<std::uint8_t>((flags.time & ~fraction_bits) | nine_digits);
+    return flags;
+}
+
 format_flags compile_format(std::string_view date_format, std::string_view time_format, bool pair);
 
 // Date, one blank, time, as `flags` say; the defaults if they are not compiled. Appends nothing for a value
 // without a calendar form.
 void append_time(std::string& out, std::uint64_t ticks, format_flags flags);
 std::string time_text(std::uint64_t ticks, format_flags flags);
+
+// The text of one time after another, as `append_time` has it; empty for a value without a calendar form. Most lie on
+// the day of the one before, many in its second, so that only the rest is made anew.
+class time_texts {
+public:
+    explicit time_texts(format_flags flags);
+
+    // Stands until the next call.
+    std::string_view text(std::uint64_t ticks);
+
+private:
+    format_flags m_flags;
+    std::uint64_t m_ticks = 0;
+    std::size_t m_date_size = 0;  // of the text as far as the clock; 0: no calendar form
+    std::size_t m_size = 0;
+    std::array<char, 40> m_text{};
+};
 
 // The same in two strings, both empty for a value without a calendar form.
 void split_time_text(std::string& date_out, std::string& time_out, std::uint64_t ticks, format_flags flags);

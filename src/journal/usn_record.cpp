@@ -154,16 +154,12 @@ std::string reason_text(std::uint32_t reason, bool with_close) {
     return text;
 }
 
-std::string attribute_text(std::uint32_t attributes) {
-    std::string text;
-    if (!append_flag_words(text, attributes, attribute_words, "; ")) text.append(no_attribute);
-    return text;
+void append_attribute_text(std::string& out, std::uint32_t attributes) {
+    if (!append_flag_words(out, attributes, attribute_words, "; ")) out += no_attribute;
 }
 
-std::string source_text(std::uint32_t source_info) {
-    std::string text;
-    if (!append_flag_words(text, source_info, source_words, ", ")) text.append(no_source);
-    return text;
+void append_source_text(std::string& out, std::uint32_t source_info) {
+    if (!append_flag_words(out, source_info, source_words, ", ")) out += no_source;
 }
 
 }  // namespace kest

@@ -132,8 +132,8 @@ std::span<const flag_word> reason_words();
 void append_reason_text(std::string& out, std::uint32_t reason, bool with_close);
 std::string reason_text(std::uint32_t reason, bool with_close);
 // The words of file attribute bits, joined by "; "; "unk" if none.
-std::string attribute_text(std::uint32_t attributes);
+void append_attribute_text(std::string& out, std::uint32_t attributes);
 // The words of source information bits, joined by ", "; "-" if none.
-std::string source_text(std::uint32_t source_info);
+void append_source_text(std::string& out, std::uint32_t source_info);
 
 }  // namespace kest

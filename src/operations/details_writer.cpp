@@ -5,6 +5,7 @@
 
 #include "format/json.h"
 #include "format/number.h"
+#include "format/put_text.h"
 #include "format/safe_text.h"
 #include "portable/unicode.h"
 
@@ -54,7 +55,8 @@ bool begin_time(std::uint64_t ticks, std::uint64_t& known_ticks, std::string& te
 // something before the word already asked for it.
 class text_details final : public details_writer {
 public:
-    using details_writer::details_writer;
+    text_details(const text_style& style, bool safe_names)
+        : details_writer(style, safe_names, true), m_times(style.time_format) {}
 
     void clear() override {
         m_text.clear();
@@ -63,7 +65,7 @@ public:
     std::string_view text() override { return m_text.text(); }
 
     void field(std::string_view key, std::string_view value) override {
-        end_value(std::copy_n(value.data(), value.size(), begin_value(key, value.size())));
+        end_value(put_text(begin_value(key, value.size()), value));
     }
     void truth(std::string_view key, bool value) override { field(key, value ? "yes" : "no"); }
     void runs(std::string_view key, std::span<const cluster_run> list) override {
@@ -77,11 +79,9 @@ public:
         end_field();
     }
     void time(std::string_view key, std::uint64_t ticks) override {
-        if (begin_time(ticks, m_ticks, m_time)) {
-            cv::append_time(m_time, ticks, style().time_format);
-            if (m_safe_names && !cv::has_calendar_form(ticks)) append_decimal(m_time, ticks);
-        }
-        field(key, m_time);
+        const std::string_view text = m_times.text(ticks);
+        if (text.empty() && m_safe_names) return decimal(key, ticks);
+        field(key, text);
     }
     void dump(std::string_view key, uni::byte_view bytes) override {
         end_value(put_dump(begin_value(key, most_dump_bytes(bytes)), bytes));
@@ -92,9 +92,7 @@ public:
         m_text.end_at(at + 1);
         m_separated = true;
     }
-    void word(std::string_view text) override {
-        m_text.end_at(std::copy_n(text.data(), text.size(), m_text.room(text.size())));
-    }
+    void word(std::string_view text) override { m_text.end_at(put_text(m_text.room(text.size()), text)); }
 
 private:
     void write_number(std::string_view key, std::uint64_t value, bool base16) override {
@@ -108,7 +106,7 @@ private:
     }
     void open(std::string_view key, bool) override {
         char* const at = put_separator(m_text.room(key.size() + 3));
-        m_text.end_at(std::copy_n("=[", 2, std::copy_n(key.data(), key.size(), at)));
+        m_text.end_at(put_text(put_text(at, key), "=["));
         m_separated = false;
     }
 
@@ -116,8 +114,7 @@ private:
     char* begin_value(std::string_view key, std::size_t most) {
         char* at = put_separator(m_text.room(1 + key.size() + 4 + most + 1));
         *at++ = '"';
-        at = std::copy_n(key.data(), key.size(), at);
-        return std::copy_n("\":\"", 3, at);
+        return put_text(put_text(at, key), "\":\"");
     }
     void end_value(char* at) {
         *at = '"';
@@ -130,6 +127,7 @@ private:
     }
 
     text_room m_text;
+    cv::time_texts m_times;
     bool m_separated = false;  // a separator goes before the next item
 };
 
@@ -138,7 +136,7 @@ private:
 // the next one begins, so that groups stand side by side.
 class json_details final : public details_writer {
 public:
-    using details_writer::details_writer;
+    json_details(const text_style& style, bool safe_names) : details_writer(style, safe_names, true) {}
 
     void clear() override {
         m_text.clear();
@@ -264,6 +262,7 @@ void details_writer::character(std::string_view key, std::uint8_t value) {
 
 void details_writer::evidence_text(std::string_view key, uni::byte_view units, text_kind kind, std::string_view plain,
                                    std::string_view suffix) {
+    if (!m_writes) return;
     if (!m_safe_names && suffix.empty() && !plain.empty()) return field(key, plain);
     std::string& value = begin_field(key);
     if (!m_safe_names) {

@@ -23,7 +23,8 @@ public:
 
     // With `safe_names` no text of the evidence looks like another (`append_safe_name`), and a time without a calendar
     // form is its ticks.
-    details_writer(const text_style& style, bool safe_names) : m_safe_names(safe_names), m_style(style) {}
+    details_writer(const text_style& style, bool safe_names, bool writes = false)
+        : m_safe_names(safe_names), m_writes(writes), m_style(style) {}
     details_writer(const details_writer&) = delete;
     details_writer& operator=(const details_writer&) = delete;
     virtual ~details_writer() = default;
@@ -31,10 +32,15 @@ public:
     virtual void clear() {}  // keeps the capacity
     virtual std::string_view text() { return {}; }
     const text_style& style() const { return m_style; }
+    bool writes() const { return m_writes; }  // otherwise no text need be made for it
 
     virtual void field(std::string_view /*key*/, std::string_view /*value*/) {}
-    void number(std::string_view key, std::uint64_t value) { write_number(key, value, m_style.base16); }
-    void decimal(std::string_view key, std::uint64_t value) { write_number(key, value, false); }
+    void number(std::string_view key, std::uint64_t value) {
+        if (m_writes) write_number(key, value, m_style.base16);
+    }
+    void decimal(std::string_view key, std::uint64_t value) {
+        if (m_writes) write_number(key, value, false);
+    }
     // A file, or the folder that it is in.
     void file(inode_ref ref) {
         number("inode", ref.number());
@@ -62,6 +68,12 @@ public:
         return m_value;
     }
     void end_field() { field(m_key, m_value); }
+    // The same for the words of a value, which `append` appends.
+    void words(std::string_view key, void (*append)(std::string& out, std::uint32_t value), std::uint32_t value) {
+        if (!m_writes) return;
+        append(begin_field(key), value);
+        end_field();
+    }
 
     void open_group(std::string_view key) { open(key, false); }
     // One of which there may be several.
@@ -84,6 +96,7 @@ protected:
     virtual void write_safe_text(std::string_view /*key*/, std::string_view /*value*/, uni::byte_view /*changed*/) {}
 
     const bool m_safe_names;
+    const bool m_writes;
     bool m_listed = false;      // the next item is one of several
     std::uint64_t m_ticks = 0;  // many a record holds one time several times
     std::string m_time;         // of `m_ticks`; empty: not yet written

@@ -50,8 +50,7 @@ void write_standard_information(entry_info& info, const fragment& value) {
     }
     if (!value.reaches(flags.offset)) return;
     if (value.begin <= flags.offset) {
-        append_file_flags_text(details.begin_field("flags"), value.bytes.get(flags));
-        details.end_field();
+        details.words("flags", append_file_flags_text, value.bytes.get(flags));
     }
     if (!value.reaches(owner_id.offset)) return;
     details.number("owner_id", value.bytes.get(owner_id));
@@ -122,7 +121,7 @@ void show_file_name(entry_info& info, const fragment& value) {
 
 void take_name_text(entry_info& info, uni::byte_view units) {
     info.name.clear();
-    uni::append_utf16_text(info.name, units);
+    if (info.names_wanted) uni::append_utf16_text(info.name, units);
     info.details.evidence_text("name", units, details_writer::text_kind::name, info.name);
 }
 

@@ -5,6 +5,10 @@ namespace kest {
 
 namespace {
 
+void append_whole_reason(std::string& out, std::uint32_t reason) {
+    append_reason_text(out, reason, true);
+}
+
 // A journal record, as far as its bytes go. A field is shown as soon as its first byte is there.
 void write_journal_record(entry_info& info, const usn_record& record) {
     using layout = usn_layout;
@@ -22,10 +26,9 @@ void write_journal_record(entry_info& info, const usn_record& record) {
     }
     if (!record.reaches(&layout::reason)) return;
     info.usn_reason = record.get(&layout::reason);
-    append_reason_text(details.begin_field("reason"), info.usn_reason, true);
-    details.end_field();
+    details.words("reason", append_whole_reason, info.usn_reason);
     if (!record.reaches(&layout::source_info)) return;
-    details.field("source_info", source_text(record.get(&layout::source_info)));
+    details.words("source_info", append_source_text, record.get(&layout::source_info));
     // Version 4 has extents, and the others what follows.
     if (record.reaches(&layout::remaining_extents)) {
         details.number("remaining_extents", record.get(&layout::remaining_extents));
@@ -33,7 +36,7 @@ void write_journal_record(entry_info& info, const usn_record& record) {
     if (!record.reaches(&layout::security_id)) return;
     details.number("security_id", record.get(&layout::security_id));
     if (!record.reaches(&layout::file_attributes)) return;
-    details.field("file_attributes", attribute_text(record.get(&layout::file_attributes)));
+    details.words("file_attributes", append_attribute_text, record.get(&layout::file_attributes));
     if (record.reaches(&layout::name)) take_name_text(info, record.name());
 }
 

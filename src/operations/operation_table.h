@@ -23,7 +23,8 @@ struct entry_info {
     std::uint64_t usn_time = 0;    // FILETIME of a journal record tied to this record
     std::uint32_t usn_reason = 0;  // its reason mask
     std::string name;
-    details_writer& details;  // where its text goes
+    bool names_wanted = true;  // otherwise `name` need not be taken
+    details_writer& details;   // where its text goes
 };
 
 // "Unk" for a code above 38.

@@ -1,7 +1,10 @@
 #include "portable/file.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
+
+#include "portable/ending_signals.h"
 
 namespace uni {
 
@@ -55,13 +58,20 @@ read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) 
     return result;
 }
 
-fileio_output::fileio_output(file& target)
-    : fileio_output([&target](std::string_view text) { return target.append(text); }) {}
+fileio_output::fileio_output(file& target, writing how)
+    : m_target([&target](std::string_view text) { return target.append(text); }), m_writing(how) {}
 
-fileio_output::fileio_output(taker target)
-    : m_target(std::move(target)), m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+fileio_output::fileio_output(taker target) : m_target(std::move(target)) {}
 
-fileio_output::fileio_output() : m_pending(std::make_unique_for_overwrite<char[]>(put_area)) {}
+fileio_output::fileio_output() = default;
+
+fileio_output::~fileio_output() {
+    flush();
+}
+
+fileio_output::area fileio_output::make_area(std::size_t size) {
+    return {std::make_unique_for_overwrite<char[]>(size), size};
+}
 
 void fileio_output::write(std::string_view text) {
     if (text.size() < put_area || !m_target) {
@@ -73,17 +83,40 @@ void fileio_output::write(std::string_view text) {
 }
 
 void fileio_output::make_room(std::size_t most) {
-    flush();
-    if (most <= m_size - m_used) return;
-    auto larger = std::make_unique_for_overwrite<char[]>(2 * m_used + most);
-    std::copy_n(m_pending.get(), m_used, larger.get());
+    if (m_writing == writing::in_place || !hand_over()) flush();
+    if (most <= m_pending.size - m_used) return;
+    area larger = make_area(2 * m_used + most);
+    std::copy_n(m_pending.bytes.get(), m_used, larger.bytes.get());
     m_pending = std::move(larger);
-    m_size = 2 * m_used + most;
+}
+
+// One area is written at a time, so they come in order. False where there is no memory for a second one.
+bool fileio_output::hand_over() {
+    await_thread();
+    if (!m_good || m_used == 0) return false;
+    if (m_handed_over.size == 0) {
+        std::unique_ptr<char[]> bytes(new (std::nothrow) char[put_area]);
+        if (!bytes) return false;
+        m_handed_over = {std::move(bytes), put_area};
+    }
+    std::swap(m_pending, m_handed_over);
+    const std::string_view text(m_handed_over.bytes.get(), std::exchange(m_used, 0));
+    const signals_held held;  // from the thread: the main one holds them where it must
+    m_thread.emplace([this, text] { m_taken = m_target(text); });
+    return true;
+}
+
+void fileio_output::await_thread() {
+    if (!m_thread) return;
+    m_thread->wait();
+    m_thread.reset();
+    m_good = m_good && m_taken;
 }
 
 bool fileio_output::flush() {
     if (!m_target) return m_good;
-    if (m_good && m_used != 0) m_good = m_target({m_pending.get(), m_used});
+    await_thread();
+    if (m_good && m_used != 0) m_good = m_target(pending());
     m_used = 0;
     return m_good;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "portable/byte_source.h"
+#include "portable/portable_thread.h"
 
 namespace uni {
 
@@ -141,11 +142,13 @@ public:
     static constexpr std::size_t put_area = 262'144;  // bytes
 
     using taker = std::function<bool(std::string_view)>;  // false: no more is wanted
+    // Who writes a full put area: whoever filled it, or a thread, while the next one fills.
+    enum class writing : std::uint8_t { in_place, on_thread };
 
-    explicit fileio_output(file& target);
+    explicit fileio_output(file& target, writing how = writing::in_place);
     explicit fileio_output(taker target);  // takes what a file would
     fileio_output();                       // keeps what is written, of a few lines
-    ~fileio_output() { flush(); }
+    ~fileio_output();
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
 
@@ -153,24 +156,36 @@ public:
 
     // Room for text of at most `most` bytes, to be put there in place; `advance` then says how many it became.
     char* room(std::size_t most) {
-        if (most > m_size - m_used) make_room(most);
-        return m_pending.get() + m_used;
+        if (most > m_pending.size - m_used) make_room(most);
+        return m_pending.bytes.get() + m_used;
     }
     void advance(std::size_t written) { m_used += written; }
 
     // False if this or an earlier write failed: then the text is not whole. Nothing more is written after that.
+    // Afterwards no thread is left.
     bool flush();
-    bool good() const { return m_good; }
-    std::string_view pending() const { return {m_pending.get(), m_used}; }
+    bool good() const { return m_good; }  // as far as it is known
+    std::string_view pending() const { return {m_pending.bytes.get(), m_used}; }
 
 private:
+    struct area {
+        std::unique_ptr<char[]> bytes;
+        std::size_t size = 0;
+    };
+
+    static area make_area(std::size_t size);
     void make_room(std::size_t most);
+    bool hand_over();
+    void await_thread();
 
     const taker m_target;  // none: all is kept
-    std::unique_ptr<char[]> m_pending;
-    std::size_t m_size = put_area;  // bytes of `m_pending`
-    std::size_t m_used = 0;
+    const writing m_writing = writing::in_place;
+    area m_pending = make_area(put_area);
+    std::size_t m_used = 0;  // of `m_pending`
     bool m_good = true;
+    area m_handed_over;   // what the thread writes
+    bool m_taken = true;  // by the target
+    std::optional<kest::portable_thread> m_thread;
 };
 
 }  // namespace uni

@@ -1,5 +1,7 @@
 #include "portable/unicode.h"
 
+#include <cstring>
+
 namespace uni {
 
 std::size_t utf8_character_bytes(std::string_view text) {
@@ -94,12 +96,41 @@ std::vector<std::uint8_t> utf16_units(std::string_view text) {
     return units;
 }
 
+namespace {
+
+// Whether four units are characters of ASCII, none of them 0.
+constexpr bool are_ascii(std::uint64_t units) {
+    constexpr std::uint64_t top_bits = 0x8000'8000'8000'8000;
+    return (units & 0xFF80'FF80'FF80'FF80) == 0 &&
+           ((units + (top_bits - 0x0001'0001'0001'0001)) & top_bits) == top_bits;
+}
+
+// Puts the low bytes of four units.
+char* put_low_bytes(char* at, std::uint64_t units) {
+    units |= units >> 8;
+    units = (units & 0xFFFF) | (units >> 16 & 0xFFFF'0000);
+    const auto bytes = static_cast<std::uint32_t>(units);
+    std::memcpy(at, &bytes, sizeof bytes);
+    return at + sizeof bytes;
+}
+
+}  // namespace
+
 bool append_utf16_text(std::string& out, byte_view units) {
     const byte_view whole = units.slice(0, units.size() - units.size() % 2);
     bool same = true;
     char text[256];  // goes to `out` when it is full
     char* put = text;
     for (std::size_t at = 0; at < whole.size();) {
+        if (const std::uint64_t four = whole.u64(at); are_ascii(four)) {  // reads 0 where fewer are left
+            put = put_low_bytes(put, four);
+            at += sizeof four;
+            if (put > text + sizeof text - most_utf8_bytes) {
+                out.append(text, put);
+                put = text;
+            }
+            continue;
+        }
         char32_t point = next_utf16_character(whole, at);
         if (point == 0) {
             same = false;

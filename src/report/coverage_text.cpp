@@ -136,7 +136,8 @@ const std::string unknown = "unknown";
 // they can be looked for there.
 class fact_lines {
 public:
-    explicit fact_lines(const logfile_options& options) : m_options(options), m_times(options.time_format) {}
+    explicit fact_lines(const logfile_options& options)
+        : m_options(options), m_times(cv::with_nine_digits(options.time_format)) {}
 
     void text(std::string_view word, std::string_view value) {
         m_text.append(word).append(1, ':');
@@ -171,8 +172,9 @@ public:
         for (const gap_coverage& gap : gaps) {
             from_to("gap", gap.lsns.before, gap.lsns.after);
             if (gap.time_before == 0 && gap.time_after == 0) continue;
-            std::string times(gap.time_before != 0 ? m_times.text(gap.time_before) : unknown);
-            text("gap_times", times.append(to).append(gap.time_after != 0 ? m_times.text(gap.time_after) : unknown));
+            std::string times(gap.time_before != 0 ? m_times.text(gap.time_before) : std::string_view(unknown));
+            text("gap_times", times.append(to).append(gap.time_after != 0 ? m_times.text(gap.time_after)
+                                                                          : std::string_view(unknown)));
         }
     }
     void clock_changes(const std::vector<clock_change>& changes) {
@@ -192,7 +194,7 @@ private:
     }
 
     const logfile_options& m_options;
-    time_column m_times;
+    cv::time_texts m_times;
     std::string m_text;
 };
 

@@ -16,33 +16,32 @@ std::vector<row_column> columns_of(std::span<const field_title> titles, bool mar
 }
 
 cell_sink::cell_sink(const logfile_options& options, std::vector<row_column> columns, uni::fileio_output& report_sink)
-    : m_options(options),
-      m_rows(report_sink, options, options.base16, std::move(columns)),
-      m_row(m_rows.new_row()),
-      m_times(m_row.cells().size(), time_column(options.time_format)) {}
+    : m_rows(report_sink, options, options.base16, std::move(columns)),
+      m_times(m_rows.columns(), cv::time_texts(cv::with_nine_digits(options.time_format))) {}
+
+std::string& cell_sink::begin_text() {
+    m_text.clear();
+    return m_text;
+}
 
 void cell_sink::evidence(std::string_view value) {
-    append_safe_text(m_row.text(m_column), value);
+    append_safe_text(begin_text(), value);
+    end_text();
 }
 
 void cell_sink::path(std::string_view value, bool guess) {
-    if (guess) {
-        m_row.text(m_column).append(1, '*').append(value);
-    } else {
-        text(value);
-    }
+    if (!guess) return text(value);
+    begin_text().append(1, '*').append(value);
+    end_text();
 }
 
 void cell_sink::decimal(std::uint64_t value) {
-    append_decimal(m_row.text(m_column), value);
+    append_decimal(begin_text(), value);
+    end_text();
 }
 
 void cell_sink::truth(bool value) {
     if (value) text("yes");
-}
-
-void cell_sink::time(std::uint64_t ticks) {
-    m_row.show_time(m_column, m_times[m_column].text(ticks), !m_options.no_whitespace);
 }
 
 std::string& object_sink::begin_text() {

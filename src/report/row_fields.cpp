@@ -160,7 +160,8 @@ std::optional<std::uint64_t> if_known(std::uint64_t value) {
 }
 
 void append_operation(std::string& out, std::uint16_t redo_op) {
-    append_hex(out, redo_op, 2, false);
+    char digits[16];
+    out.append(digits, put_hex(digits, redo_op, 2));
 }
 
 const std::string& known_path(const file_match& match) {

@@ -98,12 +98,19 @@ std::vector<row_column> statistics_columns() {
 void write_statistics_row(const log_store& log, std::string_view current_file, const row_style& style,
                           row_writer& rows) {
     const operation_counts counts = count_operations(log);
-    result_row row = rows.new_row();
-    for (std::size_t code = 0; code < code_count; ++code)
-        append_right(row.text(code), counts.of[code], style.no_whitespace ? 0 : count_width);
-    append_decimal(row.text(code_count), counts.total);
-    row.text(code_count + 1) = line_ends_as_words(current_file);
-    rows.emit_row(row);
+    std::string text;
+    rows.begin_line();
+    for (std::size_t code = 0; code <= code_count; ++code) {
+        text.clear();
+        if (code == code_count) {
+            append_decimal(text, counts.total);
+        } else {
+            append_right(text, counts.of[code], style.no_whitespace ? 0 : count_width);
+        }
+        rows.text(code, text);
+    }
+    rows.text(code_count + 1, line_ends_as_words(current_file));
+    rows.end_line();
 }
 
 }  // namespace kest

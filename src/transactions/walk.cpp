@@ -69,7 +69,9 @@ public:
           m_no_details(make_details(details_notation::none, settings.style, false)),
           m_redo(*m_redo_details),
           m_undo(*m_undo_details),
-          m_facts(*m_no_details) {}
+          m_facts(*m_no_details) {
+        m_facts.names_wanted = false;
+    }
 
     void run() {
         const auto& heads = m_stores.log.chain_heads;

@@ -7,8 +7,8 @@
 
 namespace {
 
-using kest::result_row;
 using kest::row_style;
+using kest::row_writer;
 
 // What a run in this style writes for one row of one column that `fill` fills, behind the titles.
 template <class filler>
@@ -19,17 +19,17 @@ std::string report(const row_style& style, std::size_t width, filler&& fill, boo
     if (!file.open(folder.at("report"), uni::open_mode::create_new)) return "not opened";
     {
         uni::fileio_output sink(file);
-        kest::row_writer rows(sink, style, base16, {{"", width, false, marks_separator}});
-        result_row row = rows.new_row();
-        fill(row);
-        rows.emit_row(row);
+        row_writer rows(sink, style, base16, {{"", width, false, marks_separator}});
+        rows.begin_line();
+        fill(rows);
+        rows.end_line();
     }
     const std::string written = kest::disk::contents_of(folder.at("report"));
     return written.substr(written.find('\n') + 1);
 }
 
 TEST(result_row, kept_decimal_number_is_padded_to_two_less) {
-    const auto fill = [](result_row& row) { row.set_wide_number(0, 0x2ABC); };
+    const auto fill = [](row_writer& row) { row.wide_number(0, 0x2ABC); };
     EXPECT_EQ(report({}, 10, fill, false), "   10940\n");
     EXPECT_EQ(report({.no_whitespace = true}, 10, fill, false), "10940\n");
 }
@@ -44,7 +44,7 @@ TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
         {"~\n~", "-[LF]-"},
     };
     for (const auto& [text, marked] : rows) {
-        const auto fill = [shown = text](result_row& row) { row.show_text(0, shown); };
+        const auto fill = [shown = text](row_writer& row) { row.text(0, shown); };
         row_style style{.sep_char = '~', .sep_subst = '-'};
         style.marks_line_ends = true;
         EXPECT_EQ(report(style, 30, fill), marked + std::string(30 - marked.size(), ' ') + '\n');
@@ -61,7 +61,7 @@ TEST(result_row, wide_values_are_no_others) {
             {'|', true, most + std::string("[CRLF];\0y", 9)},
             {'\0', false, text},
         };
-        const auto fill = [&text](result_row& row) { row.show_text(0, text); };
+        const auto fill = [&text](row_writer& row) { row.text(0, text); };
         for (const auto& [separator, marks, expected] : rows) {
             const row_style style{.sep_char = separator, .no_whitespace = true, .marks_line_ends = marks};
             EXPECT_TRUE(report(style, 0, fill) == expected + '\n') << size << separator;
@@ -85,7 +85,7 @@ TEST(result_row, quotes_where_needed) {
     for (const auto& [separator, text, written] : rows) {
         const row_style style{
             .separator = separator, .sep_char = '\0', .no_whitespace = true, .marks_line_ends = true, .quotes = true};
-        const auto fill = [shown = text](result_row& row) { row.show_text(0, shown); };
+        const auto fill = [shown = text](row_writer& row) { row.text(0, shown); };
         EXPECT_TRUE(report(style, 0, fill) == written + '\n') << text.substr(0, 9);
     }
 }
@@ -98,7 +98,7 @@ TEST(result_row, separators_in_values_are_words_where_that_is_asked_for) {
             {", ", ',', "a|[0x2C];\t"},
             {"\t", '\0', "a|,;\t"},
         };
-        const auto fill = [&before](result_row& row) { row.text(0) = before + "a|,;\t"; };
+        const auto fill = [&before](row_writer& row) { row.text(0, before + "a|,;\t"); };
         for (const auto& [separator, replaced, expected] : rows) {
             const row_style style{
                 .separator = separator, .sep_char = replaced, .sep_subst = '-', .no_whitespace = true};

@@ -213,6 +213,11 @@ TEST(usn_record, kept_deleted_file_counts_as_in_use) {
 }
 
 TEST(usn_record, masks_become_words) {
+    const auto words = [](void (*append)(std::string&, std::uint32_t), std::uint32_t mask) {
+        std::string text;
+        append(text, mask);
+        return text;
+    };
     EXPECT_EQ(reason_text(0x80000100, false), "file_created");
     EXPECT_EQ(reason_text(0x80000100, true), "file_created; file_closed");
     EXPECT_EQ(reason_text(0x7FC00088, false), "");  // bits without a word
@@ -222,12 +227,12 @@ TEST(usn_record, masks_become_words) {
               "ads_data_truncated; file_created; file_deleted; extended_attrib_changed; access_changed; file_old_name; "
               "file_new_name; context_indexed_changed; basic_info_changed; hardlink_changed; compression_changed; "
               "encryption_changed; objid_changed; reparse_changed; ads_added_or_deleted");
-    EXPECT_EQ(attribute_text(0xFFFFFFFF),
+    EXPECT_EQ(words(append_attribute_text, 0xFFFFFFFF),
               "readonly; hidden; system; dir; archive; device; normal; temp; sparse; symlink; compressed; offline; "
               "not_indexed; encrypted; virtual");
-    EXPECT_EQ(attribute_text(0x8), "unk");
-    EXPECT_EQ(source_text(0xF), "os_file_change, priv_data_stream_added, update_replicated_file");
-    EXPECT_EQ(source_text(0), "-");
+    EXPECT_EQ(words(append_attribute_text, 0x8), "unk");
+    EXPECT_EQ(words(append_source_text, 0xF), "os_file_change, priv_data_stream_added, update_replicated_file");
+    EXPECT_EQ(words(append_source_text, 0), "-");
 }
 
 }  // namespace
