@@ -300,7 +300,7 @@ private:
                 go_back(begin, end);
                 learn_from(m_later);
             }
-            note(lsn_before(begin), false);
+            note(lsn_before(begin), false, m_steps[begin].after_gap);
             const std::size_t next = m_ends_at_gap ? end : std::min(end + 1, m_steps.size());
             for (std::size_t at = begin; at < next; ++at)
                 go_forward(at);
@@ -408,15 +408,17 @@ private:
     }
 
     // Puts down whose record it is, where that is news.
-    void note(std::uint64_t lsn, bool born) {
+    void note(std::uint64_t lsn, bool born, bool after_gap = false) {
         file_moment moment{.lsn = lsn, .name = {}, .header = read_header(m_now)};
         moment.born = born && moment.header.base.value_or(inode_ref{}) == inode_ref{};
-        moment.copied = m_now.is_copied(file_record_layout::sequence.offset);
+        moment.after_gap = after_gap;
+        moment.copied = m_now.is_copied(file_record_layout::sequence.offset) &&
+                        (moment.header.sequence != m_noted.header.sequence || m_noted.copied);
         if (const auto name = newest_name(m_now)) {
             moment.name = timeline_name(*name->state.file_name());
             moment.name->copied = name->state.copied;
         }
-        if (!moment.born && !moment.adds_to(m_noted)) return;
+        if (!moment.born && !after_gap && !moment.adds_to(m_noted)) return;
         if (moment.name && moment.name == m_noted.name) {
             moment.name = m_noted.name;
         } else if (moment.name) {

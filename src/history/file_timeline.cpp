@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t most_names = 16;  // of a file that are remembered at once, to come back to
 
 // A record keeps its sequence number and its base record from when it is put to use until it is freed.
-void complete(std::span<file_moment> moments) {
+void complete(std::span<file_moment> moments, bool over_gaps) {
     record_header known;
     const auto take = [&known](file_moment& moment, bool apply) {
         record_header& header = moment.header;
@@ -21,6 +21,7 @@ void complete(std::span<file_moment> moments) {
         known.base = ends ? std::nullopt : moment.header.base;
     };
     for (file_moment& moment : moments) {
+        if (moment.after_gap && !over_gaps) known = {};
         take(moment, !moment.born);
         keep(moment, moment.header.in_use == false);
     }
@@ -33,7 +34,7 @@ void complete(std::span<file_moment> moments) {
                                moments[at + 1].header.sequence == moment.header.sequence;
         if (made_next && moment.what != file_moment::sign::name_removed && moment.header.in_use != false)
             moment.born = true;
-        keep(moment, moment.born || moment.header.in_use == false);
+        keep(moment, moment.born || moment.header.in_use == false || (moment.after_gap && !over_gaps));
     }
 }
 
@@ -80,7 +81,8 @@ void file_timeline::add(std::uint64_t number, std::vector<file_moment>& moments)
     if (!std::ranges::is_sorted(moments, {}, &file_moment::lsn)) {
         std::ranges::stable_sort(moments, {}, &file_moment::lsn);
     }
-    complete(moments);
+    complete(moments, false);
+    if (std::ranges::any_of(moments, &file_moment::after_gap)) complete(moments, true);
     m_numbers[number] = static_cast<std::uint32_t>(m_records.size());
     m_records.push_back({static_cast<std::uint32_t>(m_holders.size()), static_cast<std::uint32_t>(m_files.size())});
     m_moments.clear();

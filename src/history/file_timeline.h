@@ -52,8 +52,9 @@ struct file_moment {
     std::optional<timeline_name> name;
     record_header header;  // sequence number: filled in from the moments around it where they leave no doubt
     sign what = sign::state;
-    bool born = false;    // the record was put to use
-    bool copied = false;  // the sequence number is known by the MFT copy only
+    bool born = false;       // the record was put to use
+    bool after_gap = false;  // the log lacks what came before
+    bool copied = false;     // the sequence number is known by the MFT copy only
 
     // Whether the log says anything of whose record it is.
     bool says_holder() const { return header.sequence || header.in_use == false || header.base; }

@@ -872,6 +872,25 @@ TEST(events, take_no_state_of_a_file_over_a_gap) {
     }
 }
 
+// Where a record was freed and used again in a gap, what comes after it is of the next file that is known.
+TEST(events, take_no_owner_of_a_record_over_a_gap) {
+    for (const bool lost : {false, true}) {
+        log_writer log(64 * 1024);
+        log.add(born({noon, noon, noon, noon}));
+        log.add({.redo_op = 8, .redo = bytes(9000)});
+        const u64 hidden = log.add(standard(32, {0x20}, {0x22}));
+        log.add({.previous = hidden, .redo_op = 27, .undo_op = 1});
+        log.add(went(u64{2} << 48 | 40, root, u"b"));
+        bytes image = log.image();
+        if (lost) lay(image, 5 * 4096, bytes(4096, 0xFF));
+        const memory_file log_file(image);
+        const std::string out = run_captured({"-log", log_file.path(), "-events", "-csv", "-quiet", "-base10",
+                                              "-columns", "event,inode,seq"})
+                                    .out;
+        EXPECT_NE(out.find(lost ? "attributes_set,40,2" : "attributes_set,40,1"), std::string::npos) << out;
+    }
+}
+
 TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
     constexpr u64 last = 1000, other = 1010;
     const auto copy = [](u64 lsn, u64 modified, u64 accessed, const std::u16string& name = u"a", u8 content = 'x') {
