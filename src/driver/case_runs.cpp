@@ -38,13 +38,24 @@ bool is_below(const std::string& piece) {
     return !uni::is_separator(piece.front()) && piece.find("..") == piece.npos && piece.find(':') == piece.npos;
 }
 
+// A text can name any file. One that has no share in a volume, or only with a part, stays what it is by itself.
+bool gives_volume(const disk_image& image, const described_piece& piece, const std::string& path) {
+    uni::file file;
+    const bool whole =
+        !piece.is_flat || !file.open(path, uni::open_mode::read) || file.size() <= piece.end - piece.begin;
+    return whole && std::ranges::any_of(image.volumes, [&piece](const volume_place& volume) {
+               return volume.offset < piece.end &&
+                      piece.begin - std::min(piece.begin, volume.offset) < volume.geometry.size;
+           });
+}
+
 // A set for each volume of an image.
 class image_search {
 public:
     image_search(const logfile_options& options, const run_outputs& outputs, run_findings& findings)
         : m_options(options), m_outputs(outputs), m_findings(findings) {}
 
-    // The pieces of a disk that a text describes may look like disks, so the texts come first. A piece that was
+    // Pieces of a disk that a text describes may look like disks, so the texts come first. A piece that was
     // recognised as a log, an MFT or a journal stays one.
     std::vector<case_set> volumes_of(std::vector<case_set> found) {
         std::vector<std::vector<case_set>> volumes(found.size());
@@ -53,7 +64,7 @@ public:
                 const std::string& path = found[at].image;
                 if (path.empty()) {
                     volumes[at] = {found[at]};
-                } else if (described_pieces(path).empty() != described && !is_piece(path)) {
+                } else if (described_pieces(path).empty() != described && !is_one_of(m_pieces, path)) {
                     open(found[at], volumes[at]);
                 }
             }
@@ -68,27 +79,34 @@ public:
     const std::string& written() const { return m_written; }
 
 private:
-    void add_piece(const std::string& path) {
-        if (const auto file = uni::identify(path)) m_pieces.insert({file->device, file->inode});
-    }
+    using file_set = std::set<std::pair<std::uint64_t, std::uint64_t>>;  // device and inode
 
-    // A file of an image is no image by itself, whatever it begins with.
-    bool is_piece(const std::string& path) const {
+    static void add(file_set& files, const std::string& path) {
+        if (const auto file = uni::identify(path)) files.insert({file->device, file->inode});
+    }
+    static bool is_one_of(const file_set& files, const std::string& path) {
         const auto file = uni::identify(path);
-        return file && m_pieces.contains({file->device, file->inode});
+        return file && files.contains({file->device, file->inode});
     }
 
     void add_pieces(const disk_image& image) {
         const std::string folder = image.path.substr(0, uni::last_name(image.path));
-        if (image.pieces.empty()) std::ranges::for_each(image.files, [this](const auto& path) { add_piece(path); });
-        for (const std::string& piece : image.pieces)
-            if (is_below(piece)) add_piece(folder + piece);
+        if (image.pieces.empty()) {
+            for (const std::string& path : image.files)
+                add(image.volumes.empty() ? m_unused_pieces : m_pieces, path);
+        }
+        for (const described_piece& piece : image.pieces) {
+            if (!is_below(piece.path)) continue;
+            const std::string path = folder + piece.path;
+            add(gives_volume(image, piece, path) ? m_pieces : m_unused_pieces, path);
+        }
     }
 
     void open(const case_set& set, std::vector<case_set>& sets) {
         const disk_image image = open_image(set.image);
         for (const std::string& path : image.files)
             if (m_outputs.hold(path)) m_written = path;
+        if (image.volumes.empty() && is_one_of(m_unused_pieces, set.image)) return;
         if (!image.bytes.source) return say_problem({set.image, image.error}, m_findings);
         add_pieces(image);
         // Many files begin like a disk. A container is an image whatever it holds, and may be damaged.
@@ -105,7 +123,8 @@ private:
     const logfile_options& m_options;
     const run_outputs& m_outputs;
     run_findings& m_findings;
-    std::set<std::pair<std::uint64_t, std::uint64_t>> m_pieces;  // device and inode
+    file_set m_pieces;         // of an image that was opened: no images by themselves, whatever they begin with
+    file_set m_unused_pieces;  // the same without a share in a volume: images only if they hold one by themselves
     std::string m_written;
 };
 
@@ -116,6 +135,11 @@ std::string written_file(const run_outputs& outputs, const case_set& set) {
     files.insert(files.end(), set.journals.begin(), set.journals.end());
     const auto held = std::ranges::find_if(files, [&outputs](const std::string& path) { return outputs.hold(path); });
     return held != files.end() ? *held : std::string();
+}
+
+// What was said of a set, under its name.
+std::string words_of(const case_set& set, const uni::words_kept& kept) {
+    return kept.words().empty() ? std::string() : warning_line("volume", set.name) + kept.words();
 }
 
 using image_map = std::map<std::string, disk_image>;
@@ -176,8 +200,9 @@ std::vector<case_set> left_over(const std::vector<case_set>& spares, const path_
 
 class case_worker {
 public:
-    case_worker(const case_run& run, std::span<const case_set> sets, path_set& used)
-        : m_run(run), m_sets(sets), m_used(used), m_order(run.report_sink, sets.size()) {}
+    // `before`: so many sets are done.
+    case_worker(const case_run& run, std::span<const case_set> sets, path_set& used, std::size_t before = 0)
+        : m_run(run), m_sets(sets), m_used(used), m_before(before), m_order(run.report_sink, sets.size()) {}
 
     bool run() {
         const bool one_by_one = m_run.options.jobs < 2 || m_run.outputs.diags.on();
@@ -245,7 +270,7 @@ private:
         }
         if (findings.unreadable || outcome == set_outcome::failed) m_failed = true;
         if (outcome == set_outcome::reported) m_reported = true;
-        return kept.words().empty() ? std::string() : warning_line("volume", m_sets[turn].name) + kept.words();
+        return words_of(m_sets[turn], kept);
     }
 
     set_outcome report_guarded(std::size_t turn, run_findings& findings) {
@@ -286,14 +311,15 @@ private:
     void show_progress() {
         if (!m_run.options.show_progress) return;
         std::string text = "volumes done: ";
-        append_decimal(text, m_order.ended());
-        append_decimal(text += " of ", m_sets.size());
+        append_decimal(text, m_before + m_order.ended());
+        append_decimal(text += " of ", m_before + m_sets.size());
         uni::status_line(uni::status_width, text);
     }
 
     const case_run& m_run;
     const std::span<const case_set> m_sets;
     path_set& m_used;
+    const std::size_t m_before;
     uni::ordered_output m_order;
     image_map m_images;
     std::atomic<std::size_t> m_next = 0;
@@ -326,7 +352,7 @@ bool find_sets(const logfile_options& options, const run_outputs& outputs, case_
         return false;
     }
     if (found.sets.empty())
-        uni::console_write("no log, MFT, journal or image: " + joined(options.case_paths, '\'') + '\n');
+        uni::console_write(warning_line("no log, MFT, journal or image", joined(options.case_paths, '\'')));
     return !found.sets.empty() && !(options.strict && findings.unreadable);
 }
 
@@ -335,14 +361,14 @@ bool report_case(const case_run& run, const case_contents& found) {
     path_set used;
     const bool reported = case_worker(run, found.sets, used).run();
     const std::vector<case_set> left = left_over(found.spares, used);
-    return case_worker(run, left, used).run() || reported;
+    return case_worker(run, left, used, found.sets.size()).run() || reported;
 }
 
 bool list_case(const case_run& run, const case_contents& found) {
     volume_table table(run.options, run.report_sink);
     bool any = false;
     path_set used;
-    const auto list = [&](const case_set& set) {
+    const auto list_set = [&](const case_set& set) {
         logfile_options options = options_of(run.options, set);
         if (!set.image.empty()) {
             any = list_volumes(options, open_image(set.image), table, run.findings.unreadable) || any;
@@ -352,9 +378,20 @@ bool list_case(const case_run& run, const case_contents& found) {
         const run_context context{options, run.outputs, nothing, run.findings};
         const read_set read = read_inputs_of_set(context, options, set);
         uni::console_write(read.misfits);
+        if (options.strict && !read.misfits.empty()) run.findings.unreadable = true;
+        if (options.have_log && read.stores->log.entries.empty()) say_empty_log(context, *read.stores);
         any = true;
         add_inputs(used, options);
         table.write(describe_set(options, *read.stores));
+    };
+    const auto list = [&](const case_set& set) {
+        std::string words;
+        {
+            const uni::words_kept kept;
+            list_set(set);
+            words = words_of(set, kept);
+        }
+        uni::console_write(words);
     };
     std::ranges::for_each(found.sets, list);
     std::ranges::for_each(left_over(found.spares, used), list);

@@ -9,7 +9,6 @@
 #include "driver/warnings.h"
 #include "format/error_words.h"
 #include "format/number.h"
-#include "format/safe_text.h"
 #include "inputs/read_inputs.h"
 #include "options/warning_line.h"
 #include "portable/console.h"
@@ -22,17 +21,14 @@ namespace {
 
 constexpr std::uint32_t count_level = 2;  // of the diagnostics that show counts
 
-// Tell the operator of a file at hand.
-void say_parsing(const std::string& path) {
-    uni::console_write("trying to parse file: " + path + '\n');
-}
-
 // A path as the operator sees it.
 std::string shown_path(const logfile_options& options, const std::string& path) {
-    if (!options.extended) return path;
-    std::string shown;
-    append_safe_text(shown, path);
-    return shown;
+    return shown_text(path, options.extended);
+}
+
+// Tell the operator of a file at hand.
+void say_parsing(const logfile_options& options, const std::string& path) {
+    uni::console_write("trying to parse file: " + shown_path(options, path) + '\n');
 }
 
 void say_parsing_failed(const logfile_options& options, const std::string& path, std::string_view reason) {
@@ -107,11 +103,11 @@ std::optional<std::string> parse_listed_log(const run_context& run, evidence& st
     if (run.outputs.hold(path)) return "being written by this run";
     if (run.options.extended && is_refused(run.options, warnings_of_listed_file(path))) return "";
     if (!parse_log(stores.log, {path}, run.options)) return error_words(stores.log.open_error);
-    if (stores.log.incomplete) say_reading_failed(run, shown_path(run.options, path));
+    if (stores.log.incomplete) say_reading_failed(run, path);
     if (!run.options.strict && stores.log.entries.empty()) return "no record";
     if (is_refused(run.options, warnings_of_log(stores.log, path, run.options))) return "";
     if (run.options.extended) {
-        const std::string misfit = log_misfit_line(stores.log, shown_path(run.options, path));
+        const std::string misfit = log_misfit_line(stores.log, path);
         uni::console_write(misfit);
         if (run.options.strict && !misfit.empty()) return "";
     }
@@ -125,16 +121,15 @@ bool is_loss(const logfile_options& options, const log_store& log, const std::st
 
 bool parse_and_report(const run_context& run, evidence& stores, const std::string& path) {
     const bool show_progress = run.options.show_progress;
-    const std::string shown = shown_path(run.options, path);
     run.outputs.diags.trace(path);
-    if (show_progress) say_parsing(shown);
+    if (show_progress) say_parsing(run.options, path);
     if (const auto reason = parse_listed_log(run, stores, path)) {
-        if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, shown, *reason);
+        if (show_progress || is_loss(run.options, stores.log, *reason)) say_parsing_failed(run.options, path, *reason);
         return false;
     }
     run.report.write(stores, path);
     log_store_reset(stores.log);
-    if (show_progress) uni::console_write("success: " + shown + '\n');
+    if (show_progress) uni::console_write("success: " + shown_path(run.options, path) + '\n');
     return true;
 }
 
@@ -151,7 +146,7 @@ bool report_all(const run_context& run, path_source&& next_path) {
 }
 
 void say_no_folder(const std::string& path, int error) {
-    uni::console_write(with_reason("prob opening folder: " + path, folder_error_words(error)) + '\n');
+    uni::console_write(with_reason("prob opening folder: " + shown_text(path, true), folder_error_words(error)) + '\n');
 }
 
 // Parses the logs of a list one after another, from the standard input or a directory tree, and reports on each.
@@ -186,7 +181,7 @@ bool multi_run(const run_context& run) {
 bool single_run(const run_context& run) {
     const std::string& path = run.options.log.path;
     evidence stores;
-    if (run.options.show_progress) say_parsing(path);
+    if (run.options.show_progress) say_parsing(run.options, path);
     if (!parse_log(stores.log, run.options.log, run.options)) {
         say_parsing_failed(run.options, path, error_words(stores.log.open_error));
         return false;
@@ -277,6 +272,12 @@ private:
     std::string m_rejected;
 };
 
+// `kind`: of files, of which the set has found none.
+std::string untried_line(std::size_t untried, const std::string& kind, const case_set& set) {
+    if (untried == 0) return {};
+    return warning_line(count_text("not tried: ", untried, " more " + kind + " that may belong to"), set.path());
+}
+
 }  // namespace
 
 read_set read_inputs_of_set(const run_context& run, logfile_options& options, const case_set& set) {
@@ -301,21 +302,29 @@ read_set read_inputs_of_set(const run_context& run, logfile_options& options, co
         if (foreign_journal) journals.reject(misfits.journal);
         if (foreign_mft || foreign_journal) continue;
         read.misfits = mfts.rejected() + journals.rejected() + misfits.lines();
-        if (set.untried != 0 && (!options.have_mft || !options.have_jrnl))
-            read.misfits +=
-                warning_line(count_text("not tried: ", set.untried, " more files that may belong to"), set.path());
+        if (!options.have_mft) read.misfits += untried_line(set.untried_mfts, "MFTs", set);
+        if (!options.have_jrnl) read.misfits += untried_line(set.untried_journals, "journals", set);
         break;
     }
     return read;
+}
+
+void say_empty_log(const run_context& run, const evidence& stores) {
+    const logfile_options& options = run.options;
+    const bool goes_on = options.journal.given() && options.writes_events();
+    const int error = stores.log.open_error;
+    const std::string reason = error != 0 ? error_words(error)
+                               : goes_on  ? "no record; the journal by itself"
+                                          : "no record";
+    say_parsing_failed(options, options.log.path, reason);
+    run.findings.unreadable = true;
 }
 
 // A log without a record costs no more than itself: events can be had of the journal beside it.
 bool drop_empty_log(const run_context& run, logfile_options& options, const evidence& stores) {
     if (!options.have_log || !stores.log.entries.empty() || !options.journal.given() || !options.writes_events())
         return false;
-    const int error = stores.log.open_error;
-    say_parsing_failed(options, options.log.path, error != 0 ? error_words(error) : "no record; the journal by itself");
-    run.findings.unreadable = true;
+    say_empty_log(run, stores);
     options.log = {};
     options.have_log = false;
     return true;

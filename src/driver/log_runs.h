@@ -41,6 +41,9 @@ struct read_set {
 // of `options`, which are the run's; if none does there is none.
 read_set read_inputs_of_set(const run_context& run, logfile_options& options, const case_set& set);
 
+// Says that the log holds no record, or cannot be opened, and notes it.
+void say_empty_log(const run_context& run, const evidence& stores);
+
 enum class set_outcome { reported, failed, nothing };
 // Reports on a set of a case. A failure has been said.
 set_outcome report_set(const run_context& run, logfile_options& options, const case_set& set);

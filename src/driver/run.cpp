@@ -76,10 +76,6 @@ std::string writing_failed(std::string_view target) {
     return std::string("prob writing results file: ").append(target) + '\n';
 }
 
-void say_writing_failed(std::string_view target) {
-    uni::console_write(writing_failed(target));
-}
-
 struct guard_word {
     bool limits_hit::*reached;
     std::string_view word;
@@ -127,16 +123,20 @@ void say_choice(const logfile_options& options, const events_left_out& left_out)
     say_left_out(left_out.not_chosen, choice);
 }
 
-bool open_results(results_file& results) {
+bool open_results(const logfile_options& options, results_file& results) {
     if (results.open()) return true;
-    uni::console_write("prob opening results file: " + results.path() + " for writing\n");
+    const std::string shown = shown_text(results.path(), options.extended);
+    uni::console_write("prob opening results file: " + shown + " for writing\n");
     return false;
 }
 
 // `flushed`: all of it has been written.
-bool finish_results(results_file& results, bool reported, bool flushed) {
+bool finish_results(const logfile_options& options, results_file& results, bool reported, bool flushed) {
     const bool finished = results.finish(reported && flushed);
-    if (!flushed || !finished) say_writing_failed(results.path().empty() ? standard_output : results.path());
+    if (!flushed || !finished) {
+        const std::string shown = shown_text(results.path(), options.extended);
+        uni::console_write(writing_failed(shown.empty() ? standard_output : shown));
+    }
     return flushed && finished;
 }
 
@@ -191,8 +191,8 @@ uni::fileio_output::writing writing_of(const logfile_options& options, const uni
 bool run_with_output(const logfile_options& options, run_outputs& outputs, const std::string& header,
                      const found_inputs& found, run_findings& findings) {
     results_file& results = outputs.results;
-    if (!open_results(results) || (options.writes_page && !open_results(outputs.page)) ||
-        (options.writes_database && !open_results(outputs.database)))
+    if (!open_results(options, results) || (options.writes_page && !open_results(options, outputs.page)) ||
+        (options.writes_database && !open_results(options, outputs.database)))
         return false;
     uni::fileio_output report_sink(results.target(), writing_of(options, results.target()));
     std::optional<page_report> page;
@@ -208,11 +208,12 @@ bool run_with_output(const logfile_options& options, run_outputs& outputs, const
     } catch (const std::bad_alloc&) {
         say_out_of_memory();
     }
-    bool written = finish_results(results, reported, report_sink.flush());
+    bool written = finish_results(options, results, reported, report_sink.flush());
     const std::string limits = limit_words(findings.omitted);
-    if (page && !finish_results(outputs.page, reported, page->finish(limits, findings.left_out))) written = false;
+    if (page && !finish_results(options, outputs.page, reported, page->finish(limits, findings.left_out)))
+        written = false;
     if (database &&
-        !finish_results(outputs.database, reported, !reported || database->finish(limits, findings.left_out)))
+        !finish_results(options, outputs.database, reported, !reported || database->finish(limits, findings.left_out)))
         written = false;
     return written && reported && !findings.unreadable && !findings.unwritten;
 }
@@ -277,8 +278,9 @@ void report_time(std::uint64_t start_ticks, bool profile, diagnostics& diags) {
 }
 
 bool run_guarded(argument_list args) {
-    const bool stdout_is_evidence = is_evidence(uni::standard_output, args);
-    if (is_evidence(uni::standard_error, args)) {
+    const bool extended = is_extended(args);
+    const bool stdout_is_evidence = is_evidence(uni::standard_output, args, extended);
+    if (is_evidence(uni::standard_error, args, extended)) {
         // Not a word may go there; it is said on the other stream if that is free.
         if (!stdout_is_evidence)
             static_cast<void>(uni::write_all(uni::standard_output, writing_failed("standard error")));
@@ -289,7 +291,7 @@ bool run_guarded(argument_list args) {
         return true;
     }
     if (stdout_is_evidence) {
-        say_writing_failed(standard_output);
+        uni::console_write(writing_failed(standard_output));
         return false;
     }
     if (const auto answered = answer(args)) return *answered;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <cstring>
 #include <string_view>
 
@@ -74,7 +75,7 @@ void open_by_library(disk_image& image, image_form form) {
     image.process = std::move(opened.image);
     image.pieces = described_pieces(image.path);
     const std::string folder = image.path.substr(0, uni::last_name(image.path));
-    for (const std::string& piece : image.pieces)
+    for (const auto& [piece, begin, end, is_flat] : image.pieces)
         image.files.push_back(uni::is_separator(piece.front()) ? piece : folder + piece);
 }
 
@@ -130,8 +131,11 @@ void find_volumes(disk_image& image) {
 
 }  // namespace
 
-std::vector<std::string> described_pieces(const std::string& path) {
-    std::vector<std::string> pieces;
+std::vector<described_piece> described_pieces(const std::string& path) {
+    constexpr std::uint64_t sector = 512;                           // bytes
+    constexpr std::uint64_t most_sectors = std::uint64_t{1} << 38;  // of a piece; lines are too few for a sum to wrap
+    std::vector<described_piece> pieces;
+    std::uint64_t covered = 0;  // bytes of the disk
     uni::file file;
     std::vector<std::uint8_t> bytes(longest_description);
     if (!file.open(path, uni::open_mode::read)) return pieces;
@@ -142,10 +146,15 @@ std::vector<std::string> described_pieces(const std::string& path) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
         const std::string_view line = std::string_view(text).substr(at, end - at);
         const std::size_t open = line.find('"'), close = line.rfind('"');
-        const bool is_extent = line.starts_with("RW ") || line.starts_with("RDONLY ");
-        if (is_extent && open != line.npos && close > open + 1)
-            pieces.emplace_back(line.substr(open + 1, close - open - 1));
         at = end + 1;
+        if (!line.starts_with("RW ") && !line.starts_with("RDONLY ") && !line.starts_with("NOACCESS ")) continue;
+        std::uint64_t sectors = 0;
+        std::from_chars(line.data() + line.find(' ') + 1, line.data() + line.size(), sectors);
+        const std::uint64_t begin = covered;
+        covered += std::min(sectors, most_sectors) * sector;
+        if (open != line.npos && close > open + 1)
+            pieces.push_back(
+                {std::string(line.substr(open + 1, close - open - 1)), begin, covered, line.find(" FLAT ") < open});
     }
     return pieces;
 }

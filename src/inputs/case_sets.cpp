@@ -31,8 +31,9 @@ struct found_file {
     std::uint64_t size = 0;
     uni::file_identity identity;
     bool is_link = false;
-    bool taken = false;     // a candidate of some log, or a set
-    bool is_spare = false;  // a candidate of some log
+    std::size_t best_likeness = 0;  // to a log beside it; of a file that was named also to one that was
+    bool taken = false;             // a candidate of some log, or a set
+    bool is_spare = false;          // a candidate of some log
 };
 
 using uni::folder_of;
@@ -214,6 +215,10 @@ public:
         for (auto* const groups : {&m_by_home, &m_by_drive})
             for (auto& [place, group] : *groups)
                 std::ranges::stable_sort(group, std::ranges::greater{}, &found_file::size);
+        for (found_file& file : m_files) {
+            note_likeness(file, files_at(m_by_home, input_kind::log, file.home));
+            if (file.place == found_file::named) note_likeness(file, m_named[input_kind::log]);
+        }
     }
 
     void make() {
@@ -233,6 +238,11 @@ public:
 private:
     using file_list = std::vector<found_file*>;
     using place_map = std::map<std::pair<input_kind, std::string>, file_list>;
+
+    static void note_likeness(found_file& file, const file_list& logs) {
+        for (const found_file* const log : logs)
+            file.best_likeness = std::max(file.best_likeness, likeness(log->path, file.path));
+    }
 
     static const file_list& files_at(const place_map& map, input_kind kind, const std::string& place) {
         static const file_list none;
@@ -273,6 +283,8 @@ private:
         file_list once;
         for (found_file* const file : out)
             if (std::ranges::find(once, file) == once.end()) once.push_back(file);
+        std::ranges::stable_partition(
+            once, [&log](const found_file* file) { return file->best_likeness <= likeness(log.path, file->path); });
         return once;
     }
 
@@ -292,13 +304,14 @@ private:
 
     void add_log(found_file& log) {
         file_list files = candidates(log, input_kind::mft), journals = candidates(log, input_kind::journal);
-        const std::size_t untried = limit(files) + limit(journals);
+        const std::size_t untried_mfts = limit(files), untried_journals = limit(journals);
         case_set made = {.name = log.volume,
                          .log = log.path,
                          .mfts = paths_of(files),
                          .journals = paths_of(journals),
                          .own_name = log.name,
-                         .untried = untried};
+                         .untried_mfts = untried_mfts,
+                         .untried_journals = untried_journals};
         files.insert(files.end(), journals.begin(), journals.end());
         for (found_file* const file : files)
             file->is_spare = file->place != found_file::beside;

@@ -16,7 +16,8 @@ struct case_set {
     std::string image = {};                       // in place of all these
     std::optional<std::uint32_t> partition = {};  // of the image
     std::string own_name = {};                    // of its file, if another set has its name, too
-    std::size_t untried = 0;                      // files that may belong to it, besides these
+    std::size_t untried_mfts = 0;                 // that may belong to it, besides these
+    std::size_t untried_journals = 0;
 
     // What it is in the order of a case.
     const std::string& path() const;
@@ -43,7 +44,7 @@ struct case_contents {
 // An MFT or a journal belongs to a log in the same folder, whose `$Extend` counts as the folder itself; to one of the
 // same drive in a neighbouring folder; or to one below. Where a file was named and not its folder, the files beside it
 // are looked at, too. What fits is found out by reading: here are only candidates, of each kind the eight whose places
-// and names are nearest, and of these the largest first.
+// and names are nearest, and of these the largest first. Those whose path is more like that of another log come last.
 case_contents find_case_sets(const std::vector<std::string>& paths);
 
 }  // namespace kest

@@ -51,8 +51,7 @@ bool add_path_pattern(event_criteria& criteria, std::string_view value) {
     }
     while (path.ends_with('\\'))
         path.pop_back();
-    const std::u32string folded = (whole ? U"" : U"*\\") + uni::folded_text(path);
-    criteria.paths.push_back({folded, folded + U"\\*", folded + U":*"});
+    criteria.paths.push_back((whole ? U"" : U"*\\") + uni::folded_text(path));
     return true;
 }
 

@@ -10,14 +10,6 @@
 
 namespace kest {
 
-// Names of files: the file or folder itself, what lies below it, and its streams. As patterns of characters whose case
-// is folded, with "\" between names.
-struct path_pattern {
-    std::u32string whole;
-    std::u32string below;
-    std::u32string streams;
-};
-
 struct wanted_file {
     std::uint64_t number = 0;
     std::optional<std::uint16_t> sequence;
@@ -26,8 +18,8 @@ struct wanted_file {
 // What options say of events. What is empty says nothing; of several of a kind one is enough.
 struct event_criteria {
     std::optional<std::uint64_t> since, until;  // ticks, both of them within
-    std::vector<path_pattern> paths;
-    argument_list words;  // lower case
+    std::vector<std::u32string> paths;          // patterns of characters whose case is folded, with "\" between names
+    argument_list words;                        // lower case
     std::vector<wanted_file> files;
 };
 

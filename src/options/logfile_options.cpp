@@ -28,8 +28,8 @@ constexpr std::string_view group_titles[] = {
     "Many logs", "Run",    "Program",          "Without effect, for the sake of other tools' command lines"};
 
 // Options of which one run can have but one, and those that only mean something to a list.
-enum class option_set { none, shape, base, list, of_list, of_image, of_case, report, choice };
-constexpr std::size_t set_count = 9;
+enum class option_set { none, shape, base, separator, list, of_list, of_image, of_case, report, choice };
+constexpr std::size_t set_count = 10;
 
 struct option_parse {
     logfile_options& options;
@@ -164,7 +164,7 @@ void set_results_file(option_parse& parse, const std::string& value) {
         !diags_name.empty() && (is_one_file(name, diags_name) || is_one_file(uni::unfinished_path(name), diags_name));
     const guard_rules rules = {parse.args, parse.options.extended};
     if (!of_diagnostics && (replaces ? results.prove(path, rules) : results.prove_new(path, rules))) return;
-    const std::string words = "prob opening file " + path + " for output, aborting";
+    const std::string words = "prob opening file " + shown_text(path, parse.options.extended) + " for output, aborting";
     const int error = name.empty() ? ENOENT : results.open_error();
     refuse(parse, with_reason(words, output_refusal(parse.options, error)) + '\n');
 }
@@ -227,7 +227,8 @@ void set_format(option_parse& parse, std::string& format, const std::string& val
     if (accepted) {
         format = lower_case(value);
     } else {
-        say_value_refused(parse.options, "invalid " + value + ", using default format\n");
+        say_value_refused(parse.options,
+                          "invalid " + shown_text(value, parse.options.extended) + ", using default format\n");
     }
 }
 
@@ -254,14 +255,21 @@ void set_report(option_parse& parse, const std::string&) {
         options.keeps_pages = options.stated_sizes = true;
 }
 
+// What some programs take for the standard output is no name for these.
+template <auto output, bool replaces>
+void set_further_file(option_parse& parse, std::string_view option, const std::string& value) {
+    if (value == "-") return refuse(parse, std::string(option) + " needs a file\n");
+    set_results_file<output, replaces>(parse, value);
+}
+
 void set_page(option_parse& parse, const std::string& value) {
-    set_results_file<&run_outputs::page>(parse, value);
+    set_further_file<&run_outputs::page, true>(parse, "-page", value);
     set_report<report_kind::events>(parse, value);
 }
 
 // What there is in the database follows from the other options.
 void set_database(option_parse& parse, const std::string& value) {
-    set_results_file<&run_outputs::database, false>(parse, value);
+    set_further_file<&run_outputs::database, false>(parse, "-db", value);
 }
 
 void set_content_folder(option_parse& parse, const std::string& value) {
@@ -281,7 +289,7 @@ void set_cluster_size(option_parse& parse, const std::string& value) {
     if (size && is_cluster_size(*size)) {
         options.cluster_size = static_cast<std::uint32_t>(*size);
     } else {
-        say_value_refused(options, "invalid " + value + ", using default cluster size\n");
+        say_value_refused(options, "invalid " + shown_text(value, true) + ", using default cluster size\n");
     }
 }
 
@@ -456,7 +464,8 @@ constexpr option_row option_rows[] = {
      set_of::of_list},
     {"-base10", shape, flag, "", base, set<&o::base16, false>, set_of::base},
     {"-base16", shape, flag, "", base, set<&o::base16>, set_of::base},
-    {"-csv_separator", shape, value, "<text>", "the separator of fields; tab for a tab", set_chosen_separator},
+    {"-csv_separator", shape, value, "<text>", "the separator of fields; tab for a tab", set_chosen_separator,
+     set_of::separator},
     {"-no_whitespace", shape, flag, "", "no padding", remove_whitespace},
     {"-dateformat", shape, value, "<format>", "yyyy-mm-dd, mm/dd/yyyy, ...", set_date_format},
     {"-timeformat", shape, value, "<format>", "hh:mm:ss.xxx: digits of fraction in the details", set_time_format},
@@ -601,12 +610,20 @@ void judge_combinations(option_parse& parse) {
     if (!of_case.empty() && !options.lists_sets()) warn(options, "without a case", joined(of_case, '\''));
     // Of the reports that stand in place of rows one run has but one, and they leave no use to what is about rows.
     argument_list reports = parse.given_of(option_set::report);
+    if (reports.empty() && options.writes_page) reports = {"-page"};
     if (!reports.empty() && options.show_undo) reports.emplace_back("-undo");
     if (!reports.empty() && options.showall_inodes) reports.emplace_back("-showall_inodes");
     warn_of_several(parse, reports);
     if (options.has_lines() && !shows_lines(options.shape) && !options.is_timeline()) {
         warn(options, "no rows in this form", parse.given_of(option_set::shape).back());
     }
+    const argument_list& shapes = parse.given_of(option_set::shape);
+    const bool is_one_text = options.report == report_kind::summary || options.report == report_kind::coverage;
+    if (is_one_text && (options.shape == output_shape::csvl2t || options.shape == output_shape::bodyfile))
+        warn(options, "without effect", shapes.back());
+    const bool has_separator = !options.is_timeline() && options.shape != output_shape::jsonl;
+    if (!has_separator && !parse.given_of(option_set::separator).empty())
+        warn(options, "without effect beside " + shapes.back(), "-csv_separator");
 }
 
 bool writes_one_line_a_row(output_shape shape) {
@@ -693,11 +710,15 @@ void settle(option_parse& parse, bool no_whitespace) {
 
 }  // namespace
 
+bool is_extended(const argument_list& args) {
+    return names_paths(args) || std::ranges::any_of(option_rows, [&args](const option_row& row) {
+               return row.extends && peek_flag(row.name, args, 1);
+           });
+}
+
 bool parse_options(logfile_options& options, run_outputs& outputs, argument_list& args) {
-    options.extended = std::ranges::any_of(
-        option_rows, [&args](const option_row& row) { return row.extends && peek_flag(row.name, args, 1); });
+    options.extended = is_extended(args);
     options.names_paths = names_paths(args);
-    options.extended = options.extended || options.names_paths;
     const bool no_whitespace = peek_flag("-no_whitespace", args, 1);
     if (peek_flag("-provenance", args, 1) || peek_flag("-page", args, 1) || peek_flag("-db", args, 1))
         options.command_line = args;

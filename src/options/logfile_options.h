@@ -96,6 +96,9 @@ struct logfile_options : text_style, row_style, input_settings {
     }
 };
 
+// Whether the arguments make an extended run.
+bool is_extended(const argument_list& args);
+
 // Takes the options out of the list, in a fixed order: so it does not matter in which order they are given, and of two
 // that say the same thing the later one in that order wins. What is left is ignored. The diagnostic file is opened, and
 // the results file is proved: neither is written to yet.

@@ -28,7 +28,7 @@ bool matches(const std::string& path, const std::string& lower_path, const path_
     if (!filter.pattern.empty()) {
         std::string_view subject = lower_path;
         if (std::ranges::none_of(filter.pattern, uni::is_separator)) subject.remove_prefix(uni::last_name(subject));
-        if (uni::matches_pattern(subject, std::string_view(filter.pattern))) return true;
+        if (uni::matches_pattern(subject, filter.pattern)) return true;
     }
     return !filter.signature.empty() && holds_signature(path, filter);
 }

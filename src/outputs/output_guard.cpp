@@ -51,7 +51,7 @@ bool may_be_input(const uni::file_identity& file, std::span<const std::string> l
 
 }  // namespace
 
-bool is_evidence(int descriptor, std::span<const std::string> args) {
+bool is_evidence(int descriptor, std::span<const std::string> args, bool any_evidence) {
     const auto file = uni::stored_file(descriptor);
     if (!file) return false;
     // Before the options are read: what stands after an output option is most likely its value, and may be this very
@@ -61,7 +61,7 @@ bool is_evidence(int descriptor, std::span<const std::string> args) {
         if (at != first && !is_one_of(*std::prev(at), output_options) && uni::identify(*at) == file) return true;
     }
     uni::file again;  // a stream need not be readable
-    return again.open_again(descriptor) && begins_like_evidence(again, false);
+    return again.open_again(descriptor) && begins_like_evidence(again, any_evidence);
 }
 
 bool output_file::close() {

@@ -11,8 +11,8 @@ namespace kest {
 // they are called: a name may come to mean another file at any time.
 
 // Says whether what is open under this number may not be written, since it may become an input or begins like evidence.
-// `args` are all arguments of the run.
-bool is_evidence(int descriptor, std::span<const std::string> args);
+// `args` are all arguments of the run; `any_evidence` as below.
+bool is_evidence(int descriptor, std::span<const std::string> args, bool any_evidence);
 
 // A file of the run's own. One that was made for it goes again unless the run begins.
 struct output_file {

@@ -35,45 +35,20 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-struct case_row {
-    char32_t first, last;  // of upper case
-    char32_t distance;     // to lower case; may wrap
-    char32_t step;         // 2: upper and lower case by turns
-};
-constexpr case_row case_rows[] = {
-    {0x41, 0x5A, 32, 1},    {0xC0, 0xD6, 32, 1},    {0xD8, 0xDE, 32, 1},     {0x100, 0x12E, 1, 2},
-    {0x132, 0x136, 1, 2},   {0x139, 0x147, 1, 2},   {0x14A, 0x176, 1, 2},    {0x178, 0x178, char32_t{0xFF} - 0x178, 1},
-    {0x179, 0x17D, 1, 2},   {0x386, 0x386, 38, 1},  {0x388, 0x38A, 37, 1},   {0x38C, 0x38C, 64, 1},
-    {0x38E, 0x38F, 63, 1},  {0x391, 0x3A1, 32, 1},  {0x3A3, 0x3AB, 32, 1},   {0x3C2, 0x3C2, 1, 1},
-    {0x400, 0x40F, 80, 1},  {0x410, 0x42F, 32, 1},  {0x460, 0x480, 1, 2},    {0x48A, 0x4BE, 1, 2},
-    {0x4C0, 0x4C0, 15, 1},  {0x4C1, 0x4CD, 1, 2},   {0x4D0, 0x52E, 1, 2},    {0x531, 0x556, 48, 1},
-    {0x1E00, 0x1E94, 1, 2}, {0x1EA0, 0x1EFE, 1, 2}, {0xFF21, 0xFF3A, 32, 1},
-};
-
 }  // namespace
 
-char32_t fold_case(char32_t point) {
-    for (const case_row& row : case_rows) {
-        if (point < row.first) break;
-        if (point <= row.last) return (point - row.first) % row.step == 0 ? point + row.distance : point;
-    }
-    return point;
+char32_t take_folded(std::string_view& text) {
+    const std::size_t bytes = utf8_character_bytes(text);
+    const char32_t folded = bytes == 0 ? replacement : fold_case(utf8_character(text, bytes));
+    text.remove_prefix(bytes == 0 ? 1 : bytes);
+    return folded;
 }
 
 std::u32string folded_text(std::string_view text) {
     std::u32string folded;
     folded.reserve(text.size());
-    while (!text.empty()) {
-        const char first = text.front();
-        if (static_cast<unsigned char>(first) < 0x80) {
-            folded += static_cast<char32_t>(first >= 'A' && first <= 'Z' ? first - 'A' + 'a' : first);
-            text.remove_prefix(1);
-            continue;
-        }
-        const std::size_t bytes = utf8_character_bytes(text);
-        folded += bytes == 0 ? replacement : fold_case(utf8_character(text, bytes));
-        text.remove_prefix(bytes == 0 ? 1 : bytes);
-    }
+    while (!text.empty())
+        folded += take_folded(text);
     return folded;
 }
 

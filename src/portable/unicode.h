@@ -43,6 +43,9 @@ char32_t utf8_character(std::string_view text, std::size_t bytes);
 // full-width letters: NTFS takes these for the same in names. Other characters stay.
 char32_t fold_case(char32_t point);
 
+// The first character of a text, folded, which moves past it; U+FFFD for a byte that belongs to none.
+char32_t take_folded(std::string_view& text);
+
 // The characters of a text, folded; a byte that belongs to none becomes U+FFFD.
 std::u32string folded_text(std::string_view text);
 

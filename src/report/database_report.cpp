@@ -45,8 +45,10 @@ SELECT gone.number, made.time AS created, gone.time AS deleted, gone.clock, gone
    AND coalesce(made.state, '') <> 'undone' AND coalesce(gone.state, '') <> 'undone'
    AND gone.time_ticks - made.time_ticks BETWEEN 0 AND 6000000000)",
     R"(CREATE VIEW file_names AS
-SELECT volume, inode, seq, count(DISTINCT path) AS names, json_group_array(DISTINCT path) AS paths FROM events
- WHERE seq IS NOT NULL AND path IS NOT NULL GROUP BY volume, inode, seq HAVING count(DISTINCT path) > 1)",
+WITH named AS (SELECT volume, inode, seq, substr(path, 1, instr(path || ':', ':') - 1) AS path FROM events
+ WHERE seq IS NOT NULL AND path IS NOT NULL)
+SELECT volume, inode, seq, count(DISTINCT path) AS names, json_group_array(DISTINCT path) AS paths FROM named
+ GROUP BY volume, inode, seq HAVING count(DISTINCT path) > 1)",
     R"(CREATE VIEW set_times AS
 SELECT number, time, not_after, clock, event, state, path, details->>'$.before.created' AS created_before,
        details->>'$.after.created' AS created_after, details->'$.before' AS before, details->'$.after' AS after, volume

@@ -6,7 +6,6 @@
 
 #include "events/system_areas.h"
 #include "options/warning_line.h"
-#include "portable/unicode.h"
 #include "report/event_words.h"
 
 namespace kest {
@@ -64,38 +63,6 @@ std::string words_on_kinds(const event_selection& selection) {
 }
 
 }  // namespace
-
-path_matcher::path_matcher(const std::vector<path_pattern>& patterns) {
-    for (const path_pattern& pattern : patterns) {
-        for (const std::u32string* const form : {&pattern.whole, &pattern.below, &pattern.streams})
-            m_patterns.emplace_back(*form);
-    }
-}
-
-bool path_matcher::matches(std::string_view path) {
-    // As patterns have it: from the root on, or from what is known of it.
-    constexpr std::string_view root = "[root]";
-    if (path.starts_with(root)) path.remove_prefix(root.size());
-    if (path.empty() || m_patterns.empty()) return false;
-    const std::size_t name = path.rfind('\\') + 1;  // no folder: npos + 1 is 0
-    enter_folder(path.substr(0, name));
-    m_text.resize(m_folder_length);
-    m_text += uni::folded_text(path.substr(name));
-    return std::ranges::any_of(m_in_folder, [this](pattern_walk walk) {
-        walk.advance(m_text);
-        return walk.matches();
-    });
-}
-
-void path_matcher::enter_folder(std::string_view folder) {
-    if (folder == m_folder && !m_in_folder.empty()) return;
-    m_folder = folder;
-    m_text = uni::folded_text(folder);
-    m_folder_length = m_text.size();
-    m_in_folder = m_patterns;
-    for (pattern_walk& walk : m_in_folder)
-        walk.advance(m_text);
-}
 
 event_choice::event_choice(const logfile_options& options)
     : m_options(options),

@@ -7,7 +7,7 @@
 
 #include "events/event.h"
 #include "options/logfile_options.h"
-#include "portable/wildcard.h"
+#include "report/path_matcher.h"
 
 namespace kest {
 
@@ -19,26 +19,6 @@ struct events_left_out {
         of_system += more.of_system;
         not_chosen += more.not_chosen;
     }
-};
-
-// Says which paths match some pattern. Files of one folder come together: what its path leaves of the patterns is kept.
-class path_matcher {
-public:
-    // The patterns must outlive it.
-    explicit path_matcher(const std::vector<path_pattern>& patterns);
-
-    bool matches(std::string_view path);
-
-private:
-    using pattern_walk = uni::pattern_walk<char32_t>;
-
-    void enter_folder(std::string_view folder);
-
-    std::vector<pattern_walk> m_patterns;
-    std::string m_folder;                   // of the last path, with the separator
-    std::vector<pattern_walk> m_in_folder;  // patterns after that
-    std::u32string m_text;                  // the last path, its case folded
-    std::size_t m_folder_length = 0;        // characters in it
 };
 
 // Which events are shown, by what the options say of them. Where an event's time or file is not wholly known, what it

@@ -126,7 +126,10 @@ std::vector<field_title> titles_of_events() {
 
 event_lines::event_lines(const logfile_options& options, std::string_view log_path,
                          const field_list<event_line>& chosen, details_notation notation, field_sink& out)
-    : m_out(out), m_fields(chosen), m_details(make_details(notation, options, true)) {
+    : m_out(out),
+      m_fields(chosen),
+      m_of_several(options.lists_sets() || options.lists_logs()),
+      m_details(make_details(notation, options, true)) {
     append_safe_text(m_log, log_path);
     append_safe_text(m_journal, options.journal.path);
     append_safe_text(m_volume, volume_of(options, log_path));
@@ -135,7 +138,7 @@ event_lines::event_lines(const logfile_options& options, std::string_view log_pa
 void event_lines::write(const event& shown) {
     m_details->clear();
     write_event_details(*m_details, shown);
-    write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details->text()});
+    write_line(m_out, m_fields, {shown, m_log, m_journal, m_volume, m_details->text(), m_of_several});
 }
 
 }  // namespace kest

@@ -17,6 +17,7 @@ struct event_line {
     std::string_view journal;
     std::string_view volume;
     std::string_view details;
+    bool of_several;  // the run may be on several volumes
 };
 
 // The fields of an event, in order.
@@ -44,6 +45,7 @@ private:
     std::string m_log;
     std::string m_journal;
     std::string m_volume;
+    const bool m_of_several;
     const std::unique_ptr<details_writer> m_details;
 };
 

@@ -50,6 +50,8 @@ std::vector<field_title> titles_of_lines(report_kind report) {
 
 std::string volume_of(const logfile_options& options, std::string_view log_path) {
     if (!options.volume.empty()) return options.volume;
+    // Tables are joined by it, and one folder may hold the logs of several volumes.
+    if (options.writes_database && options.lists_logs()) return std::string(log_path);
     return std::string(uni::folder_of(log_path.empty() ? options.journal.path : log_path));
 }
 

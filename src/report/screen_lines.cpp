@@ -10,7 +10,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::size_t clock_width = 10, event_width = 18, state_width = 6;  // bytes
+constexpr std::size_t clock_width = 10, event_width = 21, state_width = 6;  // bytes
 
 bool wants_colours() {
     return uni::environment_value("NO_COLOR").value_or("").empty() && uni::environment_value("TERM") != "dumb";

@@ -89,12 +89,17 @@ void append_body_text(std::string& out, std::string_view text) {
 
 void write_body_name(sink& out, const line& of) {
     std::string& text = out.begin_text();
+    if (of.of_several) {
+        append_body_text(text, of.volume);
+        text += ": ";
+    }
     if (!of.shown.old_path.empty()) {
         append_body_text(text, of.shown.old_path);
         text += " -> ";
     }
     append_body_text(text, of.shown.path);
-    text += text.empty() ? "(" : " (";
+    const bool has_path = !of.shown.path.empty() || !of.shown.old_path.empty();
+    text += has_path ? " (" : "(";
     append_aside(text, of.shown);
     text += ')';
     out.end_text();

@@ -187,6 +187,27 @@ TEST_F(one_case, finds_what_belongs_together_by_names_first) {
     EXPECT_EQ(run(of_files).out == expected(with(log_given, mft_given)), true);
 }
 
+// Whatever a text claims; and what a list says of a log is what a report does.
+TEST_F(one_case, keeps_what_others_claim) {
+    put("disk.dd", text_of(pack(partition_table({{63, 2401}}), at{63 * 512}, volume_image{}.image())));
+    for (const char* sectors : {"1", "100"}) {
+        put("n.vmdk",
+            "# Disk DescriptorFile\nversion=1\nCID=12345678\nparentCID=ffffffff\n"
+            "createType=\"monolithicFlat\"\nRW " +
+                std::string(sectors) + " FLAT \"disk.dd\" 0\n");
+        EXPECT_NE(names().find("disk.dd:1\n"), std::string::npos) << sectors;
+    }
+    std::filesystem::remove_all(m_folder.at("c"));
+    for (char other = 'a'; other < 'k'; ++other)
+        put(std::string(1, other) + "_MFT", foreign_mft());
+    put("z/$LogFile", std::string(65'536, '\0'));
+    put("y_LogFile", log_file);
+    const captured_run ran = run({"-list", "-quiet"});
+    EXPECT_EQ(ran.status, -1);
+    EXPECT_NE(ran.err.find("z/$LogFile (no record)\n"), std::string::npos) << ran.err;
+    EXPECT_NE(ran.err.find("not tried: 2 more MFTs that"), std::string::npos) << ran.err;
+}
+
 TEST_F(one_case, writes_no_evidence) {
     put("a/$LogFile", log_file);
     put("b/$LogFile", std::string(65'536, '\0'));  // nothing but its name says what it is

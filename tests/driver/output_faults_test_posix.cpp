@@ -292,6 +292,10 @@ TEST(output_faults, evidence_is_not_written) {
     char event[4096];
     EXPECT_EQ(::read(watch, event, sizeof event), -1);  // none
     ::close(watch);
+    for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {  // the arguments do not name it
+        const auto append = [&, standard] { put_on(standard, journal, O_WRONLY | O_APPEND); };
+        EXPECT_EQ(run_prepared({"-log", log, "-events", "-quiet"}, append).status, 255);
+    }
     for (const char* option : {"-quiet", "-sqlite"}) {  // which is refused, behind a header on the standard output
         for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
             for (const std::string& path : {log, journal})

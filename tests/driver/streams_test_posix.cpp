@@ -173,8 +173,8 @@ TEST(screen, has_few_columns_and_colours) {
         return text;
     };
     const std::string plain =
-        "time                     clock       event               state   path\r\n"
-        "2026-03-16 09:11:13.388  journal     moved               done    <unk_path>\\bundle.zip -> "
+        "time                     clock       event                  state   path\r\n"
+        "2026-03-16 09:11:13.388  journal     moved                  done    <unk_path>\\bundle.zip -> "
         "<unk_path>\\holiday.jpg\r\n";
     EXPECT_NE(shown({}, "1").find(plain), std::string::npos);
     EXPECT_NE(shown({}, "").find("journal     \x1b[36mmoved "), std::string::npos);

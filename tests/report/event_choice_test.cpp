@@ -3,9 +3,12 @@
 #include <map>
 #include <random>
 
+#include "format/ascii_text.h"
 #include "options/option_values.h"
 #include "portable/unicode.h"
+#include "portable/wildcard.h"
 #include "report/frequency_table.h"
+#include "report/path_matcher.h"
 #include "support/made_run.h"
 
 namespace kest {
@@ -135,6 +138,37 @@ TEST(parse_iso_time, takes_what_is_named_to_its_end) {
 
 TEST(fold_case, is_of_letters_with_one_partner) {
     EXPECT_EQ(uni::folded_text("AZ[`ÀÞ×ŒŸŽΌΣςЀӀӁЯЁՖẞＺ\xFF"), U"az[`àþ×œÿžόσσѐӏӂяёֆẞｚ\uFFFD");
+    EXPECT_EQ(uni::folded_text("ȚȘǍƁǄǅǆȀƐȺɃϾͲἌἍὙῼᾼΆꙀꙁꚚⱾꞍıµ"),
+              U"țșǎɓǆǆǆȁɛⱥƀͼͳἄἅὑῳᾳάꙁꙁꚛȿɥıµ");
+}
+
+// The same as one pattern after another, for the path, what lies below and streams; folders come back in any order.
+TEST(path_matcher, agrees_with_one_pattern_at_a_time) {
+    std::mt19937 chance(7);
+    const auto any_text = [&chance](std::string_view characters, std::size_t most) {
+        std::string text(chance() % most, ' ');
+        std::ranges::generate(text, [&] { return characters[chance() % characters.size()]; });
+        return text;
+    };
+    std::size_t matching = 0;
+    for (int turn = 0; turn < 300; ++turn) {
+        texts patterns(chance() % 40);
+        std::vector<std::u32string> folded;
+        for (std::string& pattern : patterns)
+            folded.push_back(uni::folded_text(pattern = any_text("abab\\:*?", 12)));
+        path_matcher matcher(folded);
+        for (int more = 0; more < 40; ++more) {
+            const std::string path = any_text("abABab\\\\:?", 24), lower = lower_case(path);
+            const bool expected = !path.empty() && std::ranges::any_of(patterns, [&lower](const std::string& pattern) {
+                return uni::matches_pattern(lower, pattern) || uni::matches_pattern(lower, pattern + "\\*") ||
+                       uni::matches_pattern(lower, pattern + ":*");
+            });
+            EXPECT_EQ(matcher.matches(path), expected) << path << ' ' << ::testing::PrintToString(patterns);
+            matching += expected;
+        }
+    }
+    EXPECT_GT(matching, 1000u);
+    EXPECT_LT(matching, 11000u);
 }
 
 TEST(frequency_table, names_the_most_frequent) {
