@@ -214,10 +214,10 @@ void row_writer::put_value(std::size_t column, std::string_view value, bool led_
     end_value(begin, put_text(at, value));
 }
 
-// The same for a value that may hold what has to be kept out of it, or is long.
+// The same for a value that may hold what has to be kept out of it, or is long. A long one is quoted unsearched.
 void row_writer::put_searched(std::size_t column, std::string_view value, bool led_by_blank) {
     const column_form& form = m_forms[column];
-    const bool quoted = m_style.quotes && needs_quotes(value);
+    const bool quoted = m_style.quotes && (value.size() > most_in_place || needs_quotes(value));
     value = marked(form, value);
     const bool wide = value.size() > most_in_place;
     char* const begin = begin_value(column, 1 + (quoted || wide ? 0 : value.size()));

@@ -81,6 +81,7 @@ TEST(result_row, quotes_where_needed) {
         {"; ", "a; b", "\"a; b\""},
         {"\t", "a\tb,", "\"a\tb,\""},
         {",", wide, '"' + wide + wide + '"'},
+        {",", std::string(65'537, 'x'), '"' + std::string(65'537, 'x') + '"'},
     };
     for (const auto& [separator, text, written] : rows) {
         const row_style style{
