@@ -12,8 +12,8 @@ namespace uni {
 
 inline constexpr std::size_t large_page = std::size_t{2} << 20;  // bytes
 
-// Memory of `size` bytes; null if there is none. That of some megabytes asks the system for large pages, which are much
-// cheaper to come by than many small ones.
+// Memory of `size` bytes; null if there is none. That of a megabyte or more asks the system for large pages, which are
+// much cheaper to come by than many small ones.
 void* allocate_pages(std::size_t size);
 void free_pages(void* memory, std::size_t size);  // with the size that was asked for
 

@@ -11,18 +11,19 @@ namespace uni {
 namespace {
 
 bool comes_in_large_pages(std::size_t size) {
-    return size >= large_page && size <= SIZE_MAX - large_page;
+    return size >= large_page / 2 && size <= SIZE_MAX - large_page;
 }
 
 }  // namespace
 
-// What is left after the last whole large page comes in small ones: most of a large one might never be needed.
+// What is left after the last whole large page comes in small ones if it is less than half of one: the rest of it might
+// never be needed.
 void* allocate_pages(std::size_t size) {
     if (!comes_in_large_pages(size)) return ::operator new(size, std::nothrow);
     const std::size_t whole = (size + large_page - 1) / large_page * large_page;
     void* const memory = ::operator new (whole, std::align_val_t{large_page}, std::nothrow);
     // A wish: the system may not have any.
-    if (memory != nullptr) ::madvise(memory, size / large_page * large_page, MADV_HUGEPAGE);
+    if (memory != nullptr) ::madvise(memory, (size + large_page / 2) / large_page * large_page, MADV_HUGEPAGE);
     return memory;
 }
 
