@@ -75,6 +75,7 @@ void combine(const run_context& run, evidence& stores) {
     const auto unique = static_cast<std::size_t>(std::ranges::count(merged, true, &merged_record::unique));
     merge_journal_data(stores, merged, options, run.outputs.diags);
     stores.log.journal_records = {};
+    stores.log.journal_files.clear();
     const std::string found = count_text("found ", count, " mft entries [logfile-usnjrnl], ");
     run.outputs.diags.print(count_level, count_text(found, unique, " were unique"));
     if (unique == 0) return;

@@ -93,7 +93,7 @@ public:
 private:
     format_flags m_flags;
     std::uint64_t m_ticks = 0;
-    std::size_t m_date_size = 0;  // of the text as far as the clock; 0: no calendar form
+    std::size_t m_date_size = 0;  // of the text as far as the clock
     std::size_t m_size = 0;
     std::array<char, 40> m_text{};
 };

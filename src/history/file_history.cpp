@@ -338,8 +338,8 @@ private:
     // The copy is what the step found.
     bool copy_holds_before(std::size_t at) const { return at == m_copy_at && !m_steps[at].after_gap; }
 
-    // What is known was forgotten; the steps from here on say something of it yet. All recoveries together go over no
-    // more steps than the log has, beyond a few.
+    // What is known was forgotten; the steps from here on say something of it yet. All recoveries of a half together go
+    // over no more steps than the log has, beyond a few.
     void recover(std::size_t at) {
         constexpr unsigned most = 4;
         if (++m_recoveries > most || m_end - at > m_recoverable) return;
@@ -453,7 +453,7 @@ private:
     std::size_t m_end = 0;       // of the piece at hand
     bool m_ends_at_gap = false;
     unsigned m_recoveries = 0;                        // in it
-    std::size_t m_data_left = std::size_t{63} << 20;  // bytes, of all file records
+    std::size_t m_data_left = std::size_t{63} << 20;  // bytes, of all file records of a half
     std::size_t m_recoverable;                        // steps that recoveries may still go over
     std::uint32_t m_transaction = 0;
     turn m_turn{replayed_record(0)};

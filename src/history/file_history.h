@@ -13,6 +13,7 @@
 #include "logfile/volume_geometry.h"
 #include "mft/inode_collection.h"
 #include "operations/log_facts.h"
+#include "portable/prefetch.h"
 
 namespace kest {
 

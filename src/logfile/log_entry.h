@@ -106,6 +106,7 @@ private:
           undo_op(packed(header().get(record_layout::undo_op)) & no_operation) {}
 
     static std::uint64_t address_of(const std::uint8_t* record) {
+        static_assert(sizeof record == sizeof(std::uint64_t));
         const std::uint64_t address = std::bit_cast<std::uintptr_t>(record);
         if (address > highest_address) throw std::bad_alloc();
         return address;
@@ -121,8 +122,9 @@ private:
     std::uint64_t m_spanned : 1;
 
 public:
-    std::uint16_t redo_op : 7;
-    std::uint16_t undo_op : 7;
+    // Of the address's type, as some compilers pack no others with it.
+    std::uint64_t redo_op : 7;
+    std::uint64_t undo_op : 7;
     static constexpr std::uint16_t no_operation = 0x7F;
 };
 

@@ -27,6 +27,7 @@ public:
 
 private:
     static constexpr std::size_t block_size = std::size_t{4} << 20;  // bytes
+    static_assert(block_size % uni::large_page == 0, "large pages begin at multiples of the size of a log page");
 
     std::vector<uni::byte_block> m_blocks;
     std::size_t m_used = block_size;  // bytes of the last one

@@ -54,7 +54,7 @@ struct chain_head {
 struct log_page {
     std::uint64_t file_offset = 0;
     uni::byte_view bytes;
-    std::uint8_t torn = 0;  // `torn_sectors`
+    std::uint8_t torn = 0;  // `torn_sectors`; none where these are kept
 
     bool has_torn_header() const { return is_torn(torn, 0, page_layout::records_begin); }
 };

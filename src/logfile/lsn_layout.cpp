@@ -143,13 +143,14 @@ std::optional<lsn_layout> find_layout(const log_store& log) {
 std::uint64_t count_copied_pages(const log_store& log, const lsn_layout& layout) {
     std::uint64_t copies = 0;
     std::uint64_t lsn_at_end = 0;  // of the log's last page
-    if (!log.record_pages.empty() && log.record_pages.back().file_offset + log_page_size == layout.log_size) {
+    if (!log.record_pages.empty() && !log.record_pages.back().has_torn_header() &&
+        log.record_pages.back().file_offset + log_page_size == layout.log_size) {
         lsn_at_end = log.record_pages.back().bytes.get(page_layout::last_lsn);
     }
     for (const log_page& page : log.record_pages) {
         const std::uint64_t number = page.file_offset / log_page_size;
         if (number >= copies_end) break;
-        if (number < first_tail) continue;
+        if (number < first_tail || page.has_torn_header()) continue;
         // In its own page the LSN is of a record that begins in the page or before it, and goes on there.
         const std::uint64_t lsn = page.bytes.get(page_layout::last_lsn);
         const bool own = number >= first_record_pages[0] && (layout.offset(lsn) < page.file_offset + log_page_size ||

@@ -211,7 +211,8 @@ bool scan_page(log_store& store, std::span<std::uint8_t> page, std::uint64_t pag
     }
     if (!is_record_page(page)) return false;  // foreign or damaged: the next page may be sound
     if (store.keeps_pages) {
-        const std::uint8_t torn = torn_sectors(page, uni::byte_view(page).get(page_layout::usa_offset));
+        const std::uint16_t array_offset = uni::byte_view(page).get(page_layout::usa_offset);
+        const std::uint8_t torn = store.keeps_torn ? 0 : torn_sectors(page, array_offset);
         store.record_pages.push_back({page_offset, page, torn});
     }
     apply_fixups(page, record_usa_begin);

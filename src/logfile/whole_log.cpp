@@ -310,7 +310,7 @@ void attempt(log_store& store, step&& taken) {
 }  // namespace
 
 void complete_log(log_store& store) {
-    if (!store.keeps_torn) leave_out_torn_sectors(store);
+    leave_out_torn_sectors(store);
     if (const auto layout = find_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
     attempt(store, [&] { keep_journal_records(store); });
     attempt(store, [&] {

@@ -104,7 +104,7 @@ void index_mft_record(mft_index& index, inode_record& record, std::uint32_t posi
         index.run_map.push_back({run.lcn, run.clusters, static_cast<std::uint32_t>(inode)});
     }
     record.further.made().index_runs = {};
-    if (record.further->base_records.empty()) record.further.clear();
+    if (record.further->base_records.empty() && record.further->alt_name.empty()) record.further.clear();
 }
 
 // Kept: the lowest run answers for what lies inside it or just after it, but not for its own first cluster; and

@@ -11,6 +11,7 @@
 #include "logfile/transaction_states.h"
 #include "mft/record_view.h"
 #include "operations/record_fact.h"
+#include "portable/prefetch.h"
 
 namespace kest {
 

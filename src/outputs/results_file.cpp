@@ -104,8 +104,14 @@ bool results_file::take_name() {
     const uni::signals_held held;
     const bool replaces = m_named.file.is_open();
     const uni::file_identity replaced = m_named.file.identity();
-    m_named.file.close();  // not every system replaces what is open
-    const bool named = m_is_new ? uni::name_new(m_beside_path, m_name) : uni::replace_name(m_beside_path, m_name);
+    const auto give_name = [this] {
+        return m_is_new ? uni::name_new(m_beside_path, m_name) : uni::replace_name(m_beside_path, m_name);
+    };
+    bool named = give_name();
+    if (!named) {
+        m_named.file.close();  // not every system replaces what is open
+        named = give_name();
+    }
     if (!named) {
         const bool again = replaces && m_named.file.open(m_name, uni::open_mode::create);
         return again && m_named.file.identity() == replaced && copy_to_named();

@@ -65,7 +65,11 @@ private:
     }
     large_vector<value>& block_with_room() {
         if (m_further.empty() && m_first.size() < m_first.capacity()) return m_first;
-        if (m_further.empty() || m_further.back().size() == in_block) m_further.emplace_back().reserve(in_block);
+        if (m_further.empty() || m_further.back().size() == in_block) {
+            large_vector<value> block;
+            block.reserve(in_block);
+            m_further.push_back(std::move(block));
+        }
         return m_further.back();
     }
 

@@ -99,17 +99,25 @@ bool fileio_output::hand_over() {
         if (!bytes) return false;
         m_handed_over = {std::move(bytes), put_area};
     }
+    // What is thrown while it is written leaves it as not taken.
+    const std::function<void()> body = [this] { m_taken = m_target({m_handed_over.bytes.get(), m_handed_size}); };
     std::swap(m_pending, m_handed_over);
-    const std::string_view text(m_handed_over.bytes.get(), std::exchange(m_used, 0));
+    m_handed_size = std::exchange(m_used, 0);
+    m_taken = false;
     const signals_held held;  // from the thread: the main one holds them where it must
-    m_thread.emplace([this, text] { m_taken = m_target(text); });
+    m_thread.emplace(body);
     return true;
 }
 
 void fileio_output::await_thread() {
     if (!m_thread) return;
-    m_thread->wait();
-    m_thread.reset();
+    std::optional<kest::portable_thread> thread = std::exchange(m_thread, std::nullopt);
+    try {
+        thread->wait();
+    } catch (...) {
+        m_good = false;
+        throw;
+    }
     m_good = m_good && m_taken;
 }
 

@@ -183,7 +183,8 @@ private:
     area m_pending = make_area(put_area);
     std::size_t m_used = 0;  // of `m_pending`
     bool m_good = true;
-    area m_handed_over;   // what the thread writes
+    area m_handed_over;  // what the thread writes
+    std::size_t m_handed_size = 0;
     bool m_taken = true;  // by the target
     std::optional<kest::portable_thread> m_thread;
 };

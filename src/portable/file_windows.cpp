@@ -135,7 +135,8 @@ bool replace_open_name(const std::wstring& from, const std::wstring& to) {
 // only other colon.
 bool is_stream_name(const std::wstring& path) {
     constexpr std::size_t drive = 2, verbatim_drive = 6;  // characters, to their colons
-    return path.find(L':', path.starts_with(L"\\") ? verbatim_drive : drive) != path.npos;
+    const bool verbatim = path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\");
+    return path.find(L':', verbatim ? verbatim_drive : drive) != path.npos;
 }
 
 // What is asked of a stretch of a file: where the first data in it begin, and end.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace uni {
@@ -11,7 +12,11 @@ template <class value>
 class kept_values {
 public:
     const value& keep(const value& kept) {
-        if (m_blocks.empty() || m_blocks.back().size() == in_block) m_blocks.emplace_back().reserve(in_block);
+        if (m_blocks.empty() || m_blocks.back().size() == in_block) {
+            std::vector<value> block;
+            block.reserve(in_block);
+            m_blocks.push_back(std::move(block));
+        }
         return m_blocks.back().emplace_back(kept);
     }
 

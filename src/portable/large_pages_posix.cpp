@@ -11,7 +11,7 @@ namespace uni {
 namespace {
 
 bool comes_in_large_pages(std::size_t size) {
-    return size >= large_page / 2 && size <= SIZE_MAX - large_page;
+    return size > large_page / 2 && size <= SIZE_MAX - large_page;
 }
 
 }  // namespace

@@ -54,7 +54,8 @@ record_page plain(u64 page, u64 round) {
 
 // What is in a log of such pages beside plain ones: round, page and offset that each LSN states, and of a record over a
 // page end whether its bytes are its own. Some sectors, known by their offsets, end in another number than their page.
-std::string completed(const std::map<u64, record_page>& pages, bool with_restart_page, std::vector<u64> torn = {}) {
+std::string completed(const std::map<u64, record_page>& pages, bool with_restart_page, std::vector<u64> torn = {},
+                      bool keeps_torn = false) {
     bytes log(pages_in_log * 4096, 0xFF);
     const restart_page stated{.current_lsn = 1, .file_size = log.size(), .sequence_bits = 64 - place_bits};
     if (with_restart_page) lay(log, 0, stated.image());
@@ -66,6 +67,7 @@ std::string completed(const std::map<u64, record_page>& pages, bool with_restart
         log[sector + 510] ^= 1;
     log_store store;
     store.keeps_pages = true;
+    store.keeps_torn = keeps_torn;
     scan_buffer(store, std::span(log));
     complete_log(store);
     std::string text;
@@ -153,6 +155,8 @@ TEST(complete_log, nothing_is_taken_from_torn_sectors) {
     };
     for (const auto& [what, pages, torn, expected] : rows)
         EXPECT_EQ(completed(pages, true, torn), expected) << what;
+    EXPECT_EQ(completed({{40, two}}, true, {page, page + 512}, true), "2/40:64 2/40:664")
+        << "rows have them all the same";
 }
 
 // The bundled sample, turned to each page of its ring: rows and events are the same but for LSNs and offsets.

@@ -89,13 +89,16 @@ TEST(block_vector, keeps_values_where_they_are) {
     uni::block_vector<std::uint64_t> values;
     values.reserve(3);
     const std::uint64_t* const first = &values.push_back(0);
+    const std::uint64_t* later = nullptr;
     for (std::uint64_t value = 1; value < 300'000; ++value) {
         values.push_back(~value);
         values.pop_back();
         values.push_back(value);
         ASSERT_EQ(std::pair(values.size(), values[value]), std::pair(value + 1, value));
+        if (value == 200'000) later = &values[value];
     }
-    EXPECT_TRUE(&values[0] == first && std::ranges::is_sorted(std::vector(values.begin(), values.end())));
+    EXPECT_TRUE(&values[0] == first && &values[200'000] == later &&
+                std::ranges::is_sorted(std::vector(values.begin(), values.end())));
 }
 
 }  // namespace
