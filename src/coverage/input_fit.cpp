@@ -20,12 +20,12 @@ constexpr std::string_view fits = "fits";
 constexpr std::size_t most_samples = 64;  // of a journal file's records
 
 bool targets_file_record(const log_entry& entry) {
-    return entry.of_client() && target_of(entry.redo_op) == operation_target::file_record;
+    return entry.of_client() && target_of(entry.redo_op()) == operation_target::file_record;
 }
 
 // Such a record has journal records beside it wherever the volume has a journal.
 bool makes_file(const log_entry& entry) {
-    return entry.redo_op == operation_code::initialize_file_record_segment && entry.of_client() &&
+    return entry.redo_op() == operation_code::initialize_file_record_segment && entry.of_client() &&
            exact_redo(entry).get(file_record_layout::signature) == file_record_layout::file_signature;
 }
 

@@ -72,7 +72,7 @@ private:
 std::vector<logged_usn> logged_journal_records(const log_store& log) {
     std::vector<logged_usn> found;
     for (const log_entry& entry : log.entries) {
-        if (entry.redo_op != operation_code::update_nonresident_value) continue;
+        if (entry.redo_op() != operation_code::update_nonresident_value) continue;
         const record_fact fact = proved_fact(entry, log.geometry);
         if (fact.kind != fact_kind::journal_record) continue;
         const usn_record record = *read_usn_record(fact.data);

@@ -21,8 +21,8 @@ constexpr uni::field<std::uint32_t> first_bit{0};  // from the block on that the
 constexpr uni::field<std::uint32_t> bit_count{4};
 
 bool writes_bits(const log_entry& entry) {
-    return entry.redo_op == operation_code::set_bits_in_nonresident_bit_map ||
-           entry.redo_op == operation_code::clear_bits_in_nonresident_bit_map;
+    return entry.redo_op() == operation_code::set_bits_in_nonresident_bit_map ||
+           entry.redo_op() == operation_code::clear_bits_in_nonresident_bit_map;
 }
 
 // Where the bitmap that a record writes to would begin, if it was in one piece.
@@ -127,7 +127,7 @@ void cluster_uses::read_bitmap(extent_list& given) {
             (cluster * m_from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
         const std::uint64_t end = begin + bits.get(bit_count);
         const std::uint32_t transaction = m_from.transactions.number[at];
-        const bool sets = entry.redo_op == operation_code::set_bits_in_nonresident_bit_map;
+        const bool sets = entry.redo_op() == operation_code::set_bits_in_nonresident_bit_map;
         if (sets) given.push_back({begin, end, at});
         if (transaction != transaction_view::none) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
     }

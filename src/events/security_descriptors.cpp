@@ -66,7 +66,7 @@ security_descriptors::security_descriptors(const log_store& log, const std::vect
                                            std::uint32_t cluster_size) {
     for (std::uint32_t at = 0; at < log.entries.size(); ++at) {
         const log_entry& entry = log.entries[at];
-        if (entry.redo_op == operation_code::update_nonresident_value && !rolled_back[at]) add(entry, cluster_size);
+        if (entry.redo_op() == operation_code::update_nonresident_value && !rolled_back[at]) add(entry, cluster_size);
     }
 }
 

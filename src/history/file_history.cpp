@@ -30,8 +30,8 @@ void prefetch_bytes(uni::byte_view record) {
 
 bool changes_file_record(const log_entry& entry) {
     if (!entry.of_client()) return false;
-    if (entry.redo_op > compensation_log_record) return target_of(entry.redo_op) == operation_target::file_record;
-    return entry.undo_op == initialize_file_record_segment || entry.undo_op == deallocate_file_record_segment;
+    if (entry.redo_op() > compensation_log_record) return target_of(entry.redo_op()) == operation_target::file_record;
+    return entry.undo_op() == initialize_file_record_segment || entry.undo_op() == deallocate_file_record_segment;
 }
 
 // What cannot be undone.
@@ -49,8 +49,8 @@ struct target {
 // Whether the record holds an image that calls itself another file record than it is written to: it is no file record's
 // of this volume, whatever put it into the log.
 bool names_another(const log_entry& entry, std::uint64_t number) {
-    const bool redo = entry.redo_op == operation_code::initialize_file_record_segment;
-    if (!redo && entry.undo_op != operation_code::initialize_file_record_segment) return false;
+    const bool redo = entry.redo_op() == operation_code::initialize_file_record_segment;
+    if (!redo && entry.undo_op() != operation_code::initialize_file_record_segment) return false;
     const file_record_view image(redo ? exact_redo(entry) : exact_undo(entry));
     const std::optional<std::uint32_t> own = image.has_header() ? image.own_number() : std::nullopt;
     return own && *own != number;
@@ -130,7 +130,7 @@ public:
         const auto lsn = [this](const target& one) { return m_inputs.log.entries[one.position].this_lsn(); };
         const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, lsn);
         const bool moved_on = std::any_of(after, targets.end(), [this](const target& one) {
-            return m_inputs.log.entries[one.position].redo_op != update_file_name_root;
+            return m_inputs.log.entries[one.position].redo_op() != update_file_name_root;
         });
         if (after == targets.begin() || lsn(*std::prev(after)) != m_copy_lsn) {
             if (is_lsn_of_log()) ++m_uncompared.lsn_unknown;

@@ -21,11 +21,11 @@ struct record_step {
     record_step() = default;
     explicit record_step(const log_entry& entry)
         : lsn(entry.this_lsn()),
-          redo{static_cast<std::uint16_t>(entry.redo_op), exact_redo(entry), entry.get(record_layout::redo_length)},
-          undo{static_cast<std::uint16_t>(entry.undo_op), exact_undo(entry), entry.get(record_layout::undo_length)},
+          redo{entry.redo_op(), exact_redo(entry), entry.get(record_layout::redo_length)},
+          undo{entry.undo_op(), exact_undo(entry), entry.get(record_layout::undo_length)},
           attribute(entry.get(record_layout::record_offset)),
           offset(entry.get(record_layout::attribute_offset)),
-          compensates(entry.undo_op == operation_code::compensation_log_record) {}
+          compensates(entry.undo_op() == operation_code::compensation_log_record) {}
 
     // What is known before it is of no account.
     bool is_image() const {

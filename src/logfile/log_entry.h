@@ -68,6 +68,7 @@ public:
     // A record that was put together, after 16 bytes: where its first piece began in the file, and its size.
     static log_entry joined(uni::byte_view kept) { return {kept.from(joined_prefix).bytes().data(), true}; }
     static constexpr std::size_t joined_prefix = 16;  // bytes
+    static constexpr std::uint16_t beyond = 0x7F;     // in place of an operation that has no room in an entry
 
     uni::byte_view bytes() const {
         const std::uint64_t size = std::uint64_t{record_layout::payload_begin} + payload_length(header());
@@ -89,6 +90,9 @@ public:
         return f.end() <= record_layout::payload_begin ? header().get(f) : bytes().get(f);
     }
 
+    std::uint16_t redo_op() const { return operation(m_redo_op, record_layout::redo_op); }
+    std::uint16_t undo_op() const { return operation(m_undo_op, record_layout::undo_op); }
+
     // The client data after its 40-byte header; empty if there is none.
     uni::byte_view payload() const { return bytes().from(record_layout::payload_begin); }
 
@@ -102,8 +106,8 @@ private:
     log_entry(const std::uint8_t* record, bool spanned)
         : m_address(address_of(record) & highest_address),
           m_spanned(spanned ? 1 : 0),
-          redo_op(packed(header().get(record_layout::redo_op)) & no_operation),
-          undo_op(packed(header().get(record_layout::undo_op)) & no_operation) {}
+          m_redo_op(packed(header().get(record_layout::redo_op)) & beyond),
+          m_undo_op(packed(header().get(record_layout::undo_op)) & beyond) {}
 
     static std::uint64_t address_of(const std::uint8_t* record) {
         static_assert(sizeof record == sizeof(std::uint64_t));
@@ -111,8 +115,11 @@ private:
         if (address > highest_address) throw std::bad_alloc();
         return address;
     }
-    // What is no operation stays none.
-    static std::uint16_t packed(std::uint16_t operation) { return std::min<std::uint16_t>(operation, no_operation); }
+    static std::uint16_t packed(std::uint16_t operation) { return std::min(operation, beyond); }
+
+    std::uint16_t operation(std::uint64_t held, uni::field<std::uint16_t> f) const {
+        return held != beyond ? static_cast<std::uint16_t>(held) : get(f);
+    }
 
     std::size_t in_page() const { return m_address % log_page_size; }
     uni::byte_view header() const { return std::span(data(), record_layout::payload_begin); }
@@ -120,12 +127,9 @@ private:
 
     std::uint64_t m_address : address_bits;
     std::uint64_t m_spanned : 1;
-
-public:
     // Of the address's type, as some compilers pack no others with it.
-    std::uint64_t redo_op : 7;
-    std::uint64_t undo_op : 7;
-    static constexpr std::uint16_t no_operation = 0x7F;
+    std::uint64_t m_redo_op : 7;
+    std::uint64_t m_undo_op : 7;
 };
 
 // Where a record's redo or undo bytes lie within its payload. All zero: it has none.

@@ -17,8 +17,8 @@ std::vector<std::vector<std::uint32_t>> index_operations(std::span<const log_ent
     };
     for (std::uint32_t position = 0; position < entries.size(); ++position) {
         const log_entry& entry = entries[position];
-        add(entry.redo_op, position);
-        if (entry.undo_op != entry.redo_op) add(entry.undo_op, position);
+        add(entry.redo_op(), position);
+        if (entry.undo_op() != entry.redo_op()) add(entry.undo_op(), position);
     }
     return index;
 }

@@ -23,8 +23,8 @@ void open_attributes::take_entry(std::uint32_t place, uni::byte_view entry) {
 }
 
 void open_attributes::learn(const log_entry& entry) {
-    const bool is_table = entry.redo_op == operation_code::open_attribute_table_dump;
-    if (!is_table && entry.redo_op != operation_code::open_nonresident_attribute) return;
+    const bool is_table = entry.redo_op() == operation_code::open_attribute_table_dump;
+    if (!is_table && entry.redo_op() != operation_code::open_nonresident_attribute) return;
     if (entry.get(record_layout::record_type) != record_types::client) return;
     const uni::byte_view data = exact_redo(entry);
     if (!is_table) return take_entry(entry.get(record_layout::target_attribute), data);

@@ -93,7 +93,7 @@ constexpr std::size_t most_reserved = 1 << 20;    // entries
 void keep_journal_record(log_store& store, std::uint32_t position) {
     const log_entry& entry = store.entries[position];
     const uni::byte_view payload = entry.payload();
-    if (payload.empty() || entry.redo_op != operation_code::update_nonresident_value) return;
+    if (payload.empty() || entry.redo_op() != operation_code::update_nonresident_value) return;
     const std::optional<usn_record> found = read_usn_record(payload);
     if (!found || !found->says_all()) return;
     if (std::exchange(store.journal_files[found->file().value()], true)) return;

@@ -11,8 +11,8 @@ using namespace operation_code;
 // The tables of a checkpoint, and what describes an open attribute, stand in chains of their own.
 bool belongs_to_checkpoint(const log_entry& entry) {
     return !entry.of_client() ||
-           (entry.redo_op >= open_nonresident_attribute && entry.redo_op <= transaction_table_dump) ||
-           (entry.redo_op == noop && entry.undo_op == noop);
+           (entry.redo_op() >= open_nonresident_attribute && entry.redo_op() <= transaction_table_dump) ||
+           (entry.redo_op() == noop && entry.undo_op() == noop);
 }
 
 class transaction_classifier {
@@ -39,9 +39,9 @@ private:
         const log_entry& entry = m_log.entries[position];
         if (belongs_to_checkpoint(entry)) return;
         m_outcome.state = transaction_state::open;
-        if (entry.redo_op == commit_transaction || entry.redo_op == forget_transaction) {
+        if (entry.redo_op() == commit_transaction || entry.redo_op() == forget_transaction) {
             m_outcome.ended = true;
-        } else if (entry.undo_op == compensation_log_record) {
+        } else if (entry.undo_op() == compensation_log_record) {
             roll_back(entry);
         } else {
             if (is_step(entry)) ++m_steps;
@@ -49,13 +49,13 @@ private:
         }
     }
 
-    static bool is_step(const log_entry& entry) { return entry.undo_op != noop; }
+    static bool is_step(const log_entry& entry) { return entry.undo_op() != noop; }
 
     // A record that compensates states how far its transaction is undone by it: to the LSN that is to be undone next.
     // One that ends a nested action states it too, but what it goes back over stands from then on.
     void roll_back(const log_entry& compensation) {
-        if (compensation.redo_op == prepare_transaction) return;
-        const bool stands = compensation.redo_op == noop || compensation.redo_op == end_top_level_action;
+        if (compensation.redo_op() == prepare_transaction) return;
+        const bool stands = compensation.redo_op() == noop || compensation.redo_op() == end_top_level_action;
         const std::uint64_t undo_next = compensation.get(record_layout::client_undo_next_lsn);
         for (; !m_undo_stack.empty(); m_undo_stack.pop_back()) {
             const std::uint32_t position = m_undo_stack.back();

@@ -81,9 +81,9 @@ private:
 // The file record that a log record puts into the MFT, or that was there before; empty if there is none.
 uni::byte_view file_record_of(const log_entry& entry) {
     uni::byte_view bytes;
-    if (entry.redo_op == initialize_file_record_segment) {
+    if (entry.redo_op() == initialize_file_record_segment) {
         bytes = exact_redo(entry);
-    } else if (entry.undo_op == initialize_file_record_segment) {
+    } else if (entry.undo_op() == initialize_file_record_segment) {
         bytes = exact_undo(entry);
     }
     if (bytes.get(file_record_layout::signature) != file_record_layout::file_signature) return {};
@@ -126,8 +126,8 @@ std::optional<std::uint32_t> stated_by_most(const log_store& log) {
     std::uint32_t small = 0;
     std::uint32_t large = 0;
     for (const log_entry& entry : log.entries) {
-        if (entry.redo_op < operation_code::create_attribute) continue;
-        if (entry.redo_op > operation_code::update_resident_value) continue;
+        if (entry.redo_op() < operation_code::create_attribute) continue;
+        if (entry.redo_op() > operation_code::update_resident_value) continue;
         const std::uint32_t size = stated_record_size(entry);
         small += size == 1024 ? 1 : 0;
         large += size == 4096 ? 1 : 0;

@@ -10,8 +10,8 @@ namespace {
 
 bool splits_index(const log_entry& entry) {
     using namespace operation_code;
-    return entry.redo_op == write_end_of_index_buffer || entry.redo_op == set_index_entry_vcn_root ||
-           entry.redo_op == set_index_entry_vcn_allocation;
+    return entry.redo_op() == write_end_of_index_buffer || entry.redo_op() == set_index_entry_vcn_root ||
+           entry.redo_op() == set_index_entry_vcn_allocation;
 }
 
 // What looks like a journal record may be any file's bytes, unless it is written where its USN says.

@@ -122,8 +122,8 @@ std::string_view event_word(std::uint16_t code) {
 void decode_redo(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
     const data_window window = redo_data(entry);
-    decode_data(entry.redo_op, entry, window, info);
-    if (entry.redo_op < std::size(operations) && operations[entry.redo_op].location) {
+    decode_data(entry.redo_op(), entry, window, info);
+    if (entry.redo_op() < std::size(operations) && operations[entry.redo_op()].location) {
         write_location(info.details, entry);
     }
     // Judged by the window as the header states it, not by what the payload holds of it.
@@ -133,8 +133,8 @@ void decode_redo(const log_entry& entry, entry_info& info) {
 
 void decode_facts(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    if (entry.redo_op >= std::size(operations) || !operations[entry.redo_op].dated) return;
-    decode_data(entry.redo_op, entry, redo_data(entry), info);
+    if (entry.redo_op() >= std::size(operations) || !operations[entry.redo_op()].dated) return;
+    decode_data(entry.redo_op(), entry, redo_data(entry), info);
 }
 
 void decode_undo(const log_entry& entry, entry_info& info) {
@@ -142,7 +142,7 @@ void decode_undo(const log_entry& entry, entry_info& info) {
     data_window window = undo_data(entry);
     if (window.length == 0) return;
     window.extent = std::min(window.extent, window.length);  // what pads the payload is no data
-    decode_data(entry.undo_op, entry, window, info);
+    decode_data(entry.undo_op(), entry, window, info);
 }
 
 }  // namespace kest

@@ -25,7 +25,7 @@ constexpr std::size_t four_sizes = 32;
 constexpr std::size_t most_padding = 8;
 
 bool undoes(const log_entry& entry, std::uint16_t first, std::uint16_t second) {
-    return entry.undo_op == first || entry.undo_op == second;
+    return entry.undo_op() == first || entry.undo_op() == second;
 }
 
 record_fact named_entry(fact_kind kind, uni::byte_view bytes) {
@@ -44,7 +44,7 @@ record_fact record_image(fact_kind kind, const log_entry& entry, uni::byte_view 
 record_fact freed_record(const log_entry& entry, const mft_geometry& geometry) {
     const inode_ref file(file_record_at(entry, geometry), 0);
     const uni::byte_view bytes = exact_undo(entry);
-    if (entry.undo_op != initialize_file_record_segment || bytes.size() < smallest_freed) {
+    if (entry.undo_op() != initialize_file_record_segment || bytes.size() < smallest_freed) {
         return {fact_kind::freed, file, {}};
     }
     return {fact_kind::freed, inode_ref(file.number(), file_record_view(bytes).sequence()), bytes};
@@ -56,7 +56,7 @@ record_fact attribute(fact_kind kind, const log_entry& entry, uni::byte_view byt
 }
 
 record_fact resident_update(const log_entry& entry, const mft_geometry& geometry) {
-    if (entry.undo_op != update_resident_value || entry.get(record_offset) >= second_attribute) return {};
+    if (entry.undo_op() != update_resident_value || entry.get(record_offset) >= second_attribute) return {};
     if (entry.get(attribute_offset) < attribute_layout::resident_header_size) return {};
     const uni::byte_view bytes = exact_redo(entry);
     const std::uint32_t begin = entry.get(attribute_offset) - attribute_layout::resident_header_size;
@@ -67,7 +67,7 @@ record_fact resident_update(const log_entry& entry, const mft_geometry& geometry
 
 record_fact new_sizes(const log_entry& entry, const mft_geometry& geometry) {
     const uni::byte_view bytes = exact_redo(entry);
-    if (entry.undo_op != set_new_attribute_sizes) return {};
+    if (entry.undo_op() != set_new_attribute_sizes) return {};
     if (bytes.size() != three_sizes && bytes.size() != four_sizes) return {};
     if (exact_undo(entry).size() < 2 * sizeof(std::uint64_t)) return {};
     return {fact_kind::sizes_written, inode_ref(file_record_at(entry, geometry), 0), bytes, entry.get(record_offset)};
@@ -85,8 +85,8 @@ record_fact journal_fact_of(const log_entry& entry) {
 }  // namespace
 
 record_fact proved_fact(const log_entry& entry, const mft_geometry& geometry) {
-    if (entry.undo_op == compensation_log_record || !entry.of_client()) return {};
-    switch (entry.redo_op) {
+    if (entry.undo_op() == compensation_log_record || !entry.of_client()) return {};
+    switch (entry.redo_op()) {
         case add_index_entry_root:
         case add_index_entry_allocation:
             return named_entry(fact_kind::entry_added, exact_redo(entry));
@@ -99,15 +99,15 @@ record_fact proved_fact(const log_entry& entry, const mft_geometry& geometry) {
         case deallocate_file_record_segment:
             return freed_record(entry, geometry);
         case noop:
-            if (entry.undo_op == initialize_file_record_segment) {
+            if (entry.undo_op() == initialize_file_record_segment) {
                 return record_image(fact_kind::image_before, entry, exact_undo(entry), geometry);
             }
-            if (entry.undo_op != deallocate_file_record_segment) return {};
+            if (entry.undo_op() != deallocate_file_record_segment) return {};
             return {fact_kind::taken, inode_ref(file_record_at(entry, geometry), 0), {}};
         case create_attribute:
             return attribute(fact_kind::attribute_added, entry, exact_redo(entry), geometry);
         case delete_attribute:
-            if (entry.undo_op != create_attribute) return {};
+            if (entry.undo_op() != create_attribute) return {};
             return attribute(fact_kind::attribute_removed, entry, exact_undo(entry), geometry);
         case update_resident_value:
             return resident_update(entry, geometry);

@@ -38,8 +38,8 @@ struct record_fact {
 // the record's own bytes, which are slow to come by.
 inline bool may_name_file(const log_entry& entry) {
     using namespace operation_code;
-    return entry.redo_op == noop || entry.redo_op == update_nonresident_value ||
-           (entry.redo_op >= add_index_entry_root && entry.redo_op <= delete_index_entry_allocation);
+    return entry.redo_op() == noop || entry.redo_op() == update_nonresident_value ||
+           (entry.redo_op() >= add_index_entry_root && entry.redo_op() <= delete_index_entry_allocation);
 }
 
 // One fact at most. The redo side says what came, the undo side what went. Only what is whole inside of the bytes that

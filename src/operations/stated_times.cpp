@@ -56,7 +56,8 @@ private:
 
     void read(std::uint32_t transaction, std::uint32_t position) {
         const log_entry& entry = m_log.entries[position];
-        if (entry.redo_op != operation_code::initialize_file_record_segment && entry.redo_op != operation_code::noop) {
+        if (entry.redo_op() != operation_code::initialize_file_record_segment &&
+            entry.redo_op() != operation_code::noop) {
             return;
         }
         const record_fact fact = proved_fact(entry, m_geometry);

@@ -181,11 +181,11 @@ std::string_view ref_word(const step& shown, const transaction& of) {
 void append_pattern(std::string& out, const step& shown, const transaction& of) {
     if (!shown.head) {
         out += "-- 0x";
-        append_operation(out, shown.entry.redo_op);
+        append_operation(out, shown.entry.redo_op());
         return;
     }
     if (of.cut) out += cut_pattern;
-    append_operation(out, shown.entry.redo_op);
+    append_operation(out, shown.entry.redo_op());
     for (const std::uint16_t operation : of.operations.subspan(1)) {
         out += '-';
         append_operation(out, operation);
@@ -209,7 +209,7 @@ bool path_is_guess(const file_match& match) {
 }  // namespace
 
 std::string_view action_words::of(const step& shown, const transaction& whole) {
-    return whole.fact.reason == 0 ? event_word(shown.entry.redo_op) : of(whole.fact.reason);
+    return whole.fact.reason == 0 ? event_word(shown.entry.redo_op()) : of(whole.fact.reason);
 }
 
 std::string_view action_words::of(std::uint32_t reason) {
@@ -261,7 +261,7 @@ void row_lines::set_words(row_line& row, const step& shown) {
     m_pattern.clear();
     append_pattern(m_pattern, shown, m_transaction);
     row.op_pattern = m_pattern;
-    row.op_name = operation_name(entry.redo_op);
+    row.op_name = operation_name(entry.redo_op());
     if (entry.get(record_layout::lcns_to_follow) != 0) row.lcn = entry.get(record_layout::first_lcn);
 }
 

@@ -31,8 +31,8 @@ operation_counts count_operations(const log_store& log) {
         ++counts.total;
     };
     for (const log_entry& entry : log.entries) {
-        count(entry.redo_op);
-        if (entry.undo_op != entry.redo_op) count(entry.undo_op);
+        count(entry.redo_op());
+        if (entry.undo_op() != entry.redo_op()) count(entry.undo_op());
     }
     return counts;
 }

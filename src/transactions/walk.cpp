@@ -178,7 +178,7 @@ private:
     void begin(const chain_head& head, const chain_fact& fact) {
         m_operations.clear();
         for (const std::uint32_t record : m_stores.log.records(head))
-            m_operations.push_back(m_stores.log.entries[record].redo_op);
+            m_operations.push_back(m_stores.log.entries[record].redo_op());
         m_sink.begin_transaction({.operations = m_operations, .fact = fact.journal, .cut = head.cut});
     }
 

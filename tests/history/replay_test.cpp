@@ -376,7 +376,7 @@ TEST(file_history, meets_no_contradiction_in_the_sample) {
     ASSERT_TRUE(load_mft(inodes, open_source({KEST_SAMPLES "/MFT"}).bytes));
     std::map<std::uint64_t, std::map<std::uint64_t, record_step>> records;
     for (const log_entry& one : log.entries) {
-        const bool changes = target_of(one.redo_op) == operation_target::file_record || one.undo_op == 3;
+        const bool changes = target_of(one.redo_op()) == operation_target::file_record || one.undo_op() == 3;
         if (changes) records[file_record_at(one, {4096, 1024})][one.this_lsn()] = record_step(one);
     }
     EXPECT_EQ(records.size(), 12u);
