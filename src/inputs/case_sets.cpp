@@ -283,8 +283,9 @@ private:
         file_list once;
         for (found_file* const file : out)
             if (std::ranges::find(once, file) == once.end()) once.push_back(file);
-        std::ranges::stable_partition(
-            once, [&log](const found_file* file) { return file->best_likeness <= likeness(log.path, file->path); });
+        std::stable_partition(once.begin(), once.end(), [&log](const found_file* file) {
+            return file->best_likeness <= likeness(log.path, file->path);
+        });
         return once;
     }
 
