@@ -14,6 +14,9 @@ extern const char* const null_device;
 // A new folder of nobody else's.
 std::string make_folder();
 
+// Writes what an xz file holds; false where nothing can unpack it.
+bool unpack(const std::string& packed, const std::string& to);
+
 void clear_variables();
 void set_variable(const char* name, const char* value);
 

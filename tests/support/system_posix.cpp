@@ -16,6 +16,10 @@ std::string make_folder() {
     return path;
 }
 
+bool unpack(const std::string& packed, const std::string& to) {
+    return std::system(("xz -dc '" + packed + "' >'" + to + "'").c_str()) == 0;
+}
+
 void clear_variables() {
     if (::clearenv() != 0) std::abort();
 }

@@ -30,6 +30,10 @@ std::string make_folder() {
     return path;
 }
 
+bool unpack(const std::string&, const std::string&) {
+    return false;
+}
+
 void clear_variables() {
     WCHAR none[] = {0, 0};
     ::SetEnvironmentStringsW(none);
