@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
         std::vector<std::uint8_t> input;
         for (unsigned turn = 0; turn <= turns; ++turn) {
             std::fprintf(stderr, "%s, turn %u\n", entry.path().string().c_str(),
-                         turn);  // the last one told is the one that failed
+                         turn);  // the last one printed is the one that failed
             if (turn % most_changes == 0) input.assign(content.begin(), content.end());
             LLVMFuzzerTestOneInput(input.data(), input.size());
             const std::size_t size = input.size();

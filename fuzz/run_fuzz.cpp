@@ -186,7 +186,7 @@ void change_options(std::vector<std::string>& all, std::minstd_rand& random) {
     }
 }
 
-// Items behind one another: where the first begins, where each tells its length, what comes on top of that, and the
+// Items one after another: where the first begins, where each holds its length, what comes on top of that, and the
 // size of its head.
 struct layout {
     std::size_t first, length, above, head;

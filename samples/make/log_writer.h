@@ -7,7 +7,7 @@
 namespace kest::disk {
 
 // A log written record by record, as the system fills it: the record pages from 16384 on, each record at an LSN made
-// of the file offset in 8-byte units and, above it, the number of the round. Records run on over page ends; behind the
+// of the file offset in 8-byte units and, above it, the number of the round. Records run on over page ends; after the
 // last page the next round overwrites the first.
 class log_writer {
 public:

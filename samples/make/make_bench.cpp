@@ -3,7 +3,7 @@
 //   make_bench dense <MiB> <file>     a log of files that come and stay, each with a file record and a journal record
 //   make_bench mft <MiB> <file>       file records of a large tree
 //   make_bench journal <MiB> <file>   journal records without a gap
-//   make_bench sparse <MiB> <file>    the same behind a hole, 64 GiB in all
+//   make_bench sparse <MiB> <file>    the same after a hole, 64 GiB in all
 
 #include <cstdlib>
 #include <fstream>

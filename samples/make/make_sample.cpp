@@ -1,5 +1,5 @@
 // Writes the bundled sample: a log, an MFT and a journal of one small volume, which tell one story. On 16 March 2026
-// somebody fetches a tool, exports customer data, packs it, hides it as a holiday picture and clears up behind it.
+// somebody fetches a tool, exports customer data, packs it, hides it as a holiday picture and covers the tracks.
 //   make_sample <folder>
 
 #include <fstream>
@@ -16,11 +16,11 @@ bool write_file(const std::string& path, const bytes& content) {
     return (std::ofstream(path, std::ios::binary) << whole).flush().good();
 }
 
-// A junction: tag, length, both names, which lie one behind the other.
+// A junction: tag, length, both names, which lie one after the other.
 bytes junction(std::u16string_view target, std::u16string_view shown) {
     const auto width = [](std::u16string_view name) { return static_cast<u16>(2 * name.size()); };
-    const auto behind = static_cast<u16>(width(target) + 2);
-    return pack(u32{0xA0000003}, static_cast<u16>(8 + behind + width(shown) + 2), at{10}, width(target), behind,
+    const auto second = static_cast<u16>(width(target) + 2);
+    return pack(u32{0xA0000003}, static_cast<u16>(8 + second + width(shown) + 2), at{10}, width(target), second,
                 width(shown), target, u16{0}, shown, u16{0});
 }
 

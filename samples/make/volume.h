@@ -27,7 +27,7 @@ struct volume_settings {
     u64 begin = {};            // ticks
 };
 
-// How a transaction ends. One that is rolled back or still open leaves its records in the log alone.
+// How a transaction ends. One that is rolled back or still open leaves its records in the log only.
 enum class ending { done, open, undone };
 
 class volume {
@@ -320,7 +320,7 @@ private:
         return at(file);
     }
 
-    // What is to be undone next is the step before, but behind a step that compensates what that one says.
+    // What is to be undone next is the step before, but after a step that compensates what that one says.
     u64 log(record r) {
         r.previous = m_last;
         r.undo_next = m_undo_next;
@@ -355,7 +355,7 @@ private:
         f.lsn = log_clusters(ops, 0x18, f.number / 4, mft_lcn + f.number / 4, offset, redo, undo, where);
     }
 
-    // Logs all that has become of a file's attributes since the log told of them last, each with what it was.
+    // Logs all that has become of a file's attributes since the log noted them last, each with what it was.
     void log_attributes(volume_file& f) {
         const std::vector<bytes> now = f.all_attributes();
         std::vector<bytes>& was = f.logged;
@@ -500,7 +500,7 @@ private:
         append(m_journal, image);
     }
 
-    // What became of the file itself is logged ahead of what the journal says of it, and where that is said behind.
+    // What became of the file itself is logged before what the journal says of it, and where that is said after.
     void end(volume_file& f, const name_image& name, u32 reason) {
         log_attributes(f);
         log_journal(f, name, reason);

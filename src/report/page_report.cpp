@@ -42,7 +42,7 @@ bool page_report::finish(std::string_view limits, const events_left_out& left_ou
 
 std::string words_on_page(const logfile_options& options) {
     if (!options.writes_page) return {};
-    if (page_template_head().empty()) return "-page: not in this build, which had no npm (KEST_PAGE)\n";
+    if (page_template_head().empty()) return "-page: not in this build, which lacked npm or its packages (KEST_PAGE)\n";
     if (!options.writes_events()) return "-page is for events only\n";
     return {};
 }

@@ -21,7 +21,7 @@ const disk::memory_file log_file(
     disk::log_of_pages({{.lsn = 8, .redo_op = 8, .vcn = 0x140, .redo = disk::usn_image{}.image()}}));
 const argument_list log_args = {"-quiet", "-log", log_file.path()};
 
-// The line behind the three of the head, up to its second column.
+// The line after the three of the head, up to its second column.
 std::string column_line(const argument_list& args) {
     std::istringstream out(run_captured(with(args, log_args)).out);
     std::string line;
@@ -187,7 +187,7 @@ TEST(filters, one_is_enough) {
         {{"-filter_sig", "52535452|0x5"}, false},
         {{"-filter_sig", "2e2e|4|z"}, true},  // an offset only as the last of two
         {{"-filter_sig", "2e", "-filter", "no"}, true},
-        {{"-filter_sig", "5253545200|4"}, false},  // reaches behind the end
+        {{"-filter_sig", "5253545200|4"}, false},  // reaches beyond the end
         {{"-filter_sig", "bad"}, true},            // half a byte, so no filter
         {{"-filter_sig", "2ezz"}, true},           // likewise
     };
@@ -202,7 +202,7 @@ TEST(filters, one_is_enough) {
 }
 
 // The second record has no sequence number, so it tells nothing of a number that is known.
-TEST(diagnostics, kept_no_file_is_unique_behind_one_that_is_known) {
+TEST(diagnostics, kept_no_file_is_unique_after_one_that_is_known) {
     std::vector<disk::record> records;
     for (const std::uint64_t file : {0x1'0000'0000'0028ull, 0x28ull, 0x1'0000'0000'0029ull})
         records.push_back({.lsn = 8 + records.size(), .redo_op = 8, .redo = disk::usn_image{.file = file}.image()});

@@ -67,17 +67,17 @@ void obey_permissions() {
     ::syscall(SYS_capset, &header, none);
 }
 
-void expect_told(const ended_run& result, const std::string& target) {
+void expect_reported(const ended_run& result, const std::string& target) {
     EXPECT_EQ(result.status, 255);
     EXPECT_EQ(result.err, "prob writing results file: " + target + "\n");
 }
 
-std::string behind_the_clock(const std::string& report) {
+std::string after_the_clock(const std::string& report) {
     if (report.starts_with('{')) return report;  // a line of JSON
     return report.substr(std::min(report.size(), report.find("\"cmdline")));
 }
 
-TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
+TEST(output_faults, a_disk_that_is_full_at_any_byte_is_reported) {
     const scratch_folder folder;
     const std::string log = folder.put("log", large_log());
     const std::string list = folder.put("list", log + "\nmissing\n" + log + "\n");
@@ -86,8 +86,8 @@ TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
                                                           {{"-log", log, "-quiet", "-jsonl"}, "standard output"},
                                                           {{"-pipe", "-quiet", "-out", report, "-append"}, report},
                                                           {{"-log", log, "-quiet", "-page", report}, report}};
-    for (const auto& [args, told] : rows) {
-        if (args.back() == report && told == report && page_template_head().empty()) continue;  // not in this build
+    for (const auto& [args, expected] : rows) {
+        if (args.back() == report && expected == report && page_template_head().empty()) continue;  // not in this build
         const auto run_limited = [&, given = args](rlim_t most) {
             folder.put("report");
             return run_prepared(given, [&] {
@@ -102,24 +102,24 @@ TEST(output_faults, a_disk_that_is_full_at_any_byte_is_told_of) {
         const std::string whole = contents_of(report);
         ASSERT_GT(whole.size(), put_area + 1);
         for (const rlim_t most : {rlim_t{0}, rlim_t{1}, put_area - 1, put_area, put_area + 1, whole.size() - 1}) {
-            SCOPED_TRACE(told + ", " + std::to_string(most));
-            expect_told(run_limited(most), told);
+            SCOPED_TRACE(expected + ", " + std::to_string(most));
+            expect_reported(run_limited(most), expected);
             const std::string cut = contents_of(report);
             // A stream has as much as there was room for, a file what stood there.
-            EXPECT_EQ(cut.size(), told == report ? 0 : most);
+            EXPECT_EQ(cut.size(), expected == report ? 0 : most);
             EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.at("")), {}), 3);
-            EXPECT_TRUE(behind_the_clock(whole).starts_with(behind_the_clock(cut)));
+            EXPECT_TRUE(after_the_clock(whole).starts_with(after_the_clock(cut)));
         }
         EXPECT_EQ(run_limited(whole.size()).status, 0);
     }
 }
 
-TEST(output_faults, a_report_that_nobody_takes_is_told_of_and_nobody_to_tell_is_no_fault) {
+TEST(output_faults, a_report_that_nobody_takes_is_reported_and_nobody_to_report_to_is_no_fault) {
     const scratch_folder folder;
     const std::string log = folder.put("log", large_log()), report = folder.at("report");
     const argument_list args = {"-log", samples + "/LogFile", "-out", report};
     EXPECT_EQ(run_captured(args).status, 0);
-    const std::string whole = behind_the_clock(contents_of(report));
+    const std::string whole = after_the_clock(contents_of(report));
     const std::pair<const char*, std::function<void(int)>> rows[] = {
         {"full", [](int standard) { put_on(standard, "/dev/full"); }},
         {"closed", [](int standard) { ::close(standard); }},
@@ -130,10 +130,10 @@ TEST(output_faults, a_report_that_nobody_takes_is_told_of_and_nobody_to_tell_is_
     };
     for (const auto& [what, put] : rows) {
         SCOPED_TRACE(what);
-        expect_told(run_prepared({"-log", log, "-quiet"}, [&, on = put] { on(STDOUT_FILENO); }), "standard output");
+        expect_reported(run_prepared({"-log", log, "-quiet"}, [&, on = put] { on(STDOUT_FILENO); }), "standard output");
         const auto deaf = [&, on = put] { on(STDERR_FILENO); };
         EXPECT_EQ(run_prepared(args, deaf).status, 0);
-        EXPECT_EQ(behind_the_clock(contents_of(report)), whole);
+        EXPECT_EQ(after_the_clock(contents_of(report)), whole);
         EXPECT_EQ(run_prepared({"-log", log, "-out", "/dev/full"}, deaf).status, 255);
         EXPECT_EQ(run_prepared({"-help"}, deaf).status, 0);
     }
@@ -189,7 +189,7 @@ TEST(output_faults, a_database_is_new_and_whole_or_none) {
     };
     for (const rlim_t most : {0, 1, 65535, 65536, 400'000}) {
         const rlimit bytes{most, most};
-        expect_told(run_prepared(args, [&bytes] { ::setrlimit(RLIMIT_FSIZE, &bytes); }), path);
+        expect_reported(run_prepared(args, [&bytes] { ::setrlimit(RLIMIT_FSIZE, &bytes); }), path);
         EXPECT_EQ(files(), 0) << most;
     }
     const std::pair<argument_list, std::string> refused[] = {
@@ -269,7 +269,7 @@ TEST(output_faults, evidence_is_not_written) {
         with({"-out", "%KEST_EVIDENCE%log"}, inputs),
         with({"-pipe", "-out", mft}, inputs),
         with({"-enumdir", tree.at(""), "-out", journal}, inputs),
-        // An option that is taken lets what stands behind it move up to the input option.
+        // An option that is taken lets what stands after it move up to the input option.
         {"-log", "-csv", log, "-out", log},
         {"-log", "-outfile", log, log},
         {"-jrnlfile", "-hostname", "-out", log, "-out", log},
@@ -296,7 +296,7 @@ TEST(output_faults, evidence_is_not_written) {
         const auto append = [&, standard] { put_on(standard, journal, O_WRONLY | O_APPEND); };
         EXPECT_EQ(run_prepared({"-log", log, "-events", "-quiet"}, append).status, 255);
     }
-    for (const char* option : {"-quiet", "-sqlite"}) {  // which is refused, behind a header on the standard output
+    for (const char* option : {"-quiet", "-sqlite"}) {  // which is refused, after a header on the standard output
         for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
             for (const std::string& path : {log, journal})
                 EXPECT_EQ(run_prepared(with(inputs, {option, "x"}),
@@ -330,21 +330,21 @@ TEST(output_faults, evidence_is_not_written) {
               "prob reading file: standard input\n");
 }
 
-TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
+TEST(output_faults, a_list_goes_on_after_what_cannot_be_read) {
     const scratch_folder folder;
     const std::string log = folder.put("log", sample_log);
     const std::string locked = folder.put("locked", sample_log);
     std::filesystem::permissions(locked, std::filesystem::perms::none);
     ASSERT_EQ(::mkfifo(folder.at("fifo").c_str(), 0600), 0);
     std::filesystem::create_symlink("loop", folder.at("loop"));
-    std::string list, told;
+    std::string list, expected;
     for (const std::string& bad : {folder.at("missing"), folder.at(""), folder.at("fifo"), folder.at("loop"),
                                    log + "/in it", locked, std::string("/proc/self/mem")}) {
         list += bad + "\n" + log + "\n";
-        told += "trying to parse file: " + bad + '\n';
-        if (bad == "/proc/self/mem") told += "prob reading file: " + bad + '\n';  // it opens
-        told += "prob parsing file: " + bad + '\n';
-        told += "trying to parse file: " + log + "\nsuccess: " + log + "\n";
+        expected += "trying to parse file: " + bad + '\n';
+        if (bad == "/proc/self/mem") expected += "prob reading file: " + bad + '\n';  // it opens
+        expected += "prob parsing file: " + bad + '\n';
+        expected += "trying to parse file: " + log + "\nsuccess: " + log + "\n";
     }
     const std::string list_file = folder.put("list", list), report = folder.put("report");
     const ended_run result = run_prepared({"-pipe", "-stats", "-csv"}, [&] {
@@ -353,7 +353,7 @@ TEST(output_faults, a_list_goes_on_behind_what_cannot_be_read) {
         put_on(STDOUT_FILENO, report);
     });
     EXPECT_EQ(result.status, 255);
-    EXPECT_TRUE(result.err.starts_with(told)) << result.err;
+    EXPECT_TRUE(result.err.starts_with(expected)) << result.err;
     const std::string text = contents_of(report);
     EXPECT_EQ(std::ranges::count(text, '\n'), 4 + 7);
 }

@@ -99,7 +99,7 @@ TEST(filters, kept_time_bounds) {
         {"2001-01-01", "2002-01-01", 951'782'400, 946'684'800, true},  // between its times; the change is now
         {nullptr, "2026-03-16", march_16 + day - 1, march_16 + 2 * day, true},
         {nullptr, "2026-03-16", march_16 + day, march_16 + day, false},
-        {nullptr, "2026-03-16 ", march_16, march_16 + day, true},  // with a blank behind it, midnight
+        {nullptr, "2026-03-16 ", march_16, march_16 + day, true},  // with a blank after it, midnight
         {nullptr, "2026-03-16 ", march_16 + 1, march_16 + day, false},
         {nullptr, "2026/3/16 01:00:00", march_16 + 3600, march_16 + day, true},
         {nullptr, "2026/3/16 01:00:00", march_16 + 3601, march_16 + day, false},

@@ -5,7 +5,7 @@
 namespace kest::disk {
 namespace {
 
-// A file record with a number that is told by its place on a volume with clusters of this size.
+// A file record with a number that is known by its place on a volume with clusters of this size.
 bytes log_of_clusters(u64 size) {
     const bytes file = file_record{.number = 40}.image();
     return log_of_pages(
@@ -39,7 +39,7 @@ TEST_F(warnings, a_log_of_another_kind_is_refused) {
     const std::tuple<std::string, bytes, std::string> rows[] = {
         {"mft", sound_mft, "an MFT"},
         {"mft whose first record is marked", pack(sound_mft, at{0}, u32{0x44414142}), "an MFT"},
-        {"journal behind zeros", sound_journal, "a change journal"},
+        {"journal after zeros", sound_journal, "a change journal"},
         {"journal whose record is longer than a page", pack(sound_journal, at{8192}, u32{4104}), ""},
         {"volume", pack(at{3}, u64{0x202020205346544E}, at{9000}), image},
         {"disk", pack(at{510}, u16{0xAA55}, at{9000}), image},

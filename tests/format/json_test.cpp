@@ -33,7 +33,7 @@ TEST(put_json_text, is_valid_whatever_the_bytes_are) {
         {"\xE0\x9F\xBF", instead + instead + instead},
         {"\xF0\x8F\xBF\xBF", instead + instead + instead + instead},
         {"\xED\xA0\x80", instead + instead + instead},                // a surrogate
-        {"\xF4\x90\x80\x80", instead + instead + instead + instead},  // behind the last character
+        {"\xF4\x90\x80\x80", instead + instead + instead + instead},  // after the last character
     };
     for (const auto& [text, expected] : rows) {
         for (const std::size_t before : {0, 1, 5, 7, 8, 9, 2000}) {  // texts are looked through a word at a time

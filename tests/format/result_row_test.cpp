@@ -10,7 +10,7 @@ namespace {
 using kest::row_style;
 using kest::row_writer;
 
-// What a run in this style writes for one row of one column that `fill` fills, behind the titles.
+// What a run in this style writes for one row of one column that `fill` fills, after the titles.
 template <class filler>
 std::string report(const row_style& style, std::size_t width, filler&& fill, bool base16 = true,
                    bool marks_separator = false) {

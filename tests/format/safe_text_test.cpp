@@ -48,7 +48,7 @@ TEST(safe_text, keeps_halves_of_pairs_and_what_follows_a_zero) {
     EXPECT_EQ(name, "[0x00]a\U0001F600[0xDE00][0xD83D][[]LF]");
 }
 
-TEST(safe_text, is_told_from_separators_by_one_character) {
+TEST(safe_text, differs_from_separators_by_one_character) {
     const std::tuple<std::string, std::optional<std::string>> rows[] = {
         {" | ", "|"}, {"||", "|"}, {",", ","},   {", ;#", "#"},
         {"ab;", ";"}, {"\t", ""},  {"\xC3", {}}, {"x\u00A6y", "\u00A6"},

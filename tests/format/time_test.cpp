@@ -52,7 +52,7 @@ TEST(time, kept_formats_of_no_use_among_those_that_say_how_it_is_written) {
         {"yyyymmdd", "xxx x", "2012\00012\00014 23:06:40.00000"s},
         {"", "xxxx", " 23:06:40.0000"},
         {"", "", " 23:06:40"},                    // paired, so compiled
-        {"yyyy-mmm-dd", "xxx", " 23:06:40.000"},  // no month by name behind the year
+        {"yyyy-mmm-dd", "xxx", " 23:06:40.000"},  // no month by name after the year
         {"yyyy-dd-mm", "xxx", " 23:06:40"},       // an unusable date takes the fraction with it
         {"yyyy-mm", "xxx", " 23:06:40"},
         {"mm-dd", "xxx", " 23:06:40"},

@@ -50,7 +50,7 @@ constexpr u16 second = 72 + 96;          // the name, after $STANDARD_INFORMATIO
 constexpr u16 third = second + 24 + 72;  // what stands after the name
 
 // What of a state is in the attributes and in what the header says of the file.
-bytes told(const replayed_record& record) {
+bytes known_bytes(const replayed_record& record) {
     const auto known = record.bytes().bytes();
     bytes out(known.begin(), known.end());
     const u32 used = record.bytes().u32(24);
@@ -114,7 +114,7 @@ TEST(replayed_record, does_and_undoes_what_a_step_says) {
         {"data of an entry, from its 41st byte on", step_at(third, 33, 33, 56, bytes(7, 7), bytes(7)),
          image_of(with({index(entry)})),
          image_of(with({index(pack(part(entry, 0, 41), bytes(7, 7), part(entry, 48)))}))},
-        {"zeros behind the end", step_at(third + 8, 37, 0, 0, {}), image_of(with({})), image_of(with({}))},
+        {"zeros after the end", step_at(third + 8, 37, 0, 0, {}), image_of(with({})), image_of(with({}))},
         {"it is freed",
          {.redo_op = 3, .undo_op = 2, .undo = part(image_of(with({}), 3, 0xFFFF), 0, 24)},
          image_of(with({}), 3, 0xFFFF),
@@ -135,18 +135,18 @@ TEST(replayed_record, does_and_undoes_what_a_step_says) {
         back.undo(step);
         for (const auto& [replayed, wanted] : {std::pair(&forward, &after), {&back, &before}}) {
             EXPECT_TRUE(replayed->complete());
-            EXPECT_EQ(told(*replayed), told(*wanted));
+            EXPECT_EQ(known_bytes(*replayed), known_bytes(*wanted));
             EXPECT_FALSE(compare_with_copy(*replayed, *wanted).differs);
         }
     }
 }
 
-TEST(replayed_record, knows_nothing_behind_what_does_not_fit) {
+TEST(replayed_record, knows_nothing_after_what_does_not_fit) {
     const std::pair<const char*, record> rows[] = {
         {"no attribute begins there", step_at(third + 8, 5, 6, 0, stream)},
         {"not in steps of 8", step_at(third + 4, 5, 6, 0, stream)},
-        {"behind the record", step_at(1016, 7, 7, 24, bytes(9), bytes(9))},
-        {"behind the attributes", step_at(512, 11, 11, 0, bytes(24), bytes(24))},
+        {"after the record", step_at(1016, 7, 7, 24, bytes(9), bytes(9))},
+        {"after the attributes", step_at(512, 11, 11, 0, bytes(24), bytes(24))},
         {"no room", step_at(third, 7, 7, 34, bytes(900))},
         {"another name was there", step_at(second, 6, 5, 0, {}, name_image{.name = u"b"}.attribute())},
         {"a length that lies", step_at(third, 7, 7, 24, bytes(5), bytes(200))},
@@ -242,8 +242,8 @@ TEST(replayed_record, knows_where_runs_begin_by_what_is_written_there) {
             record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log)), 0, false)));
         }
         auto found = record.runs_of(third);
-        const bool told = found && found->next() && found->lcn() == 0x20 && found->vcn() == 0;
-        EXPECT_EQ(told, known) << what;
+        const bool read = found && found->next() && found->lcn() == 0x20 && found->vcn() == 0;
+        EXPECT_EQ(read, known) << what;
     }
 }
 

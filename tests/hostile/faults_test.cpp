@@ -63,7 +63,7 @@ argument_list with(argument_list args, const argument_list& more) {
 using names = std::set<std::string>;
 
 struct run_faults : ::testing::Test {
-    // What it says, and its report behind the lines of the run's own.
+    // What it says, and its report after the lines of the run's own.
     ended_run ran(const argument_list& args, const std::function<void()>& prepare) {
         folder.put("report");
         const ended_run result = run_prepared(args, [&] {
@@ -86,18 +86,18 @@ struct run_faults : ::testing::Test {
     std::string report;
 };
 
-TEST_F(run_faults, a_read_that_fails_is_told_and_the_rest_reported) {
+TEST_F(run_faults, a_read_that_fails_is_reported_and_so_is_the_rest) {
     const std::string sample = contents_of(samples + "/LogFile"), mft = contents_of(samples + "/MFT"),
                       journal = contents_of(samples + "/UsnJrnl_J");
-    const auto at_begin_and_behind = [](std::string image, std::size_t offset) {
+    const auto at_begin_and_after = [](std::string image, std::size_t offset) {
         std::string twice = image;
         twice.resize(offset);
         return twice + image;
     };
-    const argument_list log = {"-log", folder.put("log", at_begin_and_behind(sample, 4 << 20))};
-    const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_behind(mft, 1 << 20))});
+    const argument_list log = {"-log", folder.put("log", at_begin_and_after(sample, 4 << 20))};
+    const argument_list two = with(sample_log, {"-mftfile", folder.put("mft", at_begin_and_after(mft, 1 << 20))});
     const argument_list three =
-        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_behind(journal, 1 << 20))});
+        with(sample_log, {"-jrnlfile", folder.put("jrnl", at_begin_and_after(journal, 1 << 20))});
     const bytes volume =
         volume_image{.log = {sample.begin(), sample.end()}, .journal = {journal.begin(), journal.end()}}.image();
     const std::string image = folder.put("image", std::string(volume.begin(), volume.end()));
@@ -184,7 +184,7 @@ TEST_F(run_faults, threads_that_cannot_be_had_cost_nothing) {
     }
 }
 
-TEST_F(run_faults, a_write_that_fails_at_the_end_is_told) {
+TEST_F(run_faults, a_write_that_fails_at_the_end_is_reported) {
     const ended_run ended = ran(sample_log, [] { injected.closing = true; });
     EXPECT_EQ(ended.status, 255);
     EXPECT_EQ(ended.err, "prob writing results file: standard output\n");
@@ -253,7 +253,7 @@ TEST_F(run_faults, a_signal_leaves_what_stood_there) {
 }
 
 // Which attribute it is that grows stands in its file record only.
-TEST_F(run_faults, a_second_look_into_the_mft_that_fails_is_told) {
+TEST_F(run_faults, a_second_look_into_the_mft_that_fails_is_reported) {
     const memory_file mft(mft_image(
         {{.number = 0}, {.attributes = {name_image{}.attribute(), resident(0x80, bytes(5), {.name = u"s"})}}}, 41));
     const auto sizes = [](u64 real) { return pack(u64{4096}, real, real); };

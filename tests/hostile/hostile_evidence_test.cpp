@@ -198,7 +198,7 @@ TEST(hostile_evidence, paths_of_events_do_not_look_whole) {
     }
 }
 
-// What attackers spend is not missing where an innocent file lies behind them.
+// What attackers spend is not missing where an innocent file lies after them.
 TEST(hostile_evidence, takes_nothing_from_innocent_files) {
     constexpr u32 many = 2048;
     const auto name_in = [](u64 parent, std::u16string name) {
@@ -223,7 +223,7 @@ TEST(hostile_evidence, takes_nothing_from_innocent_files) {
         {.number = many + 3, .base = many + 2, .attributes = {name_in(many + 1, u"secret.txt")}}};
     const std::pair<std::vector<file_record>*, std::string> rows[] = {{&deep, "limits reached: paths\n"},
                                                                       {&greedy, "limits reached: extension records\n"}};
-    for (auto [records, told] : rows) {
+    for (auto [records, expected] : rows) {
         records->insert(records->end(), innocent.begin(), innocent.end());
         const memory_file mft(mft_image(*records, many + 4));
         const auto log_about = [](u64 number) {
@@ -233,7 +233,7 @@ TEST(hostile_evidence, takes_nothing_from_innocent_files) {
         const memory_file log(log_about(many + 2)), log_of_deepest(log_about(many - 1));
         const captured_run ran = run_captured({"-log", log.path(), "-mftfile", mft.path(), "-quiet"});
         EXPECT_NE(ran.out.find("[root]\\Users\\anna\\secret.txt"), std::string::npos) << ran.out;
-        EXPECT_EQ(ran.err, told);
+        EXPECT_EQ(ran.err, expected);
         if (records != &deep) continue;
         const captured_run cut = run_captured({"-log", log_of_deepest.path(), "-mftfile", mft.path(), "-quiet"});
         EXPECT_NE(cut.out.find("| <unk_path>\\\uffff"), std::string::npos) << cut.out.substr(0, 500);

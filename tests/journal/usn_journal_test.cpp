@@ -78,7 +78,7 @@ TEST(usn_journal, kept_later_versions_stand_under_their_parent) {
     EXPECT_EQ(journal.entries[0].reason, 0u);  // the first of its number, invalid, and a record all the same
 }
 
-TEST(usn_journal, goes_on_behind_what_is_no_record) {
+TEST(usn_journal, goes_on_after_what_is_no_record) {
     const scanned_block journal(pack(of({.usn = 1}), of({.usn = 2, .length = 4097}),
                                      of({.usn = 3}),  // 3 is stepped over
                                      at{3 * 4096}, of({.minor_version = 1, .usn = 4}), at{4 * 4096}, of({.usn = 5}),
@@ -193,14 +193,14 @@ TEST(usn_record, is_parsed_as_far_as_it_goes) {
         const bytes image = usn_image{.version = version, .attributes = 0x16, .name = u"\u00fc.txt"}.image();
         list found;
         for (std::size_t size = 0; size <= image.size(); ++size) {
-            const auto told = [&image](std::size_t length) {
+            const auto reported = [&image](std::size_t length) {
                 inode_record r;
                 const bytes beginning = part(image, 0, length);
                 const bool whole = parse_usn_record(r, uni::byte_view{beginning});
                 return std::tuple(whole, bool{r.in_use}, r.ref(), r.parents.size(), r.first_parent(), r.usn,
                                   r.si_times.modified, bool{r.is_directory}, r.flags, r.name);
             };
-            if (size != 0 && told(size) != told(size - 1)) found.push_back(size);
+            if (size != 0 && reported(size) != reported(size - 1)) found.push_back(size);
         }
         EXPECT_EQ(found, expected) << version;
     }

@@ -8,7 +8,7 @@ namespace {
 
 using disk::record;
 
-// "head: members" of each chain behind "~" if it is cut, by LSN.
+// "head: members" of each chain after "~" if it is cut, by LSN.
 std::string chains_of(const std::vector<record>& records) {
     log_store store;
     const disk::bytes log = disk::log_image{}.page({.last_lsn = 1000, .records = records}).image();
@@ -38,16 +38,16 @@ TEST(link_cut_chains, every_lsn_is_in_a_chain_once) {
         {"a copy of a record in a chain",
          {{.lsn = 10}, {.lsn = 11, .previous = 10}, {.lsn = 11, .previous = 10}},
          "10 11"},
-        {"two behind one in a chain",
+        {"two after one in a chain",
          {{.lsn = 10}, {.lsn = 11, .previous = 10}, {.lsn = 12, .previous = 10}},
          "10 11, ~12"},
-        {"two behind one that is lost: the first in the file follows",
+        {"two after one that is lost: the first in the file follows",
          {{.lsn = 12, .previous = 5},
           {.lsn = 15, .previous = 12},
           {.lsn = 14, .previous = 12},
           {.lsn = 16, .previous = 14}},
          "~12 15, ~14 16"},
-        {"behind itself", {{.lsn = 30, .previous = 30}, {.lsn = 31, .previous = 30}}, "~30, ~31"},
+        {"after itself", {{.lsn = 30, .previous = 30}, {.lsn = 31, .previous = 30}}, "~30, ~31"},
     };
     for (const auto& [what, records, expected] : rows)
         EXPECT_EQ(chains_of(records), expected) << what;

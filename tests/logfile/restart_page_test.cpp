@@ -48,12 +48,12 @@ TEST(read_restart_page, believes_no_offset_and_no_number) {
     const row rows[] = {
         {"clean", 62, 2, true, true, true},
         {"area within the header", 24, 29, false, false, false},
-        {"area behind the page", 24, 4096, false, false, false},
-        {"area that ends ahead of its clients", 68, 63, true, false, false},
+        {"area beyond the page", 24, 4096, false, false, false},
+        {"area that ends before its clients", 68, 63, true, false, false},
         {"area that ends within the name", 68, 64 + 39, true, true, false},
         {"no client in use", 60, 0xFFFF, true, false, false},
         {"a client beyond their number", 60, 1, true, false, false},
-        {"clients behind the area", 70, 224, true, false, false},
+        {"clients beyond the area", 70, 224, true, false, false},
         {"a name longer than its record", 140, 130, true, true, false},
     };
     for (const auto& [what, at, value, area, client, name] : rows) {
@@ -67,7 +67,7 @@ TEST(read_restart_page, believes_no_offset_and_no_number) {
         EXPECT_EQ(facts->client_name.has_value(), name) << what;
     }
     bytes close = sound;
-    put(close, 24, u16{30});       // an area right behind the header
+    put(close, 24, u16{30});       // an area right after the header
     put(close, 30 + 20, u16{32});  // and its length
     EXPECT_TRUE(read(close)->log_size);
     bytes page = sound;

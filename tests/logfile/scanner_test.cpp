@@ -127,7 +127,7 @@ TEST(scan_buffer, takes_each_page_on_its_own_merit) {
 }
 
 TEST(scan_buffer, finds_the_first_record_within_its_bound) {
-    // The gap ahead of the record in places of 8 bytes, and where the next record would go in the same. Of twenty
+    // The gap before the record in places of 8 bytes, and where the next record would go in the same. Of twenty
     // places without a bound the last is not tried.
     const std::tuple<u16, u16, lsns> rows[] = {{19, 0, {9}}, {20, 0, {}}, {20, 20, {9}}, {21, 20, {}}};
     for (const auto& [gap, next, expected] : rows) {
@@ -166,13 +166,13 @@ TEST(scan_buffer, drops_a_pending_record) {
     };
     for (auto [what, page, last_end_lsn, next, continuation, expected] : rows) {
         page.last_end_lsn = last_end_lsn;
-        const record_page behind{.last_lsn = next, .continuation = continuation, .records = {{.lsn = next}}};
-        EXPECT_EQ(scanned(log_image{}.page(page).page(behind)), expected) << what;
+        const record_page after{.last_lsn = next, .continuation = continuation, .records = {{.lsn = next}}};
+        EXPECT_EQ(scanned(log_image{}.page(page).page(after)), expected) << what;
     }
 }
 
 TEST(scan_buffer, kept_steps_over_tail_names_unevenly) {
-    // How many names of a table are found: behind sixteen characters the walk is two bytes out of step, and one byte if
+    // How many names of a table are found: after sixteen characters the walk is two bytes out of step, and one byte if
     // the table does not begin at the first place.
     const bytes two = pack(tail_name(5, "$A"), tail_name(6, "$Bitmap"), u32{0});
     const bytes long_name = pack(tail_name(5, "$234567890123456"), tail_name(6, "$A"), u32{0});

@@ -22,7 +22,7 @@ record sized(u64 lsn, std::size_t size) {
     return {.lsn = lsn, .redo_op = 2, .redo = bytes(size - 88, static_cast<u8>(lsn))};
 }
 
-// A record that begins 120 bytes ahead of its page's end, and the page, which it shares with one other.
+// A record that begins 120 bytes before its page's end, and the page, which it shares with one other.
 constexpr std::size_t shown = 120;
 record crossing(u64 page, std::size_t size, u64 round = 2) {
     return sized(lsn_at(page, 4096 - shown, round), size);
@@ -167,7 +167,7 @@ TEST(complete_log, it_does_not_matter_where_the_ring_ends) {
         return bytes(text.begin(), text.end());
     };
     const bytes sample = bytes_of("LogFile"), mft = bytes_of("MFT");
-    const auto told = [&](u64 pages, const argument_list& more) {
+    const auto reported = [&](u64 pages, const argument_list& more) {
         const turned_log turned(sample, pages);
         const memory_file log(turned.image()), records(turned.mft(mft));
         argument_list args = {"-log",      log.path(),           "-mftfile", records.path(),
@@ -188,10 +188,10 @@ TEST(complete_log, it_does_not_matter_where_the_ring_ends) {
     };
     EXPECT_EQ(turned_log(sample, 0).image(), sample);
     for (const argument_list& shape : shapes) {
-        const std::string straight = told(0, shape);
+        const std::string straight = reported(0, shape);
         EXPECT_GT(std::ranges::count(straight, '\n'), 40);
         for (u64 pages = 1; pages <= 12; ++pages)
-            EXPECT_EQ(told(pages, shape), straight) << pages;
+            EXPECT_EQ(reported(pages, shape), straight) << pages;
     }
 }
 

@@ -202,7 +202,7 @@ TEST(attribute_list, leads_to_other_file_records) {
     }
 }
 
-// Every list names the record behind it: a chain as deep as lists are followed.
+// Every list names the record after it: a chain as deep as lists are followed.
 TEST(attribute_list, is_followed_within_bounds) {
     for (const bool deep : {true, false}) {
         std::vector<file_record> records = {with({resident(0x20, list_value({1}))})};

@@ -32,18 +32,18 @@ decoding decoded(const bytes& image, bool base16, details_notation notation = de
     if (!again) again = make_details(notation, style, false);
     const auto fresh = make_details(notation, style, false);
     const auto nothing = make_details(details_notation::none, style, false);
-    const decoding told = decoded(image, *fresh);
-    EXPECT_EQ(decoded(image, *again).text, told.text);
+    const decoding first = decoded(image, *fresh);
+    EXPECT_EQ(decoded(image, *again).text, first.text);
     decoding silent = decoded(image, *nothing);
     EXPECT_EQ(silent.text, "");
-    silent.text = told.text;
-    EXPECT_TRUE(silent == told) << told.text;
-    return told;
+    silent.text = first.text;
+    EXPECT_TRUE(silent == first) << first.text;
+    return first;
 }
 
 // The details, and after an arrow what is remembered of the file: number and sequence, the same of its parent, its
 // name.
-std::string told(const decoding& of) {
+std::string text_of(const decoding& of) {
     std::string known;
     for (const inode_ref& ref : {of.file, of.parent})
         known += ' ' + std::to_string(ref.number()) + '/' + std::to_string(ref.sequence());
@@ -53,7 +53,7 @@ std::string told(const decoding& of) {
 
 // A case of decoders.table.
 struct decoder_case {
-    std::string name, shape, text, sizes;  // of the last, what is told
+    std::string name, shape, text, sizes;  // of the last, what is decoded
     record r = {};
     bool base16 = false;
 
@@ -77,7 +77,7 @@ struct decoder_case {
         return true;
     }
 
-    // Of the redo bytes as far as this size, with nothing behind them.
+    // Of the redo bytes as far as this size, with nothing after them.
     decoding decoded_at(std::size_t size, details_notation notation = details_notation::text) const {
         record cut = r;
         cut.redo.resize(size);
@@ -87,16 +87,16 @@ struct decoder_case {
     std::string object_at(std::size_t size) const { return '{' + decoded_at(size, details_notation::json).text + '}'; }
 
     // Decodes the redo bytes cut at every size, and tells from which size on each key is there, the second of a name as
-    // `key'`. The sanitizers see whatever is read behind the cut.
+    // `key'`. The sanitizers see whatever is read after the cut.
     std::string first_shown() const {
         std::string shown = "at";
         std::map<std::string, std::size_t> seen;
         for (std::size_t size = 0; size <= r.redo.size(); ++size) {
             std::map<std::string, std::size_t> keys;
-            const std::string told = decoded_at(size).text;
-            for (std::size_t end = 0; (end = told.find("\":\"", end)) != told.npos; ++end) {
-                const std::size_t begin = told.rfind('"', end - 1) + 1;
-                std::string key(told.substr(begin, end - begin));
+            const std::string first = decoded_at(size).text;
+            for (std::size_t end = 0; (end = first.find("\":\"", end)) != first.npos; ++end) {
+                const std::size_t begin = first.rfind('"', end - 1) + 1;
+                std::string key(first.substr(begin, end - begin));
                 const std::size_t count = ++keys[key];
                 if (count <= seen[key]) continue;
                 seen[key] = count;
@@ -111,7 +111,7 @@ TEST(decoders, make_of_bytes_what_the_table_says) {
     std::ifstream table(KEST_DECODERS);
     std::size_t count = 0;
     for (decoder_case t; t.read(table); t = {}, ++count) {
-        EXPECT_EQ(told(t.decoded_at(t.r.redo.size())), t.text) << t.name;
+        EXPECT_EQ(text_of(t.decoded_at(t.r.redo.size())), t.text) << t.name;
         EXPECT_EQ(t.first_shown(), t.sizes) << t.name;
         for (std::size_t size = 0; size <= t.r.redo.size(); ++size)
             EXPECT_TRUE(is_json_lines(t.object_at(size) + '\n')) << t.name << ", " << size;
@@ -172,7 +172,7 @@ TEST(data_windows, end_with_the_payload) {
         {"widened to the undo bytes", 40, 1, 43, 5, R"(prepare_data=["data":"01-02-03"])", {true, 3, 5, 5}},
         {"undo bytes ahead", 42, 1, 40, 1, R"(prepare_data=["data":"03"])", {true, 0, 1, 8}},
         {"cut at the payload's end", 46, 9, 47, 9, R"(prepare_data=["data":"07-08"])", {true, 7, 9, 1}},
-        {"behind the payload", 48, 9, 48, 1, "", {true, 8, 1, 0}},
+        {"after the payload", 48, 9, 48, 1, "", {true, 8, 1, 0}},
         {"within the client header", 39, 9, 39, 9, R"(no_payload=["expected_size":"9";"actual_size":"0"])", none},
         {"no length", 40, 0, 48, 0, "", none},
     };

@@ -88,9 +88,9 @@ test('the picture over time counts the events of the log', async () => {
     const kinds = {};
     for (const [, , words] of bars)
         for (const [, kind, count] of words.matchAll(/([a-z ]+?) (\d+)(?:, |$)/g)) kinds[kind] = (kinds[kind] ?? 0) + Number(count);
-    const told = {};
-    for (const {event} of events) told[event.replaceAll('_', ' ')] = (told[event.replaceAll('_', ' ')] ?? 0) + 1;
-    assert.deepEqual(kinds, told);
+    const expected = {};
+    for (const {event} of events) expected[event.replaceAll('_', ' ')] = (expected[event.replaceAll('_', ' ')] ?? 0) + 1;
+    assert.deepEqual(kinds, expected);
     await done(page);
 });
 
@@ -286,10 +286,10 @@ test('a clock that was set back is an event of no file, and stands on the axis',
     const [evidence, made] = [join(work, 'J'), join(work, 'back.html')];
     writeFileSync(evidence, journal(['first', 'second'], [133_500_000_600_000_000n, 133_500_000_000_000_000n]));
     kest('-jrnlfile', evidence, '-page', made);
-    const told = logged('-jrnlfile', evidence);
-    const at = told.findIndex(({event}) => event === 'clock_set_back');
+    const expected = logged('-jrnlfile', evidence);
+    const at = expected.findIndex(({event}) => event === 'clock_set_back');
     const page = await open(made, {hash: `#event=${at + 1}`});
-    assert.deepEqual(linesOf(await saved(page, 'Save as JSON')), told);
+    assert.deepEqual(linesOf(await saved(page, 'Save as JSON')), expected);
     const detail = await page.locator('#detail').innerText();
     assert.match(detail, /This event is of no file/);
     assert.doesNotMatch(detail, /Life of this file/);
@@ -318,15 +318,15 @@ test('names are names, whatever they hold', async () => {
     const [evidence, made] = [join(folder, 'J'), join(work, 'hostile.html')];
     writeFileSync(evidence, journal(names));
     kest('-jrnlfile', evidence, '-page', made);
-    const told = logged('-jrnlfile', evidence);
-    assert.equal(told.length, names.length);
+    const expected = logged('-jrnlfile', evidence);
+    assert.equal(expected.length, names.length);
     const page = await open(made);
-    assert.deepEqual(await rows(page), told.map(({path}) => path));
-    assert.deepEqual(linesOf(await saved(page, 'Save as JSON')), told);
+    assert.deepEqual(await rows(page), expected.map(({path}) => path));
+    assert.deepEqual(linesOf(await saved(page, 'Save as JSON')), expected);
     assert.equal(await page.locator('script, img').count(), 1);
-    for (let row = 0; row < told.length; ++row) {
+    for (let row = 0; row < expected.length; ++row) {
         await page.evaluate((at) => (location.hash = `#event=${at}`), row + 1);
-        await page.waitForFunction((path) => document.querySelector('#detail .strong')?.textContent === path, told[row].path);
+        await page.waitForFunction((path) => document.querySelector('#detail .strong')?.textContent === path, expected[row].path);
     }
     await done(page);
 });

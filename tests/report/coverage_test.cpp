@@ -37,7 +37,7 @@ facts covered(const bytes& log, const bytes& mft = {}, const bytes& journal = {}
     const captured_run ran = run_captured(args);
     EXPECT_EQ(ran.status, 0) << ran.err;
     facts found = facts_in(ran.out);
-    std::string& misfit = found["misfit"];  // as it is told on the standard error stream
+    std::string& misfit = found["misfit"];  // as it is printed on the standard error stream
     if (!ran.err.empty()) misfit = ran.err.substr(ran.err.rfind(": ") + 2, ran.err.size() - ran.err.rfind(": ") - 3);
     return found;
 }
@@ -71,12 +71,12 @@ std::size_t page_at(u64 lsn) {
 
 TEST(coverage, a_log_that_wraps_has_no_gap_and_what_is_lost_is_one) {
     const bytes whole = wrapped_log();
-    const facts told = covered(whole);
-    EXPECT_EQ(told.at("gaps"), "0");
-    EXPECT_EQ(told.at("pages_record"), "14");
-    EXPECT_EQ(told.at("pages_copied"), "2");
-    EXPECT_EQ(told.at("restart_agree"), "yes");
-    const u64 lowest = std::stoull(told.at("lsns")), highest = std::stoull(told.at("restart_1_current_lsn"));
+    const facts lines = covered(whole);
+    EXPECT_EQ(lines.at("gaps"), "0");
+    EXPECT_EQ(lines.at("pages_record"), "14");
+    EXPECT_EQ(lines.at("pages_copied"), "2");
+    EXPECT_EQ(lines.at("restart_agree"), "yes");
+    const u64 lowest = std::stoull(lines.at("lsns")), highest = std::stoull(lines.at("restart_1_current_lsn"));
     EXPECT_EQ(lowest / 8192 + 1, highest / 8192) << "it goes on in the next round";
 
     const std::size_t lost = 11;
@@ -114,7 +114,7 @@ TEST(coverage, a_page_need_not_be_filled_and_a_record_in_it_may_be_lost) {
     log_writer log(64 * 1024, 3);
     const u64 first = log.add({.redo_op = 2}), second = log.add({.redo_op = 2});
     bytes image = log.image();
-    // A page behind it, whose LSNs are made by hand.
+    // A page after it, whose LSNs are made by hand.
     const u64 next = (u64{3} << 13) | (5 * 4096 + 64) / 8;
     lay(image, 5 * 4096, record_page{.last_lsn = next, .records = {{.lsn = next, .redo_op = 2}}}.image());
     EXPECT_EQ(covered(image).at("gaps"), "0");
@@ -146,7 +146,7 @@ TEST(coverage, file_records_that_cannot_be_compared_are_counted) {
     }
 }
 
-TEST(coverage, torn_pages_are_told_by_their_own_array) {
+TEST(coverage, torn_pages_are_found_by_their_own_array) {
     bytes log = wrapped_log();
     EXPECT_EQ(covered(log).at("pages_torn"), "0");
     put(log, 6 * 4096 + 1534, u16{0x7777});
@@ -226,13 +226,13 @@ TEST(coverage, transactions_end_stay_open_or_are_taken_back) {
         {"copies count once", {begun, begun, further, further}, "2 0 0; 0 1 0 0 0"},
     };
     for (const auto& [what, records, wanted] : rows) {
-        const facts told = of_records(records);
+        const facts lines = of_records(records);
         std::string got;
         for (const char* word : {"records_in_whole", "records_in_cut", "records_of_checkpoints"})
-            got += (got.empty() ? "" : " ") + told.at(word);
+            got += (got.empty() ? "" : " ") + lines.at(word);
         got += ';';
         for (const char* word : {"done", "open", "undone", "partly_undone", "cut"})
-            got += ' ' + told.at(std::string("transactions_") + word);
+            got += ' ' + lines.at(std::string("transactions_") + word);
         EXPECT_EQ(got, wanted) << what;
     }
 }
@@ -277,8 +277,8 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     whole.attribute_offset = 24;
     whole.redo.insert(whole.redo.begin(), 8, u8{9});
     whole.undo.insert(whole.undo.begin(), 8, u8{9});
-    record behind = whole;
-    behind.record_offset = 120;
+    record after = whole;
+    after.record_offset = 120;
     other_type.type = 2;
     const std::tuple<const char*, std::vector<record>, std::string> rows[] = {
         {"a new file, and a time that is raised", {born, raising(noon, noon + 21 * minute)}, clock_text(20, 21)},
@@ -288,13 +288,13 @@ TEST(coverage, times_are_those_that_the_log_sets) {
          clock_text(21, 21)},
         {"a new one where another transaction replaced one", {replaced, born}, clock_text(20, 20)},
         {"one that is brought back", {taken_back}, ""},
-        {"one behind what is lost", {cut}, ""},
+        {"one after what is lost", {cut}, ""},
         {"a file record that is not in use", {made({.flags = 0})}, ""},
         {"an extension record", {made({.base = 0x0001'0000'0000'0029})}, ""},
         {"no file record", {no_file}, ""},
         {"a time where none was", {raising(0, noon)}, ""},
         {"a whole value", {whole}, clock_text(0, 0)},
-        {"another attribute", {behind}, ""},
+        {"another attribute", {after}, ""},
         {"a record of another type", {other_type}, ""},
     };
     for (const auto& [what, records, wanted] : rows)
@@ -305,11 +305,11 @@ TEST(coverage, times_are_those_that_the_log_sets) {
     other_logged.type = 2;
     record unpadded = logged({.usn = 240, .time = noon + minute, .name = u"b.t"});
     unpadded.redo.resize(66);
-    const facts told = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
-                                   logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300}),
-                                   logged({.usn = 220, .time = ~u64{0}}), unpadded, other_logged});
-    EXPECT_EQ(told.at("times_by_journal"), clock_text(0, 20));
-    EXPECT_EQ(told.at("usns"), "88 to 240") << "of those that are events";
+    const facts lines = of_records({logged({.usn = 88, .time = noon}), logged({.usn = 99, .time = noon + 20 * minute}),
+                                    logged({.usn = 200, .length = 400}), logged({.usn = 210, .name_length = 300}),
+                                    logged({.usn = 220, .time = ~u64{0}}), unpadded, other_logged});
+    EXPECT_EQ(lines.at("times_by_journal"), clock_text(0, 20));
+    EXPECT_EQ(lines.at("usns"), "88 to 240") << "of those that are events";
 }
 
 TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
@@ -342,9 +342,9 @@ TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
         {"no record", bytes(8192), "", "The log has no record."},
     };
     for (const auto& [what, log, gap, summary] : rows) {
-        const facts told = covered(log);
-        EXPECT_EQ(told.contains("gap_times") ? told.at("gap_times") : "", gap) << what;
-        EXPECT_EQ(told.at("summary"), summary) << what;
+        const facts lines = covered(log);
+        EXPECT_EQ(lines.contains("gap_times") ? lines.at("gap_times") : "", gap) << what;
+        EXPECT_EQ(lines.at("summary"), summary) << what;
     }
 }
 
@@ -395,9 +395,9 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"another file of that USN", file(21, u"b.txt", 42), "fits"},
     };
     for (const auto& [what, mft, wanted] : mfts) {
-        const facts told = covered(log, mft);
-        EXPECT_EQ(told.at("mft_fit"), wanted) << what;
-        EXPECT_EQ(told.at("misfit"), if_misfit(wanted)) << what;
+        const facts lines = covered(log, mft);
+        EXPECT_EQ(lines.at("mft_fit"), wanted) << what;
+        EXPECT_EQ(lines.at("misfit"), if_misfit(wanted)) << what;
     }
 
     const auto of_two_names = [&](const name_image& second) {
@@ -434,7 +434,7 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"differs", {other, {.usn = 600}}, "1 differ from the log's of the same USN"},
         {"of another file", {other_file}, "1 differ from the log's of the same USN"},
         {"of another time", {other_time}, "1 differ from the log's of the same USN"},
-        {"behind", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
+        {"after", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
         {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
         {"around", {{.usn = 432}, {.usn = 504}}, "has no record of the log's USNs"},
     };
@@ -442,15 +442,15 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
     EXPECT_EQ(covered(log_of_pages({change(20, 2)}), {}, journal({same})).at("misfit"), "") << "it need not";
     EXPECT_EQ(covered(log, {}, journal({same, {.usn = 501, .time = ~u64{0}}})).at("journal_times"), clock_text(0, 0));
     for (const auto& [what, records, wanted] : journals) {
-        const facts told = covered(log, {}, journal(records));
-        EXPECT_EQ(told.at("journal_fit"), wanted) << what;
+        const facts lines = covered(log, {}, journal(records));
+        EXPECT_EQ(lines.at("journal_fit"), wanted) << what;
         const std::string counted = if_misfit(wanted);
-        EXPECT_EQ(told.at("misfit"), counted[0] == '1' ? "records" + counted.substr(1) : counted) << what;
-        EXPECT_EQ(told.at("journal_records"), std::to_string(records.size())) << what;
+        EXPECT_EQ(lines.at("misfit"), counted[0] == '1' ? "records" + counted.substr(1) : counted) << what;
+        EXPECT_EQ(lines.at("journal_records"), std::to_string(records.size())) << what;
     }
 }
 
-TEST(coverage, logs_of_a_list_are_told_apart_and_statistics_win) {
+TEST(coverage, logs_of_a_list_are_kept_apart_and_statistics_win) {
     // The first ends within a record that the second would take for its own.
     const record last{.lsn = 20, .redo_op = 2, .redo = bytes(400, 0x5A)};
     const record filler{.lsn = 10, .redo_op = 2, .redo = bytes(4096 - 64 - 88 - 96)};
@@ -460,9 +460,9 @@ TEST(coverage, logs_of_a_list_are_told_apart_and_statistics_win) {
     const std::string paths = first.path() + '\n' + second.path() + '\n';
     const memory_file list(std::span(reinterpret_cast<const std::uint8_t*>(paths.data()), paths.size()));
     argument_list args = {"-quiet", "-no_whitespace", "-base10", "-coverage", "-pipe"};
-    const facts told = facts_in(run_captured(args, list.path()).out);
-    EXPECT_EQ(told.at("log"), first.path() + ", " + second.path());
-    EXPECT_EQ(told.at("lsns"), "10 to 10, 30 to 30");
+    const facts lines = facts_in(run_captured(args, list.path()).out);
+    EXPECT_EQ(lines.at("log"), first.path() + ", " + second.path());
+    EXPECT_EQ(lines.at("lsns"), "10 to 10, 30 to 30");
     args.push_back("-stats");
     EXPECT_NE(run_captured(args, list.path()).out.find("opcode meaning"), std::string::npos);
 }

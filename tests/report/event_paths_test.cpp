@@ -94,14 +94,14 @@ private:
 };
 
 // Of whole transactions; paths that do not come from where they should are marked.
-texts told_paths(const bytes& log, const bytes& mft, const std::string& known) {
+texts paths_of_events(const bytes& log, const bytes& mft, const std::string& known) {
     const memory_file log_file(log), mft_file(mft);
     argument_list args = {"-quiet",  "-no_whitespace", "-events",
                           "-base10", "-columns",       "event,path,old_path,inode,known,cut,state",
                           "-log",    log_file.path()};
     if (!mft.empty()) args.insert(args.end(), {"-mftfile", mft_file.path()});
     std::istringstream report(run_captured(args).out);
-    texts told;
+    texts found;
     std::string line;
     for (int lines = 0; std::getline(report, line); ++lines) {
         std::istringstream cut(line);
@@ -109,21 +109,21 @@ texts told_paths(const bytes& log, const bytes& mft, const std::string& known) {
         for (std::string cell; std::getline(cut, cell, '|');)
             cells.push_back(cell);
         if (lines < 4 || cells.at(6) != "done" || cells[5] == "yes") continue;
-        told.push_back(cells[0] + "|" + cells[1] + "|" + cells[2] + "|" + cells[3]);
-        if (known.find(cells[4]) == std::string::npos) told.back() += " known by " + cells[4];
+        found.push_back(cells[0] + "|" + cells[1] + "|" + cells[2] + "|" + cells[3]);
+        if (known.find(cells[4]) == std::string::npos) found.back() += " known by " + cells[4];
     }
-    return told;
+    return found;
 }
 
 TEST(events, have_the_paths_of_their_moment) {
     moving_tree tree(900);
     bytes log = tree.v.log_image();
-    EXPECT_EQ(told_paths(log, {}, "log"), tree.truth);
-    EXPECT_EQ(told_paths(log, tree.v.mft_image(), "log"), tree.truth);
+    EXPECT_EQ(paths_of_events(log, {}, "log"), tree.truth);
+    EXPECT_EQ(paths_of_events(log, tree.v.mft_image(), "log"), tree.truth);
 
     // Of what is overwritten the MFT knows.
     std::fill_n(log.begin() + 16384, 100 * 4096, u8{0});
-    const texts rest = told_paths(log, tree.v.mft_image(), "log mft");
+    const texts rest = paths_of_events(log, tree.v.mft_image(), "log mft");
     ASSERT_GT(rest.size(), tree.truth.size() / 4);
     ASSERT_LT(rest.size(), tree.truth.size());
     EXPECT_EQ(rest, texts(tree.truth.end() - static_cast<std::ptrdiff_t>(rest.size()), tree.truth.end()));

@@ -173,7 +173,7 @@ struct transaction_row {
     const char* what;
     std::vector<record> steps;
     bool cut;
-    texts told;
+    texts expected;
 };
 
 TEST(events, tell_what_became_of_names) {
@@ -220,15 +220,15 @@ TEST(events, tell_what_became_of_names) {
          {came(file, root, u"b"), to_record(0, 2, {}, make.redo, 0), make, got(root, u"b")},
          false,
          {"link_added|[root]\\b||open"}},
-        {"called as it is told next",
+        {"called as it is named next",
          {flagged, went(file, root, u"a"), went(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]\\a||done", "link_removed|[root]\\a||done", "link_removed|[root]\\b||done"}},
-        {"called as it is told behind one that went",
+        {"called as it is named after one that went",
          {went(file, root, u"a"), flagged, went(file, root, u"b"), end()},
          false,
          {"link_removed|[root]\\a||done", "attributes_set|[root]\\b||done", "link_removed|[root]\\b||done"}},
-        {"called as it is told at all",
+        {"called as it is named at all",
          {flagged, came(file, root, u"b"), end()},
          false,
          {"attributes_set|[root]\\b||done", "link_added|[root]\\b||done"}},
@@ -295,7 +295,7 @@ TEST(events, tell_what_became_of_names) {
                       .add({came(folder, root, u"one"), came(other_folder, root, u"two"), end(), end()})
                       .add(row.steps, row.cut)
                       .events(),
-                  row.told);
+                  row.expected);
     }
 }
 
@@ -315,13 +315,13 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
         {"an extension record", {written({.number = 41, .base = file})}, false, {}},
         {"what calls itself another record", {of_41(written({}))}, false, {}},
         {"a record that is not in use", {written({.flags = 0})}, false, {}},
-        {"behind a record that was not in use",
+        {"after a record that was not in use",
          {to_record(0, 2, {}, part(file_record{.flags = 0}.image(), 0, 400), 0), written({})},
          false,
          {"created|[root]\\a||open"}},
         {"ended without an index entry", {written({}), end()}, false, {}},
         {"the first that is left", {written({}), end()}, true, {}},
-        {"behind another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]\\a||done, cut"}},
+        {"after another", {went(file + 1, root, u"x"), written({}), end()}, true, {"created|[root]\\a||done, cut"}},
         {"an end", {gone(1, 1), end()}, false, {"deleted|<unk_path>\\||done"}},
         {"an extension record's end", {gone(0, 1), end()}, false, {}},
         {"a record that was just taken", {to_record(0, 3, {}, {}, 0), gone(1, 1), end()}, false, {}},
@@ -349,7 +349,7 @@ TEST(events, tell_births_and_ends_from_other_writes_of_file_records) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        EXPECT_EQ(story().add(row.steps, row.cut).events(), row.told);
+        EXPECT_EQ(story().add(row.steps, row.cut).events(), row.expected);
     }
     // Both frees are of one record number. What the index entry said that made the name is not lost.
     const record next = born({noon, noon, noon, noon}, 2, u"new"), last = born({noon, noon, noon, noon}, 3, u"last");
@@ -517,11 +517,11 @@ TEST(events, tell_sizes_of_the_attribute_that_lies_there) {
         {"an index", {added(u"$I30", 0xA0), sized(0, 9)}, {}},
         {"not yet there", {sized(10, 20), added(u"", 0xA0)}, {resized("[root]\\a", 10, 20)}},
     };
-    for (auto [what, steps, told] : rows) {
+    for (auto [what, steps, expected] : rows) {
         steps.push_back(end());
         texts got = story().add({came(file, root, u"a"), end()}).add(steps).events("event,path,details");
         got.erase(got.begin());  // the link
-        EXPECT_EQ(got, told) << what;
+        EXPECT_EQ(got, expected) << what;
     }
     EXPECT_EQ(story().add({sized(10, 20), end()}).events("event"), texts{}) << "a folder, as far as is known";
     const auto beside_journal = [&](u64 before, u64 after) {
@@ -585,19 +585,19 @@ TEST(events, tell_attributes_that_are_replaced_from_those_that_come_or_go) {
          {standard(32, {0x20}, {0x22})},
          {"attributes_set|before=[\"flags\":\"ARCHIVE, others unknown\"];after=[\"flags\":\"HIDDEN, ARCHIVE, others "
           "unknown\"]"}},
-        {"those before, and some of those behind",
+        {"those before, and some of those after",
          {standard(32, pack(u32{0x20}), pack(u32{0x20})), standard(32, {0x20}, {0x22})},
          {"attributes_set|before=[\"flags\":\"ARCHIVE\"];after=[\"flags\":\"HIDDEN, ARCHIVE\"]"}},
-        {"those behind, and some of those before",
+        {"those after, and some of those before",
          {standard(32, {0x20}, pack(u32{0x21}))},
          {"attributes_set|before=[\"flags\":\"ARCHIVE, others unknown\"];after=[\"flags\":\"READ_ONLY, ARCHIVE\"]"}},
         {"attributes that have no word, and none",
          {standard(32, pack(u32{0x40000000}), pack(u32{0x00800021}))},
          {"attributes_set|before=[\"flags\":\"none set\"];after=[\"flags\":\"READ_ONLY, ARCHIVE, 0x800000\"]"}},
     };
-    for (auto [what, steps, told] : rows) {
+    for (auto [what, steps, expected] : rows) {
         steps.push_back(end());
-        EXPECT_EQ(story().add(steps).events("event,details"), told) << what;
+        EXPECT_EQ(story().add(steps).events("event,details"), expected) << what;
     }
 }
 
@@ -607,9 +607,9 @@ TEST(events, take_from_the_mft_whose_record_it_was) {
                                                               {1011, "-showall_inodes", "[root]\\a|guess"},
                                                               {1010, "-no_guesses", "[root]\\a|mft"},
                                                               {1011, "-no_guesses", "<unk_path>\\|part"}};
-    for (const auto& [lsn, option, told] : rows) {
+    for (const auto& [lsn, option, expected] : rows) {
         const memory_file mft(mft_image({{.number = 0}, {.lsn = lsn}}, 41));
-        EXPECT_EQ(log.events("path,known", {"-mftfile", mft.path(), option}), texts{told}) << lsn << option;
+        EXPECT_EQ(log.events("path,known", {"-mftfile", mft.path(), option}), texts{expected}) << lsn << option;
     }
     const bytes as_logged = resident(0x10, pack(at{32}, u32{0x21}, at{72}));
     const memory_file free_since(mft_image({{.number = 0}, {.flags = 0, .lsn = 1000, .attributes = {as_logged}}}, 41));
@@ -697,7 +697,7 @@ TEST(events, say_where_lost_data_lay) {
          R"(;"resident":"no";"runs":"0+1152921504606846976@9";"proved_by":"record";"free_at_end":"all"])"},
         {"beyond any volume", far, dying, {}, "];"},
     };
-    for (auto [what, pairs, last, later, told] : rows) {
+    for (auto [what, pairs, last, later, expected] : rows) {
         later.push_back(end());
         const texts got = story()
                               .add({opened(volume_bitmap, 6), opened(mft_bitmap, 0), bits(set_bits, 7, 1)})
@@ -706,7 +706,7 @@ TEST(events, say_where_lost_data_lay) {
                               .add(later)
                               .events("event,details");
         ASSERT_EQ(got.size(), 2u) << what;
-        EXPECT_NE(got[1].find(R"("size":"81920";"name":"a")" + told), got[1].npos) << what << got[1];
+        EXPECT_NE(got[1].find(R"("size":"81920";"name":"a")" + expected), got[1].npos) << what << got[1];
     }
     const auto shrinks = to_record(9, 9, {0, 0, 0, 0}, {0x11, 6, 0x9C, 0}, 168);
     record cut = shrinks;
@@ -769,11 +769,11 @@ TEST(events, tell_each_extended_attribute) {
          {R"(ea_set|before=[];after=["name":"A";"value":"31"])"}},
         {"odd characters", {made(one({0x0A, 0xFF}, {}))}, {"ea_set|before=[];after=[\"name\":\"[LF]\xC3\xBF\"]"}},
     };
-    for (auto [what, steps, told] : rows) {
+    for (auto [what, steps, expected] : rows) {
         steps.push_back(end());
         texts got = story().add({came(file, root, u"a"), end()}).add(steps).events("event,details");
         got.erase(got.begin());  // the link
-        EXPECT_EQ(got, told) << what;
+        EXPECT_EQ(got, expected) << what;
     }
 }
 
@@ -913,9 +913,9 @@ TEST(events, say_where_the_mft_is_not_what_the_log_wrote) {
           R"(after=["modified":"2012-12-14 23:06:41.000";"record_offset":"104";"differing":"times"])"}},
         {copy(last, noon, noon, u"b"),
          {R"(mft_differs|not_before|before=["name":"a";"record_offset":"258";"differing":"name"];after=["name":"b";"record_offset":"258";"differing":"name"])"}}};
-    for (const auto& [record, told] : rows) {
+    for (const auto& [record, expected] : rows) {
         const memory_file mft(mft_image({{.number = 0}, record}, 41));
-        EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), told);
+        EXPECT_EQ(log.events("event,clock,details", {"-mftfile", mft.path()}), expected);
     }
     // The file is the one that the log knows, whatever the copy says; what keeps the record's LSN may follow.
     record beside_name = to_record(19, 19, bytes(56, 1), bytes(56), 296);
@@ -980,14 +980,14 @@ TEST(events, say_whose_a_new_file_is) {
         {"in the file record", {own(resident(0x50, descriptor(544), {.id = 3}))}, admins},
         {"in the file record, cut", {own(resident(0x50, part(descriptor(544), 0, 35), {.id = 3}))}, ""},
     };
-    for (const auto& [what, steps, told] : rows) {
+    for (const auto& [what, steps, expected] : rows) {
         std::vector<record> all = steps;
         all.push_back(came(file, root, u"a"));
         all.push_back(end());
         const texts found = story().add(all).events("details");
         ASSERT_EQ(found.size(), 1u) << what;
         const std::size_t owner = std::min(found[0].find(R"("owner)"), found[0].size() - 1);
-        EXPECT_EQ(found[0].substr(owner, found[0].size() - 1 - owner), told) << what;
+        EXPECT_EQ(found[0].substr(owner, found[0].size() - 1 - owner), expected) << what;
     }
     const story given = story().add({described(0x105, descriptor(544)), described(0x106, descriptor(545)),
                                      standard(52, pack(u32{0x105}), pack(u32{0x106})), end()});
@@ -1090,7 +1090,7 @@ TEST(events, say_what_went_to_the_bin) {
          {"moved|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt|[root]\\a.txt",
           "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$QABCDEF.txt"}},
     };
-    for (const auto& [what, twin, name, told] : rows) {
+    for (const auto& [what, twin, name, expected] : rows) {
         const texts found = story()
                                 .add({came(bin, root, u"$Recycle.Bin"), end()})
                                 .add({came(user, bin, u"S-1"), end()})
@@ -1098,7 +1098,7 @@ TEST(events, say_what_went_to_the_bin) {
                                 .add(carried(root, u"a.txt", user, name))
                                 .add(carried(user, name, root, u"b.txt"))
                                 .events("event,path,old_path");
-        EXPECT_EQ(texts(found.end() - 2, found.end()), told) << what;
+        EXPECT_EQ(texts(found.end() - 2, found.end()), expected) << what;
     }
 }
 
@@ -1144,11 +1144,11 @@ TEST(events, take_the_name_of_a_deleted_file_from_a_record_that_is_free_since) {
         {u16{1}, u16{2}, u16{1}, {"deleted|<unk_path>\\|part", "attributes_set|[root]\\a|mft"}},
         {u16{1}, u16{1}, u16{0}, {"deleted|<unk_path>\\|part", "attributes_set|<unk_path>\\|part"}},
     };
-    for (const auto& [freed_one, sequence, flags, told] : rows) {
+    for (const auto& [freed_one, sequence, flags, expected] : rows) {
         const memory_file mft(mft_image({{.number = 0}, {.sequence = sequence, .flags = flags}}, 41));
         const story log =
             story().add({freed(freed_one), end()}).add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
-        EXPECT_EQ(log.events("event,path,known", {"-mftfile", mft.path()}), told) << freed_one << sequence << flags;
+        EXPECT_EQ(log.events("event,path,known", {"-mftfile", mft.path()}), expected) << freed_one << sequence << flags;
         const story below = story().add({came(file + 1, file & 0xFFFF'FFFF, u"b"), end()});  // of no certain folder
         EXPECT_EQ(below.events("path", {"-mftfile", mft.path()}), texts{"<unk_path>\\b"}) << sequence << flags;
     }
@@ -1164,7 +1164,7 @@ TEST(events, belong_to_the_file_that_the_record_held_then) {
               (texts{"deleted|[root]\\old|log|1", "created|[root]\\new|log|2", "attributes_set|[root]\\new|log|2"}));
 }
 
-TEST(events, belong_to_who_is_told_to_hold_the_record) {
+TEST(events, belong_to_who_is_known_to_hold_the_record) {
     const record flagged = standard(32, pack(u32{0x20}), pack(u32{0x21}));
     const u64 second = file + (u64{1} << 48);
     const record born_again = born({noon, noon, noon, noon}, 2, u"new"),
@@ -1177,7 +1177,7 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
           {born_again, came(second, root, u"new"), end()}},
          "attributes_set",
          {"40|2"}},
-        {"of nobody ahead of a birth",
+        {"of nobody before a birth",
          {{flagged, end()}, {born_again, came(second, root, u"new"), end()}},
          "attributes_set",
          {"40|"}},
@@ -1191,7 +1191,7 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
          {{extension, end()}, {name_of_41, end()}, {own_41, end()}, {name_of_41, end()}},
          "link_added",
          {"40|1", "41|2"}},
-        {"of nobody ahead of one, and of the base record behind",
+        {"of nobody before one, and of the base record after",
          {{name_of_41, end()}, {own_41, end()}, {extension, end()}, {name_of_41, end()}},
          "link_added",
          {"41|", "40|1"}},
@@ -1228,11 +1228,11 @@ TEST(events, belong_to_who_is_told_to_hold_the_record) {
         story all;
         for (const auto& steps : transactions)
             all.add(steps);
-        texts told;
+        texts found;
         for (const std::string& line : all.events("event,inode,seq")) {
-            if (line.starts_with(event)) told.push_back(line.substr(line.find('|') + 1));
+            if (line.starts_with(event)) found.push_back(line.substr(line.find('|') + 1));
         }
-        EXPECT_EQ(told, sequences) << what;
+        EXPECT_EQ(found, sequences) << what;
     }
 }
 
@@ -1450,8 +1450,8 @@ TEST(events, have_paths_as_long_as_the_system_allows) {
             steps.push_back(came(made, parent, std::u16string(letters, u'\u4E2D')));
             parent = made;
         }
-        const std::string told = story().add(steps).add({came(file, parent, u"f"), end()}).events("known,path").at(0);
-        return told.substr(0, told.find('|')) + ' ' + std::to_string(told.size() / 1000);
+        const std::string event = story().add(steps).add({came(file, parent, u"f"), end()}).events("known,path").at(0);
+        return event.substr(0, event.find('|')) + ' ' + std::to_string(event.size() / 1000);
     };
     EXPECT_EQ(path_below(255, 1), "log 1");
     EXPECT_EQ(path_below(256, 1), "part 1");
@@ -1462,14 +1462,14 @@ TEST(events, have_paths_as_long_as_the_system_allows) {
 // Of the log, of the MFT, and of a journal file; as text, where fields are cut at "|", and as JSON.
 TEST(events, have_names_that_look_like_no_other) {
     const std::u16string name = {u'[', u'L', u'F', u']', u'|', u'"', u'\\', u':', 0xD800, 0, u'z'};
-    const std::string told = R"([root]\[[]LF][0x7C]"[0x5C][0x3A][0xD800][0x00]z)";
+    const std::string expected = R"([root]\[[]LF][0x7C]"[0x5C][0x3A][0xD800][0x00]z)";
     const story in_log = story().add({came(file, root, name), got(root, name), end()});
     EXPECT_EQ(in_log.events("path,details"),
-              texts{told + R"(|before=[];after=["name":"[[]LF][0x7C]\"[0x5C][0x3A][0xD800][0x00]z"])"});
-    EXPECT_EQ(with_journal(page_of({{.file = file, .name = name}}), {}, "path"), texts{told});
+              texts{expected + R"(|before=[];after=["name":"[[]LF][0x7C]\"[0x5C][0x3A][0xD800][0x00]z"])"});
+    EXPECT_EQ(with_journal(page_of({{.file = file, .name = name}}), {}, "path"), texts{expected});
     const memory_file mft(mft_image({{.number = 0}, {.attributes = {name_image{.name = name}.attribute()}}}, 41));
     const story set = story().add({standard(32, pack(u32{0x20}), pack(u32{0x21})), end()});
-    EXPECT_EQ(set.events("path,known", {"-mftfile", mft.path()}), texts{told + "|mft"});
+    EXPECT_EQ(set.events("path,known", {"-mftfile", mft.path()}), texts{expected + "|mft"});
 
     const std::string hex = R"(","name_hex":"5B004C0046005D007C0022005C003A0000D800007A00)";
     const std::string as_json = R"("path":"[root]\\[[]LF]|\"[0x5C][0x3A][0xD800][0x00]z)" + hex;
@@ -1547,7 +1547,7 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
     const struct {
         const char* what;
         std::vector<usn_image> records;
-        texts told;
+        texts expected;
     } rows[] = {
         {"reasons gather until it is closed",
          {says(created), says(created | appended), says(created | appended | closed), says(appended), says(closed)},
@@ -1608,7 +1608,7 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
           says(new_name | closed, u"r", extend)},
          {"moved|[root]\\q|<unk_path>\\q|part", "data_appended|[root]\\q||journal",
           "moved|<unk_path>\\q|[root]\\q|part"}},
-        {"alone, behind two names of another file",
+        {"alone, after two names of another file",
          {says(old_name), says(new_name | closed, u"b"), says(old_name, u"x", root, file + 1)},
          {"renamed|[root]\\b|[root]\\a.txt|journal", "file_old_name|[root]\\x||journal"}},
         {"closed between two names",
@@ -1625,7 +1625,7 @@ TEST(journal_events, tell_what_is_new_since_the_file_was_closed) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        EXPECT_EQ(with_journal(page_of(row.records)), row.told);
+        EXPECT_EQ(with_journal(page_of(row.records)), row.expected);
     }
 }
 

@@ -11,8 +11,8 @@ constexpr u64 noon = 130'000'000'000'000'000;  // 2012-12-14 23:06:40
 constexpr u64 minute = 600'000'000;
 
 // "time of day|ref|action|level|op_pattern|inode|path" of each row.
-texts told(const std::vector<record>& records, const bytes& mft = {}, const bytes& journal = {},
-           const argument_list& more = {}) {
+texts reported(const std::vector<record>& records, const bytes& mft = {}, const bytes& journal = {},
+               const argument_list& more = {}) {
     texts all;
     for (const row_cells& row : rows_of(log_of_pages(records), mft, journal, more)) {
         all.push_back(row[time_cell].empty() ? "" : row[time_cell].substr(11, 8));
@@ -41,24 +41,24 @@ bytes mft_of(std::vector<file_record> records) {
 }
 
 TEST(report, names_events_by_the_redo_operation) {
-    EXPECT_EQ(told({{.lsn = 10, .redo_op = 2}, member(11, 3), member(12, 9), member(13, 27), member(20, 2)}),
+    EXPECT_EQ(reported({{.lsn = 10, .redo_op = 2}, member(11, 3), member(12, 9), member(13, 27), member(20, 2)}),
               (texts{"|| file_created|root|02-03-09-1b||", "|| file_deleted|..sub-op|-- 0x03||",
                      "||changing_allocated_space|..sub-op|-- 0x09||", "|||..sub-op|-- 0x1b||"}))
         << "the record that no head reaches has no row";
 }
 
 TEST(report, kept_a_head_with_a_journal_record_shows_its_time_and_no_reason) {
-    EXPECT_EQ(told({{.lsn = 10, .redo_op = 2},
-                    member(11, 8, journal_record(noon, 0x100)),
-                    member(12, 8, journal_record(noon - 60 * minute, 0x200)),
-                    member(13, 27),
-                    {.lsn = 20, .redo_op = 3}}),
+    EXPECT_EQ(reported({{.lsn = 10, .redo_op = 2},
+                        member(11, 8, journal_record(noon, 0x100)),
+                        member(12, 8, journal_record(noon - 60 * minute, 0x200)),
+                        member(13, 27),
+                        {.lsn = 20, .redo_op = 3}}),
               (texts{"22:06:40||file_deleted|root|02-08-08-1b||",
                      "22:06:40||file_deleted|..sub-op|-- 0x08|0x32|<unk_path>\\a.txt",
                      "22:06:40|<- usnjrnl|file_deleted|..sub-op|-- 0x08|0x32|<unk_path>\\a.txt",
                      "22:06:40||file_deleted|..sub-op|-- 0x1b||", "22:06:40|| file_deleted|root|03||"}))
         << "the later record overrides, and the earlier time holds on";
-    EXPECT_EQ(told({{.lsn = 10, .redo_op = 8, .redo = journal_record(noon, 0x100)}, member(11, 9)}),
+    EXPECT_EQ(reported({{.lsn = 10, .redo_op = 8, .redo = journal_record(noon, 0x100)}, member(11, 9)}),
               (texts{"23:06:40|||root|08-09|0x32|<unk_path>\\a.txt",
                      "23:06:40||changing_allocated_space|..sub-op|-- 0x09||"}));
 }
@@ -72,9 +72,9 @@ TEST(report, visits_mft_records_in_lsn_order) {
     const std::vector<record> chain = {{.lsn = 10, .redo_op = 9}, {.lsn = 20, .previous = 10, .redo_op = 9}};
     const texts plain = {"23:07:40||changing_allocated_space|root|09-09|0x3D|",
                          "23:08:40||changing_allocated_space|..sub-op|-- 0x09||"};
-    EXPECT_EQ(told(chain, mft_of(records)), plain)
+    EXPECT_EQ(reported(chain, mft_of(records)), plain)
         << "older records raise the time, an equal LSN gives the inode, later ones count for nothing";
-    EXPECT_EQ(told(chain, mft_of(records), {}, {"-showall_inodes"}),
+    EXPECT_EQ(reported(chain, mft_of(records), {}, {"-showall_inodes"}),
               (texts{"23:06:40|||mft||0x3C|", plain[0], "23:08:40|||mft||0x3E|", plain[1]}));
 }
 
@@ -82,7 +82,7 @@ TEST(report, an_mft_record_leads_to_the_journal_file) {
     const bytes mft =
         mft_of({{.number = 61, .lsn = 11, .attributes = {name_image{}.attribute(), modified_at(noon, 0x500)}}});
     const bytes journal = pack(usn_image{.usn = 0x500, .time = noon - minute, .reason = 0x80000100}.image(), at{4096});
-    EXPECT_EQ(told({{.lsn = 10, .redo_op = 2}, member(11, 9)}, mft, journal),
+    EXPECT_EQ(reported({{.lsn = 10, .redo_op = 2}, member(11, 9)}, mft, journal),
               (texts{"23:05:40||file_created|root|02-09||", "23:05:40|<- usnjrnl|file_created|..sub-op|-- 0x09|0x3D|"}))
         << "the close bit has no word here";
 }
@@ -115,7 +115,7 @@ struct said {
     std::u16string name = {};
 };
 
-// The path of each row and what association has to say behind it.
+// The path of each row and what association has to say after it.
 texts associated(const std::vector<said>& all, const bytes& mft, const argument_list& more = {}) {
     std::vector<record> records;
     for (const said& s : all) {
@@ -143,7 +143,7 @@ TEST(association, ranks_its_sources) {
     const u64 next = reference(50, 4), unknown = reference(77, 0);
     const std::tuple<const char*, said, std::string> rows[] = {
         {"no parent fits", {next, root, u"x"}, mismatch},
-        {"exact, no parent told", {file}, a + R"(;"parent":"0x28"])"},
+        {"exact, no parent named", {file}, a + R"(;"parent":"0x28"])"},
         {"exact, the store's parent", {file, docs, u"a.txt"}, a + "]"},
         {"exact, an earlier user of the parent's record", {file, reference(40, 1), u"a.txt"}, "*" + a + "]"},
         {"exact, another name", {file, docs, u"b.txt"}, "*" + std::string(a).replace(12, 1, "b") + "]"},
@@ -176,7 +176,7 @@ TEST(association, learns_what_the_log_proves) {
     EXPECT_EQ(paths({{file, fresh, u"moved.txt"}, {file}, {file, reference(40, 9), u"b"}, {file}},
                     volume_with({named(fresh, root, u"new", 3)})),
               (texts{name, name, "*[root]\\docs\\b ", name}))
-        << "no folder of that sequence: told, not learnt";
+        << "no folder of that sequence: reported, not learnt";
     file_record folder = named(moved, 5, u"d", 3);
     folder.attributes.push_back(name_image{.parent = 40, .name = u"d"}.attribute());
     // From the first on another record answers by reference than by number.
@@ -189,7 +189,7 @@ TEST(association, learns_what_the_log_proves) {
     EXPECT_TRUE(based.starts_with(R"([root]\docs\a.txt "base":"0x32 extension- 0x3C";"inode":"0x32")")) << based;
 }
 
-// Index runs of folders; behind them which folder a cluster belongs to, 0 for none.
+// Index runs of folders; after them which folder a cluster belongs to, 0 for none.
 TEST(association, kept_the_lowest_run_never_answers_to_its_own_first_cluster) {
     std::vector<file_record> folders = {named(reference(30, 1), root, u"0x1E", 3),
                                         named(reference(31, 1), root, u"0x1F", 3),
@@ -198,7 +198,7 @@ TEST(association, kept_the_lowest_run_never_answers_to_its_own_first_cluster) {
     folders[1].attributes.push_back(nonresident(0xA0, {0x11, 10, 100, 0x21, 0, 200, 0, 0}));
     folders[2].attributes.push_back(nonresident(0xA0, {0x21, 8, 200, 0, 0}));
     const std::vector<std::pair<u64, const char*>> owners = {
-        {99, ""},      {100, ""}, {101, "0x1F"}, {109, "0x1F"}, {110, "0x1F"},  // just behind the run
+        {99, ""},      {100, ""}, {101, "0x1F"}, {109, "0x1F"}, {110, "0x1F"},  // right after the run
         {111, ""},     {199, ""}, {200, "0x1E"}, {208, "0x1E"}, {209, ""},      // the first of equal runs stays
         {300, "0x1F"}, {301, ""}, {~u64{0}, ""}};
     std::vector<record> records;

@@ -90,7 +90,7 @@ struct restart_page {
     u16 sequence_value = 0x0001;
 
     bytes image() const {
-        const bytes client = pack(oldest_lsn, oldest_lsn, ~u32{0}, at{28}, u32{8}, u"NTFS");  // none before or behind
+        const bytes client = pack(oldest_lsn, oldest_lsn, ~u32{0}, at{28}, u32{8}, u"NTFS");  // none before or after
         const bytes area = pack(current_lsn, u16{1}, u16{0xFFFF}, at{16}, sequence_bits, u16{224}, u16{64}, file_size,
                                 at{36}, u16{48}, u16{64}, at{64}, client);
         bytes out = pack(u32{0x52545352}, u16{30}, u16{9}, at{16}, u32{4096}, u32{4096}, u16{48}, u16{1}, u16{1},

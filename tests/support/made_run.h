@@ -23,7 +23,7 @@ struct captured_run {
     std::string err;
 };
 
-// `args` come behind the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
+// `args` come after the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
 inline captured_run run_captured(argument_list args, const std::string& input = null_device) {
     args.insert(args.begin(), "kest");
     const scratch_folder folder;
@@ -58,7 +58,7 @@ inline std::optional<bool> wanted(const std::string& file, argument_list options
     return done.err.starts_with("kest") ? std::nullopt : std::optional(!tried(done).empty());
 }
 
-// The rows of a report behind the header line, in cells. Line ends and separators in evidence are not what they were.
+// The rows of a report after the header line, in cells. Line ends and separators in evidence are not what they were.
 using row_cells = std::vector<std::string>;
 enum cell {
     time_cell,

@@ -88,7 +88,7 @@ struct file_record {
     }
 };
 
-// Records one behind the other, the first with the number 0; what is not named is zeros.
+// Records one after the other, the first with the number 0; what is not named is zeros.
 inline bytes mft_image(const std::vector<file_record>& records, std::size_t count = 8) {
     bytes out(count * records.at(0).size);
     for (const file_record& r : records)
