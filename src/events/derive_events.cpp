@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "events/event_relay.h"
 #include "events/event_writer.h"
 #include "events/journal_events.h"
 #include "logfile/volume_geometry.h"
@@ -386,9 +387,16 @@ private:
 
 journal_reading derive_events(const event_inputs& inputs, const event_listener& listener,
                               const event_progress& progress) {
-    event_derivation derivation(inputs, listener, progress);
-    derivation.run();
-    return derivation.reading();
+    const auto derive = [&](const event_listener& taker) {
+        event_derivation derivation(inputs, taker, progress);
+        derivation.run();
+        return derivation.reading();
+    };
+    if (!inputs.threads_allowed || inputs.topic == event_topic::contents) return derive(listener);
+    event_relay relay(listener);
+    const journal_reading read = derive([&relay](const event& shown) { relay.put(shown); });
+    relay.finish();
+    return read;
 }
 
 }  // namespace kest
