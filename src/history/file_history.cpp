@@ -504,9 +504,9 @@ public:
         // Of the next file record; none after the last one.
         std::uint64_t number() const { return m_left.empty() ? no_number : m_left.front().number; }
         void take(std::uint64_t number, std::vector<file_moment>& out) {
-            constexpr std::size_t ahead = 8;
+            constexpr std::size_t distance = 8;
             for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1)) {
-                if (m_left.size() > ahead) m_list.m_inputs.facts.all()[m_left[ahead].fact].prefetch();
+                if (m_left.size() > distance) m_list.m_inputs.facts.all()[m_left[distance].fact].prefetch();
                 out.push_back(m_list.moment_of(m_left.front()));
             }
         }
@@ -561,15 +561,15 @@ std::uint32_t record_size_of(const history_inputs& inputs) {
 // has.
 template <class visitor>
 void for_each_record(const log_store& log, std::span<target> targets, visitor&& visit) {
-    constexpr std::ptrdiff_t ahead = 8;  // they lie all over the log: asked for before their turn
+    constexpr std::ptrdiff_t distance = 8;  // they lie all over the log: asked for before their turn
     const auto lsn = [&log](const target& one) { return log.entries[one.position].this_lsn(); };
     for (auto begin = targets.begin(); begin != targets.end();) {
         auto next = begin;
         bool rises = true;
         for (; next != targets.end() && next->number == begin->number; ++next) {
             const std::ptrdiff_t left = targets.end() - next;
-            if (left > 2 * ahead) uni::prefetch(&log.entries[next[2 * ahead].position]);
-            if (left > ahead) prefetch_bytes(log.entries[next[ahead].position].bytes());
+            if (left > 2 * distance) uni::prefetch(&log.entries[next[2 * distance].position]);
+            if (left > distance) prefetch_bytes(log.entries[next[distance].position].bytes());
             rises = rises && (next == begin || lsn(*std::prev(next)) < lsn(*next));
         }
         auto end = next;
@@ -701,11 +701,13 @@ private:
     const std::uint32_t m_record_size;
 };
 
+// Records or facts; with fewer for each of two, a thread costs more than it brings.
+constexpr std::size_t worthwhile = std::size_t{1} << 14;
+
 // Where the second half of the file records begins, for a thread of its own. A small log is not worth one; an MFT copy
 // is read, and shared, by one at a time. Budgets of the halves are their own, so whether there is a thread must not
 // matter.
 std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
-    constexpr std::size_t worthwhile = std::size_t{1} << 14;
     std::size_t middle = all.targets.size() / 2;
     if (middle < worthwhile || inputs.inodes.mft_file || inputs.with_data) return all.targets.size();
     while (middle < all.targets.size() && all.targets[middle].number == all.targets[middle - 1].number)
@@ -716,13 +718,17 @@ std::size_t middle_of(const history_inputs& inputs, const target_list& all) {
 }  // namespace
 
 void file_history::replay(const history_inputs& inputs) {
+    std::optional<mention_list> mentions;
+    const auto list_mentions = [&] { mentions.emplace(inputs); };
+    std::optional<portable_thread> lister;
+    if (inputs.threads_allowed && inputs.facts.all().size() >= worthwhile) lister.emplace(list_mentions);
     target_list all = find_targets(inputs, record_size_of(inputs));
+    lister ? lister->wait() : list_mentions();
     const std::size_t middle = middle_of(inputs, all);
     const std::uint64_t next_number = middle != all.targets.size() ? all.targets[middle].number : no_number;
     if (next_number != no_number) m_timeline.begin_other(next_number);
     {
-        const mention_list mentions(inputs);
-        const range_replay replay(inputs, all, mentions, m_gaps);
+        const range_replay replay(inputs, all, *mentions, m_gaps);
         const auto rest = [&] {
             if (next_number == no_number) return;
             replay.run(middle, all.targets.size(), no_number, m_other_changes, *m_timeline.other());
@@ -732,6 +738,7 @@ void file_history::replay(const history_inputs& inputs) {
         replay.run(0, middle, next_number, m_changes, m_timeline);
         thread ? thread->wait() : rest();
     }
+    mentions.reset();
     all = {};
     m_changes.append(m_other_changes);
 }
