@@ -169,6 +169,7 @@ logfile_options options_of(const logfile_options& options, const case_set& set) 
     logfile_options own = options;
     own.volume = set.name;
     own.show_progress = own.has_titles = false;
+    own.reads_ahead = options.jobs < 2;
     own.log.path = set.log;
     own.have_log = own.log.given();
     own.image_path = set.image;
@@ -388,7 +389,12 @@ bool list_case(const case_run& run, const case_contents& found) {
         std::string words;
         {
             const uni::words_kept kept;
-            list_set(set);
+            try {
+                list_set(set);
+            } catch (const std::bad_alloc&) {
+                say_out_of_memory();
+                run.findings.unreadable = true;
+            }
             words = words_of(set, kept);
         }
         uni::console_write(words);

@@ -51,10 +51,11 @@ struct copy_comparison {
 copy_comparison compare_with_copy(const replayed_record& replayed, const replayed_record& copy,
                                   bool names_may_lag = false);
 
-// File records that the log writes to and that cannot be compared with the MFT copy, though they might have been.
+// File records that the log writes to and that are not compared with the MFT copy.
 struct uncompared_copies {
     std::uint64_t unreadable = 0;   // the copy holds no file record there
     std::uint64_t lsn_unknown = 0;  // the log has no record about it with the LSN that it names, and no gap there
+    std::uint64_t older = 0;        // none of these: it names an LSN before the log's last change of it
 };
 
 using copy_check = std::function<void(const copied_record&, const copy_comparison&)>;

@@ -129,16 +129,20 @@ public:
         }
         const auto lsn = [this](const target& one) { return m_inputs.log.entries[one.position].this_lsn(); };
         const auto after = std::ranges::upper_bound(targets, m_copy_lsn, {}, lsn);
-        const bool moved_on = std::any_of(after, targets.end(), [this](const target& one) {
+        const bool is_older = std::any_of(after, targets.end(), [this](const target& one) {
             return m_inputs.log.entries[one.position].redo_op() != update_file_name_root;
         });
         if (after == targets.begin() || lsn(*std::prev(after)) != m_copy_lsn) {
-            if (is_lsn_of_log()) ++m_uncompared.lsn_unknown;
+            if (is_lsn_of_log()) {
+                ++m_uncompared.lsn_unknown;
+                return;
+            }
+        } else if (!is_older) {
+            add_steps(targets);
+            if (read_copy_place()) check_copy();
             return;
         }
-        if (moved_on) return;
-        add_steps(targets);
-        if (read_copy_place()) check_copy();
+        if (is_older) ++m_uncompared.older;
     }
 
 private:

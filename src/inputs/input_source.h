@@ -32,6 +32,7 @@ struct opened_source {
     std::shared_ptr<const uni::byte_source> bytes;  // null: it cannot be opened
     int error = 0;                                  // an `errno`: why
 };
-opened_source open_source(const input_source& source);
+// `reads_ahead`: a large file is read on by a thread while its bytes are worked on.
+opened_source open_source(const input_source& source, bool reads_ahead = false);
 
 }  // namespace kest

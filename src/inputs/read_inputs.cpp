@@ -55,7 +55,7 @@ void settle_sizes(log_store& store, const input_settings& settings) {
 }  // namespace
 
 bool parse_log(log_store& store, const input_source& source, const input_settings& settings) {
-    const opened_source opened = open_source(source);
+    const opened_source opened = open_source(source, settings.reads_ahead);
     if (settings.counts_pages) store.pages.emplace();
     store.keeps_pages = settings.keeps_pages;
     store.keeps_torn = settings.keeps_torn;
@@ -76,7 +76,7 @@ std::optional<unread_input> open_inputs(const input_settings& settings, evidence
         if (!load_mft(stores.inodes, mft.bytes)) return unread_input{settings.mft.path, "no file record"};
     }
     if (settings.journal.given()) {
-        const opened_source journal = open_source(settings.journal);
+        const opened_source journal = open_source(settings.journal, settings.reads_ahead);
         if (!journal.bytes) return unread_input{settings.journal.path, error_words(journal.error)};
         if (!open_journal(stores.journal, journal.bytes, resync)) {
             return unread_input{settings.journal.path, "too short"};

@@ -20,7 +20,8 @@ struct input_settings : source_set {
     bool keeps_journal = true;  // for look-ups; otherwise the report reads the journal file by itself, record by record
     bool every_record = false;  // of a journal; otherwise bytes that are no record hide the rest of their page
     bool show_progress = true;
-    bool stated_sizes = false;                  // cluster and file record have the sizes that the log states
+    bool reads_ahead = true;    // on threads, what is large; otherwise sets of a case take the processors
+    bool stated_sizes = false;  // cluster and file record have the sizes that the log states
     std::optional<std::uint32_t> cluster_size;  // bytes; none: the usual one, or that which the log states
 
     bool streams_journal() const { return !keeps_journal && journal.given(); }

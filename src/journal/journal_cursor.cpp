@@ -1,7 +1,6 @@
 #include "journal/journal_cursor.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace kest {
 
@@ -12,7 +11,7 @@ constexpr std::size_t page_size = 4096;     // of a journal
 
 // At hand for a record and the one after it, where the file goes on.
 constexpr std::size_t two_records = 2 * page_size;
-constexpr std::size_t buffer_size = (1 << 20) + two_records;
+constexpr std::size_t large_block = 1 << 20;
 
 // A journal that is asked for records of version 3 makes them of those of version 2, with longer references.
 std::uint32_t length_in_journal(const usn_record& record) {
@@ -53,8 +52,9 @@ bool is_confirmed(const usn_record& record, uni::byte_view bytes) {
 
 journal_cursor::journal_cursor(const uni::byte_source& file, journal_resync resync)
     : m_resync(resync),
-      m_reader(file, 0, file.size(), block_size),
-      m_buffer(resync == journal_resync::at_pages ? block_size : buffer_size),
+      m_blocks(file, {.grain = block_size,
+                      .block_size = resync == journal_resync::at_pages ? block_size : large_block,
+                      .lead = two_records}),
       m_wanted(resync == journal_resync::at_pages ? 1 : two_records) {}
 
 const journal_record* journal_cursor::next() {
@@ -120,23 +120,21 @@ void journal_cursor::pass_over() {
 // Sees to it that as much is at hand as is asked for, or all up to a hole or the end. False at the end.
 bool journal_cursor::supply_more() {
     while (rest().size() < m_wanted) {
-        if (m_ended || !m_reader.advance()) break;
-        if (!rest().empty() && m_reader.position() != m_offset + m_bytes.size()) break;
+        if (m_ended || !m_blocks.advance()) break;
+        if (!rest().empty() && m_blocks.position() != m_offset + m_bytes.size()) break;
         m_ended = !read_block();
     }
     return !rest().empty();
 }
 
-// What is left of the last block moves to the front.
 bool journal_cursor::read_block() {
-    const std::size_t left = rest().size();
-    if (left != 0) std::memmove(m_buffer.data(), rest().bytes().data(), left);
-    const uni::block_reader::block block = m_reader.read(std::span(m_buffer).subspan(left));
+    const uni::block_stream::block block = m_blocks.read(rest().bytes());
+    if (m_reading.records != 0) m_blocks.read_ahead();  // some ask for the first record only
     m_reading.incomplete = m_reading.incomplete || block.failed;
-    m_offset = block.offset - left;
-    m_bytes = uni::byte_view{m_buffer}.slice(0, left + block.bytes);
+    m_offset = block.offset;
+    m_bytes = block.bytes;
     m_at = 0;
-    return !block.failed || block.bytes != 0;
+    return !block.failed || block.arrived != 0;
 }
 
 }  // namespace kest

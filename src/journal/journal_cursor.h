@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "journal/usn_record.h"
+#include "portable/block_stream.h"
 #include "portable/byte_source.h"
 
 namespace kest {
@@ -63,8 +63,7 @@ private:
     void pass_over();
 
     const journal_resync m_resync;
-    uni::block_reader m_reader;
-    std::vector<std::uint8_t> m_buffer;
+    uni::block_stream m_blocks;
     const std::size_t m_wanted;  // bytes at hand for the next record
     std::uint64_t m_offset = 0;  // of the bytes at hand, in the file
     uni::byte_view m_bytes;      // at hand; without a hole

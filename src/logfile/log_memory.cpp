@@ -7,15 +7,21 @@
 namespace kest {
 
 std::span<std::uint8_t> log_memory::room() {
-    if (block_size - m_used < block_size / 2) {
-        m_blocks.emplace_back(block_size);
-        m_used = 0;
-    }
-    return m_blocks.back().bytes().subspan(m_used);
+    if (m_rooms.empty()) return m_blocks.emplace_back(block_size).bytes();
+    const std::span<std::uint8_t> room = m_rooms.back();
+    m_rooms.pop_back();
+    return room;
 }
 
-void log_memory::release_room() {
-    if (!m_blocks.empty()) uni::release_pages(m_blocks.back().bytes().subspan(m_used));
+void log_memory::keep(std::span<std::uint8_t> room, std::size_t bytes) {
+    const std::span<std::uint8_t> rest = room.subspan(bytes);
+    if (rest.size() >= block_size / 2) m_rooms.push_back(rest);
+}
+
+void log_memory::release_rooms() {
+    for (const std::span<std::uint8_t> room : m_rooms)
+        uni::release_pages(room);
+    m_rooms.clear();
 }
 
 log_entry log_memory::keep_joined(uni::byte_view record, std::uint64_t file_offset) {

@@ -17,10 +17,10 @@ class log_memory {
 public:
     // Where to read the next pages of the log to: at least half a block. Pages lie at multiples of their size.
     std::span<std::uint8_t> room();
-    // What was read to the begin of the room stays.
-    void keep(std::size_t bytes) { m_used += bytes; }
-    // Gives back what was not read to.
-    void release_room();
+    // So many bytes at the begin of such a room stay; the others may be read over.
+    void keep(std::span<std::uint8_t> room, std::size_t bytes);
+    // Gives back what was not kept.
+    void release_rooms();
 
     // A copy of a record, of at least 88 bytes.
     log_entry keep_joined(uni::byte_view record, std::uint64_t file_offset);
@@ -30,7 +30,7 @@ private:
     static_assert(block_size % uni::large_page == 0, "large pages begin at multiples of the size of a log page");
 
     std::vector<uni::byte_block> m_blocks;
-    std::size_t m_used = block_size;  // bytes of the last one
+    std::vector<std::span<std::uint8_t>> m_rooms;  // of these, not in use
     std::span<std::uint8_t> room_for_joined(std::size_t size);
 
     std::vector<uni::byte_block> m_joined_blocks;  // each as large as all before it

@@ -1,12 +1,13 @@
 #include "logfile/scanner.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 #include <utility>
 
 #include "journal/usn_record.h"
 #include "logfile/operation.h"
-#include "portable/file.h"
+#include "portable/block_stream.h"
 #include "portable/large_pages.h"
 
 namespace kest {
@@ -242,16 +243,18 @@ void scan_blocks(log_store& store, const uni::byte_source& file) {
     store.file_size = file.size();
     if (store.pages) store.pages->file_size = file.size();
     uni::try_reserve(store.entries, std::min<std::uint64_t>(file.size() / smallest_record_size, most_reserved));
-    uni::block_reader reader(file, 0, file.size(), log_page_size);
+    constexpr std::size_t whole_room = SIZE_MAX;
+    uni::block_stream blocks(file, {.grain = log_page_size, .block_size = whole_room},
+                             [&store] { return store.memory.room(); });
     bool readable = true;  // a failed read ends the log there
-    while (readable && reader.advance()) {
-        const std::span<std::uint8_t> room = store.memory.room();
-        const uni::block_reader::block block = reader.read(room);
-        store.memory.keep(scan_stretch(store, room.first(block.bytes), block.offset));
+    while (readable && blocks.advance()) {
+        const uni::block_stream::block block = blocks.read();
+        blocks.read_ahead();
+        store.memory.keep(block.room, scan_stretch(store, block.bytes, block.offset));
         readable = !block.failed;
     }
     if (!readable) store.incomplete = true;
-    store.memory.release_room();
+    store.memory.release_rooms();
 }
 
 template <class maker>
@@ -304,7 +307,7 @@ bool scan_buffer(log_store& store, uni::byte_view bytes) {
         const std::span<std::uint8_t> room = store.memory.room();
         const uni::byte_view part = bytes.slice(offset, room.size());
         std::ranges::copy(part.bytes(), room.begin());
-        store.memory.keep(scan_stretch(store, room.first(part.size()), offset));
+        store.memory.keep(room, scan_stretch(store, room.first(part.size()), offset));
         offset += part.size();
     }
     if (!store.keeps_pages) link_chains(store);

@@ -33,6 +33,9 @@ public:
     // The first offset from `offset` on at which a hole begins; the size if none does or that is not known.
     virtual std::uint64_t next_hole(std::uint64_t offset) const = 0;
 
+    // Whether who goes through it is worth a thread that reads the next bytes meanwhile.
+    virtual bool reads_ahead() const { return false; }
+
     // Whether bytes that could not be had were given as zeros.
     virtual bool has_gaps() const { return false; }
 };

@@ -40,6 +40,7 @@ bool file::close() {
     m_fd = -1;
     m_size = 0;
     m_attached = false;
+    m_may_read_ahead = false;
     m_of_process = false;
     return closed;
 }

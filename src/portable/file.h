@@ -80,6 +80,9 @@ public:
 
     std::uint64_t size() const override { return m_size; }
     std::uint64_t measure_size();
+    // Only large ones are read so.
+    void allow_reading_ahead() { m_may_read_ahead = true; }
+    bool reads_ahead() const override { return m_may_read_ahead && m_size >= worth_reading_ahead; }
 
     read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const override;
     std::uint64_t next_data(std::uint64_t offset) const override;
@@ -89,6 +92,8 @@ public:
     [[nodiscard]] bool append(std::string_view bytes);
 
 private:
+    static constexpr std::uint64_t worth_reading_ahead = std::uint64_t{16} << 20;  // bytes
+
     static bool close_descriptor(int descriptor);
     // The bytes that arrived, 0 at the end, -1 for a failure.
     static std::int64_t read_piece(int descriptor, std::span<std::uint8_t> buffer, std::uint64_t offset);
@@ -96,6 +101,7 @@ private:
     int m_fd = -1;
     std::uint64_t m_size = 0;
     bool m_attached = false;
+    bool m_may_read_ahead = false;
     bool m_of_process = false;  // lies in /proc
     int m_open_error = 0;
 };

@@ -1,15 +1,14 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "portable/large_pages.h"
+#include "portable/radix_sort.h"
 #include "portable/seeded_map.h"
 
 namespace uni {
@@ -47,31 +46,10 @@ std::size_t lower_bound_near(const large_vector<keyed>& entries, key_type key, s
     return static_cast<std::size_t>(found - begin);
 }
 
-// Puts entries in ascending key order, equal keys in the order of arrival: by the bytes in which keys differ, from the
-// lowest on. Costs the same whatever the order was.
-template <class keyed>
-void order_by_key(large_vector<keyed>& entries) {
-    std::uint64_t differing = 0;
-    for (const keyed& entry : entries)
-        differing |= std::uint64_t{entry.key} ^ entries.front().key;
-    large_vector<keyed> ordered(entries.size());
-    for (unsigned shift = 0; shift < 64; shift += 8) {
-        if ((differing >> shift & 0xFF) == 0) continue;
-        const auto byte_of = [shift](const keyed& entry) { return std::uint64_t{entry.key} >> shift & 0xFF; };
-        std::array<std::size_t, 257>
-            next_of{};  // of the next entry with a byte; at first counts, each under the byte after its own
-        for (const keyed& entry : entries)
-            ++next_of[byte_of(entry) + 1];
-        std::partial_sum(next_of.begin(), next_of.end(), next_of.begin());
-        for (const keyed& entry : entries)
-            ordered[next_of[byte_of(entry)]++] = entry;
-        entries.swap(ordered);
-    }
-}
-
+// Puts entries in ascending key order, equal keys in the order of arrival.
 template <class keyed>
 void seal_by_key(large_vector<keyed>& entries) {
-    if (!std::ranges::is_sorted(entries, {}, &keyed::key)) order_by_key(entries);
+    radix_sort(entries, [](const keyed& entry) { return entry.key; });
 }
 
 // Also drops all but the first arrival of each key.

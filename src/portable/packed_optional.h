@@ -4,12 +4,16 @@
 #include <bit>
 #include <cstdint>
 #include <optional>
+#include <type_traits>
 
 namespace uni {
 
 // A value that may be unknown, without the padding of std::optional: for what there is much of.
 template <class value>
 class packed_optional {
+    static_assert(std::is_trivially_copyable_v<value> && std::has_unique_object_representations_v<value>,
+                  "it is kept and compared as bytes");
+
 public:
     packed_optional() = default;
     packed_optional(const value& held) : m_bytes(std::bit_cast<bytes>(held)), m_held(true) {}

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace uni {
@@ -66,6 +67,14 @@ public:
             insert(v);
     }
 
+    small_set(const small_set&) = default;
+    small_set(small_set&& other) noexcept { swap(other); }
+    small_set& operator=(small_set other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~small_set() = default;
+
     const value* begin() const { return m_count > 1 ? m_many->data() : &m_single; }
     const value* end() const { return begin() + m_count; }
     std::size_t size() const { return m_count; }
@@ -90,6 +99,12 @@ public:
     }
 
 private:
+    void swap(small_set& other) noexcept {
+        std::swap(m_single, other.m_single);
+        std::swap(m_count, other.m_count);
+        std::swap(m_many, other.m_many);
+    }
+
     value m_single{};
     std::size_t m_count = 0;
     optional_part<std::vector<value>> m_many;  // all of them, if there are several

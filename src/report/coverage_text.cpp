@@ -324,6 +324,7 @@ void report_mft(facts_writer& lines, const mft_coverage& shown) {
     lines.count("mft_differing", shown.replayed.differing);
     lines.count("mft_unreadable", shown.replayed.uncompared.unreadable);
     lines.count("mft_lsn_unknown", shown.replayed.uncompared.lsn_unknown);
+    lines.count("mft_older", shown.replayed.uncompared.older);
 }
 
 template <class facts_writer>

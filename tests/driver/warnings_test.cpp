@@ -1,5 +1,6 @@
 // What kest takes for a slip of its operator: said as a hint, refused with -strict.
 
+#include "portable/sha256.h"
 #include "support/made_run.h"
 
 namespace kest::disk {
@@ -111,7 +112,9 @@ TEST_F(warnings, what_may_not_be_meant_so_is_refused) {
         {{"-log", m_log, "-mftfile", later, "-events"}, -1, misfit},
         {{"-log", m_log, "-mftfile", later}, -1, misfit},
         {{"-log", m_log, "-provenance", "-csv"}, -1, "-provenance: only with -jsonl, -coverage or -page\n"},
-        {{"-log", m_log, "-provenance", "-coverage"}, 0, ""},
+        {{"-log", m_log, "-provenance", "-coverage"},
+         uni::sha256::available() ? 0 : -1,
+         uni::sha256::available() ? "" : "-provenance: without SHA-256, as libcrypto is not there\n"},
         {{"-log", m_log, "-jrnlfile", empty}, -1, "no record in: " + empty + '\n'},
         {{"-log", m_log, "-mftfiel", "a b", "x\n"}, -1, "ignored: -mftfiel 'a b' x[LF]\n"},
         {{"-log", m_log, "-quiet"}, -1, "ignored: -quiet\n"},

@@ -125,7 +125,7 @@ TEST(replayed_record, does_and_undoes_what_a_step_says) {
     for (const row& t : rows) {
         SCOPED_TRACE(t.what);
         const bytes log = t.step.image();
-        const record_step step(make_log_entry(uni::byte_view(std::span(log)), 0, false));
+        const record_step step(make_log_entry(uni::byte_view(std::span(log))));
         const replayed_record before = record_of(t.before), after = record_of(t.after);
         replayed_record forward = before;
         forward.learn_before(step);
@@ -161,7 +161,7 @@ TEST(replayed_record, knows_nothing_after_what_does_not_fit) {
     for (const auto& [what, one] : rows) {
         SCOPED_TRACE(what);
         const bytes log = one.image();
-        const record_step step(make_log_entry(uni::byte_view(std::span(log)), 0, false));
+        const record_step step(make_log_entry(uni::byte_view(std::span(log))));
         replayed_record record(1024);
         record.load(std::span(image));
         record.learn_before(step);
@@ -177,7 +177,7 @@ TEST(replayed_record, learns_nothing_from_what_is_of_another_attribute) {
     for (const record& one : {step_at(third, 11, 11, 0, bytes(24), bytes(24)), step_at(third, 13, 12, 24, {}, entry)}) {
         const bytes log = one.image();
         replayed_record record = record_of(image);
-        EXPECT_FALSE(record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log)), 0, false))));
+        EXPECT_FALSE(record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log))))));
         EXPECT_EQ(record.attribute_at(third), 0U);
         EXPECT_FALSE(record.knows(third + 24, 1));
     }
@@ -219,7 +219,7 @@ TEST(replayed_record, is_held_against_a_copy_by_what_it_knows) {
         {"data that it wrote", over(whole, data, {'z'}), false, part(record_part::data)},
     };
     const bytes wrote = step_at(third, 7, 7, 24, {'x'}, {'y'}).image();
-    const record_step step(make_log_entry(uni::byte_view(std::span(wrote)), 0, false));
+    const record_step step(make_log_entry(uni::byte_view(std::span(wrote))));
     replayed_record replayed = record_of(over(whole, data, {'y'}));
     replayed.redo(step);
     for (const row& t : rows) {
@@ -239,7 +239,7 @@ TEST(replayed_record, knows_where_runs_begin_by_what_is_written_there) {
         replayed_record record(1024);
         for (const bytes& log : {step_at(third, 11, 11, 0, bytes(sizes), bytes(sizes)).image(),
                                  step_at(third, 9, 9, offset, bytes(4), list).image()}) {
-            record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log)), 0, false)));
+            record.learn_before(record_step(make_log_entry(uni::byte_view(std::span(log)))));
         }
         auto found = record.runs_of(third);
         const bool read = found && found->next() && found->lcn() == 0x20 && found->vcn() == 0;

@@ -263,7 +263,7 @@ TEST(record_inode, reckons_in_fixed_clusters) {
                                                         {2, 0, 15, 5, 0}, {2, 0, 20, 5, 0}};
     for (const auto& [block, place, redo_op, vcn, inode] : rows) {
         const bytes image = record{.redo_op = redo_op, .cluster_block = place, .block_size = block, .vcn = vcn}.image();
-        EXPECT_EQ(record_inode(make_log_entry(std::span(image), 0, false), {}), inode) << block << ' ' << place;
+        EXPECT_EQ(record_inode(make_log_entry(std::span(image)), {}), inode) << block << ' ' << place;
     }
 }
 

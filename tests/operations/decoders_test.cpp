@@ -21,7 +21,7 @@ struct decoding {
 
 decoding decoded(const bytes& image, details_writer& details) {
     entry_info info(details);
-    decode_redo(make_log_entry(uni::byte_view(image), 0, false), info);
+    decode_redo(make_log_entry(uni::byte_view(image)), info);
     return {std::string(details.text()), info.name, info.inode, info.parent};
 }
 
@@ -186,7 +186,7 @@ TEST(data_windows, end_with_the_payload) {
         r.redo = {1, 2, 3, 4, 5, 6, 7, 8};
         const auto undo_of = [&r] {
             const bytes image = r.image();
-            const data_window found = undo_data(make_log_entry(uni::byte_view(image), 0, false));
+            const data_window found = undo_data(make_log_entry(uni::byte_view(image)));
             return window(found.length != 0, found.begin, found.length, found.extent);
         };
         EXPECT_EQ(decoded(r.image(), false).text, t.shown) << t.what;

@@ -1,9 +1,12 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "portable/block_stream.h"
 #include "portable/block_vector.h"
 #include "portable/byte_view.h"
 #include "portable/ordered_index.h"
@@ -99,6 +102,68 @@ TEST(block_vector, keeps_values_where_they_are) {
     }
     EXPECT_TRUE(&values[0] == first && &values[200'000] == later &&
                 std::ranges::is_sorted(std::vector(values.begin(), values.end())));
+}
+
+// Has a hole, and bytes that cannot be read.
+class broken_source final : public uni::byte_source {
+public:
+    broken_source(bool ahead, std::uint64_t bad) : m_ahead(ahead), m_bad(bad) {}
+    std::uint64_t size() const override { return 10'100; }
+    uni::read_result read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) const override {
+        const auto sound = static_cast<std::size_t>(offset < m_bad ? std::min(m_bad - offset, buffer.size()) : 0);
+        const bool fails = sound < buffer.size() && offset + sound == m_bad;
+        const std::size_t count = fails ? sound : buffer.size();
+        for (std::size_t at = 0; at < count; ++at)
+            buffer[at] = static_cast<std::uint8_t>((offset + at) / 7);
+        return {count, fails};
+    }
+    std::uint64_t next_data(std::uint64_t offset) const override {
+        return offset < 5000 ? offset : std::max<std::uint64_t>(offset, 7000);
+    }
+    std::uint64_t next_hole(std::uint64_t offset) const override { return offset < 5000 ? 5000 : size(); }
+    bool reads_ahead() const override { return m_ahead; }
+
+private:
+    const bool m_ahead;
+    const std::uint64_t m_bad;
+};
+
+TEST(block_stream, gives_the_blocks_of_a_reader_whether_it_reads_ahead_or_not) {
+    for (const std::uint64_t bad : {20'000, 0, 100, 512, 4096, 4100, 7700, 10'099}) {
+        for (const int mode : {0, 1, 2}) {  // in place; ahead; ahead, with rooms of three blocks that others keep
+            SCOPED_TRACE(std::to_string(bad) + " " + std::to_string(mode));
+            const broken_source source(mode != 0, bad);
+            uni::block_reader reader(source, 0, source.size(), 256);
+            std::vector<std::vector<std::uint8_t>> rooms;
+            const auto make_room = [&rooms] { return std::span(rooms.emplace_back(64 + 3 * 512)); };
+            const uni::block_stream::shape shape{.grain = 256, .block_size = 512, .lead = 64};
+            std::optional<uni::block_stream> made;
+            uni::block_stream& stream =
+                mode == 2 ? made.emplace(source, shape, make_room) : made.emplace(source, shape);
+            std::vector<std::uint8_t> wanted(512);
+            std::uint64_t end = 0;
+            std::span<const std::uint8_t> left;
+            while (reader.advance()) {
+                ASSERT_TRUE(stream.advance());
+                ASSERT_EQ(stream.position(), reader.position());
+                if (reader.position() != end) left = {};
+                const uni::block_reader::block block = reader.read(wanted);
+                const std::vector<std::uint8_t> before(left.begin(), left.end());
+                const uni::block_stream::block got = stream.read(left);
+                stream.read_ahead();
+                ASSERT_EQ(got.offset + before.size(), block.offset);
+                ASSERT_EQ(got.arrived, block.bytes);
+                ASSERT_EQ(got.failed, block.failed);
+                ASSERT_EQ(got.bytes.size(), before.size() + block.bytes);
+                EXPECT_TRUE(std::ranges::equal(got.bytes.first(before.size()), before));
+                EXPECT_TRUE(std::ranges::equal(got.bytes.subspan(before.size()), std::span(wanted).first(block.bytes)));
+                end = block.offset + block.bytes;
+                left = got.bytes.last(std::min<std::size_t>(got.bytes.size(), 64));
+                if (end == 9400) break;  // what is read ahead is dropped
+            }
+            EXPECT_TRUE(end == 9400 || !stream.advance());
+        }
+    }
 }
 
 }  // namespace

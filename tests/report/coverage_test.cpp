@@ -133,16 +133,23 @@ TEST(coverage, a_page_need_not_be_filled_and_a_record_in_it_may_be_lost) {
 TEST(coverage, file_records_that_cannot_be_compared_are_counted) {
     log_writer log(64 * 1024);
     file_record copy{.number = 40};
+    const u64 before = log.add({.redo_op = 2, .block_size = 2, .vcn = 10, .redo = copy.image()});
     const u64 last = log.add({.redo_op = 2, .block_size = 2, .vcn = 10, .redo = copy.image()});
     const u64 of_another = log.add({.redo_op = 27, .undo_op = 1});
-    const std::tuple<u64, u8, std::string, std::string, std::string> rows[] = {
-        {last, 'F', "1", "0", "0"}, {of_another, 'F', "0", "0", "1"}, {last, 'X', "0", "1", "0"}};
-    for (const auto& [lsn, signature, compared, unreadable, unknown] : rows) {
+
+    const std::tuple<u64, u8, std::string, std::string, std::string, std::string> rows[] = {
+        {last, 'F', "1", "0", "0", "0"}, {of_another, 'F', "0", "0", "1", "0"},
+        {last, 'X', "0", "1", "0", "0"}, {before, 'F', "0", "0", "0", "1"},
+        {0, 'F', "0", "0", "0", "1"},    {of_another + 4096, 'F', "0", "0", "0", "0"}};
+    for (const auto& [lsn, signature, compared, unreadable, unknown, older] : rows) {
         copy.lsn = lsn;
         bytes mft = mft_image({{.number = 0}, copy}, 41);
         mft[40 * 1024] = signature;
-        const facts wanted = {{"mft_compared", compared}, {"mft_unreadable", unreadable}, {"mft_lsn_unknown", unknown}};
-        EXPECT_EQ(same_words(covered(log.image(), mft), wanted), wanted) << signature;
+        const facts wanted = {{"mft_compared", compared},
+                              {"mft_unreadable", unreadable},
+                              {"mft_lsn_unknown", unknown},
+                              {"mft_older", older}};
+        EXPECT_EQ(same_words(covered(log.image(), mft), wanted), wanted) << signature << lsn;
     }
 }
 
