@@ -1,6 +1,7 @@
 #include "format/result_row.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -63,8 +64,55 @@ bool holds_line_end(std::string_view text) {
 
 constexpr char quote = '"';
 
-// Each quote twice; not those around the text.
+constexpr std::uint64_t each_byte = 0x0101'0101'0101'0101;
+
+// The highest bit of the lowest byte that is 0, and maybe bits above that; 0 if there is none.
+constexpr std::uint64_t zero_bytes(std::uint64_t bytes) {
+    return (bytes - each_byte) & ~bytes & 0x80 * each_byte;
+}
+
+// Whether the text has one of the bytes, each of which `words` has eight times. A short text is looked through by
+// words.
+bool holds_any(std::string_view text, std::string_view bytes, const std::array<std::uint64_t, 4>& words) {
+    constexpr std::size_t longest_by_words = 64;
+    std::uint64_t at_hand = 0, found = 0;
+    const auto look_at = [&] {
+        for (const std::uint64_t byte : words)
+            found |= zero_bytes(at_hand ^ byte);
+    };
+    if (text.size() > longest_by_words) {
+        return std::ranges::any_of(bytes, [text](char byte) { return text.find(byte) != text.npos; });
+    }
+    if (text.size() < sizeof at_hand) {
+        char padded[sizeof at_hand] = {};  // by a byte that nobody looks for
+        put_text(padded, text);
+        std::memcpy(&at_hand, padded, sizeof at_hand);
+        look_at();
+    } else {
+        for (std::size_t at = 0; at + sizeof at_hand < text.size(); at += sizeof at_hand) {
+            std::memcpy(&at_hand, text.data() + at, sizeof at_hand);
+            look_at();
+        }
+        std::memcpy(&at_hand, text.data() + text.size() - sizeof at_hand, sizeof at_hand);
+        look_at();
+    }
+    return found != 0;
+}
+
+// Each quote twice, and not those around the text; needs room for twice the text and a byte. Goes from quote to quote,
+// eight bytes at most, without a branch that depends on where quotes come, as nobody foresees that.
 char* put_doubled(char* at, std::string_view text) {
+    constexpr std::size_t most = sizeof(std::uint64_t);
+    for (std::uint64_t bytes = 0; text.size() >= most;) {
+        std::memcpy(&bytes, text.data(), most);
+        const std::uint64_t quotes = zero_bytes(bytes ^ each_byte * static_cast<std::uint8_t>(quote));
+        const std::size_t comes = quotes != 0 ? 1 : 0;
+        const std::size_t taken = static_cast<std::size_t>(std::countr_zero(quotes)) / 8 + comes;
+        std::memcpy(at, &bytes, most);
+        at[taken] = quote;
+        at += taken + comes;
+        text.remove_prefix(taken);
+    }
     for (const char c : text) {
         if (c == quote) *at++ = quote;
         *at++ = c;
@@ -91,6 +139,7 @@ row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, 
     : m_sink(report_sink),
       m_style(style),
       m_base16(base16),
+      m_packed(style.separator.size() == 1 && style.no_whitespace),
       m_header_due(style.has_titles),
       m_columns(std::move(columns)) {
     // Each character of a separator: of several the first could be taken for it at a value's end.
@@ -98,14 +147,31 @@ row_writer::row_writer(uni::fileio_output& report_sink, const row_style& style, 
         m_quoted_bytes[static_cast<std::uint8_t>(c)] = true;
     if (!style.quotes && std::ranges::any_of(m_columns, &row_column::marks_separator))
         m_separating = separating_character(style.separator).value_or("");
+    m_separators.fill(m_packed ? style.separator[0] : '\0');
     for (row_column& column : m_columns) {
         if (style.no_whitespace) column.width = 0;
         m_besides += style.separator.size() + column.width;
         const bool may_hold_any = !column.words_only && !style.quotes;
-        m_forms.push_back({column.width, column.marks_separator && !m_separating.empty(),
-                           may_hold_any && style.marks_line_ends,
-                           style.sep_char != '\0' && !column.words_only && !column.marks_separator});
+        column_form& form = m_forms.emplace_back();
+        form.width = column.width;
+        form.marks_separator = column.marks_separator && !m_separating.empty();
+        form.marks_line_ends = may_hold_any && style.marks_line_ends;
+        form.replaces_separator = style.sep_char != '\0' && !column.words_only && !column.marks_separator;
+        set_held_out(form);
     }
+}
+
+void row_writer::set_held_out(column_form& form) const {
+    std::string& bytes = form.held_out;
+    if (m_style.quotes) bytes += quote + m_style.separator;
+    if (m_style.quotes || form.marks_line_ends) bytes += "\n\r";
+    if (form.marks_separator) bytes += m_separating.front();
+    if (form.replaces_separator && bytes.find(m_style.sep_char) == bytes.npos) bytes += m_style.sep_char;
+    form.searched = !bytes.empty();
+    form.always_changed = bytes.size() > form.held_out_words.size();
+    if (!form.searched || form.always_changed) return;
+    for (std::size_t at = 0; at < form.held_out_words.size(); ++at)
+        form.held_out_words[at] = each_byte * static_cast<std::uint8_t>(bytes[at % bytes.size()]);
 }
 
 void row_writer::write_header() {
@@ -135,24 +201,29 @@ std::string row_writer::shown_title(const row_column& column) const {
 void row_writer::begin_line() {
     write_header();
     m_next = 0;
+    m_begin = m_at = nullptr;
+    if (m_line_begun) m_sink.write("\n");
+    m_line_begun = false;
     make_room(0);
 }
 
 void row_writer::end_line() {
-    *begin_value(m_forms.size(), 1) = '\n';
-    ++m_at;
-    hand_over();
+    pass_over(m_forms.size());
+    m_at -= m_style.separator.size();
+    *m_at++ = '\n';
+    hand_over(true);
 }
 
 void row_writer::make_room(std::size_t most) {
     constexpr std::size_t usual_line = 4096;
-    hand_over();
+    hand_over(false);
     most += m_besides + usual_line;
     m_begin = m_at = m_sink.room(most);
     m_end = m_begin + most;
 }
 
-void row_writer::hand_over() {
+void row_writer::hand_over(bool line_ended) {
+    m_line_begun = !line_ended && (m_line_begun || m_at != m_begin);
     m_sink.advance(static_cast<std::size_t>(m_at - m_begin));
     m_begin = m_at = m_end = nullptr;
 }
@@ -167,18 +238,28 @@ inline char* row_writer::begin_value(std::size_t column, std::size_t most) {
 // Pads the value of the column at hand, and goes to the next one.
 inline void row_writer::end_value(const char* begin, char* end) {
     const auto written = static_cast<std::size_t>(end - begin);
-    m_at = put_padding(end, written, m_forms[m_next].width);
-    next_column();
+    m_at = m_packed ? end : put_padding(end, written, m_forms[m_next].width);
+    put_separator();
 }
 
-inline void row_writer::next_column() {
-    if (++m_next == m_forms.size()) return;
+inline void row_writer::put_separator() {
     const std::string& separator = m_style.separator;
-    *m_at = separator[0];
-    m_at = separator.size() == 1 ? m_at + 1 : std::copy(separator.begin(), separator.end(), m_at);
+    ++m_next;
+    if (m_packed) {
+        *m_at++ = separator[0];
+    } else {
+        m_at = std::copy(separator.begin(), separator.end(), m_at);
+    }
 }
 
-void row_writer::pass_over(std::size_t column) {
+inline void row_writer::pass_over(std::size_t column) {
+    if (m_packed) {
+        const std::size_t count = column - m_next;
+        for (std::size_t put = 0; put < count; put += m_separators.size())
+            std::memcpy(m_at + put, m_separators.data(), m_separators.size());
+        m_at += count;
+        m_next = column;
+    }
     while (m_next < column)
         end_value(m_at, m_at);
 }
@@ -191,7 +272,7 @@ void row_writer::number(std::size_t column, std::uint64_t value) {
 void row_writer::wide_number(std::size_t column, std::uint64_t value) {
     char* const begin = begin_value(column, hex_prefix.size() + most_number_bytes);
     m_at = put_wide_number(begin, value, m_forms[column].width);
-    next_column();
+    put_separator();
 }
 
 // Kept: a decimal number, too, is padded as if "0x" stood in front of it.
@@ -205,9 +286,10 @@ char* row_writer::put_wide_number(char* at, std::uint64_t number, std::size_t wi
 }
 
 void row_writer::put_value(std::size_t column, std::string_view value, bool led_by_blank) {
-    if (value.empty()) return;
-    if (m_style.quotes || value.size() > most_in_place || !m_forms[column].takes_all())
-        return put_searched(column, value, led_by_blank);
+    const column_form& form = m_forms[column];
+    if (value.size() > most_in_place ||
+        (form.searched && (form.always_changed || holds_any(value, form.held_out, form.held_out_words))))
+        return put_changed(column, value, led_by_blank);
     char* const begin = begin_value(column, 1 + value.size());
     char* at = begin;
     if (led_by_blank) *at++ = ' ';
@@ -215,12 +297,13 @@ void row_writer::put_value(std::size_t column, std::string_view value, bool led_
 }
 
 // The same for a value that may hold what has to be kept out of it, or is long. A long one is quoted unsearched.
-void row_writer::put_searched(std::size_t column, std::string_view value, bool led_by_blank) {
+[[gnu::noinline]] void row_writer::put_changed(std::size_t column, std::string_view value, bool led_by_blank) {
     const column_form& form = m_forms[column];
     const bool quoted = m_style.quotes && (value.size() > most_in_place || needs_quotes(value));
     value = marked(form, value);
     const bool wide = value.size() > most_in_place;
-    char* const begin = begin_value(column, 1 + (quoted || wide ? 0 : value.size()));
+    constexpr std::size_t quotes = 2;
+    char* const begin = begin_value(column, 1 + (wide ? 0 : (quoted ? 2 * value.size() + quotes : value.size())));
     char* at = begin;
     if (led_by_blank) *at++ = ' ';
     if (!quoted && !wide) {
@@ -229,10 +312,17 @@ void row_writer::put_searched(std::size_t column, std::string_view value, bool l
         return end_value(begin, end);
     }
     m_at = at;
-    hand_over();
-    quoted ? write_quoted(value) : write_wide_text(form, value);
-    make_room(0);
-    next_column();
+    if (wide) {
+        hand_over(false);
+        m_line_begun = true;
+        quoted ? write_quoted(value) : write_wide_text(form, value);
+        make_room(0);
+    } else {
+        *m_at++ = quote;
+        m_at = put_doubled(m_at, value);
+        *m_at++ = quote;
+    }
+    put_separator();
 }
 
 // The value with what separates fields as a word, and its line ends, unless it is so long that they are replaced piece
@@ -275,7 +365,7 @@ void row_writer::write_quoted(std::string_view text) {
     m_sink.write({&quote, 1});
     for (; !text.empty(); text.remove_prefix(std::min(text.size(), most_in_place))) {
         const std::string_view piece = text.substr(0, most_in_place);
-        char* const begin = m_sink.room(2 * piece.size());
+        char* const begin = m_sink.room(2 * piece.size() + 1);
         m_sink.advance(static_cast<std::size_t>(put_doubled(begin, piece) - begin));
     }
     m_sink.write({&quote, 1});

@@ -1,5 +1,9 @@
 #include "journal/usn_record.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
+
 #include "portable/unicode.h"
 
 namespace kest {
@@ -48,6 +52,16 @@ constexpr flag_word reason_rows[] = {
     {usn_reasons::stream, "ads_added_or_deleted"},
     {usn_reasons::closed, "file_closed"},
 };
+
+static_assert(std::ranges::is_sorted(reason_rows, {}, &flag_word::bits) &&
+              std::ranges::all_of(reason_rows, [](const flag_word& row) { return std::has_single_bit(row.bits); }));
+
+constexpr auto reason_of_bit = [] {
+    std::array<std::string_view, 32> words;
+    for (const flag_word& row : reason_rows)
+        words[static_cast<std::size_t>(std::countr_zero(row.bits))] = row.word;
+    return words;
+}();
 
 // Of the attributes as a journal record has them. File records have a vocabulary of their own.
 constexpr flag_word attribute_words[] = {
@@ -144,8 +158,14 @@ bool parse_usn_record(inode_record& record, uni::byte_view bytes) {
 }
 
 void append_reason_text(std::string& out, std::uint32_t reason, bool with_close) {
-    const std::uint32_t shown = with_close ? reason : reason & ~usn_reasons::closed;
-    if (!append_flag_words(out, shown, reason_rows, "; ") && with_close) out += no_reason;
+    const std::size_t begin = out.size();
+    for (std::uint32_t left = with_close ? reason : reason & ~usn_reasons::closed; left != 0; left &= left - 1) {
+        const std::string_view word = reason_of_bit[static_cast<std::size_t>(std::countr_zero(left))];
+        if (word.empty()) continue;
+        if (out.size() != begin) out += "; ";
+        out += word;
+    }
+    if (out.size() == begin && with_close) out += no_reason;
 }
 
 std::string reason_text(std::uint32_t reason, bool with_close) {

@@ -86,7 +86,7 @@ public:
     bool of_client() const { return get(record_layout::record_type) == record_types::client; }  // a transaction's step
 
     template <class integer>
-    integer get(uni::field<integer> f) const {
+    [[gnu::always_inline]] integer get(uni::field<integer> f) const {
         return f.end() <= record_layout::payload_begin ? header().get(f) : bytes().get(f);
     }
 

@@ -29,7 +29,7 @@ public:
     std::string_view text() const { return {m_bytes.get(), m_size}; }
 
 private:
-    void grow(std::size_t most) {
+    [[gnu::noinline]] void grow(std::size_t most) {
         const std::size_t capacity = std::max(m_size + most, 2 * m_capacity);
         std::unique_ptr<char[]> bytes(new char[capacity]);
         std::copy_n(m_bytes.get(), m_size, bytes.get());

@@ -131,10 +131,13 @@ void decode_redo(const log_entry& entry, entry_info& info) {
     if (expected != 0 && window.extent == 0) write_no_payload(info.details, expected);
 }
 
+bool may_be_dated(const log_entry& entry) {
+    return entry.redo_op() < std::size(operations) && operations[entry.redo_op()].dated;
+}
+
 void decode_facts(const log_entry& entry, entry_info& info) {
     reset_entry_info(info);
-    if (entry.redo_op() >= std::size(operations) || !operations[entry.redo_op()].dated) return;
-    decode_data(entry.redo_op(), entry, redo_data(entry), info);
+    if (may_be_dated(entry)) decode_data(entry.redo_op(), entry, redo_data(entry), info);
 }
 
 void decode_undo(const log_entry& entry, entry_info& info) {

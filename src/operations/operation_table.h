@@ -33,6 +33,9 @@ std::string_view operation_name(std::uint16_t code);
 // What happened, where no journal reason says it; empty for most codes.
 std::string_view event_word(std::uint16_t code);
 
+// Whether the bytes of a record may hold times of a file.
+bool may_be_dated(const log_entry& entry);
+
 // Decodes the redo bytes of a record into `info`, which is cleared of an earlier record's facts first.
 void decode_redo(const log_entry& entry, entry_info& info);
 // The same of records whose bytes hold times of a file, and nothing of others: what the time of a transaction rests on.

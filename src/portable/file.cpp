@@ -42,6 +42,8 @@ bool file::close() {
     m_attached = false;
     m_may_read_ahead = false;
     m_of_process = false;
+    m_writes_back = false;
+    m_written_back = 0;
     return closed;
 }
 
@@ -62,7 +64,7 @@ read_result file::read_at(std::span<std::uint8_t> buffer, std::uint64_t offset) 
 fileio_output::fileio_output(file& target, writing how)
     : m_target([&target](std::string_view text) { return target.append(text); }), m_writing(how) {}
 
-fileio_output::fileio_output(taker target) : m_target(std::move(target)) {}
+fileio_output::fileio_output(taker target, writing how) : m_target(std::move(target)), m_writing(how) {}
 
 fileio_output::fileio_output() = default;
 
@@ -79,8 +81,13 @@ void fileio_output::write(std::string_view text) {
         std::copy_n(text.data(), text.size(), room(text.size()));
         advance(text.size());
     } else if (flush()) {
-        m_good = m_target(text);
+        m_good = pass_on(text);
     }
+}
+
+bool fileio_output::pass_on(std::string_view text) {
+    m_passed_on += text.size();
+    return m_target(text);
 }
 
 void fileio_output::make_room(std::size_t most) {
@@ -91,30 +98,38 @@ void fileio_output::make_room(std::size_t most) {
     m_pending = std::move(larger);
 }
 
-// One area is written at a time, so they come in order. False where there is no memory for a second one.
+// One area is written at a time, so they come in order. What is written ends where a block of the target does, as the
+// system takes whole blocks faster; the rest begins the next area. False where there is no memory for that.
 bool fileio_output::hand_over() {
     await_thread();
     if (!m_good || m_used == 0) return false;
-    if (m_handed_over.size == 0) {
-        std::unique_ptr<char[]> bytes(new (std::nothrow) char[put_area]);
-        if (!bytes) return false;
-        m_handed_over = {std::move(bytes), put_area};
+    if (m_handed_over.size < block_size()) {
+        const std::size_t size = block_size() + area_margin;
+        std::unique_ptr<char[]> bytes(new (std::nothrow) char[size]);
+        if (bytes) m_handed_over = {std::move(bytes), size};
     }
-    // What is thrown while it is written leaves it as not taken.
-    const std::function<void()> body = [this] { m_taken = m_target({m_handed_over.bytes.get(), m_handed_size}); };
+    const auto past_block = static_cast<std::size_t>((m_passed_on + m_used) % block_size());
+    const std::size_t kept = past_block < m_used ? past_block : 0;
+    if (m_handed_over.size == 0 || m_handed_over.size < kept) return false;
+    if (!m_thread) {
+        const signals_held held;  // from the thread: the main one holds them where it must
+        // What is thrown while it is written leaves it as not taken.
+        m_thread.emplace([this] { m_taken = m_target({m_handed_over.bytes.get(), m_handed_size}); });
+    }
+    m_handed_size = m_used - kept;
+    std::copy_n(m_pending.bytes.get() + m_handed_size, kept, m_handed_over.bytes.get());
     std::swap(m_pending, m_handed_over);
-    m_handed_size = std::exchange(m_used, 0);
+    m_used = kept;
+    m_passed_on += m_handed_size;
     m_taken = false;
-    const signals_held held;  // from the thread: the main one holds them where it must
-    m_thread.emplace(body);
+    m_thread->begin();
     return true;
 }
 
 void fileio_output::await_thread() {
     if (!m_thread) return;
-    std::optional<kest::portable_thread> thread = std::exchange(m_thread, std::nullopt);
     try {
-        thread->wait();
+        m_thread->wait();
     } catch (...) {
         m_good = false;
         throw;
@@ -125,7 +140,7 @@ void fileio_output::await_thread() {
 bool fileio_output::flush() {
     if (!m_target) return m_good;
     await_thread();
-    if (m_good && m_used != 0) m_good = m_target(pending());
+    if (m_good && m_used != 0) m_good = pass_on(pending());
     m_used = 0;
     return m_good;
 }

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "portable/byte_source.h"
-#include "portable/portable_thread.h"
+#include "portable/worker_thread.h"
 
 namespace uni {
 
@@ -90,6 +90,8 @@ public:
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
     [[nodiscard]] bool append(std::string_view bytes);
+    // What is appended goes to the disk as it comes: systems wait for that when a file replaces another.
+    void write_back_early() { m_writes_back = true; }
 
 private:
     static constexpr std::uint64_t worth_reading_ahead = std::uint64_t{16} << 20;  // bytes
@@ -104,6 +106,8 @@ private:
     bool m_may_read_ahead = false;
     bool m_of_process = false;  // lies in /proc
     int m_open_error = 0;
+    bool m_writes_back = false;
+    std::uint64_t m_written_back = 0;  // bytes from the file's start that are on their way to the disk
 };
 
 // Trailing "/" and "\" cut, as opening does.
@@ -146,14 +150,16 @@ std::optional<file_identity> stored_file(int descriptor);
 class fileio_output {
 public:
     static constexpr std::size_t put_area = 262'144;  // bytes
+    static constexpr std::size_t large_put_area = 4 * put_area;
+    static constexpr std::uint64_t large_report = 64 * put_area;  // from here on put areas are large ones
 
     using taker = std::function<bool(std::string_view)>;  // false: no more is wanted
     // Who writes a full put area: whoever filled it, or a thread, while the next one fills.
     enum class writing : std::uint8_t { in_place, on_thread };
 
     explicit fileio_output(file& target, writing how = writing::in_place);
-    explicit fileio_output(taker target);  // takes what a file would
-    fileio_output();                       // keeps what is written, of a few lines
+    explicit fileio_output(taker target, writing how = writing::in_place);  // takes what a file would
+    fileio_output();                                                        // keeps what is written, of a few lines
     ~fileio_output();
     fileio_output(const fileio_output&) = delete;
     fileio_output& operator=(const fileio_output&) = delete;
@@ -168,7 +174,7 @@ public:
     void advance(std::size_t written) { m_used += written; }
 
     // False if this or an earlier write failed: then the text is not whole. Nothing more is written after that.
-    // Afterwards no thread is left.
+    // Afterwards no thread is at work.
     bool flush();
     bool good() const { return m_good; }  // as far as it is known
     std::string_view pending() const { return {m_pending.bytes.get(), m_used}; }
@@ -179,20 +185,25 @@ private:
         std::size_t size = 0;
     };
 
+    static constexpr std::size_t area_margin = 16'384;  // so that a whole block is full before the area is
+
     static area make_area(std::size_t size);
+    bool pass_on(std::string_view text);
     void make_room(std::size_t most);
+    std::size_t block_size() const { return m_passed_on < large_report ? put_area : large_put_area; }
     bool hand_over();
     void await_thread();
 
     const taker m_target;  // none: all is kept
     const writing m_writing = writing::in_place;
-    area m_pending = make_area(put_area);
+    area m_pending = make_area(put_area + area_margin);
     std::size_t m_used = 0;  // of `m_pending`
     bool m_good = true;
     area m_handed_over;  // what the thread writes
     std::size_t m_handed_size = 0;
-    bool m_taken = true;  // by the target
-    std::optional<kest::portable_thread> m_thread;
+    bool m_taken = true;            // by the target
+    std::uint64_t m_passed_on = 0;  // bytes, to the target or to the thread
+    std::optional<kest::worker_thread> m_thread;
 };
 
 }  // namespace uni

@@ -129,9 +129,10 @@ field_list<line> choose_fields(std::span<const field<line>> fields, const logfil
 template <class line>
 void write_line(field_sink& out, const field_list<line>& fields, const line& of) {
     out.begin_line();
-    for (std::size_t column = 0; column < fields.size(); ++column) {
-        out.begin_field(column, fields[column].title.name);
-        fields[column].write(out, of);
+    std::size_t column = 0;
+    for (const field<line>& shown : fields) {
+        out.begin_field(column++, shown.title.name);
+        shown.write(out, of);
     }
     out.end_line();
 }

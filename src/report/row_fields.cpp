@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "format/number.h"
+#include "format/put_text.h"
 #include "journal/usn_record.h"
 #include "operations/operation_table.h"
 
@@ -153,18 +154,14 @@ constexpr std::string_view head_level = "root";
 constexpr std::string_view cut_level = "cut";
 constexpr std::string_view cut_pattern = "..-";  // before the operations that are left
 constexpr std::string_view member_level = "..sub-op";
+constexpr std::string_view member_pattern = "-- 0x";  // before its operation
 constexpr std::string_view journal_mark = "<- usnjrnl";
 
 std::optional<std::uint64_t> if_known(std::uint64_t value) {
     return value != 0 ? std::optional(value) : std::nullopt;
 }
 
-void append_operation(std::string& out, std::uint16_t redo_op) {
-    char digits[16];
-    out.append(digits, put_hex(digits, redo_op, 2));
-}
-
-const std::string& known_path(const file_match& match) {
+std::string_view known_path(const file_match& match) {
     return match.path.empty() ? match.owner_path : match.path;
 }
 
@@ -175,31 +172,6 @@ std::string_view level_word(const step& shown, const transaction& of) {
 
 std::string_view ref_word(const step& shown, const transaction& of) {
     return of.fact.reason != 0 && shown.brought_journal ? journal_mark : std::string_view{};
-}
-
-// The operation codes of the whole transaction for a head, its own for a member.
-void append_pattern(std::string& out, const step& shown, const transaction& of) {
-    if (!shown.head) {
-        out += "-- 0x";
-        append_operation(out, shown.entry.redo_op());
-        return;
-    }
-    if (of.cut) out += cut_pattern;
-    append_operation(out, shown.entry.redo_op());
-    for (const std::uint16_t operation : of.operations.subspan(1)) {
-        out += '-';
-        append_operation(out, operation);
-    }
-}
-
-// Appends nothing if neither path nor name is known.
-void append_path(std::string& out, const file_match& match) {
-    const std::string& path = known_path(match);
-    if (!path.empty()) {
-        out += path;
-    } else if (!match.name.empty()) {
-        out.append(unknown_path).append(match.name);
-    }
 }
 
 bool path_is_guess(const file_match& match) {
@@ -243,38 +215,64 @@ void row_lines::write_mft_record(const inode_record& record, std::uint64_t time,
 }
 
 void row_lines::write_step(const step& shown) {
-    row_line row = {.time = shown.time, .log = m_log, .volume = m_volume};
-    set_words(row, shown);
-    set_files(row, shown);
+    m_row.time = shown.time;
+    set_words(shown);
+    set_files(shown);
     write_match(shown.redo.details, shown.match);
-    row.details = shown.redo.details.text();
-    if (shown.undo != nullptr) row.undo = shown.undo->details.text();
-    write_line(m_out, m_fields, row);
+    m_row.details = shown.redo.details.text();
+    if (shown.undo != nullptr) m_row.undo = shown.undo->details.text();
+    write_line(m_out, m_fields, m_row);
 }
 
-void row_lines::set_words(row_line& row, const step& shown) {
+void row_lines::set_words(const step& shown) {
     const log_entry& entry = shown.entry;
-    row.ref = ref_word(shown, m_transaction);
-    row.action = m_actions.of(shown, m_transaction);
-    row.lsn = entry.this_lsn();
-    row.level = level_word(shown, m_transaction);
-    m_pattern.clear();
-    append_pattern(m_pattern, shown, m_transaction);
-    row.op_pattern = m_pattern;
-    row.op_name = operation_name(entry.redo_op());
-    if (entry.get(record_layout::lcns_to_follow) != 0) row.lcn = entry.get(record_layout::first_lcn);
+    m_row.ref = ref_word(shown, m_transaction);
+    m_row.action = m_actions.of(shown, m_transaction);
+    m_row.lsn = entry.this_lsn();
+    m_row.level = level_word(shown, m_transaction);
+    m_row.op_pattern = pattern_of(shown);
+    m_row.op_name = operation_name(entry.redo_op());
+    m_row.lcn.reset();
+    if (entry.get(record_layout::lcns_to_follow) != 0) m_row.lcn = entry.get(record_layout::first_lcn);
+}
+
+// The operation codes of the whole transaction for a head, its own for a member.
+std::string_view row_lines::pattern_of(const step& shown) {
+    constexpr std::size_t most_digits = 4, room_of_digits = 16;
+    const std::size_t codes = shown.head ? m_transaction.operations.size() : 1;
+    const std::size_t most = member_pattern.size() + codes * (most_digits + 1) + room_of_digits;
+    if (m_pattern.size() < most) m_pattern.resize(most);
+    char* const begin = m_pattern.data();
+    char* at = begin;
+    if (!shown.head) {
+        at = put_text(at, member_pattern);
+    } else if (m_transaction.cut) {
+        at = put_text(at, cut_pattern);
+    }
+    at = put_hex(at, shown.entry.redo_op(), 2);
+    for (std::size_t code = 1; code < codes; ++code) {
+        *at++ = '-';
+        at = put_hex(at, m_transaction.operations[code], 2);
+    }
+    return {begin, at};
 }
 
 // Kept: the number is that from before association, so an inode found by that shows in the details only.
-void row_lines::set_files(row_line& row, const step& shown) {
-    if (shown.shown) row.inode = shown.shown->number();
-    row.seq = if_known(shown.file.sequence());
-    row.parent = if_known(shown.parent.number());
-    row.parent_seq = if_known(shown.parent.sequence());
-    m_path.clear();
-    append_path(m_path, shown.match);
-    row.path = m_path;
-    row.guess = path_is_guess(shown.match);
+void row_lines::set_files(const step& shown) {
+    m_row.inode.reset();
+    if (shown.shown) m_row.inode = shown.shown->number();
+    m_row.seq = if_known(shown.file.sequence());
+    m_row.parent = if_known(shown.parent.number());
+    m_row.parent_seq = if_known(shown.parent.sequence());
+    m_row.path = path_of(shown.match);
+    m_row.guess = path_is_guess(shown.match);
+}
+
+// Empty if neither path nor name is known.
+std::string_view row_lines::path_of(const file_match& match) {
+    const std::string_view path = known_path(match);
+    if (!path.empty() || match.name.empty()) return path;
+    return m_path.assign(unknown_path).append(match.name);
 }
 
 }  // namespace kest

@@ -65,15 +65,18 @@ public:
           m_volume(volume_of(options, log_path)),
           m_fields(fields),
           m_out(out),
-          m_details(make_details(notation, options, false)) {}
+          m_details(make_details(notation, options, false)),
+          m_row{.log = m_log, .volume = m_volume} {}
 
     void write_mft_record(const inode_record& record, std::uint64_t time, const journal_fact& fact) override;
     void begin_transaction(const transaction& begun) override { m_transaction = begun; }
     void write_step(const step& shown) override;
 
 private:
-    void set_words(row_line& row, const step& shown);
-    void set_files(row_line& row, const step& shown);
+    void set_words(const step& shown);
+    void set_files(const step& shown);
+    std::string_view pattern_of(const step& shown);
+    std::string_view path_of(const file_match& match);
 
     const _inode_collection& m_inodes;
     const std::string m_log;
@@ -85,6 +88,7 @@ private:
     std::string m_pattern;
     std::string m_path;
     transaction m_transaction;
+    row_line m_row;  // of the step at hand, which sets all but what holds for the log
 };
 
 }  // namespace kest

@@ -37,8 +37,8 @@ const file_match& association::associate_entry(const log_entry& entry, const ent
     m_match.file = info.inode;
     m_match.parent = info.parent;
     m_match.name = info.name;
-    m_match.path.clear();
-    m_match.owner_path.clear();
+    m_match.path = {};
+    m_match.owner_path = {};
     m_match.guessed = false;
     m_match.found = nullptr;
     m_match.extension.reset();
@@ -252,18 +252,19 @@ void association::resolve_path() {
         if (found != nullptr && m_inodes.records[*found].in_use) copy_record(*found);
         m_candidate.base_record = base;
         take_directory_path();
-    } else if (!m_candidate.path_set && take_directory_path()) {
-        m_parent_path = &m_inodes.find_directory(m_candidate.parent->number())->path;
+    } else if (!m_candidate.path_set) {
+        if (const inode_record* const directory = take_directory_path()) m_parent_path = &directory->path;
     }
 }
 
-bool association::take_directory_path() {
-    if (!m_candidate.parent) return false;
+// The directory; null if none is known.
+const inode_record* association::take_directory_path() {
+    if (!m_candidate.parent) return nullptr;
     const inode_record* directory = m_inodes.find_directory(m_candidate.parent->number());
-    if (directory == nullptr) return false;
+    if (directory == nullptr) return nullptr;
     m_candidate.path.assign(directory->path).append(m_candidate.name);  // a directory's path ends in its separator
     m_candidate.path_set = true;
-    return true;
+    return directory;
 }
 
 // Completes what the record's own data state by the candidate.
@@ -290,13 +291,13 @@ void association::settle_match() {
 void association::settle_path(bool names_differ) {
     const bool conflict = m_match.conflict != match_conflict::none;
     const auto join_parent_path = [&] {
-        if (m_parent_path != nullptr) m_match.path = *m_parent_path;
-        m_match.path += m_match.name;
+        m_joined_path.assign(m_parent_path != nullptr ? *m_parent_path : std::string_view()).append(m_match.name);
+        m_match.path = m_joined_path;
     };
     if (conflict && m_match.guessed) {
         join_parent_path();
     } else if (conflict) {
-        m_match.path.assign(unknown_path).append(m_match.name);
+        m_match.path = m_joined_path.assign(unknown_path).append(m_match.name);
     } else if (names_differ && m_parent_path != nullptr) {
         m_match.guessed = true;
         join_parent_path();

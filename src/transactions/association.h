@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "inputs/evidence.h"
 #include "logfile/log_entry.h"
@@ -35,10 +36,10 @@ enum class match_conflict { none, parent, sequence };
 struct file_match {
     inode_ref file;    // number 0: unknown; sequence 0: unknown
     inode_ref parent;  // likewise
-    std::string name;
-    std::string path;        // empty: unknown
-    std::string owner_path;  // path of the inode that owns the record's target cluster
-    bool guessed = false;    // the association is not certain
+    std::string_view name;
+    std::string_view path;        // empty: unknown
+    std::string_view owner_path;  // path of the inode that owns the record's target cluster
+    bool guessed = false;         // the association is not certain
 
     // What was found: a file or an owner of the target cluster, or nothing.
     const candidate* found = nullptr;
@@ -56,7 +57,8 @@ public:
     association(evidence& stores, diagnostics& diags, bool guesses_allowed)
         : m_stores(stores), m_inodes(stores.inodes), m_diags(diags), m_guesses_allowed(guesses_allowed) {}
 
-    // Finds the file of the record, whose own data yielded `info`. The answer stands until the next call.
+    // Finds the file of the record, whose own data yielded `info`. The answer stands until the next call, and as long
+    // as the name of `info` does.
     const file_match& associate_entry(const log_entry& entry, const entry_info& info);
 
 private:
@@ -74,7 +76,7 @@ private:
     void offer_to_store();
     void store_new_name(inode_ref ref);
     void resolve_path();
-    bool take_directory_path();
+    const inode_record* take_directory_path();
     void settle_match();
     void settle_path(bool names_differ);
 
@@ -84,6 +86,7 @@ private:
     const bool m_guesses_allowed;
     file_match m_match;
     candidate m_candidate;
+    std::string m_joined_path;  // that is neither the candidate's nor in the store
     // Every row may enter a copy of some record in the store.
     budget m_parents_copied{16, 1 << 20};
     budget m_names_copied{512, 16 << 20};             // bytes

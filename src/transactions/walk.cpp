@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "format/number.h"
@@ -55,6 +56,15 @@ void spread(const chain_fact& fact, entry_info& info) {
     }
     if (fact.journal.time != 0) take_fact(info, fact.journal);
 }
+
+// A record and its text, kept from when its transaction is dated until its row comes.
+struct decoded_record {
+    explicit decoded_record(const walk_settings& settings)
+        : details(make_details(settings.notation, settings.style, false)), info(*details) {}
+
+    const std::unique_ptr<details_writer> details;
+    entry_info info;
+};
 
 class transaction_walk {
 public:
@@ -158,21 +168,43 @@ private:
     void read_facts(std::span<const std::uint32_t> members, chain_fact& fact) {
         for (std::size_t at = 0; at < members.size(); ++at) {
             const log_entry& entry = m_stores.log.entries[members[at]];
-            decode_facts(entry, m_facts);
-            if (m_facts.usn_time != 0) {  // a later member overrides an earlier one
-                fact.journal = {.time = m_facts.usn_time, .reason = m_facts.usn_reason};
+            const entry_info& facts = facts_of(at, entry);
+            std::uint64_t usn_time = facts.usn_time;
+            if (usn_time != 0) {  // a later member overrides an earlier one
+                fact.journal = {.time = usn_time, .reason = facts.usn_reason};
                 fact.source = at;
             }
-            time_from_info(m_facts, m_last_time);
+            time_from_info(facts, m_last_time);
             if (fact.journal.time == 0 && cursor_holds(entry.this_lsn()) && lookup_cursor_record(fact.journal)) {
-                take_fact(m_facts, fact.journal);
+                usn_time = fact.journal.time;
                 fact.source = at;
             }
-            if (fact.file.number() == 0 && m_facts.usn_time != 0) {
-                fact.file = m_facts.inode;
-                fact.parent = m_facts.parent;
+            if (fact.file.number() == 0 && usn_time != 0) {
+                fact.file = facts.inode;
+                fact.parent = facts.parent;
             }
         }
+    }
+
+    // Whether the member is decoded once, for its facts and its row. Of long transactions the further members are
+    // decoded twice, so that memory does not go by their length.
+    static bool is_kept(std::size_t at, const log_entry& entry) { return at < most_kept && may_be_dated(entry); }
+
+    const entry_info& facts_of(std::size_t at, const log_entry& entry) {
+        if (!is_kept(at, entry)) {
+            decode_facts(entry, m_facts);
+            return m_facts;
+        }
+        while (m_kept.size() <= at)
+            m_kept.push_back(std::make_unique<decoded_record>(m_settings));
+        decode_redo(entry, m_kept[at]->info);
+        return m_kept[at]->info;
+    }
+
+    entry_info& decoded_member(std::size_t at, const log_entry& entry) {
+        if (is_kept(at, entry)) return m_kept[at]->info;
+        decode_redo(entry, m_redo);
+        return m_redo;
     }
 
     void begin(const chain_head& head, const chain_fact& fact) {
@@ -183,27 +215,27 @@ private:
     }
 
     void visit_member(std::size_t at, const log_entry& entry, const chain_fact& fact) {
-        decode_redo(entry, m_redo);
-        spread(fact, m_redo);
+        entry_info& redo = decoded_member(at, entry);
+        spread(fact, redo);
         visit_older_records(entry.this_lsn());
         if (cursor_holds(entry.this_lsn())) {
             time_from_inode(cursor_record(), m_last_time);
-            take_record(m_redo, cursor_record());
+            take_record(redo, cursor_record());
             ++m_cursor;
         }
-        time_from_info(m_redo, m_last_time);
-        const std::optional<inode_ref> shown = own_file(entry, m_redo.inode);
-        if (shown) m_redo.inode = *shown;
-        const file_match& match = associate(entry, m_redo);
+        time_from_info(redo, m_last_time);
+        const std::optional<inode_ref> shown = own_file(entry, redo.inode);
+        if (shown) redo.inode = *shown;
+        const file_match& match = associate(entry, redo);
         m_sink.write_step({.entry = entry,
                            .head = false,
                            .time = m_last_time,
                            .shown = shown,
-                           .redo = m_redo,
+                           .redo = redo,
                            .undo = decoded_undo(entry),
                            .match = match,
-                           .file = m_redo.inode,
-                           .parent = m_redo.parent,
+                           .file = redo.inode,
+                           .parent = redo.parent,
                            .brought_journal = fact.source == at});
     }
 
@@ -244,9 +276,11 @@ private:
     std::size_t m_cursor = 0;       // in `inodes_by_lsn`
     std::uint64_t m_last_time = 0;  // the running estimate
     std::vector<std::uint16_t> m_operations;
+    static constexpr std::size_t most_kept = 16;
+    std::vector<std::unique_ptr<decoded_record>> m_kept;  // of the first members of the transaction at hand
     const std::unique_ptr<details_writer> m_redo_details, m_undo_details, m_no_details;
     entry_info m_redo, m_undo;  // of the record at hand
-    entry_info m_facts;         // of a member whose row is still to come
+    entry_info m_facts;         // of a member whose row is still to come, and that is not kept
 };
 
 }  // namespace

@@ -34,6 +34,19 @@ TEST(result_row, kept_decimal_number_is_padded_to_two_less) {
     EXPECT_EQ(report({.no_whitespace = true}, 10, fill, false), "10940\n");
 }
 
+TEST(result_row, a_line_that_was_not_ended_is_dropped_or_ended_where_it_was_written) {
+    const std::string wide(70'000, 'x');
+    const auto fill = [](std::string_view unended) {
+        return [unended](row_writer& rows) {
+            rows.text(0, unended);
+            rows.begin_line();
+            rows.text(0, "b");
+        };
+    };
+    EXPECT_EQ(report({.no_whitespace = true}, 0, fill("a")), "b\n");
+    EXPECT_EQ(report({.no_whitespace = true}, 0, fill(wide)), wide + "\nb\n");
+}
+
 TEST(result_row, kept_lone_carriage_return_has_a_word_only_without_line_feeds) {
     const std::pair<const char*, std::string> rows[] = {
         {"a\r\nb\n\rc\nd", "a[CRLF]b[LFCR]c[LF]d"},

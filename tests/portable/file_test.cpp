@@ -47,12 +47,41 @@ TEST_F(file, ends_where_it_was_measured) {
     EXPECT_TRUE(opened.read_at(buffer, 0).failed);
 }
 
+TEST_F(fileio_output, says_what_a_target_did_not_take_and_writes_nothing_more) {
+    using writing = uni::fileio_output::writing;
+    const std::string block(uni::fileio_output::put_area / 4, 'x');
+    for (const auto& [how, throws] : {std::pair(writing::in_place, false), std::pair(writing::on_thread, false),
+                                      std::pair(writing::on_thread, true)}) {
+        for (const int failing : {0, 1, 3}) {  // of the target's turns
+            int turn = 0;
+            const auto target = [&, throws = throws](std::string_view) {
+                if (turn++ == failing && throws) throw std::bad_alloc();
+                return turn <= failing;
+            };
+            uni::fileio_output out(target, how);
+            bool thrown = false;
+            for (int written = 0; written < 40; ++written) {
+                try {
+                    out.write(block);
+                } catch (const std::bad_alloc&) {
+                    thrown = true;
+                }
+            }
+            EXPECT_FALSE(out.flush());
+            EXPECT_EQ(turn, failing + 1);
+            EXPECT_EQ(thrown, throws);
+        }
+    }
+}
+
 TEST_F(fileio_output, keeps_every_byte_in_order) {
     for (const auto how : {uni::fileio_output::writing::in_place, uni::fileio_output::writing::on_thread}) {
         ASSERT_TRUE(opened.open(folder.at(std::to_string(static_cast<int>(how))), open_mode::create_new));
         std::string expected;
         std::optional<uni::fileio_output> out(std::in_place, opened, how);
-        for (const unsigned length : {1u, 262143u, 1u, 262144u, 7u, 600000u, 262145u, 0u, 200000u, 70000u, 5u}) {
+        for (const unsigned length :
+             {1u,        262143u, 1u,      262144u, 7u,      600000u, 262145u, 0u,      200000u, 70000u, 5u,
+              17000000u, 999999u, 200000u, 250000u, 262143u, 250000u, 250000u, 250000u, 250000u, 250000u}) {
             expected.append(length, static_cast<char>('a' + expected.size() % 26));
             out->write(std::string_view(expected).substr(expected.size() - length));
         }
