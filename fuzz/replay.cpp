@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
         const std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
         std::vector<std::uint8_t> input;
         for (unsigned turn = 0; turn <= turns; ++turn) {
-            std::fprintf(stderr, "%s, turn %u\n", entry.path().string().c_str(),
+            std::fprintf(stderr, "%s, turn %u\n", entry.path().filename().string().c_str(),
                          turn);  // the last one printed is the one that failed
             if (turn % most_changes == 0) input.assign(content.begin(), content.end());
             LLVMFuzzerTestOneInput(input.data(), input.size());

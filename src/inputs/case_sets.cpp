@@ -191,7 +191,7 @@ private:
     }
 
     static std::string below(const std::string& path, std::string_view root) {
-        if (root.empty()) return path;
+        if (root.empty() || !path.starts_with(root)) return path;  // it may be verbatim
         const auto begin =
             std::find_if_not(path.begin() + static_cast<std::ptrdiff_t>(root.size()), path.end(), uni::is_separator);
         return begin == path.end() ? "." : std::string(begin, path.end());

@@ -14,9 +14,9 @@ std::recursive_mutex ending;  // held by what must not be broken off
 std::array<std::string, most_doomed_files> doomed_paths;
 bool watched = false;
 
-// On a thread of its own. The process ends afterwards.
+// On a thread of its own. The process ends afterwards; until then nothing goes on that could make another file.
 BOOL WINAPI delete_doomed(DWORD) {
-    const std::lock_guard lock(ending);
+    ending.lock();
     for (const std::string& path : doomed_paths) {
         if (!path.empty()) remove_name(path);
     }

@@ -139,6 +139,22 @@ bool is_stream_name(const std::wstring& path) {
     return path.find(L':', verbatim ? verbatim_drive : drive) != path.npos;
 }
 
+// As UTF-16, so that its code page, which other programs share, stays as it is. It takes pieces, of whole characters.
+bool write_to_console(HANDLE console, std::string_view bytes) {
+    constexpr std::size_t most_of_console = 8192;
+    while (!bytes.empty()) {
+        std::size_t size = std::min(bytes.size(), most_of_console);
+        for (int tail = 0; tail < 3 && size < bytes.size() && (bytes[size] & 0xC0) == 0x80; ++tail)
+            --size;
+        const std::wstring text = wide_text(bytes.substr(0, size));
+        DWORD written = 0;
+        const auto units = static_cast<DWORD>(text.size());
+        if (::WriteConsoleW(console, text.data(), units, &written, nullptr) == 0 || written != units) return false;
+        bytes.remove_prefix(size);
+    }
+    return true;
+}
+
 // What is asked of a stretch of a file: where the first data in it begin, and end.
 std::optional<FILE_ALLOCATED_RANGE_BUFFER> first_range(HANDLE handle, std::uint64_t offset, std::uint64_t size) {
     FILE_ALLOCATED_RANGE_BUFFER asked{};
@@ -165,6 +181,7 @@ bool is_terminal(int descriptor) {
 
 bool write_all(int descriptor, std::string_view bytes) {
     const HANDLE handle = handle_of(descriptor);
+    if (is_terminal(descriptor)) return write_to_console(handle, bytes);
     while (!bytes.empty()) {
         DWORD written = 0;
         const auto wanted = static_cast<DWORD>(std::min(bytes.size(), most_at_once));
@@ -200,9 +217,9 @@ bool is_same_name(std::string_view one, std::string_view other) {
 
 std::optional<file_identity> identify(std::string_view path) {
     const owned_handle file(open_to_ask(trimmed_path(path)));
+    if (!file.is_open()) return std::nullopt;
     const auto known = about(file.get());
-    if (!known) return std::nullopt;
-    return identity_of(*known);
+    return known ? identity_of(*known) : file_identity{};  // a device has none
 }
 
 bool is_regular_file(const std::string& path) {
@@ -275,7 +292,7 @@ bool file::open(std::string_view path, open_mode mode) {
     if (m_open_error != 0) return false;
     m_fd = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(handle.get()), _O_BINARY);
     if (m_fd == -1) {
-        m_open_error = EMFILE;
+        m_open_error = errno == EMFILE ? EMFILE : EIO;
         return false;
     }
     handle.release();

@@ -24,6 +24,7 @@ public:
 
     struct entry {
         std::string name;
+        std::string path;  // by which it is opened
         entry_kind kind = entry_kind::other;
     };
     // False at the end, and where it cannot be listed on.

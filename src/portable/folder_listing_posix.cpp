@@ -74,7 +74,8 @@ bool folder_listing::next(entry& out) {
         }
         out.name = found->d_name;
         if (out.name == "." || out.name == "..") continue;
-        out.kind = kind_of(found->d_type, m_prefix + out.name);
+        out.path = m_prefix + out.name;
+        out.kind = kind_of(found->d_type, out.path);
         return true;
     }
 }

@@ -14,6 +14,13 @@ entry_kind kind_of(DWORD attributes) {
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? entry_kind::directory : entry_kind::file;
 }
 
+// Some names are others, or devices, unless the path is verbatim: `log.`, `aux.txt`. Other systems write them.
+std::string path_of(const std::string& prefix, const std::string& name) {
+    const std::string path = prefix + name;
+    if (wide_path(path).ends_with(L'\\' + wide_text(name))) return path;
+    return narrow_text(verbatim_path(wide_path(prefix))) + name;
+}
+
 }  // namespace
 
 entry_kind kind_at(const std::string& path) {
@@ -45,6 +52,7 @@ bool folder_listing::next(entry& out) {
     while (m_state->has_next) {
         const WIN32_FIND_DATAW& found = m_state->found;
         out.name = narrow_text(found.cFileName);
+        out.path = path_of(m_prefix, out.name);
         out.kind = kind_of(found.dwFileAttributes);
         // What a link leads to: never a folder.
         if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && out.kind == entry_kind::directory)

@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <array>
 
+#include "portable/console.h"
 #include "portable/host.h"
 #include "portable/windows_text.h"
 
@@ -14,7 +15,7 @@ std::optional<std::string> host_name() {
 }
 
 std::vector<std::string> take_arguments(int, char**) {
-    ::SetConsoleOutputCP(CP_UTF8);
+    ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);  // a drive without a medium asks for none
     for (const DWORD stream : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
         DWORD mode = 0;
         const HANDLE console = ::GetStdHandle(stream);
@@ -26,6 +27,11 @@ std::vector<std::string> take_arguments(int, char**) {
     for (int at = 0; at < count; ++at)
         arguments.push_back(narrow_text(given[at]));
     ::LocalFree(given);
+    for (const std::string& argument : arguments) {
+        if (argument.find('"') != argument.npos)
+            console_write("a quotation mark is part of an argument (a backslash before it does that): " + argument +
+                          '\n');
+    }
     return arguments;
 }
 

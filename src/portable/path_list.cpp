@@ -38,19 +38,16 @@ bool folder_walk::read_line(std::string& out) {
 // One that cannot be listed is passed over.
 void folder_walk::list(const directory& where) {
     uni::folder_listing listing(where.path);
-    const bool separated = !where.path.empty() && uni::is_separator(where.path.back());
-    const std::string prefix = separated ? where.path : where.path + '/';
     for (uni::folder_listing::entry found; listing.next(found);) {
         if (uni::is_unfinished_name(found.name)) continue;
-        std::string path = prefix + found.name;
         if (found.kind == uni::entry_kind::directory) {
             if (where.depth < m_max_depth) {
-                m_directories.push_back({std::move(path), where.depth + 1});
+                m_directories.push_back({std::move(found.path), where.depth + 1});
             } else {
                 ++m_too_deep;
             }
-        } else if (found.kind == uni::entry_kind::file && (!m_wanted || m_wanted(path))) {
-            m_files.push_back(std::move(path));
+        } else if (found.kind == uni::entry_kind::file && (!m_wanted || m_wanted(found.path))) {
+            m_files.push_back(std::move(found.path));
         }
     }
     if (listing.failed()) ++m_unreadable;
@@ -58,14 +55,13 @@ void folder_walk::list(const directory& where) {
 
 namespace {
 
-// Kept: a longer line arrives in pieces of this many bytes, its line feed included, and each piece counts as a path.
-// No path that the system opens is longer.
-constexpr std::size_t longest_piece = 4095;
 constexpr std::size_t input_block = 65'536;
 
 }  // namespace
 
+// Kept: a line that is longer than any path arrives in pieces, its line feed included, and each piece counts as a path.
 bool stdin_stream_ex::read_line(std::string& out) {
+    constexpr const std::size_t& longest_piece = uni::piped_text::longest_line;
     out.clear();
     bool ended = false;
     while (!ended && out.size() < longest_piece && (!m_unread.empty() || read_block())) {
@@ -87,7 +83,10 @@ bool stdin_stream_ex::read_block() {
     m_block.resize(input_block);
     const std::int64_t arrived = uni::read_some(uni::standard_input, m_block);
     m_failed = arrived < 0 && errno != EBADF;
-    if (arrived <= 0) return false;
+    if (arrived <= 0) {
+        m_unread = m_text.rest();
+        return !m_unread.empty();
+    }
     m_unread = m_text.decode({m_block.data(), static_cast<std::size_t>(arrived)});
     return true;
 }

@@ -62,7 +62,7 @@ public:
     stdin_stream_ex& operator=(const stdin_stream_ex&) = delete;
 
     // The next path; false at the end. A line is cut at its first zero byte and loses its trailing carriage
-    // returns and line feeds. One of more than 4095 bytes arrives in pieces.
+    // returns and line feeds. One longer than any path arrives in pieces.
     [[nodiscard]] bool read_line(std::string& out);
 
     // Says whether the list ended since it could not be read on. One that was never open has no lines.

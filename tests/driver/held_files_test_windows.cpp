@@ -61,6 +61,12 @@ TEST(held_file, is_read_where_its_owner_lets_others) {
     }
 }
 
+TEST(list, a_path_may_have_as_many_bytes_as_the_system_opens) {
+    const scratch_folder folder;
+    const std::string longest(20'000, 'x');
+    EXPECT_EQ(tried(run_captured({"-pipe"}, folder.put("list", longest + "\nb\n"))), (argument_list{longest, "b"}));
+}
+
 TEST(evidence, is_not_written_by_any_name) {
     const scratch_folder folder;
     const std::string log = folder.put("A long name of a log", evidence), linked = folder.at("link");

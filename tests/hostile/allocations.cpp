@@ -1,48 +1,23 @@
 #include "hostile/allocations.h"
 
 #include <cstdlib>
-#include <malloc.h>
 #include <new>
-#include <sys/mman.h>
 
 namespace kest::disk {
 
 allocations allocated;
 
-namespace {
-
-// Shared with the processes that are forked.
-std::atomic<std::size_t>& peak() {
-    static auto* const shared = new (::mmap(nullptr, sizeof(std::atomic<std::size_t>), PROT_READ | PROT_WRITE,
-                                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<std::size_t>(0);
-    return *shared;
-}
-std::atomic<std::size_t> in_use = 0;
-
-void* counted(void* memory) {
-    if (memory == nullptr) return nullptr;
-    const std::size_t now = in_use += ::malloc_usable_size(memory);
-    std::size_t most = peak();
-    while (most < now && !peak().compare_exchange_weak(most, now)) {
-    }
-    return memory;
-}
 bool fails() {
     return allocated.before_failing-- <= 0 && allocated.failing-- > 0;
 }
+
+namespace {
+
 void* allocate(std::size_t size) {
     return fails() ? nullptr : counted(std::malloc(size));
 }
-void release(void* memory) {
-    if (memory != nullptr) in_use -= ::malloc_usable_size(memory);
-    std::free(memory);
-}
 
 }  // namespace
-
-std::size_t take_peak_of_allocations() {
-    return peak().exchange(in_use) - in_use;
-}
 
 }  // namespace kest::disk
 
@@ -55,12 +30,6 @@ using namespace kest::disk;
 }
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocate(size);
-}
-[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return fails() ? nullptr : counted(std::aligned_alloc(static_cast<std::size_t>(alignment), size));
-}
-[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
-    release(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     release(memory);

@@ -6,12 +6,18 @@
 
 namespace kest::disk {
 
-// Every allocation of the runs in this executable, which are processes of their own.
+// Every allocation of the runs in this executable.
 struct allocations {
     std::atomic<long> before_failing = LONG_MAX;  // so many are made, and then
     std::atomic<long> failing = 0;                // so many fail
 };
 extern allocations allocated;
+// Whether the one that is asked for now does.
+bool fails();
+
+// What is allocated otherwise, counted where the system knows its size; and what is given back.
+void* counted(void* memory);
+void release(void* memory);
 
 // The most bytes that were in use at a time, in any process, since this was called last. What the runs' own evidence
 // from memory takes is none of them.

@@ -7,6 +7,7 @@
 #include "support/json_lines.h"
 #include "support/made_entry.h"
 #include "support/mft_image.h"
+#include "support/scratch_folder.h"
 
 namespace kest::disk {
 namespace {
@@ -108,7 +109,7 @@ struct decoder_case {
 };
 
 TEST(decoders, make_of_bytes_what_the_table_says) {
-    std::ifstream table(KEST_DECODERS);
+    std::ifstream table(disk::utf8_path(KEST_DECODERS));
     std::size_t count = 0;
     for (decoder_case t; t.read(table); t = {}, ++count) {
         EXPECT_EQ(text_of(t.decoded_at(t.r.redo.size())), t.text) << t.name;

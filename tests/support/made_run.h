@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 #include <regex>
@@ -23,9 +24,8 @@ struct captured_run {
     std::string err;
 };
 
-// `args` come after the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
-inline captured_run run_captured(argument_list args, const std::string& input = null_device) {
-    args.insert(args.begin(), "kest");
+// What says by its status how it ended, as a run does.
+inline captured_run capture(const std::function<int()>& act, const std::string& input) {
     const scratch_folder folder;
     const std::string out = folder.put("out");
     const std::string err = folder.put("err");
@@ -34,11 +34,17 @@ inline captured_run run_captured(argument_list args, const std::string& input = 
         const redirected in_stream(uni::standard_input, input);
         const redirected out_stream(uni::standard_output, out);
         const redirected err_stream(uni::standard_error, err);
-        result.status = run(std::move(args));
+        result.status = act();
     }
     result.out = contents_of(out);
     result.err = contents_of(err);
     return result;
+}
+
+// `args` come after the program's name. The standard input is the file `input`, which does not wait if it is a pipe.
+inline captured_run run_captured(argument_list args, const std::string& input = null_device) {
+    args.insert(args.begin(), "kest");
+    return capture([&args] { return run(std::move(args)); }, input);
 }
 
 // The files that a run over a list, or over a folder, wants to read.

@@ -39,8 +39,13 @@ inline bool make_link(const std::string& to, const std::string& path) {
     return !error;
 }
 
+// UTF-8 everywhere.
+inline std::filesystem::path utf8_path(const std::string& path) {
+    return std::u8string(path.begin(), path.end());
+}
+
 inline std::string contents_of(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(utf8_path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 

@@ -129,41 +129,6 @@ TEST_F(run_faults, a_read_that_fails_is_reported_and_so_is_the_rest) {
     EXPECT_GT(std::ranges::count(report, '\n'), 3);
 }
 
-// A run that says nothing of it has the whole report.
-TEST_F(run_faults, memory_that_runs_out_is_never_silent) {
-    const std::string list = folder.put("list", sample_log[3] + '\n' + sample_log[3] + '\n');
-    const bytes volume = volume_image{.log = log_of_pages({{.lsn = 8}})}.image();
-    const std::string image = folder.put("image", std::string(volume.begin(), volume.end()));
-    const argument_list rows[] = {
-        sample_log,
-        with(sample_log, {"-mftfile", samples + "/MFT", "-jrnlfile", samples + "/UsnJrnl_J", "-showall_inodes"}),
-        with(sample_log, {"-mftfile", samples + "/MFT", "-diags", folder.at("diags"), "-l2"}),
-        {"-pipe", "-quiet", "-csv", "-stats"},
-        with(sample_log, {"-cut"}),
-        with(sample_log, {"-events"}),
-        with(sample_log, {"-coverage"}),
-        {"-quiet", "-csv", "-image", image},
-        {"-quiet", "-csv", "-case", samples, "-jobs", "2"},
-    };
-    for (const argument_list& args : rows) {
-        const auto failing = [&](long from, long count) {
-            return ran(args, [&list, from, count] {
-                put_on(STDIN_FILENO, list);
-                allocated.failing = count;
-                allocated.before_failing = from;
-            });
-        };
-        EXPECT_EQ(failing(0, 0).status, 0);
-        const std::string whole = report;
-        for (long from = 0, unharmed = 0; unharmed < 4; from += from < 60 ? 1 : 7) {
-            const ended_run ended = failing(from, from % 2 == 0 ? 1 : LONG_MAX);
-            EXPECT_TRUE(ended.status == (ended.err.empty() ? 0 : 255)) << from << ended.status << ended.err;
-            EXPECT_TRUE(ended.status == 255 || report == whole) << from;
-            unharmed = ended.status == 0 ? unharmed + 1 : 0;
-        }
-    }
-}
-
 TEST_F(run_faults, threads_that_cannot_be_had_cost_nothing) {
     const argument_list mft_and_journal = {"-mftfile", samples + "/MFT", "-jrnlfile", samples + "/UsnJrnl_J"};
     std::vector<record> many;  // of which the report takes several writes
