@@ -493,7 +493,11 @@ public:
         uni::radix_sort(m_mentions, [](const mention& one) { return one.number; });
     }
 
-    std::size_t size() const { return m_mentions.size(); }
+    // How many there are of file records from one number on, up to another.
+    std::size_t count(std::uint64_t first, std::uint64_t next) const {
+        const auto begin = std::ranges::lower_bound(m_mentions, first, {}, &mention::number);
+        return static_cast<std::size_t>(std::ranges::lower_bound(m_mentions, next, {}, &mention::number) - begin);
+    }
     // Gives those of one file record after another, from that of a number on.
     class cursor {
     public:
@@ -504,9 +508,9 @@ public:
         // Of the next file record; none after the last one.
         std::uint64_t number() const { return m_left.empty() ? no_number : m_left.front().number; }
         void take(std::uint64_t number, std::vector<file_moment>& out) {
-            constexpr std::size_t ahead = 8;
+            constexpr std::size_t distance = 8;
             for (; this->number() == number && !m_left.empty(); m_left = m_left.subspan(1)) {
-                if (m_left.size() > ahead) m_list.m_inputs.facts.all()[m_left[ahead].fact].prefetch();
+                if (m_left.size() > distance) m_list.m_inputs.facts.all()[m_left[distance].fact].prefetch();
                 out.push_back(m_list.moment_of(m_left.front()));
             }
         }
@@ -561,15 +565,15 @@ std::uint32_t record_size_of(const history_inputs& inputs) {
 // has.
 template <class visitor>
 void for_each_record(const log_store& log, std::span<target> targets, visitor&& visit) {
-    constexpr std::ptrdiff_t ahead = 8;  // they lie all over the log: asked for before their turn
+    constexpr std::ptrdiff_t distance = 8;  // they lie all over the log: asked for before their turn
     const auto lsn = [&log](const target& one) { return log.entries[one.position].this_lsn(); };
     for (auto begin = targets.begin(); begin != targets.end();) {
         auto next = begin;
         bool rises = true;
         for (; next != targets.end() && next->number == begin->number; ++next) {
             const std::ptrdiff_t left = targets.end() - next;
-            if (left > 2 * ahead) uni::prefetch(&log.entries[next[2 * ahead].position]);
-            if (left > ahead) prefetch_bytes(log.entries[next[ahead].position].bytes());
+            if (left > 2 * distance) uni::prefetch(&log.entries[next[2 * distance].position]);
+            if (left > distance) prefetch_bytes(log.entries[next[distance].position].bytes());
             rises = rises && (next == begin || lsn(*std::prev(next)) < lsn(*next));
         }
         auto end = next;
@@ -661,8 +665,9 @@ public:
         uni::try_reserve(changes.records, most);
         uni::try_reserve(changes.standards, most);
         uni::try_reserve(changes.attributes, most);
-        timeline.reserve(targets.size() + m_mentions.size());
-        mention_list::cursor mentions(m_mentions, begin != 0 ? targets.front().number : 0);
+        const std::uint64_t first_number = begin != 0 ? targets.front().number : 0;
+        timeline.reserve(targets.size() + m_mentions.count(first_number, next_number));
+        mention_list::cursor mentions(m_mentions, first_number);
         std::vector<file_moment> moments;
         const auto add_mentioned = [&](std::uint64_t next) {  // of file records that the log does not write to
             while (mentions.number() < next) {
