@@ -497,7 +497,11 @@ public:
         uni::radix_sort(m_mentions, [](const mention& one) { return one.number; });
     }
 
-    std::size_t size() const { return m_mentions.size(); }
+    // How many there are of file records from one number on, up to another.
+    std::size_t count(std::uint64_t first, std::uint64_t next) const {
+        const auto begin = std::ranges::lower_bound(m_mentions, first, {}, &mention::number);
+        return static_cast<std::size_t>(std::ranges::lower_bound(m_mentions, next, {}, &mention::number) - begin);
+    }
     // Gives those of one file record after another, from that of a number on.
     class cursor {
     public:
@@ -665,8 +669,9 @@ public:
         uni::try_reserve(changes.records, most);
         uni::try_reserve(changes.standards, most);
         uni::try_reserve(changes.attributes, most);
-        timeline.reserve(targets.size() + m_mentions.size());
-        mention_list::cursor mentions(m_mentions, begin != 0 ? targets.front().number : 0);
+        const std::uint64_t first_number = begin != 0 ? targets.front().number : 0;
+        timeline.reserve(targets.size() + m_mentions.count(first_number, next_number));
+        mention_list::cursor mentions(m_mentions, first_number);
         std::vector<file_moment> moments;
         const auto add_mentioned = [&](std::uint64_t next) {  // of file records that the log does not write to
             while (mentions.number() < next) {

@@ -23,7 +23,7 @@ public:
           position(place),
           kind(fact.kind),
           rolled_back(undone),
-          m_size(static_cast<std::uint16_t>(fact.data.size())),
+          m_size(static_cast<std::uint16_t>(std::min<std::size_t>(fact.data.size(), 0xFFFF))),
           m_data(fact.data.bytes().data()) {}
 
     bool is_journal_record() const { return kind == fact_kind::journal_record; }

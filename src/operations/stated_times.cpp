@@ -31,6 +31,7 @@ public:
         : m_log(log), m_states(states), m_facts(facts), m_geometry(geometry) {}
 
     std::vector<stated_time> find() {
+        uni::try_reserve(m_times, m_facts.all().size());
         for (std::uint32_t number = 0; number < m_log.chain_heads.size(); ++number) {
             m_images.clear();
             m_taken.clear();
