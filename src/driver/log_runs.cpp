@@ -190,7 +190,7 @@ bool single_run(const run_context& run) {
     if (stores.log.incomplete) say_reading_failed(run, path);
     say_hints(run.options, warnings_of_log(stores.log, path, run.options));
     if (run.options.extended && !run.options.strict) uni::console_write(misfit_lines(stores, run.options));
-    if (!run.options.streams_journal()) store_log_inodes(stores);
+    if (!run.options.derives_events()) store_log_inodes(stores);
     if (run.options.show_progress) uni::console_write("parsing complete\n");
     run.report.write(stores, {});
     run.findings.omitted = stores.inodes.omitted;
@@ -217,7 +217,7 @@ bool report_read(const run_context& run, evidence& stores, const std::string& mi
         run.report.survey(stores);
         if (options.have_mft || options.have_jrnl) {
             combine(run, stores);
-        } else if (!options.streams_journal()) {
+        } else if (!options.derives_events()) {
             store_log_inodes(stores);
         }
     }
