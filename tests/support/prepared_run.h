@@ -21,7 +21,7 @@ struct ended_run {
 };
 inline ended_run run_prepared(
     argument_list args, const std::function<void()>& prepare = [] {}) {
-    constexpr unsigned longest_run = 60;  // seconds, under sanitizers; one that waits for ever is killed
+    constexpr unsigned longest_run = 300;  // seconds, under sanitizers; one that waits for ever is killed
     int ends[2];
     EXPECT_EQ(::pipe(ends), 0);
     const pid_t child = ::fork();
