@@ -394,9 +394,14 @@ journal_reading derive_events(const event_inputs& inputs, const event_listener& 
     };
     if (!inputs.threads_allowed || inputs.topic == event_topic::contents) return derive(listener);
     event_relay relay(listener);
-    const journal_reading read = derive([&relay](const event& shown) { relay.put(shown); });
-    relay.finish();
-    return read;
+    try {
+        const journal_reading read = derive([&relay](const event& shown) { relay.put(shown); });
+        relay.finish();
+        return read;
+    } catch (...) {
+        relay.finish();  // what was found before memory ran out is reported
+        throw;
+    }
 }
 
 }  // namespace kest

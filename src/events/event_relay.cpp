@@ -38,9 +38,12 @@ void event_relay::hand_over() {
     m_thread->begin();
 }
 
-void event_relay::pass_on(const batch& taken) const {
+void event_relay::pass_on(const batch& taken) {
+    if (m_failed) return;
+    m_failed = true;
     for (const event& shown : std::span(taken.events).first(taken.count))
         m_listener(shown);
+    m_failed = false;
 }
 
 void event_relay::batch::add(const event& shown) {

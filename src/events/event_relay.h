@@ -19,7 +19,7 @@ public:
 
     // Throws what the listener threw at an earlier event.
     void put(const event& shown);
-    // Returns when all events have been taken. Throws what the listener threw.
+    // Returns when all events have been taken, or the listener has thrown. Throws what it threw, once.
     void finish();
 
 private:
@@ -39,12 +39,13 @@ private:
     };
 
     void hand_over();
-    void pass_on(const batch& taken) const;
+    void pass_on(const batch& taken);
 
     const event_listener& m_listener;
     std::array<batch, 2> m_batches;
     batch* m_filling = &m_batches[0];
     batch* m_taken = &m_batches[1];
+    bool m_failed = false;                  // the listener threw: it gets no more
     std::optional<worker_thread> m_thread;  // ends before what it reads
 };
 

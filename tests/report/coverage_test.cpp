@@ -442,7 +442,7 @@ TEST(coverage, evidence_fits_if_it_says_the_same_and_not_otherwise) {
         {"of another file", {other_file}, "1 differ from the log's of the same USN"},
         {"of another time", {other_time}, "1 differ from the log's of the same USN"},
         {"after", {{.usn = 501}, {.usn = 600}}, "begins behind the log's last USN"},
-        {"ahead", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
+        {"before", {{.usn = 0}, {.usn = 499}}, "ends ahead of the log's first USN"},
         {"around", {{.usn = 432}, {.usn = 504}}, "has no record of the log's USNs"},
     };
     EXPECT_EQ(covered(log_of_pages({born}), {}, journal({same})).at("misfit"), "the log has no journal record");

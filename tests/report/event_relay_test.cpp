@@ -48,18 +48,26 @@ TEST(event_relay, passes_all_events_on_in_their_order) {
 // In the first batch, in the last one, and where nothing comes after.
 TEST(event_relay, throws_what_the_listener_throws) {
     for (const std::uint64_t bad : {3, 511, 999}) {
-        const event_listener listener = [bad](const event& shown) {
+        std::uint64_t taken = 0;
+        const event_listener listener = [&taken, bad](const event& shown) {
             if (shown.lsn == bad) throw std::length_error("full");
+            ++taken;
         };
         const auto run = [&listener] {
             event_relay relay(listener);
             std::vector<std::uint8_t> bytes;
             std::vector<cluster_run> runs;
-            for (std::uint64_t n = 0; n < 1000; ++n)
-                relay.put(event_of(n, bytes, runs));
-            relay.finish();
+            try {
+                for (std::uint64_t n = 0; n < 1000; ++n)
+                    relay.put(event_of(n, bytes, runs));
+                relay.finish();
+            } catch (...) {
+                relay.finish();
+                throw;
+            }
         };
         EXPECT_THROW(run(), std::length_error) << bad;
+        EXPECT_EQ(taken, bad) << "none after it";
     }
 }
 
