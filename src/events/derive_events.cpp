@@ -392,7 +392,9 @@ journal_reading derive_events(const event_inputs& inputs, const event_listener& 
         derivation.run();
         return derivation.reading();
     };
-    if (!inputs.threads_allowed || inputs.topic == event_topic::contents) return derive(listener);
+    // To pass on what a journal file has costs as much as to write it. Contents are large.
+    const bool worthwhile = inputs.journal == nullptr && inputs.topic != event_topic::contents;
+    if (!inputs.threads_allowed || !worthwhile) return derive(listener);
     event_relay relay(listener);
     try {
         const journal_reading read = derive([&relay](const event& shown) { relay.put(shown); });
