@@ -79,7 +79,6 @@ bool results_file::open() {
         m_named.file.attach(uni::standard_output);
         return true;
     }
-    if (m_named.file.is_open()) m_beside.write_back_early();
     if (m_beside.is_open()) return name_unchanged();
     m_named.created.clear();
     return m_named.file.truncate();

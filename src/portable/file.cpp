@@ -42,8 +42,6 @@ bool file::close() {
     m_attached = false;
     m_may_read_ahead = false;
     m_of_process = false;
-    m_writes_back = false;
-    m_written_back = 0;
     return closed;
 }
 

@@ -90,8 +90,6 @@ public:
 
     // Writes all of `bytes` at the end, or where an attached descriptor stands. False if not all could be written.
     [[nodiscard]] bool append(std::string_view bytes);
-    // What is appended goes to the disk as it comes: systems wait for that when a file replaces another.
-    void write_back_early() { m_writes_back = true; }
 
 private:
     static constexpr std::uint64_t worth_reading_ahead = std::uint64_t{16} << 20;  // bytes
@@ -106,8 +104,6 @@ private:
     bool m_may_read_ahead = false;
     bool m_of_process = false;  // lies in /proc
     int m_open_error = 0;
-    bool m_writes_back = false;
-    std::uint64_t m_written_back = 0;  // bytes from the file's start that are on their way to the disk
 };
 
 // Trailing "/" and "\" cut, as opening does.

@@ -260,13 +260,6 @@ bool file::append(std::string_view bytes) {
     if (::lseek(m_fd, 0, SEEK_END) == -1 && errno != ESPIPE) return false;  // a terminal has no end to go to
     const bool whole = write_all(m_fd, bytes);
     measure_size();
-    constexpr std::uint64_t step = 8 << 20;  // bytes
-    if (m_writes_back && m_size - m_written_back >= step) {
-        // Only begins it. Where that cannot be, the system does it in its own time.
-        ::sync_file_range(m_fd, static_cast<off_t>(m_written_back), static_cast<off_t>(m_size - m_written_back),
-                          SYNC_FILE_RANGE_WRITE);
-        m_written_back = m_size;
-    }
     return whole;
 }
 
