@@ -407,6 +407,8 @@ TEST(events, have_the_time_that_the_clock_showed) {
     const std::vector<record> first = made(42, noon), last = made(43, after_noon(10));
     std::vector<record> again = made(42, after_noon(30));
     again.insert(again.begin(), of(42, to_record(0, 2, {}, first[0].redo, 0)));
+    std::vector<record> odd = made(43, after_noon(5));
+    put(odd[0].redo, 72 + 24 + 24, noon);  // the time of access
     const auto a_to_b = renamed(40, u"a", u"b"), b_to_c = renamed(40, u"b", u"c");
     const std::tuple<const char*, std::vector<std::vector<record>>, texts> rows[] = {
         {"between two others", {first, a_to_b, last}, {"renamed|06|16|not_before"}},
@@ -434,6 +436,7 @@ TEST(events, have_the_time_that_the_clock_showed) {
         {"not by a file record that is written again",
          {first, a_to_b, again, last},
          {"renamed|06|16|not_before", "times_copied|06|16|not_before", "link_added|06|16|not_before"}},
+        {"not by a new file record of several times", {first, odd, a_to_b, stamp(10)}, {"renamed|06|16|not_before"}},
         {"by its own record", {first, a_to_b, only_changed(40, 3), last}, {"renamed|09||record"}},
         {"not by its own record where more changes",
          {first, a_to_b, changed(40, 3, 3), last},
