@@ -48,11 +48,12 @@ void event_relay::pass_on(const batch& taken) {
 
 void event_relay::batch::add(const event& shown) {
     if (count == events.size()) events.emplace_back();
-    event& kept = events[count++];
+    event& kept = events[count];
     kept = shown;
     bytes += kept.path.size() + kept.name_hex.size() + kept.old_path.size() + kept.old_name_hex.size();
     keep(kept.before);
     keep(kept.after);
+    ++count;  // not what memory ran out for: it may refer to what goes
 }
 
 bool event_relay::batch::is_full() const {
