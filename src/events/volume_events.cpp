@@ -17,10 +17,6 @@ constexpr uni::field<std::uint64_t> next_usn{data + 64};
 constexpr uni::field<std::uint64_t> mount_lsn{data + 72};
 }  // namespace client_layout
 
-bool is_restart_record(const log_entry& entry) {
-    return entry.get(record_layout::record_type) == record_types::restart;
-}
-
 // A checkpoint without tables: nothing was under way on the volume.
 bool is_empty_checkpoint(const log_entry& entry) {
     return std::ranges::all_of(client_layout::tables, [&entry](const auto& table) { return entry.get(table) == 0; });
@@ -31,9 +27,7 @@ public:
     explicit restart_reader(const log_store& log) : m_log(log), m_layout(find_layout(log)) {}
 
     std::vector<volume_event> read() {
-        for (std::uint32_t at = 0; at < m_log.entries.size(); ++at) {
-            if (is_restart_record(m_log.entries[at])) m_records.push_back(at);
-        }
+        m_records = m_log.restart_records;
         std::ranges::stable_sort(m_records, {}, [this](std::uint32_t at) { return m_log.entries[at].this_lsn(); });
         for (const std::uint32_t at : m_records) {
             read_mount(at);

@@ -37,9 +37,11 @@ bool link_chains_from(log_store& store, std::uint64_t begin) {
     uni::basic_sealed_index<offset> by_previous;  // key: LSN of the predecessor; the first record that names it
     uni::basic_sealed_index<offset> heads;        // key: LSN; the first head of it
     uni::try_reserve(by_previous, store.entries.size());
+    store.restart_records.clear();
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
         prefetch_record(store, position);
         const log_entry entry = store.entries[position];
+        if (entry.get(record_layout::record_type) == record_types::restart) store.restart_records.push_back(position);
         const std::uint64_t previous = entry.client_previous_lsn();
         if (!holds(entry.this_lsn()) || (previous != 0 && !holds(previous))) return false;
         if (previous != 0) {
@@ -163,9 +165,22 @@ private:
 
 }  // namespace
 
+// The chains with their heads are in the order of LSNs already, and touched no more than it takes to find the places of
+// the others, of which there are few as a rule.
 void link_cut_chains(log_store& store) {
+    auto& chains = store.chain_heads;
+    const auto lsn = [&store](const chain_head& chain) { return store.lsn_of(chain); };
+    const auto whole = static_cast<std::ptrdiff_t>(chains.size());
     cut_linker(store).link();
-    std::ranges::stable_sort(store.chain_heads, {}, [&store](const chain_head& chain) { return store.lsn_of(chain); });
+    std::vector<chain_head> cut(chains.begin() + whole, chains.end());
+    std::ranges::stable_sort(cut, {}, lsn);
+    auto rest = chains.begin() + whole;  // the end of those that have no place yet
+    for (auto place = chains.end(); !cut.empty(); cut.pop_back()) {
+        const auto next = std::ranges::upper_bound(chains.begin(), rest, lsn(cut.back()), {}, lsn);
+        place = std::move_backward(next, rest, place);
+        *--place = cut.back();
+        rest = next;
+    }
 }
 
 }  // namespace kest

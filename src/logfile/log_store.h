@@ -82,6 +82,9 @@ struct log_store {
     uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first of the entries
     uni::large_vector<std::uint32_t> chain_records;  // positions in `entries`, chain after chain
 
+    // Positions of the restart records of clients; filled by `link_chains`.
+    std::vector<std::uint32_t> restart_records;
+
     // Positions of log records that hold a journal record, the first of each file reference.
     std::vector<std::uint32_t> journal_records;
     uni::seeded_map<bool> journal_files;  // the file references; key: inode_ref::value()

@@ -144,9 +144,9 @@ volume_geometry find_volume_geometry(const log_store& log) {
     const bool usual = voted.file_record == 1024U || voted.file_record == 4096U;
     geometry.voted_record = usual ? voted.file_record : stated_by_most(log);
     std::uint64_t newest = 0;
-    for (const log_entry& entry : log.entries) {
-        if (entry.of_client() || entry.this_lsn() < newest) continue;
-        if (entry.get(record_type) != record_types::restart) continue;
+    for (const std::uint32_t position : log.restart_records) {
+        const log_entry& entry = log.entries[position];
+        if (entry.this_lsn() < newest) continue;
         const std::uint32_t size = entry.get(bytes_per_cluster);
         if (!is_cluster_size(size)) continue;
         newest = entry.this_lsn();

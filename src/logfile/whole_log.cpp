@@ -41,8 +41,9 @@ public:
         find_homes();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
+        const bool adds = m_store.entries.size() != m_scanned;
         take_out_false_records();
-        order_entries();
+        if (adds) order_entries();
     }
 
 private:
@@ -118,17 +119,16 @@ private:
         const auto before = [this](const log_entry& a, const log_entry& b) {
             return a.this_lsn() != b.this_lsn() ? a.this_lsn() < b.this_lsn() : is_at_home(a) && !is_at_home(b);
         };
+        const auto begin = m_store.entries.begin();
         const auto end = m_store.entries.end();
-        for (bool merged = true; merged;) {
-            merged = false;
-            for (auto begin = m_store.entries.begin(); begin != end;) {
-                const auto middle = std::is_sorted_until(begin, end, before);
+        for (bool whole = false; !whole;) {
+            for (auto first = begin;;) {
+                const auto middle = std::is_sorted_until(first, end, before);
                 const auto next = std::is_sorted_until(middle, end, before);
-                if (middle != end) {
-                    std::inplace_merge(begin, middle, next, before);
-                    merged = true;
-                }
-                begin = next;
+                std::inplace_merge(first, middle, next, before);
+                whole = first == begin && next == end;
+                if (next == end) break;
+                first = next;
             }
         }
     }
