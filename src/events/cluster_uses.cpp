@@ -87,18 +87,16 @@ bool holds_all(const std::vector<extent>& extents, std::uint32_t transaction, st
 
 }  // namespace
 
-// Many logs never ask.
-void cluster_uses::prepare() {
-    if (std::exchange(m_prepared, true)) return;
+cluster_uses::cluster_uses(const inputs& from) {
     extent_list given;
-    read_bitmap(given);
-    const std::size_t most = given.size() + m_from.most_runs;
+    read_bitmap(from, given);
+    const std::size_t most = given.size() + from.most_runs;
     std::vector<cluster_run> before;
     std::vector<cluster_run> after;
-    for (const record_change& change : m_from.history.changes()) {
+    for (const record_change& change : from.history.changes()) {
         if (change.rolled_back) continue;
-        for (const attribute_change& attribute : m_from.history.attributes_of(change)) {
-            const run_change* const runs = m_from.history.runs_of(attribute);
+        for (const attribute_change& attribute : from.history.attributes_of(change)) {
+            const run_change* const runs = from.history.runs_of(attribute);
             if (runs == nullptr) continue;
             read_runs(after, runs->after);
             read_runs(before, runs->before);
@@ -115,18 +113,17 @@ void cluster_uses::prepare() {
     index_given(std::move(given));
 }
 
-void cluster_uses::read_bitmap(extent_list& given) {
-    for (const std::uint32_t at : find_bitmap_records(m_from.log)) {
-        const log_entry& entry = m_from.log.entries[at];
+void cluster_uses::read_bitmap(const inputs& from, extent_list& given) {
+    for (const std::uint32_t at : find_bitmap_records(from.log)) {
+        const log_entry& entry = from.log.entries[at];
         m_shows_bitmap = true;
         const uni::byte_view bits = exact_redo(entry);
         const std::uint64_t cluster = entry.get(record_layout::target_vcn);
-        if (m_from.transactions.rolled_back[at] || cluster > most_clusters / m_from.cluster_size / bits_in_byte)
-            continue;
+        if (from.transactions.rolled_back[at] || cluster > most_clusters / from.cluster_size / bits_in_byte) continue;
         const std::uint64_t begin =
-            (cluster * m_from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
+            (cluster * from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
         const std::uint64_t end = begin + bits.get(bit_count);
-        const std::uint32_t transaction = m_from.transactions.number[at];
+        const std::uint32_t transaction = from.transactions.number[at];
         const bool sets = entry.redo_op() == operation_code::set_bits_in_nonresident_bit_map;
         if (sets) given.push_back({begin, end, at});
         if (transaction != transaction_view::none) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
@@ -189,18 +186,15 @@ cluster_uses::bounds cluster_uses::given_within(std::uint64_t begin, std::uint64
     return found;
 }
 
-bool cluster_uses::clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) {
-    prepare();
+bool cluster_uses::clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
     return holds_all(m_cleared, transaction, runs);
 }
 
-bool cluster_uses::sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) {
-    prepare();
+bool cluster_uses::sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) const {
     return holds_all(m_set, transaction, runs);
 }
 
-cluster_share cluster_uses::given_after(std::uint32_t position, std::span<const cluster_run> runs) {
-    prepare();
+cluster_share cluster_uses::given_after(std::uint32_t position, std::span<const cluster_run> runs) const {
     bool some = false;
     bool all = true;
     for (const cluster_run& run : runs) {

@@ -22,23 +22,17 @@ public:
         std::uint32_t cluster_size;  // bytes
         std::uint64_t most_runs;     // that are kept of files
     };
-    explicit cluster_uses(const inputs& from) : m_from(from) {}
+    explicit cluster_uses(const inputs& from);
 
     // Whether the transaction clears the bits of all clusters, or sets them.
-    bool clears_all(std::uint32_t transaction, std::span<const cluster_run> runs);
-    bool sets_all(std::uint32_t transaction, std::span<const cluster_run> runs);
+    bool clears_all(std::uint32_t transaction, std::span<const cluster_run> runs) const;
+    bool sets_all(std::uint32_t transaction, std::span<const cluster_run> runs) const;
     // Whether the log shows $Bitmap, so that what it does not give to a file is free.
-    bool shows_bitmap() {
-        prepare();
-        return m_shows_bitmap;
-    }
+    bool shows_bitmap() const { return m_shows_bitmap; }
     // The log gives more clusters to files than are kept.
-    bool incomplete() {
-        prepare();
-        return m_incomplete;
-    }
+    bool incomplete() const { return m_incomplete; }
     // How many clusters records after that position give to files.
-    cluster_share given_after(std::uint32_t position, std::span<const cluster_run> runs);
+    cluster_share given_after(std::uint32_t position, std::span<const cluster_run> runs) const;
 
 private:
     struct extent {
@@ -52,13 +46,10 @@ private:
         std::uint32_t highest = 0;
     };
 
-    void prepare();
-    void read_bitmap(extent_list& given);
+    void read_bitmap(const inputs& from, extent_list& given);
     void index_given(extent_list given);
     bounds given_within(std::uint64_t begin, std::uint64_t end) const;
 
-    const inputs m_from;
-    bool m_prepared = false;
     bool m_shows_bitmap = false;
     bool m_incomplete = false;
     extent_list m_cleared;                // by transaction, then place; none over one another

@@ -10,6 +10,7 @@
 #include "events/event_writer.h"
 #include "events/journal_events.h"
 #include "logfile/volume_geometry.h"
+#include "portable/portable_thread.h"
 
 namespace kest {
 
@@ -66,6 +67,18 @@ bool has_both_sides(const attribute_change& change) {
 constexpr std::uint64_t least_runs = std::uint64_t{1} << 16;
 constexpr std::uint64_t bytes_for_run = 32;
 
+// Records of a log; for fewer a thread costs more than it brings.
+constexpr std::size_t worthwhile = std::size_t{1} << 14;
+
+// What of a log is found apart from the history of its file records, or only once that is known.
+struct log_tables {
+    std::uint64_t logged_bytes;
+    security_descriptors descriptors;
+    uni::seeded_map<bool> journals;
+    cluster_uses uses;
+    std::vector<volume_event> of_volume;
+};
+
 class event_derivation {
 public:
     event_derivation(const event_inputs& inputs, const event_listener& listener, const event_progress& progress)
@@ -87,41 +100,32 @@ public:
           m_paths(m_names, inputs.omitted),
           m_tunneling(m_facts, m_history),
           m_bin(m_facts),
-          m_descriptors(m_log, m_states.rolled_back, m_geometry.cluster_size()),
-          m_clock(
-              inputs.log, m_facts, m_history,
-              find_stated_times(inputs.log, m_states, m_facts, {m_geometry.cluster_size(), m_geometry.record_size()})),
-          m_journals(find_journals(m_facts, m_history)),
-          m_uses({m_log,
-                  {m_numbers, m_states.rolled_back},
-                  m_history,
-                  m_geometry.cluster_size(),
-                  least_runs + logged_bytes(inputs.log) / bytes_for_run}),
-          m_budgets(logged_bytes(inputs.log)),
+          m_clock(find_tables_and_clock(inputs.threads_allowed)),
+          m_budgets(m_tables->logged_bytes),
           m_context{.log = m_log,
                     .facts = m_facts,
                     .history = m_history,
                     .names = m_names,
                     .paths = m_paths,
                     .tunneling = m_tunneling,
-                    .descriptors = m_descriptors,
+                    .descriptors = m_tables->descriptors,
                     .bin = m_bin,
                     .clock = m_clock,
                     .transactions = m_numbers,
-                    .journals = m_journals,
+                    .journals = m_tables->journals,
                     .past = m_past,
                     .topic = inputs.topic,
-                    .runs = m_runs,
                     .versions = m_versions,
-                    .uses = m_uses,
+                    .uses = m_tables->uses,
                     .budgets = m_budgets,
                     .omitted = inputs.omitted},
-          m_file_events(m_context, m_found),
           m_writer(m_context, listener),
+          m_relay([this](const found_events& found) { m_writer.write(found); },
+                  inputs.threads_allowed && inputs.journal == nullptr),
+          m_file_events(m_context, m_relay.found()),
           m_changes_left(m_history.changes()),
           m_set_back(m_clock.set_back()),
-          m_volume(find_volume_events(m_log)),
-          m_volume_left(m_volume),
+          m_volume_left(m_tables->of_volume),
           m_progress(progress) {
         if (m_history.limits_hit()) inputs.omitted.changes = true;
         if (m_history.data_limit_hit()) inputs.omitted.contents = true;
@@ -129,16 +133,14 @@ public:
     }
 
     void run() {
-        constexpr std::uint32_t soon = 4;
-        const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
-        for (std::uint32_t number = 0; number < count; ++number) {
-            m_progress(number + 1, count);
-            m_facts.prefetch(number + soon);
-            m_history.prefetch(number + soon);
-            report_volume(m_log.lsn_of(m_log.chain_heads[number]));
-            report(number);
+        try {
+            report_transactions();
+        } catch (...) {
+            m_relay.finish();  // what was found before memory ran out is reported
+            throw;
         }
-        report_volume(~std::uint64_t{0});
+        m_relay.finish();
+        if (m_writer.omits_clusters()) m_context.omitted.clusters = true;
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
         for (const mft_difference& difference : m_differences)
             report(difference);
@@ -152,6 +154,42 @@ public:
     }
 
 private:
+    // Takes the clock and the tables at the same time, as neither asks the other.
+    log_clock find_tables_and_clock(bool threads_allowed) {
+        const auto find_tables = [this] {
+            const std::uint64_t bytes = logged_bytes(m_log);
+            m_tables = log_tables{.logged_bytes = bytes,
+                                  .descriptors = {m_log, m_states.rolled_back, m_geometry.cluster_size()},
+                                  .journals = find_journals(m_facts, m_history),
+                                  .uses = cluster_uses({m_log,
+                                                        {m_numbers, m_states.rolled_back},
+                                                        m_history,
+                                                        m_geometry.cluster_size(),
+                                                        least_runs + bytes / bytes_for_run}),
+                                  .of_volume = find_volume_events(m_log)};
+        };
+        std::optional<portable_thread> beside;
+        if (threads_allowed && m_log.entries.size() >= worthwhile) beside.emplace(find_tables);
+        log_clock clock(
+            m_log, m_facts, m_history,
+            find_stated_times(m_log, m_states, m_facts, {m_geometry.cluster_size(), m_geometry.record_size()}));
+        beside ? beside->wait() : find_tables();
+        return clock;
+    }
+
+    void report_transactions() {
+        constexpr std::uint32_t soon = 4;
+        const auto count = static_cast<std::uint32_t>(m_log.chain_heads.size());
+        for (std::uint32_t number = 0; number < count; ++number) {
+            m_progress(number + 1, count);
+            m_facts.prefetch(number + soon);
+            m_history.prefetch(number + soon);
+            report_volume(m_log.lsn_of(m_log.chain_heads[number]));
+            report(number);
+        }
+        report_volume(~std::uint64_t{0});
+    }
+
     void open_journal(const uni::byte_source& file, const event_listener& listener) {
         m_facts.index_journal_records();
         m_outline = outline_journal(file, m_facts);
@@ -194,29 +232,33 @@ private:
         if (transaction.facts.empty() && changes.empty()) return;
         report_journal(transaction);
         report_clock(number);
-        m_found.clear();
-        m_subjects.clear();
-        m_runs.clear();
+        const std::size_t first = m_relay.found().events.size();
         group_by_file(transaction, changes);
         find_events(transaction);
-        const auto key = [](const found_event& found) { return std::pair(found.proof, found.rank); };
-        if (!std::ranges::is_sorted(m_found, {}, key)) std::ranges::stable_sort(m_found, {}, key);
-        for (const found_event& found : m_found)
-            m_writer.write(found, m_subjects[found.subject]);
+        const auto found = std::span(m_relay.found().events).subspan(first);
+        const auto key = [](const found_event& one) { return std::pair(one.proof, one.rank); };
+        if (!std::ranges::is_sorted(found, {}, key)) std::ranges::stable_sort(found, {}, key);
+        m_relay.end_transaction();
     }
 
     // What restart records show comes before the transactions that begin after them.
     void report_volume(std::uint64_t next_lsn) {
         for (; !m_volume_left.empty(); m_volume_left = m_volume_left.subspan(1)) {
             if (m_log.entries[m_volume_left.front().proof].this_lsn() >= next_lsn) return;
-            m_writer.write(m_volume_left.front());
+            add(&m_volume_left.front());
+            m_relay.end_transaction();
         }
+    }
+
+    void add(std::variant<const volume_event*, const clock_change*> shown) {
+        found_events& found = m_relay.found();
+        found.of_volume.push_back({found.events.size(), shown});
     }
 
     // That the clock was set back comes before the transaction that shows it.
     void report_clock(std::uint32_t number) {
         while (!m_set_back.empty() && m_set_back.front().after.transaction <= number) {
-            m_writer.write(m_set_back.front());
+            add(&m_set_back.front());
             m_set_back = m_set_back.subspan(1);
         }
     }
@@ -281,17 +323,19 @@ private:
     }
 
     void find_volume_events_of(const std::array<file_changes, 2>& all) {
+        std::vector<event_subject>& subjects = m_relay.found().subjects;
         for (const file_changes& some : all) {
             if (some.records.empty()) continue;
-            m_subjects.emplace_back();
-            m_file_events.find_of_volume(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
+            subjects.emplace_back();
+            m_file_events.find_of_volume(some, subjects.back(), static_cast<std::uint32_t>(subjects.size() - 1));
         }
     }
 
     // All that the transaction has of one file.
     void find_events_of(const std::array<file_changes, 2>& all) {
         event_subject subject;
-        const std::size_t first = m_subjects.size();
+        std::vector<event_subject>& subjects = m_relay.found().subjects;
+        const std::size_t first = subjects.size();
         for (const file_changes& some : all) {
             const auto in_file = [this](const log_fact* fact) {
                 return m_facts.match_of(*fact).offset != journal_match::not_in_file;
@@ -300,10 +344,10 @@ private:
         }
         for (const file_changes& some : all) {
             if (some.facts.empty() && some.records.empty()) continue;
-            m_subjects.push_back(subject);
-            m_file_events.find(some, m_subjects.back(), static_cast<std::uint32_t>(m_subjects.size() - 1));
+            subjects.push_back(subject);
+            m_file_events.find(some, subjects.back(), static_cast<std::uint32_t>(subjects.size() - 1));
         }
-        learn(all.front(), m_subjects[first].journal_time);
+        learn(all.front(), subjects[first].journal_time);
     }
 
     copy_check difference_check() {
@@ -356,28 +400,23 @@ private:
     folder_paths m_paths;
     file_tunneling m_tunneling;
     const recycle_bin m_bin;
-    const security_descriptors m_descriptors;
+    std::optional<log_tables> m_tables;
     const log_clock m_clock;
-    const uni::seeded_map<bool> m_journals;
     uni::seeded_map<file_past> m_past;
-    std::vector<cluster_run> m_runs;  // of the transaction at hand
     content_versions m_versions;
-    cluster_uses m_uses;
     event_budgets m_budgets;
     const event_context m_context;
-    file_events m_file_events;
     event_writer m_writer;
+    event_relay m_relay;
+    file_events m_file_events;
     std::span<const record_change> m_changes_left;  // of this transaction and those after it
     std::span<const clock_change> m_set_back;       // likewise
-    const std::vector<volume_event> m_volume;
-    std::span<const volume_event> m_volume_left;  // not reported yet
+    std::span<const volume_event> m_volume_left;    // not reported yet
     const event_progress& m_progress;
     // Of the transaction at hand.
     std::vector<const log_fact*> m_file_facts;   // by file
     std::vector<owned_change> m_file_changes;    // likewise
     uni::seeded_map<std::uint16_t> m_sequences;  // by record number; filled where they are asked for
-    std::vector<found_event> m_found;
-    std::vector<event_subject> m_subjects;
     journal_outline m_outline;
     std::optional<journal_events> m_journal;  // none without a journal file
     std::vector<std::uint64_t> m_limits;      // the first offset in it of each transaction and those after it
@@ -387,23 +426,9 @@ private:
 
 journal_reading derive_events(const event_inputs& inputs, const event_listener& listener,
                               const event_progress& progress) {
-    const auto derive = [&](const event_listener& taker) {
-        event_derivation derivation(inputs, taker, progress);
-        derivation.run();
-        return derivation.reading();
-    };
-    // To pass on what a journal file has costs as much as to write it. Contents are large.
-    const bool worthwhile = inputs.journal == nullptr && inputs.topic != event_topic::contents;
-    if (!inputs.threads_allowed || !worthwhile) return derive(listener);
-    event_relay relay(listener);
-    try {
-        const journal_reading read = derive([&relay](const event& shown) { relay.put(shown); });
-        relay.finish();
-        return read;
-    } catch (...) {
-        relay.finish();  // what was found before memory ran out is reported
-        throw;
-    }
+    event_derivation derivation(inputs, listener, progress);
+    derivation.run();
+    return derivation.reading();
 }
 
 }  // namespace kest

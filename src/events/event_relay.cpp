@@ -1,7 +1,5 @@
 #include "events/event_relay.h"
 
-#include <algorithm>
-#include <span>
 #include <utility>
 
 #include "portable/ending_signals.h"
@@ -10,20 +8,40 @@ namespace kest {
 
 namespace {
 
-constexpr std::size_t most_events = 256;
-constexpr std::size_t most_bytes = std::size_t{1} << 20;
+constexpr std::size_t most_waiting = 256;
+constexpr std::size_t most_kept = 8 * most_waiting;
+
+// The memory of one large transaction would stay otherwise.
+template <class list>
+void clear_list(list& values) {
+    values.clear();
+    if (values.capacity() > most_kept) values.shrink_to_fit();
+}
 
 }  // namespace
 
-void event_relay::put(const event& shown) {
-    m_filling->add(shown);
-    if (m_filling->is_full()) hand_over();
+void found_events::clear() {
+    clear_list(events);
+    clear_list(subjects);
+    clear_list(runs);
+    clear_list(of_volume);
+}
+
+void event_relay::end_transaction() {
+    m_whole = m_found.events.size();
+    if (!m_threads_allowed) {
+        finish();
+    } else if (m_whole >= most_waiting || m_found.of_volume.size() >= most_waiting) {
+        hand_over();
+    }
 }
 
 void event_relay::finish() {
     if (m_thread) m_thread->wait();
-    pass_on(*m_filling);
-    m_filling->clear();
+    m_found.events.resize(m_whole);  // without those of a transaction that memory ran out for
+    write(m_found);
+    m_found.clear();
+    m_whole = 0;
 }
 
 void event_relay::hand_over() {
@@ -31,59 +49,19 @@ void event_relay::hand_over() {
         m_thread->wait();
     } else {
         const uni::signals_held held;  // from the thread: the main one holds them where it must
-        m_thread.emplace([this] { pass_on(*m_taken); });
+        m_thread.emplace([this] { write(m_taken); });
     }
-    std::swap(m_filling, m_taken);
-    m_filling->clear();
+    std::swap(m_found, m_taken);
+    m_found.clear();
+    m_whole = 0;
     m_thread->begin();
 }
 
-void event_relay::pass_on(const batch& taken) {
+void event_relay::write(const found_events& found) {
     if (m_failed) return;
     m_failed = true;
-    for (const event& shown : std::span(taken.events).first(taken.count))
-        m_listener(shown);
+    m_write(found);
     m_failed = false;
-}
-
-void event_relay::batch::add(const event& shown) {
-    if (count == events.size()) events.emplace_back();
-    event& kept = events[count];
-    kept = shown;
-    bytes += kept.path.size() + kept.name_hex.size() + kept.old_path.size() + kept.old_name_hex.size();
-    keep(kept.before);
-    keep(kept.after);
-    ++count;  // not what memory ran out for: it may refer to what goes
-}
-
-bool event_relay::batch::is_full() const {
-    return count == most_events || bytes > most_bytes;
-}
-
-void event_relay::batch::clear() {
-    if (bytes > most_bytes) events.clear();  // their memory would stay otherwise
-    copies.release();
-    count = bytes = 0;
-}
-
-void event_relay::batch::keep(uni::byte_view& view) {
-    if (view.empty()) return;
-    bytes += view.size();
-    const std::span copy(static_cast<std::uint8_t*>(copies.allocate(view.size(), 1)), view.size());
-    std::ranges::copy(view.bytes(), copy.begin());
-    view = copy;
-}
-
-void event_relay::batch::keep(event_values& values) {
-    for (uni::byte_view* const view : {&values.name, &values.object_id, &values.value, &values.owner, &values.twin})
-        keep(*view);
-    std::span<const cluster_run>& runs = values.place.runs;
-    if (runs.empty()) return;
-    bytes += runs.size_bytes();
-    std::pmr::polymorphic_allocator<cluster_run> memory(&copies);
-    cluster_run* const copy = memory.allocate(runs.size());
-    std::ranges::uninitialized_copy(runs, std::span(copy, runs.size()));
-    runs = {copy, runs.size()};
 }
 
 }  // namespace kest

@@ -1,51 +1,40 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
-#include <memory_resource>
+#include <functional>
 #include <optional>
-#include <vector>
 
-#include "events/derive_events.h"
+#include "events/found_event.h"
 #include "portable/worker_thread.h"
 
 namespace kest {
 
-// Passes events on to a listener, in their order. Many of them go by a thread of its own: while it takes some, the next
-// ones are found. Names, values and runs of clusters are copied; all else that an event refers to outlives this.
+// Has found events written, in their order. Many of them are written by a thread of its own: while it writes some, the
+// next ones are found.
 class event_relay {
 public:
-    explicit event_relay(const event_listener& listener) : m_listener(listener) {}
+    using writer = std::function<void(const found_events&)>;
 
-    // Throws what the listener threw at an earlier event.
-    void put(const event& shown);
-    // Returns when all events have been taken, or the listener has thrown. Throws what it threw, once.
+    // Without threads events are written as their transaction ends.
+    event_relay(writer write, bool threads_allowed) : m_write(std::move(write)), m_threads_allowed(threads_allowed) {}
+
+    // Where the events of the transaction at hand go, after those that wait.
+    found_events& found() { return m_found; }
+    // All that was found is whole. Throws what the writer threw before.
+    void end_transaction();
+    // Has everything written that is whole. Throws what the writer threw, once.
     void finish();
 
 private:
-    struct batch {
-        std::vector<event> events;  // those from `count` on are memory for later ones
-        std::size_t count = 0;
-        std::size_t bytes = 0;  // of what events refer to and of their texts
-        std::pmr::monotonic_buffer_resource copies;
-
-        void add(const event& shown);
-        bool is_full() const;
-        void clear();
-
-    private:
-        void keep(uni::byte_view& view);
-        void keep(event_values& values);
-    };
-
     void hand_over();
-    void pass_on(const batch& taken);
+    void write(const found_events& found);
 
-    const event_listener& m_listener;
-    std::array<batch, 2> m_batches;
-    batch* m_filling = &m_batches[0];
-    batch* m_taken = &m_batches[1];
-    bool m_failed = false;                  // the listener threw: it gets no more
+    const writer m_write;
+    const bool m_threads_allowed;
+    found_events m_found;
+    found_events m_taken;                   // by the thread
+    std::size_t m_whole = 0;                // of the events found
+    bool m_failed = false;                  // the writer threw: it gets no more
     std::optional<worker_thread> m_thread;  // ends before what it reads
 };
 

@@ -60,6 +60,16 @@ uni::byte_view stream_of(const found_event& found) {
 
 }  // namespace
 
+void event_writer::write(const found_events& found) {
+    m_runs = found.runs;
+    auto of_volume = found.of_volume.begin();
+    for (std::size_t at = 0; at <= found.events.size(); ++at) {
+        for (; of_volume != found.of_volume.end() && of_volume->before == at; ++of_volume)
+            std::visit([this](const auto* shown) { write(*shown); }, of_volume->shown);
+        if (at != found.events.size()) write(found.events[at], found.subjects[found.events[at].subject]);
+    }
+}
+
 void event_writer::write(const found_event& found, const event_subject& subject) {
     begin(found, subject);
     const bool of_journal = is_of_journal(found.kind);
@@ -361,11 +371,10 @@ void event_writer::take_extended_attribute(const found_event& found) {
 }
 
 // Known where the log shows $Bitmap, or gives the clusters to others.
-std::optional<cluster_share> event_writer::unused_after(const found_event& found,
-                                                        std::span<const cluster_run> runs) const {
+std::optional<cluster_share> event_writer::unused_after(const found_event& found, std::span<const cluster_run> runs) {
     if (m_event.state == event_state::undone) return std::nullopt;
     if (m_context.uses.incomplete()) {
-        m_context.omitted.clusters = true;
+        m_omits_clusters = true;
         return std::nullopt;
     }
     const cluster_share given = m_context.uses.given_after(found.proof, runs);
@@ -377,7 +386,7 @@ std::optional<cluster_share> event_writer::unused_after(const found_event& found
 void event_writer::set_lost_data(const found_event& found) {
     data_place& place = m_event.before.place;
     if (found.attribute.state_before().resident == true) place.resident = true;
-    place.runs = std::span(m_context.runs).subspan(found.first_run, found.lost_count);
+    place.runs = m_runs.subspan(found.first_run, found.lost_count);
     if (place.runs.empty()) return;
     place.resident = false;
     place.in_bitmap = m_context.uses.clears_all(m_context.transactions[found.proof], place.runs);
@@ -386,8 +395,7 @@ void event_writer::set_lost_data(const found_event& found) {
 
 // One event for each run; holes are none.
 void event_writer::write_clusters(const found_event& found) {
-    const std::span<const cluster_run> runs =
-        std::span(m_context.runs).subspan(found.first_run, found.lost_count + found.gained_count);
+    const std::span<const cluster_run> runs = m_runs.subspan(found.first_run, found.lost_count + found.gained_count);
     const std::uint32_t transaction = m_context.transactions[found.proof];
     m_event.attribute_type = found.runs_of->type;
     for (std::size_t at = 0; at < runs.size(); ++at) {

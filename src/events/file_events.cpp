@@ -385,11 +385,11 @@ void file_events::take_lost_runs(found_event& found) {
 bool file_events::take_runs(found_event& found, std::span<const cluster_run> lost,
                             std::span<const cluster_run> gained) {
     if (!m_context.budgets.runs.spend(m_changes->file.number(), lost.size() + gained.size())) return false;
-    found.first_run = m_context.runs.size();
+    found.first_run = m_runs.size();
     found.lost_count = lost.size();
     found.gained_count = gained.size();
-    m_context.runs.insert(m_context.runs.end(), lost.begin(), lost.end());
-    m_context.runs.insert(m_context.runs.end(), gained.begin(), gained.end());
+    m_runs.insert(m_runs.end(), lost.begin(), lost.end());
+    m_runs.insert(m_runs.end(), gained.begin(), gained.end());
     return true;
 }
 

@@ -5,11 +5,11 @@
 
 #include "events/cluster_uses.h"
 #include "events/content_versions.h"
-#include "events/event.h"
 #include "events/file_changes.h"
 #include "events/file_runs.h"
 #include "events/file_tunneling.h"
 #include "events/folder_paths.h"
+#include "events/found_event.h"
 #include "events/log_clock.h"
 #include "events/recycle_bin.h"
 #include "events/security_descriptors.h"
@@ -50,53 +50,17 @@ struct event_context {
     const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
     const uni::seeded_map<file_past>& past;       // by file reference
     event_topic topic;
-    std::vector<cluster_run>& runs;  // of the events of the transaction at hand
     content_versions& versions;
-    cluster_uses& uses;
+    const cluster_uses& uses;
     event_budgets& budgets;
     limits_hit& omitted;
-};
-
-// A file in the transaction at hand.
-struct event_subject : event_header {
-    name_source owner = name_source::log;
-    std::uint32_t transaction = 0;
-    std::uint64_t journal_time = 0;  // the latest of its journal records in the transaction
-};
-
-// An event without its texts: what it rests on, and where it belongs among those of its transaction.
-struct found_event {
-    event_kind kind = event_kind::created;
-    std::uint8_t rank = 0;                  // among those of one log record
-    name_source known = name_source::log;   // of `name`
-    std::uint32_t subject = 0;              // which one
-    std::uint32_t proof = 0;                // position in the log
-    file_name_view name = {};               // after the event; of what is removed the last; empty: to be looked up
-    file_name_view old_name = {};           // of a rename
-    const record_change* record = nullptr;  // where the event shows in more than an attribute
-    joined_change attribute = {};
-    const log_fact* journal_record = nullptr;                    // that proves it
-    std::uint32_t known_reasons = 0;                             // before it
-    std::uint32_t new_reasons = 0;                               // an event each
-    std::uint64_t birth_time = 0;                                // of copied times: ticks
-    std::optional<std::uint32_t> transactions_since_birth = {};  // likewise
-    std::uint64_t own_time = 0;                                  // ticks that the file's record gets with it; 0: none
-    // Runs that are lost, and after them those that are gained: in those of the transaction.
-    std::size_t first_run = 0;
-    std::size_t lost_count = 0;
-    std::size_t gained_count = 0;
-    const attribute_change* runs_of = nullptr;
-    std::uint32_t stream = 0;     // of `content_held`: its number
-    bool shows_before = false;    // likewise: the bytes are those before
-    uni::byte_view ea_name = {};  // characters of one byte
-    std::optional<uni::byte_view> ea_before = {};
-    std::optional<uni::byte_view> ea_after = {};
 };
 
 // Finds the events of one file in one transaction.
 class file_events {
 public:
-    file_events(const event_context& context, std::vector<found_event>& out) : m_context(context), m_out(out) {}
+    file_events(const event_context& context, found_events& out)
+        : m_context(context), m_out(out.events), m_runs(out.runs) {}
 
     // Fills in what `subject`, the one of that index, has of its own.
     void find(const file_changes& changes, event_subject& subject, std::uint32_t index);
@@ -140,6 +104,7 @@ private:
 
     const event_context& m_context;
     std::vector<found_event>& m_out;
+    std::vector<cluster_run>& m_runs;
     const file_changes* m_changes = nullptr;
     std::uint32_t m_subject = 0;
     std::size_t m_first = 0;           // of its events

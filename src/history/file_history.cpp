@@ -616,7 +616,7 @@ uncompared_copies compare_copies(const history_inputs& inputs) {
     return replay.uncompared();
 }
 
-file_history::file_history(const history_inputs& inputs) : m_gaps(gaps_of(inputs.log)) {
+file_history::file_history(const history_inputs& inputs) {
     replay(inputs);
     order_changes(inputs.log);
 }
@@ -731,6 +731,7 @@ void file_history::replay(const history_inputs& inputs) {
     const auto list_mentions = [&] { mentions.emplace(inputs); };
     std::optional<portable_thread> lister;
     if (inputs.threads_allowed && inputs.facts.all().size() >= worthwhile) lister.emplace(list_mentions);
+    m_gaps = gaps_of(inputs.log);
     target_list all = find_targets(inputs, record_size_of(inputs));
     lister ? lister->wait() : list_mentions();
     const std::size_t middle = middle_of(inputs, all);

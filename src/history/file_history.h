@@ -96,7 +96,7 @@ private:
     void replay(const history_inputs& inputs);
     void order_changes(const log_store& log);
 
-    const log_gaps m_gaps;
+    log_gaps m_gaps;
     record_changes m_changes;
     record_changes m_other_changes;              // of a second thread: only the states that they show are left there
     std::vector<std::uint32_t> m_first_changes;  // of each transaction, and the end

@@ -2,72 +2,107 @@
 
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <vector>
+#include <string>
 
 namespace kest {
 namespace {
 
-// The n-th event; what it refers to stands in `bytes`, which the next one is written over.
-event event_of(std::uint64_t n, std::vector<std::uint8_t>& bytes, std::vector<cluster_run>& runs) {
-    event made;
-    made.lsn = n;
-    made.path.assign(n % 700 == 5 ? 2'000'000 : 1 + n % 9, static_cast<char>('a' + n % 26));
-    bytes.assign(n % 40, static_cast<std::uint8_t>(n));
-    runs.assign(n % 3, cluster_run{});
-    for (cluster_run& run : runs)
-        run.clusters = n;
-    made.before.name = std::span<const std::uint8_t>(bytes);
-    made.after.place.runs = runs;
-    return made;
-}
+// Finds transactions of 0 to 3 events, numbered through, some with what is about no file before them.
+class finder {
+public:
+    explicit finder(event_relay& relay) : m_relay(relay) {}
 
-bool is_event(const event& shown, std::uint64_t n) {
-    std::vector<std::uint8_t> bytes;
-    std::vector<cluster_run> runs;
-    const event made = event_of(n, bytes, runs);
-    const auto length = [](const cluster_run& run) { return run.clusters; };
-    return shown.lsn == n && shown.path == made.path && std::ranges::equal(shown.before.name.bytes(), bytes) &&
-           std::ranges::equal(shown.after.place.runs, runs, {}, length, length);
-}
+    void find(std::uint32_t events) {
+        for (std::uint32_t number = 0; m_found < events; ++number) {
+            found_events& found = m_relay.found();
+            if (number % 5 == 0) {
+                found.of_volume.push_back({found.events.size(), &m_mount});
+                ++of_volume;
+            }
+            for (std::uint32_t left = number % 4; left != 0; --left) {
+                found.subjects.push_back({});
+                found.subjects.back().transaction = m_found;
+                found.events.push_back(
+                    {.subject = static_cast<std::uint32_t>(found.subjects.size() - 1), .proof = m_found++});
+            }
+            m_relay.end_transaction();
+        }
+    }
 
-TEST(event_relay, passes_all_events_on_in_their_order) {
-    for (const std::uint64_t count : {0, 1, 256, 257, 5000}) {
-        std::uint64_t taken = 0, wrong = 0;
-        const event_listener listener = [&](const event& shown) { wrong += is_event(shown, taken++) ? 0 : 1; };
-        event_relay relay(listener);
-        std::vector<std::uint8_t> bytes;
-        std::vector<cluster_run> runs;
-        for (std::uint64_t n = 0; n < count; ++n)
-            relay.put(event_of(n, bytes, runs));
-        relay.finish();
-        EXPECT_EQ(taken, count);
-        EXPECT_EQ(wrong, 0u) << count;
+    std::uint32_t found() const { return m_found; }
+    std::size_t of_volume = 0;
+
+private:
+    event_relay& m_relay;
+    std::uint32_t m_found = 0;
+    const volume_event m_mount{};
+};
+
+struct reader {
+    void take(const found_events& found) {
+        for (const found_event& one : found.events) {
+            if (one.proof == bad) throw std::length_error("full");
+            if (one.proof != taken || found.subjects[one.subject].transaction != taken) ++wrong;
+            ++taken;
+        }
+        of_volume += found.of_volume.size();
+    }
+
+    std::uint32_t bad = ~0U;
+    std::uint32_t taken = 0;
+    std::uint32_t wrong = 0;
+    std::size_t of_volume = 0;
+};
+
+TEST(event_relay, has_all_events_written_in_their_order) {
+    for (const bool threads : {false, true}) {
+        for (const std::uint32_t count : {0U, 1U, 300U, 6000U}) {
+            reader taker;
+            event_relay relay([&](const found_events& found) { taker.take(found); }, threads);
+            finder finding(relay);
+            finding.find(count);
+            relay.finish();
+            EXPECT_EQ(taker.taken, finding.found());
+            EXPECT_EQ(taker.wrong, 0u) << count;
+            EXPECT_EQ(taker.of_volume, finding.of_volume) << count;
+        }
     }
 }
 
 // In the first batch, in the last one, and where nothing comes after.
-TEST(event_relay, throws_what_the_listener_throws) {
-    for (const std::uint64_t bad : {3, 511, 999}) {
-        std::uint64_t taken = 0;
-        const event_listener listener = [&taken, bad](const event& shown) {
-            if (shown.lsn == bad) throw std::length_error("full");
-            ++taken;
-        };
-        const auto run = [&listener] {
-            event_relay relay(listener);
-            std::vector<std::uint8_t> bytes;
-            std::vector<cluster_run> runs;
-            try {
-                for (std::uint64_t n = 0; n < 1000; ++n)
-                    relay.put(event_of(n, bytes, runs));
-                relay.finish();
-            } catch (...) {
-                relay.finish();
-                throw;
-            }
-        };
-        EXPECT_THROW(run(), std::length_error) << bad;
-        EXPECT_EQ(taken, bad) << "none after it";
+TEST(event_relay, throws_what_the_writer_throws) {
+    for (const bool threads : {false, true}) {
+        for (const std::uint32_t bad : {3U, 511U, 998U}) {
+            reader taker{.bad = bad};
+            const auto run = [&] {
+                event_relay relay([&](const found_events& found) { taker.take(found); }, threads);
+                try {
+                    finder(relay).find(999);
+                    relay.finish();
+                } catch (...) {
+                    relay.finish();
+                    throw;
+                }
+            };
+            EXPECT_THROW(run(), std::length_error) << bad;
+            EXPECT_EQ(taker.taken, bad) << "none after it";
+        }
+    }
+}
+
+// Memory runs out in the middle of a transaction: what is whole is written.
+TEST(event_relay, writes_no_half_transaction) {
+    for (const bool threads : {false, true}) {
+        reader taker;
+        event_relay relay([&](const found_events& found) { taker.take(found); }, threads);
+        finder finding(relay);
+        finding.find(999);
+        const std::uint32_t whole = finding.found();
+        relay.found().subjects.push_back({});
+        relay.found().events.push_back({.proof = whole});
+        relay.finish();
+        EXPECT_EQ(taker.taken, whole);
+        EXPECT_EQ(taker.wrong, 0u);
     }
 }
 
