@@ -11,14 +11,14 @@ namespace kest {
 
 namespace {
 
-// Appends the chain that begins with the record at `head`. `find_next` finds the record that follows an LSN; a record
+// Appends the chain that begins with the record at `head`. `find_next` finds the record that follows one; a record
 // in a chain already ends it, so no walk is endless, whatever the links say.
 template <class finder>
 void append_chain(log_store& store, std::uint32_t head, bool cut, std::vector<bool>& in_chain, finder&& find_next) {
     const auto first = static_cast<std::uint32_t>(store.chain_records.size());
     store.chain_records.push_back(head);
     for (std::uint32_t current = head;;) {
-        const auto* const next = find_next(store.entries[current].this_lsn());
+        const auto* const next = find_next(current);
         if (next == nullptr || in_chain[next->position]) break;
         in_chain[next->position] = true;
         store.chain_records.push_back(next->position);
@@ -36,7 +36,9 @@ bool link_chains_from(log_store& store, std::uint64_t begin) {
     const auto key_of = [begin](std::uint64_t lsn) { return static_cast<offset>(lsn - begin); };
     uni::basic_sealed_index<offset> by_previous;  // key: LSN of the predecessor; the first record that names it
     uni::basic_sealed_index<offset> heads;        // key: LSN; the first head of it
+    uni::large_vector<offset> lsns;               // by position, so that no record is touched twice
     uni::try_reserve(by_previous, store.entries.size());
+    uni::try_reserve(lsns, store.entries.size());
     store.restart_records.clear();
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
         prefetch_record(store, position);
@@ -44,10 +46,11 @@ bool link_chains_from(log_store& store, std::uint64_t begin) {
         if (entry.get(record_layout::record_type) == record_types::restart) store.restart_records.push_back(position);
         const std::uint64_t previous = entry.client_previous_lsn();
         if (!holds(entry.this_lsn()) || (previous != 0 && !holds(previous))) return false;
+        lsns.push_back(key_of(entry.this_lsn()));
         if (previous != 0) {
             by_previous.add(key_of(previous), position);
         } else {
-            heads.add(key_of(entry.this_lsn()), position);
+            heads.add(lsns.back(), position);
         }
     }
     by_previous.seal_unique();
@@ -56,7 +59,7 @@ bool link_chains_from(log_store& store, std::uint64_t begin) {
     uni::try_reserve(store.chain_records, heads.size() + by_previous.size());
     std::vector<bool> in_chain(store.entries.size());
     std::size_t near = 0;
-    const auto follower = [&](std::uint64_t lsn) { return by_previous.find_near(key_of(lsn), near); };
+    const auto follower = [&](std::uint32_t position) { return by_previous.find_near(lsns[position], near); };
     for (const auto& head : heads.entries())
         append_chain(store, head.position, false, in_chain, follower);
     return true;
@@ -95,11 +98,27 @@ void log_store_reset(log_store& store) {
 
 namespace {
 
+// Of entries in the order of their LSNs, which are not touched where they are linked.
+std::vector<std::uint32_t> lost_of_ordered(const log_store& store, const std::vector<bool>& linked) {
+    std::vector<std::uint32_t> lost;
+    const auto lsn = [&store](std::size_t at) { return store.entries[at].this_lsn(); };
+    for (std::size_t at = 0; at < linked.size(); ++at) {
+        if (linked[at]) continue;
+        const std::size_t first = at;
+        bool repeated = first != 0 && linked[first - 1] && lsn(first - 1) == lsn(first);
+        for (; at + 1 < linked.size() && lsn(at + 1) == lsn(first); ++at)
+            repeated = repeated || linked[at + 1];
+        if (!repeated) lost.push_back(static_cast<std::uint32_t>(first));
+    }
+    return lost;
+}
+
 // The records without a chain, of which a record in a chain has the LSN of none. Few as a rule.
 std::vector<std::uint32_t> lost_records(const log_store& store) {
     std::vector<bool> linked(store.entries.size());
     for (const std::uint32_t position : store.chain_records)
         linked[position] = true;
+    if (store.by_lsn) return lost_of_ordered(store, linked);
     uni::sealed_index loose;  // key: LSN
     for (std::uint32_t position = 0; position < store.entries.size(); ++position) {
         if (!linked[position]) loose.add(store.entries[position].this_lsn(), position);
@@ -140,6 +159,7 @@ public:
     }
 
 private:
+    std::uint64_t lsn_of(std::uint32_t position) const { return m_store.entries[position].this_lsn(); }
     std::uint64_t previous_of(std::uint32_t position) const { return m_store.entries[position].client_previous_lsn(); }
 
     // By LSN, so that the lowest of a circle begins it.
@@ -153,7 +173,7 @@ private:
     void add_chain(std::uint32_t first) {
         m_taken[first] = true;
         append_chain(m_store, first, true, m_taken,
-                     [this](std::uint64_t lsn) { return m_by_previous.find_near(lsn, m_near); });
+                     [this](std::uint32_t position) { return m_by_previous.find_near(lsn_of(position), m_near); });
     }
 
     log_store& m_store;

@@ -68,15 +68,20 @@ struct log_store {
     std::vector<tail_name_image> tail_names_first;      // name table of the first tail page; no report shows them
     std::vector<tail_name_image> tail_names_second;     // name table of the second
     std::vector<log_page> record_pages;                 // by file offset; kept if `keeps_pages` is set before the scan
-    bool keeps_pages = false;         // `complete_log` follows the scan, and gathers journal records and chains
-    bool keeps_torn = false;          // records in torn sectors, too, which prove nothing
-    std::optional<page_tally> pages;  // counted if there is one
+    bool keeps_pages = false;                           // `complete_log` follows the scan, and links chains
+    bool keeps_torn = false;                            // records in torn sectors, too, which prove nothing
+    std::optional<page_tally> pages;                    // counted if there is one
 
     std::uint64_t file_size = 0;  // bytes
     int open_error = 0;           // why the file could not be opened, as `errno` has it
 
     // A read failed before the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;
+
+    // Of a store that `keeps_pages`: positions of entries whose LSN is not above that of the one before.
+    std::vector<std::uint32_t> falls;
+    bool by_lsn = false;                    // the entries are in the order of their LSNs
+    std::optional<volume_geometry> volume;  // found by `complete_log`
 
     // Filled by `link_chains`.
     uni::large_vector<chain_head> chain_heads;       // by LSN; of equal LSNs the first of the entries
@@ -91,6 +96,7 @@ struct log_store {
 
     // The walk's state between pages.
     std::uint64_t previous_last_lsn = 0;  // of the last accepted page; 0 before the first
+    std::uint64_t last_entry_lsn = 0;
     carry_buffer carry;
 
     mft_geometry geometry;  // what record numbers are derived with; set after the scan

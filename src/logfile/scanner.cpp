@@ -257,12 +257,25 @@ void scan_blocks(log_store& store, const uni::byte_source& file) {
     store.memory.release_rooms();
 }
 
+// The order of entries is known while their bytes are at hand.
+void note_fall(log_store& store, std::uint32_t position) {
+    const std::uint64_t lsn = store.entries[position].this_lsn();
+    if (position != 0 && lsn <= store.last_entry_lsn) store.falls.push_back(position);
+    store.last_entry_lsn = lsn;
+}
+
 template <class maker>
 bool add_made(log_store& store, maker&& make) {
+    const auto position = static_cast<std::uint32_t>(store.entries.size());
     try {
         store.entries.push_back(make());
-        if (!store.keeps_pages) keep_journal_record(store, static_cast<std::uint32_t>(store.entries.size() - 1));
+        if (store.keeps_pages) {
+            note_fall(store, position);
+        } else {
+            keep_journal_record(store, position);
+        }
     } catch (const std::bad_alloc&) {
+        store.entries.resize(position);
         store.incomplete = true;
         return false;
     }

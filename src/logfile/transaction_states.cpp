@@ -27,8 +27,10 @@ public:
             m_undo_stack.clear();
             m_steps = m_steps_rolled_back = 0;
             m_outcome = {};
-            for (const std::uint32_t position : m_log.records(chain))
+            for (const std::uint32_t position : m_log.records(chain)) {
+                prefetch_record(m_log, position);
                 add(position);
+            }
             m_states.of_chain.push_back(outcome());
         }
         return std::move(m_states);

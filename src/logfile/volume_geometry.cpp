@@ -139,6 +139,7 @@ std::optional<std::uint32_t> stated_by_most(const log_store& log) {
 }  // namespace
 
 volume_geometry find_volume_geometry(const log_store& log) {
+    if (log.volume) return *log.volume;
     const voted_sizes voted = find_voted_sizes(log);
     volume_geometry geometry{.stated_cluster = {}, .voted_cluster = voted.cluster, .voted_record = {}};
     const bool usual = voted.file_record == 1024U || voted.file_record == 4096U;

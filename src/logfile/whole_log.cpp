@@ -6,6 +6,7 @@
 
 #include "logfile/lsn_layout.h"
 #include "logfile/scanner.h"
+#include "portable/ordered_index.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -30,20 +31,29 @@ struct page_copy {
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
 };
 
+std::vector<std::uint32_t> find_falls(const log_store& store) {
+    std::vector<std::uint32_t> falls;
+    for (std::uint32_t at = 1; at < store.entries.size(); ++at) {
+        if (store.entries[at].this_lsn() <= store.entries[at - 1].this_lsn()) falls.push_back(at);
+    }
+    return falls;
+}
+
 class log_completer {
 public:
     log_completer(log_store& store, const lsn_layout& layout)
         : m_store(store), m_layout(layout), m_scanned(store.entries.size()) {}
 
     void run() {
-        order_entries();
+        order_entries(std::move(m_store.falls));
         m_proved.resize(m_scanned);
         find_homes();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
         const bool adds = m_store.entries.size() != m_scanned;
         take_out_false_records();
-        if (adds) order_entries();
+        if (adds) order_entries(find_falls(m_store));
+        m_store.by_lsn = true;
     }
 
 private:
@@ -114,30 +124,32 @@ private:
     }
 
     // By LSN, and of equal ones the one at its own offset first: the order must not depend on where the ring ends. A
-    // scan leaves a few runs in order, which are merged.
-    void order_entries() {
+    // scan leaves a few runs in order, which begin where LSNs fall and are merged.
+    void order_entries(std::vector<std::uint32_t> begins) {
         const auto before = [this](const log_entry& a, const log_entry& b) {
             return a.this_lsn() != b.this_lsn() ? a.this_lsn() < b.this_lsn() : is_at_home(a) && !is_at_home(b);
         };
-        const auto begin = m_store.entries.begin();
-        const auto end = m_store.entries.end();
-        for (bool whole = false; !whole;) {
-            for (auto first = begin;;) {
-                const auto middle = std::is_sorted_until(first, end, before);
-                const auto next = std::is_sorted_until(middle, end, before);
-                std::inplace_merge(first, middle, next, before);
-                whole = first == begin && next == end;
-                if (next == end) break;
-                first = next;
+        auto& entries = m_store.entries;
+        begins.insert(begins.begin(), 0);
+        const auto place = [&](std::size_t run) {
+            return entries.begin() + (run < begins.size() ? begins[run] : static_cast<std::ptrdiff_t>(entries.size()));
+        };
+        while (begins.size() > 1) {
+            for (std::size_t run = 0; run + 1 < begins.size(); run += 2) {
+                std::inplace_merge(place(run), place(run + 1), place(run + 2), before);
+                begins[run / 2] = begins[run];
             }
+            if (begins.size() % 2 != 0) begins[begins.size() / 2] = begins.back();
+            begins.resize((begins.size() + 1) / 2);
         }
     }
 
     // Position of the first entry of an LSN, or of the next one, among those that the scan found.
-    std::size_t position_of(std::uint64_t lsn) const {
-        const auto scanned = std::span(m_store.entries).first(m_scanned);
-        const auto found = std::ranges::lower_bound(scanned, lsn, {}, &log_entry::this_lsn);
-        return static_cast<std::size_t>(found - scanned.begin());
+    // Pages follow one another as a rule, and so do their records.
+    std::size_t position_of(std::uint64_t lsn) {
+        const auto scanned = std::span(std::as_const(m_store.entries)).first(m_scanned);
+        m_near = uni::lower_bound_near(scanned, lsn, m_near, &log_entry::this_lsn);
+        return m_near;
     }
     bool is_scanned(std::size_t position, std::uint64_t lsn) const {
         return position < m_scanned && m_store.entries[position].this_lsn() == lsn;
@@ -164,6 +176,7 @@ private:
                 m_proved[known] = true;
                 while (is_scanned(known, entry.this_lsn()))
                     ++known;
+                m_near = known;
                 continue;
             }
             if (!is_record(page, at)) {
@@ -270,6 +283,7 @@ private:
     log_store& m_store;
     const lsn_layout m_layout;
     const std::size_t m_scanned;     // entries that the scan found; what is added stands after them
+    std::size_t m_near = 0;          // where an LSN was found last
     std::vector<bool> m_proved;      // of these, by position
     uni::seeded_map<bool> m_added;   // by LSN
     std::vector<page_copy> m_pages;  // by home
@@ -295,6 +309,7 @@ bool lies_in_torn_sector(const log_store& store, const log_entry& entry) {
 void leave_out_torn_sectors(log_store& store) {
     if (std::ranges::none_of(store.record_pages, [](const log_page& page) { return page.torn != 0; })) return;
     std::erase_if(store.entries, [&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
+    store.falls = find_falls(store);
 }
 
 // Memory that runs out costs the step that asked for it, and no other.
@@ -312,11 +327,11 @@ void attempt(log_store& store, step&& taken) {
 void complete_log(log_store& store) {
     leave_out_torn_sectors(store);
     if (const auto layout = find_layout(store)) attempt(store, [&] { log_completer(store, *layout).run(); });
-    attempt(store, [&] { keep_journal_records(store); });
     attempt(store, [&] {
         link_chains(store);
         link_cut_chains(store);
     });
+    store.volume = find_volume_geometry(store);
 }
 
 }  // namespace kest

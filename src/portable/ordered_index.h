@@ -1,8 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -25,24 +27,24 @@ constexpr bool key_before(const index_entry& a, const index_entry& b) {
     return a.key < b.key;
 }
 
-// Index of the first element of sorted `entries` whose key is not below `key`. Searches outwards from `near`: cheap
-// when one key asked for lies close to the next.
-template <class keyed, class key_type>
-std::size_t lower_bound_near(const large_vector<keyed>& entries, key_type key, std::size_t near) {
+// Index of the first element of `entries`, sorted by a key of theirs, whose key is not below `key`. Searches outwards
+// from `near`: cheap when one key asked for lies close to the next.
+template <class list, class key_type, class projection>
+std::size_t lower_bound_near(const list& entries, key_type key, std::size_t near, projection key_of) {
+    const auto key_at = [&](std::size_t at) { return std::invoke(key_of, entries[at]); };
     std::size_t low = std::min(near, entries.size());
     std::size_t high = low;
-    for (std::size_t step = 1; low > 0 && entries[low - 1].key >= key; step *= 2) {
+    for (std::size_t step = 1; low > 0 && key_at(low - 1) >= key; step *= 2) {
         high = low;
         low -= std::min(low, step);
     }
-    for (std::size_t step = 1; high < entries.size() && entries[high].key < key; step *= 2) {
+    for (std::size_t step = 1; high < entries.size() && key_at(high) < key; step *= 2) {
         low = high;
         high = std::min(entries.size(), high + step);
     }
     const auto begin = entries.begin();
-    const auto found =
-        std::lower_bound(begin + static_cast<std::ptrdiff_t>(low), begin + static_cast<std::ptrdiff_t>(high), key,
-                         [](const keyed& entry, key_type wanted) { return entry.key < wanted; });
+    const auto found = std::ranges::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
+                                                begin + static_cast<std::ptrdiff_t>(high), key, {}, key_of);
     return static_cast<std::size_t>(found - begin);
 }
 
@@ -90,7 +92,7 @@ public:
 
     // The element of `key`, or null. `near` is where the search begins, and is left where it ended.
     const entry* find_near(key_type key, std::size_t& near) const {
-        near = lower_bound_near(m_entries, key, near);
+        near = lower_bound_near(m_entries, key, near, &entry::key);
         return near < m_entries.size() && m_entries[near].key == key ? &m_entries[near] : nullptr;
     }
 
@@ -99,8 +101,9 @@ private:
 };
 using sealed_index = basic_sealed_index<std::uint64_t>;
 
-// An index that can be asked at any time, by one thread. Keys that arrive in ascending order, as record numbers do,
-// cost no more than a vector; the others, strays, are found by a hash. Equal keys are kept in order of arrival.
+// An index that can be asked at any time, by several threads while nothing is added. Keys that arrive in ascending
+// order, as record numbers do, cost no more than a vector; the others, strays, are found by a hash. Equal keys are kept
+// in order of arrival.
 class ordered_index {
 public:
     void clear() {
@@ -113,8 +116,10 @@ public:
 
     // The element that arrived first for `key`, or null. Valid until the next addition.
     const std::uint32_t* find(std::uint64_t key) const {
-        m_near = lower_bound_near(m_run, key, m_near);
-        if (m_near < m_run.size() && m_run[m_near].key == key) return &m_run[m_near].position;
+        const std::atomic_ref<std::size_t> last(m_near);
+        const std::size_t at = lower_bound_near(m_run, key, last.load(std::memory_order_relaxed), &index_entry::key);
+        last.store(at, std::memory_order_relaxed);
+        if (at < m_run.size() && m_run[at].key == key) return &m_run[at].position;
         const std::uint32_t* const stray = m_first_strays.find(key);
         return stray != nullptr ? &m_strays[*stray].position : nullptr;
     }
