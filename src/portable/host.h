@@ -12,7 +12,7 @@ namespace uni {
 std::optional<std::string> host_name();
 
 // The arguments of `main`, the program's own name first. Readies the standard streams for what the program writes, and
-// the system for its threads.
+// the system for its threads and its memory.
 std::vector<std::string> take_arguments(int count, char** arguments);
 
 // The value of a variable of the environment; nothing if there is none.
