@@ -96,7 +96,7 @@ private:
         std::uint64_t lsn = 0;
         std::uint32_t transaction = 0;
     };
-    using name_list = uni::large_vector<name_change>;  // by file record, then LSN
+    using name_list = std::vector<name_change>;  // by file record, then LSN
 
     // An index entry that came or went.
     struct index_change {
