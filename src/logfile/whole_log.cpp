@@ -31,9 +31,10 @@ struct page_copy {
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
 };
 
-std::vector<std::uint32_t> find_falls(const log_store& store) {
+// Those from a position on; before it there are none.
+std::vector<std::uint32_t> find_falls(const log_store& store, std::size_t from) {
     std::vector<std::uint32_t> falls;
-    for (std::uint32_t at = 1; at < store.entries.size(); ++at) {
+    for (auto at = static_cast<std::uint32_t>(std::max<std::size_t>(from, 1)); at < store.entries.size(); ++at) {
         if (store.entries[at].this_lsn() <= store.entries[at - 1].this_lsn()) falls.push_back(at);
     }
     return falls;
@@ -50,9 +51,9 @@ public:
         find_homes();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
-        const bool adds = m_store.entries.size() != m_scanned;
+        const std::size_t added = m_store.entries.size() - m_scanned;
         take_out_false_records();
-        if (adds) order_entries(find_falls(m_store));
+        order_entries(find_falls(m_store, m_store.entries.size() - added));
         m_store.by_lsn = true;
     }
 
@@ -309,7 +310,7 @@ bool lies_in_torn_sector(const log_store& store, const log_entry& entry) {
 void leave_out_torn_sectors(log_store& store) {
     if (std::ranges::none_of(store.record_pages, [](const log_page& page) { return page.torn != 0; })) return;
     std::erase_if(store.entries, [&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
-    store.falls = find_falls(store);
+    store.falls = find_falls(store, 0);
 }
 
 // Memory that runs out costs the step that asked for it, and no other.
