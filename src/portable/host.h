@@ -11,7 +11,8 @@ namespace uni {
 // Nothing if the host has no name that is known.
 std::optional<std::string> host_name();
 
-// The arguments of `main`, the program's own name first. Readies the standard streams for what the program writes.
+// The arguments of `main`, the program's own name first. Readies the standard streams for what the program writes, and
+// the system for its threads.
 std::vector<std::string> take_arguments(int count, char** arguments);
 
 // The value of a variable of the environment; nothing if there is none.

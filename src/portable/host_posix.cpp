@@ -1,10 +1,28 @@
 #include <array>
 #include <cstdlib>
+#include <pthread.h>
 #include <unistd.h>
 
 #include "portable/host.h"
 
 namespace uni {
+
+namespace {
+
+// Each thread would take as much address space for its stack as the main one may, which lacks elsewhere where that
+// space is limited. Nothing here recurses deeply.
+void limit_stacks_of_threads() {
+    constexpr std::size_t most = std::size_t{1} << 20;  // bytes
+    pthread_attr_t attributes;
+    if (::pthread_getattr_default_np(&attributes) != 0) return;
+    std::size_t size = 0;
+    if (::pthread_attr_getstacksize(&attributes, &size) == 0 && size > most &&
+        ::pthread_attr_setstacksize(&attributes, most) == 0)
+        static_cast<void>(::pthread_setattr_default_np(&attributes));
+    ::pthread_attr_destroy(&attributes);
+}
+
+}  // namespace
 
 std::optional<std::string> host_name() {
     std::array<char, 256> name{};
@@ -13,6 +31,7 @@ std::optional<std::string> host_name() {
 }
 
 std::vector<std::string> take_arguments(int count, char** arguments) {
+    limit_stacks_of_threads();
     return {arguments, arguments + count};
 }
 

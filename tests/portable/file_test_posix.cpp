@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "portable/file.h"
+#include "portable/host.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -49,6 +50,18 @@ TEST_F(system_file, waits_for_a_pipe_that_is_full) {
     reader.join();
     ::close(ends[0]);
     EXPECT_EQ(arrived, 300'000u);
+}
+
+TEST(system_threads, take_little_of_an_address_space_that_is_limited) {
+    uni::take_arguments(0, nullptr);
+    std::size_t stack = 0;
+    std::thread([&stack] {
+        pthread_attr_t own;
+        ::pthread_getattr_np(::pthread_self(), &own);
+        ::pthread_attr_getstacksize(&own, &stack);
+        ::pthread_attr_destroy(&own);
+    }).join();
+    EXPECT_LE(stack, std::size_t{1} << 20);
 }
 
 }  // namespace
