@@ -9,9 +9,10 @@ namespace uni {
 
 namespace {
 
-// Each thread would take as much address space for its stack as the main one may, which lacks elsewhere where that
-// space is limited. Nothing here recurses deeply.
+// By the GNU library each thread takes as much address space for its stack as the main one may, which lacks elsewhere
+// where that space is limited. Nothing here recurses deeply.
 void limit_stacks_of_threads() {
+#ifdef __GLIBC__
     constexpr std::size_t most = std::size_t{1} << 20;  // bytes
     pthread_attr_t attributes;
     if (::pthread_getattr_default_np(&attributes) != 0) return;
@@ -20,6 +21,7 @@ void limit_stacks_of_threads() {
         ::pthread_attr_setstacksize(&attributes, most) == 0)
         static_cast<void>(::pthread_setattr_default_np(&attributes));
     ::pthread_attr_destroy(&attributes);
+#endif
 }
 
 }  // namespace
