@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "events/event_relay.h"
 #include "hostile/allocations.h"
 #include "support/made_run.h"
 #include "support/volume_image.h"
@@ -56,6 +57,26 @@ TEST(memory, that_runs_out_is_never_silent) {
         }
         EXPECT_EQ(reports.size(), 1u) << args.back();
     }
+}
+
+TEST(memory, that_runs_out_passes_no_event_on_half_copied) {
+    event shown;
+    shown.path.assign(100, 'p');
+    long fallen = 0;
+    for (long made = 0; made < 4; ++made) {
+        const event_listener expect_whole = [&shown](const event& taken) { EXPECT_EQ(taken.path, shown.path); };
+        event_relay relay(expect_whole);
+        allocated.failing = 1;
+        allocated.before_failing = made;
+        try {
+            relay.put(shown);
+        } catch (const std::bad_alloc&) {
+            ++fallen;
+        }
+        allocated.failing = 0;
+        relay.finish();
+    }
+    EXPECT_EQ(fallen, 2) << "of the batch, and of the path";
 }
 
 }  // namespace
