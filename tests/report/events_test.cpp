@@ -1387,7 +1387,7 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
         EXPECT_EQ(kinds, row.expected);
     }
     EXPECT_EQ(story().add(make).add(used).add(write(16, pack(noon), pack(noon - hour))).events("event,clock").back(),
-              "times_set|")
+              "times_set|not_before")
         << "not by the time that was set";
     const texts copied =
         story().add(make).add({standard(8, pack(noon, noon), pack(noon - 1, noon + 5)), end()}).events("details");
