@@ -277,6 +277,13 @@ void report_time(std::uint64_t start_ticks, bool profile, diagnostics& diags) {
     diags.write(text);
 }
 
+// Kept: runs with the first options end well without them.
+bool diagnostics_written(const logfile_options& options, const diagnostics& diags) {
+    if (diags.is_whole() || !options.extended) return true;
+    uni::console_write(writing_failed(shown_text(diags.path(), true)));
+    return false;
+}
+
 bool run_guarded(argument_list args) {
     const bool extended = is_extended(args);
     const bool stdout_is_evidence = is_evidence(uni::standard_output, args, extended);
@@ -310,7 +317,7 @@ bool run_guarded(argument_list args) {
     say_limits(findings.omitted);
     say_choice(options, findings.left_out);
     report_time(start, options.profile, outputs.diags);
-    return done;
+    return diagnostics_written(options, outputs.diags) && done;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 namespace kest {
 
 bool diagnostics::open(const std::string& path, const guard_rules& rules) {
+    m_path = path;
     return open_output(m_output, path, rules);
 }
 
@@ -10,7 +11,8 @@ void diagnostics::begin_run() {
     if (!on()) return;
     m_output.created.clear();
     m_begun = true;
-    if (m_output.file.truncate()) write(m_held);
+    m_whole = m_output.file.truncate();
+    if (m_whole) write(m_held);
 }
 
 void diagnostics::trace(std::string_view text) {
@@ -26,7 +28,7 @@ void diagnostics::print(std::uint32_t level, std::string_view text) {
 void diagnostics::write(std::string_view text) {
     if (!on()) return;
     if (m_begun) {
-        static_cast<void>(m_output.file.append(text));
+        m_whole = m_output.file.append(text) && m_whole;
     } else {
         m_held += text;
     }

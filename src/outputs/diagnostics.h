@@ -19,6 +19,9 @@ public:
 
     bool on() const { return m_output.file.is_open(); }
     bool on(std::uint32_t level) const { return on() && m_level >= level; }
+    // Whether all that was to be written has been, up to now.
+    bool is_whole() const { return m_whole; }
+    const std::string& path() const { return m_path; }
     bool is(const uni::file_identity& file) const { return on() && m_output.file.identity() == file; }
 
     // Writes "->", the text and a line end.
@@ -30,7 +33,9 @@ public:
 
 private:
     output_file m_output;
+    std::string m_path;
     bool m_begun = false;
+    bool m_whole = true;
     std::string m_held;  // written before the run begins
     std::uint32_t m_level = 0;
 };

@@ -89,6 +89,8 @@ TEST_F(one_case, has_its_sets_where_collectors_put_them) {
         EXPECT_EQ(ran.err, "");
         EXPECT_EQ(ran.out == joined, true) << jobs;
     }
+    EXPECT_NE(run({"-events", "-bodyfile", "-quiet"}).out.find("\n0|b/uploads/auto/C%253A: [root]\\"),
+              std::string::npos);
     for (const argument_list& form :
          {argument_list{"-csv", "-undo", "-cut"}, {"-coverage"}, {"-stats", "-csv"}, {"-events", "-csv"}}) {
         argument_list one = with(form, {"-quiet", "-jobs", "1"}), four = with(form, {"-quiet", "-jobs", "4"});

@@ -140,6 +140,7 @@ TEST(output_faults, a_report_that_nobody_takes_is_reported_and_nobody_to_report_
     const ended_run timed = run_prepared({"-log", log, "-quiet", "-profile", "-out", "/dev/full"}, [] {});
     EXPECT_TRUE(timed.err.starts_with("prob writing results file: /dev/full\n->")) << timed.err;
     EXPECT_EQ(run_captured(with({"-diags", "/dev/full", "-l3"}, args)).status, 0);
+    expect_reported(run_prepared({"-log", log, "-quiet", "-cut", "-out", report, "-diags", "/dev/full"}), "/dev/full");
 }
 
 TEST(output_faults, what_cannot_be_written_is_refused) {

@@ -184,5 +184,17 @@ TEST(screen, has_few_columns_and_colours) {
     ::close(follower);
 }
 
+TEST(screen, shows_no_path_of_the_command_line_as_it_stands) {
+    const scratch_folder folder;
+    folder.put("\x1b[31m", contents_of(sample_log));
+    for (const argument_list& form : {argument_list{"-events"}, {"-coverage"}, {"-extents"}, {"-jsonl"}}) {
+        argument_list args = {"-quiet", "-enumdir", folder.at("")};
+        args.insert(args.end(), form.begin(), form.end());
+        const std::string report = run_captured(args).out;
+        EXPECT_NE(report.find("[31m"), report.npos) << form[0];
+        EXPECT_EQ(report.find('\x1b'), report.npos) << form[0];
+    }
+}
+
 }  // namespace
 }  // namespace kest::disk

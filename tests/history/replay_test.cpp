@@ -420,7 +420,7 @@ TEST(file_history, replays_what_public_mfts_hold) {
                         {"win10-20h1-usn", 51, 0, 0},
                         {"win10-2m-clusters", 26, 0, 0},
                         {"win2003-vss", 86, 0, 0}};
-    const char* const named = std::getenv("KEST_IMAGES");
+    const char* const named = std::getenv("KEST_PUBLIC_IMAGES");
     std::vector<std::string> folders;
     if (named != nullptr) folders.emplace_back(named);
     std::error_code none;

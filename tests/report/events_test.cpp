@@ -1087,6 +1087,10 @@ TEST(events, say_what_went_to_the_bin) {
          u"$RABCDEF.txt",
          {"moved|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt|[root]\\a.txt",
           "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$RABCDEF.txt"}},
+        {"with nothing after the prefix",
+         u"$I",
+         u"$R",
+         {"moved|[root]\\$Recycle.Bin\\S-1\\$R|[root]\\a.txt", "moved|[root]\\b.txt|[root]\\$Recycle.Bin\\S-1\\$R"}},
         {"of another kind",
          u"$IABCDEF.txt",
          u"$QABCDEF.txt",
@@ -1127,6 +1131,9 @@ TEST(events, leave_out_what_the_system_does) {
                             .add(placed(file, bin, u"a"))
                             .add(carried(bin, u"a", root, u"a"));
     EXPECT_EQ(moved.events("event,path", {"-no_system"}), texts{"moved|[root]\\a"});
+    const story moved_in =
+        story().add({came(bin, root, u"System Volume Information"), end()}).add(carried(root, u"a", bin, u"a"));
+    EXPECT_EQ(moved_in.events("event", {"-no_system"}), texts{"moved"});
     const bytes hidden = resident(0xE0, pack(u32{0}, u8{0}, u8{1}, u16{1}, u8{'A'}, u8{0}, u8{'x'}));
     const bytes data = nonresident(0x80, {0x11, 10, 100, 0});
     const story kept = story()
@@ -1134,6 +1141,12 @@ TEST(events, leave_out_what_the_system_does) {
                            .add({written({.attributes = {name_image{.parent = bin}.attribute(), hidden, data}}),
                                  came(file, bin, u"a"), end()});
     EXPECT_EQ(kept.events("event", {"-no_system"}), texts{"ea_set"});
+    const story later = story()
+                            .add({came(bin, root, u"System Volume Information"), end()})
+                            .add({came(file, bin, u"a"), end()})
+                            .add({to_record(6, 5, {}, hidden, 200), end()})
+                            .add({to_record(5, 6, resident(0x80, {}, {.name = u"s"}), {}, 200), end()});
+    EXPECT_EQ(later.events("event", {"-no_system"}), (texts{"ea_removed", "stream_added"}));
     const memory_file log(kept.image());
     const captured_run extents = run_captured({"-log", log.path(), "-extents", "-no_system", "-quiet", "-csv"});
     EXPECT_EQ(std::pair(std::ranges::count(extents.out, '\n'), extents.err),
@@ -1304,6 +1317,9 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
         {"the time of change",
          {make, used, write(16, pack(noon), pack(noon - hour))},
          {"created", "read", "times_set"}},
+        {"the time of access",
+         {make, used, write(24, pack(noon + 5 * hour), pack(noon - hour))},
+         {"created", "read", "times_set"}},
         {"the creation", {make, used, created}, {"created", "read", "times_set"}},
         {"with a new name",
          {make,
@@ -1370,6 +1386,9 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
         std::erase(kinds, "link_removed");
         EXPECT_EQ(kinds, row.expected);
     }
+    EXPECT_EQ(story().add(make).add(used).add(write(16, pack(noon), pack(noon - hour))).events("event,clock").back(),
+              "times_set|not_before")
+        << "not by the time that was set";
     const texts copied =
         story().add(make).add({standard(8, pack(noon, noon), pack(noon - 1, noon + 5)), end()}).events("details");
     EXPECT_NE(copied.at(1).find(R"("since_creation":"0.0000005";"transactions_since":"1")"), copied.at(1).npos)
