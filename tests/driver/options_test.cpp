@@ -208,9 +208,16 @@ TEST(diagnostics, kept_no_file_is_unique_after_one_that_is_known) {
         records.push_back({.lsn = 8 + records.size(), .redo_op = 8, .redo = disk::usn_image{.file = file}.image()});
     const disk::scratch_folder folder;
     const std::string diags = folder.at("diags");
-    disk::rows_of(disk::log_of_pages(records), {}, disk::bytes(4096), {"-diags", diags, "-l2"});
-    const std::string text = disk::contents_of(diags);
+    const auto diagnosed = [&](const argument_list& more) {
+        argument_list args = {"-diags", diags, "-l2"};
+        args.insert(args.end(), more.begin(), more.end());
+        disk::rows_of(disk::log_of_pages(records), {}, disk::bytes(4096), args);
+        return disk::contents_of(diags);
+    };
+    const std::string text = diagnosed({});
     EXPECT_NE(text.find("found 3 mft entries [logfile-usnjrnl], 1 were unique"), text.npos) << text;
+    const std::string of_cut = diagnosed({"-cut"});
+    EXPECT_NE(of_cut.find("found 3 mft entries [logfile-usnjrnl], "), of_cut.npos) << of_cut;
 }
 
 using number = std::optional<std::uint64_t>;

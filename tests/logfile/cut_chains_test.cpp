@@ -9,8 +9,9 @@ namespace {
 using disk::record;
 
 // "head: members" of each chain after "~" if it is cut, by LSN.
-std::string chains_of(const std::vector<record>& records) {
+std::string chains_of(const std::vector<record>& records, bool by_lsn = false) {
     log_store store;
+    store.by_lsn = by_lsn;
     const disk::bytes log = disk::log_image{}.page({.last_lsn = 1000, .records = records}).image();
     scan_buffer(store, std::span(log));
     link_cut_chains(store);
@@ -38,6 +39,7 @@ TEST(link_cut_chains, every_lsn_is_in_a_chain_once) {
         {"a copy of a record in a chain",
          {{.lsn = 10}, {.lsn = 11, .previous = 10}, {.lsn = 11, .previous = 10}},
          "10 11"},
+        {"a copy before it", {{.lsn = 10}, {.lsn = 12, .previous = 6}, {.lsn = 12, .previous = 10}}, "10 12"},
         {"two after one in a chain",
          {{.lsn = 10}, {.lsn = 11, .previous = 10}, {.lsn = 12, .previous = 10}},
          "10 11, ~12"},
@@ -49,8 +51,12 @@ TEST(link_cut_chains, every_lsn_is_in_a_chain_once) {
          "~12 15, ~14 16"},
         {"after itself", {{.lsn = 30, .previous = 30}, {.lsn = 31, .previous = 30}}, "~30, ~31"},
     };
-    for (const auto& [what, records, expected] : rows)
+    for (const auto& [what, records, expected] : rows) {
         EXPECT_EQ(chains_of(records), expected) << what;
+        std::vector<record> ordered = records;
+        std::ranges::stable_sort(ordered, {}, &record::lsn);
+        EXPECT_EQ(chains_of(ordered, true), chains_of(ordered)) << what << ", known to be in order";
+    }
 }
 
 }  // namespace

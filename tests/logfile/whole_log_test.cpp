@@ -70,6 +70,7 @@ std::string completed(const std::map<u64, record_page>& pages, bool with_restart
     store.keeps_torn = keeps_torn;
     scan_buffer(store, std::span(log));
     complete_log(store);
+    EXPECT_TRUE(std::ranges::is_sorted(store.entries, {}, &log_entry::this_lsn));
     std::string text;
     for (const log_entry& entry : store.entries) {
         const u64 place = entry.this_lsn() % (u64{1} << place_bits) * 8;
