@@ -70,7 +70,7 @@ constexpr std::uint64_t bytes_for_run = 32;
 // Records of a log; for fewer a thread costs more than it brings.
 constexpr std::size_t worthwhile = std::size_t{1} << 14;
 
-// What of a log is found apart from the history of its file records, or only once that is known.
+// What events need beside the history of the file records, and the clock does not ask.
 struct log_tables {
     std::uint64_t logged_bytes;
     security_descriptors descriptors;
@@ -154,7 +154,7 @@ public:
     }
 
 private:
-    // Takes the clock and the tables at the same time, as neither asks the other.
+    // Builds the clock and the tables at the same time, as neither asks the other.
     log_clock find_tables_and_clock(bool threads_allowed) {
         const auto find_tables = [this] {
             const std::uint64_t bytes = logged_bytes(m_log);

@@ -1,5 +1,6 @@
 #include "events/event_relay.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "portable/ending_signals.h"
@@ -18,6 +19,12 @@ void clear_list(list& values) {
     if (values.capacity() > most_kept) values.shrink_to_fit();
 }
 
+// Files have subjects also where no event of them is found, and runs are many for one event.
+bool is_full(const found_events& found) {
+    return std::max(found.events.size(), found.of_volume.size()) >= most_waiting ||
+           std::max(found.subjects.size(), found.runs.size()) >= most_kept;
+}
+
 }  // namespace
 
 void found_events::clear() {
@@ -31,7 +38,7 @@ void event_relay::end_transaction() {
     m_whole = m_found.events.size();
     if (!m_threads_allowed) {
         finish();
-    } else if (m_whole >= most_waiting || m_found.of_volume.size() >= most_waiting) {
+    } else if (is_full(m_found)) {
         hand_over();
     }
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "events/found_event.h"
 #include "portable/worker_thread.h"
@@ -20,7 +21,7 @@ public:
 
     // Where the events of the transaction at hand go, after those that wait.
     found_events& found() { return m_found; }
-    // All that was found is whole. Throws what the writer threw before.
+    // All events that were found belong to transactions that are whole. Throws what the writer threw before.
     void end_transaction();
     // Has everything written that is whole. Throws what the writer threw, once.
     void finish();

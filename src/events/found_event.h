@@ -60,7 +60,7 @@ struct found_events {
     std::vector<cluster_run> runs;
     std::vector<volume_wide> of_volume;
 
-    void clear();  // keeps the memory of not too many
+    void clear();  // keeps the memory unless it is large
 };
 
 }  // namespace kest

@@ -78,7 +78,8 @@ struct log_store {
     // A read failed before the file's end, or memory ran out: something of the log is missing.
     bool incomplete = false;
 
-    // Of a store that `keeps_pages`: positions of entries whose LSN is not above that of the one before.
+    // Of a store that `keeps_pages`, until `complete_log` puts the entries in order: positions of those whose LSN is
+    // not above that of the one before.
     std::vector<std::uint32_t> falls;
     bool by_lsn = false;                    // the entries are in the order of their LSNs
     std::optional<volume_geometry> volume;  // found by `complete_log`

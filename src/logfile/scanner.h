@@ -33,8 +33,8 @@ void keep_journal_records(log_store& store);
 // - records of earlier rounds after the last record of a page;
 // - compensation records whose undo data are stated to lie beyond their end.
 // Takes out what the scan has put together of pieces that do not belong together. The entries are then in the order of
-// their LSNs; they stay as they are where nothing shows how LSNs are built. In the end all chains are
-// linked, cut ones included.
+// their LSNs; they stay as they are where nothing shows how LSNs are built. In the end all chains are linked, cut ones
+// included.
 void complete_log(log_store& store);
 
 }  // namespace kest

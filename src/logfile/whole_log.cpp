@@ -31,13 +31,12 @@ struct page_copy {
     std::uint64_t last_end_lsn() const { return bytes.get(page_layout::last_end_lsn); }
 };
 
-// Those from a position on; before it there are none.
-std::vector<std::uint32_t> find_falls(const log_store& store, std::size_t from) {
-    std::vector<std::uint32_t> falls;
+// Lists those from a position on; before it there are none.
+void list_falls(log_store& store, std::size_t from) {
+    store.falls.clear();
     for (auto at = static_cast<std::uint32_t>(std::max<std::size_t>(from, 1)); at < store.entries.size(); ++at) {
-        if (store.entries[at].this_lsn() <= store.entries[at - 1].this_lsn()) falls.push_back(at);
+        if (store.entries[at].this_lsn() <= store.entries[at - 1].this_lsn()) store.falls.push_back(at);
     }
-    return falls;
 }
 
 class log_completer {
@@ -46,14 +45,15 @@ public:
         : m_store(store), m_layout(layout), m_scanned(store.entries.size()) {}
 
     void run() {
-        order_entries(std::move(m_store.falls));
+        order_entries(std::exchange(m_store.falls, {}));
         m_proved.resize(m_scanned);
         find_homes();
         for (const std::uint32_t at : in_order_of_lsns())
             walk(m_pages[at]);
         const std::size_t added = m_store.entries.size() - m_scanned;
         take_out_false_records();
-        order_entries(find_falls(m_store, m_store.entries.size() - added));
+        list_falls(m_store, m_store.entries.size() - added);
+        order_entries(std::exchange(m_store.falls, {}));
         m_store.by_lsn = true;
     }
 
@@ -145,8 +145,8 @@ private:
         }
     }
 
-    // Position of the first entry of an LSN, or of the next one, among those that the scan found.
-    // Pages follow one another as a rule, and so do their records.
+    // Position of the first entry of an LSN, or of the next one, among those that the scan found. Pages follow one
+    // another as a rule, and so do their records.
     std::size_t position_of(std::uint64_t lsn) {
         const auto scanned = std::span(std::as_const(m_store.entries)).first(m_scanned);
         m_near = uni::lower_bound_near(scanned, lsn, m_near, &log_entry::this_lsn);
@@ -310,7 +310,7 @@ bool lies_in_torn_sector(const log_store& store, const log_entry& entry) {
 void leave_out_torn_sectors(log_store& store) {
     if (std::ranges::none_of(store.record_pages, [](const log_page& page) { return page.torn != 0; })) return;
     std::erase_if(store.entries, [&store](const log_entry& entry) { return lies_in_torn_sector(store, entry); });
-    store.falls = find_falls(store, 0);
+    list_falls(store, 0);  // takes no memory: what is left falls no more often
 }
 
 // Memory that runs out costs the step that asked for it, and no other.

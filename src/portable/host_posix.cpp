@@ -12,7 +12,7 @@ namespace uni {
 
 namespace {
 
-// The GNU library would keep what was freed for later, ever larger pieces of it: a tenth of what events take.
+// The GNU library would keep what was freed for later, in ever larger pieces.
 void return_freed_memory() {
 #ifdef __GLIBC__
     ::mallopt(M_MMAP_THRESHOLD, 1 << 20);

@@ -90,6 +90,20 @@ TEST(event_relay, throws_what_the_writer_throws) {
     }
 }
 
+TEST(event_relay, keeps_little_of_transactions_without_events) {
+    for (const bool threads : {false, true}) {
+        std::size_t most = 0;
+        event_relay relay([](const found_events&) {}, threads);
+        for (int number = 0; number < 20'000; ++number) {
+            relay.found().subjects.push_back({});
+            relay.found().runs.push_back({});
+            relay.end_transaction();
+            most = std::max({most, relay.found().subjects.size(), relay.found().runs.size()});
+        }
+        EXPECT_LT(most, 4096u);
+    }
+}
+
 // Memory runs out in the middle of a transaction: what is whole is written.
 TEST(event_relay, writes_no_half_transaction) {
     for (const bool threads : {false, true}) {
