@@ -87,9 +87,8 @@ void gather_times(log_coverage& coverage, const log_store& log, const std::vecto
 
 copy_tally compare_replayed(const evidence& stores, const transaction_states& states, const log_facts& facts) {
     copy_tally tally;
-    const std::vector<std::uint32_t> numbers = number_transactions(stores.log);
     tally.uncompared = compare_copies({.log = stores.log,
-                                       .transactions = {numbers, states.rolled_back},
+                                       .rolled_back = states.rolled_back,
                                        .facts = facts,
                                        .inodes = stores.inodes,
                                        .geometry = find_volume_geometry(stores.log),

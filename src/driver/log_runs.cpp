@@ -69,7 +69,7 @@ void combine(const run_context& run, evidence& stores) {
     const logfile_options& options = run.options;
     run.outputs.diags.print(count_level, count_text("found ", stores.inodes.records.size(), " mft entries [mft]"));
     merge_mft_data(stores.inodes, options, run.outputs.diags);
-    if (stores.log.keeps_pages) keep_journal_records(stores.log);
+    keep_left_journal_records(stores.log);
     const std::size_t count = stores.log.journal_records.size();
     if (count == 0) return;
     show_status(options, count_text("diags - logfile data: ", count, " entries"));

@@ -114,19 +114,22 @@ cluster_uses::cluster_uses(const inputs& from) {
 }
 
 void cluster_uses::read_bitmap(const inputs& from, extent_list& given) {
-    for (const std::uint32_t at : find_bitmap_records(from.log)) {
+    const std::vector<std::uint32_t> records = find_bitmap_records(from.log);
+    const std::vector<std::uint32_t> transactions = number_transactions(from.log, records);
+    m_shows_bitmap = !records.empty();
+    for (std::size_t index = 0; index < records.size(); ++index) {
+        const std::uint32_t at = records[index];
         const log_entry& entry = from.log.entries[at];
-        m_shows_bitmap = true;
         const uni::byte_view bits = exact_redo(entry);
         const std::uint64_t cluster = entry.get(record_layout::target_vcn);
-        if (from.transactions.rolled_back[at] || cluster > most_clusters / from.cluster_size / bits_in_byte) continue;
+        if (from.rolled_back[at] || cluster > most_clusters / from.cluster_size / bits_in_byte) continue;
         const std::uint64_t begin =
             (cluster * from.cluster_size + offset_in_cluster(entry)) * bits_in_byte + bits.get(first_bit);
         const std::uint64_t end = begin + bits.get(bit_count);
-        const std::uint32_t transaction = from.transactions.number[at];
         const bool sets = entry.redo_op() == operation_code::set_bits_in_nonresident_bit_map;
         if (sets) given.push_back({begin, end, at});
-        if (transaction != transaction_view::none) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
+        const std::uint32_t transaction = transactions[index];
+        if (transaction != no_transaction) (sets ? m_set : m_cleared).push_back({begin, end, transaction});
     }
     join(m_set);
     join(m_cleared);

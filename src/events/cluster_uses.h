@@ -16,8 +16,8 @@ namespace kest {
 class cluster_uses {
 public:
     struct inputs {
-        const log_store& log;  // in the order of its LSNs
-        transaction_view transactions;
+        const log_store& log;                  // in the order of its LSNs
+        const std::vector<bool>& rolled_back;  // by position of a record
         const file_history& history;
         std::uint32_t cluster_size;  // bytes
         std::uint64_t most_runs;     // that are kept of files

@@ -83,13 +83,12 @@ class event_derivation {
 public:
     event_derivation(const event_inputs& inputs, const event_listener& listener, const event_progress& progress)
         : m_log(inputs.log),
-          m_numbers(number_transactions(inputs.log)),
           m_states(find_transaction_states(inputs.log)),
           m_geometry(geometry_of(inputs)),
           m_highest_lsn(inputs.log.entries.empty() ? 0 : inputs.log.entries.back().this_lsn()),
           m_facts(inputs.log, m_states, {m_geometry.cluster_size(), m_geometry.record_size()}),
           m_history({.log = inputs.log,
-                     .transactions = {m_numbers, m_states.rolled_back},
+                     .rolled_back = m_states.rolled_back,
                      .facts = m_facts,
                      .inodes = inputs.inodes,
                      .geometry = m_geometry,
@@ -111,7 +110,6 @@ public:
                     .descriptors = m_tables->descriptors,
                     .bin = m_bin,
                     .clock = m_clock,
-                    .transactions = m_numbers,
                     .journals = m_tables->journals,
                     .past = m_past,
                     .topic = inputs.topic,
@@ -136,11 +134,10 @@ public:
         try {
             report_transactions();
         } catch (...) {
-            m_relay.finish();  // what was found before memory ran out is reported
+            finish_transactions();  // what was found before memory ran out is reported
             throw;
         }
-        m_relay.finish();
-        if (m_writer.omits_clusters()) m_context.omitted.clusters = true;
+        finish_transactions();
         if (m_journal) m_journal->report_until(journal_events::no_limit, m_highest_lsn);
         for (const mft_difference& difference : m_differences)
             report(difference);
@@ -161,11 +158,8 @@ private:
             m_tables = log_tables{.logged_bytes = bytes,
                                   .descriptors = {m_log, m_states.rolled_back, m_geometry.cluster_size()},
                                   .journals = find_journals(m_facts, m_history),
-                                  .uses = cluster_uses({m_log,
-                                                        {m_numbers, m_states.rolled_back},
-                                                        m_history,
-                                                        m_geometry.cluster_size(),
-                                                        least_runs + bytes / bytes_for_run}),
+                                  .uses = cluster_uses({m_log, m_states.rolled_back, m_history,
+                                                        m_geometry.cluster_size(), least_runs + bytes / bytes_for_run}),
                                   .of_volume = find_volume_events(m_log)};
         };
         std::optional<portable_thread> beside;
@@ -188,6 +182,11 @@ private:
             report(number);
         }
         report_volume(~std::uint64_t{0});
+    }
+
+    void finish_transactions() {
+        m_relay.finish();
+        if (m_writer.omits_clusters()) m_context.omitted.clusters = true;
     }
 
     void open_journal(const uni::byte_source& file, const event_listener& listener) {
@@ -278,7 +277,7 @@ private:
             m_file_changes.push_back({owner.file, owner.source, &change});
             if (!change.is_birth() || !change.is_end()) continue;
             m_file_changes.push_back(
-                {inode_ref(change.number, change.before.sequence.value_or(0)), name_source::log, &change, true});
+                {inode_ref(change.number, change.before->sequence.value_or(0)), name_source::log, &change, true});
         }
         std::ranges::sort(m_file_facts, {},
                           [](const log_fact* fact) { return std::tuple(fact->file, fact->rolled_back, fact); });
@@ -360,14 +359,14 @@ private:
         event_subject subject;
         subject.file = difference.file;
         subject.is_folder = m_names.is_directory(difference.file);
-        subject.transaction = m_numbers[difference.proof];
+        subject.transaction = difference.transaction;
         m_writer.write(difference, subject);
     }
 
     // What later transactions are to know of the file. Other sizes are no change of it: they may be written long after.
     void learn(const file_changes& changes, std::uint64_t journal_time) {
         const auto touches = [this](const owned_change& one) {
-            return one.record->standard != 0 || one.record->before != one.record->after ||
+            return one.record->standard != 0 || *one.record->before != *one.record->after ||
                    !std::ranges::all_of(m_history.attributes_of(*one.record), has_both_sides);
         };
         if (changes.file.sequence() == 0) return;
@@ -389,7 +388,6 @@ private:
     }
 
     const log_store& m_log;
-    const std::vector<std::uint32_t> m_numbers;  // of the transactions, by position
     const transaction_states m_states;
     const volume_geometry m_geometry;
     const std::uint64_t m_highest_lsn;

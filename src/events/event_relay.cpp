@@ -25,14 +25,14 @@ bool is_full(const found_events& found) {
            std::max(found.subjects.size(), found.runs.size()) >= most_kept;
 }
 
-}  // namespace
-
-void found_events::clear() {
-    clear_list(events);
-    clear_list(subjects);
-    clear_list(runs);
-    clear_list(of_volume);
+void clear(found_events& found) {
+    clear_list(found.events);
+    clear_list(found.subjects);
+    clear_list(found.runs);
+    clear_list(found.of_volume);
 }
+
+}  // namespace
 
 void event_relay::end_transaction() {
     m_whole = m_found.events.size();
@@ -47,7 +47,7 @@ void event_relay::finish() {
     if (m_thread) m_thread->wait();
     m_found.events.resize(m_whole);  // without those of a transaction that memory ran out for
     write(m_found);
-    m_found.clear();
+    clear(m_found);
     m_whole = 0;
 }
 
@@ -59,7 +59,7 @@ void event_relay::hand_over() {
         m_thread.emplace([this] { write(m_taken); });
     }
     std::swap(m_found, m_taken);
-    m_found.clear();
+    clear(m_found);
     m_whole = 0;
     m_thread->begin();
 }

@@ -52,7 +52,7 @@ uni::byte_view whole_units(uni::byte_view name) {
 }
 
 uni::byte_view stream_of(const found_event& found) {
-    if (found.runs_of != nullptr) return found.runs_of->name.value_or(uni::byte_view{});
+    if (found.runs_of != nullptr) return found.runs_of->name();
     const bool is_about_data = found.kind == event_kind::stream_added || found.kind == event_kind::stream_removed ||
                                found.kind == event_kind::resized || found.kind == event_kind::content_held;
     return is_about_data ? found.attribute.name() : uni::byte_view{};
@@ -245,7 +245,7 @@ void event_writer::set_values(const found_event& found) {
         found.record != nullptr ? m_context.history.standard_of(*found.record) : nullptr;
     switch (found.kind) {
         case event_kind::created:
-            if (found.record != nullptr) after.is_directory = found.record->after.directory;
+            if (found.record != nullptr) after.is_directory = found.record->after->directory;
             if (standard != nullptr) take_times(after, standard->after);
             if (found.record != nullptr) after.owner = owner_after(*found.record, standard);
             break;
@@ -389,15 +389,14 @@ void event_writer::set_lost_data(const found_event& found) {
     place.runs = m_runs.subspan(found.first_run, found.lost_count);
     if (place.runs.empty()) return;
     place.resident = false;
-    place.in_bitmap = m_context.uses.clears_all(m_context.transactions[found.proof], place.runs);
+    place.in_bitmap = m_context.uses.clears_all(m_transaction, place.runs);
     place.unused = unused_after(found, place.runs);
 }
 
 // One event for each run; holes are none.
 void event_writer::write_clusters(const found_event& found) {
     const std::span<const cluster_run> runs = m_runs.subspan(found.first_run, found.lost_count + found.gained_count);
-    const std::uint32_t transaction = m_context.transactions[found.proof];
-    m_event.attribute_type = found.runs_of->type;
+    m_event.attribute_type = found.runs_of->type();
     for (std::size_t at = 0; at < runs.size(); ++at) {
         const std::span<const cluster_run> run = runs.subspan(at, 1);
         if (!run.front().lcn) continue;
@@ -406,7 +405,7 @@ void event_writer::write_clusters(const found_event& found) {
         data_place& place = lost ? m_event.before.place : m_event.after.place;
         place.runs = run;
         place.in_bitmap =
-            lost ? m_context.uses.clears_all(transaction, run) : m_context.uses.sets_all(transaction, run);
+            lost ? m_context.uses.clears_all(m_transaction, run) : m_context.uses.sets_all(m_transaction, run);
         if (lost) place.unused = unused_after(found, run);
         m_listener(m_event);
     }
@@ -418,7 +417,7 @@ uni::byte_view event_writer::owner_after(const record_change& record, const stan
         if (!owner.empty()) return owner;
     }
     for (const attribute_change& change : m_context.history.attributes_of(record)) {
-        if (change.type == attribute_type::security_descriptor) return owner_in(change.after);
+        if (change.type() == attribute_type::security_descriptor) return owner_in(change.after);
     }
     return {};
 }

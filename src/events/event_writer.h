@@ -48,7 +48,7 @@ private:
     std::span<const cluster_run> m_runs;  // of the events at hand
     event m_event;
     std::vector<std::uint8_t> m_units;  // of the name of an extended attribute
-    std::uint32_t m_transaction = transaction_view::none;
+    std::uint32_t m_transaction = no_transaction;
     std::uint64_t m_with_paths = 0;                                    // events of it
     std::uint64_t m_long_paths = std::uint64_t{64} << 20;              // bytes that are left for those after its first
     std::map<std::array<std::uint64_t, 3>, std::uint32_t> m_contents;  // of the record at hand: file, stream, side

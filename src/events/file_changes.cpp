@@ -8,9 +8,10 @@ namespace {
 
 bool is_reported(const attribute_change& change) {
     using namespace attribute_type;
-    return change.lowest_vcn == 0 &&
-           (!change.type || change.type == file_name || change.type == object_id || change.type == data ||
-            change.type == reparse_point || change.type == extended_attributes || change.type == security_descriptor);
+    const auto type = change.type();
+    return !change.key.continues &&
+           (!type || type == file_name || type == object_id || type == data || type == reparse_point ||
+            type == extended_attributes || type == security_descriptor);
 }
 
 // A name is another attribute with each name and folder.

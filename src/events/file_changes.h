@@ -32,8 +32,8 @@ struct joined_change {
 
     explicit operator bool() const { return before != nullptr || after != nullptr; }
     const attribute_change& shown() const { return after != nullptr ? *after : *before; }
-    std::optional<std::uint32_t> type() const { return shown().type; }
-    uni::byte_view name() const { return shown().name.value_or(uni::byte_view{}); }
+    std::optional<std::uint32_t> type() const { return shown().type(); }
+    uni::byte_view name() const { return shown().name(); }
     std::uint32_t proof() const { return shown().proof; }
     const attribute_state& state_before() const { return before != nullptr ? before->before : absent; }
     const attribute_state& state_after() const { return after != nullptr ? after->after : absent; }

@@ -109,12 +109,12 @@ void file_events::find_of_volume(const file_changes& changes, event_subject& sub
     for (const owned_change& one : changes.records) {
         for (const attribute_change& change : m_context.history.attributes_of(*one.record)) {
             const joined_change joined{&change, &change};
-            const auto flags = volume_flags_of(change.type, change.before);
-            const auto new_flags = volume_flags_of(change.type, change.after);
+            const auto flags = volume_flags_of(change.type(), change.before);
+            const auto new_flags = volume_flags_of(change.type(), change.after);
             if (flags && new_flags && *flags != *new_flags) {
                 add(event_kind::volume_flags_set, change.proof).attribute = joined;
             }
-            const bool is_name = change.type == attribute_type::volume_name;
+            const bool is_name = change.type() == attribute_type::volume_name;
             if (is_name && change.before.value && change.after.value) {
                 add(event_kind::volume_renamed, change.proof).attribute = joined;
             }
@@ -156,7 +156,7 @@ void file_events::describe(event_subject& subject) {
     for (const owned_change& one : changes.records) {
         subject.owner = std::min(subject.owner, one.owner);
         if (!one.record->is_birth() || one.lost) continue;
-        if (!subject.is_folder) subject.is_folder = one.record->after.directory;
+        if (!subject.is_folder) subject.is_folder = one.record->after->directory;
         if (m_birth == nullptr && one.record->number == changes.file.number()) m_birth = one.record;
     }
     if (!subject.is_folder && !changes.facts.empty()) subject.is_folder = changes.facts.front()->names_directory();
@@ -237,7 +237,7 @@ bool file_events::find_deletion() {
         return change.type() == attribute_type::data && change.name().empty();
     });
     if (link == nullptr) {
-        if (record.before.links == std::uint16_t{0} || m_changes->transaction.takes(record.number)) return false;
+        if (record.before->links == std::uint16_t{0} || m_changes->transaction.takes(record.number)) return false;
         found_event& found = add(event_kind::deleted, record.freed);
         if (has_name(m_past.name, record.first)) found.name = m_past.name;
         if (data != m_attributes.end()) found.attribute = *data;
@@ -519,7 +519,7 @@ bool file_events::is_tunneled(const standard_change& change) const {
     const auto removal = m_context.tunneling.removal_of(*creation, name->parent, units, change.proof);
     if (!removal) return false;
     const event_time removed =
-        m_context.clock.time_of(m_context.transactions[*removal], m_context.log.entries[*removal].this_lsn());
+        m_context.clock.time_of(removal->transaction, m_context.log.entries[removal->position].this_lsn());
     return removed.time != 0 && m_past.birth_time <= removed.time + tunneling_duration;
 }
 

@@ -46,9 +46,8 @@ struct event_context {
     const security_descriptors& descriptors;
     const recycle_bin& bin;
     const log_clock& clock;
-    std::span<const std::uint32_t> transactions;  // numbers by position in the log
-    const uni::seeded_map<bool>& journals;        // numbers of file records that grow with each journal record
-    const uni::seeded_map<file_past>& past;       // by file reference
+    const uni::seeded_map<bool>& journals;   // numbers of file records that grow with each journal record
+    const uni::seeded_map<file_past>& past;  // by file reference
     event_topic topic;
     content_versions& versions;
     const cluster_uses& uses;

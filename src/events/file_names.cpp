@@ -5,14 +5,14 @@
 namespace kest {
 
 record_owner file_names::owner_of(const record_change& change, std::uint64_t lsn) const {
-    const record_header& its = change.after.in_use == false ? change.before : change.after;
+    const record_header& its = change.after->in_use == false ? *change.before : *change.after;
     const record_holder* const holder = m_timeline.holder(change.number, lsn);
-    std::optional<inode_ref> base = its.base ? its.base : change.before.base;
+    std::optional<inode_ref> base = its.base ? its.base : change.before->base;
     if (!base && holder != nullptr && !its.sequence) base = holder->base;
     if (base && *base != inode_ref{}) return {*base};
     std::optional<std::uint16_t> sequence = its.sequence;
     bool copied = change.copied;
-    if (!sequence && change.after.in_use != false) sequence = change.before.sequence;
+    if (!sequence && change.after->in_use != false) sequence = change.before->sequence;
     if (!sequence && holder != nullptr) {
         sequence = holder->sequence;
         copied = holder->copied;

@@ -13,8 +13,8 @@ struct piece {
     const attribute_change* change;
     const run_change* runs;
 
-    std::uint32_t type() const { return change->type.value_or(0); }
-    uni::byte_view name() const { return change->name.value_or(uni::byte_view{}); }
+    std::uint32_t type() const { return change->type().value_or(0); }
+    uni::byte_view name() const { return change->name(); }
 };
 
 constexpr auto come_before = [](const auto& a, const auto& b) {
@@ -24,7 +24,7 @@ constexpr auto come_before = [](const auto& a, const auto& b) {
 
 // A further piece that was not there before.
 bool is_new(const attribute_change& piece) {
-    return piece.lowest_vcn != 0 && piece.before.present == presence::absent;
+    return piece.key.continues && piece.before.present == presence::absent;
 }
 
 // What is no place on a volume ends the list.

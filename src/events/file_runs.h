@@ -15,8 +15,8 @@ struct stream_runs {
     bool has_new_piece = false;  // in a file record: runs of it may come from a record that is not known
     bool reported = false;       // what is lost, by an event
 
-    std::uint32_t type() const { return attribute->type.value_or(0); }
-    uni::byte_view name() const { return attribute->name.value_or(uni::byte_view{}); }
+    std::uint32_t type() const { return attribute->type().value_or(0); }
+    uni::byte_view name() const { return attribute->name(); }
 };
 
 // The attributes of the file whose runs are known before and after the transaction, and not the same. By type, then

@@ -23,37 +23,38 @@ std::strong_ordering compare_folded(uni::byte_view a, uni::byte_view b) {
 bool file_tunneling::comes_before(const removed_name& a, const removed_name& b) {
     if (a.folder != b.folder) return a.folder < b.folder;
     if (const auto order = compare_folded(a.name, b.name); order != 0) return order < 0;
-    return a.position < b.position;
+    return a.removed.position < b.removed.position;
 }
 
-void file_tunneling::add(std::uint32_t position, const file_name_view& name) {
-    m_removed.push_back({name.parent().number(), name.name(), position, name.get(file_name_layout::created)});
+void file_tunneling::add(removal removed, const file_name_view& name) {
+    m_removed.push_back({name.parent().number(), name.name(), removed, name.get(file_name_layout::created)});
 }
 
 void file_tunneling::collect() {
     m_collected = true;
-    for (const log_fact& fact : m_facts.all()) {
-        if (fact.kind == fact_kind::entry_removed && !fact.rolled_back) add(fact.position, fact.name());
+    for (std::uint32_t number = 0; number < m_facts.transaction_count(); ++number) {
+        for (const log_fact& fact : m_facts.of_transaction(number).facts)
+            if (fact.kind == fact_kind::entry_removed && !fact.rolled_back) add({number, fact.position}, fact.name());
     }
     for (const record_change& change : m_history.changes()) {
         if (change.rolled_back) continue;
         for (const attribute_change& attribute : m_history.attributes_of(change)) {
-            if (attribute.type != attribute_type::file_name || attribute.after.present == presence::present) continue;
-            if (const auto name = attribute.before.file_name()) add(attribute.proof, *name);
+            if (attribute.type() != attribute_type::file_name || attribute.after.present == presence::present) continue;
+            if (const auto name = attribute.before.file_name()) add({change.transaction, attribute.proof}, *name);
         }
     }
     std::ranges::stable_sort(m_removed, comes_before);
 }
 
-std::optional<std::uint32_t> file_tunneling::removal_of(std::uint64_t creation, inode_ref folder, uni::byte_view name,
-                                                        std::uint32_t position) {
+std::optional<file_tunneling::removal> file_tunneling::removal_of(std::uint64_t creation, inode_ref folder,
+                                                                  uni::byte_view name, std::uint32_t position) {
     if (!m_collected) collect();
-    const removed_name asked{folder.number(), name, position, 0};
+    const removed_name asked{folder.number(), name, {no_transaction, position}, 0};
     const auto next = std::ranges::lower_bound(m_removed, asked, comes_before);
     if (next == m_removed.begin()) return std::nullopt;
     const removed_name& last = *std::prev(next);
     const bool same = last.folder == asked.folder && compare_folded(last.name, name) == 0 && last.creation == creation;
-    return same ? std::optional(last.position) : std::nullopt;
+    return same ? std::optional(last.removed) : std::nullopt;
 }
 
 }  // namespace kest

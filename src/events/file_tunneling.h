@@ -15,22 +15,26 @@ class file_tunneling {
 public:
     file_tunneling(const log_facts& facts, const file_history& history) : m_facts(facts), m_history(history) {}
 
-    // Where in the log the name was removed from the folder, the last time before this position, if the file of that
+    struct removal {
+        std::uint32_t transaction;
+        std::uint32_t position;  // in the log
+    };
+    // Where the name was removed from the folder, the last time before this position in the log, if the file of that
     // name was created then; upper and lower case count as equal.
-    std::optional<std::uint32_t> removal_of(std::uint64_t creation, inode_ref folder, uni::byte_view name,
-                                            std::uint32_t position);
+    std::optional<removal> removal_of(std::uint64_t creation, inode_ref folder, uni::byte_view name,
+                                      std::uint32_t position);
 
 private:
     struct removed_name {
         std::uint64_t folder;  // record number
         uni::byte_view name;
-        std::uint32_t position;
+        removal removed;
         std::uint64_t creation;
     };
 
     static bool comes_before(const removed_name& a, const removed_name& b);
     void collect();
-    void add(std::uint32_t position, const file_name_view& name);
+    void add(removal removed, const file_name_view& name);
 
     const log_facts& m_facts;
     const file_history& m_history;

@@ -59,8 +59,6 @@ struct found_events {
     std::vector<event_subject> subjects;
     std::vector<cluster_run> runs;
     std::vector<volume_wide> of_volume;
-
-    void clear();  // keeps the memory unless it is large
 };
 
 }  // namespace kest

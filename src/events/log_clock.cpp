@@ -305,8 +305,11 @@ private:
     }
 
     void take(std::uint32_t transaction, std::uint64_t ticks, event_clock clock) {
-        best_time& own = m_clock.m_own[transaction];
-        if (own.ticks == 0 || clock < own.clock || (clock == own.clock && ticks > own.ticks)) own = {ticks, clock};
+        std::uint64_t& own = m_clock.m_own[transaction];
+        event_clock& known_by = m_clock.m_clocks[transaction];
+        if (own != 0 && (clock > known_by || (clock == known_by && ticks <= own))) return;
+        own = ticks;
+        known_by = clock;
     }
 
     void keep_agreeing() {
@@ -364,6 +367,7 @@ log_clock::log_clock(const log_store& log, const log_facts& facts, const file_hi
                      const std::vector<stated_time>& stated)
     : m_history(history),
       m_own(log.chain_heads.size()),
+      m_clocks(log.chain_heads.size()),
       m_limits(log.chain_heads.size()),
       m_changes_by_lsn(find_clock_changes(stated)),
       m_changes_by_transaction(m_changes_by_lsn) {
@@ -390,8 +394,7 @@ event_time log_clock::time_at(std::uint64_t lsn) const {
 }
 
 event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn) const {
-    const best_time& own = m_own[transaction];
-    if (own.ticks != 0) return {own.ticks, 0, own.clock};
+    if (m_own[transaction] != 0) return {m_own[transaction], 0, m_clocks[transaction]};
     std::uint64_t low = lower(lsn);
     std::uint64_t high = upper(lsn);
     if (is_set_back(low, high)) return {};  // before it or after
@@ -402,7 +405,7 @@ event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn) cons
 }
 
 event_time log_clock::time_of(std::uint32_t transaction, std::uint64_t lsn, std::uint64_t ticks) const {
-    if (m_own[transaction].ticks == 0 && ticks != 0 && has_passed(ticks, lsn)) return {ticks, 0, event_clock::record};
+    if (m_own[transaction] == 0 && ticks != 0 && has_passed(ticks, lsn)) return {ticks, 0, event_clock::record};
     return time_of(transaction, lsn);
 }
 

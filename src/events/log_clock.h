@@ -53,19 +53,17 @@ private:
         std::uint64_t lsn = 0;
         std::uint64_t ticks = 0;
     };
-    struct best_time {
-        std::uint64_t ticks = 0;
-        event_clock clock = event_clock::not_before;
-    };
 
     std::uint64_t lower(std::uint64_t lsn) const;
     std::uint64_t upper(std::uint64_t lsn) const;
 
     const file_history& m_history;
-    std::vector<moment> m_moments;        // by LSN
-    std::vector<best_time> m_own;         // by transaction
-    std::vector<std::uint64_t> m_limits;  // by transaction: it was not after this; 0: not known
-    std::vector<bool> m_names_changed;    // of each change of the history
+    std::vector<moment> m_moments;  // by LSN
+    // By transaction: the best time of its own, and where it comes from; and what it was not after. 0: not known.
+    std::vector<std::uint64_t> m_own;
+    std::vector<event_clock> m_clocks;
+    std::vector<std::uint64_t> m_limits;
+    std::vector<bool> m_names_changed;  // of each change of the history
     const std::vector<clock_change> m_changes_by_lsn;
     std::vector<clock_change> m_changes_by_transaction;
 };

@@ -66,6 +66,7 @@ mft_difference describe_difference(const copied_record& record, const copy_compa
     const std::uint16_t sequence = header.sequence.value_or(copied.sequence.value_or(0));
     return {.file = base != inode_ref{} ? base : inode_ref(record.number, sequence),
             .proof = record.last,
+            .transaction = record.transaction,
             .before = was.values,
             .after = is.values,
             .old_name = std::move(was.name),

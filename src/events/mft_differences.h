@@ -12,6 +12,7 @@ namespace kest {
 struct mft_difference {
     inode_ref file;                      // of an extension record that of its base record
     std::uint32_t proof = 0;             // position of the log's last record about it
+    std::uint32_t transaction = 0;       // that record's
     event_values before;                 // what the log leaves; of either side what is not the same on the other
     event_values after;                  // what the copy states
     std::vector<std::uint8_t> old_name;  // what the names in them show

@@ -12,6 +12,7 @@ namespace kest {
 struct copied_record {
     std::uint64_t number = 0;
     std::uint32_t last = 0;           // position in the log: the record that left it
+    std::uint32_t transaction = 0;    // that record's
     const replayed_record& replayed;  // what the log by itself leaves
     const replayed_record& copy;
 };

@@ -58,7 +58,8 @@ bool names_another(const log_entry& entry, std::uint64_t number) {
 
 // The log's records that change file records, and what LSNs it has.
 struct target_list {
-    uni::large_vector<target> targets;  // by number, then position
+    uni::large_vector<target> targets;        // by number, then position
+    std::vector<std::uint32_t> transactions;  // of all records, by position
     std::uint64_t lowest_lsn = ~std::uint64_t{0};
     std::uint64_t highest_lsn = 0;
 };
@@ -67,13 +68,14 @@ target_list find_targets(const history_inputs& inputs, std::uint32_t record_size
     const mft_geometry geometry{inputs.geometry.cluster_size(), record_size};
     const auto& entries = inputs.log.entries;
     target_list found;
+    found.transactions = number_transactions(inputs.log);
     uni::try_reserve(found.targets, entries.size());
     for (std::uint32_t at = 0; at < entries.size(); ++at) {
         const log_entry& entry = entries[at];
         prefetch_record(inputs.log, at);
         found.lowest_lsn = std::min(found.lowest_lsn, entry.this_lsn());
         found.highest_lsn = std::max(found.highest_lsn, entry.this_lsn());
-        if (inputs.transactions.number[at] == transaction_view::none || !changes_file_record(entry)) continue;
+        if (found.transactions[at] == no_transaction || !changes_file_record(entry)) continue;
         const std::uint32_t stated = stated_record_size(entry);
         if (stated != 0 && stated != record_size) continue;  // no file record of this volume
         const std::uint64_t number = file_record_at(entry, geometry);
@@ -101,6 +103,7 @@ public:
           m_later(record_size),
           m_copy(record_size),
           m_finder(changes, inputs.with_data),
+          m_transactions(all.transactions),
           m_lowest_lsn(all.lowest_lsn),
           m_highest_lsn(all.highest_lsn),
           m_gaps(gaps),
@@ -167,8 +170,8 @@ private:
         const log_entry& entry = m_inputs.log.entries[position];
         record_step step(entry);
         step.position = position;
-        step.transaction = m_inputs.transactions.number[position];
-        step.rolled_back = m_inputs.transactions.rolled_back[position];
+        step.transaction = m_transactions[position];
+        step.rolled_back = m_inputs.rolled_back[position];
         step.after_gap =
             !m_steps.empty() && step.found_lsn() != m_steps.back().lsn && gap_between(m_steps.back().lsn, step.lsn);
         m_changes.kept.earn(kept_for_a_step + kept_for_a_byte * entry.bytes().size());
@@ -251,7 +254,9 @@ private:
             redo_from(static_cast<std::size_t>(sound - m_steps.begin()));
             found = compare_with_copy(m_now, m_copy, may_be_older);
         }
-        if (found.bytes != 0) m_inputs.check({m_number, m_steps[m_copy_at - 1].position, m_now, m_copy}, found);
+        if (found.bytes != 0)
+            m_inputs.check(
+                {m_number, m_steps[m_copy_at - 1].position, m_steps[m_copy_at - 1].transaction, m_now, m_copy}, found);
     }
 
     void redo_from(std::size_t first) {
@@ -441,6 +446,7 @@ private:
     replayed_record m_later;
     replayed_record m_copy;
     change_finder m_finder;
+    const std::vector<std::uint32_t>& m_transactions;  // by position
     const std::uint64_t m_lowest_lsn;
     const std::uint64_t m_highest_lsn;
     uncompared_copies m_uncompared;
@@ -597,15 +603,6 @@ log_gaps gaps_of(const log_store& log) {
 
 }  // namespace
 
-std::vector<std::uint32_t> number_transactions(const log_store& log) {
-    std::vector<std::uint32_t> numbers(log.entries.size(), transaction_view::none);
-    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
-        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
-            numbers[position] = chain;
-    }
-    return numbers;
-}
-
 uncompared_copies compare_copies(const history_inputs& inputs) {
     const std::uint32_t record_size = record_size_of(inputs);
     record_changes changes;
@@ -751,6 +748,7 @@ void file_history::replay(const history_inputs& inputs) {
     mentions.reset();
     all = {};
     m_changes.append(m_other_changes);
+    uni::release_room(m_changes.records);
 }
 
 }  // namespace kest

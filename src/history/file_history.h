@@ -17,23 +17,12 @@
 
 namespace kest {
 
-// The transactions of a log, by position of a record.
-struct transaction_view {
-    static constexpr std::uint32_t none = 0xFFFF'FFFF;
-
-    std::span<const std::uint32_t> number;  // of the transaction that the record belongs to
-    const std::vector<bool>& rolled_back;
-};
-
-// The number of the transaction that each record of a log belongs to.
-std::vector<std::uint32_t> number_transactions(const log_store& log);
-
 // By LSN. Nothing if what the log lacks cannot be known.
 using log_gaps = std::optional<std::vector<lsn_gap>>;
 
 struct history_inputs {
     const log_store& log;
-    transaction_view transactions;
+    const std::vector<bool>& rolled_back;  // by position of a record
     const log_facts& facts;
     const _inode_collection& inodes;  // its file is the MFT copy, if it is open
     volume_geometry geometry;

@@ -84,8 +84,8 @@ void change_finder::add(record_change change, const replayed_record& before, con
     list(m_before, before);
     list(m_after, after);
     skip_same_attributes(before, after);
-    change.before = m_before.header;
-    change.after = m_after.header;
+    change.before = &m_changes.headers.keep(m_before.header);
+    change.after = &m_changes.headers.keep(m_after.header);
     change.copied =
         (change.freed != record_change::none ? before : after).is_copied(file_record_layout::sequence.offset);
     change.first_attribute = static_cast<std::uint32_t>(m_changes.attributes.size());
@@ -107,13 +107,13 @@ void change_finder::add(record_change change, const replayed_record& before, con
         constexpr std::uint64_t of_both = sizeof(standard_change) + 2 * sizeof(standard_information);
         if (m_before.standard != m_after.standard && m_changes.kept.spend(of_both)) {
             const std::uint32_t id = m_after.standard_id != 0 ? m_after.standard_id : m_before.standard_id;
-            const standard_information& was = keep(m_before.standard);
-            m_changes.standards.push_back({was, keep(m_after.standard), write_to(id, false)});
+            const standard_information& was = m_changes.standard_states.keep(m_before.standard);
+            m_changes.standards.push_back({was, m_changes.standard_states.keep(m_after.standard), write_to(id, false)});
             change.standard = static_cast<std::uint32_t>(m_changes.standards.size());
         }
     }
     change.attribute_count = static_cast<std::uint32_t>(m_changes.attributes.size()) - change.first_attribute;
-    if (change.attribute_count == 0 && change.standard == 0 && change.before == change.after) return;
+    if (change.attribute_count == 0 && change.standard == 0 && *change.before == *change.after) return;
     m_changes.records.push_back(change);
 }
 
@@ -217,31 +217,28 @@ void change_finder::add_attribute(found before, found after) {
     if (runs_before && runs_after) runs = keep({*runs_before, *runs_after});
     if (same && runs == 0) return;
     if (!m_changes.kept.spend(sizeof(attribute_change) + 2 * sizeof(attribute_state))) return;
-    const auto name = shown.name ? m_changes.kept.keep(*shown.name) : std::nullopt;
+    const attribute_key key{.type = shown.type, .name = keep_name(shown.name), .continues = shown.lowest_vcn != 0};
     const bool is_data = shown.type == attribute_type::data;
     const attribute_state& kept = keep(was, is_data);
     m_changes.attributes.push_back({.before = kept,
                                     .after = keep(is, is_data),
-                                    .lowest_vcn = shown.lowest_vcn,
+                                    .key = m_changes.attribute_keys.keep(key),
                                     .proof = write_to(shown.id, before == nullptr),
-                                    .runs = runs,
-                                    .type = shown.type,
-                                    .name = name});
+                                    .runs = runs});
 }
 
-// What was kept last is often what comes before the next change.
-const standard_information& change_finder::keep(const standard_information& standard) {
-    static const standard_information nothing;
-    if (standard == nothing) return nothing;
-    if (m_last_standard == nullptr || standard != *m_last_standard) {
-        m_last_standard = &m_changes.standard_states.keep(standard);
-    }
-    return *m_last_standard;
+// Most have none, and of those that have one many have the same.
+std::optional<uni::byte_view> change_finder::keep_name(const std::optional<uni::byte_view>& name) {
+    if (!name || name->empty()) return name ? std::optional(uni::byte_view{}) : std::nullopt;
+    const bool again = m_last_name && uni::compare_bytes(*m_last_name, *name) == 0;
+    if (again) return m_changes.kept.spend(name->size()) ? m_last_name : std::nullopt;
+    m_last_name = m_changes.kept.keep(*name);
+    return m_last_name;
 }
 
+// A value that was kept last is often what comes before the next change.
 const attribute_state& change_finder::keep(attribute_state state, bool is_data) {
-    static const attribute_state without_value[] = {{.present = presence::unknown}, {.present = presence::absent}};
-    if (state.present != presence::present) return without_value[state.present == presence::absent ? 1 : 0];
+    if (state.present != presence::present) state = {.present = state.present};
     if (state.value) {
         const bool again = m_last_value && std::ranges::equal(bytes_of(m_last_value), bytes_of(state.value));
         if (!again) m_last_value = (is_data ? m_changes.kept_data : m_changes.kept).keep(*state.value);

@@ -24,15 +24,25 @@ struct run_change {
     run_reader after;
 };
 
+// What an attribute is called in its file.
+struct attribute_key {
+    uni::packed_optional<std::uint32_t> type;
+    uni::packed_optional<uni::byte_view> name;  // UTF-16
+    bool continues = false;                     // a further piece of the attribute, which has no sizes
+
+    bool operator==(const attribute_key&) const = default;  // of the name where it lies, not its bytes
+};
+
 // An attribute that is not the same before and after.
 struct attribute_change {
     const attribute_state& before;
     const attribute_state& after;
-    std::uint64_t lowest_vcn = 0;  // not 0: a further piece of an attribute, which has no sizes
-    std::uint32_t proof = 0;       // position in the log: the record that creates it, else the last that writes to it
-    std::uint32_t runs = 0;        // from 1; 0: the same before and after, or unknown
-    uni::packed_optional<std::uint32_t> type;
-    uni::packed_optional<uni::byte_view> name;  // UTF-16
+    const attribute_key& key;
+    std::uint32_t proof = 0;  // position in the log: the record that creates it, else the last that writes to it
+    std::uint32_t runs = 0;   // from 1; 0: the same before and after, or unknown
+
+    std::optional<std::uint32_t> type() const { return key.type; }
+    uni::byte_view name() const { return key.name.value_or(uni::byte_view{}); }
 };
 
 // What a transaction did to a file record: the states before its first and after its last record that was not rolled
@@ -52,18 +62,18 @@ struct record_change {
     std::uint32_t standard = 0;  // from 1; 0: the same before and after, or unknown
     bool rolled_back = false;
     bool copied = false;  // whose record it is is known by the MFT copy only
-    record_header before = {};
-    record_header after = {};
+    const record_header* before = &record_header::unknown;
+    const record_header* after = &record_header::unknown;
 
     // It is another file's than before.
     bool is_birth() const {
-        return image != none && after.in_use == true && after.base == inode_ref{} &&
-               (before.in_use != true || (before.sequence && before.sequence != after.sequence));
+        return image != none && after->in_use == true && after->base == inode_ref{} &&
+               (before->in_use != true || (before->sequence && before->sequence != after->sequence));
     }
     // It is no longer the file's that had it.
     bool is_end() const {
-        return freed != none && before.in_use != false && before.base.value_or(inode_ref{}) == inode_ref{} &&
-               (after.in_use == false || (after.in_use == true && before.sequence != after.sequence));
+        return freed != none && before->in_use != false && before->base.value_or(inode_ref{}) == inode_ref{} &&
+               (after->in_use == false || (after->in_use == true && before->sequence != after->sequence));
     }
 };
 
@@ -75,7 +85,9 @@ struct record_changes {
     std::vector<run_change> runs;
     uni::kept_bytes kept;
     uni::kept_bytes kept_data;  // of files, where it is asked for
+    uni::kept_values<record_header> headers;
     uni::kept_values<standard_information> standard_states;
+    uni::kept_values<attribute_key> attribute_keys;
     uni::kept_values<attribute_state> attribute_states;
 
     // Takes over others, but for the states that they show.
@@ -121,7 +133,7 @@ private:
     template <class order>
     void pair_up(order&& compare);
     void add_attribute(const found_attribute* before, const found_attribute* after);
-    const standard_information& keep(const standard_information& standard);
+    std::optional<uni::byte_view> keep_name(const std::optional<uni::byte_view>& name);
     const attribute_state& keep(attribute_state state, bool is_data);
     std::uint32_t keep(run_change runs);
     std::uint32_t write_to(std::uint32_t attribute, bool created) const;
@@ -130,9 +142,9 @@ private:
     const bool m_with_data;
     record_change m_change;
     std::span<const write> m_writes;
-    bool m_replaced = false;                                // the state was forgotten or replaced in between
-    const standard_information* m_last_standard = nullptr;  // that was kept
-    std::optional<uni::byte_view> m_last_value;             // likewise
+    bool m_replaced = false;                     // the state was forgotten or replaced in between
+    std::optional<uni::byte_view> m_last_name;   // that was kept
+    std::optional<uni::byte_view> m_last_value;  // likewise
     side m_before;
     side m_after;
 };

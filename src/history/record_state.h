@@ -53,7 +53,10 @@ struct record_header {
     uni::packed_optional<inode_ref> base;  // 0: this is a base record
 
     bool operator==(const record_header&) const = default;
+
+    static const record_header unknown;
 };
+inline constexpr record_header record_header::unknown{};
 
 struct standard_information {
     std::array<partial_number<std::uint64_t>, 4> times;  // ticks: created, modified, mft_changed, accessed
@@ -78,6 +81,7 @@ struct attribute_state {
     // Of small attributes, such as names, reparse points, identifiers and extended attributes.
     uni::packed_optional<uni::byte_view> value = {};
 
+    bool operator==(const attribute_state&) const = default;  // of the value where it lies, not its bytes
     std::optional<file_name_view> file_name() const { return value ? file_name_view::read(*value) : std::nullopt; }
     std::optional<std::uint32_t> reparse_tag() const {
         return value && value->has(0, 4) ? std::optional(value->get(reparse_layout::tag)) : std::nullopt;

@@ -121,7 +121,7 @@ std::vector<merged_record> merge_log_inodes(evidence& stores) {
 }
 
 void store_log_inodes(evidence& stores) {
-    if (stores.log.keeps_pages) keep_journal_records(stores.log);
+    keep_left_journal_records(stores.log);
     if (stores.log.journal_records.empty()) return;
     stores.inodes.records.reserve(stores.log.journal_records.size());
     for (const std::uint32_t position : stores.log.journal_records) {

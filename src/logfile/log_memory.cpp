@@ -22,6 +22,7 @@ void log_memory::release_rooms() {
     for (const std::span<std::uint8_t> room : m_rooms)
         uni::release_pages(room);
     m_rooms.clear();
+    uni::release_pages(m_joined_room);
 }
 
 log_entry log_memory::keep_joined(uni::byte_view record, std::uint64_t file_offset) {

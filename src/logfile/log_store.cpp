@@ -183,11 +183,9 @@ private:
     std::size_t m_near = 0;
 };
 
-}  // namespace
-
 // The chains with their heads are in the order of LSNs already, and touched no more than it takes to find the places of
 // the others, of which there are few as a rule.
-void link_cut_chains(log_store& store) {
+void add_cut_chains(log_store& store) {
     auto& chains = store.chain_heads;
     const auto lsn = [&store](const chain_head& chain) { return store.lsn_of(chain); };
     const auto whole = static_cast<std::ptrdiff_t>(chains.size());
@@ -201,6 +199,20 @@ void link_cut_chains(log_store& store) {
         *--place = cut.back();
         rest = next;
     }
+}
+
+}  // namespace
+
+void link_cut_chains(log_store& store) {
+    const std::size_t whole = store.chain_heads.size();
+    try {
+        add_cut_chains(store);
+    } catch (const std::bad_alloc&) {
+        store.chain_heads.resize(whole);  // not some of them, nor out of order
+        throw;
+    }
+    uni::release_room(store.chain_heads);
+    uni::release_room(store.chain_records);
 }
 
 }  // namespace kest

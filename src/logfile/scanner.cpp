@@ -255,6 +255,7 @@ void scan_blocks(log_store& store, const uni::byte_source& file) {
     }
     if (!readable) store.incomplete = true;
     store.memory.release_rooms();
+    uni::release_room(store.entries);
 }
 
 // The order of entries is known while their bytes are at hand.
@@ -292,7 +293,8 @@ bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t fil
     return add_made(store, [&] { return store.memory.keep_joined(bytes, file_offset); });
 }
 
-void keep_journal_records(log_store& store) {
+void keep_left_journal_records(log_store& store) {
+    if (!store.keeps_pages) return;
     for (std::uint32_t at = 0; at < store.entries.size(); ++at) {
         prefetch_record(store, at);
         keep_journal_record(store, at);

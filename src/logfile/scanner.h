@@ -22,8 +22,8 @@ bool add_record(log_store& store, uni::byte_view record);
 // The same of a record that was put together over page ends.
 bool add_joined_record(log_store& store, uni::byte_view bytes, std::uint64_t file_offset);
 
-// Gathers the journal records of all entries, for a store that `keeps_pages`.
-void keep_journal_records(log_store& store);
+// Gathers the journal records that the scan of a store that `keeps_pages` has left: not every run asks for them.
+void keep_left_journal_records(log_store& store);
 
 // Reads a scanned log once more, in the order of its LSNs. An LSN states the offset of its record, so each page that
 // the scan kept has its offset in the log, and each record in it proves itself. Adds what a scan in the order of the

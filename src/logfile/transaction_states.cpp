@@ -1,5 +1,7 @@
 #include "logfile/transaction_states.h"
 
+#include <algorithm>
+
 #include "logfile/operation.h"
 
 namespace kest {
@@ -93,6 +95,30 @@ private:
 
 transaction_states find_transaction_states(const log_store& log) {
     return transaction_classifier(log).run();
+}
+
+std::vector<std::uint32_t> number_transactions(const log_store& log) {
+    std::vector<std::uint32_t> numbers(log.entries.size(), no_transaction);
+    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
+        for (const std::uint32_t position : log.records(log.chain_heads[chain]))
+            numbers[position] = chain;
+    }
+    return numbers;
+}
+
+std::vector<std::uint32_t> number_transactions(const log_store& log, std::span<const std::uint32_t> positions) {
+    std::vector<bool> asked(log.entries.size());
+    for (const std::uint32_t position : positions)
+        asked[position] = true;
+    std::vector<std::uint32_t> numbers(positions.size(), no_transaction);
+    for (std::uint32_t chain = 0; chain < log.chain_heads.size(); ++chain) {
+        for (const std::uint32_t position : log.records(log.chain_heads[chain])) {
+            if (!asked[position]) continue;
+            numbers[static_cast<std::size_t>(std::ranges::lower_bound(positions, position) - positions.begin())] =
+                chain;
+        }
+    }
+    return numbers;
 }
 
 transaction_tally tally_transactions(const log_store& log, const transaction_states& states) {

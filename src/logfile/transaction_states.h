@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "logfile/log_store.h"
@@ -28,6 +29,13 @@ struct transaction_states {
 
 // `link_chains` has linked the log, and `link_cut_chains` where those count.
 transaction_states find_transaction_states(const log_store& log);
+
+inline constexpr std::uint32_t no_transaction = 0xFFFF'FFFF;
+
+// The number of the transaction that each record of a log belongs to, by position.
+std::vector<std::uint32_t> number_transactions(const log_store& log);
+// The same of some records only, whose positions rise.
+std::vector<std::uint32_t> number_transactions(const log_store& log, std::span<const std::uint32_t> positions);
 
 // How many transactions a log holds, how they ended, and how many records they have. Each LSN counts once.
 struct transaction_tally {

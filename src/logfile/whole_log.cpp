@@ -331,8 +331,8 @@ void complete_log(log_store& store) {
     attempt(store, [&] {
         link_chains(store);
         link_cut_chains(store);
+        store.volume = find_volume_geometry(store);
     });
-    store.volume = find_volume_geometry(store);
 }
 
 }  // namespace kest

@@ -52,15 +52,17 @@ log_facts::log_facts(const log_store& log, const transaction_states& states, con
         std::sort(m_taken.begin() + m_extents.back().first_taken, m_taken.end());
     }
     begin_transaction();
+    uni::release_room(m_facts);
 }
 
 void log_facts::begin_transaction() {
     m_extents.push_back({static_cast<std::uint32_t>(m_facts.size()), static_cast<std::uint32_t>(m_taken.size())});
+    m_splits_index.push_back(false);
 }
 
 void log_facts::read_record(std::uint32_t position, const mft_geometry& geometry) {
     const log_entry& entry = m_log.entries[position];
-    if (splits_index(entry)) m_extents.back().splits_index = true;
+    if (splits_index(entry)) m_splits_index.back() = true;
     if (!may_name_file(entry)) return;
     const record_fact fact = proved_fact(entry, geometry);
     if (fact.kind == fact_kind::taken) m_taken.push_back(fact.file.number());
@@ -76,7 +78,7 @@ transaction_facts log_facts::of_transaction(std::uint32_t number) const {
             .head = m_log.records(chain).front(),
             .cut = chain.cut,
             .ended = m_states.of_chain[number].ended,
-            .splits_index = begin.splits_index,
+            .splits_index = m_splits_index[number],
             .facts = std::span(m_facts).subspan(begin.first_fact, end.first_fact - begin.first_fact),
             .taken = std::span(m_taken).subspan(begin.first_taken, end.first_taken - begin.first_taken)};
 }

@@ -113,7 +113,6 @@ private:
     struct transaction_extent {
         std::uint32_t first_fact = 0;
         std::uint32_t first_taken = 0;
-        bool splits_index = false;
     };
 
     void begin_transaction();
@@ -125,6 +124,7 @@ private:
     uni::large_vector<log_fact> m_facts;
     std::vector<std::uint64_t> m_taken;
     std::vector<transaction_extent> m_extents;  // of the transactions; the last one ends them
+    std::vector<bool> m_splits_index;           // likewise
     std::vector<indexed_record> m_by_key;       // then by position
     std::vector<journal_match> m_matches;       // of each fact; empty without a journal file
     bool m_any_matched = false;

@@ -62,6 +62,13 @@ private:
 // Gives the whole pages that lie in some bytes of a block back to the system. What the bytes hold is unsettled then.
 void release_pages(std::span<std::uint8_t> bytes);
 
+// Gives back what a vector that grows no more has room for, and does not hold.
+template <class element>
+void release_room(large_vector<element>& list) {
+    auto* const end = reinterpret_cast<std::uint8_t*>(list.data() + list.size());
+    release_pages({end, (list.capacity() - list.size()) * sizeof(element)});
+}
+
 // Reserves room in a container. One that cannot be had costs nothing: the container then grows as it is filled.
 template <class container>
 void try_reserve(container& c, std::size_t count) {

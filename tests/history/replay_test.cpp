@@ -291,20 +291,19 @@ TEST(file_history, tells_what_each_transaction_changed) {
     log_store log;
     ASSERT_TRUE(scan_buffer(log, std::span(image)));
     ASSERT_EQ(log.entries.size(), 9u);
-    const std::vector<std::uint32_t> numbers = number_transactions(log);
     transaction_states states;
     states.of_chain.resize(log.chain_heads.size());
     states.rolled_back.resize(log.entries.size());
     states.rolled_back[2] = true;
     const _inode_collection none;
     const log_facts facts(log, states, {});
-    const file_history history({log, {numbers, states.rolled_back}, facts, none, find_volume_geometry(log)});
+    const file_history history({log, states.rolled_back, facts, none, find_volume_geometry(log)});
     ASSERT_EQ(history.changes().size(), 6u);
     const auto change = [&](std::size_t at) -> const record_change& { return history.changes()[at]; };
 
     EXPECT_EQ(change(0).number, 40u);
-    EXPECT_EQ(change(0).before.in_use, false);
-    EXPECT_EQ(change(0).after, (record_header{1, 1, true, false, inode_ref{}}));
+    EXPECT_EQ(change(0).before->in_use, false);
+    EXPECT_EQ(*change(0).after, (record_header{1, 1, true, false, inode_ref{}}));
     ASSERT_EQ(history.attributes_of(change(0)).size(), 2u);
     EXPECT_EQ(history.attributes_of(change(0))[0].before.present, presence::absent);
     EXPECT_EQ(history.attributes_of(change(0))[1].after.file_size, 10u);
@@ -317,10 +316,10 @@ TEST(file_history, tells_what_each_transaction_changed) {
     EXPECT_EQ(history.standard_of(change(3))->before.flags.whole(), 32u);
     EXPECT_EQ(history.standard_of(change(3))->after.flags.whole(), 33u);
     EXPECT_FALSE(history.standard_of(change(3))->after.times[0].whole());
-    EXPECT_FALSE(history.attributes_of(change(4))[0].type);
+    EXPECT_FALSE(history.attributes_of(change(4))[0].type());
     EXPECT_EQ(history.attributes_of(change(4))[0].before.file_size, 20u);
     EXPECT_EQ(history.attributes_of(change(4))[0].after.valid_length, 5000u);
-    EXPECT_EQ(change(5).after, (record_header{2, 1, false, false, inode_ref{}}));
+    EXPECT_EQ(*change(5).after, (record_header{2, 1, false, false, inode_ref{}}));
     EXPECT_EQ(history.attributes_of(change(5))[0].before.file_name()->name().u8(0), 'b');
 
     const file_timeline& timeline = history.timeline();
@@ -343,7 +342,6 @@ tally compare(const std::string& log_path, const std::string& mft_path, std::uin
     scan_logfile(log, *open_source({log_path}).bytes);
     complete_log(log);
     EXPECT_TRUE(load_mft(inodes, open_source({mft_path}).bytes));
-    const std::vector<std::uint32_t> numbers = number_transactions(log);
     transaction_states states;
     states.of_chain.resize(log.chain_heads.size());
     states.rolled_back.resize(log.entries.size());
@@ -355,7 +353,7 @@ tally compare(const std::string& log_path, const std::string& mft_path, std::uin
         sum.content += one.differs_in_unlogged;
         if (one.differs) odd = static_cast<std::uint32_t>(record.number);
     };
-    compare_copies({log, {numbers, states.rolled_back}, facts, inodes, find_volume_geometry(log), check});
+    compare_copies({log, states.rolled_back, facts, inodes, find_volume_geometry(log), check});
     return sum;
 }
 

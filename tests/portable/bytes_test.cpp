@@ -9,6 +9,8 @@
 #include "portable/block_stream.h"
 #include "portable/block_vector.h"
 #include "portable/byte_view.h"
+#include "portable/kept_values.h"
+#include "portable/large_pages.h"
 #include "portable/ordered_index.h"
 #include "portable/seeded_map.h"
 #include "portable/unicode.h"
@@ -40,6 +42,31 @@ TEST(utf16_text, becomes_utf8) {
         const std::vector bytes = kest::disk::pack(units, std::uint8_t{'x'});  // half a unit is none
         EXPECT_EQ(uni::utf16_text(uni::byte_view{bytes}), text);
     }
+}
+
+TEST(kept_values, stay_where_they_are_and_are_shared_while_they_are_recent) {
+    uni::kept_values<std::uint64_t> kept;
+    std::vector<const std::uint64_t*> shown;
+    for (std::uint64_t value = 0; value < 20'000; ++value) {  // more than one block
+        shown.push_back(&kept.keep(value));
+        EXPECT_EQ(&kept.keep(value), shown.back());
+    }
+    for (std::uint64_t value = 0; value < shown.size(); ++value)
+        EXPECT_EQ(*shown[value], value);
+}
+
+TEST(large_vector, keeps_what_it_holds_as_its_room_is_released) {
+    uni::large_vector<std::uint64_t> list;
+    uni::release_room(list);
+    list.reserve(std::size_t{1} << 20);
+    const std::uint64_t* const room = list.data();
+    for (std::uint64_t value = 1; value <= 3'000; ++value) {
+        list.push_back(value);
+        if (value % 1'000 == 0) uni::release_room(list);
+    }
+    EXPECT_EQ(list.data(), room);
+    for (std::size_t at = 0; at < list.size(); ++at)
+        EXPECT_EQ(list[at], at + 1);
 }
 
 // Held against trees, over keys that mostly ascend, as record numbers do, with some far back and some twice.
