@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <tuple>
 #include <utility>
 
@@ -45,7 +46,7 @@ std::uint64_t time_of_name(const record_change& record, const standard_change& c
     const auto before = change.before.times[mft_changed].whole();
     if (!before || *before >= time) return 0;
     if (same_transaction) return time;
-    if (record.attribute_count != 0 || record.before != record.after) return 0;
+    if (record.attribute_count != 0 || *record.before != *record.after) return 0;
     standard_information expected = change.before;
     expected.times[mft_changed] = change.after.times[mft_changed];
     expected.usn = change.after.usn;
@@ -92,9 +93,11 @@ public:
 private:
     // A transaction adds a name to a folder or takes one from it; or it renames a file.
     struct name_change {
-        std::uint64_t number = 0;  // of the file record of the folder, or of the file
         std::uint64_t lsn = 0;
+        std::uint32_t number = 0;  // of the file record of the folder, or of the file
         std::uint32_t transaction = 0;
+
+        std::pair<std::uint64_t, std::uint64_t> place() const { return {number, lsn}; }
     };
     using name_list = std::vector<name_change>;  // by file record, then LSN
 
@@ -157,7 +160,7 @@ private:
             bool removed = false;
             bool moved_only = true;  // within the index
             for (auto entry = begin; entry != end; ++entry) {
-                m_folder_names.push_back({entry->name.parent().number(), entry->lsn, transaction});
+                add_name(m_folder_names, entry->name.parent(), entry->lsn, transaction);
                 added = entry->added ? std::max(added, entry->lsn) : added;
                 removed = removed || !entry->added;
                 const bool has_twin =
@@ -165,13 +168,17 @@ private:
                     (std::next(entry) != end && compare_links(std::next(entry)->name, entry->name) == 0);
                 moved_only = moved_only && has_twin;
             }
-            if (added != 0 && removed && !moved_only) {
-                m_file_names.push_back({begin->file.number(), added, transaction});
-            }
+            if (added != 0 && removed && !moved_only) add_name(m_file_names, begin->file, added, transaction);
             begin = end;
         }
         keep_last(m_file_names, first_file);
         keep_last(m_folder_names, first_folder);
+    }
+
+    // No change is of a file record with a higher number.
+    static void add_name(name_list& names, inode_ref file, std::uint64_t lsn, std::uint32_t transaction) {
+        if (file.number() > std::numeric_limits<std::uint32_t>::max()) return;
+        names.push_back({lsn, static_cast<std::uint32_t>(file.number()), transaction});
     }
 
     // Of each folder and file the last one of a transaction counts.
@@ -200,7 +207,7 @@ private:
         auto next = m_changes.begin();
         for (std::size_t at = 0; at < names.size(); ++at) {
             const bool has_next = at + 1 != names.size() && names[at + 1].number == names[at].number;
-            while (next != m_changes.end() && next->place() <= std::pair(names[at].number, names[at].lsn))
+            while (next != m_changes.end() && next->place() <= names[at].place())
                 ++next;
             const record_change* const write = write_around(next, names[at]);
             if (write != nullptr) follow(names[at], *write, has_next ? names[at + 1].lsn : never, of_folders);
@@ -277,7 +284,7 @@ private:
 
     bool names_changed(const record_change& folder, std::span<const name_change> names,
                        std::span<const listed_change> writes) const {
-        const auto key = [](const auto& one) { return std::pair<std::uint64_t, std::uint64_t>(one.number, one.lsn); };
+        const auto key = [](const auto& one) { return one.place(); };
         const std::uint64_t number = folder.number;
         const auto next_name = std::ranges::lower_bound(names, std::pair(number, lsn_of(folder.last)), {}, key);
         if (next_name == names.begin()) return false;

@@ -7,6 +7,7 @@
 #include "logfile/lsn_layout.h"
 #include "logfile/scanner.h"
 #include "portable/ordered_index.h"
+#include "portable/prefetch.h"
 #include "portable/seeded_map.h"
 
 namespace kest {
@@ -48,8 +49,11 @@ public:
         order_entries(std::exchange(m_store.falls, {}));
         m_proved.resize(m_scanned);
         find_homes();
-        for (const std::uint32_t at : in_order_of_lsns())
-            walk(m_pages[at]);
+        const std::vector<std::uint32_t> order = in_order_of_lsns();
+        for (std::size_t at = 0; at < order.size(); ++at) {
+            const std::size_t next = std::min(at + 1, order.size() - 1);
+            walk(m_pages[order[at]], m_pages[order[next]].bytes);
+        }
         const std::size_t added = m_store.entries.size() - m_scanned;
         take_out_false_records();
         list_falls(m_store, m_store.entries.size() - added);
@@ -163,7 +167,8 @@ private:
         return entry.file_offset() == file_offset && !entry.spanned() && is_at_home(entry);
     }
 
-    void walk(const page_copy& page) {
+    // Asks for the next page's bytes while it goes over this one's.
+    void walk(const page_copy& page, uni::byte_view next) {
         std::size_t known = position_of(page.bytes.u64(page.begin));
         for (std::size_t at = page.begin; at + least_header <= page.bytes.size();) {
             const std::uint64_t file_offset = page.file_offset + at;
@@ -173,7 +178,8 @@ private:
             }
             if (is_proved(known, file_offset)) {
                 const log_entry& entry = m_store.entries[known];
-                at = aligned(at + entry.bytes().size());
+                const std::size_t begin = std::exchange(at, aligned(at + entry.bytes().size()));
+                uni::prefetch(next.slice(begin, at - begin).bytes());
                 m_proved[known] = true;
                 while (is_scanned(known, entry.this_lsn()))
                     ++known;
