@@ -8,6 +8,12 @@ namespace {
 
 using found = const found_attribute*;
 
+// What the change of an attribute takes of the budget: as if nothing of it were kept with another's, so that what a
+// report leaves out does not depend on how states are kept.
+constexpr std::uint64_t bytes_of_change = 56;
+constexpr std::uint64_t attribute_cost = bytes_of_change + 2 * sizeof(attribute_state);
+static_assert(sizeof(attribute_change) + sizeof(attribute_key) <= bytes_of_change);
+
 std::span<const std::uint8_t> bytes_of(const std::optional<uni::byte_view>& view) {
     return view ? view->bytes() : std::span<const std::uint8_t>{};
 }
@@ -216,7 +222,7 @@ void change_finder::add_attribute(found before, found after) {
     const auto runs_after = runs_of(after, is.present);
     if (runs_before && runs_after) runs = keep({*runs_before, *runs_after});
     if (same && runs == 0) return;
-    if (!m_changes.kept.spend(sizeof(attribute_change) + 2 * sizeof(attribute_state))) return;
+    if (!m_changes.kept.spend(attribute_cost)) return;
     const attribute_key key{.type = shown.type, .name = keep_name(shown.name), .continues = shown.lowest_vcn != 0};
     const bool is_data = shown.type == attribute_type::data;
     const attribute_state& kept = keep(was, is_data);

@@ -330,6 +330,29 @@ TEST(file_history, tells_what_each_transaction_changed) {
     EXPECT_EQ(timeline.holder(40, 80)->in_use, false);
 }
 
+// The budget is spent by how many changes there are, though their states and keys may be alike and kept once.
+TEST(file_history, keeps_as_many_changes_of_attributes_as_their_log_pays_for) {
+    std::vector<record> steps;
+    for (u32 step = 0; step < 320; ++step) {
+        std::vector<bytes> attributes;
+        for (u32 at = 0; at < 38; ++at)
+            attributes.push_back(resident(0x1000 + 16 * (at + step % 2 * 64), {}, {.id = static_cast<u16>(at + 1)}));
+        bytes birth = image_of(attributes);
+        lay(birth, 510, part(birth, 50, 52));  // the log has no protected sectors
+        steps.push_back({.lsn = 8 * (step + 1), .redo_op = 2, .block_size = 2, .vcn = 10, .redo = birth});
+    }
+    const bytes image = log_of_pages(steps);
+    log_store log;
+    ASSERT_TRUE(scan_buffer(log, std::span(image)));
+    ASSERT_EQ(log.chain_heads.size(), steps.size());
+    transaction_states states;
+    states.of_chain.resize(log.chain_heads.size());
+    states.rolled_back.resize(log.entries.size());
+    const log_facts facts(log, states, {});
+    const file_history history({log, states.rolled_back, facts, {}, find_volume_geometry(log)});
+    EXPECT_TRUE(history.limits_hit());
+}
+
 struct tally {
     std::size_t compared = 0, differing = 0, content = 0;
 };
