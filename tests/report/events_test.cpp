@@ -842,6 +842,31 @@ TEST(contents, go_to_files_of_their_own_and_over_nothing) {
     EXPECT_EQ(run_captured({"-enumdir", target, "-content", target}).err, "-content is for one log only\n");
 }
 
+// One byte of five is of the log, the others are of the MFT copy, which any time may have written.
+TEST(contents, are_of_the_log_only) {
+    const bytes now = {0x61, 0x58, 0x63, 0x64, 0x65}, was = {0x61, 0x62, 0x63, 0x64, 0x65};
+    const file_record copied{.lsn = 1000,
+                             .attributes = {resident(0x10, bytes(72)), name_image{}.attribute(), resident(0x80, now)}};
+    const memory_file mft(mft_image({{.number = 0}, copied}, 41));
+    record byte = to_record(7, 7, {0x58}, {0x62}, 264);
+    byte.attribute_offset = 24 + 1;
+    record all = to_record(7, 7, now, was, 264);
+    all.attribute_offset = 24;
+    const std::pair<record, std::string> rows[] = {{byte, ""}, {all, "abcde\naXcde\n"}};
+    for (const auto& [step, expected] : rows) {
+        const memory_file log(story().add({step, end()}).image());
+        const scratch_folder scratch;
+        const std::string target = scratch.at("contents");
+        const captured_run ran = run_captured(
+            {"-log", log.path(), "-mftfile", mft.path(), "-content", target, "-quiet", "-csv", "-columns", "content"});
+        EXPECT_EQ(ran.status, 0) << ran.err;
+        std::string held;
+        for (const std::string& name : split(ran.out, '\n'))
+            if (name.starts_with("40-")) held += contents_of(target + '/' + name) + '\n';
+        EXPECT_EQ(held, expected) << ran.out;
+    }
+}
+
 // What the log lacks may have changed the file, unless its record names the LSN from before the gap.
 TEST(events, take_no_state_of_a_file_over_a_gap) {
     file_record made{
