@@ -16,7 +16,7 @@ namespace kest {
 
 namespace {
 
-constexpr std::string_view fits = "fits";
+constexpr std::string_view word_for_fit = "fits";
 constexpr std::size_t most_samples = 64;  // of a journal file's records
 
 bool targets_file_record(const log_entry& entry) {
@@ -168,7 +168,7 @@ bool is_foreign(const journal_fit& fit) {
 
 std::string fit_text(const mft_fit& fit) {
     std::string out;
-    if (!contradicts(fit)) return fit.agree != 0 ? std::string(fits) : out;
+    if (!contradicts(fit)) return fit.agree != 0 ? std::string(word_for_fit) : out;
     if (fit.older) append_joined(out, "older than the log, or of another volume");
     append_reason(out, fit.above, " with an LSN above the log's");
     append_reason(out, fit.wrong_place, " with the LSN of a record about another file");
@@ -179,7 +179,7 @@ std::string fit_text(const mft_fit& fit) {
 
 std::string fit_text(const journal_fit& fit) {
     std::string out;
-    if (!contradicts(fit)) return fit.agree != 0 ? std::string(fits) : out;
+    if (!contradicts(fit)) return fit.agree != 0 ? std::string(word_for_fit) : out;
     constexpr std::string_view differ = " differ from the log's of the same USN";
     if (fit.sampled && fit.differ != 0) append_joined(out, std::string("records").append(differ));
     if (!fit.sampled) append_reason(out, fit.differ, differ);

@@ -31,8 +31,8 @@ constexpr std::uint32_t covered_reasons[] = {usn_reasons::created,
                                              old_name | new_name,  // moved
                                              hard_link,
                                              hard_link,
-                                             stream,
-                                             stream,
+                                             stream_change,
+                                             stream_change,
                                              0,                                   // resized
                                              basic_info,                          // times_set
                                              basic_info,                          // times_copied
@@ -272,19 +272,19 @@ bool file_events::find_links() {
     }
     const transaction_facts& transaction = m_changes->transaction;
     const bool settled = transaction.ended && !transaction.cut && !m_changes->rolled_back;
-    bool created = false;
+    bool is_new = false;
     for (const link_change& link : added.subspan(pairs)) {
-        if (!created && !settled && transaction.takes(m_changes->file.number())) {
+        if (!is_new && !settled && transaction.takes(m_changes->file.number())) {
             add(event_kind::created, link);
-            created = true;
-        } else if (proves_link(link) || created) {
+            is_new = true;
+        } else if (proves_link(link) || is_new) {
             add(event_kind::link_added, link);
         }
     }
     for (const link_change& link : removed.subspan(pairs)) {
         if (proves_link(link)) add(event_kind::link_removed, link);
     }
-    return created;
+    return is_new;
 }
 
 // An index entry by itself may have moved within its tree: where a node is split, and where the other half is not

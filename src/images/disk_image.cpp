@@ -95,7 +95,7 @@ void open_bytes(disk_image& image) {
 
 // The copy of a volume's boot sector is its last sector.
 std::optional<ntfs_geometry> read_boot_copy(const uni::byte_source& image, std::uint64_t offset, std::uint64_t end) {
-    for (const std::uint64_t sector : {512, 4096}) {
+    for (const std::uint64_t sector : {512U, 4096U}) {
         if (end < sector || end - sector < offset) continue;
         const auto copy = read_boot_sector(image, end - sector);
         if (copy && copy->size == end - sector - offset) return copy;

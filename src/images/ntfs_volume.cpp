@@ -34,7 +34,6 @@ constexpr std::uint32_t header = 16;
 }  // namespace index_root_layout
 
 namespace index_block_layout {
-constexpr uni::field<std::uint32_t> signature{0};
 constexpr std::uint32_t index_signature = 0x58444E49;  // "INDX"
 constexpr std::uint32_t header = 24;
 }  // namespace index_block_layout
@@ -447,10 +446,10 @@ std::optional<ntfs_geometry> read_boot_sector(const uni::byte_source& image, std
     if (!is_size(found.cluster_size, found.sector_size, 2'097'152)) return std::nullopt;
     found.record_size = stated_size(boot.get(record_clusters), found.cluster_size, 1);
     if (!is_size(found.record_size, 512, 65'536)) return std::nullopt;
-    const std::uint64_t sectors = boot.get(boot_layout::sectors);
+    const std::uint64_t sector_count = boot.get(boot_layout::sectors);
     constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    if (sectors == 0 || offset > most / 2) return std::nullopt;
-    found.size = std::min(sectors, most / 2 / found.sector_size) * found.sector_size;
+    if (sector_count == 0 || offset > most / 2) return std::nullopt;
+    found.size = std::min(sector_count, most / 2 / found.sector_size) * found.sector_size;
     found.mft_lcn = boot.get(boot_layout::mft_lcn);
     found.mirror_lcn = boot.get(boot_layout::mirror_lcn);
     return found;

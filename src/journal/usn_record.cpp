@@ -49,7 +49,7 @@ constexpr flag_word reason_rows[] = {
     {1U << 18, "encryption_changed"},
     {usn_reasons::object_id, "objid_changed"},
     {usn_reasons::reparse_point, "reparse_changed"},
-    {usn_reasons::stream, "ads_added_or_deleted"},
+    {usn_reasons::stream_change, "ads_added_or_deleted"},
     {usn_reasons::closed, "file_closed"},
 };
 

@@ -27,7 +27,7 @@ inline constexpr std::uint32_t basic_info = 1U << 15;
 inline constexpr std::uint32_t hard_link = 1U << 16;
 inline constexpr std::uint32_t object_id = 1U << 19;
 inline constexpr std::uint32_t reparse_point = 1U << 20;
-inline constexpr std::uint32_t stream = 1U << 21;
+inline constexpr std::uint32_t stream_change = 1U << 21;
 inline constexpr std::uint32_t closed = 1U << 31;
 }  // namespace usn_reasons
 
