@@ -1414,8 +1414,11 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
     EXPECT_EQ(story().add(make).add(used).add(write(16, pack(noon), pack(noon - hour))).events("event,clock").back(),
               "times_set|not_before")
         << "not by the time that was set";
-    const texts copied =
-        story().add(make).add({standard(8, pack(noon, noon), pack(noon - 1, noon + 5)), end()}).events("details");
+    const texts copied = story()
+                             .add({end()})
+                             .add(make)
+                             .add({standard(8, pack(noon, noon), pack(noon - 1, noon + 5)), end()})
+                             .events("details");
     EXPECT_NE(copied.at(1).find(R"("since_creation":"0.0000005";"transactions_since":"1")"), copied.at(1).npos)
         << copied.at(1);
 }
