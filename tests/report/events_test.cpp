@@ -669,6 +669,8 @@ TEST(events, say_where_lost_data_lay) {
     const bytes far = {0x81, 5, 0, 0, 0, 0, 0, 0, 0, 0x40, 0x11, 1, 0, 0};
     const std::vector dying = {went(file, root, u"a"), freed(), bits(clear_bits, 100, 10), bits(clear_bits, 0, 6),
                                end()};
+    record in_second_sector = bits(clear_bits, 100, 10);
+    in_second_sector.cluster_block = 1;
     const std::string runs = R"(;"resident":"no";"runs":"0+10@100, 10+4, 14+6@0";"proved_by":")";
     const std::tuple<const char*, bytes, std::vector<record>, std::vector<record>, std::string> rows[] = {
         {"twice proved", two_runs, dying, {}, runs + R"(both";"free_at_end":"all"])"},
@@ -682,6 +684,11 @@ TEST(events, say_where_lost_data_lay) {
          {went(file, root, u"a"), freed(), bits(clear_bits, 0, 200, mft_bitmap), end()},
          {bits(set_bits, 0, 200, mft_bitmap)},
          runs + R"(record";"free_at_end":"all"])"},
+        {"bits of the second sector of the bitmap",
+         {0x21, 10, 100, 0x10, 0},
+         {went(file, root, u"a"), freed(), in_second_sector, end()},
+         {},
+         R"(;"resident":"no";"runs":"0+10@4196";"proved_by":"both";"free_at_end":"all"])"},
         {"given again in part", two_runs, dying, {bits(set_bits, 109, 90)}, runs + R"(both";"free_at_end":"part"])"},
         {"given again",
          two_runs,
