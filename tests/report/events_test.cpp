@@ -1428,6 +1428,14 @@ TEST(events, tell_times_that_a_program_set_from_those_of_the_system) {
                              .events("details");
     EXPECT_NE(copied.at(1).find(R"("since_creation":"0.0000005";"transactions_since":"1")"), copied.at(1).npos)
         << copied.at(1);
+    const record since = standard(0, pack(noon, noon, noon, noon), pack(noon, noon - hour, noon, noon + 5));
+    const texts of_older = story()
+                               .add({end()})
+                               .add({logged({.file = file + 1, .time = noon}), end()})
+                               .add({since, end()})
+                               .events("event,details");
+    EXPECT_TRUE(of_older.back().starts_with("times_copied|")) << of_older.back();
+    EXPECT_EQ(of_older.back().find("transactions_since"), of_older.back().npos) << "of a creation before the log";
 }
 
 TEST(events, show_the_index_entry_of_a_name) {
