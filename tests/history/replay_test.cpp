@@ -98,6 +98,8 @@ TEST(replayed_record, does_and_undoes_what_a_step_says) {
          image_of(with({longer(30), stream}))},
         {"a value shrinks", step_at(third, 7, 7, 25, {}, bytes(9, 'x')), image_of(with({stream, stream})),
          image_of(with({longer(1), stream}))},
+        {"an empty value grows", step_at(third, 7, 7, 24, bytes(9, 'x')), image_of(with({longer(0), stream})),
+         image_of(with({longer(9), stream}))},
         {"runs are added", step_at(third, 9, 9, 67, part(runs, 3), bytes(5, 0)),
          image_of(with({mapped(part(runs, 0, 3), 4), stream})), image_of(with({mapped(runs, 7), stream}))},
         {"sizes", step_at(third, 11, 11, 0, sizes, old_sizes), image_of(with({mapped(runs, 7)})),
