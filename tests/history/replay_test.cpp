@@ -151,6 +151,7 @@ TEST(replayed_record, knows_nothing_after_what_does_not_fit) {
         {"after the attributes", step_at(512, 11, 11, 0, bytes(24), bytes(24))},
         {"no room", step_at(third, 7, 7, 34, bytes(900))},
         {"another name was there", step_at(second, 6, 5, 0, {}, name_image{.name = u"b"}.attribute())},
+        {"another byte was there", step_at(second, 7, 7, 90, {'y'}, {'z'})},
         {"a length that lies", step_at(third, 7, 7, 24, bytes(5), bytes(200))},
         {"undone by what does not undo it", step_at(third, 5, 5, 0, stream)},
         {"an entry longer than its data", step_at(third + 40, 12, 13, 56, part(entry, 0, 80))},
