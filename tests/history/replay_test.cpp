@@ -186,6 +186,18 @@ TEST(replayed_record, learns_nothing_from_what_is_of_another_attribute) {
     }
 }
 
+// Newer systems state how long the data are that they write to a file, and leave them out.
+TEST(replayed_record, does_not_know_data_that_a_step_leaves_out) {
+    record one = step_at(third, 7, 7, 25, {});
+    one.redo_length = one.undo_length = 4;
+    const bytes log = one.image();
+    replayed_record record = record_of(image_of(with({stream})));
+    record.redo(record_step(make_log_entry(uni::byte_view(std::span(log)))));
+    EXPECT_TRUE(record.knows(third + 24, 1) && record.knows(third + 29, 5));
+    for (u16 place = third + 25; place < third + 29; ++place)
+        EXPECT_FALSE(record.knows_byte(place)) << place - third;
+}
+
 TEST(replayed_record, is_held_against_a_copy_by_what_it_knows) {
     const auto over = [](bytes image, std::size_t offset, const bytes& edit) {
         lay(image, offset, edit);
