@@ -70,7 +70,7 @@ constexpr std::uint64_t bytes_for_run = 32;
 // Records of a log; for fewer a thread costs more than it brings.
 constexpr std::size_t worthwhile = std::size_t{1} << 14;
 
-// What events need beside the history of the file records, and the clock does not ask.
+// What events need besides the history of the file records, and the clock does not ask.
 struct log_tables {
     std::uint64_t logged_bytes;
     security_descriptors descriptors;

@@ -35,7 +35,9 @@ struct event_budgets {
     budget_by_file extended_attributes;
 };
 
-// What is known of a log beside the transaction at hand.
+// What is known of a log besides the transaction at hand. Events may be written while the next ones are found, so what
+// changes meanwhile belongs to one side: `paths` to the writer; `tunneling`, `past`, `versions` and `budgets` to the
+// finder. In `omitted` each side sets members of its own.
 struct event_context {
     const log_store& log;
     const log_facts& facts;

@@ -19,8 +19,8 @@ void return_freed_memory() {
 #endif
 }
 
-// By the GNU library each thread takes as much address space for its stack as the main one may, which lacks elsewhere
-// where that space is limited. Nothing here recurses deeply.
+// The GNU library gives each thread's stack as much address space as the main thread's may take. Where address space is
+// limited, that is missing elsewhere. Nothing here recurses deeply.
 void limit_stacks_of_threads() {
 #ifdef __GLIBC__
     constexpr std::size_t most = std::size_t{1} << 20;  // bytes

@@ -49,7 +49,7 @@ private:
     }
 
     std::vector<std::vector<value>> m_blocks;
-    std::array<const value*, std::size_t{1} << slot_bits> m_recent{};  // by what their bytes make
+    std::array<const value*, std::size_t{1} << slot_bits> m_recent{};  // by a hash of their bytes
 };
 
 }  // namespace uni

@@ -62,7 +62,7 @@ private:
 // Gives the whole pages that lie in some bytes of a block back to the system. What the bytes hold is unsettled then.
 void release_pages(std::span<std::uint8_t> bytes);
 
-// Gives back what a vector that grows no more has room for, and does not hold.
+// Gives back the room that a vector does not use. If it grows again, the system provides those pages anew.
 template <class element>
 void release_room(large_vector<element>& list) {
     auto* const end = reinterpret_cast<std::uint8_t*>(list.data() + list.size());

@@ -13,7 +13,7 @@ inline void prefetch([[maybe_unused]] const void* address) {
 #endif
 }
 
-// The same of all of some bytes, by lines of the processor's cache.
+// The same for some bytes, one line of the processor's cache after the other.
 inline void prefetch(std::span<const std::uint8_t> bytes) {
     constexpr std::size_t line = 64;
     for (std::size_t at = 0; at < bytes.size(); at += line)
