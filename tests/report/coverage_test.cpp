@@ -326,6 +326,14 @@ TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
             log.add({.redo_op = 2, .redo = file_changed_at(noon + at * step + (at == late ? 90 * 60 * minute : 0))});
         return log.image();
     };
+    const auto with_times_at = [](const std::vector<u64>& minutes) {
+        log_writer log(64 * 1024, 3);
+        for (u64 at = 0; at < 24; ++at) {
+            const bool dated = std::ranges::find(minutes, at) != minutes.end();
+            log.add({.redo_op = 2, .redo = file_changed_at(dated ? noon + at * minute : ~u64{0})});
+        }
+        return log.image();
+    };
     const auto without_page = [](bytes log, std::size_t page) {
         lay(log, page * 4096, bytes(4096));
         return log;
@@ -339,6 +347,12 @@ TEST(coverage, a_gap_has_times_and_a_sentence_says_what_is_covered) {
          covers + "23:29 UTC, without a gap."},
         {"a time set ahead", without_page(files_until(24, minute, 1), 6), clock_text(6, 11),
          covers + "2012-12-18 17:07 UTC, with one gap of about 5 minutes."},
+        {"one time before it", without_page(with_times_at({0, 23}), 6), clock_text(0, 23),
+         covers + "23:29 UTC, with one gap of about 23 minutes."},
+        {"none before it", without_page(with_times_at({22, 23}), 6), "unknown to 2012-12-14 23:28:40.000000000",
+         "The log covers 2012-12-14 23:28 to 23:29 UTC, with one gap of unknown length."},
+        {"none after it", without_page(with_times_at({0, 1}), 6), "2012-12-14 23:07:40.000000000 to unknown",
+         covers + "23:07 UTC, with one gap of unknown length."},
         {"days", without_page(files_until(24, 1440 * minute), 6),
          "2012-12-20 23:06:40.000000000 to 2012-12-25 23:06:40.000000000",
          covers + "2013-01-06 23:06 UTC, with one gap of about 5 days."},
