@@ -25,13 +25,32 @@ constexpr std::uint64_t special_bytes(std::uint64_t word) {
            each_byte(0x80);
 }
 
+// The first bytes of a text that is not empty; after a shorter one stand spaces.
+std::uint64_t first_word(std::string_view text) {
+    const char* const begin = text.data();
+    const std::size_t size = text.size();
+    std::uint64_t word = 0;
+    if (size >= sizeof word) {
+        std::memcpy(&word, begin, sizeof word);
+        return word;
+    }
+    const auto byte_at = [begin](std::size_t at) {
+        return std::uint64_t{static_cast<std::uint8_t>(begin[at])} << 8 * at;
+    };
+    if (size >= 4) {
+        std::uint32_t first = 0, last = 0;
+        std::memcpy(&first, begin, sizeof first);
+        std::memcpy(&last, begin + size - sizeof last, sizeof last);
+        word = first | std::uint64_t{last} << 8 * (size - sizeof last);
+    } else {
+        word = byte_at(0) | byte_at(size / 2) | byte_at(size - 1);
+    }
+    return word | each_byte(' ') << 8 * size;
+}
+
 constexpr bool is_special(char c) {
     const auto byte = static_cast<std::uint8_t>(c);
     return byte < 0x20 || byte >= 0x80 || c == '"' || c == '\\';
-}
-
-char* put(char* at, std::string_view text) {
-    return std::copy_n(text.data(), text.size(), at);
 }
 
 char* put_control(char* at, char c) {
@@ -47,7 +66,7 @@ char* put_control(char* at, char c) {
             *at++ = 't';
             return at;
         default:
-            return put_hex(put(at, "u00"), static_cast<std::uint8_t>(c), 2);
+            return put_hex(put_text(at, "u00"), static_cast<std::uint8_t>(c), 2);
     }
 }
 
@@ -62,7 +81,7 @@ char* put_special(char* at, std::string_view& text) {
         at = put_control(at, c);
     } else {
         const std::size_t sound = uni::utf8_character_bytes(text);
-        at = put(at, sound != 0 ? text.substr(0, sound) : replacement);
+        at = put_text(at, sound != 0 ? text.substr(0, sound) : replacement);
         size = std::max<std::size_t>(sound, 1);
     }
     text.remove_prefix(size);
@@ -82,23 +101,15 @@ std::size_t most_json_bytes(std::string_view text) {
 
 char* put_json_text(char* at, std::string_view text) {
     *at++ = '"';
-    std::uint64_t word = 0;
-    while (text.size() >= sizeof word) {
-        std::memcpy(&word, text.data(), sizeof word);
+    while (!text.empty()) {
+        const std::uint64_t word = first_word(text);
         std::memcpy(at, &word, sizeof word);
         const std::uint64_t special = special_bytes(word);
-        const std::size_t plain = special == 0 ? sizeof word : static_cast<std::size_t>(std::countr_zero(special)) / 8;
+        const std::size_t plain =
+            special == 0 ? std::min(text.size(), sizeof word) : static_cast<std::size_t>(std::countr_zero(special)) / 8;
         at += plain;
         text.remove_prefix(plain);
         if (special != 0) at = put_special(at, text);
-    }
-    while (!text.empty()) {
-        if (is_special(text.front())) {
-            at = put_special(at, text);
-        } else {
-            *at++ = text.front();
-            text.remove_prefix(1);
-        }
     }
     *at++ = '"';
     return at;
@@ -115,7 +126,7 @@ void append_json_time(std::string& out, std::uint64_t ticks, unsigned digits) {
 }
 
 char* put_json_number(char* at, std::uint64_t number) {
-    return number == ~std::uint64_t{0} ? put(at, "null") : at + put_number(at, number, false);
+    return number == ~std::uint64_t{0} ? put_text(at, "null") : at + put_number(at, number, false);
 }
 
 void json_writer::begin_line() {
@@ -126,7 +137,7 @@ void json_writer::begin_line() {
 }
 
 void json_writer::end_line() {
-    put(m_sink.room(2), "}\n");
+    put_text(m_sink.room(2), "}\n");
     m_sink.advance(2);
 }
 
@@ -165,13 +176,13 @@ void json_writer::time(std::string_view key, std::uint64_t ticks) {
 }
 
 void json_writer::value(std::string_view key, std::string_view json) {
-    end_member(put(begin_member(key, json.size()), json));
+    end_member(put_text(begin_member(key, json.size()), json));
 }
 
 void json_writer::object(std::string_view key, std::string_view members) {
     char* at = begin_member(key, members.size() + 2);
     *at++ = '{';
-    at = put(at, members);
+    at = put_text(at, members);
     *at++ = '}';
     end_member(at);
 }
@@ -221,7 +232,7 @@ char* json_members::put(char* at, std::string_view text) const {
         if (several) *at++ = '[';
         for (std::size_t value = key; value != none; value = m_members[value].next) {
             if (value != key) *at++ = ',';
-            at = kest::put(at, text.substr(m_members[value].begin, m_members[value].end - m_members[value].begin));
+            at = kest::put_text(at, text.substr(m_members[value].begin, m_members[value].end - m_members[value].begin));
         }
         if (several) *at++ = ']';
     }

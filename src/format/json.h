@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "format/number.h"
+#include "format/put_text.h"
 #include "portable/file.h"
 
 namespace kest {
@@ -36,7 +37,7 @@ constexpr std::size_t most_key_bytes(std::string_view key) {
 inline char* put_json_key(char* at, std::string_view key, bool first) {
     if (!first) *at++ = ',';
     *at++ = '"';
-    at = std::copy_n(key.data(), key.size(), at);
+    at = put_text(at, key);
     *at++ = '"';
     *at++ = ':';
     return at;

@@ -238,7 +238,7 @@ private:
     }
     void write_value(std::string_view key, std::string_view json) {
         char* const at = begin_member(key, json.size());
-        end_member(key, at, std::copy_n(json.data(), json.size(), at));
+        end_member(key, at, put_text(at, json));
     }
 
     text_room m_text;     // the members as they come
